@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: Apache-2.0
+# What can be chosen at configure time, and what every target of ours is compiled with.
+
+option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
+option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${PROJECT_IS_TOP_LEVEL})
+option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark and the peers)" OFF)
+option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${PROJECT_IS_TOP_LEVEL})
+set(OSTBASE_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")
+
+set(OSTBASE_CONFIG_DIR "${PROJECT_SOURCE_DIR}/config" CACHE PATH
+    "Configuration directory of the build tree, the last resort of every configuration search")
+set(OSTBASE_LOCAL_CONFIG_DIR "${PROJECT_SOURCE_DIR}/local/config" CACHE PATH
+    "Second configuration directory of the build tree")
+set(OSTBASE_DATA_DIR "${PROJECT_SOURCE_DIR}/data" CACHE PATH "Data directory of the build tree")
+set(OSTBASE_SYSCONF_DIR "/etc" CACHE PATH
+    "System configuration directory; ostrel/registry.reg below it is the default registry file")
+
+# The flags of our own targets. None of them reaches a consumer.
+add_library(ostbase_build_flags INTERFACE)
+target_compile_features(ostbase_build_flags INTERFACE cxx_std_17)
+target_include_directories(ostbase_build_flags INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_options(
+  ostbase_build_flags
+  INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+            $<$<BOOL:${OSTBASE_WARNINGS_AS_ERRORS}>:-Werror>)
+if(OSTBASE_SANITIZE)
+  set(sanitizer_flags -fsanitize=${OSTBASE_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  target_compile_options(ostbase_build_flags INTERFACE ${sanitizer_flags})
+  target_link_options(ostbase_build_flags INTERFACE ${sanitizer_flags})
+endif()

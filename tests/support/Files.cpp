@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/support/Files.hpp"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+TemporaryDirectory::TemporaryDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "ostbase-test-XXXXXX").string();
+  char const *made = mkdtemp(pattern.data());
+  path_ = made == nullptr ? "." : made;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+  std::error_code ignored;
+  if (path_ != ".") {
+    std::filesystem::remove_all(path_, ignored);
+  }
+}
+
+std::string read_file(std::string const &path) {
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  return content.str();
+}
+
+void write_file(std::string const &path, std::string const &content) {
+  std::filesystem::path const parent = std::filesystem::path(path).parent_path();
+  if (!parent.empty()) {
+    std::filesystem::create_directories(parent);
+  }
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/support/Child.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+int main(int argc, char **argv) {
+  if (argc > 2 && std::strcmp(argv[1], "--role") == 0) {
+    return Role::play(argv[2], Role::Arguments(argv + 3, argv + argc));
+  }
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
