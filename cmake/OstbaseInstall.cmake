@@ -1,1 +1,31 @@
 # SPDX-License-Identifier: Apache-2.0
+# What `cmake --install` leaves: the library, and how CMake and pkg-config find it. The headers are
+# installed by the folders that own them (see OstbaseHeaders.cmake). Nothing names the prefix, so an
+# installed tree can be moved.
+include(CMakePackageConfigHelpers)
+
+set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ostbase")
+
+install(
+  TARGETS ostbase
+  EXPORT ostbaseTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+install(EXPORT ostbaseTargets NAMESPACE Ostrel:: DESTINATION "${package_dir}")
+
+configure_package_config_file(
+  "${CMAKE_CURRENT_LIST_DIR}/ostbaseConfig.cmake.in" "${PROJECT_BINARY_DIR}/ostbaseConfig.cmake"
+  INSTALL_DESTINATION "${package_dir}"
+  NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(
+  "${PROJECT_BINARY_DIR}/ostbaseConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/ostbaseConfig.cmake"
+              "${PROJECT_BINARY_DIR}/ostbaseConfigVersion.cmake"
+        DESTINATION "${package_dir}")
+
+# pkg-config knows where its own file lies; the prefix is the way up from there.
+file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" pkgconfig_to_prefix "${pkgconfig_to_prefix}")
+configure_file("${CMAKE_CURRENT_LIST_DIR}/ostbase.pc.in" "${PROJECT_BINARY_DIR}/ostbase.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/ostbase.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
