@@ -5,5 +5,6 @@
 # that is not named stays internal.
 function(ostbase_public_headers)
   file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
-  install(FILES ${ARGN} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ostrel/${folder}")
+  install(FILES ${ARGN} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ostrel/${folder}"
+          COMPONENT headers)
 endfunction()

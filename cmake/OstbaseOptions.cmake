@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: Apache-2.0
 # What can be chosen at configure time, and what every target of ours is compiled with.
 
-option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${PROJECT_IS_TOP_LEVEL})
-option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${PROJECT_IS_TOP_LEVEL})
+# Inside somebody else's project only the library is built. (PROJECT_IS_TOP_LEVEL needs CMake 3.21.)
+string(COMPARE EQUAL "${CMAKE_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}" is_top_level)
+
+option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${is_top_level})
+option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${is_top_level})
 option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark and the peers)" OFF)
-option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${PROJECT_IS_TOP_LEVEL})
+option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${is_top_level})
 set(OSTBASE_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")
 
 set(OSTBASE_CONFIG_DIR "${PROJECT_SOURCE_DIR}/config" CACHE PATH
