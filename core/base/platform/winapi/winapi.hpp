@@ -16,7 +16,26 @@
 #include <conio.h>
 #include <direct.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
+
+namespace Ostrel {
+
+// What the system lacks no call for elsewhere and needs none for here; described below.
+inline void to_native_path(char *) noexcept {}
+
+inline bool follow_links(char const *path, char *target, std::size_t size) noexcept {
+  constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  HANDLE const file = CreateFileA(path, 0, SHARED, nullptr, OPEN_EXISTING, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return strcpy_s(target, size, path) == 0;
+  }
+  DWORD const length = GetFinalPathNameByHandleA(file, target, static_cast<DWORD>(size), 0);
+  CloseHandle(file);
+  return length > 0 && length < size;
+}
+
+} // namespace Ostrel
 
 #else
 
@@ -77,5 +96,223 @@ constexpr DWORD ERROR_NOT_OWNER = 288;
 /// The calling thread's last-error number: set by the calls below where they fail.
 DWORD GetLastError();
 void SetLastError(DWORD error);
+
+// --- Handles and waiting: handle.cpp, wait.cpp ------------------------------------------------
+
+constexpr DWORD WAIT_OBJECT_0 = 0;
+constexpr DWORD WAIT_ABANDONED = 0x80;
+constexpr DWORD WAIT_TIMEOUT = 258;
+constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+
+/// Gives a handle back. A mutex that is held may be closed, by its owner and by others; nobody may
+/// be waiting for it. FALSE with ERROR_INVALID_HANDLE for null and `INVALID_HANDLE_VALUE`.
+BOOL CloseHandle(HANDLE handle);
+
+/// Waits until `handle` is signalled, for at most `milliseconds` on the monotonic clock.
+/// Takes a mutex: the caller then owns it once more. Gives WAIT_OBJECT_0, WAIT_ABANDONED (owned
+/// now, but its owner ended inside), WAIT_TIMEOUT, or WAIT_FAILED with ERROR_INVALID_HANDLE.
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
+
+// --- Mutexes: mutex.cpp, named_mutex.cpp ------------------------------------------------------
+
+constexpr DWORD MUTEX_ALL_ACCESS = 0x001F0001;
+
+/// Creates a mutex, recursive and owned by a thread; it is abandoned when its owner ends inside.
+/// Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes other than
+/// null.
+///
+/// With a name, which may hold any characters, it is that of every process of the same user that
+/// gives the same name; with its last user it is gone, however that ended. When it is there
+/// already, it is opened, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` means
+/// nothing. Null also with what the system refuses.
+HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char const *name);
+
+/// Opens the mutex of that name. Every access is granted to the user whose mutex it is, so
+/// `access` means nothing here; nor does `inherit_handle`, since no handle outlives its program.
+/// Null with ERROR_FILE_NOT_FOUND when nobody uses one of that name, ERROR_INVALID_PARAMETER for
+/// a null name, and what else the system refuses.
+HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
+
+/// Gives a mutex back that the calling thread has taken: once for each time. FALSE with
+/// ERROR_NOT_OWNER when it does not own the mutex, ERROR_INVALID_HANDLE for what is no mutex.
+BOOL ReleaseMutex(HANDLE mutex);
+
+// --- Paths: path.cpp --------------------------------------------------------------------------
+
+// Every call that takes a path takes a backslash for a separator as well as a slash, and a drive
+// (letter, colon, separator) at its start for the root. Paths that are handed out are the system's
+// own.
+
+namespace Ostrel {
+
+/// Rewrites a path, in place, as the system's own calls take it. It becomes no longer.
+void to_native_path(char *path) noexcept;
+
+/// Gives the path of the file that `path` names in the end, symbolic links followed; it need not
+/// exist. A path that is no link is given back as it is. False when the links turn in a circle, or
+/// when the result does not fit into `size` characters.
+bool follow_links(char const *path, char *target, std::size_t size) noexcept;
+
+} // namespace Ostrel
+
+/// Reads the current directory into `size` characters, terminator included. Gives `buffer`; null,
+/// with `errno`, when the directory cannot be read or does not fit, or for a null buffer.
+char *_getcwd(char *buffer, int size);
+
+/// The same; gives the length, or the size that is needed when `size` is too small, or 0.
+DWORD GetCurrentDirectoryA(DWORD size, char *buffer);
+
+/// Creates one directory with the process's default permissions. 0, or -1 with `errno`.
+int _mkdir(char const *path);
+
+constexpr unsigned short _S_IFMT = 0xF000;
+constexpr unsigned short _S_IFDIR = 0x4000;
+constexpr unsigned short _S_IFREG = 0x8000;
+
+struct _stat {
+  unsigned short st_mode;
+};
+
+/// Reads the status of what a path names, symbolic links followed. 0, or -1 with `errno`.
+int _stat(char const *path, struct _stat *status);
+
+// --- Files: file.cpp, replace.cpp -------------------------------------------------------------
+
+constexpr DWORD GENERIC_READ = 0x80000000;
+constexpr DWORD GENERIC_WRITE = 0x40000000;
+constexpr DWORD FILE_APPEND_DATA = 0x4;
+constexpr DWORD FILE_SHARE_READ = 0x1;
+constexpr DWORD FILE_SHARE_WRITE = 0x2;
+constexpr DWORD FILE_SHARE_DELETE = 0x4;
+constexpr DWORD CREATE_NEW = 1;
+constexpr DWORD OPEN_EXISTING = 3;
+constexpr DWORD OPEN_ALWAYS = 4;
+constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+constexpr DWORD FILE_BEGIN = 0;
+constexpr DWORD FILE_TYPE_UNKNOWN = 0;
+constexpr DWORD FILE_TYPE_DISK = 1;
+constexpr DWORD FILE_TYPE_CHAR = 2;
+constexpr DWORD FILE_TYPE_PIPE = 3;
+constexpr DWORD STD_ERROR_HANDLE = 0xFFFFFFF4;
+constexpr DWORD REPLACEFILE_WRITE_THROUGH = 0x1;
+constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
+constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
+
+/// Opens a file for one of GENERIC_READ, GENERIC_WRITE and FILE_APPEND_DATA (each write goes to
+/// the end that the file then has), without waiting for the other end of a pipe. No child program
+/// inherits it.
+///
+/// The system keeps nobody from a file that is open, so a share mode only says whose file a new
+/// one is: its owner's alone (mode 0600) with 0, anybody's within the process's default permissions
+/// otherwise. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory, ERROR_FILE_EXISTS
+/// for CREATE_NEW, ERROR_NOT_SUPPORTED for security attributes, other flags and a template, and
+/// what else the system refuses.
+HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
+                   DWORD disposition, DWORD flags, HANDLE template_file);
+
+/// Reads up to `size` bytes; 0 of them at the end of the file. No overlapped reading.
+BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped);
+
+/// Writes in one call of the system, which may take fewer bytes; a descriptor that does not block
+/// is waited for. No overlapped writing.
+BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped);
+
+/// Waits until everything written is on the disk.
+BOOL FlushFileBuffers(HANDLE file);
+
+/// The size of a regular file; FALSE with ERROR_NOT_SUPPORTED for any other kind.
+BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
+
+/// Whether the handle is one of a regular file (FILE_TYPE_DISK), a pipe or socket, or anything else
+/// (FILE_TYPE_CHAR).
+DWORD GetFileType(HANDLE file);
+
+/// Sets where the next reading or writing begins, counted from FILE_BEGIN; from elsewhere fails with
+/// ERROR_NOT_SUPPORTED.
+BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method);
+
+/// Makes the file end where the next writing would begin.
+BOOL SetEndOfFile(HANDLE file);
+
+/// The handle of standard error, which closing it leaves open; INVALID_HANDLE_VALUE with
+/// ERROR_NOT_SUPPORTED for another number.
+HANDLE GetStdHandle(DWORD number);
+
+BOOL DeleteFileA(char const *path);
+
+/// Puts `replacement`, in the same directory, in the place of `replaced`, whose owner, permissions
+/// and extended attributes it takes, and waits until all that is on the disk. There is no backup
+/// file, and the only flag is REPLACEFILE_WRITE_THROUGH.
+///
+/// FALSE with ERROR_NOT_SUPPORTED, and both files as they were, when something would be lost:
+/// owner or attributes cannot be given, `replaced` has further hard links, is a mount point or is
+/// no regular file itself.
+BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
+                  void *exclude, void *reserved);
+
+/// Gives a file another name on the same file system, in the place of what has that name, and waits
+/// until that is on the disk. Both flags must be given.
+BOOL MoveFileExA(char const *from, char const *to, DWORD flags);
+
+// --- Directory search: directory.cpp ----------------------------------------------------------
+
+struct WIN32_FIND_DATAA {
+  char cFileName[MAX_PATH];
+};
+
+/// Starts a search for the names in one directory that match the last part of `query`. Only `*`
+/// and `?` are wild, upper and lower case differ, names that start with a dot are names like any
+/// other, and "." and ".." are among them. Give the search back with FindClose.
+/// INVALID_HANDLE_VALUE with ERROR_FILE_NOT_FOUND when nothing matches, or with why the directory
+/// cannot be read.
+HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
+
+/// Goes on to the next name; FALSE with ERROR_NO_MORE_FILES at the end.
+BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
+
+BOOL FindClose(HANDLE search);
+
+// --- Clocks, identifiers: clock.cpp -----------------------------------------------------------
+
+struct SYSTEMTIME {
+  WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
+};
+
+/// The monotonic clock, in ticks of the frequency.
+BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
+BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
+
+/// Blocks the calling thread on the monotonic clock; for ever with INFINITE.
+void Sleep(DWORD milliseconds);
+
+/// The calendar time in the time zone of the process; all 0 when it cannot be told.
+void GetLocalTime(SYSTEMTIME *time);
+
+DWORD GetCurrentProcessId();
+DWORD GetCurrentThreadId();
+
+// --- Registry: registry.cpp, registry_file.cpp ------------------------------------------------
+
+constexpr DWORD REG_SZ = 1;
+constexpr DWORD REG_BINARY = 3;
+constexpr DWORD REG_DWORD = 4;
+constexpr REGSAM KEY_READ = 0x20019;
+inline HKEY const HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
+
+/// Reads the values of a key below HKEY_LOCAL_MACHINE, the only root that there is, from the
+/// registry file: the one that the environment variable OSTREL_REGISTRY_FILE names, else
+/// ostrel/registry.reg in the system configuration directory. Later changes of the file do not
+/// reach an open key. Only KEY_READ and no options.
+/// Gives ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_NOT_SUPPORTED or ERROR_NOT_ENOUGH_MEMORY.
+LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access, HKEY *key);
+
+/// Gives the type and the bytes of a value; with null `data` its size alone. A null name is that of
+/// the key's default value. A text that the file gives as a text counts its terminator.
+/// Gives ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, or ERROR_MORE_DATA, with the size, when the bytes do
+/// not fit; ERROR_INVALID_PARAMETER for `data` without a size.
+LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
+                      DWORD *size);
+
+LONG RegCloseKey(HKEY key);
 
 #endif

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/AcquirableLock.hpp"
+
+#include "core/base/foundation/IAcquirable.hpp"
+
+namespace Ostrel {
+
+AcquirableLock::AcquirableLock(IAcquirable &target) : AcquirableLock(&target) {}
+
+AcquirableLock::AcquirableLock(IAcquirable *target)
+    : target_(target), acquired_(target != nullptr && target->acquire()) {}
+
+AcquirableLock::~AcquirableLock() {
+  if (acquired_) {
+    target_->release();
+  }
+}
+
+bool AcquirableLock::acquire() {
+  if (!acquired_ && target_ != nullptr) {
+    acquired_ = target_->acquire();
+  }
+  return acquired_;
+}
+
+bool AcquirableLock::release() {
+  if (!acquired_) {
+    return false;
+  }
+  acquired_ = false;
+  return target_->release();
+}
+
+} // namespace Ostrel

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/AcquirableImpl.hpp"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <utility>
+
+namespace Ostrel {
+
+/// An ordered map that is locked as a whole.
+///
+/// The map's own operations take no lock: hold an `AcquirableLock` on the map around them.
+template <typename Key, typename Value, typename Compare = std::less<Key>,
+          typename Allocator = std::allocator<std::pair<Key const, Value>>>
+class AcquirableMap : public std::map<Key, Value, Compare, Allocator>, public AcquirableImpl {
+  // The map is the first base so that it is built before the mutex and destroyed after it.
+public:
+  /// Makes the empty map, then its mutex. The flag has no effect.
+  explicit AcquirableMap(bool flag = false, Compare const &compare = Compare(),
+                         Allocator const &allocator = Allocator())
+      : std::map<Key, Value, Compare, Allocator>(compare, allocator), AcquirableImpl(flag) {}
+
+  ~AcquirableMap() override = default;
+};
+
+} // namespace Ostrel

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Win32Mutex.hpp"
+
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
+
+namespace Ostrel {
+
+Win32Mutex::Win32Mutex(bool initially_owned, char const *name, bool open_existing, void *security,
+                       unsigned long *result)
+    : handle_(open_existing ? OpenMutexA(MUTEX_ALL_ACCESS, TRUE, name)
+                            : CreateMutexA(static_cast<SECURITY_ATTRIBUTES *>(security),
+                                           initially_owned ? TRUE : FALSE, name)) {
+  if (result != nullptr) {
+    *result = handle_ != nullptr ? RESULT_SUCCESS : RESULT_SYSTEM_ERROR;
+  }
+}
+
+Win32Mutex::~Win32Mutex() {
+  if (handle_ != nullptr) {
+    CloseHandle(handle_);
+  }
+}
+
+bool Win32Mutex::acquire() {
+  DWORD const outcome = WaitForSingleObject(handle_, INFINITE);
+  if (outcome == WAIT_OBJECT_0) {
+    acquired_.store(true, std::memory_order_relaxed);
+    return true;
+  }
+  if (outcome == WAIT_ABANDONED) {
+    // The wait made the caller the owner, who is told that it is not: without this nobody would
+    // ever release the mutex.
+    ReleaseMutex(handle_);
+  }
+  return false;
+}
+
+bool Win32Mutex::release() {
+  acquired_.store(false, std::memory_order_relaxed);
+  return ReleaseMutex(handle_) != FALSE;
+}
+
+bool Win32Mutex::is_acquired() const {
+  return acquired_.load(std::memory_order_relaxed);
+}
+
+} // namespace Ostrel

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <cerrno>
+
+namespace Ostrel {
+
+/// The Windows error number for a POSIX one; `ERROR_GEN_FAILURE` for one that has no counterpart.
+DWORD error_from_errno(int error) noexcept;
+
+/// Sets the last error and gives false: the way in which most calls of the layer fail.
+inline bool fail(DWORD error) noexcept {
+  SetLastError(error);
+  return false;
+}
+
+/// Makes a system call again for as long as a signal interrupts it. Not for `close`, whose
+/// descriptor is gone when it is interrupted.
+template <typename Call> auto retry(Call call) noexcept -> decltype(call()) {
+  decltype(call()) result = call();
+  while (result == -1 && errno == EINTR) {
+    result = call();
+  }
+  return result;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,308 @@
+// SPDX-License-Identifier: Apache-2.0
+// CreateMutexA, OpenMutexA and ReleaseMutex, on one atomic word for a mutex without a name.
+//
+// The word holds the owner's thread identifier and three flags. Taking a free mutex and giving it
+// back are one atomic operation each; who finds it taken sets WAITERS and sleeps on the word. Who
+// gives it back with WAITERS set wakes one sleeper, and that one takes the mutex with WAITERS set
+// again, since it cannot know whether others sleep.
+//
+// A mutex has to notice that its owner ends. Each thread therefore links what it holds into a list
+// of its own, and a key of the thread, whose destructor the system runs at its end, marks what is
+// still in it as abandoned. Only the owner follows or changes the links of a mutex.
+#include "core/base/platform/winapi/mutex.hpp"
+
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/wait.hpp"
+
+#include <atomic>
+#include <memory>
+#include <new>
+
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr std::uint32_t WAITERS = 0x80000000;   // somebody may be sleeping on the word
+constexpr std::uint32_t ABANDONED = 0x40000000; // free, but its last owner ended inside
+constexpr std::uint32_t CLOSED = 0x20000000;    // its handle is gone: the owner's end frees it
+constexpr std::uint32_t OWNER = 0x1FFFFFFF;     // more bits than a thread identifier has
+constexpr std::uint32_t NOBODY = OWNER;         // as a thread's identifier: not asked for yet
+
+class Mutex;
+
+// What the layer knows about a thread. Constant at first and reached without a call: a mutex is
+// taken in a few nanoseconds, before any constructor has run and when memory is gone.
+struct Thread {
+  std::uint32_t id = NOBODY;
+  Mutex *held = nullptr; // the mutex that it took last
+};
+
+thread_local Thread this_thread __attribute__((tls_model("initial-exec")));
+
+std::uint32_t system_thread_id() noexcept {
+  return static_cast<std::uint32_t>(syscall(SYS_gettid));
+}
+
+class Mutex final : public Handle {
+public:
+  DWORD wait(DWORD milliseconds) noexcept override;
+  bool release_mutex() noexcept override;
+  void close() noexcept override;
+
+  // Called by the owner, at its end.
+  void abandon() noexcept;
+
+  // Called by the one thread that is left after a fork, on what it holds.
+  void adopt(std::uint32_t owner) noexcept { word_.store(owner, std::memory_order_relaxed); }
+
+  Mutex *next() const noexcept { return next_; }
+
+private:
+  // Kept apart, so that the common way saves no registers for what the rare one needs.
+  __attribute__((noinline)) DWORD wait_contended(Thread &self, DWORD milliseconds) noexcept;
+  __attribute__((noinline)) void finish_release(std::uint32_t old) noexcept;
+
+  DWORD take_if_free(Thread &self, std::uint32_t flags) noexcept;
+  bool is_owner_lost(std::uint32_t word) const noexcept;
+  void link(Thread &self) noexcept;
+  void unlink(Thread &self) noexcept;
+
+  std::atomic<std::uint32_t> word_{0};
+  // The owner's. In a mutex that is free, depth and previous are as in one that was just taken:
+  // there is less to write, and a locked operation waits for each write before it.
+  std::uint64_t depth_ = 0;   // how often the owner has taken it again
+  Mutex *next_ = nullptr;     // held by the same thread, taken before this one
+  Mutex *previous_ = nullptr; // likewise, taken after it
+};
+
+// --- The end of a thread, and fork ------------------------------------------------------------
+
+// Whether this process began as the copy of one thread of another.
+std::atomic<bool> is_forked{false};
+
+void abandon_what_is_held(void *thread) noexcept {
+  Thread &self = *static_cast<Thread *>(thread);
+  while (self.held != nullptr) {
+    self.held->abandon();
+  }
+  // Another key's destructor may take a mutex after this one: the thread is then watched anew.
+  self.id = NOBODY;
+}
+
+void adopt_what_is_held() noexcept {
+  is_forked.store(true, std::memory_order_relaxed);
+  if (this_thread.id == NOBODY) {
+    return;
+  }
+  this_thread.id = system_thread_id();
+  for (Mutex *mutex = this_thread.held; mutex != nullptr; mutex = mutex->next()) {
+    mutex->adopt(this_thread.id);
+  }
+}
+
+// The key through which the end of a thread is noticed. Deleted when the library is unloaded, since
+// threads that end later would run what is no longer there.
+class EndOfThread {
+public:
+  constexpr EndOfThread() noexcept = default;
+  EndOfThread(EndOfThread const &) = delete;
+  EndOfThread &operator=(EndOfThread const &) = delete;
+
+  ~EndOfThread() {
+    pthread_mutex_lock(&guard_);
+    if (state_ == State::MADE) {
+      pthread_key_delete(key_);
+    }
+    state_ = State::GONE;
+    pthread_mutex_unlock(&guard_);
+  }
+
+  // Without a key the thread can use mutexes all the same; only its end goes unnoticed.
+  void watch(Thread &thread) noexcept {
+    pthread_mutex_lock(&guard_);
+    if (state_ == State::NEW && pthread_key_create(&key_, abandon_what_is_held) == 0) {
+      pthread_atfork(nullptr, nullptr, adopt_what_is_held);
+      state_ = State::MADE;
+    }
+    if (state_ == State::MADE) {
+      pthread_setspecific(key_, &thread);
+    }
+    pthread_mutex_unlock(&guard_);
+  }
+
+private:
+  enum class State { NEW, MADE, GONE };
+
+  pthread_mutex_t guard_ = PTHREAD_MUTEX_INITIALIZER;
+  State state_ = State::NEW; // guarded by guard_
+  pthread_key_t key_ = 0;    // guarded by guard_
+};
+
+EndOfThread end_of_thread;
+
+void enter(Thread &self) noexcept {
+  self.id = system_thread_id();
+  end_of_thread.watch(self);
+}
+
+// --- The mutex --------------------------------------------------------------------------------
+
+DWORD Mutex::wait(DWORD milliseconds) noexcept {
+  Thread &self = this_thread;
+  std::uint32_t word = 0;
+  if (self.id != NOBODY && word_.compare_exchange_strong(word, self.id, std::memory_order_acquire,
+                                                         std::memory_order_relaxed)) {
+    link(self);
+    return WAIT_OBJECT_0;
+  }
+  if ((word & OWNER) == self.id) {
+    ++depth_;
+    return WAIT_OBJECT_0;
+  }
+  return wait_contended(self, milliseconds);
+}
+
+DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
+  if (self.id == NOBODY) {
+    enter(self);
+  }
+  DWORD result = take_if_free(self, 0);
+  if (result != WAIT_TIMEOUT || milliseconds == 0) {
+    return result;
+  }
+  // A sleeper that was woken must not give up before it has announced the next one: it may have
+  // been woken in that one's place. So the deadline is looked at in the sleep only.
+  Deadline const deadline(milliseconds);
+  bool is_in_time = true;
+  while ((result = take_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
+    std::uint32_t const word = word_.fetch_or(WAITERS, std::memory_order_relaxed) | WAITERS;
+    is_in_time = (word & OWNER) == 0 || sleep_on(word_, word, deadline);
+  }
+  return result;
+}
+
+// Takes the mutex unless somebody owns it, and sets `flags` with it.
+DWORD Mutex::take_if_free(Thread &self, std::uint32_t flags) noexcept {
+  std::uint32_t word = word_.load(std::memory_order_relaxed);
+  while ((word & OWNER) == 0 || is_owner_lost(word)) {
+    std::uint32_t const taken = self.id | flags | (word & WAITERS);
+    if (word_.compare_exchange_weak(word, taken, std::memory_order_acquire,
+                                    std::memory_order_relaxed)) {
+      link(self);
+      return word == 0 || word == WAITERS ? WAIT_OBJECT_0 : WAIT_ABANDONED;
+    }
+  }
+  return WAIT_TIMEOUT;
+}
+
+// In the child of a fork the other threads of the parent do not exist, but their mutexes look
+// taken.
+bool Mutex::is_owner_lost(std::uint32_t word) const noexcept {
+  return is_forked.load(std::memory_order_relaxed) &&
+         syscall(SYS_tgkill, getpid(), word & OWNER, 0) == -1 && errno == ESRCH;
+}
+
+bool Mutex::release_mutex() noexcept {
+  Thread &self = this_thread;
+  if ((word_.load(std::memory_order_relaxed) & OWNER) != self.id) {
+    return fail(ERROR_NOT_OWNER);
+  }
+  if (depth_ > 0) {
+    --depth_;
+    return true;
+  }
+  unlink(self);
+  std::uint32_t const old = word_.exchange(0, std::memory_order_acq_rel);
+  if (old != self.id) {
+    finish_release(old);
+  }
+  return true;
+}
+
+void Mutex::abandon() noexcept {
+  depth_ = 0;
+  unlink(this_thread);
+  finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
+}
+
+// The mutex is no longer the caller's: only what the word held before may be looked at.
+void Mutex::finish_release(std::uint32_t old) noexcept {
+  if ((old & CLOSED) != 0) {
+    delete this;
+  } else if ((old & WAITERS) != 0) {
+    wake_one(&word_);
+  }
+}
+
+void Mutex::close() noexcept {
+  std::uint32_t const old = word_.fetch_or(CLOSED, std::memory_order_acq_rel);
+  if ((old & OWNER) == this_thread.id) {
+    unlink(this_thread);
+    delete this;
+  } else if ((old & OWNER) == 0) {
+    delete this;
+  }
+}
+
+void Mutex::link(Thread &self) noexcept {
+  next_ = self.held;
+  if (next_ != nullptr) {
+    next_->previous_ = this;
+  }
+  self.held = this;
+}
+
+void Mutex::unlink(Thread &self) noexcept {
+  if (next_ != nullptr) {
+    next_->previous_ = previous_;
+  }
+  if (previous_ == nullptr) {
+    self.held = next_;
+    return;
+  }
+  previous_->next_ = next_;
+  previous_ = nullptr;
+}
+
+HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
+  std::unique_ptr<Mutex> mutex(new (std::nothrow) Mutex);
+  if (mutex == nullptr) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+  }
+  if (initially_owned) {
+    mutex->wait(0);
+  }
+  return mutex.release()->handle();
+}
+
+} // namespace
+
+} // namespace Ostrel
+
+HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char const *name) {
+  if (security != nullptr) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return nullptr;
+  }
+  return name == nullptr ? Ostrel::create_unnamed_mutex(initially_owned != FALSE)
+                         : Ostrel::create_named_mutex(name, initially_owned != FALSE);
+}
+
+HANDLE OpenMutexA(DWORD /*access*/, BOOL /*inherit_handle*/, char const *name) {
+  if (name == nullptr) {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  return Ostrel::open_named_mutex(name);
+}
+
+BOOL ReleaseMutex(HANDLE mutex) {
+  Ostrel::Handle *const object = Ostrel::Handle::of(mutex);
+  return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->release_mutex();
+}

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/platform/winapi/winapi.hpp"
+
+namespace Ostrel {
+
+/// Creates the mutex of that name, or opens it when it is there.
+/// @return its handle; null with the last error when it cannot be had.
+HANDLE create_named_mutex(char const *name, bool initially_owned) noexcept;
+
+/// Opens the mutex of that name.
+/// @return its handle; null with the last error, `ERROR_FILE_NOT_FOUND` when nobody uses it.
+HANDLE open_named_mutex(char const *name) noexcept;
+
+} // namespace Ostrel

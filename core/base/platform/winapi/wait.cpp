@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+// WaitForSingleObject, on the objects' own waits, which sleep on a futex of this process. A futex
+// may wake its sleeper without reason, and a relative time-out would begin again each time: so
+// deadlines are absolute, on the clock that nobody sets.
+#include "core/base/platform/winapi/wait.hpp"
+
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/handle.hpp"
+
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr long MILLISECONDS_PER_SECOND = 1000;
+constexpr long NANOSECONDS_PER_MILLISECOND = 1000000;
+constexpr long NANOSECONDS_PER_SECOND = 1000000000;
+
+} // namespace
+
+Deadline::Deadline(DWORD milliseconds) noexcept : is_never_(milliseconds == INFINITE) {
+  clock_gettime(CLOCK_MONOTONIC, &moment_);
+  moment_.tv_sec += static_cast<std::time_t>(milliseconds / MILLISECONDS_PER_SECOND);
+  moment_.tv_nsec += milliseconds % MILLISECONDS_PER_SECOND * NANOSECONDS_PER_MILLISECOND;
+  if (moment_.tv_nsec >= NANOSECONDS_PER_SECOND) {
+    moment_.tv_nsec -= NANOSECONDS_PER_SECOND;
+    ++moment_.tv_sec;
+  }
+}
+
+bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
+              Deadline const &deadline) noexcept {
+  // Without FUTEX_CLOCK_REALTIME the moment is taken as one of the monotonic clock.
+  long const result = syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, expected,
+                              deadline.moment(), nullptr, FUTEX_BITSET_MATCH_ANY);
+  return result == 0 || errno != ETIMEDOUT;
+}
+
+void wake_one(std::atomic<std::uint32_t> *word) noexcept {
+  syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1);
+}
+
+} // namespace Ostrel
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  Ostrel::Handle *const object = Ostrel::Handle::of(handle);
+  if (object == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return WAIT_FAILED;
+  }
+  return object->wait(milliseconds);
+}

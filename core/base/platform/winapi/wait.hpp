@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+
+namespace Ostrel {
+
+/// The moment on the monotonic clock at which a wait gives up, so that neither a change of the
+/// calendar time nor an interruption stretches it.
+class Deadline {
+public:
+  /// @param milliseconds  from now; `INFINITE` means never.
+  explicit Deadline(DWORD milliseconds) noexcept;
+
+  /// The moment, absolute on `CLOCK_MONOTONIC`; null for never.
+  timespec const *moment() const noexcept { return is_never_ ? nullptr : &moment_; }
+
+private:
+  bool is_never_;
+  timespec moment_{};
+};
+
+/// Sleeps while `word` has the value `expected`, until somebody wakes it or the deadline passes.
+/// @return false when the deadline has passed; true otherwise, possibly without reason.
+bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
+              Deadline const &deadline) noexcept;
+
+/// Wakes one thread that sleeps on `word`. Only the address is used: the word itself may be gone.
+void wake_one(std::atomic<std::uint32_t> *word) noexcept;
+
+} // namespace Ostrel
