@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/logging/LoggingOutputImpl.hpp"
+
+#include <memory>
+#include <string>
+
+namespace Ostrel {
+
+class File;
+
+/// The output to a file, at whose end each event is one append of its whole line: several outputs
+/// and processes may write to one file. The line is there for other readers when `write` returns.
+///
+/// The file is opened at the first write. What cannot be opened or written is lost without a word;
+/// after a full disk, lines are written again as soon as there is room.
+class OSTBASE_API FileLoggingOutput : public LoggingOutputImpl {
+public:
+  /// @param file_name  path of the file, copied; null is an empty name, which opens nothing.
+  /// @param layout     handed over; null makes a default layout.
+  explicit FileLoggingOutput(char const *file_name, ILoggingLayout *layout = nullptr);
+  ~FileLoggingOutput() override;
+
+  /// Closes the file; the next write opens it again.
+  /// @return true.
+  bool close() override;
+
+  /// Closes the file and opens it at once under its name.
+  /// @return true.
+  bool re_open() override;
+
+  /// Appends the text to the file, opening it if need be.
+  /// @return true, also when the text is lost.
+  bool write_method(std::string const &text) override;
+
+protected:
+  /// Opens the file for appending and makes it when it does not exist. One that cannot be opened
+  /// counts as open, and loses what is written to it, until `re_open`.
+  void open_file();
+
+private:
+  void append(std::string const &text);
+
+  std::string file_name_;
+  std::unique_ptr<File> stream_;  // null until first needed
+  bool ends_inside_line_ = false; // the last write was cut short by a full disk
+};
+
+} // namespace Ostrel

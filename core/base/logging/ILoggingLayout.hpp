@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/Export.h"
+
+#include <string>
+
+namespace Ostrel {
+
+class LoggingEvent;
+
+/// Turns an event into the text that is written for it. An output owns its layout and calls it from
+/// one thread at a time.
+class OSTBASE_API ILoggingLayout {
+public:
+  ILoggingLayout() = default;
+  ILoggingLayout(ILoggingLayout const &) = delete;
+  ILoggingLayout &operator=(ILoggingLayout const &) = delete;
+  virtual ~ILoggingLayout() = default;
+
+  /// Gives the complete text, the line feed at its end included.
+  virtual std::string format(LoggingEvent const &event) = 0;
+};
+
+} // namespace Ostrel

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/Export.h"
+
+#include <cstdarg>
+
+namespace Ostrel {
+
+class LoggingCategory;
+
+/// Logs through a category with a fixed text in front of each message: "text: message".
+///
+/// May be used from any thread. Messages and text are cut to 4095 characters each.
+class OSTBASE_API LoggingCategoryPrefixed {
+public:
+  /// @param category  borrowed; null drops every message.
+  /// @param format    printf-style, of the text; empty for null and without memory.
+  LoggingCategoryPrefixed(LoggingCategory *category, char const *format, ...) OSTBASE_PRINTF(3, 4);
+  LoggingCategoryPrefixed(LoggingCategoryPrefixed const &) = delete;
+  LoggingCategoryPrefixed &operator=(LoggingCategoryPrefixed const &) = delete;
+  ~LoggingCategoryPrefixed();
+
+  // The level functions take a printf-style format, of which null is the empty one, and return what
+  // the category's function of that name returns.
+
+  bool fatal(char const *format, ...) OSTBASE_PRINTF(2, 3);
+  bool error(char const *format, ...) OSTBASE_PRINTF(2, 3);
+  bool warn(char const *format, ...) OSTBASE_PRINTF(2, 3);
+  bool info(char const *format, ...) OSTBASE_PRINTF(2, 3);
+  bool trace(char const *format, ...) OSTBASE_PRINTF(2, 3);
+  bool debug(char const *format, ...) OSTBASE_PRINTF(2, 3);
+  bool verbose(char const *format, ...) OSTBASE_PRINTF(2, 3);
+
+private:
+  using Level = bool (LoggingCategory::*)(char const *, ...);
+  bool forward(Level level, char const *format, va_list arguments) OSTBASE_PRINTF(3, 0);
+
+  LoggingCategory *category_; // may be null
+  char *text_;                // owned; null is the empty text
+};
+
+} // namespace Ostrel

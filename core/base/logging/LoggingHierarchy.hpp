@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/Export.h"
+#include "core/base/logging/LoggingPriority.hpp"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Ostrel {
+
+class IMutex;
+class LoggingCategory;
+
+/// A registry that makes categories on demand, hangs each below its nearest registered ancestor and
+/// owns them. The process has one behind `LoggingCategory::get_instance`; one of your own is
+/// independent of it.
+///
+/// Any thread may call any operation, but `clear_all` and the destructor must not overlap with the
+/// use of a category that they delete.
+class OSTBASE_API LoggingHierarchy {
+public:
+  /// Makes the root, with the default threshold and an output to standard error.
+  LoggingHierarchy();
+  LoggingHierarchy(LoggingHierarchy const &) = delete;
+  LoggingHierarchy &operator=(LoggingHierarchy const &) = delete;
+  /// Deletes the categories and their outputs.
+  ~LoggingHierarchy();
+
+  /// Gives the category of exactly that name, and makes it when there is none; the empty name is
+  /// the root.
+  /// @return the hierarchy's own; null without memory, and without a root.
+  LoggingCategory *get_instance(std::string const &name);
+
+  /// Gives the category registered under exactly that name, or one that drops everything.
+  LoggingCategory &get_value(std::string const &name);
+
+  /// Gives the root, or when it could not be made a category that drops everything.
+  LoggingCategory &get_root_category();
+
+  /// Deletes every category but the root.
+  void clear_all();
+
+private:
+  friend class LoggingCategory;
+  friend class ProcessLogging;
+
+  enum class Lifetime : int {
+    CALLER, // categories are deleted
+    PROCESS // categories stay, silenced, for whoever kept a pointer to one
+  };
+
+  explicit LoggingHierarchy(Lifetime lifetime);
+
+  // These need the mutex held.
+  LoggingCategory *find_category(std::string const &name) const;
+  LoggingCategory *nearest_parent(std::string const &name) const;
+  LoggingCategory *make_category(std::string_view name, LoggingCategory *parent,
+                                 LoggingPriority::PriorityLevel priority);
+  void delete_registered();
+  static void spread_threshold(LoggingCategory &from);
+
+  void dispose(LoggingCategory *category) const;
+  void set_priority(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
+  void silence();
+
+  std::map<std::string, LoggingCategory *> categories_; // guarded by mutex_
+  LoggingCategory *root_ = nullptr;                     // null when it could not be made
+  std::unique_ptr<IMutex> mutex_;                       // null when it could not be had
+  Lifetime lifetime_;
+};
+
+} // namespace Ostrel
