@@ -18,9 +18,9 @@
 #ifdef __GNUC__
 /// Lets the compiler check the values against a printf-style format. Both arguments count from 1;
 /// a member function's object is argument 1. `first` is 0 for a function that takes a `va_list`.
-#define OSTBASE_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#define OSTBASE_PRINTF(position, first) __attribute__((__format__(__printf__, position, first)))
 #else
-#define OSTBASE_PRINTF(format, first)
+#define OSTBASE_PRINTF(position, first)
 #endif
 
 #ifdef __cplusplus
