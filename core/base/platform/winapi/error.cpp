@@ -54,6 +54,11 @@ void SetLastError(DWORD error) {
 
 namespace Ostrel {
 
+BOOL fail(DWORD error) noexcept {
+  SetLastError(error);
+  return FALSE;
+}
+
 DWORD error_from_errno(int error) noexcept {
   for (ErrorPair const &pair : ERROR_PAIRS) {
     if (pair.posix == error) {

@@ -10,11 +10,8 @@ namespace Ostrel {
 /// The Windows error number for a POSIX one; `ERROR_GEN_FAILURE` for one that has no counterpart.
 DWORD error_from_errno(int error) noexcept;
 
-/// Sets the last error and gives false: the way in which most calls of the layer fail.
-inline bool fail(DWORD error) noexcept {
-  SetLastError(error);
-  return false;
-}
+/// Sets the last error and gives FALSE: the way in which most calls of the layer fail.
+BOOL fail(DWORD error) noexcept;
 
 /// Makes a system call again for as long as a signal interrupts it. Not for `close`, whose
 /// descriptor is gone when it is interrupted.

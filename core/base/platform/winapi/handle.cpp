@@ -12,7 +12,7 @@ DWORD Handle::wait(DWORD /*milliseconds*/) noexcept {
   return WAIT_FAILED;
 }
 
-bool Handle::release_mutex() noexcept {
+BOOL Handle::release_mutex() noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 

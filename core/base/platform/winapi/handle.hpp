@@ -18,7 +18,7 @@ public:
   virtual DWORD wait(DWORD milliseconds) noexcept;
 
   /// `ReleaseMutex` on this object.
-  virtual bool release_mutex() noexcept;
+  virtual BOOL release_mutex() noexcept;
 
   /// `CloseHandle`: the handle is gone afterwards; the object as well, unless something that is
   /// still going on needs it longer.

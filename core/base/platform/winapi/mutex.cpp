@@ -51,7 +51,7 @@ std::uint32_t system_thread_id() noexcept {
 class Mutex final : public Handle {
 public:
   DWORD wait(DWORD milliseconds) noexcept override;
-  bool release_mutex() noexcept override;
+  BOOL release_mutex() noexcept override;
   void close() noexcept override;
 
   // Called by the owner, at its end.
@@ -65,7 +65,7 @@ public:
 private:
   // Kept apart, so that the common way saves no registers for what the rare one needs.
   __attribute__((noinline)) DWORD wait_contended(Thread &self, DWORD milliseconds) noexcept;
-  __attribute__((noinline)) void finish_release(std::uint32_t old) noexcept;
+  __attribute__((noinline)) BOOL finish_release(std::uint32_t old) noexcept;
 
   DWORD take_if_free(Thread &self, std::uint32_t flags) noexcept;
   bool is_owner_lost(std::uint32_t word) const noexcept;
@@ -207,21 +207,18 @@ bool Mutex::is_owner_lost(std::uint32_t word) const noexcept {
          syscall(SYS_tgkill, getpid(), word & OWNER, 0) == -1 && errno == ESRCH;
 }
 
-bool Mutex::release_mutex() noexcept {
+BOOL Mutex::release_mutex() noexcept {
   Thread &self = this_thread;
   if ((word_.load(std::memory_order_relaxed) & OWNER) != self.id) {
     return fail(ERROR_NOT_OWNER);
   }
   if (depth_ > 0) {
     --depth_;
-    return true;
+    return TRUE;
   }
   unlink(self);
   std::uint32_t const old = word_.exchange(0, std::memory_order_acq_rel);
-  if (old != self.id) {
-    finish_release(old);
-  }
-  return true;
+  return old == self.id ? TRUE : finish_release(old);
 }
 
 void Mutex::abandon() noexcept {
@@ -231,12 +228,13 @@ void Mutex::abandon() noexcept {
 }
 
 // The mutex is no longer the caller's: only what the word held before may be looked at.
-void Mutex::finish_release(std::uint32_t old) noexcept {
+BOOL Mutex::finish_release(std::uint32_t old) noexcept {
   if ((old & CLOSED) != 0) {
     delete this;
   } else if ((old & WAITERS) != 0) {
     wake_one(&word_);
   }
+  return TRUE;
 }
 
 void Mutex::close() noexcept {
