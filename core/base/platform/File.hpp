@@ -5,6 +5,11 @@
 
 namespace Ostrel {
 
+/// Writes the bytes to an open file of the system in one call, and the rest, after a short write, in
+/// further ones. Internal to the library.
+/// @return how many bytes reached the file; fewer than `size` when the system refused more.
+std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept;
+
 /// One open file of the operating system, without a buffer of its own: what is written is there for
 /// every reader when the call returns. Internal to the library.
 ///
@@ -31,8 +36,7 @@ public:
   /// @return false when reading fails.
   bool read(void *buffer, std::size_t size, std::size_t *count) noexcept;
 
-  /// Writes the bytes in one call of the system; the rest, after a short write, in further ones.
-  /// @return how many bytes reached the file; fewer than `size` when the system refused more.
+  /// `write_whole` to this file.
   std::size_t write(void const *data, std::size_t size) noexcept;
 
   /// The file's size in bytes; 0 when it cannot be told (a pipe, for example).

@@ -169,12 +169,12 @@ constexpr unsigned short _S_IFMT = 0xF000;
 constexpr unsigned short _S_IFDIR = 0x4000;
 constexpr unsigned short _S_IFREG = 0x8000;
 
-struct _stat {
+struct __stat64 {
   unsigned short st_mode;
 };
 
 /// Reads the status of what a path names, symbolic links followed. 0, or -1 with `errno`.
-int _stat(char const *path, struct _stat *status);
+int _stat64(char const *path, struct __stat64 *status);
 
 // --- Files: file.cpp, replace.cpp -------------------------------------------------------------
 

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/File.hpp"
+
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <algorithm>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
+
+void *open_file(char const *path, DWORD access, DWORD disposition) {
+  HANDLE const file =
+      CreateFileA(path, access, SHARED, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return file == INVALID_HANDLE_VALUE ? nullptr : file;
+}
+
+DWORD transfer_size(std::size_t size) {
+  return static_cast<DWORD>(std::min(size, LARGEST_TRANSFER));
+}
+
+} // namespace
+
+std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept {
+  auto const *bytes = static_cast<char const *>(data);
+  std::size_t written = 0;
+  while (written < size) {
+    DWORD count = 0;
+    DWORD const wanted = transfer_size(size - written);
+    if (WriteFile(handle, bytes + written, wanted, &count, nullptr) == FALSE || count == 0) {
+      return written;
+    }
+    written += count;
+  }
+  return written;
+}
+
+File::~File() {
+  close();
+}
+
+bool File::open_for_reading(char const *path) noexcept {
+  close();
+  handle_ = open_file(path, GENERIC_READ, OPEN_EXISTING);
+  return is_open();
+}
+
+bool File::open_for_appending(char const *path) noexcept {
+  close();
+  handle_ = open_file(path, FILE_APPEND_DATA, OPEN_ALWAYS);
+  return is_open();
+}
+
+bool File::read(void *buffer, std::size_t size, std::size_t *count) noexcept {
+  DWORD read = 0;
+  if (ReadFile(handle_, buffer, transfer_size(size), &read, nullptr) == FALSE) {
+    return false;
+  }
+  *count = read;
+  return true;
+}
+
+std::size_t File::write(void const *data, std::size_t size) noexcept {
+  return write_whole(handle_, data, size);
+}
+
+unsigned long long File::size() const noexcept {
+  LARGE_INTEGER size = {};
+  return GetFileSizeEx(handle_, &size) == FALSE ? 0
+                                                : static_cast<unsigned long long>(size.QuadPart);
+}
+
+void File::close() noexcept {
+  if (handle_ != nullptr) {
+    CloseHandle(handle_);
+    handle_ = nullptr;
+  }
+}
+
+} // namespace Ostrel

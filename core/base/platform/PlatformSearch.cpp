@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Platform.hpp"
+
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "core/base/platform/File.hpp"
+
+#include <new>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr char DELIMITER = ';';
+
+LoggingCategory &category() {
+  static LoggingCategory &instance = LoggingCategory::get_instance("Ostrel.Core.Base.Platform");
+  return instance;
+}
+
+char const *text_or_empty(char const *text) {
+  return text == nullptr ? "" : text;
+}
+
+bool is_readable(char const *path) {
+  File file;
+  return file.open_for_reading(path);
+}
+
+// Takes the element that begins at `*start`, and moves `*start` to the next one; npos after the
+// last.
+std::string take_element(std::string const &search_path, std::size_t *start) {
+  std::size_t const end = search_path.find(DELIMITER, *start);
+  std::string element = search_path.substr(*start, end - *start);
+  *start = end == std::string::npos ? end : end + 1;
+  return element;
+}
+
+std::string join(std::string const &directory, char const *file_name) {
+  return directory + Platform::get_path_delimiter() + file_name;
+}
+
+std::string place_to_write(std::string const &search_path) {
+  std::string directory;
+  if (Platform::get_first_path(search_path, &directory) != RESULT_SUCCESS) {
+    category().warn("Couldn't find a decent first path choice for saving.");
+    return ".";
+  }
+  return directory;
+}
+
+} // namespace
+
+unsigned long Platform::find_file(std::string search_path, char const *file_name,
+                                  std::string *out) try {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  if (file_name == nullptr) {
+    return RESULT_NOT_FOUND;
+  }
+  std::size_t start = 0;
+  while (start != std::string::npos) {
+    std::string candidate = join(take_element(search_path, &start), file_name);
+    if (is_readable(candidate.c_str())) {
+      *out = std::move(candidate);
+      return RESULT_SUCCESS;
+    }
+  }
+  return RESULT_NOT_FOUND;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Platform::get_seq_path(std::string const &search_path, int index,
+                                     std::string *out) try {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  if (search_path.empty()) {
+    return RESULT_NOT_FOUND;
+  }
+  if (index < 0) {
+    return RESULT_OUT_OF_BOUND;
+  }
+  std::size_t start = 0;
+  for (; index > 0 && start != std::string::npos; --index) {
+    take_element(search_path, &start);
+  }
+  if (start == std::string::npos) {
+    return RESULT_OUT_OF_BOUND;
+  }
+  *out = take_element(search_path, &start);
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Platform::get_first_path(std::string const &search_path, std::string *out) {
+  return get_seq_path(search_path, 0, out);
+}
+
+unsigned long Platform::find_system_file(SystemProperty property, char const *file_name,
+                                         std::string *out) try {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  std::string search_path;
+  unsigned long result = get_system_property(property, &search_path);
+  if (result != RESULT_SUCCESS) {
+    category().warn("Failed to get system property:%d.", static_cast<int>(property));
+    return result;
+  }
+  result = find_file(search_path, file_name, out);
+  if (result != RESULT_SUCCESS) {
+    category().warn("Failed to find '%s' in '%s'.", text_or_empty(file_name), search_path.c_str());
+  }
+  return result;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Platform::find_system_or_regular_file(SystemProperty property, char const *file_name,
+                                                    std::string *out) try {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  out->clear();
+  LoggingCategoryPostfixed(&category())
+      .trace("find_system_or_regular_file() '%s'...", text_or_empty(file_name));
+  if (file_name != nullptr && is_readable(file_name)) {
+    *out = file_name;
+    return RESULT_SUCCESS;
+  }
+  return find_system_file(property, file_name, out);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+void Platform::find_place_to_write(SystemProperty property, char const *file_name,
+                                   std::string *out) try {
+  if (out == nullptr) {
+    return;
+  }
+  out->clear();
+  char const *name = text_or_empty(file_name);
+  if (is_absolute_path(name)) {
+    *out = name;
+    return;
+  }
+  std::string search_path;
+  if (get_system_property(property, &search_path) != RESULT_SUCCESS) {
+    category().warn("Failed to find SLAM landmark path possibilities.");
+    search_path = ".";
+  }
+  *out = join(place_to_write(search_path), name);
+} catch (std::bad_alloc const &) {
+  return; // `out` is empty: there was no memory for a place.
+}
+
+} // namespace Ostrel

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+// Clocks, sleeping, and the numbers of the process and its threads. What measures or waits uses
+// the monotonic clock, so that setting the calendar changes neither.
+#include "core/base/platform/winapi/error.hpp"
+
+#include <cerrno>
+#include <ctime>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr std::int64_t NANOSECONDS_PER_SECOND = 1000000000;
+constexpr std::int64_t NANOSECONDS_PER_MILLISECOND = 1000000;
+constexpr std::int64_t MILLISECONDS_PER_SECOND = 1000;
+constexpr int FIRST_YEAR = 1900; // of tm_year
+
+timespec operator+(timespec const &time, DWORD milliseconds) {
+  std::int64_t const nanoseconds =
+      time.tv_nsec + milliseconds % MILLISECONDS_PER_SECOND * NANOSECONDS_PER_MILLISECOND;
+  timespec later = {};
+  later.tv_sec =
+      time.tv_sec + milliseconds / MILLISECONDS_PER_SECOND + nanoseconds / NANOSECONDS_PER_SECOND;
+  later.tv_nsec = nanoseconds % NANOSECONDS_PER_SECOND;
+  return later;
+}
+
+void sleep_until(timespec const &end) {
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+  }
+}
+
+} // namespace
+
+BOOL QueryPerformanceCounter(LARGE_INTEGER *count) {
+  timespec now = {};
+  if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
+    return Ostrel::fail(Ostrel::error_from_errno(errno));
+  }
+  count->QuadPart = now.tv_sec * NANOSECONDS_PER_SECOND + now.tv_nsec;
+  return TRUE;
+}
+
+BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
+  ticks_per_second->QuadPart = NANOSECONDS_PER_SECOND;
+  return TRUE;
+}
+
+void Sleep(DWORD milliseconds) {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  timespec end = now + milliseconds;
+  sleep_until(end);
+  while (milliseconds == INFINITE) {
+    end = end + milliseconds;
+    sleep_until(end);
+  }
+}
+
+void GetLocalTime(SYSTEMTIME *time) {
+  *time = {};
+  timespec now = {};
+  tm local = {};
+  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
+    return;
+  }
+  time->wYear = static_cast<WORD>(local.tm_year + FIRST_YEAR);
+  time->wMonth = static_cast<WORD>(local.tm_mon + 1);
+  time->wDayOfWeek = static_cast<WORD>(local.tm_wday);
+  time->wDay = static_cast<WORD>(local.tm_mday);
+  time->wHour = static_cast<WORD>(local.tm_hour);
+  time->wMinute = static_cast<WORD>(local.tm_min);
+  time->wSecond = static_cast<WORD>(local.tm_sec);
+  time->wMilliseconds = static_cast<WORD>(now.tv_nsec / NANOSECONDS_PER_MILLISECOND);
+}
+
+DWORD GetCurrentProcessId() {
+  return static_cast<DWORD>(getpid());
+}
+
+DWORD GetCurrentThreadId() {
+  return static_cast<DWORD>(gettid());
+}

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+// FindFirstFileA and its kin, on readdir. The C library's own matching of patterns is not used: it
+// knows more wildcards, depends on the locale and leaves out names that start with a dot.
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/path.hpp"
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include <dirent.h>
+
+namespace {
+
+using Ostrel::error_from_errno;
+using Ostrel::fail;
+using Ostrel::Handle;
+using Ostrel::NativePath;
+
+static_assert(sizeof(dirent::d_name) <= sizeof(WIN32_FIND_DATAA::cFileName));
+
+// Whether the whole name matches. Where it stops to match, the last star takes one character more:
+// no earlier one needs to, so the time is bounded by the product of the lengths.
+bool matches(char const *pattern, char const *name) {
+  char const *after_star = nullptr, *resume = nullptr;
+  while (*name != '\0') {
+    if (*pattern == '*') {
+      after_star = ++pattern;
+      resume = name;
+    } else if (*pattern == '?' || *pattern == *name) {
+      ++pattern;
+      ++name;
+    } else if (after_star != nullptr) {
+      pattern = after_star;
+      name = ++resume;
+    } else {
+      return false;
+    }
+  }
+  while (*pattern == '*') {
+    ++pattern;
+  }
+  return *pattern == '\0';
+}
+
+class Search final : public Handle {
+public:
+  explicit Search(NativePath const &query) noexcept : query_(query) {
+    char const *last = std::strrchr(query_.c_str(), '/');
+    pattern_ = last == nullptr ? query_.c_str() : last + 1;
+    directory_.reset(open());
+  }
+  Search(Search const &) = delete;
+  Search &operator=(Search const &) = delete;
+  ~Search() override = default;
+
+  bool is_open() const noexcept { return directory_ != nullptr; }
+
+  // False, with ERROR_NO_MORE_FILES or why the directory could not be read, at the end.
+  bool next(WIN32_FIND_DATAA *data) noexcept {
+    errno = 0;
+    while (dirent const *entry = readdir(directory_.get())) {
+      if (matches(pattern_, entry->d_name)) {
+        std::strcpy(data->cFileName, entry->d_name);
+        return true;
+      }
+    }
+    return fail(errno == 0 ? ERROR_NO_MORE_FILES : error_from_errno(errno));
+  }
+
+private:
+  struct Close {
+    void operator()(DIR *directory) const noexcept { closedir(directory); }
+  };
+
+  DIR *open() const noexcept {
+    if (pattern_ == query_.c_str()) {
+      return opendir(".");
+    }
+    char directory[PATH_MAX];
+    auto const length = static_cast<std::size_t>(pattern_ - query_.c_str());
+    std::memcpy(directory, query_.c_str(), length);
+    directory[length] = '\0';
+    return opendir(directory);
+  }
+
+  NativePath const query_;
+  char const *pattern_ = nullptr; // the last part of query_
+  std::unique_ptr<DIR, Close> directory_;
+};
+
+} // namespace
+
+HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data) {
+  NativePath const native(query);
+  if (!native.is_valid()) {
+    return INVALID_HANDLE_VALUE;
+  }
+  std::unique_ptr<Search> search(new (std::nothrow) Search(native));
+  if (search == nullptr) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return INVALID_HANDLE_VALUE;
+  }
+  if (!search->is_open()) {
+    SetLastError(error_from_errno(errno));
+    return INVALID_HANDLE_VALUE;
+  }
+  if (!search->next(data)) {
+    DWORD const error = GetLastError();
+    SetLastError(error == ERROR_NO_MORE_FILES ? ERROR_FILE_NOT_FOUND : error);
+    return INVALID_HANDLE_VALUE;
+  }
+  return search.release()->handle();
+}
+
+BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data) {
+  auto *found = dynamic_cast<Search *>(Handle::of(search));
+  return found == nullptr ? fail(ERROR_INVALID_HANDLE) : found->next(data);
+}
+
+BOOL FindClose(HANDLE search) {
+  auto *found = dynamic_cast<Search *>(Handle::of(search));
+  if (found == nullptr) {
+    return fail(ERROR_INVALID_HANDLE);
+  }
+  found->close();
+  return TRUE;
+}

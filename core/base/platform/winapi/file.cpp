@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: Apache-2.0
+// Open files, on descriptors. Opening never waits: POSIX would, for the other end of a named pipe,
+// and a search for a file must not stop at one. Reading and writing wait as usual.
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/path.hpp"
+
+#include <cerrno>
+#include <cstddef>
+#include <new>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using Ostrel::error_from_errno;
+using Ostrel::fail;
+using Ostrel::Handle;
+using Ostrel::NativePath;
+using Ostrel::retry;
+
+constexpr int NOT_SUPPORTED = -1; // in the place of flags
+constexpr mode_t OWNER_ONLY = 0600;
+constexpr mode_t EVERYBODY = 0666; // within the process's mask
+
+class FileHandle : public Handle {
+public:
+  explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
+  ~FileHandle() override { ::close(descriptor_); }
+
+  int descriptor() const noexcept { return descriptor_; }
+
+private:
+  int descriptor_;
+};
+
+class StandardErrorHandle final : public FileHandle {
+public:
+  StandardErrorHandle() noexcept : FileHandle(STDERR_FILENO) {}
+  void close() noexcept override {}
+};
+
+bool fail_with_errno() {
+  return fail(error_from_errno(errno));
+}
+
+// The descriptor of a file's handle; -1, with the last error, for any other.
+int descriptor_of(HANDLE handle) {
+  auto const *file = dynamic_cast<FileHandle *>(Handle::of(handle));
+  if (file == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return -1;
+  }
+  return file->descriptor();
+}
+
+int access_flags(DWORD access) {
+  switch (access) {
+  case GENERIC_READ:
+    return O_RDONLY;
+  case GENERIC_WRITE:
+    return O_WRONLY;
+  case FILE_APPEND_DATA:
+    return O_WRONLY | O_APPEND;
+  default:
+    return NOT_SUPPORTED;
+  }
+}
+
+int disposition_flags(DWORD disposition) {
+  switch (disposition) {
+  case CREATE_NEW:
+    return O_CREAT | O_EXCL;
+  case OPEN_EXISTING:
+    return 0;
+  case OPEN_ALWAYS:
+    return O_CREAT;
+  default:
+    return NOT_SUPPORTED;
+  }
+}
+
+// In a program that has closed a standard stream, a file must not become that stream: log lines
+// would go into it.
+int open_above_standard(NativePath const &path, int flags, mode_t mode) {
+  int const opened = retry([&path, flags, mode] { return open(path.c_str(), flags, mode); });
+  if (opened == -1 || opened > STDERR_FILENO) {
+    return opened;
+  }
+  int const moved = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  int const error = errno;
+  close(opened);
+  errno = error;
+  return moved;
+}
+
+// Refuses a directory, and lets the reads and writes of what is no regular file wait.
+bool settle(int descriptor) {
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) {
+    return fail_with_errno();
+  }
+  if (S_ISDIR(status.st_mode)) {
+    return fail(ERROR_ACCESS_DENIED);
+  }
+  if (S_ISREG(status.st_mode)) {
+    return true;
+  }
+  int const flags = fcntl(descriptor, F_GETFL);
+  return (flags != -1 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0) || fail_with_errno();
+}
+
+// Standard error may have been set not to block, by whoever shares it: nothing is lost then either.
+ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
+  for (;;) {
+    ssize_t const written = retry([=] { return write(descriptor, data, size); });
+    if (written != -1 || errno != EAGAIN) {
+      return written;
+    }
+    pollfd ready = {descriptor, POLLOUT, 0};
+    if (retry([&ready] { return poll(&ready, 1, -1); }) == -1) {
+      return -1;
+    }
+  }
+}
+
+} // namespace
+
+HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
+                   DWORD disposition, DWORD flags, HANDLE template_file) {
+  int const how = access_flags(access), whether = disposition_flags(disposition);
+  if (how == NOT_SUPPORTED || whether == NOT_SUPPORTED || security != nullptr ||
+      flags != FILE_ATTRIBUTE_NORMAL || template_file != nullptr) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return INVALID_HANDLE_VALUE;
+  }
+  NativePath const native(path);
+  if (!native.is_valid()) {
+    return INVALID_HANDLE_VALUE;
+  }
+  int const descriptor =
+      open_above_standard(native, how | whether | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
+                          share_mode == 0 ? OWNER_ONLY : EVERYBODY);
+  if (descriptor == -1) {
+    SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
+    return INVALID_HANDLE_VALUE;
+  }
+  if (!settle(descriptor)) {
+    close(descriptor);
+    return INVALID_HANDLE_VALUE;
+  }
+  auto *file = new (std::nothrow) FileHandle(descriptor);
+  if (file == nullptr) {
+    close(descriptor);
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return INVALID_HANDLE_VALUE;
+  }
+  return file->handle();
+}
+
+BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped) {
+  if (overlapped != nullptr) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  ssize_t const result = retry([=] { return read(descriptor, buffer, size); });
+  if (result == -1) {
+    return fail_with_errno();
+  }
+  *count = static_cast<DWORD>(result);
+  return TRUE;
+}
+
+BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped) {
+  if (overlapped != nullptr) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  ssize_t const result = write_waiting(descriptor, data, size);
+  if (result == -1) {
+    return fail_with_errno();
+  }
+  *count = static_cast<DWORD>(result);
+  return TRUE;
+}
+
+BOOL FlushFileBuffers(HANDLE file) {
+  int const descriptor = descriptor_of(file);
+  return descriptor != -1 &&
+         (retry([descriptor] { return fsync(descriptor); }) == 0 || fail_with_errno());
+}
+
+BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) {
+    return fail_with_errno();
+  }
+  if (!S_ISREG(status.st_mode)) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  size->QuadPart = status.st_size;
+  return TRUE;
+}
+
+DWORD GetFileType(HANDLE file) {
+  int const descriptor = descriptor_of(file);
+  struct stat status = {};
+  if (descriptor == -1 || fstat(descriptor, &status) != 0) {
+    return FILE_TYPE_UNKNOWN;
+  }
+  if (S_ISREG(status.st_mode)) {
+    return FILE_TYPE_DISK;
+  }
+  return S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) ? FILE_TYPE_PIPE : FILE_TYPE_CHAR;
+}
+
+BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method) {
+  if (method != FILE_BEGIN) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  off_t const reached = lseek(descriptor, distance.QuadPart, SEEK_SET);
+  if (reached == -1) {
+    return fail_with_errno();
+  }
+  if (position != nullptr) {
+    position->QuadPart = reached;
+  }
+  return TRUE;
+}
+
+BOOL SetEndOfFile(HANDLE file) {
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  off_t const end = lseek(descriptor, 0, SEEK_CUR);
+  if (end == -1 || retry([descriptor, end] { return ftruncate(descriptor, end); }) == -1) {
+    return fail_with_errno();
+  }
+  return TRUE;
+}
+
+HANDLE GetStdHandle(DWORD number) {
+  if (number != STD_ERROR_HANDLE) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return INVALID_HANDLE_VALUE;
+  }
+  // In static storage and never destroyed: it needs no memory, and the last log lines of a process
+  // are written after its destructors have run.
+  alignas(StandardErrorHandle) static std::byte storage[sizeof(StandardErrorHandle)];
+  static Handle *const instance = new (storage) StandardErrorHandle;
+  return instance->handle();
+}

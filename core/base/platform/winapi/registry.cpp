@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+// The registry, as a text file that whoever installs the library keeps. A key is read when it is
+// opened, so no reader meets a change half way.
+#include "core/base/platform/winapi/registry_file.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace {
+
+using Ostrel::parse_registry_file;
+using Ostrel::registry_name;
+using Ostrel::RegistryValue;
+using Ostrel::RegistryValues;
+
+constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
+constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
+constexpr std::int64_t LARGEST_FILE = 16 * 1024 * 1024; // bytes; a larger one is none of ours
+
+struct CloseFile {
+  void operator()(void *file) const noexcept { CloseHandle(file); }
+};
+using OpenFile = std::unique_ptr<void, CloseFile>;
+
+std::string registry_path() {
+  char const *chosen = std::getenv("OSTREL_REGISTRY_FILE");
+  return chosen == nullptr || chosen[0] == '\0' ? DEFAULT_FILE : chosen;
+}
+
+// Reads the whole of a regular file. False when there is none, or when it cannot be read.
+bool read_registry(std::string *text) {
+  HANDLE const opened = CreateFileA(registry_path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (opened == INVALID_HANDLE_VALUE) {
+    return false;
+  }
+  OpenFile const file(opened);
+  LARGE_INTEGER size = {};
+  if (GetFileSizeEx(file.get(), &size) == FALSE || size.QuadPart > LARGEST_FILE) {
+    return false;
+  }
+  text->resize(static_cast<std::size_t>(size.QuadPart));
+  std::size_t length = 0;
+  DWORD count = 1;
+  while (length < text->size() && count > 0) {
+    auto const wanted = static_cast<DWORD>(text->size() - length);
+    if (ReadFile(file.get(), text->data() + length, wanted, &count, nullptr) == FALSE) {
+      return false;
+    }
+    length += count;
+  }
+  text->resize(length);
+  return true;
+}
+
+} // namespace
+
+LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access, HKEY *key) try {
+  if (options != 0 || access != KEY_READ) {
+    return ERROR_NOT_SUPPORTED;
+  }
+  std::string text;
+  if (root != HKEY_LOCAL_MACHINE || sub_key == nullptr || !read_registry(&text)) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  auto values = std::make_unique<RegistryValues>();
+  if (!parse_registry_file(text, std::string(LOCAL_MACHINE) + sub_key, values.get())) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  *key = values.release();
+  return ERROR_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
+                      DWORD *size) try {
+  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
+    return ERROR_INVALID_PARAMETER;
+  }
+  auto const &values = *static_cast<RegistryValues const *>(key);
+  auto const found = values.find(registry_name(name == nullptr ? "" : name));
+  if (found == values.end()) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  RegistryValue const &value = found->second;
+  DWORD const room = data == nullptr ? 0 : *size;
+  if (type != nullptr) {
+    *type = value.type;
+  }
+  if (size != nullptr) {
+    *size = static_cast<DWORD>(value.data.size());
+  }
+  if (data == nullptr) {
+    return ERROR_SUCCESS;
+  }
+  if (value.data.size() > room) {
+    return ERROR_MORE_DATA;
+  }
+  std::copy(value.data.begin(), value.data.end(), data);
+  return ERROR_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return ERROR_NOT_ENOUGH_MEMORY;
+}
+
+LONG RegCloseKey(HKEY key) {
+  delete static_cast<RegistryValues *>(key);
+  return ERROR_SUCCESS;
+}

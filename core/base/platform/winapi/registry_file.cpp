@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/winapi/registry_file.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+constexpr std::string_view BLANKS = " \t\r";
+constexpr unsigned int HEX_BASE = 16;
+constexpr std::size_t BYTE_DIGITS = 2;
+constexpr std::size_t NUMBER_DIGITS = 8; // of 32 bits
+constexpr unsigned int BITS_PER_BYTE = 8;
+constexpr unsigned int BYTE_MASK = 0xFF;
+
+char lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string_view trim(std::string_view text) {
+  std::size_t const first = text.find_first_not_of(BLANKS);
+  if (first == std::string_view::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+}
+
+// Takes the next line, without the blanks at its ends, from the front of the text.
+std::string_view take_line(std::string_view *text) {
+  std::size_t const end = std::min(text->find('\n'), text->size());
+  std::string_view const line = text->substr(0, end);
+  text->remove_prefix(std::min(end + 1, text->size()));
+  return trim(line);
+}
+
+bool take(std::string_view *text, char expected) {
+  if (text->empty() || text->front() != expected) {
+    return false;
+  }
+  text->remove_prefix(1);
+  *text = trim(*text);
+  return true;
+}
+
+bool take_word(std::string_view *text, std::string_view word) {
+  if (text->size() < word.size() ||
+      !std::equal(word.begin(), word.end(), text->begin(),
+                  [](char expected, char c) { return expected == lower(c); })) {
+    return false;
+  }
+  text->remove_prefix(word.size());
+  return true;
+}
+
+// Whether the line has nothing more to say: a comment may follow.
+bool is_end(std::string_view line) {
+  return line.empty() || line.front() == ';';
+}
+
+int digit_value(char c) {
+  char const digit = lower(c);
+  if (digit >= '0' && digit <= '9') {
+    return digit - '0';
+  }
+  return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
+}
+
+// Takes a number of one to `most` hexadecimal digits.
+bool take_number(std::string_view *text, std::size_t most, DWORD *number) {
+  std::size_t digits = 0;
+  DWORD value = 0;
+  while (digits < text->size() && digit_value((*text)[digits]) >= 0) {
+    value = value * HEX_BASE + static_cast<DWORD>(digit_value((*text)[digits]));
+    ++digits;
+  }
+  if (digits == 0 || digits > most) {
+    return false;
+  }
+  text->remove_prefix(digits);
+  *text = trim(*text);
+  *number = value;
+  return true;
+}
+
+// Takes a text in quotes, in which a backslash stands before a backslash or a quote. Before
+// anything else it is itself: in files that were written by hand, paths often have single ones.
+bool take_quoted(std::string_view *line, std::string *text) {
+  for (std::size_t i = 1; i < line->size(); ++i) {
+    char const c = (*line)[i];
+    if (c == '"') {
+      *line = trim(line->substr(i + 1));
+      return true;
+    }
+    bool const is_escape =
+        c == '\\' && i + 1 < line->size() && ((*line)[i + 1] == '\\' || (*line)[i + 1] == '"');
+    i += is_escape ? 1 : 0;
+    text->push_back((*line)[i]);
+  }
+  return false;
+}
+
+bool parse_text(std::string_view line, RegistryValue *value) {
+  std::string text;
+  if (!take_quoted(&line, &text) || !is_end(line)) {
+    return false;
+  }
+  value->type = REG_SZ;
+  value->data.assign(text.c_str(), text.c_str() + text.size() + 1);
+  return true;
+}
+
+bool parse_number(std::string_view line, RegistryValue *value) {
+  DWORD number = 0;
+  if (!take_number(&line, NUMBER_DIGITS, &number) || !is_end(line)) {
+    return false;
+  }
+  value->type = REG_DWORD;
+  for (std::size_t i = 0; i < sizeof number; ++i) {
+    value->data.push_back(static_cast<BYTE>(number >> (i * BITS_PER_BYTE) & BYTE_MASK));
+  }
+  return true;
+}
+
+// Parses bytes in hexadecimal with commas between them; a backslash at the end of a line goes on
+// with the next line of `rest`.
+bool parse_bytes(std::string_view line, std::string_view *rest, std::vector<BYTE> *bytes) {
+  for (;;) {
+    while (line == "\\") {
+      line = take_line(rest);
+    }
+    if (is_end(line)) {
+      return true;
+    }
+    DWORD byte = 0;
+    if (!take_number(&line, BYTE_DIGITS, &byte)) {
+      return false;
+    }
+    bytes->push_back(static_cast<BYTE>(byte));
+    if (!take(&line, ',') && !is_end(line) && line != "\\") {
+      return false;
+    }
+  }
+}
+
+bool parse_hex(std::string_view line, std::string_view *rest, RegistryValue *value) {
+  value->type = REG_BINARY;
+  bool const has_type = take(&line, '(');
+  if (has_type && (!take_number(&line, NUMBER_DIGITS, &value->type) || !take(&line, ')'))) {
+    return false;
+  }
+  return take(&line, ':') && parse_bytes(line, rest, &value->data);
+}
+
+bool parse_data(std::string_view line, std::string_view *rest, RegistryValue *value) {
+  if (!line.empty() && line.front() == '"') {
+    return parse_text(line, value);
+  }
+  if (take_word(&line, "dword:")) {
+    return parse_number(trim(line), value);
+  }
+  return take_word(&line, "hex") && parse_hex(line, rest, value);
+}
+
+void parse_value(std::string_view line, std::string_view *rest, RegistryValues *values) {
+  std::string name;
+  bool const is_named = line.front() == '"' ? take_quoted(&line, &name) : take(&line, '@');
+  if (!is_named || !take(&line, '=')) {
+    return;
+  }
+  if (take(&line, '-')) {
+    values->erase(registry_name(name));
+    return;
+  }
+  RegistryValue value;
+  if (parse_data(line, rest, &value)) {
+    (*values)[registry_name(name)] = std::move(value);
+  }
+}
+
+// Whether `key` is `ancestor` or stands below it; both as `registry_name` gives them.
+bool is_at_or_below(std::string const &key, std::string const &ancestor) {
+  return key.compare(0, ancestor.size(), ancestor) == 0 &&
+         (key.size() == ancestor.size() || key[ancestor.size()] == '\\');
+}
+
+} // namespace
+
+std::string registry_name(std::string_view name) {
+  std::string result(name);
+  std::transform(result.begin(), result.end(), result.begin(), lower);
+  return result;
+}
+
+bool parse_registry_file(std::string_view text, std::string_view key, RegistryValues *values) {
+  std::string const wanted = registry_name(key);
+  bool is_there = false, is_in_key = false;
+  take_word(&text, BYTE_ORDER_MARK);
+  while (!text.empty()) {
+    std::string_view line = take_line(&text);
+    if (take(&line, '[')) {
+      bool const is_deletion = take(&line, '-');
+      std::string const section = registry_name(line.substr(0, line.rfind(']')));
+      is_in_key = !is_deletion && section == wanted;
+      is_there = is_there || (!is_deletion && is_at_or_below(section, wanted));
+      if (is_deletion && is_at_or_below(wanted, section)) {
+        values->clear();
+        is_there = false;
+      }
+    } else if (is_in_key && !line.empty()) {
+      parse_value(line, &text, values);
+    }
+  }
+  return is_there;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+// Files that take another one's place. `rename` puts one file in the place of another in a single
+// step, but with its own owner, permissions and attributes, and it parts hard links: what it would
+// lose is given to the new file first, or it is not called. It says nothing about the disk either,
+// so the directory is flushed afterwards.
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/path.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace {
+
+using Ostrel::error_from_errno;
+using Ostrel::fail;
+using Ostrel::NativePath;
+using Ostrel::retry;
+
+constexpr mode_t PERMISSIONS = 07777;
+constexpr char const *ACCESS_LIST = "system.posix_acl_access";
+
+class Descriptor {
+public:
+  explicit Descriptor(int value) noexcept : value_(value) {}
+  Descriptor(Descriptor const &) = delete;
+  Descriptor &operator=(Descriptor const &) = delete;
+  ~Descriptor() {
+    if (value_ != -1) {
+      close(value_);
+    }
+  }
+
+  int value() const noexcept { return value_; }
+
+private:
+  int value_;
+};
+
+struct Bytes {
+  std::unique_ptr<char[]> data;
+  std::size_t size = 0;
+
+  bool operator==(Bytes const &other) const {
+    return std::equal(data.get(), data.get() + size, other.data.get(),
+                      other.data.get() + other.size);
+  }
+};
+
+// Reads what `get(buffer, size)` gives in as many bytes as it says to need; false when it fails.
+template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
+  ssize_t const needed = get(nullptr, 0);
+  if (needed <= 0) {
+    return needed == 0;
+  }
+  bytes->data.reset(new (std::nothrow) char[static_cast<std::size_t>(needed)]);
+  if (bytes->data == nullptr) {
+    return false;
+  }
+  ssize_t const size = get(bytes->data.get(), static_cast<std::size_t>(needed));
+  bytes->size = size > 0 ? static_cast<std::size_t>(size) : 0;
+  return size >= 0;
+}
+
+bool read_attribute(int file, char const *name, Bytes *value) {
+  return read_bytes(
+      [file, name](char *buffer, std::size_t size) { return fgetxattr(file, name, buffer, size); },
+      value);
+}
+
+bool copy_attribute(char const *from, int to, char const *name) {
+  Bytes wanted, present;
+  auto const get = [from, name](char *buffer, std::size_t size) {
+    return lgetxattr(from, name, buffer, size);
+  };
+  if (!read_bytes(get, &wanted)) {
+    return false;
+  }
+  // What the system gave to both files by itself, such as a security label, may not be settable.
+  return (read_attribute(to, name, &present) && wanted == present) ||
+         fsetxattr(to, name, wanted.data.get(), wanted.size, 0) == 0;
+}
+
+// Gives `to` the extended attributes of `from`, the access list among them, and no access list that
+// it has from its directory alone.
+bool copy_attributes(char const *from, int to) {
+  if (fremovexattr(to, ACCESS_LIST) != 0 && errno != ENODATA && errno != ENOTSUP) {
+    return false;
+  }
+  Bytes names;
+  auto const list = [from](char *buffer, std::size_t size) {
+    return llistxattr(from, buffer, size);
+  };
+  if (!read_bytes(list, &names)) {
+    return errno == ENOTSUP;
+  }
+  char const *name = names.data.get();
+  char const *const end = name + names.size;
+  for (; name != end; name += std::strlen(name) + 1) {
+    if (!copy_attribute(from, to, name)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool copy_owner(struct stat const &from, int to) {
+  struct stat status = {};
+  if (fstat(to, &status) != 0) {
+    return false;
+  }
+  return (status.st_uid == from.st_uid && status.st_gid == from.st_gid) ||
+         fchown(to, from.st_uid, from.st_gid) == 0;
+}
+
+// Until all is copied the file is its owner's alone. The owner comes first, since giving a file
+// away takes permissions from it.
+bool copy_identity(char const *from, struct stat const &status, int to) {
+  return copy_owner(status, to) && copy_attributes(from, to) &&
+         fchmod(to, status.st_mode & PERMISSIONS) == 0;
+}
+
+// A rename cannot be undone, so a directory that cannot be flushed, or not be opened for that, is
+// no failure.
+void flush_directory_of(char const *path) {
+  char directory[PATH_MAX];
+  std::strcpy(directory, path);
+  char *last = std::strrchr(directory, '/');
+  if (last == nullptr) {
+    std::strcpy(directory, ".");
+  } else {
+    last[1] = '\0';
+  }
+  Descriptor const opened(
+      retry([&directory] { return open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  if (opened.value() != -1) {
+    retry([&opened] { return fsync(opened.value()); });
+  }
+}
+
+bool rename_durably(NativePath const &from, NativePath const &to) {
+  if (rename(from.c_str(), to.c_str()) != 0) {
+    bool const is_mount_point = errno == EBUSY || errno == EXDEV;
+    return fail(is_mount_point ? ERROR_NOT_SUPPORTED : error_from_errno(errno));
+  }
+  flush_directory_of(to.c_str());
+  return true;
+}
+
+} // namespace
+
+BOOL DeleteFileA(char const *path) {
+  NativePath const native(path);
+  return native.is_valid() && (unlink(native.c_str()) == 0 || fail(error_from_errno(errno)));
+}
+
+BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
+                  void *exclude, void *reserved) {
+  if (backup != nullptr || flags != REPLACEFILE_WRITE_THROUGH || exclude != nullptr ||
+      reserved != nullptr) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  NativePath const to(replaced), from(replacement);
+  if (!to.is_valid() || !from.is_valid()) {
+    return FALSE;
+  }
+  struct stat status = {};
+  if (lstat(to.c_str(), &status) != 0) {
+    return fail(error_from_errno(errno));
+  }
+  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  Descriptor const file(retry([&from] { return open(from.c_str(), O_WRONLY | O_CLOEXEC); }));
+  if (file.value() == -1) {
+    return fail(error_from_errno(errno));
+  }
+  if (!copy_identity(to.c_str(), status, file.value())) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  if (retry([&file] { return fsync(file.value()); }) != 0) {
+    return fail(error_from_errno(errno));
+  }
+  return rename_durably(from, to);
+}
+
+BOOL MoveFileExA(char const *from, char const *to, DWORD flags) {
+  if (flags != (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  NativePath const native_from(from), native_to(to);
+  return native_from.is_valid() && native_to.is_valid() && rename_durably(native_from, native_to);
+}
