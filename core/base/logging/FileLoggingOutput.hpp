@@ -40,7 +40,7 @@ protected:
   void open_file();
 
 private:
-  void append(std::string const &text);
+  void append_after_fragment(std::string const &text);
 
   std::string file_name_;
   std::unique_ptr<File> stream_;  // null until first needed

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -114,6 +115,7 @@ protected:
 
 private:
   friend class LoggingHierarchy;
+  friend class ProcessLogging;
 
   LoggingCategory(std::string_view name, LoggingCategory *parent,
                   LoggingPriority::PriorityLevel priority, LoggingHierarchy *hierarchy) noexcept;
@@ -133,9 +135,15 @@ private:
   }
   LoggingPriority::PriorityLevel find_granted_priority() const;
 
+  // The hierarchy calls these with its mutex held.
+  void take_threshold() noexcept;
+  void update_threshold() noexcept;
+  LoggingCategory *next_heir(LoggingCategory *last) const noexcept;
+  void silence() noexcept; // for good
+
   std::atomic<LoggingPriority::PriorityLevel> priority_; // written by the hierarchy
   LoggingCategory *parent_;                              // null only for the root
-  ILoggingOutput *output_ = nullptr;                     // owned; null writes through the parent
+  std::unique_ptr<ILoggingOutput> output_;               // null writes through the parent's
   std::string_view name_; // terminated; kept by the hierarchy beside the category
 
   // The priority of the nearest of this category and its ancestors that has one, or NOT_SET: kept

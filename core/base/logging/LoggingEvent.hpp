@@ -16,14 +16,14 @@ class OSTBASE_API LoggingEvent {
 public:
   /// Copies the texts and takes the next time stamp.
   ///
-  /// @param file  the source file, or null; borrowed for as long as the event or a copy exists.
-  /// @param line  the source line; means nothing without a file.
-  LoggingEvent(std::string const &category_name, std::string const &message,
-               LoggingPriority::PriorityLevel priority, char const *file, int line);
+  /// @param source_file  or null; borrowed for as long as the event or a copy exists.
+  /// @param source_line  means nothing without a file.
+  LoggingEvent(std::string const &name, std::string const &text,
+               LoggingPriority::PriorityLevel level, char const *source_file, int source_line);
 
   /// The same with texts that nobody else needs: they are moved (addition).
-  LoggingEvent(std::string &&category_name, std::string &&message,
-               LoggingPriority::PriorityLevel priority, char const *file, int line) noexcept;
+  LoggingEvent(std::string &&name, std::string &&text, LoggingPriority::PriorityLevel level,
+               char const *source_file, int source_line) noexcept;
 
   std::string category_name;
   std::string message;

@@ -4,6 +4,7 @@
 #include "core/base/foundation/Export.h"
 #include "core/base/logging/LoggingPriority.hpp"
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
@@ -59,10 +60,9 @@ private:
   LoggingCategory *nearest_parent(std::string const &name) const;
   LoggingCategory *make_category(std::string_view name, LoggingCategory *parent,
                                  LoggingPriority::PriorityLevel priority);
-  void delete_registered();
-  static void spread_threshold(LoggingCategory &from);
+  void *allocate_category(std::size_t size) const;
+  void dispose_of(LoggingCategory *category) const;
 
-  void dispose(LoggingCategory *category) const;
   void set_priority(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
   void silence();
 

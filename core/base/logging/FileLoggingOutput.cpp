@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/logging/FileLoggingOutput.hpp"
+
+#include "core/base/platform/File.hpp"
+
+#include <cstddef>
+#include <new>
+
+namespace Ostrel {
+
+FileLoggingOutput::FileLoggingOutput(char const *file_name, ILoggingLayout *layout)
+    : LoggingOutputImpl(layout) {
+  try {
+    file_name_ = file_name == nullptr ? "" : file_name;
+  } catch (std::bad_alloc const &) {
+    file_name_.clear(); // opens nothing
+  }
+}
+
+FileLoggingOutput::~FileLoggingOutput() = default;
+
+bool FileLoggingOutput::close() {
+  stream_.reset();
+  return true;
+}
+
+bool FileLoggingOutput::re_open() {
+  close();
+  open_file();
+  return true;
+}
+
+void FileLoggingOutput::open_file() {
+  stream_.reset(new (std::nothrow) File);
+  if (stream_ == nullptr || !stream_->open_for_appending(file_name_.c_str())) {
+    return;
+  }
+  // A file that was made anew holds no fragment.
+  ends_inside_line_ = ends_inside_line_ && stream_->size() != 0;
+}
+
+bool FileLoggingOutput::write_method(std::string const &text) try {
+  if (stream_ == nullptr) {
+    open_file();
+  }
+  if (stream_ == nullptr || !stream_->is_open()) {
+    return true;
+  }
+  if (ends_inside_line_) {
+    append_after_fragment(text);
+  } else {
+    std::size_t const written = stream_->write(text.data(), text.size());
+    ends_inside_line_ = written != 0 && written < text.size();
+  }
+  return true;
+} catch (std::bad_alloc const &) {
+  return true; // the text is lost
+}
+
+// Ends the line that a full disk cut short, so that this one does not vanish in it; in one append
+// with the text, which other writers must not come into.
+void FileLoggingOutput::append_after_fragment(std::string const &text) {
+  std::string const line = '\n' + text;
+  std::size_t const written = stream_->write(line.data(), line.size());
+  bool const fragment_ended = written != 0;
+  bool const is_cut_again = written > 1 && written < line.size();
+  ends_inside_line_ = !fragment_ended || is_cut_again;
+}
+
+} // namespace Ostrel

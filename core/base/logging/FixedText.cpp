@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/logging/FixedText.hpp"
+
+#include "core/base/foundation/Formatting.h"
+
+#include <cstddef>
+#include <cstring>
+#include <new>
+
+namespace Ostrel {
+
+char *make_fixed_text(char const *format, va_list arguments) {
+  char buffer[WRAPPER_BUFFER_SIZE];
+  ovra_vsnprintf(buffer, sizeof buffer, format, arguments);
+  std::size_t const size = std::strlen(buffer) + 1;
+  char *const text = new (std::nothrow) char[size];
+  if (text != nullptr) {
+    std::memcpy(text, buffer, size);
+  }
+  return text;
+}
+
+} // namespace Ostrel

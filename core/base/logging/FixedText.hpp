@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/Export.h"
+
+#include <cstdarg>
+
+namespace Ostrel {
+
+/// The size of the buffers in which the wrappers of categories format texts and messages.
+constexpr unsigned int WRAPPER_BUFFER_SIZE = 4096;
+
+/// Formats the fixed text of a wrapper. Internal to the library.
+/// @return the caller's, to be deleted as an array; null without memory.
+char *make_fixed_text(char const *format, va_list arguments) OSTBASE_PRINTF(1, 0);
+
+} // namespace Ostrel

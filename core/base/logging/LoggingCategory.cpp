@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/logging/LoggingCategory.hpp"
+
+#include "core/base/foundation/Formatting.h"
+#include "core/base/logging/LevelFunction.hpp"
+#include "core/base/logging/LoggingEvent.hpp"
+#include "core/base/logging/LoggingHierarchy.hpp"
+#include "core/base/logging/LoggingOutputImpl.hpp"
+#include "core/base/logging/ProcessLogging.hpp"
+
+#include <new>
+#include <utility>
+
+namespace Ostrel {
+
+int const LoggingCategory::MAX_CATEGORY_SIZE = 16384;
+
+LoggingCategory &LoggingCategory::get_instance(char const *name) {
+  LoggingVisit const visit;
+  LoggingHierarchy *const hierarchy = ProcessLogging::hierarchy();
+  LoggingCategory *const category =
+      hierarchy != nullptr ? ProcessLogging::find_category(*hierarchy, name) : nullptr;
+  return category != nullptr ? *category : ProcessLogging::discarding_category();
+}
+
+LoggingCategory &LoggingCategory::get_root_category() {
+  LoggingVisit const visit;
+  LoggingHierarchy *const hierarchy = ProcessLogging::hierarchy();
+  return hierarchy != nullptr ? hierarchy->get_root_category()
+                              : ProcessLogging::discarding_category();
+}
+
+void LoggingCategory::set_root_priority(LoggingPriority::PriorityLevel priority) {
+  get_root_category().set_priority(priority);
+}
+
+LoggingCategory::LoggingCategory(std::string_view name, LoggingCategory *parent,
+                                 LoggingPriority::PriorityLevel priority,
+                                 LoggingHierarchy *hierarchy) noexcept
+    : priority_(priority), parent_(parent), name_(name), threshold_(priority),
+      hierarchy_(hierarchy) {
+  take_threshold();
+}
+
+LoggingCategory::~LoggingCategory() = default;
+
+void LoggingCategory::set_priority(LoggingPriority::PriorityLevel priority) {
+  LoggingVisit const visit;
+  LoggingHierarchy *const hierarchy = hierarchy_.load();
+  if (hierarchy != nullptr) {
+    hierarchy->set_priority(*this, priority);
+  }
+}
+
+char const *LoggingCategory::get_granted_priority_name() const {
+  return LoggingPriority::get_priority_name(granted_priority());
+}
+
+LoggingPriority::PriorityLevel LoggingCategory::find_granted_priority() const {
+  for (LoggingCategory const *category = this; category != nullptr; category = category->parent_) {
+    LoggingPriority::PriorityLevel const priority = category->get_priority();
+    if (priority != LoggingPriority::NOT_SET) {
+      return priority;
+    }
+  }
+  LoggingVisit const visit;
+  LoggingHierarchy *const hierarchy = hierarchy_.load();
+  if (hierarchy != nullptr) {
+    hierarchy->get_root_category().log_write_helper("<ROOT CATEGORY NOT SET>",
+                                                    LoggingPriority::NOT_SET, nullptr, 0);
+  }
+  return LoggingPriority::_default_priority;
+}
+
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, fatal, log, LoggingPriority::FATAL)
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, error, log, LoggingPriority::ERROR)
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, warn, log, LoggingPriority::WARN)
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, info, log, LoggingPriority::INFO)
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, trace, log, LoggingPriority::TRACE)
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, debug, log, LoggingPriority::DEBUG)
+OSTBASE_LEVEL_FUNCTION(LoggingCategory, verbose, log, LoggingPriority::VERBOSE)
+
+bool LoggingCategory::log_passed(LoggingPriority::PriorityLevel level, char const *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  bool const has_passed = log(level, format, arguments);
+  va_end(arguments);
+  return has_passed;
+}
+
+bool LoggingCategory::log(LoggingPriority::PriorityLevel level, char const *format,
+                          va_list arguments) {
+  if (!priority_satisfied(level)) {
+    return false;
+  }
+  log_write(level, nullptr, 0, format, arguments);
+  return true;
+}
+
+void LoggingCategory::log_write(LoggingPriority::PriorityLevel level, char const *file, int line,
+                                char const *format, va_list arguments) {
+  char message[MAX_CATEGORY_SIZE];
+  ovra_vsnprintf(message, sizeof message, format, arguments);
+  log_write_helper(message, level, file, line);
+}
+
+void LoggingCategory::log_write_helper(char const *message, LoggingPriority::PriorityLevel level,
+                                       char const *file, int line) try {
+  LoggingEvent const event(std::string(name_), std::string(message), level, file, line);
+  LoggingVisit const visit;
+  if (hierarchy_.load() == nullptr) {
+    return; // the outputs are gone
+  }
+  ILoggingOutput *const output = get_logging_output();
+  if (output != nullptr) {
+    output->write(event);
+  }
+} catch (std::bad_alloc const &) {
+  return; // the message is lost
+}
+
+void LoggingCategory::set_logging_output(ILoggingOutput *output) {
+  if (output != nullptr && output == output_.get()) {
+    return;
+  }
+  std::unique_ptr<ILoggingOutput> handed_over(
+      output != nullptr ? output : new (std::nothrow) LoggingOutputImpl);
+  LoggingVisit const visit;
+  if (handed_over != nullptr && hierarchy_.load() != nullptr) {
+    output_ = std::move(handed_over);
+  }
+}
+
+ILoggingOutput *LoggingCategory::get_logging_output() const {
+  for (LoggingCategory const *category = this; category != nullptr; category = category->parent_) {
+    if (category->output_ != nullptr) {
+      return category->output_.get();
+    }
+  }
+  return nullptr;
+}
+
+void LoggingCategory::remove_logging_output() {
+  output_.reset();
+}
+
+// Takes the own priority as threshold, or else the parent's threshold.
+void LoggingCategory::take_threshold() noexcept {
+  LoggingPriority::PriorityLevel const own = get_priority();
+  bool const inherits = own == LoggingPriority::NOT_SET && parent_ != nullptr;
+  threshold_.store(inherits ? parent_->threshold_.load(std::memory_order_relaxed) : own,
+                   std::memory_order_relaxed);
+}
+
+void LoggingCategory::update_threshold() noexcept {
+  take_threshold();
+  for (LoggingCategory *heir = next_heir(this); heir != nullptr; heir = next_heir(heir)) {
+    heir->take_threshold();
+  }
+}
+
+// Walks the categories below this one in such an order that a parent comes before its children, and
+// passes over those below a category that has a priority of its own. Without recursion: names may
+// have any number of dots.
+LoggingCategory *LoggingCategory::next_heir(LoggingCategory *last) const noexcept {
+  bool const has_heirs = last == this || last->get_priority() == LoggingPriority::NOT_SET;
+  if (has_heirs && last->first_child_ != nullptr) {
+    return last->first_child_;
+  }
+  while (last != this && last->next_sibling_ == nullptr) {
+    last = last->parent_;
+  }
+  return last != this ? last->next_sibling_ : nullptr;
+}
+
+void LoggingCategory::silence() noexcept {
+  priority_.store(LoggingPriority::DISABLED, std::memory_order_relaxed);
+  threshold_.store(LoggingPriority::DISABLED, std::memory_order_relaxed);
+  hierarchy_.store(nullptr);
+}
+
+} // namespace Ostrel

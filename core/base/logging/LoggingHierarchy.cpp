@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/logging/LoggingHierarchy.hpp"
+
+#include "core/base/logging/ILoggingOutput.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingLock.hpp"
+#include "core/base/logging/ProcessLogging.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <new>
+
+namespace Ostrel {
+
+LoggingHierarchy::LoggingHierarchy() : LoggingHierarchy(Lifetime::CALLER) {}
+
+LoggingHierarchy::LoggingHierarchy(Lifetime lifetime)
+    : mutex_(Platform::create_mutex(true)), lifetime_(lifetime) {
+  root_ = make_category("", nullptr, LoggingPriority::_default_priority);
+  if (root_ != nullptr) {
+    root_->set_logging_output(nullptr);
+  }
+}
+
+LoggingHierarchy::~LoggingHierarchy() {
+  clear_all();
+  if (root_ != nullptr) {
+    dispose_of(root_);
+  }
+}
+
+LoggingCategory *LoggingHierarchy::get_instance(std::string const &name) try {
+  if (root_ == nullptr) {
+    return nullptr;
+  }
+  LoggingLock const lock(mutex_.get());
+  LoggingCategory *const known = find_category(name);
+  if (known != nullptr) {
+    return known;
+  }
+  LoggingCategory *const parent = nearest_parent(name);
+  auto const entry = categories_.emplace(name, nullptr).first;
+  entry->second = name.empty() ? root_ : make_category(name, parent, LoggingPriority::NOT_SET);
+  if (entry->second == nullptr) {
+    categories_.erase(entry);
+    return nullptr;
+  }
+  return entry->second;
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+LoggingCategory &LoggingHierarchy::get_value(std::string const &name) {
+  LoggingLock const lock(mutex_.get());
+  LoggingCategory *const category = find_category(name);
+  return category != nullptr ? *category : ProcessLogging::discarding_category();
+}
+
+LoggingCategory &LoggingHierarchy::get_root_category() {
+  return root_ != nullptr ? *root_ : ProcessLogging::discarding_category();
+}
+
+void LoggingHierarchy::clear_all() {
+  if (root_ == nullptr) {
+    return;
+  }
+  LoggingLock const lock(mutex_.get());
+  // Taken out before the first is deleted: an output of somebody else's may ask for a category in
+  // its destructor, and must not be given one that goes next.
+  auto root_entry = categories_.extract(std::string());
+  std::map<std::string, LoggingCategory *> const registered = std::move(categories_);
+  categories_.clear();
+  categories_.insert(std::move(root_entry));
+  root_->first_child_ = nullptr;
+  for (auto const &[name, category] : registered) {
+    dispose_of(category);
+  }
+}
+
+LoggingCategory *LoggingHierarchy::find_category(std::string const &name) const {
+  auto const entry = categories_.find(name);
+  return entry != categories_.end() ? entry->second : nullptr;
+}
+
+LoggingCategory *LoggingHierarchy::nearest_parent(std::string const &name) const {
+  std::string shortened = name;
+  for (std::size_t dot; (dot = shortened.rfind('.')) != std::string::npos;) {
+    shortened.resize(dot);
+    LoggingCategory *const category = find_category(shortened);
+    if (category != nullptr) {
+      return category;
+    }
+  }
+  return root_;
+}
+
+// One piece of memory for a category and its name, so that both last as long.
+LoggingCategory *LoggingHierarchy::make_category(std::string_view name, LoggingCategory *parent,
+                                                 LoggingPriority::PriorityLevel priority) {
+  void *const memory = allocate_category(sizeof(LoggingCategory) + name.size() + 1);
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  char *const text = static_cast<char *>(memory) + sizeof(LoggingCategory);
+  text[name.copy(text, name.size())] = '\0';
+  auto *const category =
+      new (memory) LoggingCategory(std::string_view(text, name.size()), parent, priority, this);
+  if (parent != nullptr) {
+    category->next_sibling_ = parent->first_child_;
+    parent->first_child_ = category;
+  }
+  return category;
+}
+
+void *LoggingHierarchy::allocate_category(std::size_t size) const {
+  return lifetime_ == Lifetime::PROCESS ? ProcessLogging::allocate_for_ever(size)
+                                        : ::operator new(size, std::nothrow);
+}
+
+void LoggingHierarchy::dispose_of(LoggingCategory *category) const {
+  if (lifetime_ == Lifetime::PROCESS) {
+    category->silence();
+    category->output_.reset();
+    return;
+  }
+  category->~LoggingCategory();
+  ::operator delete(category);
+}
+
+void LoggingHierarchy::set_priority(LoggingCategory &category,
+                                    LoggingPriority::PriorityLevel priority) {
+  LoggingLock const lock(mutex_.get());
+  category.priority_.store(priority, std::memory_order_relaxed);
+  category.update_threshold();
+}
+
+void LoggingHierarchy::silence() {
+  LoggingLock const lock(mutex_.get());
+  for (auto const &[name, category] : categories_) {
+    category->silence();
+  }
+  if (root_ != nullptr) {
+    root_->silence();
+  }
+}
+
+} // namespace Ostrel

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/logging/LoggingOutputImpl.hpp"
+
+#include "core/base/logging/LoggingLayoutImpl.hpp"
+#include "core/base/logging/LoggingLock.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <new>
+
+namespace Ostrel {
+
+LoggingOutputImpl::LoggingOutputImpl(ILoggingLayout *layout)
+    : mutex_(Platform::create_mutex(true)) {
+  LoggingOutputImpl::set_layout(layout);
+}
+
+LoggingOutputImpl::~LoggingOutputImpl() {
+  delete_layout();
+}
+
+bool LoggingOutputImpl::close() {
+  return true;
+}
+
+bool LoggingOutputImpl::re_open() {
+  return true;
+}
+
+void LoggingOutputImpl::set_layout(ILoggingLayout *layout) {
+  if (layout == nullptr) {
+    layout = new (std::nothrow) LoggingLayoutImpl;
+  }
+  if (layout != nullptr && layout != layout_.get()) {
+    layout_.reset(layout);
+  }
+}
+
+ILoggingLayout *LoggingOutputImpl::get_layout() {
+  return layout_.get();
+}
+
+void LoggingOutputImpl::delete_layout() {
+  layout_.reset();
+}
+
+bool LoggingOutputImpl::write_method(std::string const &text) {
+  Platform::write_standard_error(text.data(), text.size());
+  return true;
+}
+
+void LoggingOutputImpl::write(LoggingEvent const &event) try {
+  LoggingLock const lock(mutex_.get());
+  if (layout_ != nullptr) {
+    write_method(layout_->format(event));
+  }
+} catch (std::bad_alloc const &) {
+  return; // the event is lost
+}
+
+} // namespace Ostrel
