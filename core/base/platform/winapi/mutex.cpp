@@ -18,6 +18,7 @@
 #include <atomic>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include <pthread.h>
 #include <sys/syscall.h>
@@ -54,7 +55,7 @@ public:
   BOOL release_mutex() noexcept override;
   void close() noexcept override;
 
-  // Called by the owner, at its end.
+  // Called by the owner, at its end, on every mutex that it holds.
   void abandon() noexcept;
 
   // Called by the one thread that is left after a fork, on what it holds.
@@ -87,8 +88,11 @@ std::atomic<bool> is_forked{false};
 
 void abandon_what_is_held(void *thread) noexcept {
   Thread &self = *static_cast<Thread *>(thread);
-  while (self.held != nullptr) {
-    self.held->abandon();
+  Mutex *mutex = std::exchange(self.held, nullptr);
+  while (mutex != nullptr) {
+    Mutex *const next = mutex->next();
+    mutex->abandon();
+    mutex = next;
   }
   // Another key's destructor may take a mutex after this one: the thread is then watched anew.
   self.id = NOBODY;
@@ -126,7 +130,7 @@ public:
   void watch(Thread &thread) noexcept {
     pthread_mutex_lock(&guard_);
     if (state_ == State::NEW && pthread_key_create(&key_, abandon_what_is_held) == 0) {
-      pthread_atfork(nullptr, nullptr, adopt_what_is_held);
+      pthread_atfork(before_fork, in_parent, in_child);
       state_ = State::MADE;
     }
     if (state_ == State::MADE) {
@@ -136,6 +140,11 @@ public:
   }
 
 private:
+  // The guard is held across a fork: in the child nobody would give it back.
+  static void before_fork() noexcept;
+  static void in_parent() noexcept;
+  static void in_child() noexcept;
+
   enum class State { NEW, MADE, GONE };
 
   pthread_mutex_t guard_ = PTHREAD_MUTEX_INITIALIZER;
@@ -144,6 +153,19 @@ private:
 };
 
 EndOfThread end_of_thread;
+
+void EndOfThread::before_fork() noexcept {
+  pthread_mutex_lock(&end_of_thread.guard_);
+}
+
+void EndOfThread::in_parent() noexcept {
+  pthread_mutex_unlock(&end_of_thread.guard_);
+}
+
+void EndOfThread::in_child() noexcept {
+  pthread_mutex_unlock(&end_of_thread.guard_);
+  adopt_what_is_held();
+}
 
 void enter(Thread &self) noexcept {
   self.id = system_thread_id();
@@ -223,7 +245,7 @@ BOOL Mutex::release_mutex() noexcept {
 
 void Mutex::abandon() noexcept {
   depth_ = 0;
-  unlink(this_thread);
+  previous_ = nullptr;
   finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
 }
 
