@@ -13,7 +13,7 @@ constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 
 void *open_file(char const *path, DWORD access, DWORD disposition) {
-  HANDLE const file =
+  void *const file =
       CreateFileA(path, access, SHARED, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   return file == INVALID_HANDLE_VALUE ? nullptr : file;
 }

@@ -28,7 +28,7 @@ using Search = std::unique_ptr<void, CloseSearch>;
 // Calls `visit` with every name that matches; false when none does.
 template <typename Visit> bool for_each_match(std::string const &query, Visit visit) {
   WIN32_FIND_DATAA data = {};
-  HANDLE const started = FindFirstFileA(query.c_str(), &data);
+  void *const started = FindFirstFileA(query.c_str(), &data);
   if (started == INVALID_HANDLE_VALUE) {
     return false;
   }

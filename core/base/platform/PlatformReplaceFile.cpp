@@ -43,8 +43,8 @@ enum class Outcome { DONE, FAILED, WOULD_LOSE };
 
 // Null, with the last error, when it cannot be opened.
 OpenFile open_for_writing(std::string const &path, DWORD share_mode, DWORD disposition) {
-  HANDLE const file = CreateFileA(path.c_str(), GENERIC_WRITE, share_mode, nullptr, disposition,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  void *const file = CreateFileA(path.c_str(), GENERIC_WRITE, share_mode, nullptr, disposition,
+                                 FILE_ATTRIBUTE_NORMAL, nullptr);
   return OpenFile(file == INVALID_HANDLE_VALUE ? nullptr : file);
 }
 

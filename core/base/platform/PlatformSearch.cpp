@@ -29,12 +29,12 @@ bool is_readable(char const *path) {
   return file.open_for_reading(path);
 }
 
-// Takes the element that begins at `*start`, and moves `*start` to the next one; npos after the
-// last.
+// Takes the element that begins at `*start`, and moves `*start` to the next one. Every element of
+// the search path ends with a delimiter, the last as well.
 std::string take_element(std::string const &search_path, std::size_t *start) {
   std::size_t const end = search_path.find(DELIMITER, *start);
   std::string element = search_path.substr(*start, end - *start);
-  *start = end == std::string::npos ? end : end + 1;
+  *start = end + 1;
   return element;
 }
 
@@ -61,8 +61,8 @@ unsigned long Platform::find_file(std::string search_path, char const *file_name
   if (file_name == nullptr) {
     return RESULT_NOT_FOUND;
   }
-  std::size_t start = 0;
-  while (start != std::string::npos) {
+  search_path += DELIMITER;
+  for (std::size_t start = 0; start < search_path.size();) {
     std::string candidate = join(take_element(search_path, &start), file_name);
     if (is_readable(candidate.c_str())) {
       *out = std::move(candidate);
@@ -85,14 +85,15 @@ unsigned long Platform::get_seq_path(std::string const &search_path, int index,
   if (index < 0) {
     return RESULT_OUT_OF_BOUND;
   }
+  std::string const elements = search_path + DELIMITER;
   std::size_t start = 0;
-  for (; index > 0 && start != std::string::npos; --index) {
-    take_element(search_path, &start);
+  for (; index > 0 && start < elements.size(); --index) {
+    take_element(elements, &start);
   }
-  if (start == std::string::npos) {
+  if (start >= elements.size()) {
     return RESULT_OUT_OF_BOUND;
   }
-  *out = take_element(search_path, &start);
+  *out = take_element(elements, &start);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

@@ -63,7 +63,7 @@ public:
     errno = 0;
     while (dirent const *entry = readdir(directory_.get())) {
       if (matches(pattern_, entry->d_name)) {
-        std::strcpy(data->cFileName, entry->d_name);
+        std::memcpy(data->cFileName, entry->d_name, std::strlen(entry->d_name) + 1);
         return true;
       }
     }

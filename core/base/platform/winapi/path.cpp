@@ -100,7 +100,7 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
     return false;
   }
   char current[PATH_MAX];
-  std::strcpy(current, native.c_str());
+  std::memcpy(current, native.c_str(), std::strlen(native.c_str()) + 1);
   int links = 0;
   while (links < MAX_LINKS && follow_one_link(current)) {
     ++links;
@@ -114,10 +114,11 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   // The links below /proc name open files, whatever their text says: they stay what they are.
   bool const is_link = links > 0 && leads_to(native.c_str(), current);
   char const *result = is_link ? current : path;
-  if (std::strlen(result) >= size) {
+  std::size_t const length = std::strlen(result);
+  if (length >= size) {
     return fail(ERROR_INSUFFICIENT_BUFFER);
   }
-  std::strcpy(target, result);
+  std::memcpy(target, result, length + 1);
   return true;
 }
 

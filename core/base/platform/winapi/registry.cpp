@@ -17,7 +17,7 @@ using Ostrel::RegistryValues;
 
 constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
-constexpr std::int64_t LARGEST_FILE = 16 * 1024 * 1024; // bytes; a larger one is none of ours
+constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger one is none of ours
 
 struct CloseFile {
   void operator()(void *file) const noexcept { CloseHandle(file); }
@@ -31,8 +31,8 @@ std::string registry_path() {
 
 // Reads the whole of a regular file. False when there is none, or when it cannot be read.
 bool read_registry(std::string *text) {
-  HANDLE const opened = CreateFileA(registry_path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  void *const opened = CreateFileA(registry_path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (opened == INVALID_HANDLE_VALUE) {
     return false;
   }

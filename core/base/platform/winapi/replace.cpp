@@ -3,6 +3,7 @@
 // step, but with its own owner, permissions and attributes, and it parts hard links: what it would
 // lose is given to the new file first, or it is not called. It says nothing about the disk either,
 // so the directory is flushed afterwards.
+#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
@@ -21,6 +22,7 @@
 
 namespace {
 
+using Ostrel::Descriptor;
 using Ostrel::error_from_errno;
 using Ostrel::fail;
 using Ostrel::NativePath;
@@ -28,23 +30,6 @@ using Ostrel::retry;
 
 constexpr mode_t PERMISSIONS = 07777;
 constexpr char const *ACCESS_LIST = "system.posix_acl_access";
-
-class Descriptor {
-public:
-  explicit Descriptor(int value) noexcept : value_(value) {}
-  Descriptor(Descriptor const &) = delete;
-  Descriptor &operator=(Descriptor const &) = delete;
-  ~Descriptor() {
-    if (value_ != -1) {
-      close(value_);
-    }
-  }
-
-  int value() const noexcept { return value_; }
-
-private:
-  int value_;
-};
 
 struct Bytes {
   std::unique_ptr<char[]> data;
@@ -132,18 +117,14 @@ bool copy_identity(char const *from, struct stat const &status, int to) {
 // A rename cannot be undone, so a directory that cannot be flushed, or not be opened for that, is
 // no failure.
 void flush_directory_of(char const *path) {
-  char directory[PATH_MAX];
-  std::strcpy(directory, path);
-  char *last = std::strrchr(directory, '/');
-  if (last == nullptr) {
-    std::strcpy(directory, ".");
-  } else {
-    last[1] = '\0';
-  }
+  char const *last = std::strrchr(path, '/');
+  std::size_t const length = last == nullptr ? 0 : static_cast<std::size_t>(last + 1 - path);
+  char directory[PATH_MAX] = ".";
+  std::memcpy(directory, path, length);
   Descriptor const opened(
       retry([&directory] { return open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
-  if (opened.value() != -1) {
-    retry([&opened] { return fsync(opened.value()); });
+  if (opened.is_open()) {
+    retry([&opened] { return fsync(opened.get()); });
   }
 }
 
@@ -181,13 +162,13 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
     return fail(ERROR_NOT_SUPPORTED);
   }
   Descriptor const file(retry([&from] { return open(from.c_str(), O_WRONLY | O_CLOEXEC); }));
-  if (file.value() == -1) {
+  if (!file.is_open()) {
     return fail(error_from_errno(errno));
   }
-  if (!copy_identity(to.c_str(), status, file.value())) {
+  if (!copy_identity(to.c_str(), status, file.get())) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  if (retry([&file] { return fsync(file.value()); }) != 0) {
+  if (retry([&file] { return fsync(file.get()); }) != 0) {
     return fail(error_from_errno(errno));
   }
   return rename_durably(from, to);

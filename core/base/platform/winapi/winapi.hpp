@@ -69,7 +69,8 @@ constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
 constexpr DWORD INFINITE = 0xFFFFFFFF;
 constexpr std::size_t MAX_PATH = 260; // characters, terminator included
-inline HANDLE const INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(std::intptr_t{-1});
+// NOLINTNEXTLINE(performance-no-int-to-ptr): the number is the interface's; nothing is read there.
+inline void *const INVALID_HANDLE_VALUE = reinterpret_cast<void *>(std::intptr_t{-1});
 
 // --- Errors: error.cpp ------------------------------------------------------------------------
 
@@ -227,8 +228,8 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
 /// (FILE_TYPE_CHAR).
 DWORD GetFileType(HANDLE file);
 
-/// Sets where the next reading or writing begins, counted from FILE_BEGIN; from elsewhere fails with
-/// ERROR_NOT_SUPPORTED.
+/// Sets where the next reading or writing begins, counted from FILE_BEGIN; from elsewhere fails
+/// with ERROR_NOT_SUPPORTED.
 BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method);
 
 /// Makes the file end where the next writing would begin.
@@ -297,7 +298,8 @@ constexpr DWORD REG_SZ = 1;
 constexpr DWORD REG_BINARY = 3;
 constexpr DWORD REG_DWORD = 4;
 constexpr REGSAM KEY_READ = 0x20019;
-inline HKEY const HKEY_LOCAL_MACHINE = reinterpret_cast<HKEY>(std::uintptr_t{0x80000002});
+// NOLINTNEXTLINE(performance-no-int-to-ptr): the number is the interface's; nothing is read there.
+inline void *const HKEY_LOCAL_MACHINE = reinterpret_cast<void *>(std::uintptr_t{0x80000002});
 
 /// Reads the values of a key below HKEY_LOCAL_MACHINE, the only root that there is, from the
 /// registry file: the one that the environment variable OSTREL_REGISTRY_FILE names, else
