@@ -1,0 +1,542 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/Configuration.hpp"
+
+#include "core/base/config/KeyPath.hpp"
+#include "core/base/config/NumberText.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/IMutex.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <typeinfo>
+
+namespace Ostrel {
+
+namespace {
+
+LoggingCategory &category() {
+  static LoggingCategory &instance =
+      LoggingCategory::get_instance("Ostrel.Core.Base.Configuration");
+  return instance;
+}
+
+// The lock of all facades: made by the first one, gone when the library is unloaded. Who comes
+// later finds null and does not get the lock.
+std::atomic<IMutex *> configuration_mutex{nullptr};
+
+class ConfigurationMutexEnd {
+public:
+  ConfigurationMutexEnd() = default;
+  ConfigurationMutexEnd(ConfigurationMutexEnd const &) = delete;
+  ConfigurationMutexEnd &operator=(ConfigurationMutexEnd const &) = delete;
+  ~ConfigurationMutexEnd() { delete configuration_mutex.exchange(nullptr); }
+};
+
+void make_configuration_mutex() {
+  static ConfigurationMutexEnd const end;
+  if (configuration_mutex.load(std::memory_order_acquire) != nullptr) {
+    return;
+  }
+  std::unique_ptr<IMutex> made(Platform::create_mutex(true));
+  IMutex *none = nullptr;
+  if (configuration_mutex.compare_exchange_strong(none, made.get())) {
+    static_cast<void>(made.release()); // owned by the variable now
+  }
+}
+
+class ConfigurationLock {
+public:
+  ConfigurationLock()
+      : lock_(configuration_mutex.load(std::memory_order_acquire)),
+        // The second attempt follows an owner that ended inside: the first one only tells of it.
+        is_held_(lock_.acquire()) {}
+
+  explicit operator bool() const noexcept { return is_held_; }
+
+private:
+  AcquirableLock lock_;
+  bool is_held_;
+};
+
+// The source as the one that has an index. A class derived from it may walk in a way of its own,
+// which the index would leave out.
+XmlConfigSource const *as_indexed(IConfigSource const &source) {
+  return typeid(source) == typeid(XmlConfigSource) ? static_cast<XmlConfigSource const *>(&source)
+                                                   : nullptr;
+}
+
+void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
+                            unsigned int index) {
+  std::string found;
+  void const *sub_key = source.find_first(key, &found);
+  for (; sub_key != nullptr; sub_key = source.find_next(sub_key, &found)) {
+    if ((name.empty() || name == found) && index-- == 0) {
+      break;
+    }
+  }
+  return sub_key;
+}
+
+void const *walk_to_value(IConfigSource const &source, void const *key, char const *name,
+                          std::string *text) {
+  std::string found;
+  void const *value = source.find_first_value(key, &found, text);
+  while (value != nullptr && name != nullptr && found != name) {
+    value = source.find_next_value(value, &found, text);
+  }
+  return value;
+}
+
+bool begins_number(char const *text) {
+  auto const is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  return is_digit(*text) || (*text == '-' && is_digit(text[1]));
+}
+
+char const *skip_to_number(char const *text) {
+  while (*text != '\0' && !begins_number(text)) {
+    ++text;
+  }
+  return text;
+}
+
+// Steps over what stands between two numbers; true when a ':' is part of it.
+bool skip_between_numbers(char const **text) {
+  char const *const begin = *text;
+  *text = skip_to_number(begin);
+  return std::memchr(begin, ':', static_cast<std::size_t>(*text - begin)) != nullptr;
+}
+
+// Where a series goes, up to its capacity.
+class SeriesSink {
+public:
+  SeriesSink(long *array, unsigned int capacity) : array_(array), capacity_(capacity) {}
+
+  bool is_full() const { return count_ == capacity_; }
+  unsigned int count() const { return count_; }
+
+  // Both ends included, up or down.
+  void add_range(long first, long last) {
+    for (long number = first; !is_full(); number += first < last ? 1 : -1) {
+      array_[count_++] = number;
+      if (number == last) { // tested here since last + 1 need not be a number
+        return;
+      }
+    }
+  }
+
+private:
+  long *array_;
+  unsigned int capacity_;
+  unsigned int count_ = 0;
+};
+
+constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included
+
+// Reads the value at a place (a path, or a key and a sub path, and a name) as a number.
+template <class Number, class... Place>
+unsigned long get_number(Configuration const &configuration, Number *out, Place... place) {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  std::string text;
+  unsigned long const result = configuration.get_value(place..., &text);
+  if (result == RESULT_SUCCESS) {
+    read_number(text.c_str(), out);
+  }
+  return result;
+}
+
+} // namespace
+
+Configuration::Configuration(IConfigSource &source) : source_(&source) {
+  make_configuration_mutex();
+}
+
+Configuration::~Configuration() = default;
+
+unsigned long Configuration::init_source(void const *description) {
+  ConfigurationLock const lock;
+  if (!lock) {
+    category().warn("internal error: acquisition error");
+    return RESULT_ACQUISITION_ERROR;
+  }
+  unsigned long const result = source_->init_source(description);
+  if (result != RESULT_SUCCESS) {
+    category().warn("Failed to initialize source '%s'",
+                    description == nullptr ? "" : static_cast<char const *>(description));
+    config_root_ = IConfigSource::CONFIG_ROOT_NONE;
+    return result;
+  }
+  config_root_ = source_->get_config_root();
+  return RESULT_SUCCESS;
+}
+
+unsigned long Configuration::init_source(IConfigSource::ConfigRoot root, void const *argument) {
+  ConfigurationLock const lock;
+  if (!lock) {
+    category().warn("internal error: acquisition error");
+    return RESULT_ACQUISITION_ERROR;
+  }
+  config_root_ = root;
+  unsigned long const result = source_->init_source(root, argument);
+  if (result != RESULT_SUCCESS) {
+    category().warn("Failed to initialize source: %s",
+                    result_code_get_str(static_cast<ResultCode>(result)));
+  }
+  return result;
+}
+
+unsigned long Configuration::commit() {
+  return source_->commit();
+}
+
+// --- Keys -------------------------------------------------------------------------------------
+
+void const *Configuration::find_key(char const *path) const {
+  return find_key(nullptr, path);
+}
+
+void const *Configuration::find_key(void const *key, char const *sub_path) const try {
+  ConfigurationLock const lock;
+  return lock ? find_sub_key(key, sub_path) : nullptr;
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+void const *Configuration::find_repository_key(char const *name, void const *) const {
+  return source_->open_repository(name);
+}
+
+void const *Configuration::create_key(char const *path) try {
+  if (path == nullptr) {
+    return nullptr;
+  }
+  void const *key = nullptr;
+  char const *rest = skip_key_separators(path);
+  while (*rest != '\0') {
+    std::string const component(rest, std::strcspn(rest, "/\\"));
+    rest = skip_key_separators(rest + component.size());
+    bool const is_last = *rest == '\0';
+    void const *next = is_last ? nullptr : find_sub_key(key, component.c_str());
+    key = next != nullptr ? next : create_sub_key(key, component.c_str(), /*commit=*/true);
+    if (key == nullptr) {
+      return nullptr;
+    }
+  }
+  return key;
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+void const *Configuration::create_sub_key(void const *parent, char const *name, bool commit) try {
+  if (name == nullptr || std::strlen(name) > MAX_SUB_KEY_NAME) {
+    category().warn("Refused to create a key: its name is missing or too long");
+    return nullptr;
+  }
+  if (parent == nullptr) {
+    category().warn("Can't create new root key");
+    return nullptr;
+  }
+  std::string const key_name(name, std::strcspn(name, ":"));
+  char const *const colon = name + key_name.size();
+  long const index = *colon == ':' ? std::strtol(colon + 1, nullptr, 10) : -1;
+  if (index > INT_MAX) {
+    category().warn("Refused to create key '%s': its index is too large", name);
+    return nullptr;
+  }
+  if (index < 0) {
+    return source_->create_key(parent, key_name.c_str(), commit);
+  }
+  void const *key = nullptr;
+  for (long i = 0; i <= index; ++i) {
+    key = source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i));
+    if (key != nullptr) {
+      continue;
+    }
+    key = source_->create_key(parent, key_name.c_str(), commit);
+    bool const is_there =
+        key != nullptr ||
+        source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i)) != nullptr;
+    if (!is_there) { // not just its commit failed, and the next ones would not be made either
+      return nullptr;
+    }
+  }
+  return key;
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+unsigned long Configuration::delete_key(void const *key) {
+  return key == nullptr ? static_cast<unsigned long>(RESULT_INVALID_ARGUMENT)
+                        : source_->delete_key(key);
+}
+
+unsigned long Configuration::delete_key(char const *path) {
+  return delete_key(path == nullptr ? nullptr : find_key(path));
+}
+
+unsigned long Configuration::delete_key(void const *key, char const *sub_path) {
+  if (key == nullptr || sub_path == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  return delete_key(find_key(key, sub_path));
+}
+
+void const *Configuration::find_key_with_value(char const *path, char const *value_name,
+                                               char const *value_text) const try {
+  ConfigurationLock const lock;
+  if (!lock) {
+    return nullptr;
+  }
+  void const *const key = find_sub_key(nullptr, path);
+  if (key == nullptr) {
+    category().warn("Can't find key '%s'", path == nullptr ? "" : path);
+    return nullptr;
+  }
+  return find_indexed_key_with_value(key, 0, value_name, value_text);
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+void const *Configuration::find_key_with_value(void const *key, char const *sub_path,
+                                               char const *value_name, char const *value_text) const
+    try {
+  ConfigurationLock const lock;
+  void const *const found = lock ? find_sub_key(key, sub_path) : nullptr;
+  return found == nullptr ? nullptr : find_indexed_key_with_value(found, 0, value_name, value_text);
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+// --- Values -----------------------------------------------------------------------------------
+
+unsigned long Configuration::get_value(char const *path, char const *name, std::string *out) const {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  void const *const key = find_key(path);
+  return key == nullptr ? static_cast<unsigned long>(RESULT_NOT_FOUND)
+                        : get_value(key, nullptr, name, out);
+}
+
+unsigned long Configuration::get_value(char const *path, char const *name, double *out) const {
+  return get_number(*this, out, path, name);
+}
+
+unsigned long Configuration::get_value(char const *path, char const *name, long *out) const {
+  return get_number(*this, out, path, name);
+}
+
+unsigned long Configuration::get_value(char const *path, char const *name,
+                                       unsigned long *out) const {
+  return get_number(*this, out, path, name);
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       std::string *out) const try {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  return find_value(key, sub_path, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       double *out) const {
+  return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       long *out) const {
+  return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       unsigned long *out) const {
+  return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, char const *value,
+                                       bool commit) {
+  void const *const key = find_key(path);
+  if (key == nullptr) {
+    category().warn("Can't find key '%s'", path == nullptr ? "" : path);
+    return RESULT_NOT_FOUND;
+  }
+  return source_->set_value(key, name, value, commit);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, double value,
+                                       bool commit) {
+  return set_value(path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, long value,
+                                       bool commit) {
+  return set_value(path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, unsigned long value,
+                                       bool commit) {
+  return set_value(path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       char const *value, bool commit) try {
+  return source_->set_value(find_sub_key(key, sub_path), name, value, commit);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       double value, bool commit) {
+  return set_value(key, sub_path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       long value, bool commit) {
+  return set_value(key, sub_path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       unsigned long value, bool commit) {
+  return set_value(key, sub_path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::delete_value(void const *key, char const *name) try {
+  if (key == nullptr || name == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  std::string text;
+  void const *const value = find_value(key, nullptr, name, &text);
+  return value == nullptr ? static_cast<unsigned long>(RESULT_NOT_FOUND)
+                          : source_->delete_value(value);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Configuration::delete_value(char const *path, char const *name) {
+  return delete_value(path == nullptr ? nullptr : find_key(path), name);
+}
+
+unsigned long Configuration::delete_value(void const *key, char const *sub_path, char const *name) {
+  if (key == nullptr || sub_path == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  return delete_value(find_key(key, sub_path), name);
+}
+
+unsigned long Configuration::get_series(char const *path, char const *name, long *array,
+                                        unsigned int *count) const {
+  return get_series(path == nullptr ? nullptr : find_key(path), nullptr, name, array, count);
+}
+
+unsigned long Configuration::get_series(void const *key, char const *sub_path, char const *name,
+                                        long *array, unsigned int *count) const {
+  if (key == nullptr || name == nullptr || array == nullptr || count == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  std::string text;
+  unsigned long const result = get_value(key, sub_path, name, &text);
+  return result == RESULT_SUCCESS ? parse_long_series(text.c_str(), array, count) : result;
+}
+
+// --- What the operations above are made of ----------------------------------------------------
+
+void const *Configuration::find_sub_key(void const *key, char const *path) const {
+  if (path == nullptr) {
+    return key;
+  }
+  XmlConfigSource const *const indexed = as_indexed(*source_);
+  char const *rest = skip_key_separators(path);
+  while (*rest != '\0') {
+    KeyPathComponent const component = read_key_component(rest);
+    if (component.index > INT_MAX) {
+      return nullptr;
+    }
+    auto const index = static_cast<unsigned int>(std::max(component.index, 0L));
+    key = indexed != nullptr ? indexed->search_sub_key(key, component.name, index)
+                             : walk_to_sub_key(*source_, key, component.name, index);
+    if (key == nullptr) {
+      return nullptr;
+    }
+    rest = component.rest;
+  }
+  return key;
+}
+
+void const *Configuration::find_value(void const *key, char const *sub_path, char const *name,
+                                      std::string *out) const {
+  void const *const owner = find_sub_key(key, sub_path);
+  if (owner == nullptr || out == nullptr) {
+    return nullptr;
+  }
+  XmlConfigSource const *const indexed = as_indexed(*source_);
+  std::string text;
+  void const *const value = indexed != nullptr ? indexed->search_value(owner, name, &text)
+                                               : walk_to_value(*source_, owner, name, &text);
+  if (value != nullptr) {
+    *out = std::move(text);
+  }
+  return value;
+}
+
+unsigned long Configuration::parse_long_series(char const *text, long *array,
+                                               unsigned int *count) const {
+  if (text == nullptr || array == nullptr || count == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  SeriesSink sink(array, *count);
+  long range_start = 0;
+  bool is_in_range = false;
+  char const *rest = skip_to_number(text);
+  while (*rest != '\0' && !sink.is_full()) {
+    char *end = nullptr;
+    long const number = std::strtol(rest, &end, 10);
+    rest = end;
+    if (skip_between_numbers(&rest)) {
+      range_start = number;
+      is_in_range = true;
+    } else {
+      sink.add_range(is_in_range ? range_start : number, number);
+      is_in_range = false;
+    }
+  }
+  *count = sink.count();
+  return RESULT_SUCCESS;
+}
+
+void const *Configuration::find_indexed_key_with_value(void const *key, int index,
+                                                       char const *value_name,
+                                                       char const *value_text) const {
+  std::string wanted_name;
+  if (key == nullptr || !source_->get_key_name(key, &wanted_name)) {
+    category().warn("Failure in find_indexed_key_with_value");
+    return nullptr;
+  }
+  if (value_text == nullptr) {
+    return nullptr;
+  }
+  std::string name = wanted_name, text;
+  for (; key != nullptr; key = source_->find_next(key, &name)) {
+    bool const matches = name == wanted_name &&
+                         find_value(key, nullptr, value_name, &text) != nullptr &&
+                         text == value_text;
+    if (matches && index-- <= 0) {
+      break;
+    }
+  }
+  return key;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/UserConfig.hpp"
+
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/foundation/AcquirableMap.hpp"
+#include "core/base/foundation/Formatting.h"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <atomic>
+#include <deque>
+#include <map>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+LoggingCategory &category() {
+  static LoggingCategory &instance = LoggingCategory::get_instance("Ostrel.Core.Base.UserConfig");
+  return instance;
+}
+
+struct FullKey {
+  std::string path; // of the key
+  std::string name; // of its value
+};
+
+// Splits at the last '/'; nothing when the text is no full key.
+std::optional<FullKey> split_full_key(std::string_view text) {
+  std::size_t const first = text.find('/'), last = text.rfind('/');
+  bool const is_well_formed = first != text.npos && first != 0 && first != last &&
+                              last + 1 != text.size() && text.find("//") == text.npos;
+  if (!is_well_formed) {
+    return std::nullopt;
+  }
+  return FullKey{std::string(text.substr(0, last)), std::string(text.substr(last + 1))};
+}
+
+using Values = std::map<std::string, std::string>;
+using Cache = AcquirableMap<std::string, Values>;
+
+// Tells calls that come after the end of the settings, from destructors of others, that they are
+// gone: constant-initialised, so it outlives them.
+std::atomic<bool> is_torn_down{false};
+
+// The settings of the process. Every operation needs the lock of `cache()` held.
+class Settings {
+public:
+  // The source comes first, and with it all that its destructor needs: it outlives the facade.
+  Settings() : cache_(false, Cache::key_compare(), Cache::allocator_type()) {}
+  Settings(Settings const &) = delete;
+  Settings &operator=(Settings const &) = delete;
+  ~Settings() { is_torn_down = true; }
+
+  Cache &cache() { return cache_; }
+
+  // Loads the file and the aliases at the first call.
+  void set_up() {
+    if (aliases_are_loaded_) {
+      return;
+    }
+    load_file();
+    aliases_["VisualAvoidanceTolerance"] = "UserConfig/VisualAvoidance/Tolerance";
+    aliases_["ObstacleAvoidanceMethod"] = "UserConfig/ObstacleAvoidance/Method";
+    if (is_available_) {
+      load_declared_aliases();
+    }
+    aliases_are_loaded_ = true;
+  }
+
+  // Nothing, with a warning, when the key is malformed or its alias unknown.
+  std::optional<FullKey> resolve(std::string_view key) const {
+    std::string_view full_key = key;
+    if (!key.empty() && key.front() == '$') {
+      auto const alias = aliases_.find(std::string(key.substr(1)));
+      full_key = alias == aliases_.end() ? std::string_view() : alias->second;
+    }
+    std::optional<FullKey> split = split_full_key(full_key);
+    if (!split) {
+      category().warn("Malformed key + value. Valid keys should be of the form "
+                      "root/key(1..n)/value");
+    }
+    return split;
+  }
+
+  // The text that was asked for by this key before; null when none was.
+  std::string const *find_answer(std::string_view key) const {
+    auto const found = answers_.find(key);
+    return found == answers_.end() ? nullptr : found->second;
+  }
+
+  std::string const *find_cached(FullKey const &key) const {
+    auto const values = cache_.find(key.path);
+    if (values == cache_.end()) {
+      return nullptr;
+    }
+    auto const value = values->second.find(key.name);
+    return value == values->second.end() ? nullptr : &value->second;
+  }
+
+  // Keeps the text, and where it is for the next one who asks in the same words.
+  void keep(std::string_view key, FullKey const &full_key, std::string text) {
+    Values &values = cache_[full_key.path];
+    auto const kept = values.insert_or_assign(full_key.name, std::move(text)).first;
+    if (find_answer(key) == nullptr) {
+      add_answer(key, &kept->second);
+    }
+  }
+
+  bool is_available() const { return is_available_; }
+  Configuration &configuration() { return *configuration_; }
+
+private:
+  void add_answer(std::string_view key, std::string const *text) noexcept try {
+    questions_.emplace_back(key);
+    answers_.emplace(questions_.back(), text);
+  } catch (std::bad_alloc const &) {
+    // The next one who asks takes the long way.
+  }
+
+  void load_file() {
+    std::string path;
+    bool const has_path =
+        Platform::get_system_property(Platform::CONFIG_PATH, &path) == RESULT_SUCCESS &&
+        source_.set_search_path(path.c_str()) == RESULT_SUCCESS;
+    if (has_path) {
+      configuration_ = std::make_unique<Configuration>(source_);
+      is_available_ = configuration_->init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG,
+                                                  nullptr) == RESULT_SUCCESS;
+    }
+  }
+
+  void load_declared_aliases() {
+    constexpr unsigned int PATH_SIZE = 1024;
+    char path[PATH_SIZE];
+    for (int i = 0;; ++i) {
+      ovra_snprintf(path, PATH_SIZE, "/UserConfig/Aliases/Alias:%d", i);
+      void const *const key = configuration_->find_key(path);
+      if (key == nullptr) {
+        return;
+      }
+      std::string name, value;
+      if (configuration_->get_value(key, nullptr, "name", &name) != RESULT_SUCCESS ||
+          configuration_->get_value(key, nullptr, "value", &value) != RESULT_SUCCESS) {
+        category().warn("Unable to parse alias declaration in user configuration: "
+                        "Could not find 'value' parameter.");
+        continue;
+      }
+      aliases_[name] = std::move(value);
+    }
+  }
+
+  XmlConfigSource source_;
+  std::unique_ptr<Configuration> configuration_; // null until the first call
+  bool is_available_ = false;
+  bool aliases_are_loaded_ = false;
+  std::map<std::string, std::string> aliases_;
+  Cache cache_; // by key path and value name; nothing is ever taken out
+  std::deque<std::string> questions_;
+  std::unordered_map<std::string_view, std::string const *> answers_; // from questions_ to cache_
+};
+
+Settings &settings() {
+  static Settings instance;
+  return instance;
+}
+
+[[maybe_unused]] Settings &built_at_load = settings();
+
+// Takes the lock of the settings and has them set up; holds neither after their end.
+class SettingsLock {
+public:
+  SettingsLock() : lock_(is_torn_down ? nullptr : &settings().cache()), is_held_(lock_.acquire()) {}
+
+  explicit operator bool() const noexcept { return is_held_; }
+
+private:
+  AcquirableLock lock_;
+  bool is_held_;
+};
+
+bool commit_setting(Configuration &configuration, FullKey const &key, char const *text) {
+  bool const has_key = configuration.find_key(key.path.c_str()) != nullptr ||
+                       configuration.create_key(key.path.c_str()) != nullptr;
+  return has_key && configuration.set_value(key.path.c_str(), key.name.c_str(), text,
+                                            /*commit=*/true) == RESULT_SUCCESS;
+}
+
+} // namespace
+
+unsigned long UserConfig::get_user_config(char const *key, std::string *value) try {
+  if (value == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  SettingsLock const lock;
+  if (!lock) {
+    return RESULT_ACQUISITION_ERROR;
+  }
+  Settings &user = settings();
+  user.set_up();
+  std::string_view const asked = key == nullptr ? "" : key;
+  if (std::string const *answer = user.find_answer(asked); answer != nullptr) {
+    *value = *answer;
+    return RESULT_SUCCESS;
+  }
+  std::optional<FullKey> const full_key = user.resolve(asked);
+  if (!full_key) {
+    return RESULT_FAILURE;
+  }
+  std::string text;
+  if (std::string const *cached = user.find_cached(*full_key); cached != nullptr) {
+    text = *cached;
+  } else if (!user.is_available()) {
+    return RESULT_SUCCESS;
+  } else if (user.configuration().get_value(full_key->path.c_str(), full_key->name.c_str(),
+                                            &text) != RESULT_SUCCESS) {
+    return RESULT_FAILURE;
+  }
+  user.keep(asked, *full_key, text);
+  *value = std::move(text);
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long UserConfig::set_user_config(char const *key, char const *text, bool commit) try {
+  if (text == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  SettingsLock const lock;
+  if (!lock) {
+    return RESULT_ACQUISITION_ERROR;
+  }
+  Settings &user = settings();
+  user.set_up();
+  std::string_view const asked = key == nullptr ? "" : key;
+  std::optional<FullKey> const full_key = user.resolve(asked);
+  if (!full_key) {
+    return RESULT_FAILURE;
+  }
+  std::string copy = text;
+  if (commit && user.is_available() && !commit_setting(user.configuration(), *full_key, text)) {
+    return RESULT_FAILURE;
+  }
+  user.keep(asked, *full_key, std::move(copy));
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/config/IConfigSource.hpp"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct _xmlDoc; // the XML library's document and element
+struct _xmlNode;
+
+namespace Ostrel {
+
+class KeyIndex;
+
+/// A configuration kept in an XML file, found along a search path, edited in memory and written
+/// back whole.
+///
+/// A key is an element, a sub-key a child element, a named value an attribute; the text value is
+/// all text inside the element. Besides its own file, the main document, a source opens further
+/// files by name: repositories, which are never written.
+///
+/// **What is stored is what is read**: every text that `set_value` accepts comes back byte for
+/// byte, in memory and after a reload; only a text of nothing but blanks is lost on reload once the
+/// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
+/// names that are no XML names, are longer than 50,000 bytes, belong to XML itself or use a prefix
+/// that the file declares; keys nested deeper than 257; texts that are not UTF-8, hold characters
+/// that XML 1.0 forbids, or are longer than 10,000,000 bytes (a named value: in the file).
+///
+/// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first. A
+/// file keeps its encoding; one that would not read back in it becomes UTF-8.
+///
+/// **A file cannot do harm**: the network and other files are never touched, external subsets are
+/// ignored; a file that declares an external entity, nests deeper than the limit above, or whose
+/// entities expand to more than 1 MB and more than ten times its size does not parse.
+///
+/// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
+/// `find_indexed_sub_key`, `get_key_name`, `get_value_data`, `get_config_root`, `create_source` and
+/// `commit` take no lock and must not run while another thread loads, edits or destroys a source.
+/// Messages go to the category "Ostrel.Core.Base.XmlConfigSource".
+class OSTBASE_API XmlConfigSource : public IConfigSource {
+public:
+  /// How `create_source` takes its file name.
+  enum CreateFilePath : int { CREATE_GIVEN_PATH = 0, CREATE_RESERVED_1 = 1, CREATE_RESERVED_2 = 2 };
+
+  /// Makes an empty source with the search path of `Platform::CONFIG_PATH`.
+  XmlConfigSource();
+  XmlConfigSource(XmlConfigSource const &) = delete;
+  XmlConfigSource &operator=(XmlConfigSource const &) = delete;
+
+  /// Loads a file that is looked for along the search path and then under the name as it is.
+  ///
+  /// @param file  a `char const *`, borrowed.
+  /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` for null; `RESULT_NOT_FOUND`, or
+  ///         `RESULT_FAILURE` when the file has no root element, both with the previous document
+  ///         kept; `RESULT_FAILURE` when it does not parse, which leaves the source without a
+  ///         document; `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
+  unsigned long init_source(void const *file) override;
+
+  /// Loads the file of that root.
+  ///
+  /// @param path  a search path to set first (`char const *`, borrowed), or null to keep the old.
+  /// @return as the other form; `RESULT_INVALID_ARGUMENT` for a root that has no file.
+  unsigned long init_source(ConfigRoot root, void const *path) override;
+
+  /// Opens the file that the name tells, with its dots taken for separators and ".xml" at its end,
+  /// below a directory of the search path. The handle lives until `close_repository`.
+  void const *open_repository(char const *name) override;
+  void close_repository(char const *name) override;
+
+  ConfigRoot get_config_root() override;
+
+  void const *find_first(void const *key, std::string *name) const override;
+  void const *find_next(void const *key, std::string *name) const override;
+  void const *find_first_value(void const *key, std::string *name,
+                               std::string *text) const override;
+  void const *find_next_value(void const *value, std::string *name,
+                              std::string *text) const override;
+  void const *find_indexed_sub_key(void const *key, char const *name, int index) const override;
+  bool get_key_name(void const *key, std::string *name) const override;
+  /// A text value has the empty name.
+  bool get_value_data(void const *value, std::string *name, std::string *text) const override;
+
+  /// Appends a sub-key. When the commit fails the result is null, but the key is there.
+  void const *create_key(void const *parent, char const *name, bool commit) override;
+
+  /// Sets a value; a null name means the text value, which replaces everything inside the key, its
+  /// sub-keys included.
+  ///
+  /// @return `RESULT_SUCCESS`, also for a null key, which changes nothing;
+  ///         `RESULT_INVALID_ARGUMENT` when the text is null or name or text are refused;
+  ///         `RESULT_IO_ERROR` when the commit fails (the value is set in memory);
+  ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
+  unsigned long set_value(void const *key, char const *name, char const *text,
+                          bool commit) override;
+
+  /// Removes a key and writes the file: `RESULT_IO_ERROR` when that fails, the key is gone from
+  /// memory all the same; `RESULT_INVALID_ARGUMENT` for null.
+  unsigned long delete_key(void const *key) override;
+
+  /// Removes a named value and writes the file, as `delete_key`; `RESULT_FAILURE` for a text value.
+  unsigned long delete_value(void const *value) override;
+
+  /// Writes the main document to its file: `RESULT_SUCCESS` or `RESULT_FAILURE`.
+  unsigned long commit() override;
+
+  virtual ~XmlConfigSource();
+
+  /// Replaces the main document with a new one that has only a root element; nothing is written.
+  ///
+  /// @return `RESULT_SUCCESS`; `RESULT_NOT_IMPLEMENTED` for the reserved modes;
+  ///         `RESULT_INVALID_ARGUMENT` for other modes and a null file name; `RESULT_FAILURE` when
+  ///         the document cannot be made or the root's name is refused (the source then has no
+  ///         document); `RESULT_OUT_OF_MEMORY`.
+  virtual unsigned long create_source(CreateFilePath mode, char const *file_name,
+                                      char const *root_name);
+
+  /// Sets the directories that are searched, and behind them always the current one; null sets just
+  /// that.
+  /// @return `RESULT_SUCCESS`, `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
+  unsigned long set_search_path(char const *path);
+
+  /// How many sources live. Guarded by the lock of all sources.
+  static int _instance_count;
+
+protected:
+  /// Looks for a readable file along the search path. Needs the source mutex held.
+  ///
+  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (a warning for each place that was tried),
+  ///         `RESULT_INVALID_ARGUMENT` for null.
+  unsigned long find_file(char const *name, std::string *found);
+
+  /// Writes the main document to its file; false when there is none or the write fails.
+  bool save();
+
+private:
+  friend class Configuration; // for the two searches below, which foreign sources do not have
+
+  struct FreeDocument {
+    void operator()(_xmlDoc *document) const noexcept;
+  };
+
+  struct DocumentRecord {
+    std::unique_ptr<_xmlDoc, FreeDocument> document;
+    std::string file_name; // where the document came from and goes to
+  };
+
+  // The sub-key of that name and number, from 0, through the index; the empty name counts every
+  // sub-key, and a null key stands for the place above the top key.
+  void const *search_sub_key(void const *key, std::string_view name, unsigned int index) const;
+
+  // The first value of that name; null and empty name the text value.
+  void const *search_value(void const *key, char const *name, std::string *text) const;
+
+  unsigned long load(std::string path);
+  _xmlNode *top_key() const;
+
+  ConfigRoot config_root_ = CONFIG_ROOT_NONE;
+  DocumentRecord main_document_;
+  std::map<std::string, DocumentRecord> repositories_;
+  std::vector<std::string> search_path_;
+  // Made at the first search, dropped when a key comes or goes; guarded by the source mutex.
+  mutable std::unique_ptr<KeyIndex> index_;
+  bool is_counted_ = false; // whether _instance_count has a unit of ours
+};
+
+} // namespace Ostrel
