@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+// Replaces the allocation of the whole program, the library's own included.
+#include "tests/logging/FailingAllocations.hpp"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+constexpr int NEVER = -1;
+thread_local int allocations_left = NEVER; // before the one that fails
+
+bool is_due() {
+  return allocations_left != NEVER && allocations_left-- == 0;
+}
+
+} // namespace
+
+void fail_allocation(int count) {
+  allocations_left = count;
+}
+
+bool stop_failing() {
+  bool const has_failed = allocations_left == NEVER;
+  allocations_left = NEVER;
+  return has_failed;
+}
+
+void *operator new(std::size_t size, std::nothrow_t const &) noexcept {
+  return is_due() ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+
+void *operator new(std::size_t size) {
+  void *const memory = operator new(size, std::nothrow);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+
+void operator delete(void *memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}

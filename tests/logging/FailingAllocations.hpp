@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/// Lets this thread's allocation with `new` fail that comes after `count` others; once.
+void fail_allocation(int count);
+
+/// Ends that.
+/// @return whether an allocation failed.
+bool stop_failing();
