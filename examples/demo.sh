@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Shows the library at work: the tour on a copy of the directory config, and what is left to see
+# from outside. The only argument is the directory of the built examples.
+set -euo pipefail
+
+examples=$(realpath "$1")
+tree=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# What the caller's environment says about the library takes no part.
+for variable in ${!OSTREL_*} ${!OVRA_*}; do
+  unset "$variable"
+done
+
+say() { printf '\n== %s\n' "$*"; }
+
+# Runs a program of the examples in the copy, after showing the command as a user would type it.
+# What stands in front of the program is added to its environment.
+run() {
+  printf '$%s\n' "$(printf ' %q' "$@")"
+  (cd "$work" && PATH=$examples:$PATH env "$@" 2>&1)
+}
+
+cp -R "$tree/config" "$work/config"
+mkdir "$work/site"
+
+say "The tour: settings in $work/config, and a directory in front of it"
+run OSTREL_CONFIG_PATH="site;config" example_tour
+
+say "What the committed changes left in config/user-config.xml"
+diff --unified=1 --label before --label after \
+  "$tree/config/user-config.xml" "$work/config/user-config.xml" || [ $? -eq 1 ]
+
+say "The tour again, with priorities, a log file and time stamps from the environment"
+run OSTREL_CONFIG_PATH="site;config" OSTREL_LOG_OUTPUT=tour.log OVRA_LOG_TIMESTAMP=yes \
+  OSTREL_LOG_PRIORITY="Ostrel.Core.Base.XmlConfigSource,TRACE;Ostrel.Examples.Tour" \
+  example_tour | sed -n '1p'
+echo '$ cat tour.log'
+cat "$work/tour.log"
+
+say "A broken settings file: the program says so, and keeps its own defaults"
+head --lines=5 "$tree/config/user-config.xml" >"$work/site/user-config.xml"
+run OSTREL_CONFIG_PATH="site;config" example_settings
+
+say "No settings file anywhere: every place that was tried, and the same defaults"
+cat >"$work/registry.reg" <<TEXT
+REGEDIT4
+
+[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]
+"InstallPath"="$work/nowhere"
+TEXT
+run OSTREL_REGISTRY_FILE=registry.reg example_settings

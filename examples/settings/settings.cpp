@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+
+#include <iostream>
+#include <string>
+
+int main() {
+  auto &log = Ostrel::LoggingCategory::get_instance("Robot.Settings");
+
+  std::string method = "Stop"; // what it stays when there is no settings file
+  auto result = Ostrel::UserConfig::get_user_config("$ObstacleAvoidanceMethod", &method);
+  std::cout << "avoid obstacles by " << method << " (" << result << ")" << std::endl;
+
+  Ostrel::UserConfig::set_user_config("UserConfig/Speech/Volume", "40", /*commit=*/false);
+  std::string volume;
+  Ostrel::UserConfig::get_user_config("UserConfig/Speech/Volume", &volume);
+  log.info("speaking at %s %%", volume.c_str());
+  return 0;
+}
