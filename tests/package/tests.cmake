@@ -1,0 +1,12 @@
+# SPDX-License-Identifier: Apache-2.0
+# What a consumer gets, tried from outside. The sanitized builds are no packages.
+if(NOT OSTBASE_SANITIZE)
+  foreach(check install cmake_consumer pkgconfig_consumer headers symbols readme)
+    add_test(
+      NAME package.${check}
+      COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/package/check.sh" ${check} "${PROJECT_BINARY_DIR}"
+              "${CMAKE_CURRENT_BINARY_DIR}/package")
+    set_tests_properties(package.${check} PROPERTIES TIMEOUT 300 FIXTURES_REQUIRED package)
+  endforeach()
+  set_tests_properties(package.install PROPERTIES FIXTURES_SETUP package FIXTURES_REQUIRED "")
+endif()
