@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// A recursive mutex that nobody else wants.
+
+#include "core/base/platform/IMutex.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <benchmark/benchmark.h>
+#include <memory>
+#include <mutex>
+
+namespace {
+
+void ours(benchmark::State &state) {
+  std::unique_ptr<Ostrel::IMutex> const mutex(Ostrel::Platform::create_mutex(true));
+  for (auto _ : state) {
+    mutex->acquire();
+    mutex->release();
+  }
+}
+
+void peer(benchmark::State &state) {
+  std::recursive_mutex mutex;
+  for (auto _ : state) {
+    mutex.lock();
+    mutex.unlock();
+  }
+}
+
+} // namespace
+
+BENCHMARK(ours)->Name("lock and unlock/ours");
+BENCHMARK(peer)->Name("lock and unlock/peer");

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+
+// Runs every benchmark five times, interleaved, and prints the medians as one table. A benchmark is
+// named by its row and its column: "dropped call, depth 1/ours". Only ratios of one run count.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Row {
+  char const *work;
+  char const *beside; // the column that ours is held against
+  double wanted;      // ours may take at most that many times as much
+  char const *unit;   // of what a benchmark counts itself; null for its time
+};
+
+constexpr std::array<Row, 13> ROWS = {{
+    {"dropped call, depth 1", "limit", 2.0, nullptr},
+    {"dropped call, depth 8", "limit", 2.0, nullptr},
+    {"line to a file, 1 thread", "limit", 1.1, nullptr},
+    {"line to a file, 4 threads", "limit", 1.5, nullptr},
+    {"load 10,000 keys", "limit", 1.05, nullptr},
+    {"memory of 10,000 keys", "limit", 1.2, "KB"},
+    {"value by key path", "peer", 0.6, nullptr},
+    {"2,000 keys by index", "peer", 0.1, nullptr},
+    {"cached setting, 1 thread", "peer", 1.0, nullptr},
+    {"cached setting, 4 threads", "peer", 1.0, nullptr},
+    {"lock and unlock", "peer", 0.85, nullptr},
+    {"trim 1 KB", "peer", 1.1, nullptr},
+    {"split 1 KB", "limit", 0.75, nullptr},
+}};
+
+class TableReporter : public benchmark::BenchmarkReporter {
+public:
+  bool ReportContext(Context const & /*context*/) override { return true; }
+
+  void ReportRuns(std::vector<Run> const &runs) override {
+    for (Run const &run : runs) {
+      if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+        auto const counted = run.counters.find("KB");
+        samples_[run.run_name.function_name].push_back(
+            counted == run.counters.end() ? run.GetAdjustedRealTime() : counted->second.value);
+      }
+    }
+  }
+
+  void print() {
+    std::printf("%-27s %10s %10s %10s %11s %11s  %s\n", "work", "ours", "peer", "limit",
+                "ours/peer", "ours/limit", "wanted");
+    for (Row const &row : ROWS) {
+      print(row);
+    }
+  }
+
+private:
+  static constexpr double MISSING = -1;
+
+  double median(Row const &row, char const *column) {
+    std::vector<double> &sample = samples_[std::string(row.work) + "/" + column];
+    if (sample.empty()) {
+      return MISSING;
+    }
+    std::sort(sample.begin(), sample.end());
+    return sample[sample.size() / 2];
+  }
+
+  // Benchmarks report nanoseconds.
+  static std::string text(double value, char const *unit) {
+    if (value == MISSING) {
+      return "-";
+    }
+    if (unit == nullptr) {
+      constexpr std::array<char const *, 3> UNITS = {"ns", "us", "ms"};
+      std::size_t i = 0;
+      for (; value >= 1000 && i + 1 < UNITS.size(); ++i) {
+        value /= 1000;
+      }
+      unit = UNITS.at(i);
+    }
+    std::array<char, 32> buffer;
+    std::snprintf(buffer.data(), buffer.size(), "%.4g %s", value, unit);
+    return buffer.data();
+  }
+
+  static std::string ratio(double ours, double other) {
+    return ours == MISSING || other == MISSING ? "-" : text(ours / other, "x");
+  }
+
+  void print(Row const &row) {
+    double const ours = median(row, "ours");
+    double const peer = median(row, "peer");
+    double const limit = median(row, "limit");
+    if (ours == MISSING) {
+      return;
+    }
+    double const held_against = std::strcmp(row.beside, "peer") == 0 ? peer : limit;
+    std::printf("%-27s %10s %10s %10s %11s %11s  <= %.2f x %s%s\n", row.work,
+                text(ours, row.unit).c_str(), text(peer, row.unit).c_str(),
+                text(limit, row.unit).c_str(), ratio(ours, peer).c_str(),
+                ratio(ours, limit).c_str(), row.wanted, row.beside,
+                ours <= row.wanted * held_against ? "" : "  (missed)");
+  }
+
+  std::map<std::string, std::vector<double>> samples_;
+};
+
+} // namespace
+
+int main(int argc, char **argv) {
+  std::array<std::string, 3> settings = {"--benchmark_repetitions=5",
+                                         "--benchmark_enable_random_interleaving=true",
+                                         "--benchmark_min_time=0.1"};
+  std::vector<char *> arguments = {argv[0]};
+  for (std::string &setting : settings) {
+    arguments.push_back(setting.data());
+  }
+  arguments.insert(arguments.end(), argv + 1, argv + argc);
+  int count = static_cast<int>(arguments.size());
+  benchmark::Initialize(&count, arguments.data());
+
+  TableReporter table;
+  benchmark::RunSpecifiedBenchmarks(&table);
+  table.print();
+  return 0;
+}
