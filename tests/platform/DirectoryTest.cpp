@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <iostream>
+
+namespace {
+
+using Ostrel::Platform;
+using Names = std::vector<std::string>;
+
+// Names in order and without the directory in front of them.
+Names sorted_names(Names paths, std::string const &prefix) {
+  for (std::string &path : paths) {
+    EXPECT_EQ(path.substr(0, prefix.size()), prefix);
+    path.erase(0, prefix.size());
+  }
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+TEST(Directory, FilesWhoseNamesEndInAPattern) {
+  TemporaryDirectory const directory;
+  for (char const *name :
+       {"a.xml", ".b.xml", "C.XML", "a.xmlx", "[c].xml", "\xFF\xFE.xml", "aab"}) {
+    write_file(directory.path(name), "");
+  }
+  std::filesystem::create_directory(directory.path("d.xml"));
+  std::filesystem::create_symlink("a.xml", directory.path("link.xml"));
+  struct {
+    char const *pattern;
+    Names names;
+  } const cases[] = {
+      {".xml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
+      {".?ml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
+      {".XML", {"C.XML"}},
+      {"[c].xml", {"[c].xml"}},
+      {"a*b", {"aab"}},
+      {"*a*l?", {"a.xmlx"}},
+      {"????????", {"link.xml"}},
+      {"", {".b.xml", "C.XML", "[c].xml", "a.xml", "a.xmlx", "aab", "link.xml", "\xFF\xFE.xml"}},
+      {nullptr,
+       {".b.xml", "C.XML", "[c].xml", "a.xml", "a.xmlx", "aab", "link.xml", "\xFF\xFE.xml"}},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.pattern == nullptr ? "null" : c.pattern);
+    for (char const *ending : {"", "\\"}) {
+      Names files = {"stale"};
+      std::string const path = directory.path() + ending;
+      EXPECT_EQ(Platform::get_file_list(path.c_str(), c.pattern, &files), Ostrel::RESULT_SUCCESS);
+      EXPECT_EQ(sorted_names(files, directory.path() + "\\"), c.names);
+    }
+  }
+  EXPECT_EQ(Platform::get_file_list("x", "", nullptr), Ostrel::RESULT_PRECONDITION_ERROR);
+}
+
+TEST(Directory, DirectoriesBelowAPrefix) {
+  TemporaryDirectory const directory;
+  for (char const *name : {"in/sub", "in/.hidden", "inner"}) {
+    std::filesystem::create_directories(directory.path(name));
+  }
+  write_file(directory.path("in/file"), "");
+  struct {
+    std::string prefix;
+    Names names;
+  } const cases[] = {
+      {directory.path() + "\\in\\", {".", "..", ".hidden", "sub"}},
+      {directory.path("in/"), {".", "..", ".hidden", "sub"}},
+      {directory.path("in"), {}}, // what is found is joined without a delimiter
+      {directory.path("none/"), {}},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.prefix);
+    Names found = {"stale"};
+    EXPECT_EQ(Platform::get_dir_list(c.prefix.c_str(), &found), Ostrel::RESULT_SUCCESS);
+    EXPECT_EQ(sorted_names(found, c.prefix), c.names);
+  }
+  EXPECT_EQ(Platform::get_dir_list("x", nullptr), Ostrel::RESULT_PRECONDITION_ERROR);
+}
+
+Role const list_files("list-files", [](Role::Arguments const &arguments) {
+  Names files = {"stale"};
+  char const *directory = arguments.empty() ? nullptr : arguments[0].c_str();
+  char const *pattern = arguments.size() < 2 ? nullptr : arguments[1].c_str();
+  std::cout << Platform::get_file_list(directory, pattern, &files) << files.size();
+  return 0;
+});
+
+TEST(Directory, ProblemsOfAListAreWarnings) {
+  TemporaryDirectory const directory;
+  std::filesystem::create_symlink("none", directory.path("dangling"));
+  std::string const query = directory.path() + "\\";
+  struct {
+    Role::Arguments arguments;
+    std::string message;
+  } const cases[] = {
+      {{}, "NULL path: return empty file list."},
+      {{query, ".xml"}, "Error checking files in '" + query + "*.xml': return empty file list."},
+      {{query + "none"}, "Error checking files in '" + query + "none\\*': return empty file list."},
+      {{query}, "Unable to read the status of '" + query + "dangling': left out of the file list."},
+  };
+  for (auto const &c : cases) {
+    ChildResult const child = run_child("list-files", c.arguments);
+    EXPECT_EQ(child.out, "00");
+    EXPECT_EQ(child.err, "WARN  - " + c.message + "\n");
+  }
+}
+
+} // namespace

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Platform.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/Child.hpp"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <thread>
+
+#include <unistd.h>
+
+namespace {
+
+using Ostrel::Platform;
+
+TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
+  double const before_us = Platform::get_microsecond_time();
+  auto const before_ms = static_cast<std::uint32_t>(Platform::get_millisecond_time());
+  double const before = Platform::get_timestamp();
+  Platform::millisecond_sleep(20);
+  double const elapsed_s = Platform::get_timestamp() - before;
+  std::uint32_t const elapsed_ms =
+      static_cast<std::uint32_t>(Platform::get_millisecond_time()) - before_ms;
+  double const elapsed_us = Platform::get_microsecond_time() - before_us;
+  EXPECT_GE(elapsed_s, 0.0199);
+  EXPECT_GE(elapsed_ms + 1, elapsed_s * 1e3 - 1);
+  EXPECT_GE(elapsed_us + 1, elapsed_ms * 1e3 - 1e3);
+  EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
+}
+
+Role const local_time("local-time", [](Role::Arguments const &) {
+  std::time_t const before = std::time(nullptr);
+  int hour = -1, minute = -1, second = -1;
+  Platform::get_local_time(&hour, &minute, &second);
+  Platform::get_local_time(nullptr, nullptr, nullptr);
+  // The child's zone is 5 hours and 30 minutes east of Greenwich.
+  int const expected = static_cast<int>((before + 19800) % 86400);
+  int const late = (hour * 60 + minute) * 60 + second - expected;
+  std::cout << (late >= 0 && late < 10);
+  return 0;
+});
+
+TEST(Clock, LocalTimeIsThatOfTheZone) {
+  EXPECT_EQ(run_child("local-time", {}, {{"TZ", "XYZ-5:30"}}).out, "1");
+}
+
+TEST(Process, Identifiers) {
+  EXPECT_EQ(Platform::get_current_process_id(), static_cast<unsigned long>(getpid()));
+  unsigned long other = 0;
+  std::thread([&other] { other = Platform::get_current_thread_id(); }).join();
+  EXPECT_EQ(Platform::get_current_thread_id(), static_cast<unsigned long>(gettid()));
+  EXPECT_NE(Platform::get_current_thread_id(), other);
+  int untouched = 42;
+  EXPECT_EQ(Platform::kill(0), Ostrel::RESULT_FAILURE);
+  EXPECT_EQ(Platform::spawn("true", &untouched), Ostrel::RESULT_FAILURE);
+  EXPECT_EQ(untouched, 42);
+}
+
+Role const write_bytes("write-standard-error", [](Role::Arguments const &) {
+  Platform::write_standard_error("a\0b", 3);
+  Platform::write_standard_error(nullptr, 3);
+  return 0;
+});
+
+TEST(Process, StandardErrorTakesBytes) {
+  EXPECT_EQ(run_child("write-standard-error").err, std::string("a\0b", 3));
+}
+
+} // namespace

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/winapi/registry_file.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Ostrel::parse_registry_file;
+using Ostrel::RegistryValues;
+
+constexpr char const *KEY = "HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA";
+std::string const HEADER = "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n";
+
+std::string bytes(char const *text, std::size_t size) {
+  return std::string(text, size);
+}
+
+// The type, a colon and the bytes of the value named "name"; empty when there is none.
+std::string value_in(std::string const &text, char const *name = "name") {
+  RegistryValues values;
+  parse_registry_file(text, KEY, &values);
+  auto const found = values.find(name);
+  return found == values.end()
+             ? ""
+             : std::to_string(found->second.type) + ":" +
+                   std::string(found->second.data.begin(), found->second.data.end());
+}
+
+TEST(RegistryFile, Values) {
+  std::string const forty_two = bytes("4:\x2A\0\0\0", 6);
+  struct {
+    char const *lines;
+    std::string value;
+  } const cases[] = {
+      {"\"name\"=\"C:\\\\OVRA\"", bytes("1:C:\\OVRA\0", 10)},
+      {"\"NAME\" = \"by hand: C:\\x\" ; comment", bytes("1:by hand: C:\\x\0", 16)},
+      {"  \"name\"=\"a \\\"quote\\\"; no comment\"\r", bytes("1:a \"quote\"; no comment\0", 24)},
+      {"\"name\"=\"\"", bytes("1:\0", 3)},
+      {"\"name\"=dword:0000002a", forty_two},
+      {"\"name\"=DWORD:2A", forty_two},
+      {"\"name\"=hex(4):2a,00,00,00", forty_two},
+      {"\"name\"=hex:01,\\\n  02,\\\r\n\t03", "3:\x01\x02\x03"},
+      {"\"name\"=hex(1):41,42", "1:AB"},
+      {"\"name\"=hex(2):41,00", bytes("2:A\0", 4)},
+      {"\"name\"=hex:", "3:"},
+      {"\"name\"=hex:41,\\", "3:A"},
+      {"\"name\"=\"first\"\n\"name\"=dword:2a", forty_two},
+      {"\"name\"=dword:2a\n\"name\"=-", ""},
+      {"\"name\"=dword:2a\n\"name\"=dword:damaged", forty_two},
+      {";\"name\"=\"in a comment\"", ""},
+      {"\"name\"=\"open", ""},
+      {"\"name\"=\"x\\", ""},
+      {"\"name\"=\"closed\" rest", ""},
+      {"\"name\"=dword:123456789", ""},
+      {"\"name\"=dword:", ""},
+      {"\"name\"=hex:41,,42", ""},
+      {"\"name\"=hex:411", ""},
+      {"\"name\"=hex(x):41", ""},
+      {"\"name\"=hex:41 42", ""},
+      {"\"name\"=", ""},
+      {"\"name\"", ""},
+      {"name=\"x\"", ""},
+      {"\"name", ""},
+  };
+  for (auto const &c : cases) {
+    EXPECT_EQ(value_in(HEADER + c.lines), c.value) << c.lines;
+  }
+  EXPECT_EQ(value_in(HEADER + "@=\"x\"", ""), bytes("1:x\0", 4));
+}
+
+TEST(RegistryFile, Keys) {
+  std::string const value = "\"name\"=hex:41\n", ours = std::string("[") + KEY + "]\n";
+  struct {
+    std::string text;
+    bool is_there, has_value;
+  } const cases[] = {
+      {"\xEF\xBB\xBFREGEDIT4\r\n\r\n[hkey_local_machine\\SOFTWARE\\OSTREL LABS\\ovra]\r\n" + value,
+       true, true},
+      {ours + value, true, true},
+      {ours + "[HKEY_LOCAL_MACHINE]\n" + value, true, false},
+      {ours + "[HKEY_LOCAL_MACHINE]\n" + ours + value, true, true},
+      {std::string("[") + KEY + "\\Sub]\n" + value, true, false},
+      {std::string("[") + KEY + "x]\n" + value, false, false},
+      {"[HKEY_CURRENT_USER\\Software\\Ostrel Labs\\OVRA]\n" + value, false, false},
+      {ours + value + "[-" + KEY + "]\n" + value, false, false},
+      {ours + value + "[-HKEY_LOCAL_MACHINE\\Software]\n", false, false},
+      {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
+      {value, false, false},
+      {"", false, false},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.text);
+    RegistryValues values;
+    EXPECT_EQ(parse_registry_file(c.text, KEY, &values), c.is_there);
+    EXPECT_EQ(values.count("name") == 1, c.has_value);
+  }
+}
+
+TEST(RegistryFile, DamageStaysInItsLine) {
+  std::string const whole =
+      HEADER + "\"a\"=\"C:\\\\x\"\n\"b\"=hex(2):41,\\\n 42\n@=dword:2a\n\"c\"=-\n";
+  for (std::size_t i = 0; i < whole.size(); ++i) {
+    for (char const byte : {'\0', '\\', '"', '\n', '[', '\xFF'}) {
+      std::string damaged = whole;
+      damaged[i] = byte;
+      value_in(damaged + "\n" + HEADER + "\"name\"=hex:41\n");
+      EXPECT_EQ(value_in(damaged + "\n" + HEADER + "\"name\"=hex:41\n"), "3:A") << i << ' ' << byte;
+      value_in(damaged.substr(0, i + 1));
+    }
+  }
+  EXPECT_EQ(value_in(std::string(1000000, '[') + "\n" + HEADER + "\"name\"=hex:41"), "3:A");
+}
+
+} // namespace

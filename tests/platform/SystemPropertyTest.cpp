@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+namespace {
+
+using Ostrel::Platform;
+
+constexpr char const *NO_WARNING = "";
+constexpr char const *SLAM_WARNING =
+    "WARN  - Could not read registry value for Software\\Ostrel Labs\\OVRA\\SlamLandmarkPath\n";
+
+Role const print_property("property", [](Role::Arguments const &arguments) {
+  auto const property = static_cast<Platform::SystemProperty>(std::stoi(arguments[0]));
+  std::string text = "stale";
+  unsigned long const result = Platform::get_system_property(property, &text);
+  std::cout << text;
+  return static_cast<int>(result);
+});
+
+// The directory of the sources, in which the defaults are.
+std::string const ROOT = std::string(__FILE__).substr(0, std::string(__FILE__).find("/tests/"));
+
+TEST(SystemProperty, SourcesInTheirOrder) {
+  std::string const config = ROOT + "/config;" + ROOT + "/local/config", data = ROOT + "/data";
+  std::string const installed = "\"InstallPath\"=\"D:\\\\robot\"\n";
+  struct {
+    Platform::SystemProperty property;
+    char const *variable; // its value, if any
+    std::string registry, text;
+    char const *warning = NO_WARNING;
+  } const cases[] = {
+      {Platform::INSTALL_PATH, nullptr, "", "c:\\OVRA"},
+      {Platform::INSTALL_PATH, nullptr, installed, "D:\\robot"},
+      {Platform::INSTALL_PATH, nullptr, "\"InstallPath\"=\"\"\n", ""},
+      {Platform::INSTALL_PATH, nullptr, "\"InstallPath\"=hex(2):44,00\n", "c:\\OVRA"},
+      {Platform::CONFIG_PATH, nullptr, "", config},
+      {Platform::CONFIG_PATH, "V", "", "V;" + config},
+      {Platform::CONFIG_PATH, "", installed, ";D:\\robot\\config"},
+      {Platform::DATA_PATH, nullptr, "", data},
+      {Platform::DATA_PATH, "A;B", installed, "A;B;D:\\robot\\data"},
+      {Platform::DATA_PATH, "A\\", "\"InstallPath\"=\"\"\n", "A\\;\\data"},
+      {Platform::DATA_PATH, nullptr, "\"InstallPath\"=\"\"\n", "data"},
+      {Platform::DATA_PATH, nullptr, "\"InstallPath\"=\"D:\\\\\"\n", "D:\\data"},
+      {Platform::DATA_PATH, nullptr, "\"DataPath\"=dword:0000002a\n", "42;" + data},
+      {Platform::DATA_PATH, nullptr, "\"DataPath\"=dword:ffffffff\n", "4294967295;" + data},
+      {Platform::DATA_PATH, nullptr, "\"DataPath\"=hex(4):2a\n", data},
+      {Platform::DATA_PATH, nullptr, "\"DataPath\"=hex(1):41,42\n", "AB;" + data},
+      {Platform::DATA_PATH, nullptr, "\"DataPath\"=hex(1):\n", ";" + data},
+      {Platform::AUDIO_PATH, "", installed, ";D:\\robot\\audio"},
+      {Platform::AUDIO_PATH, "", "\"AudioPath\"=\"R\"\n", ";" + data + "/audio"},
+      {Platform::AUDIO_PATH, nullptr, "\"AudioPath\"=\"\"\n", ";" + data + "/audio"},
+      {Platform::IMAGES_PATH, nullptr, "\"ImagesPath\"=\"R\"\n", "R;" + data + "/images"},
+      {Platform::FACES_PATH, nullptr, installed, "D:\\robot\\data\\faces"},
+      {Platform::MODELSETS_PATH, "", "\"ModelsetsPath\"=\"M\"\n" + installed,
+       "M;D:\\robot\\data\\objrec\\default"},
+      {Platform::MODELSETS_PATH, "", "", ";" + data + "/objrec/default"},
+      {Platform::MODELSETS_PATH, nullptr, "", data + "/objrec/default"},
+      {Platform::MODELSETS_PATH, "V", "\"ModelsetsPath\"=\"M\"\n", "V;" + data + "/objrec/default"},
+      {Platform::SLAM_LANDMARK_PATH, "S", installed, "S"},
+      {Platform::SLAM_LANDMARK_PATH, "", "\"SlamLandmarkPath\"=\"R\"\n", "R"},
+      {Platform::SLAM_LANDMARK_PATH, nullptr, "\"SlamLandmarkPath\"=\"\"\n", data + "/slam"},
+      {Platform::SLAM_LANDMARK_PATH, nullptr, installed, "D:\\robot\\data\\slam", SLAM_WARNING},
+  };
+  char const *const variables[] = {"OSTREL_INSTALL_PATH",   "OSTREL_CONFIG_PATH",
+                                   "OSTREL_DATA_PATH",      "OSTREL_AUDIO_PATH",
+                                   "OSTREL_IMAGES_PATH",    "OSTREL_FACES_PATH",
+                                   "OSTREL_MODELSETS_PATH", "OSTREL_SLAM_LANDMARK_PATH"};
+  TemporaryDirectory const directory;
+  std::string const file = directory.path("registry.reg");
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::to_string(c.property) + " with " + (c.variable ? c.variable : "none") +
+                 " and " + c.registry);
+    write_file(file, c.registry.empty()
+                         ? ""
+                         : "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + c.registry);
+    ChildResult const child =
+        run_child("property", {std::to_string(c.property)},
+                  {{variables[c.property], c.variable}, {"OSTREL_REGISTRY_FILE", file.c_str()}});
+    EXPECT_EQ(child.status, Ostrel::RESULT_SUCCESS);
+    EXPECT_EQ(child.out, c.text);
+    EXPECT_EQ(child.err, c.warning);
+  }
+}
+
+TEST(SystemProperty, UnusableRegistryFilesAreNone) {
+  for (char const *file : {"/dev/zero", "/", "/none", "/proc/self/mem"}) {
+    EXPECT_EQ(run_child("property", {"0"}, {{"OSTREL_REGISTRY_FILE", file}}).out, "c:\\OVRA")
+        << file;
+  }
+}
+
+TEST(SystemProperty, RefusesWhatItDoesNotKnow) {
+  std::string text = "stale";
+  for (int const number : {-1, 8}) {
+    auto const property = static_cast<Platform::SystemProperty>(number);
+    EXPECT_EQ(Platform::get_system_property(property, &text), Ostrel::RESULT_INVALID_ARGUMENT);
+  }
+  EXPECT_EQ(Platform::get_system_property(Platform::DATA_PATH, nullptr),
+            Ostrel::RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(text, "stale");
+}
+
+} // namespace
