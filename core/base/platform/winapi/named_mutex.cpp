@@ -13,6 +13,7 @@
 // closed while it is held is therefore left in place, until the process ends.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/fork_lock.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
 #include "core/base/platform/winapi/wait.hpp"
@@ -271,30 +272,11 @@ int Mapping::unlock() noexcept {
 
 // --- The mutexes of this process --------------------------------------------------------------
 
-// Constant at first and never destroyed: mutexes are closed by the destructors of any object.
+// The guard file is held within the table's lock only: so no child keeps it either.
 pthread_mutex_t table_guard = PTHREAD_MUTEX_INITIALIZER;
 Mapping *table = nullptr; // guarded by table_guard
 
-// A child must not be made while another thread is in the table, or holds the guard file: it would
-// hold both for ever.
-void lock_table() noexcept {
-  pthread_mutex_lock(&table_guard);
-}
-void unlock_table() noexcept {
-  pthread_mutex_unlock(&table_guard);
-}
-
-class TableLock {
-public:
-  TableLock() noexcept {
-    [[maybe_unused]] static int const registered =
-        pthread_atfork(lock_table, unlock_table, unlock_table);
-    lock_table();
-  }
-  TableLock(TableLock const &) = delete;
-  TableLock &operator=(TableLock const &) = delete;
-  ~TableLock() { unlock_table(); }
-};
+using TableLock = ForkLock<&table_guard>;
 
 // The place of the link to that mutex, or of the end. Needs the table locked.
 Mapping **find(FileName const &file_name) noexcept {

@@ -41,6 +41,7 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 // --- Types ------------------------------------------------------------------------------------
 
@@ -316,5 +317,34 @@ LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, 
                       DWORD *size);
 
 LONG RegCloseKey(HKEY key);
+
+// --- Environment: environment.cpp -------------------------------------------------------------
+
+/// Changes the environment so that the C library's `getenv`, which may run in other threads at the
+/// same time, finds the old value or the new one, and every other variable all the while. Others
+/// who change the environment (`setenv`, `environ`) must be kept from doing so at that moment.
+///
+/// Takes "NAME=value", of which a copy is made; nothing after the equals sign removes the variable.
+/// 0, or -1 with EINVAL or ENOMEM in `errno`.
+int _putenv(char const *text);
+
+/// The same for a name and a value: null removes the variable (also one that is not there), the
+/// empty text is a value. FALSE with ERROR_INVALID_PARAMETER for a name that is null, empty or has
+/// an equals sign, and ERROR_NOT_ENOUGH_MEMORY.
+BOOL SetEnvironmentVariableA(char const *name, char const *value);
+
+// --- Console: console.cpp ---------------------------------------------------------------------
+
+/// The descriptor of a stream; -1 for a stream without one.
+int _fileno(std::FILE *stream);
+
+/// Whether a key press waits at the controlling terminal: not 0 when one does.
+int _kbhit();
+
+/// Waits for a key press at the controlling terminal, echoes its character and gives it. Enter is
+/// a carriage return, whenever it was typed; so is what is read without a terminal and after a
+/// hang-up. The terminal is set back at the end of the call, also when the thread is cancelled or
+/// a signal ends the program.
+int _getche();
 
 #endif

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <cstdio>
+#include <new>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr char ENTER = '\r';
+
+} // namespace
+
+bool Platform::input_ready(std::FILE *stream) {
+  return stream != nullptr && _fileno(stream) == 0 && _kbhit() != 0;
+}
+
+char Platform::get_char() {
+  return static_cast<char>(_getche());
+}
+
+bool Platform::get_line(std::string *line) try {
+  if (line == nullptr) {
+    return true;
+  }
+  char const character = get_char();
+  if (character == ENTER) {
+    return true;
+  }
+  line->push_back(character);
+  return false;
+} catch (std::bad_alloc const &) {
+  // The character is lost, but the line goes on.
+  return false;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: Apache-2.0
+// _putenv and SetEnvironmentVariableA, on the C library's own array of entries ("NAME=value"),
+// which its `getenv` walks in other threads without a lock. So no entry and no array that was ever
+// in place is freed or written again, and a change is one store of a pointer.
+//
+// A removed entry must not be closed up: a walk would miss an entry that moves down past it. Its
+// slot gets the last entry a second time instead, which no walk notices, and is used again for the
+// next variable that is new. Only the earlier one of two equal slots is: a walk that has passed the
+// earlier one before it became a copy still meets the later one.
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/fork_lock.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include <unistd.h>
+
+namespace {
+
+using Ostrel::fail;
+
+constexpr std::size_t BUCKETS = 256;    // of the table of entries
+constexpr std::size_t FIRST_SPARE = 32; // slots, in the first array
+
+pthread_mutex_t environment_guard = PTHREAD_MUTEX_INITIALIZER;
+using EnvironmentLock = Ostrel::ForkLock<&environment_guard>;
+
+// --- Entries ----------------------------------------------------------------------------------
+
+// An entry is made once and found again each time the variable has that value: what is kept is
+// bounded by the distinct values.
+struct Entry {
+  Entry *next;
+
+  char *text() noexcept { return reinterpret_cast<char *>(this + 1); }
+};
+
+Entry *entries[BUCKETS]; // guarded by environment_guard, never destroyed
+
+std::size_t bucket_of(char const *text) noexcept {
+  std::size_t hash = 0;
+  for (; *text != '\0'; ++text) {
+    constexpr std::size_t MULTIPLIER = 31;
+    hash = hash * MULTIPLIER + static_cast<unsigned char>(*text);
+  }
+  return hash % BUCKETS;
+}
+
+struct Free {
+  void operator()(void *memory) const noexcept { std::free(memory); }
+};
+
+struct Name {
+  char const *text;
+  std::size_t length;
+
+  // Whether the entry is one of that variable.
+  bool is_of(char const *entry) const noexcept {
+    return std::strncmp(entry, text, length) == 0 && entry[length] == '=';
+  }
+};
+
+// Gives the entry of that variable and value; null without memory.
+char *intern(Name name, char const *value) noexcept {
+  std::size_t const value_size = std::strlen(value) + 1;
+  std::unique_ptr<Entry, Free> made(
+      static_cast<Entry *>(std::malloc(sizeof(Entry) + name.length + 1 + value_size)));
+  if (made == nullptr) {
+    return nullptr;
+  }
+  char *const text = made->text();
+  std::memcpy(text, name.text, name.length);
+  text[name.length] = '=';
+  std::memcpy(text + name.length + 1, value, value_size);
+
+  Entry *&first = entries[bucket_of(text)];
+  for (Entry *entry = first; entry != nullptr; entry = entry->next) {
+    if (std::strcmp(entry->text(), text) == 0) {
+      return entry->text();
+    }
+  }
+  made->next = first;
+  first = made.release();
+  return text;
+}
+
+// --- The array --------------------------------------------------------------------------------
+
+// The array that was put in place last, with those before it: somebody may still be walking them.
+struct Array {
+  Array *previous;
+  std::size_t capacity; // slots, without the last one, which stays null
+
+  char **slots() noexcept { return reinterpret_cast<char **>(this + 1); }
+};
+
+Array *current = nullptr; // guarded by environment_guard, never destroyed
+
+void put(char **slot, char *entry) noexcept {
+  __atomic_store_n(slot, entry, __ATOMIC_RELEASE);
+}
+
+std::size_t count_slots() noexcept {
+  std::size_t count = 0;
+  while (environ != nullptr && environ[count] != nullptr) {
+    ++count;
+  }
+  return count;
+}
+
+// Gives every slot of that variable the entry. False when there is none.
+bool replace(Name name, std::size_t count, char *entry) noexcept {
+  bool is_found = false;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (name.is_of(environ[i])) {
+      put(&environ[i], entry);
+      is_found = true;
+    }
+  }
+  return is_found;
+}
+
+// The first slot whose entry is that of the last one as well; null when there is none.
+char **find_copy(std::size_t count) noexcept {
+  for (std::size_t i = 0; i + 1 < count; ++i) {
+    if (environ[i] == environ[count - 1]) {
+      return &environ[i];
+    }
+  }
+  return nullptr;
+}
+
+// Puts an array with room in place of the one that is full, or that somebody else has put there.
+bool grow(std::size_t count) noexcept {
+  std::size_t const capacity = count * 2 + FIRST_SPARE;
+  auto *const array =
+      static_cast<Array *>(std::calloc(1, sizeof(Array) + (capacity + 1) * sizeof(char *)));
+  if (array == nullptr) {
+    return false;
+  }
+  array->previous = current;
+  array->capacity = capacity;
+  std::copy(environ, environ + count, array->slots());
+  current = array;
+  __atomic_store_n(&environ, array->slots(), __ATOMIC_RELEASE);
+  return true;
+}
+
+bool add(std::size_t count, char *entry) noexcept {
+  if (char **const copy = find_copy(count); copy != nullptr) {
+    put(copy, entry);
+    return true;
+  }
+  bool const is_ours = current != nullptr && environ == current->slots();
+  if ((!is_ours || count == current->capacity) && !grow(count)) {
+    return false;
+  }
+  put(&environ[count], entry);
+  return true;
+}
+
+bool set(Name name, char const *value) noexcept {
+  EnvironmentLock const lock;
+  char *const entry = intern(name, value);
+  std::size_t const count = count_slots();
+  return entry != nullptr && (replace(name, count, entry) || add(count, entry));
+}
+
+void remove(Name name) noexcept {
+  EnvironmentLock const lock;
+  std::size_t const count = count_slots();
+  std::size_t kept = count;
+  while (kept > 0 && name.is_of(environ[kept - 1])) {
+    --kept;
+  }
+  if (kept > 0) {
+    replace(name, count, environ[kept - 1]);
+    return;
+  }
+  // It was the only variable.
+  for (std::size_t i = count; i > 0; --i) {
+    put(&environ[i - 1], nullptr);
+  }
+}
+
+} // namespace
+
+int _putenv(char const *text) {
+  char const *const equals = text == nullptr ? nullptr : std::strchr(text, '=');
+  if (equals == nullptr || equals == text) {
+    errno = EINVAL;
+    return -1;
+  }
+  Name const name = {text, static_cast<std::size_t>(equals - text)};
+  if (equals[1] == '\0') {
+    remove(name);
+    return 0;
+  }
+  if (!set(name, equals + 1)) {
+    errno = ENOMEM;
+    return -1;
+  }
+  return 0;
+}
+
+BOOL SetEnvironmentVariableA(char const *name, char const *value) {
+  if (name == nullptr || name[0] == '\0' || std::strchr(name, '=') != nullptr) {
+    return fail(ERROR_INVALID_PARAMETER);
+  }
+  Name const variable = {name, std::strlen(name)};
+  if (value == nullptr) {
+    remove(variable);
+    return TRUE;
+  }
+  return set(variable, value) ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
+}
