@@ -203,7 +203,7 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   if (!replace(link_target(path), {data, size})) {
     DWORD const error = GetLastError();
     category().debug("Failed to write '%s': error %lu", path, static_cast<unsigned long>(error));
-    return RESULT_IO_ERROR;
+    return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
   }
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Open files, on descriptors. Opening never waits: POSIX would, for the other end of a named pipe,
 // and a search for a file must not stop at one. Reading and writing wait as usual.
+#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
 #include <cerrno>
 #include <cstddef>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -16,6 +19,7 @@
 
 namespace {
 
+using Ostrel::Descriptor;
 using Ostrel::error_from_errno;
 using Ostrel::fail;
 using Ostrel::Handle;
@@ -28,13 +32,14 @@ constexpr mode_t EVERYBODY = 0666; // within the process's mask
 
 class FileHandle : public Handle {
 public:
+  FileHandle() noexcept = default;
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
-  ~FileHandle() override { ::close(descriptor_); }
 
-  int descriptor() const noexcept { return descriptor_; }
+  void open(Descriptor descriptor) noexcept { descriptor_ = std::move(descriptor); }
+  int descriptor() const noexcept { return descriptor_.get(); }
 
 private:
-  int descriptor_;
+  Descriptor descriptor_;
 };
 
 class StandardErrorHandle final : public FileHandle {
@@ -83,20 +88,6 @@ int disposition_flags(DWORD disposition) {
   }
 }
 
-// In a program that has closed a standard stream, a file must not become that stream: log lines
-// would go into it.
-int open_above_standard(NativePath const &path, int flags, mode_t mode) {
-  int const opened = retry([&path, flags, mode] { return open(path.c_str(), flags, mode); });
-  if (opened == -1 || opened > STDERR_FILENO) {
-    return opened;
-  }
-  int const moved = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  int const error = errno;
-  close(opened);
-  errno = error;
-  return moved;
-}
-
 // Refuses a directory, and lets the reads and writes of what is no regular file wait.
 bool settle(int descriptor) {
   struct stat status = {};
@@ -141,24 +132,26 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   if (!native.is_valid()) {
     return INVALID_HANDLE_VALUE;
   }
-  int const descriptor =
-      open_above_standard(native, how | whether | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
-                          share_mode == 0 ? OWNER_ONLY : EVERYBODY);
-  if (descriptor == -1) {
-    SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
-    return INVALID_HANDLE_VALUE;
-  }
-  if (!settle(descriptor)) {
-    close(descriptor);
-    return INVALID_HANDLE_VALUE;
-  }
-  auto *file = new (std::nothrow) FileHandle(descriptor);
+  // Made first: without memory no file may be left behind that this call created.
+  auto file = std::unique_ptr<FileHandle>(new (std::nothrow) FileHandle);
   if (file == nullptr) {
-    close(descriptor);
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return INVALID_HANDLE_VALUE;
   }
-  return file->handle();
+  int const open_flags = how | whether | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
+  Descriptor opened(
+      retry([&native, open_flags, mode] { return open(native.c_str(), open_flags, mode); }));
+  opened.leave_standard_streams();
+  if (!opened.is_open()) {
+    SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
+    return INVALID_HANDLE_VALUE;
+  }
+  if (!settle(opened.get())) {
+    return INVALID_HANDLE_VALUE;
+  }
+  file->open(std::move(opened));
+  return file.release()->handle();
 }
 
 BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped) {
