@@ -18,6 +18,11 @@ set(OSTBASE_DATA_DIR "${PROJECT_SOURCE_DIR}/data" CACHE PATH "Data directory of 
 set(OSTBASE_SYSCONF_DIR "/etc" CACHE PATH
     "System configuration directory; ostrel/registry.reg below it is the default registry file")
 
+# Said to the compiler even where it is its default: clang-tidy reads the commands, and has another.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
 # The flags of our own targets. None of them reaches a consumer.
 add_library(ostbase_build_flags INTERFACE)
 target_compile_features(ostbase_build_flags INTERFACE cxx_std_17)
