@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 TemporaryFile::TemporaryFile(std::string const &content) {
   std::string directory =
@@ -22,31 +23,32 @@ TemporaryFile::~TemporaryFile() {
 
 std::string const &large_document() {
   static std::string const document = [] {
-    std::string text = "<?xml version=\"1.0\"?>\n<Root>\n";
+    std::ostringstream text;
+    text << "<?xml version=\"1.0\"?>\n<Root>\n";
     for (int group = 0; group < GROUPS; ++group) {
-      std::string const group_name = "Group" + std::to_string(group);
-      text += "  <" + group_name + ">\n";
+      text << "  <Group" << group << ">\n";
       for (int key = 0; key < KEYS_IN_A_GROUP; ++key) {
-        std::string const number = std::to_string(key);
-        text += "    <Key" + number + " name=\"sensor number " + number + "\" value=\"" +
-                std::to_string(group * key) + ".500000000000\">on the mast</Key" + number + ">\n";
+        text << "    <Key" << key << " name=\"sensor number " << key << "\" value=\"" << group * key
+             << ".500000000000\">on the mast</Key" << key << ">\n";
       }
-      text += "  </" + group_name + ">\n";
+      text << "  </Group" << group << ">\n";
     }
-    return text + "</Root>\n";
+    text << "</Root>\n";
+    return text.str();
   }();
   return document;
 }
 
 std::string const &alias_document() {
   static std::string const document = [] {
-    std::string text = "<?xml version=\"1.0\"?>\n<UserConfig>\n  <Aliases>\n";
+    std::ostringstream text;
+    text << "<?xml version=\"1.0\"?>\n<UserConfig>\n  <Aliases>\n";
     for (int i = 0; i < ALIASES; ++i) {
-      std::string const number = std::to_string(i);
-      text += "    <Alias name=\"Setting" + number + "\" value=\"UserConfig/Settings/S" + number +
-              "\"/>\n";
+      text << "    <Alias name=\"Setting" << i << "\" value=\"UserConfig/Settings/S" << i
+           << "\"/>\n";
     }
-    return text + "  </Aliases>\n</UserConfig>\n";
+    text << "  </Aliases>\n</UserConfig>\n";
+    return text.str();
   }();
   return document;
 }

@@ -29,7 +29,7 @@ LoggingCategory &category_at_depth(int depth) {
 void ours(benchmark::State &state, int depth) {
   LoggingCategory &category = category_at_depth(depth);
   int value = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     benchmark::DoNotOptimize(category.debug("value %d", ++value));
   }
 }
@@ -38,7 +38,7 @@ void peer(benchmark::State &state) {
   static auto const logger = spdlog::null_logger_mt("dropped");
   logger->set_level(spdlog::level::info);
   int value = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     logger->debug("value {}", ++value);
   }
 }
@@ -47,7 +47,7 @@ void peer(benchmark::State &state) {
 void limit(benchmark::State &state) {
   static std::atomic<int> threshold{400};
   int value = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     bool const passes = threshold.load(std::memory_order_relaxed) >= 500;
     if (passes) {
       std::printf("value %d", value);

@@ -37,7 +37,7 @@ Document parse() {
 }
 
 template <typename Make> void time(benchmark::State &state, Make make) {
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     benchmark::DoNotOptimize(make());
   }
 }
@@ -49,7 +49,7 @@ double kilobytes_in_use() {
 
 template <typename Make> void memory(benchmark::State &state, Make make) {
   make(); // what is made once per process is not the document's
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     double const before = kilobytes_in_use();
     auto const loaded = make();
     state.counters["KB"] = kilobytes_in_use() - before;

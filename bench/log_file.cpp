@@ -28,7 +28,7 @@ LoggingCategory &our_category() {
 void ours(benchmark::State &state) {
   static LoggingCategory &category = our_category();
   int value = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     category.info("the robot is at %d of %s", ++value, "the corridor");
   }
 }
@@ -44,7 +44,7 @@ std::shared_ptr<spdlog::logger> peer_logger() {
 void peer(benchmark::State &state) {
   static auto const logger = peer_logger();
   int value = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     logger->info("the robot is at {} of {}", ++value, "the corridor");
   }
 }
@@ -55,7 +55,7 @@ void limit(benchmark::State &state) {
   static int const descriptor = open(file.path(), O_WRONLY | O_APPEND | O_CLOEXEC);
   std::array<char, 1024> buffer;
   int value = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     int const size = std::snprintf(buffer.data(), buffer.size(),
                                    "INFO  - the robot is at %d of %s\n", ++value, "the corridor");
     benchmark::DoNotOptimize(write(descriptor, buffer.data(), static_cast<std::size_t>(size)));

@@ -38,11 +38,13 @@ ptree parse(std::string const &document) {
   return tree;
 }
 
-std::vector<std::string> paths(std::string const &separator, std::string const &end) {
+std::vector<std::string> paths(char const *separator, char const *end) {
   std::vector<std::string> result;
   for (int i = 0; i < PATHS; ++i) {
-    result.push_back("Root" + separator + "Group" + std::to_string(i * 37 % GROUPS) + separator +
-                     "Key" + std::to_string(i * 53 % KEYS_IN_A_GROUP) + end);
+    std::ostringstream path;
+    path << "Root" << separator << "Group" << i * 37 % GROUPS << separator << "Key"
+         << i * 53 % KEYS_IN_A_GROUP << end;
+    result.push_back(path.str());
   }
   return result;
 }
@@ -52,7 +54,7 @@ void value_ours(benchmark::State &state) {
   std::vector<std::string> const keys = paths("/", "");
   std::string value;
   std::size_t i = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     if (loaded.configuration.get_value(keys[i++ % PATHS].c_str(), "value", &value) != 0) {
       state.SkipWithError("not found");
     }
@@ -64,7 +66,7 @@ void value_peer(benchmark::State &state) {
   std::vector<std::string> const keys = paths(".", ".<xmlattr>.value");
   std::string value;
   std::size_t i = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     value = tree.get<std::string>(keys[i++ % PATHS]);
   }
   benchmark::DoNotOptimize(value);
@@ -73,7 +75,7 @@ void value_peer(benchmark::State &state) {
 void list_ours(benchmark::State &state) {
   static Loaded const loaded(alias_document());
   std::string name;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     for (int i = 0; i < ALIASES; ++i) {
       std::string const path = "/UserConfig/Aliases/Alias:" + std::to_string(i);
       if (loaded.configuration.get_value(path.c_str(), "name", &name) != 0) {
@@ -86,7 +88,7 @@ void list_ours(benchmark::State &state) {
 void list_peer(benchmark::State &state) {
   static ptree const tree = parse(alias_document());
   std::string name;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     for (int i = 0; i < ALIASES; ++i) {
       auto const first = tree.get_child("UserConfig.Aliases").equal_range("Alias").first;
       name = std::next(first, i)->second.get<std::string>("<xmlattr>.name");

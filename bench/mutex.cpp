@@ -13,7 +13,7 @@ namespace {
 
 void ours(benchmark::State &state) {
   std::unique_ptr<Ostrel::IMutex> const mutex(Ostrel::Platform::create_mutex(true));
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     mutex->acquire();
     mutex->release();
   }
@@ -21,7 +21,7 @@ void ours(benchmark::State &state) {
 
 void peer(benchmark::State &state) {
   std::recursive_mutex mutex;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     mutex.lock();
     mutex.unlock();
   }

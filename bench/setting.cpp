@@ -19,7 +19,7 @@ constexpr char VALUE[] = "0.350000000000";
 void ours(benchmark::State &state) {
   Ostrel::UserConfig::set_user_config(KEY, VALUE, /*commit=*/false);
   std::string value;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     Ostrel::UserConfig::get_user_config(KEY, &value);
   }
   benchmark::DoNotOptimize(value);
@@ -29,7 +29,7 @@ void peer(benchmark::State &state) {
   static absl::Mutex mutex;
   static absl::flat_hash_map<std::string, std::string> const settings = {{KEY, VALUE}};
   std::string value;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     absl::MutexLock const lock(&mutex);
     value = settings.find(KEY)->second;
   }

@@ -32,7 +32,7 @@ std::string text_of(char separator) {
 void trim_ours(benchmark::State &state) {
   std::string const text = text_of(' ');
   std::string out;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     StringUtils::trim(text.c_str(), StringUtils::SPACE, &out);
     benchmark::DoNotOptimize(out.data());
   }
@@ -41,7 +41,7 @@ void trim_ours(benchmark::State &state) {
 void trim_peer(benchmark::State &state) {
   std::string const text = text_of(' ');
   std::string out;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     out = text;
     absl::RemoveExtraAsciiWhitespace(&out);
     benchmark::DoNotOptimize(out.data());
@@ -55,7 +55,7 @@ bool is_space(char character) {
 void trim_limit(benchmark::State &state) {
   std::string const text = text_of(' ');
   std::string out;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     out.clear();
     std::unique_copy(std::find_if_not(text.begin(), text.end(), is_space), text.end(),
                      std::back_inserter(out),
@@ -69,7 +69,7 @@ void trim_limit(benchmark::State &state) {
 
 void split_ours(benchmark::State &state) {
   std::string const text = text_of(';');
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     std::deque<std::string> out;
     StringUtils::split(text.c_str(), ';', &out);
     benchmark::DoNotOptimize(out);
@@ -78,7 +78,7 @@ void split_ours(benchmark::State &state) {
 
 void split_peer(benchmark::State &state) {
   std::string const text = text_of(';');
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     std::deque<std::string> out = absl::StrSplit(text, ';');
     benchmark::DoNotOptimize(out);
   }
@@ -86,7 +86,7 @@ void split_peer(benchmark::State &state) {
 
 void split_limit(benchmark::State &state) {
   std::string const text = text_of(';');
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto const &_ : state) {
     std::istringstream stream(text);
     std::deque<std::string> out;
     for (std::string field; std::getline(stream, field, ';');) {
