@@ -3,12 +3,12 @@
 
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "tests/logging/RecordingOutput.hpp"
+#include "tests/logging/Threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
+#include <utility>
 
 using namespace Ostrel;
 
@@ -208,20 +208,13 @@ TEST(LoggingCategory, ThreadsLogAndChangePrioritiesAtOnce) {
   constexpr int THREADS = 8, ROUNDS = 200;
   Recorded recorded;
   std::atomic<int> passed{0};
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < THREADS; ++thread) {
-    threads.emplace_back([&recorded, &passed, thread] {
-      std::string const name = "t." + std::to_string(thread % 2);
-      for (int round = 0; round < ROUNDS; ++round) {
-        LoggingCategory &category = *recorded.hierarchy.get_instance(name);
-        passed += category.warn("%s", "line") ? 1 : 0;
-        recorded.category("t").set_priority(round % 2 == 0 ? Level::ERROR : Level::NOT_SET);
-      }
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+  in_threads(THREADS, [&recorded, &passed](int thread) {
+    std::string const name = "t." + std::to_string(thread % 2);
+    for (int round = 0; round < ROUNDS; ++round) {
+      passed += recorded.category(name.c_str()).warn("%s", "line") ? 1 : 0;
+      recorded.category("t").set_priority(round % 2 == 0 ? Level::ERROR : Level::NOT_SET);
+    }
+  });
   std::string const line = "WARN  - line\n";
   EXPECT_EQ(recorded.lines.size(), line.size() * static_cast<std::size_t>(passed));
 }

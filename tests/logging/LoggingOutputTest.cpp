@@ -3,6 +3,7 @@
 
 #include "core/base/logging/ILoggingLayout.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
+#include "tests/logging/Threads.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 
@@ -11,7 +12,6 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include <sys/resource.h>
@@ -135,13 +135,9 @@ TEST(FileLoggingOutput, LinesOfManyProcessesStayWhole) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("log");
   std::vector<std::string> const names = {"a", "b", "c"};
-  std::vector<std::thread> writers;
-  for (std::string const &name : names) {
-    writers.emplace_back([&path, &name] { run_child("writer", {path, name}); });
-  }
-  for (std::thread &thread : writers) {
-    thread.join();
-  }
+  in_threads(static_cast<int>(names.size()), [&](int index) {
+    run_child("writer", {path, names[static_cast<std::size_t>(index)]});
+  });
   std::string const content = read_file(path);
   std::size_t const line_size = ("WARN  - " + long_line("a") + "\n").size();
   ASSERT_EQ(content.size(), names.size() * LINES * line_size);

@@ -5,17 +5,17 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
 #include "tests/logging/FailingAllocations.hpp"
+#include "tests/logging/Threads.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <thread>
-#include <vector>
 
 using namespace Ostrel;
 
@@ -92,15 +92,11 @@ TEST(LoggingSetup, FollowsTheEnvironment) {
 Role const first_use("first-use", [](Role::Arguments const &) {
   constexpr int THREADS = 8;
   std::atomic<int> waiting{THREADS};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < THREADS; ++i) {
-    threads.emplace_back([&waiting] {
-      for (--waiting; waiting > 0;) { // all begin at once, or the race is not run
-      }
-      LoggingCategory::get_instance("x.Units").debug("line");
-    });
-  }
-  std::for_each(threads.begin(), threads.end(), [](std::thread &thread) { thread.join(); });
+  in_threads(THREADS, [&waiting](int) {
+    for (--waiting; waiting > 0;) { // all begin at once, or the race is not run
+    }
+    LoggingCategory::get_instance("x.Units").debug("line");
+  });
   return 0;
 });
 
@@ -132,7 +128,7 @@ public:
     LoggingCategory &old = *late_caller.category, &late = LoggingCategory::get_instance("late");
     old.set_priority(LoggingPriority::VERBOSE);
     LoggingCategory::set_root_priority(LoggingPriority::VERBOSE);
-    late.set_logging_output(new FileLoggingOutput("/dev/null"));
+    late.set_logging_output(new (std::nothrow) FileLoggingOutput("/dev/null"));
     bool const is_silent = !old.fatal("no") && !late.fatal("no") && !old.fatal_enabled() &&
                            !LoggingCategory::get_root_category().fatal("no");
     std::printf("%s %s", old.get_category_name(), is_silent ? "silent" : "speaks");

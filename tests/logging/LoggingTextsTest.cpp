@@ -2,13 +2,13 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
+#include "tests/logging/Threads.hpp"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
 #include <set>
-#include <thread>
-#include <vector>
 
 using namespace Ostrel;
 
@@ -56,20 +56,15 @@ TEST(LoggingTimeStamp, ShowsItsSixLowestDigits) {
 
 TEST(LoggingTimeStamp, NoTwoThreadsGetOneNumber) {
   constexpr int THREADS = 4, STAMPS = 1000;
-  std::vector<std::vector<int>> numbers(THREADS);
-  std::vector<std::thread> threads;
-  for (std::vector<int> &own : numbers) {
-    threads.emplace_back([&own] {
-      for (int i = 0; i < STAMPS; ++i) {
-        own.push_back(LoggingTimeStamp().get_time());
-      }
-    });
-  }
+  std::array<std::array<int, STAMPS>, THREADS> numbers;
+  in_threads(THREADS, [&numbers](int thread) {
+    for (int &number : numbers[static_cast<std::size_t>(thread)]) {
+      number = LoggingTimeStamp().get_time();
+    }
+  });
   std::set<int> all;
-  for (int i = 0; i < THREADS; ++i) {
-    threads[static_cast<std::size_t>(i)].join();
-    all.insert(numbers[static_cast<std::size_t>(i)].begin(),
-               numbers[static_cast<std::size_t>(i)].end());
+  for (auto const &own : numbers) {
+    all.insert(own.begin(), own.end());
   }
   EXPECT_EQ(all.size(), static_cast<std::size_t>(THREADS * STAMPS));
 }
@@ -99,19 +94,17 @@ TEST(LoggingEvent, IsLaidOutAsOneLineAndKeepsItsNumberInACopy) {
 
 TEST(LoggingSpec, EntriesEndAtSemicolons) {
   struct {
-    char const *text;
-    unsigned int from;
-    char const *category, *priority;
-    unsigned int next;
+    char const *text, *category, *priority;
+    unsigned int from, next;
   } const cases[] = {
-      {"a;b,INFO", 0, "a", "", 2},
-      {"a;b,INFO", 2, "b", "INFO", LoggingCategory::npos},
-      {"a;b,INFO", 8, "", "", LoggingCategory::npos},
-      {"a;b,INFO", LoggingCategory::npos, "", "", LoggingCategory::npos},
-      {"", 0, "", "", LoggingCategory::npos},
-      {"a,WARN;;b", 7, "", "", 8},
-      {" a ,x,y;", 0, " a ", "x,y", 8},
-      {",INFO", 0, "", "INFO", LoggingCategory::npos},
+      {"a;b,INFO", "a", "", 0, 2},
+      {"a;b,INFO", "b", "INFO", 2, LoggingCategory::npos},
+      {"a;b,INFO", "", "", 8, LoggingCategory::npos},
+      {"a;b,INFO", "", "", LoggingCategory::npos, LoggingCategory::npos},
+      {"", "", "", 0, LoggingCategory::npos},
+      {"a,WARN;;b", "", "", 7, 8},
+      {" a ,x,y;", " a ", "x,y", 0, 8},
+      {",INFO", "", "INFO", 0, LoggingCategory::npos},
   };
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.text) + " from " + std::to_string(c.from));

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <thread>
+#include <vector>
+
+/// Runs `body(0)` to `body(count - 1)` in as many threads and waits for their ends.
+template <typename Body> void in_threads(int count, Body const &body) {
+  std::vector<std::thread> threads;
+  threads.reserve(static_cast<std::size_t>(count));
+  for (int index = 0; index < count; ++index) {
+    threads.emplace_back([&body, index] { body(index); });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+}
