@@ -99,16 +99,16 @@ TEST(RegistryFile, Keys) {
 TEST(RegistryFile, DamageStaysInItsLine) {
   std::string const whole =
       HEADER + "\"a\"=\"C:\\\\x\"\n\"b\"=hex(2):41,\\\n 42\n@=dword:2a\n\"c\"=-\n";
+  std::string const next = "\n" + HEADER + "\"name\"=hex:41";
   for (std::size_t i = 0; i < whole.size(); ++i) {
     for (char const byte : {'\0', '\\', '"', '\n', '[', '\xFF'}) {
       std::string damaged = whole;
       damaged[i] = byte;
-      value_in(damaged + "\n" + HEADER + "\"name\"=hex:41\n");
-      EXPECT_EQ(value_in(damaged + "\n" + HEADER + "\"name\"=hex:41\n"), "3:A") << i << ' ' << byte;
-      value_in(damaged.substr(0, i + 1));
+      EXPECT_EQ(value_in(damaged.append(next)), "3:A") << i << ' ' << byte;
+      EXPECT_EQ(value_in(damaged.substr(0, i + 1)), "");
     }
   }
-  EXPECT_EQ(value_in(std::string(1000000, '[') + "\n" + HEADER + "\"name\"=hex:41"), "3:A");
+  EXPECT_EQ(value_in(std::string(1000000, '[') + next), "3:A");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "tests/logging/FailingAllocations.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 
@@ -181,6 +182,22 @@ TEST(ReplaceFile, FullDiskLeavesTheOldFile) {
     EXPECT_EQ(run_child("replace-on-full-disk", {path}).status, Ostrel::RESULT_IO_ERROR);
     EXPECT_EQ(read_file(path), links > 0 ? "old text" : "");
     EXPECT_EQ(entries(directory.path()), links);
+  }
+}
+
+TEST(ReplaceFile, WithoutMemoryNothingChanges) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("file");
+  for (char const *old : {"", "old text"}) { // "" stands for no file
+    unsigned long result = Ostrel::RESULT_OUT_OF_MEMORY;
+    for (int count = 0; result == Ostrel::RESULT_OUT_OF_MEMORY; ++count) {
+      EXPECT_EQ(read_file(path), old);
+      EXPECT_EQ(entries(directory.path()), *old == '\0' ? 0 : 1);
+      fail_allocation(count);
+      result = Platform::replace_file(path.c_str(), "old text", 8);
+      stop_failing();
+    }
+    EXPECT_EQ(result, Ostrel::RESULT_SUCCESS);
   }
 }
 

@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 ostbase_test(
   platform
-  SOURCES DirectoryTest.cpp
+  SOURCES ../logging/FailingAllocations.cpp
+          DirectoryTest.cpp
           FileSearchTest.cpp
           FileTest.cpp
           PathTest.cpp

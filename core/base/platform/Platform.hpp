@@ -126,7 +126,8 @@ public:
   /// process's default permissions. A symbolic link stays, its target is replaced. Where taking the
   /// name would lose something (the directory is not writable, the owner cannot be kept, the file
   /// has further hard links, is a mount point or no regular file), the file is overwritten in
-  /// place, without the promise above.
+  /// place, without the promise above. A process that is killed inside may leave its temporary file
+  /// behind, of which the name begins with ".ostbase-".
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no
