@@ -19,6 +19,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include <cstddef>
+
 namespace Ostrel {
 
 // What the system lacks no call for elsewhere and needs none for here; described below.
