@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
 
 using namespace Ostrel;
 
@@ -69,6 +69,10 @@ Role const postfixed("postfixed", [](Role::Arguments const &) {
   return 0;
 });
 
+bool is_digit(char character) {
+  return character >= '0' && character <= '9';
+}
+
 TEST(LoggingWrappers, TheEnvironmentPutsTheTimeInFront) {
   struct {
     char const *value;
@@ -77,9 +81,9 @@ TEST(LoggingWrappers, TheEnvironmentPutsTheTimeInFront) {
                      {"ON", false},  {"", false},   {nullptr, false}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.value == nullptr ? "not set" : c.value);
-    std::string const line = run_child("postfixed", {}, {{"OVRA_LOG_TIMESTAMP", c.value}}).err;
-    std::string const time = c.has_time ? "[0-2][0-9]:[0-5][0-9]:[0-6][0-9]  " : "";
-    EXPECT_TRUE(std::regex_match(line, std::regex("WARN  - " + time + "m \\[b\\]\n"))) << line;
+    std::string line = run_child("postfixed", {}, {{"OVRA_LOG_TIMESTAMP", c.value}}).err;
+    std::replace_if(line.begin(), line.end(), is_digit, '0');
+    EXPECT_EQ(line, c.has_time ? "WARN  - 00:00:00  m [b]\n" : "WARN  - m [b]\n");
   }
 }
 
