@@ -2,6 +2,7 @@
 ostbase_test(
   foundation
   SOURCES
+  AcquirableTest.cpp
   FormattingTest.cpp
   ResultCodeTest.cpp
   StringUtilsTest.cpp)

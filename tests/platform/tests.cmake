@@ -2,12 +2,17 @@
 ostbase_test(
   platform
   SOURCES ../logging/FailingAllocations.cpp
+          ConsoleTest.cpp
           DirectoryTest.cpp
+          EnvironmentTest.cpp
           FileSearchTest.cpp
           FileTest.cpp
+          MutexTest.cpp
           PathTest.cpp
           PlatformTest.cpp
           RegistryFileTest.cpp
           ReplaceFileTest.cpp
           SystemPropertyTest.cpp
-  INTERNAL platform/winapi/registry_file.cpp)
+  INTERNAL platform/winapi/environment.cpp
+           platform/winapi/error.cpp
+           platform/winapi/registry_file.cpp)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// _putenv and SetEnvironmentVariableA, on the C library's own array of entries ("NAME=value"),
-// which its `getenv` walks in other threads without a lock. So no entry and no array that was ever
-// in place is freed or written again, and a change is one store of a pointer.
+// _dupenv_s, _putenv and SetEnvironmentVariableA, on the C library's own array of entries
+// ("NAME=value"), which its `getenv` walks in other threads without a lock. So no entry and no
+// array that was ever in place is freed or written again, and a change is one store of a pointer.
 //
 // A removed entry must not be closed up: a walk would miss an entry that moves down past it. Its
 // slot gets the last entry a second time instead, which no walk notices, and is used again for the
@@ -161,6 +161,21 @@ bool add(std::size_t count, char *entry) noexcept {
   return true;
 }
 
+// Without the lock, as `getenv` does.
+char const *find_value(Name name) noexcept {
+  char **slot = __atomic_load_n(&environ, __ATOMIC_ACQUIRE);
+  for (; slot != nullptr; ++slot) {
+    char const *const entry = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
+    if (entry == nullptr) {
+      break;
+    }
+    if (name.is_of(entry)) {
+      return entry + name.length + 1;
+    }
+  }
+  return nullptr;
+}
+
 bool set(Name name, char const *value) noexcept {
   EnvironmentLock const lock;
   char *const entry = intern(name, value);
@@ -186,6 +201,25 @@ void remove(Name name) noexcept {
 }
 
 } // namespace
+
+int _dupenv_s(char **value, std::size_t *size, char const *name) {
+  if (value == nullptr) {
+    return EINVAL;
+  }
+  *value = nullptr;
+  if (name == nullptr) {
+    return EINVAL;
+  }
+  char const *const found = find_value({name, std::strlen(name)});
+  if (found == nullptr) {
+    return 0;
+  }
+  *value = strdup(found);
+  if (*value != nullptr && size != nullptr) {
+    *size = std::strlen(*value) + 1;
+  }
+  return *value != nullptr ? 0 : ENOMEM;
+}
 
 int _putenv(char const *text) {
   char const *const equals = text == nullptr ? nullptr : std::strchr(text, '=');

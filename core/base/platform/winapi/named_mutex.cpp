@@ -39,6 +39,9 @@ constexpr mode_t OWNER_ONLY_DIRECTORY = 0700;
 constexpr mode_t OWNER_ONLY = 0600;
 constexpr char const *GUARD_FILE = "guard";
 
+// Its address tells a thread from the others.
+thread_local char const thread_mark __attribute__((tls_model("initial-exec"))) = '\0';
+
 enum class Missing { CREATE, FAIL };
 
 bool fail_with(int error) noexcept {
@@ -163,13 +166,13 @@ public:
   Mapping &operator=(Mapping const &) = delete;
 
   ~Mapping() {
-    if (header_ != nullptr && depth_.load(std::memory_order_relaxed) == 0) {
+    if (header_ != nullptr && owner_.load(std::memory_order_relaxed) == nullptr) {
       munmap(header_, size_);
     }
   }
 
   // Fills a file that nobody uses. Needs the guard held.
-  bool create(Descriptor file, char const *name) noexcept {
+  bool create(Descriptor file, Descriptor const &again, char const *name) noexcept {
     if (retry([&file] { return ftruncate(file.get(), 0); }) != 0) {
       return fail_with(errno);
     }
@@ -181,7 +184,7 @@ public:
     if (error != 0) {
       return fail_with(error);
     }
-    if (!map(file) || !initialise(&header_->mutex)) {
+    if (!map(again) || !initialise(&header_->mutex)) {
       return false;
     }
     header_->name_length = size_ - sizeof(Header);
@@ -190,7 +193,7 @@ public:
   }
 
   // Joins the users of a file. Needs the guard held.
-  bool join(Descriptor file, char const *name) noexcept {
+  bool join(Descriptor file, Descriptor const &again, char const *name) noexcept {
     struct stat status = {};
     if (fstat(file.get(), &status) != 0) {
       return fail_with(errno);
@@ -198,7 +201,7 @@ public:
     if (status.st_size != static_cast<off_t>(size_)) {
       return fail(ERROR_INVALID_HANDLE) != FALSE; // another name of the same hash
     }
-    if (!map(file)) {
+    if (!map(again)) {
       return false;
     }
     std::size_t const length = size_ - sizeof(Header);
@@ -237,8 +240,9 @@ private:
   std::size_t const size_;
   Header *header_ = nullptr;
   Descriptor file_;
-  // How often a thread of this process holds it.
-  std::atomic<std::uint64_t> depth_{0};
+  // The thread of this process that holds the mutex, and how often.
+  std::atomic<char const *> owner_{nullptr};
+  std::uint64_t depth_ = 0; // the owner's
 };
 
 int Mapping::lock(DWORD milliseconds) noexcept {
@@ -251,23 +255,27 @@ int Mapping::lock(DWORD milliseconds) noexcept {
   } else {
     error = pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, Deadline(milliseconds).moment());
   }
+  if (error != 0 && error != EOWNERDEAD) {
+    return error;
+  }
   if (error == EOWNERDEAD) {
     pthread_mutex_consistent(mutex);
-    depth_.store(1, std::memory_order_relaxed);
-  } else if (error == 0) {
-    depth_.fetch_add(1, std::memory_order_relaxed);
+    depth_ = 0;
   }
+  owner_.store(&thread_mark, std::memory_order_relaxed);
+  ++depth_;
   return error;
 }
 
 int Mapping::unlock() noexcept {
-  // Counted down first: afterwards the mutex may be another thread's.
-  depth_.fetch_sub(1, std::memory_order_relaxed);
-  int const error = pthread_mutex_unlock(&header_->mutex);
-  if (error != 0) {
-    depth_.fetch_add(1, std::memory_order_relaxed);
+  if (owner_.load(std::memory_order_relaxed) != &thread_mark) {
+    return EPERM;
   }
-  return error;
+  // Before the unlocking: afterwards the mutex may be another thread's.
+  if (--depth_ == 0) {
+    owner_.store(nullptr, std::memory_order_relaxed);
+  }
+  return pthread_mutex_unlock(&header_->mutex);
 }
 
 // --- The mutexes of this process --------------------------------------------------------------
@@ -305,13 +313,19 @@ std::unique_ptr<Mapping> acquire_mapping(char const *name, FileName const &file_
     SetLastError(ERROR_FILE_NOT_FOUND);
     return nullptr;
   }
+  // A mapping keeps what it was made from open, and with it the lock. One that stays after its last
+  // handle must not count as a user, so it is made from the file opened once more.
+  Descriptor const again = open_file(directory.get(), file_name.c_str(), 0);
+  if (!again.is_open()) {
+    return nullptr;
+  }
   std::unique_ptr<Mapping> mapping(new (std::nothrow) Mapping(file_name, std::strlen(name)));
   if (mapping == nullptr) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
   }
-  bool const is_ready =
-      is_unused ? mapping->create(std::move(file), name) : mapping->join(std::move(file), name);
+  bool const is_ready = is_unused ? mapping->create(std::move(file), again, name)
+                                  : mapping->join(std::move(file), again, name);
   if (!is_ready) {
     return nullptr;
   }

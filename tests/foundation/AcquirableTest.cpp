@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/AcquirableImpl.hpp"
+#include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/foundation/AcquirableMap.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+using namespace Ostrel;
+
+namespace {
+
+// Counts its calls, and succeeds as it is told to.
+struct Recorder : IAcquirable {
+  bool acquire() override { return ++acquired, succeeds; }
+  bool release() override { return ++released, succeeds; }
+  bool is_acquired() const override { return acquired > released; }
+
+  bool succeeds = true;
+  int acquired = 0, released = 0;
+};
+
+} // namespace
+
+TEST(Acquirable, LockCallsItsTargetOnceForEachChange) {
+  struct {
+    bool succeeds;
+    char const *steps; // on the lock: acquire or release
+    char const *results;
+    int acquired, released; // at the end of the block
+  } const cases[] = {
+      {true, "", "", 1, 1},         {true, "aa", "++", 1, 1}, {true, "rr", "+-", 1, 1},
+      {true, "rara", "++++", 3, 3}, {false, "", "", 1, 0},    {false, "ar", "--", 2, 0},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::string(c.succeeds ? "" : "failing ") + c.steps);
+    Recorder target;
+    target.succeeds = c.succeeds;
+    std::string results;
+    {
+      AcquirableLock lock(target);
+      for (char const *step = c.steps; *step != '\0'; ++step) {
+        results += (*step == 'a' ? lock.acquire() : lock.release()) ? '+' : '-';
+      }
+    }
+    EXPECT_EQ(results, c.results);
+    EXPECT_EQ(target.acquired, c.acquired);
+    EXPECT_EQ(target.released, c.released);
+  }
+  AcquirableLock nothing(nullptr);
+  EXPECT_FALSE(nothing.acquire() || nothing.release());
+}
+
+TEST(Acquirable, MapIsLockedAsAWhole) {
+  AcquirableMap<std::string, int> map;
+  ASSERT_TRUE(map.is_ok());
+  auto const count = [&map](char const *key) {
+    for (int i = 0; i < 1000; ++i) {
+      AcquirableLock const lock(map);
+      ++map[key];
+      ++map["sum"];
+    }
+  };
+  std::thread other(count, "a");
+  count("b");
+  other.join();
+  EXPECT_EQ(map["a"] + map["b"], map["sum"]);
+  EXPECT_FALSE(map.is_acquired());
+}

@@ -1,0 +1,351 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/Win32Mutex.hpp"
+#include "tests/support/Child.hpp"
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace Ostrel;
+
+namespace {
+
+// Something that is waited for.
+class Event {
+public:
+  void set() {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    is_set_ = true;
+    condition_.notify_all();
+  }
+  void wait() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    condition_.wait(lock, [this] { return is_set_; });
+  }
+
+private:
+  std::mutex mutex_;
+  std::condition_variable condition_;
+  bool is_set_ = false;
+};
+
+std::unique_ptr<IMutex> make_mutex() {
+  return std::unique_ptr<IMutex>(Platform::create_mutex(true));
+}
+
+std::unique_ptr<IMutex> open_mutex(std::string const &name, bool open_existing,
+                                   bool initially_owned = false) {
+  unsigned long result = RESULT_FAILURE;
+  auto mutex =
+      std::make_unique<Win32Mutex>(initially_owned, name.c_str(), open_existing, nullptr, &result);
+  if (result == RESULT_SUCCESS) {
+    return mutex;
+  }
+  EXPECT_EQ(result, RESULT_SYSTEM_ERROR);
+  return nullptr;
+}
+
+// A name that no other run uses.
+std::string unique(std::string const &name) {
+  return name + " of " + std::to_string(getpid());
+}
+
+void in_other_thread(std::function<void()> const &work) {
+  std::thread(work).join();
+}
+
+// Takes what it is given and ends without giving it back.
+void abandon(std::vector<IMutex *> const &mutexes) {
+  in_other_thread([&mutexes] {
+    for (IMutex *mutex : mutexes) {
+      EXPECT_TRUE(mutex->acquire());
+    }
+  });
+}
+
+// Whether the mutex is free, asked by a thread that does not own it. An abandoned one becomes so.
+bool is_free(IMutex &mutex) {
+  bool result = false;
+  in_other_thread([&] { result = (mutex.acquire() || mutex.acquire()) && mutex.release(); });
+  return result;
+}
+
+// Waits for the child, and gives its exit status or minus the signal that ended it.
+int end_of(pid_t child) {
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+// Runs `work` in a copy of this process, which ends without any clean-up.
+int in_forked_child(std::function<int()> const &work) {
+  pid_t const child = fork();
+  if (child == 0) {
+    _exit(work());
+  }
+  return end_of(child);
+}
+
+} // namespace
+
+TEST(Mutex, IsRecursiveAndOwnedByAThread) {
+  // With a name and without one, the same.
+  std::string const name = unique("recursive");
+  for (bool const is_named : {false, true}) {
+    SCOPED_TRACE(is_named);
+    auto const mutex = is_named ? open_mutex(name, /*open_existing=*/false) : make_mutex();
+    ASSERT_NE(mutex, nullptr);
+    EXPECT_FALSE(mutex->is_acquired());
+    EXPECT_FALSE(mutex->release());
+    EXPECT_TRUE(mutex->acquire() && mutex->acquire());
+    EXPECT_TRUE(mutex->is_acquired());
+    in_other_thread([&] { EXPECT_FALSE(mutex->release()); });
+    EXPECT_FALSE(mutex->is_acquired());
+
+    Event waiting;
+    std::thread waiter([&] {
+      waiting.set();
+      EXPECT_TRUE(mutex->acquire());
+      EXPECT_TRUE(mutex->is_acquired());
+      EXPECT_TRUE(mutex->release());
+    });
+    waiting.wait();
+    EXPECT_TRUE(mutex->release() && mutex->release());
+    waiter.join();
+    EXPECT_FALSE(mutex->release());
+  }
+}
+
+TEST(Mutex, ExcludesManyThreads) {
+  auto const mutex = make_mutex();
+  int counter = 0; // the thread sanitizer looks after it
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 2000; ++round) {
+        mutex->acquire();
+        mutex->acquire();
+        ++counter;
+        mutex->release();
+        mutex->release();
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(counter, 8 * 2000);
+}
+
+TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
+  std::string const name = unique("abandoned");
+  for (bool const is_named : {false, true}) {
+    SCOPED_TRACE(is_named);
+    auto const mutex = is_named ? open_mutex(name, /*open_existing=*/false) : make_mutex();
+    abandon({mutex.get(), mutex.get()});
+    EXPECT_FALSE(mutex->acquire());
+    EXPECT_FALSE(mutex->release());
+    EXPECT_TRUE(mutex->acquire() && mutex->release());
+    EXPECT_FALSE(mutex->release());
+  }
+}
+
+TEST(Mutex, AbandonedByADestructorOfTheThreadItself) {
+  // What the destructor of another key takes, after the mutexes of the thread were given up.
+  static IMutex *late = nullptr;
+  auto const mutex = make_mutex();
+  late = mutex.get();
+  pthread_key_t key = 0;
+  ASSERT_EQ(pthread_key_create(&key, [](void *) { late->acquire(); }), 0);
+  in_other_thread([key] {
+    make_mutex()->acquire();
+    pthread_setspecific(key, &late);
+  });
+  pthread_key_delete(key);
+  EXPECT_FALSE(mutex->acquire());
+  EXPECT_TRUE(mutex->acquire());
+}
+
+TEST(Mutex, WakesAWaiterWhenItsOwnerEnds) {
+  auto const mutex = make_mutex();
+  Event taken;
+  std::thread owner([&] {
+    mutex->acquire();
+    taken.set();
+  });
+  taken.wait();
+  while (!mutex->acquire()) {
+  }
+  owner.join();
+  EXPECT_TRUE(mutex->release());
+}
+
+TEST(Mutex, DestroyedWhileHeldLeavesTheOthersAlone) {
+  // Which of three mutexes, taken in turn, is destroyed, and whether by its owner.
+  for (std::size_t index : {0U, 1U, 2U}) {
+    for (bool const by_owner : {true, false}) {
+      SCOPED_TRACE(std::to_string(index) + (by_owner ? " by its owner" : " by another"));
+      std::unique_ptr<IMutex> mutexes[3] = {make_mutex(), make_mutex(), make_mutex()};
+      in_other_thread([&] {
+        for (auto const &mutex : mutexes) {
+          mutex->acquire();
+        }
+        if (by_owner) {
+          mutexes[index].reset();
+        } else {
+          in_other_thread([&] { mutexes[index].reset(); });
+        }
+        for (auto const &mutex : mutexes) {
+          EXPECT_TRUE(mutex == nullptr || mutex->release());
+        }
+      });
+      for (auto const &mutex : mutexes) {
+        EXPECT_TRUE(mutex == nullptr || mutex->acquire());
+      }
+    }
+  }
+}
+
+TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
+  auto const mine = make_mutex(), theirs = make_mutex();
+  mine->acquire();
+  Event taken, done;
+  std::thread other([&] {
+    theirs->acquire();
+    taken.set();
+    done.wait();
+    theirs->release();
+  });
+  taken.wait();
+  EXPECT_EQ(in_forked_child([&] {
+              alarm(60); // rather than wait for a thread that is not there
+              bool const is_mine = mine->release() && is_free(*mine);
+              bool const is_mended = !theirs->acquire() && theirs->acquire() && theirs->release();
+              return is_mine && is_mended ? 0 : 1;
+            }),
+            0);
+  EXPECT_TRUE(mine->release());
+  done.set();
+  other.join();
+  EXPECT_TRUE(is_free(*theirs));
+}
+
+// --- Mutexes with a name ------------------------------------------------------------------------
+
+namespace {
+
+// Ends with 0 when the mutex of that name can be opened.
+Role const open_role("mutex-open", [](Role::Arguments const &arguments) {
+  unsigned long result = RESULT_FAILURE;
+  Win32Mutex const mutex(false, arguments[0].c_str(), true, nullptr, &result);
+  return result == RESULT_SUCCESS ? 0 : 1;
+});
+
+bool is_seen_by_others(std::string const &name) {
+  return run_child("mutex-open", {name}).status == 0;
+}
+
+} // namespace
+
+TEST(NamedMutex, IsThereForAsLongAsAnybodyUsesIt) {
+  std::string const names[] = {unique("plain"), unique("a/b\\c: %s\n\x01\xff"),
+                               unique("../" + std::string(300, 'x')),
+                               unique("../" + std::string(300, 'x')) + "y", ""};
+  for (std::string const &name : names) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(open_mutex(name, /*open_existing=*/true), nullptr);
+    auto first = open_mutex(name, /*open_existing=*/false);
+    auto second = open_mutex(name, /*open_existing=*/false, /*initially_owned=*/true);
+    ASSERT_TRUE(first != nullptr && second != nullptr);
+    EXPECT_TRUE(is_free(*first)); // it was there already, so nobody owns it
+    EXPECT_TRUE(is_seen_by_others(name));
+    EXPECT_FALSE(is_seen_by_others(name + "z"));
+    first.reset();
+    EXPECT_TRUE(is_seen_by_others(name));
+    second.reset();
+    EXPECT_FALSE(is_seen_by_others(name));
+  }
+  EXPECT_TRUE(open_mutex(unique("owned"), false, true)->release());
+}
+
+TEST(NamedMutex, IsOneMutexThroughAllItsHandles) {
+  std::string const name = unique("handles");
+  auto first = open_mutex(name, /*open_existing=*/false);
+  auto const second = open_mutex(name, /*open_existing=*/true);
+  EXPECT_TRUE(first->acquire() && second->acquire());
+  EXPECT_TRUE(first->release());
+  EXPECT_TRUE(second->release());
+  EXPECT_TRUE(is_free(*second));
+
+  // Closed while held: the owner still owns it through the other handle.
+  EXPECT_TRUE(first->acquire());
+  first.reset();
+  EXPECT_TRUE(second->release());
+  EXPECT_FALSE(second->release());
+}
+
+TEST(NamedMutex, SurvivesTheDeathOfAProcess) {
+  struct {
+    char const *what;
+    bool is_used_here, is_held_there;
+    char const *then; // what the parent meets: abandoned, free or gone
+  } const cases[] = {
+      {"owner", true, true, "abandoned"},
+      {"user", true, false, "free"},
+      {"last user", false, true, "gone"},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.what);
+    std::string const name = unique(c.what);
+    auto const here = c.is_used_here ? open_mutex(name, /*open_existing=*/false) : nullptr;
+    EXPECT_EQ(in_forked_child([&] {
+                auto const there = open_mutex(name, /*open_existing=*/false);
+                if (c.is_held_there && !there->acquire()) {
+                  return 1;
+                }
+                return raise(SIGKILL);
+              }),
+              -SIGKILL);
+    auto const met = open_mutex(name, /*open_existing=*/true);
+    std::string const then = met == nullptr ? "gone" : met->acquire() ? "free" : "abandoned";
+    EXPECT_EQ(then, c.then);
+    auto const anew = open_mutex(name, /*open_existing=*/false);
+    EXPECT_TRUE(anew->acquire() && anew->release());
+  }
+}
+
+TEST(NamedMutex, IsGoneThoughItsOwnerClosedIt) {
+  std::string const name = unique("closed while held");
+  in_other_thread([&name] {
+    EXPECT_TRUE(open_mutex(name, /*open_existing=*/false)->acquire());
+    EXPECT_EQ(open_mutex(name, /*open_existing=*/true), nullptr);
+    EXPECT_TRUE(open_mutex(name, /*open_existing=*/false)->acquire());
+  });
+  EXPECT_TRUE(open_mutex(name, /*open_existing=*/false)->acquire());
+}
+
+TEST(NamedMutex, RefusesWhatItCannotHonour) {
+  struct {
+    char const *name;
+    bool open_existing, has_security;
+  } const cases[] = {{nullptr, true, false}, {nullptr, false, true}, {"refused", false, true}};
+  for (auto const &c : cases) {
+    int security = 0;
+    unsigned long result = RESULT_SUCCESS;
+    Win32Mutex mutex(false, c.name, c.open_existing, c.has_security ? &security : nullptr, &result);
+    EXPECT_EQ(result, RESULT_SYSTEM_ERROR);
+    EXPECT_FALSE(mutex.acquire() || mutex.release() || mutex.is_acquired());
+  }
+}
