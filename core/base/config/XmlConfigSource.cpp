@@ -159,6 +159,10 @@ constexpr unsigned long long LEAST_EXPANSION = 1000000;   // bytes that any file
 constexpr unsigned long long EXPANSION_TO_FILE_SIZE = 10; // or so many times the size of the file
 constexpr int MAX_ENTITY_NESTING = 40;                    // the parser's own limit
 
+// References in all, when one to a parameter entity is met. From 10,240 on the parser may refuse
+// such a file itself, and then hangs (libxml2 2.9.14).
+constexpr unsigned long MAX_PARAMETER_REFERENCES = 10000;
+
 // What a file may make the parser do. One for each parse, reached through the parser's `_private`.
 class ParseLimits {
 public:
@@ -180,12 +184,14 @@ public:
     xmlStopParser(parser);
   }
 
-  // Counts the text that a reference is about to be replaced by.
-  void expand(xmlParserCtxt *parser, unsigned long long size) noexcept {
-    used_ += std::min(size, allowance_ + 1);
-    if (used_ > allowance_) {
+  // Counts the text that a reference is about to be replaced by; false when that is too much.
+  bool expand(xmlParserCtxt *parser, unsigned long long size) noexcept {
+    if (size > allowance_ - used_) {
       refuse(parser, "its entities expand to too much");
+      return false;
     }
+    used_ += size;
+    return true;
   }
 
   // The size of an entity with everything that it refers to, as far as it matters.
@@ -227,15 +233,22 @@ bool is_blank(xmlChar const *text, int size) {
   return std::all_of(text, text + size, [](xmlChar c) { return IS_BLANK_CH(c); });
 }
 
+// Whether an entity that the parser asks for is about to be replaced by its text. Otherwise it is
+// not there, or has just been declared: the parser then asks for it to store its `orig`.
+bool is_referred_to(xmlEntity const *entity) {
+  return entity != nullptr && entity->orig != nullptr;
+}
+
 extern "C" {
 
 static xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
   auto *parser = static_cast<xmlParserCtxt *>(context);
   xmlEntity *entity = xmlSAX2GetEntity(parser, name);
   // Deeper ones are part of what was counted at the outermost reference.
-  if (entity != nullptr && entity->etype == XML_INTERNAL_GENERAL_ENTITY && parser->depth == 0) {
+  if (is_referred_to(entity) && parser->depth == 0) {
     ParseLimits &limits = ParseLimits::of(parser);
-    limits.expand(parser, limits.expanded_size(parser->myDoc, entity));
+    // A stopped parser would go on with an entity that it is given.
+    return limits.expand(parser, limits.expanded_size(parser->myDoc, entity)) ? entity : nullptr;
   }
   return entity;
 } catch (std::bad_alloc const &) {
@@ -247,11 +260,16 @@ static xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
 static xmlEntity *get_parameter_entity(void *context, xmlChar const *name) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
   xmlEntity *entity = xmlSAX2GetParameterEntity(parser, name);
-  if (entity != nullptr) {
-    auto const length = static_cast<unsigned long long>(std::max(entity->length, 1));
-    ParseLimits::of(parser).expand(parser, length);
+  if (!is_referred_to(entity)) {
+    return entity;
   }
-  return entity;
+  ParseLimits &limits = ParseLimits::of(parser);
+  if (parser->nbentities > MAX_PARAMETER_REFERENCES) {
+    limits.refuse(parser, "it has too many parameter entity references");
+    return nullptr;
+  }
+  auto const length = static_cast<unsigned long long>(std::max(entity->length, 1));
+  return limits.expand(parser, length) ? entity : nullptr;
 }
 
 static void declare_entity(void *context, xmlChar const *name, int type, xmlChar const *public_id,
@@ -553,15 +571,49 @@ XmlFault find_fault_in_place(xmlNode &element, char const *name) {
   return fits_encoding(*element.doc, name) ? nullptr : "the file's encoding lacks a character";
 }
 
+// The parser holds a start tag in one buffer, for which it has a limit of 10,000,000 bytes; some of
+// what stands in front may be in there as well.
+constexpr std::size_t MAX_START_TAG_BYTES = 9990000;
+
+// An upper bound, from lengths alone, of the bytes that a text takes in a file: most for `"`.
+constexpr std::size_t MOST_BYTES_PER_BYTE = sizeof("&quot;") - 1;
+constexpr std::size_t ATTRIBUTE_FRAME_BYTES = sizeof(" =\"\"") - 1;
+
+// The bytes of the element's start tag in the file with the attribute set to the text, as
+// `measure_text` counts those of one text.
+template <class MeasureText>
+std::size_t measure_start_tag(xmlNode &element, char const *name, char const *text,
+                              MeasureText measure_text) {
+  std::size_t bytes = std::strlen(plain(element.name)) + std::strlen(name) + ATTRIBUTE_FRAME_BYTES +
+                      measure_text(text);
+  for (xmlAttr *attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
+    if (std::strcmp(plain(attribute->name), name) != 0) {
+      std::string value;
+      read_content(as_node(attribute), &value);
+      bytes += std::strlen(plain(attribute->name)) + ATTRIBUTE_FRAME_BYTES + measure_text(value);
+    }
+  }
+  return bytes;
+}
+
+bool fits_start_tag(xmlNode &element, char const *name, char const *text) {
+  XmlEncoding const encoding = is_utf_8(*element.doc) ? XmlEncoding::UTF_8 : XmlEncoding::OTHER;
+  auto const at_most = [](std::string_view value) { return value.size() * MOST_BYTES_PER_BYTE; };
+  auto const exactly = [encoding](std::string_view value) {
+    return measure_attribute(value, encoding);
+  };
+  return measure_start_tag(element, name, text, at_most) <= MAX_START_TAG_BYTES ||
+         measure_start_tag(element, name, text, exactly) <= MAX_START_TAG_BYTES;
+}
+
 XmlFault find_value_fault(xmlNode &element, char const *name, char const *text) {
-  if (name == nullptr) {
-    return find_text_fault(text);
+  if (XmlFault const fault = find_text_fault(text); fault != nullptr || name == nullptr) {
+    return fault;
   }
   if (XmlFault const fault = find_fault_in_place(element, name); fault != nullptr) {
     return fault;
   }
-  return find_attribute_fault(text,
-                              is_utf_8(*element.doc) ? XmlEncoding::UTF_8 : XmlEncoding::OTHER);
+  return fits_start_tag(element, name, text) ? nullptr : "the key's named values get too long";
 }
 
 // Makes the text all that the node has inside; false without memory, with nothing changed.

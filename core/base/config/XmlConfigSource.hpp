@@ -28,7 +28,8 @@ class KeyIndex;
 /// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
 /// names that are no XML names, are longer than 50,000 bytes, belong to XML itself or use a prefix
 /// that the file declares; keys nested deeper than 257; texts that are not UTF-8, hold characters
-/// that XML 1.0 forbids, or are longer than 10,000,000 bytes (a named value: in the file).
+/// that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key: all of
+/// them together, as they stand in the file).
 ///
 /// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first. A
 /// file keeps its encoding; one that would not read back in it becomes UTF-8.

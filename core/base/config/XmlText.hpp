@@ -13,16 +13,16 @@ using XmlFault = char const *;
 /// Tells whether a name can be the name of a key or of a named value.
 XmlFault find_name_fault(std::string_view name);
 
-/// How the bytes of a file stand for the characters of a text.
+/// Tells whether a text can be a value.
+XmlFault find_text_fault(std::string_view text);
+
+/// How the characters of a text stand in a file.
 enum class XmlEncoding {
   UTF_8, ///< as they are
   OTHER  ///< those above 127 as character references, in the worst case
 };
 
-/// Tells whether a text can be the text value of a key.
-XmlFault find_text_fault(std::string_view text);
-
-/// Tells whether a text can be a named value in a file of that encoding.
-XmlFault find_attribute_fault(std::string_view text, XmlEncoding encoding);
+/// The bytes that a named value takes in a file. The text has no fault.
+std::size_t measure_attribute(std::string_view text, XmlEncoding encoding);
 
 } // namespace Ostrel

@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/Configuration.hpp"
+#include "tests/config/LoadedSource.hpp"
+#include "tests/support/CapturedLog.hpp"
+#include "tests/support/Child.hpp"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <clocale>
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+using namespace Ostrel;
+using Lines = std::vector<std::string>;
+
+constexpr char CATEGORY[] = "Ostrel.Core.Base.Configuration";
+
+// A facade over a file.
+class Facade : public LoadedSource {
+public:
+  explicit Facade(std::string const &content) : LoadedSource(content), configuration(source) {}
+
+  Configuration configuration;
+};
+
+std::string value_of(Configuration const &configuration, void const *key) {
+  std::string text;
+  return configuration.get_value(key, nullptr, "v", &text) == RESULT_SUCCESS ? text : "-";
+}
+
+TEST(KeyPath, NamesOneKey) {
+  Facade one(
+      "<U v='U'><A v='A0'><B v='B0'/></A><C v='C'/><A v='A1'><B v='B1'/><B v='B2'/></A></U>");
+  struct {
+    char const *path, *value; // a value of "-": there is no such key
+  } const cases[] = {
+      {"U", "U"},
+      {"U/A", "A0"},
+      {"\\U\\A:1", "A1"},
+      {"//U/\\A:1//B:1", "B2"},
+      {"U/A:2", "-"},
+      {"u/A", "-"},
+      {"A", "-"},
+      {"", "-"},
+      {nullptr, "-"},
+      {"/", "-"},
+      {"U/:1", "C"},
+      {"U/:2/B", "B1"},
+      {":0", "U"},
+      {":1", "-"},
+      {"U/A:1x/B", "A1"},
+      {"U/A:x/B", "A0"},
+      {"U/A:-5", "A0"},
+      {"U/A:+1", "A1"},
+      {"U/A:/B", "B0"},
+      {"U/A/", "A0"},
+      {"U/A:1/", "A1"},
+      {"U/A:1//\\", "A1"},
+      {"U/A:2147483648", "-"},
+      {"U/A:4294967296", "-"},
+      {"U/A:99999999999999999999", "-"},
+      {"U/A:-99999999999999999999", "A0"},
+      {"U/A/B/D", "-"},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.path == nullptr ? "null" : c.path);
+    EXPECT_EQ(value_of(one.configuration, one.configuration.find_key(c.path)), c.value);
+  }
+  void const *a1 = one.configuration.find_key("U/A:1");
+  EXPECT_EQ(one.configuration.find_key(a1, nullptr), a1);
+  EXPECT_EQ(one.configuration.find_key(a1, "/"), a1);
+  EXPECT_EQ(value_of(one.configuration, one.configuration.find_key(a1, "B:1/")), "B2");
+}
+
+TEST(KeyPath, FollowsEveryChange) {
+  Facade one("<U><A v='0'/><A v='1'/></U>");
+  EXPECT_EQ(value_of(one.configuration, one.configuration.find_key("U/A:1")), "1");
+  EXPECT_EQ(one.configuration.delete_key("U/A"), RESULT_SUCCESS);
+  EXPECT_EQ(value_of(one.configuration, one.configuration.find_key("U/A")), "1");
+  EXPECT_EQ(one.configuration.find_key("U/A:1"), nullptr);
+  void const *made = one.configuration.create_key("U/A");
+  EXPECT_EQ(one.configuration.find_key("U/A:1"), made);
+  EXPECT_EQ(one.configuration.set_value("U", nullptr, "text", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.configuration.find_key("U/A"), nullptr);
+}
+
+TEST(Configuration, CreatesTheKeysOfAPath) {
+  Facade one("<U/>");
+  CapturedLog log(CATEGORY);
+  struct {
+    char const *path;
+    bool is_made;
+    char const *file; // what is below U afterwards
+    std::size_t warnings;
+  } const cases[] = {
+      {"U/A/B", true, "<A><B/></A>", 0},
+      {"U/A/B//", true, "<A><B/><B/></A>", 0},
+      {"/U\\\\C", true, "<A><B/><B/></A><C/>", 0},
+      {"U/A:1/D", true, "<A><B/><B/></A><C/><A><D/></A>", 0},
+      {"U/A:1", true, "<A><B/><B/></A><C/><A><D/></A>", 0},
+      {"U/C:2", true, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
+      {"U", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 1},
+      {"X/Y", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 1},
+      {"U/C:2147483648", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 1},
+      {"U/:2000000000", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
+      {"/", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
+      {nullptr, false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
+  };
+  CapturedLog const source_log("Ostrel.Core.Base.XmlConfigSource");
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.path == nullptr ? "null" : c.path);
+    EXPECT_EQ(one.configuration.create_key(c.path) != nullptr, c.is_made);
+    EXPECT_EQ(log.take().size(), c.warnings);
+    std::string written = read_file(one.path);
+    for (char const *layout : {"\n", "  "}) {
+      for (std::size_t at; (at = written.find(layout)) != written.npos;) {
+        written.erase(at, std::string(layout).size());
+      }
+    }
+    EXPECT_EQ(written, std::string("<?xml version=\"1.0\"?><U>") + c.file + "</U>");
+  }
+}
+
+TEST(Configuration, CreatesSubKeysUpToAnIndex) {
+  Facade one("<U><A/></U>");
+  CapturedLog log(CATEGORY);
+  void const *third = one.configuration.create_sub_key(one.top(), "A:2", false);
+  EXPECT_EQ(one.configuration.find_key("U/A:2"), third);
+  EXPECT_EQ(one.configuration.create_sub_key(one.top(), "A:2", false), third);
+  EXPECT_EQ(one.configuration.find_key("U/A:3"), nullptr);
+  EXPECT_EQ(log.take(), Lines{});
+  EXPECT_EQ(one.configuration.create_sub_key(nullptr, "A", false), nullptr);
+  EXPECT_EQ(log.take(), Lines{"WARN  - Can't create new root key"});
+  EXPECT_NE(one.configuration.create_sub_key(one.top(), std::string(1011, 'n').c_str(), false),
+            nullptr);
+  for (std::string const &refused : {std::string(1012, 'n'), std::string("A:2147483648")}) {
+    EXPECT_EQ(one.configuration.create_sub_key(one.top(), refused.c_str(), false), nullptr);
+    EXPECT_EQ(log.take().size(), 1u);
+  }
+  EXPECT_EQ(one.configuration.create_sub_key(one.top(), nullptr, false), nullptr);
+}
+
+TEST(Configuration, ReadsNumbersAsTheCLibraryDoes) {
+  Facade one("<U/>");
+  struct {
+    char const *text;
+    long number;
+    unsigned long natural;
+    double real;
+  } const cases[] = {
+      {"12abc", 12, 12, 12},
+      {"abc", 0, 0, 0},
+      {"", 0, 0, 0},
+      {"  -3.5", -3, static_cast<unsigned long>(-3), -3.5},
+      {"99999999999999999999", LONG_MAX, ULONG_MAX, 1e20},
+      {"-99999999999999999999", LONG_MIN, ULONG_MAX, -1e20},
+      {"1e999", 1, 1, HUGE_VAL},
+      {"0x10", 0, 0, 16},
+      {"0,5", 0, 0, 0},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.text);
+    ASSERT_EQ(one.configuration.set_value("U", "v", c.text, false), RESULT_SUCCESS);
+    long number = 1;
+    unsigned long natural = 1;
+    double real = 1;
+    EXPECT_EQ(one.configuration.get_value("U", "v", &number), RESULT_SUCCESS);
+    EXPECT_EQ(one.configuration.get_value(one.top(), nullptr, "v", &natural), RESULT_SUCCESS);
+    EXPECT_EQ(one.configuration.get_value("U", "v", &real), RESULT_SUCCESS);
+    EXPECT_EQ(number, c.number);
+    EXPECT_EQ(natural, c.natural);
+    EXPECT_EQ(real, c.real);
+  }
+}
+
+int write_and_read_numbers(Role::Arguments const &arguments) {
+  if (std::setlocale(LC_ALL, arguments.at(0).c_str()) == nullptr) {
+    return 2;
+  }
+  Facade one("<U r='1.75x'/>");
+  std::string text;
+  double real = 0, comma = 1;
+  one.configuration.set_value("U", "d", 0.5, false);
+  one.configuration.set_value("U", "c", "2,5", false);
+  one.configuration.get_value("U", "d", &text);
+  one.configuration.get_value("U", "r", &real);
+  one.configuration.get_value("U", "c", &comma);
+  return text == "0.500000000000" && real == 1.75 && comma == 2.0 ? 0 : 1;
+}
+
+Role const numbers_role("numbers-in-locale", write_and_read_numbers);
+
+TEST(Configuration, NumbersDoNotDependOnTheLocale) {
+  TemporaryDirectory const locales;
+  std::string const make = "localedef -i de_DE -f UTF-8 " + locales.path("de_DE.UTF-8");
+  ASSERT_EQ(std::system(make.c_str()), 0) << "needs Debian's package 'locales'";
+  for (char const *locale : {"C", "de_DE.UTF-8"}) {
+    SCOPED_TRACE(locale);
+    EXPECT_EQ(
+        run_child("numbers-in-locale", {locale}, {{"LOCPATH", locales.path().c_str()}}).status, 0);
+  }
+}
+
+TEST(Configuration, WritesNumbers) {
+  Facade one("<U/>");
+  EXPECT_EQ(one.configuration.set_value("U", "l", -7L, false), RESULT_SUCCESS);
+  EXPECT_EQ(one.configuration.set_value(one.top(), nullptr, "u", ULONG_MAX, false), RESULT_SUCCESS);
+  EXPECT_EQ(one.configuration.set_value(one.top(), nullptr, "d", 0.5, false), RESULT_SUCCESS);
+  EXPECT_EQ(one.values(one.top()), "[=][l=-7][u=18446744073709551615][d=0.500000000000]");
+}
+
+TEST(Configuration, ValuesThatAreNotThere) {
+  Facade one("<U v='1'>t<K/></U>");
+  CapturedLog log(CATEGORY);
+  std::string text = "stale";
+  long number = 5;
+  EXPECT_EQ(one.configuration.get_value("U/X", "v", &text), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.configuration.get_value("U", "w", &text), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.configuration.get_value(one.top(), "X", "v", &number), RESULT_NOT_FOUND);
+  EXPECT_EQ(text, "stale");
+  EXPECT_EQ(number, 5);
+  EXPECT_EQ(one.configuration.get_value("U", "v", static_cast<std::string *>(nullptr)),
+            RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.get_value("U/X", "v", static_cast<long *>(nullptr)),
+            RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(log.take(), Lines{});
+  EXPECT_EQ(one.configuration.set_value("U/X", "v", "2", false), RESULT_NOT_FOUND);
+  EXPECT_EQ(log.take(), Lines{"WARN  - Can't find key 'U/X'"});
+  EXPECT_EQ(one.configuration.set_value(one.top(), "X", "v", "2", false), RESULT_SUCCESS);
+  for (char const *name : {static_cast<char const *>(nullptr), ""}) {
+    EXPECT_EQ(one.configuration.get_value("U", name, &text), RESULT_SUCCESS);
+    EXPECT_EQ(text, "t");
+  }
+  EXPECT_EQ(one.configuration.delete_value("U", ""), RESULT_FAILURE);
+  EXPECT_EQ(one.configuration.delete_value("U", "w"), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.configuration.delete_value("X", "w"), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.delete_value(one.top(), "K", nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.delete_value("U", "v"), RESULT_SUCCESS);
+  EXPECT_EQ(one.configuration.delete_key("U/X"), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.delete_key(one.top(), nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.values(one.top()), "[=t]");
+}
+
+TEST(Configuration, ReadsSeries) {
+  Facade one("<U/>");
+  struct {
+    char const *text;
+    unsigned int capacity;
+    std::vector<long> numbers;
+  } const cases[] = {
+      {"1 2 5:8 -3", 10, {1, 2, 5, 6, 7, 8, -3}},
+      {"1 2 5:8 -3", 4, {1, 2, 5, 6}},
+      {"8:5", 10, {8, 7, 6, 5}},
+      {"4:4", 10, {4}},
+      {"1:3:5", 10, {3, 4, 5}},
+      {"5:", 10, {}},
+      {"x, 3", 10, {3}},
+      {"", 10, {}},
+      {"7", 0, {}},
+      {"- 3 -x4 --5", 10, {3, 4, -5}},
+      {"1 : 3;7", 10, {1, 2, 3, 7}},
+      {"-2:-4", 10, {-2, -3, -4}},
+      {"9223372036854775806:9223372036854775807", 10, {LONG_MAX - 1, LONG_MAX}},
+      {"-9223372036854775808:9223372036854775807", 2, {LONG_MIN, LONG_MIN + 1}},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::string(c.text) + " into " + std::to_string(c.capacity));
+    ASSERT_EQ(one.configuration.set_value("U", "s", c.text, false), RESULT_SUCCESS);
+    long numbers[10];
+    unsigned int count = c.capacity;
+    EXPECT_EQ(one.configuration.get_series("U", "s", numbers, &count), RESULT_SUCCESS);
+    EXPECT_EQ(std::vector<long>(numbers, numbers + count), c.numbers);
+  }
+  long number;
+  unsigned int count = 1;
+  EXPECT_EQ(one.configuration.get_series("U", "none", &number, &count), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.configuration.get_series("X", "s", &number, &count), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.get_series(one.top(), nullptr, "s", nullptr, &count),
+            RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.get_series(one.top(), nullptr, nullptr, &number, &count),
+            RESULT_INVALID_ARGUMENT);
+}
+
+TEST(Configuration, FindsKeysByAValuesText) {
+  class Exposed : public Configuration {
+  public:
+    using Configuration::Configuration;
+    using Configuration::find_indexed_key_with_value;
+  };
+  LoadedSource one(
+      "<R><D n='cam' v='0'/><D n='laser' v='1'/><E n='cam'/><D n='cam' v='2'>t</D></R>");
+  Exposed const configuration(one.source);
+  CapturedLog log(CATEGORY);
+  auto const found = [&](char const *name, char const *text) {
+    return value_of(configuration, configuration.find_key_with_value("R/D", name, text));
+  };
+  EXPECT_EQ(found("n", "cam"), "0");
+  EXPECT_EQ(found("n", "laser"), "1");
+  EXPECT_EQ(found("", "t"), "2");
+  EXPECT_EQ(found(nullptr, "t"), "2");
+  EXPECT_EQ(found("n", "radar"), "-");
+  EXPECT_EQ(found("n", nullptr), "-");
+  void const *first = configuration.find_key("R/D");
+  EXPECT_EQ(
+      value_of(configuration, configuration.find_indexed_key_with_value(first, 1, "n", "cam")),
+      "2");
+  EXPECT_EQ(configuration.find_indexed_key_with_value(first, 2, "n", "cam"), nullptr);
+  EXPECT_EQ(configuration.find_key_with_value(one.top(), "X", "n", "cam"), nullptr);
+  EXPECT_EQ(log.take(), Lines{});
+  EXPECT_EQ(configuration.find_key_with_value("R/X", "n", "cam"), nullptr);
+  EXPECT_EQ(configuration.find_indexed_key_with_value(nullptr, 0, "n", "cam"), nullptr);
+  EXPECT_EQ(log.take(), (Lines{"WARN  - Can't find key 'R/X'",
+                               "WARN  - Failure in find_indexed_key_with_value"}));
+}
+
+TEST(Configuration, TellsWhyLoadingFailed) {
+  Facade one("<Resources/>");
+  CapturedLog log(CATEGORY);
+  CapturedLog const source_log("Ostrel.Core.Base.XmlConfigSource");
+  EXPECT_EQ(one.configuration.init_source(one.path.c_str()), RESULT_SUCCESS);
+  EXPECT_EQ(one.configuration.get_config_root(), IConfigSource::CONFIG_ROOT_RESOURCES);
+  EXPECT_EQ(one.configuration.init_source("none.xml"), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.configuration.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
+  EXPECT_EQ(one.configuration.init_source(nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.configuration.init_source(IConfigSource::CONFIG_ROOT_SEMANTICS,
+                                          one.directory.path().c_str()),
+            RESULT_NOT_FOUND);
+  EXPECT_EQ(one.configuration.get_config_root(), IConfigSource::CONFIG_ROOT_SEMANTICS);
+  EXPECT_EQ(log.take(), (Lines{"WARN  - Failed to initialize source 'none.xml'",
+                               "WARN  - Failed to initialize source ''",
+                               "WARN  - Failed to initialize source: The requested item or "
+                               "information was not found."}));
+}
+
+} // namespace

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/NullConfigSource.hpp"
+#include "tests/config/LoadedSource.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Ostrel;
+
+TEST(NullConfigSource, HoldsNothing) {
+  NullConfigSource source;
+  Configuration configuration(source);
+  std::string text = "stale";
+  EXPECT_EQ(configuration.init_source("file.xml"), RESULT_FAILURE);
+  EXPECT_EQ(configuration.find_key("A"), nullptr);
+  EXPECT_EQ(configuration.get_value("A", "v", &text), RESULT_NOT_FOUND);
+  EXPECT_EQ(configuration.find_repository_key("r", nullptr), nullptr);
+  EXPECT_EQ(configuration.commit(), RESULT_FAILURE);
+  source.close_repository(nullptr);
+  EXPECT_FALSE(source.get_key_name(nullptr, &text));
+  EXPECT_FALSE(source.get_value_data(nullptr, &text, &text));
+  EXPECT_EQ(text, "stale");
+}
+
+// A source that hides keys: the facade has to walk its way.
+class HidingSource : public XmlConfigSource {
+public:
+  void const *find_next(void const *key, std::string *name) const override {
+    void const *next = XmlConfigSource::find_next(key, name);
+    return next != nullptr && *name == "Hidden" ? find_next(next, name) : next;
+  }
+};
+
+TEST(Configuration, WalksAForeignSourceThroughItsOwnOperations) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("file.xml");
+  write_file(path, "<U><A v='0'/><Hidden v='h'/><B v='1' w='2'>t</B><A v='2'/></U>");
+  HidingSource source;
+  Configuration configuration(source);
+  ASSERT_EQ(configuration.init_source(path.c_str()), RESULT_SUCCESS);
+  struct {
+    char const *path, *name, *value; // null: there is no such value
+  } const cases[] = {
+      {"U/A:1", "v", "2"},   {"U/:1", "v", "1"},         {"U/:1", "w", "2"},    {"U/:1", "", "t"},
+      {"U/B", nullptr, "t"}, {"U/Hidden", "v", nullptr}, {"U/B", "x", nullptr}, {"X", "v", nullptr},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::string(c.path) + " " + (c.name == nullptr ? "null" : c.name));
+    std::string text;
+    EXPECT_EQ(configuration.get_value(c.path, c.name, &text),
+              c.value == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS);
+    EXPECT_EQ(text, c.value == nullptr ? "" : c.value);
+  }
+}
+
+} // namespace

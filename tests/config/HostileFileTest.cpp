@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/config/LoadedSource.hpp"
+#include "tests/support/CapturedLog.hpp"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace Ostrel;
+
+std::string repeated(std::string const &text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    result += text;
+  }
+  return result;
+}
+
+std::string with_entities(std::string const &declarations, std::string const &content) {
+  return "<!DOCTYPE R [" + declarations + "]><R>" + content + "</R>";
+}
+
+// Each entity ten times the one before.
+std::string laughs(char const *kind, char const *reference) {
+  std::string declarations = std::string("<!ENTITY ") + kind + "e0 '0123456789'>";
+  for (int i = 1; i < 12; ++i) {
+    declarations += std::string("<!ENTITY ") + kind + "e" + std::to_string(i) + " '" +
+                    repeated(reference + std::string("e") + std::to_string(i - 1) + ";", 10) + "'>";
+  }
+  return declarations;
+}
+
+TEST(HostileFile, DoesNotParse) {
+  std::string const kilobytes_50(50000, 'x'), entity = "<!ENTITY e '" + kilobytes_50 + "'>";
+  struct {
+    char const *what;
+    std::string content;
+  } const cases[] = {
+      {"empty", ""},
+      {"no root element", "<?xml version='1.0'?>"},
+      {"cut off", "<R><K"},
+      {"no XML", std::string(100000, '\0')},
+      {"bad characters", "<?xml version='1.0' encoding='UTF-8'?><R>" + repeated("\xFF", 100000)},
+      {"unknown encoding", "<?xml version='1.0' encoding='nonsense'?><R/>"},
+      {"too deep", repeated("<K>", 258) + repeated("</K>", 258)},
+      {"much too deep", repeated("<K>", 100000)},
+      {"external entity", with_entities("<!ENTITY e SYSTEM '/etc/passwd'>", "")},
+      {"external parameter entity", with_entities("<!ENTITY % e SYSTEM '/etc/passwd'>", "")},
+      {"unparsed entity",
+       with_entities("<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'e' NDATA n>", "")},
+      {"many references", with_entities(entity, repeated("&e;", 50000))},
+      {"many references in a value",
+       with_entities(entity, "<K v='" + repeated("&e;", 100) + "'/>")},
+      {"nested entities", with_entities(laughs("", "&"), "&e11;")},
+      {"nested parameter entities", with_entities(laughs("% ", "&#37;") + "%e11;", "")},
+      {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")},
+  };
+  CapturedLog log("Ostrel.Core.Base.XmlConfigSource");
+  LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource")
+      .set_priority(LoggingPriority::DEBUG);
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.what);
+    testing::internal::CaptureStderr();
+    LoadedSource const one(c.content);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(one.result, RESULT_FAILURE);
+    EXPECT_EQ(one.top(), nullptr);
+    std::vector<std::string> const lines = log.take();
+    ASSERT_EQ(lines.size(), 3u); // the path at trace level, what is wrong at debug, the warning
+    EXPECT_EQ(lines[1].substr(0, 8), "DEBUG - ");
+    EXPECT_EQ(lines[2], "WARN  - Failed to parse config file " + one.path);
+  }
+  LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource")
+      .set_priority(LoggingPriority::NOT_SET);
+}
+
+TEST(HostileFile, ParsesWhatIsHarmless) {
+  struct {
+    char const *what;
+    std::string content;
+    std::string text;
+  } const cases[] = {
+      {"external subset", "<!DOCTYPE R SYSTEM 'http://localhost/x.dtd'><R>t</R>", "t"},
+      {"external subset that is a file", "<!DOCTYPE R SYSTEM '/etc/passwd'><R>t</R>", "t"},
+      {"entities", with_entities("<!ENTITY a 'A'><!ENTITY b '&a;B&#38;amp;'>", "&b;&b;"), "AB&AB&"},
+      {"1 MB out of little",
+       with_entities("<!ENTITY e '" + std::string(50000, 'x') + "'>", repeated("&e;", 20)),
+       std::string(1000000, 'x')},
+      {"declared values",
+       "<!DOCTYPE R [<!ATTLIST K v CDATA '" + std::string(50000, 'x') + "'>]><R>t" +
+           repeated("<K/>", 30000) + "</R>",
+       "t"},
+      {"as deep as it goes", repeated("<K>", 257) + "t" + repeated("</K>", 257), "t"},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.what);
+    LoadedSource const one(c.content);
+    EXPECT_EQ(one.result, RESULT_SUCCESS);
+    EXPECT_EQ(one.values(one.top()).substr(0, 99), ("[=" + c.text + "]").substr(0, 99));
+  }
+}
+
+// The parser takes long blanks, and those at the end of its buffer, for text.
+TEST(HostileFile, BlanksBetweenElementsAreDroppedAtAnyLength) {
+  for (int length : {1, 249, 250, 299, 300, 301, 3999, 4000, 5000, 20000}) {
+    for (char const *blank : {" ", "\n", "\r\n"}) {
+      SCOPED_TRACE(std::to_string(length) + " of " + std::to_string(*blank));
+      std::string const blanks = repeated(blank, length);
+      LoadedSource const one("<R>" + blanks + "<A> </A>" + blanks + "<B>b" + blanks + "</B> " +
+                             "</R>");
+      std::string const lines = *blank == '\r' ? repeated("\n", length) : blanks;
+      EXPECT_TRUE(one.values(one.top()) == "[= b" + lines + "]");
+      EXPECT_EQ(one.values(one.below(one.top())), "[= ]");
+    }
+  }
+}
+
+} // namespace

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/Files.hpp"
+
+#include <string>
+
+/// A source over a file of its own in a fresh directory.
+class LoadedSource {
+public:
+  explicit LoadedSource(std::string const &content, std::string const &name = "file.xml")
+      : path(directory.path(name)) {
+    write_file(path, content);
+    result = source.init_source(path.c_str());
+  }
+
+  /// What another source gets out of the file as it is now.
+  LoadedSource reloaded() const { return LoadedSource(read_file(path)); }
+
+  void const *top() const { return source.find_first(nullptr, &ignored_); }
+
+  /// The first sub-key of the key.
+  void const *below(void const *key) const { return source.find_first(key, &ignored_); }
+
+  /// Name=text of every value of the key, the text value first, each in brackets.
+  std::string values(void const *key) const {
+    std::string name, text, all;
+    for (void const *value = source.find_first_value(key, &name, &text); value != nullptr;
+         value = source.find_next_value(value, &name, &text)) {
+      all += "[" + name + "=" + text + "]";
+    }
+    return all;
+  }
+
+  TemporaryDirectory directory;
+  std::string path;
+  Ostrel::XmlConfigSource source;
+  unsigned long result = 0;
+
+private:
+  mutable std::string ignored_;
+};

@@ -1,0 +1,199 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <thread>
+
+namespace {
+
+using namespace Ostrel;
+
+// Prints what each argument gives: `key`, `key=text` (set) or `key!text` (set and commit).
+int user_settings(Role::Arguments const &arguments) {
+  for (std::string const &argument : arguments) {
+    std::size_t const at = argument.find_first_of("=!");
+    std::string const key = argument.substr(0, at);
+    std::string text = "stale";
+    if (at == std::string::npos) {
+      unsigned long const result = UserConfig::get_user_config(key.c_str(), &text);
+      std::printf("%lu %s\n", result, text.c_str());
+    } else {
+      std::printf("%lu\n", UserConfig::set_user_config(key.c_str(), argument.c_str() + at + 1,
+                                                       argument[at] == '!'));
+    }
+  }
+  return 0;
+}
+
+Role const settings_role("user-settings", user_settings);
+
+constexpr char SETTINGS[] = R"(<?xml version="1.0"?>
+<UserConfig>
+  <ObstacleAvoidance Method="vfh" Speed="3"/>
+  <Aliases>
+    <Alias name="Speed" value="UserConfig/ObstacleAvoidance/Speed"/>
+    <Alias name="Half"/>
+    <Alias name="VisualAvoidanceTolerance" value="UserConfig/ObstacleAvoidance/Method"/>
+    <Alias name="Broken" value="UserConfig/Method"/>
+  </Aliases>
+</UserConfig>
+)";
+
+constexpr char MALFORMED[] =
+    "WARN  - Malformed key + value. Valid keys should be of the form root/key(1..n)/value\n";
+constexpr char NO_VALUE[] = "WARN  - Unable to parse alias declaration in user configuration: "
+                            "Could not find 'value' parameter.\n";
+
+TEST(UserConfig, ReadsAndSetsByKeyAndAlias) {
+  constexpr char METHOD[] = "UserConfig/ObstacleAvoidance/Method";
+  struct {
+    Role::Arguments arguments;
+    char const *out;
+    std::string warnings; // besides the one about the alias without a value
+    bool is_file_changed;
+  } const cases[] = {
+      {{METHOD, "$ObstacleAvoidanceMethod", METHOD}, "0 vfh\n0 vfh\n0 vfh\n", "", false},
+      {{"$Speed", "$VisualAvoidanceTolerance"}, "0 3\n0 vfh\n", "", false},
+      {{"$speed", "$", "$Half", "$Broken"},
+       "1 stale\n1 stale\n1 stale\n1 stale\n",
+       std::string(MALFORMED) + MALFORMED + MALFORMED + MALFORMED,
+       false},
+      {{"UserConfig/Method", "/UserConfig/A/B", "UserConfig//A/B", "UserConfig/A/", "", "A/B="},
+       "1 stale\n1 stale\n1 stale\n1 stale\n1 stale\n1\n",
+       std::string(MALFORMED) + MALFORMED + MALFORMED + MALFORMED + MALFORMED + MALFORMED,
+       false},
+      {{"UserConfig/None/Value"}, "1 stale\n", "", false},
+      {{"$ObstacleAvoidanceMethod=new", METHOD, "$VisualAvoidanceTolerance"},
+       "0\n0 new\n0 new\n",
+       "",
+       false},
+      {{METHOD, "$ObstacleAvoidanceMethod!new", METHOD}, "0 vfh\n0\n0 new\n", "", true},
+      {{"UserConfig/New/Deep/Value!1", "UserConfig/New/Deep/Value"}, "0\n0 1\n", "", true},
+      {{"Other/New/Value!1", "Other/New/Value"},
+       "1\n1 stale\n",
+       "WARN  - Can't create new root key\n",
+       false},
+      {{"UserConfig/New/Value=1", "UserConfig/New/Value", "UserConfig/New/Other"},
+       "0\n0 1\n1 stale\n",
+       "",
+       false},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.arguments.back());
+    TemporaryDirectory const directory;
+    write_file(directory.path("user-config.xml"), SETTINGS);
+    ChildResult const child =
+        run_child("user-settings", c.arguments, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
+    EXPECT_EQ(child.status, 0);
+    EXPECT_EQ(child.out, c.out);
+    EXPECT_EQ(child.err, NO_VALUE + c.warnings);
+    EXPECT_EQ(read_file(directory.path("user-config.xml")) != SETTINGS, c.is_file_changed);
+  }
+}
+
+TEST(UserConfig, WorksWithoutAFile) {
+  TemporaryDirectory const directory;
+  std::string const registry = directory.path("registry.reg");
+  write_file(registry, "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
+                       "\"InstallPath\"=\"/nowhere\"\n");
+  ChildResult const child = run_child("user-settings",
+                                      {"$ObstacleAvoidanceMethod", "$ObstacleAvoidanceMethod!x",
+                                       "$ObstacleAvoidanceMethod", "$Speed"},
+                                      {{"OSTREL_CONFIG_PATH", directory.path().c_str()},
+                                       {"OSTREL_REGISTRY_FILE", registry.c_str()}});
+  EXPECT_EQ(child.out, "0 stale\n0\n0 x\n1 stale\n");
+  EXPECT_EQ(child.err, "WARN  - Unable to find file '" + directory.path() + "\\user-config.xml'\n" +
+                           "WARN  - Unable to find file '/nowhere\\config\\user-config.xml'\n"
+                           "WARN  - Unable to find file '.\\user-config.xml'\n"
+                           "WARN  - Failed to find file 'user-config.xml'\n"
+                           "WARN  - Failed to initialize source: The requested item or "
+                           "information was not found.\n" +
+                           MALFORMED);
+}
+
+TEST(UserConfig, DeclarationsEndAtTheFirstGap) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("user-config.xml"),
+             "<UserConfig><A v='1'/><Aliases><Alias name='x' value='UserConfig/A/v'/></Aliases>"
+             "<Aliases><Alias name='y' value='UserConfig/A/v'/></Aliases></UserConfig>");
+  ChildResult const child =
+      run_child("user-settings", {"$x", "$y"}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
+  EXPECT_EQ(child.out, "0 1\n1 stale\n");
+}
+
+TEST(UserConfig, NullArgumentsAreNotFollowed) {
+  std::string text = "stale";
+  EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/B", nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/B", nullptr, false), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(UserConfig::get_user_config(nullptr, &text), RESULT_FAILURE);
+  EXPECT_EQ(UserConfig::set_user_config(nullptr, "t", false), RESULT_FAILURE);
+  EXPECT_EQ(text, "stale");
+}
+
+// A setting that is used while static objects of the program come and go.
+struct StaticUser {
+  StaticUser() { UserConfig::get_user_config("UserConfig/ObstacleAvoidance/Method", &text); }
+  ~StaticUser() {
+    if (UserConfig::get_user_config("UserConfig/ObstacleAvoidance/Speed", &text) ==
+        RESULT_SUCCESS) {
+      std::fprintf(stderr, "%s", text.c_str());
+    }
+  }
+  std::string text;
+};
+
+int static_user(Role::Arguments const &) {
+  static StaticUser user;
+  std::fprintf(stderr, "%s", user.text.c_str());
+  return 0;
+}
+
+Role const static_role("static-user", static_user);
+
+TEST(UserConfig, WorksInStaticObjects) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("user-config.xml"),
+             "<UserConfig><ObstacleAvoidance Method='vfh' Speed='3'/></UserConfig>");
+  ChildResult const child =
+      run_child("static-user", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
+  EXPECT_EQ(child.status, 0);
+  EXPECT_EQ(child.err, "vfh3");
+}
+
+int share_settings(Role::Arguments const &) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([t] {
+      std::string const key = "UserConfig/Thread/T" + std::to_string(t), text = std::to_string(t);
+      for (int i = 0; i < 20; ++i) {
+        std::string found;
+        UserConfig::get_user_config("$ObstacleAvoidanceMethod", &found);
+        UserConfig::set_user_config(key.c_str(), text.c_str(), i % 10 == 0);
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  return 0;
+}
+
+Role const share_role("share-settings", share_settings);
+
+TEST(UserConfig, ManyThreadsReadAndCommitAtOnce) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("user-config.xml"), "<UserConfig/>");
+  ChildResult const child =
+      run_child("share-settings", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
+  EXPECT_EQ(child.status, 0) << child.err;
+  EXPECT_EQ(read_file(directory.path("user-config.xml")).find("<Thread T"), 37u);
+}
+
+} // namespace

@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Platform.hpp"
+#include "tests/config/LoadedSource.hpp"
+#include "tests/support/CapturedLog.hpp"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <thread>
+
+namespace {
+
+using namespace Ostrel;
+using Lines = std::vector<std::string>;
+
+constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
+constexpr char DEVICES[] = "<R v='1' w='2'>t<D n='a'>x</D><!-- c --><E/><D n='b'/><D/>u</R>";
+
+TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
+  LoadedSource const one(DEVICES);
+  std::string name;
+  void const *key = one.source.find_first(nullptr, &name);
+  EXPECT_EQ(name, "R");
+  EXPECT_EQ(one.source.find_next(key, &name), nullptr);
+  EXPECT_EQ(one.values(key), "[=txu][v=1][w=2]");
+  std::string names;
+  for (void const *sub = one.source.find_first(key, &name); sub != nullptr;
+       sub = one.source.find_next(sub, &name)) {
+    names += name + one.values(sub);
+  }
+  EXPECT_EQ(names, "D[=x][n=a]E[=]D[=][n=b]D[=]");
+  struct {
+    int index;
+    char const *values; // null: there is no such key
+  } const cases[] = {{-1, nullptr}, {0, "[=x][n=a]"}, {1, "[=][n=b]"}, {2, "[=]"}, {3, nullptr}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.index);
+    void const *found = one.source.find_indexed_sub_key(key, "D", c.index);
+    ASSERT_EQ(found != nullptr, c.values != nullptr);
+    EXPECT_EQ(one.values(found), c.values == nullptr ? "" : c.values);
+  }
+}
+
+TEST(XmlConfigSource, TellsAHandlesNameAndText) {
+  LoadedSource const one("<R v='1'><D>x</D></R>");
+  std::string name = "stale", text = "stale";
+  EXPECT_FALSE(one.source.get_key_name(nullptr, &name));
+  EXPECT_FALSE(one.source.get_value_data(nullptr, &name, &text));
+  EXPECT_EQ(name + text, "stalestale");
+  void const *value = one.source.find_first_value(one.top(), &name, &text);
+  EXPECT_TRUE(one.source.get_value_data(value, &name, &text));
+  EXPECT_EQ(name + "=" + text, "=x");
+  value = one.source.find_next_value(value, &name, &text);
+  EXPECT_TRUE(one.source.get_value_data(value, &name, &text));
+  EXPECT_EQ(name + "=" + text, "v=1");
+  EXPECT_EQ(one.source.find_next_value(value, &name, &text), nullptr);
+}
+
+TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {
+  LoadedSource one("<R v='1'/>");
+  std::string text;
+  void const *const top = one.top();
+  EXPECT_EQ(one.source.init_source(nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.source.open_repository(nullptr), nullptr);
+  one.source.close_repository(nullptr);
+  EXPECT_EQ(one.source.find_first(nullptr, nullptr), nullptr);
+  EXPECT_EQ(one.source.find_next(nullptr, &text), nullptr);
+  EXPECT_EQ(one.source.find_first_value(nullptr, &text, &text), nullptr);
+  EXPECT_EQ(one.source.find_first_value(top, nullptr, &text), nullptr);
+  EXPECT_EQ(one.source.find_next_value(nullptr, &text, &text), nullptr);
+  EXPECT_EQ(one.source.find_indexed_sub_key(nullptr, "D", 0), nullptr);
+  EXPECT_EQ(one.source.find_indexed_sub_key(top, nullptr, 0), nullptr);
+  EXPECT_EQ(one.source.create_key(nullptr, "K", false), nullptr);
+  EXPECT_EQ(one.source.create_key(top, nullptr, false), nullptr);
+  EXPECT_EQ(one.source.set_value(nullptr, "v", "t", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.source.set_value(top, "v", nullptr, false), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.source.delete_key(nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.source.delete_value(nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, nullptr, "R"),
+            RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.values(one.top()), "[=][v=1]");
+}
+
+TEST(XmlConfigSource, EditsReachTheFileWhenCommitted) {
+  LoadedSource one("<R><A>old<B/></A></R>");
+  std::string const before = read_file(one.path);
+  void const *a = one.below(one.top());
+  EXPECT_EQ(one.source.set_value(a, "v", "1", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.source.set_value(a, nullptr, "new", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.below(a), nullptr);
+  EXPECT_EQ(read_file(one.path), before);
+  EXPECT_EQ(one.source.set_value(a, "v", "2", true), RESULT_SUCCESS);
+  void const *c = one.source.create_key(one.top(), "C", true);
+  EXPECT_EQ(read_file(one.path),
+            "<?xml version=\"1.0\"?>\n<R>\n  <A v=\"2\">new</A>\n  <C/>\n</R>\n");
+  std::string name, text;
+  void const *value = one.source.find_first_value(a, &name, &text);
+  EXPECT_EQ(one.source.delete_value(value), RESULT_FAILURE);
+  EXPECT_EQ(one.source.delete_value(one.source.find_next_value(value, &name, &text)),
+            RESULT_SUCCESS);
+  EXPECT_EQ(one.source.delete_key(c), RESULT_SUCCESS);
+  EXPECT_EQ(read_file(one.path), "<?xml version=\"1.0\"?>\n<R>\n  <A>new</A>\n</R>\n");
+}
+
+TEST(XmlConfigSource, AFileThatCannotBeWrittenKeepsItsContent) {
+  LoadedSource one("<R v='1'><K/></R>");
+  std::string const before = read_file(one.path);
+  std::filesystem::path const moved = one.directory.path("moved");
+  std::filesystem::rename(one.path, moved);
+  std::filesystem::create_directory(one.path); // nobody can write a directory, not even root
+  EXPECT_EQ(one.source.commit(), RESULT_FAILURE);
+  EXPECT_EQ(one.source.set_value(one.top(), "v", "2", true), RESULT_IO_ERROR);
+  EXPECT_EQ(one.source.create_key(one.top(), "L", true), nullptr);
+  EXPECT_NE(one.source.find_indexed_sub_key(one.top(), "L", 0), nullptr);
+  EXPECT_EQ(one.source.delete_key(one.below(one.top())), RESULT_IO_ERROR);
+  EXPECT_EQ(read_file(moved.string()), before);
+  auto const entries = std::filesystem::directory_iterator(one.directory.path());
+  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);
+}
+
+TEST(XmlConfigSource, ADocumentWithoutTopKeyIsNotWritten) {
+  LoadedSource one("<R/>");
+  EXPECT_EQ(one.source.delete_key(one.top()), RESULT_IO_ERROR);
+  EXPECT_EQ(read_file(one.path), "<R/>");
+  EXPECT_EQ(one.top(), nullptr);
+}
+
+TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("a/in-a.xml"), "<A/>");
+  write_file(directory.path("b/in-a.xml"), "<B/>");
+  write_file(directory.path("b/in-b.xml"), "<B/>");
+  std::string const a = directory.path("a"), b = directory.path("b"), absolute = b + "/in-b.xml";
+  struct {
+    std::string path, file, top; // empty top: not found
+    Lines warnings;
+  } const cases[] = {
+      {a + ";" + b, "in-a.xml", "A", {}},
+      {b + ";" + a, "in-a.xml", "B", {}},
+      {a + ";;" + b, "in-b.xml", "B", {}},
+      {a, absolute, "B", {}},
+      {a + ";" + b,
+       "none.xml",
+       "",
+       {"WARN  - Unable to find file '" + a + "\\none.xml'",
+        "WARN  - Unable to find file '" + b + "\\none.xml'",
+        "WARN  - Unable to find file '.\\none.xml'", "WARN  - Failed to find file 'none.xml'"}},
+      {"",
+       "\\none.xml",
+       "",
+       {"WARN  - Unable to find file '.\\none.xml'", "WARN  - Unable to find file '.\\none.xml'",
+        "WARN  - Failed to find file '\\none.xml'"}},
+  };
+  CapturedLog log(CATEGORY);
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.path + " " + c.file);
+    XmlConfigSource source;
+    ASSERT_EQ(source.set_search_path(c.path.c_str()), RESULT_SUCCESS);
+    EXPECT_EQ(source.init_source(c.file.c_str()),
+              c.top.empty() ? RESULT_NOT_FOUND : RESULT_SUCCESS);
+    std::string name;
+    source.find_first(nullptr, &name);
+    EXPECT_EQ(name, c.top);
+    EXPECT_EQ(log.take(), c.warnings);
+  }
+}
+
+TEST(XmlConfigSource, TheRootIsWhatTheFileSays) {
+  struct {
+    IConfigSource::ConfigRoot asked;
+    char const *file, *top;
+    IConfigSource::ConfigRoot found;
+  } const cases[] = {
+      {IConfigSource::CONFIG_ROOT_APPLICATIONS, "application-config.xml", "Applications",
+       IConfigSource::CONFIG_ROOT_APPLICATIONS},
+      {IConfigSource::CONFIG_ROOT_BEHAVIORS, "behavior-config.xml", "Behaviors",
+       IConfigSource::CONFIG_ROOT_BEHAVIORS},
+      {IConfigSource::CONFIG_ROOT_PERSONALITIES, "personality-config.xml", "Personalities",
+       IConfigSource::CONFIG_ROOT_PERSONALITIES},
+      {IConfigSource::CONFIG_ROOT_RESOURCES, "resource-config.xml", "Resources",
+       IConfigSource::CONFIG_ROOT_RESOURCES},
+      {IConfigSource::CONFIG_ROOT_SEMANTICS, "semantic-config.xml", "Semantics",
+       IConfigSource::CONFIG_ROOT_SEMANTICS},
+      {IConfigSource::CONFIG_ROOT_USER_CONFIG, "user-config.xml", "Resources",
+       IConfigSource::CONFIG_ROOT_RESOURCES},
+      {IConfigSource::CONFIG_ROOT_USER_CONFIG, "user-config.xml", "userconfig",
+       IConfigSource::CONFIG_ROOT_OTHER},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::string(c.file) + " " + c.top);
+    TemporaryDirectory const directory;
+    write_file(directory.path(c.file), std::string("<") + c.top + "/>");
+    XmlConfigSource source;
+    EXPECT_EQ(source.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
+    EXPECT_EQ(source.init_source(c.asked, directory.path().c_str()), RESULT_SUCCESS);
+    EXPECT_EQ(source.get_config_root(), c.found);
+  }
+  XmlConfigSource source;
+  for (int root : {-1, 0, 1, 8}) {
+    EXPECT_EQ(source.init_source(static_cast<IConfigSource::ConfigRoot>(root), nullptr),
+              RESULT_INVALID_ARGUMENT);
+  }
+}
+
+TEST(XmlConfigSource, AFailedLoadKeepsOrDropsTheOldDocument) {
+  LoadedSource one("<Behaviors v='1'/>");
+  CapturedLog const log(CATEGORY);
+  EXPECT_EQ(one.source.init_source("no-such-file.xml"), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.values(one.top()), "[=][v=1]");
+  std::string const broken = one.directory.path("broken.xml");
+  write_file(broken, "<R>");
+  EXPECT_EQ(one.source.init_source(broken.c_str()), RESULT_FAILURE);
+  EXPECT_EQ(one.top(), nullptr);
+  EXPECT_EQ(one.source.commit(), RESULT_FAILURE);
+  EXPECT_EQ(read_file(broken), "<R>");
+}
+
+TEST(XmlConfigSource, RepositoriesAreOpenedOnceAndNeverWritten) {
+  LoadedSource one("<R/>");
+  std::string const file = one.directory.path("devices/camera.xml");
+  write_file(file, "<Camera v='1'/>");
+  ASSERT_EQ(one.source.set_search_path(one.directory.path().c_str()), RESULT_SUCCESS);
+  void const *camera = one.source.open_repository("devices.camera");
+  ASSERT_NE(camera, nullptr);
+  EXPECT_EQ(one.source.set_value(camera, "v", "2", true), RESULT_SUCCESS);
+  EXPECT_EQ(one.source.open_repository("devices.camera"), camera);
+  one.source.close_repository("devices.camera");
+  EXPECT_EQ(read_file(file), "<Camera v='1'/>");
+  EXPECT_EQ(one.values(one.source.open_repository("devices.camera")), "[=][v=1]");
+  CapturedLog log(CATEGORY);
+  write_file(one.directory.path("broken.xml"), "<");
+  EXPECT_EQ(one.source.open_repository("broken"), nullptr);
+  EXPECT_EQ(log.take(),
+            Lines{"WARN  - Failed to parse config file " + one.directory.path() + "\\broken.xml"});
+  EXPECT_EQ(one.source.open_repository("none"), nullptr);
+  EXPECT_EQ(log.take().size(), 2u); // the directory and the current one
+}
+
+TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("a%41b.xml"); // a name, no address
+  XmlConfigSource source;
+  CapturedLog log(CATEGORY);
+  struct {
+    int mode;
+    char const *root;
+    unsigned long result;
+    std::size_t warnings;
+  } const cases[] = {
+      {1, "R", RESULT_NOT_IMPLEMENTED, 0},  {2, "R", RESULT_NOT_IMPLEMENTED, 0},
+      {3, "R", RESULT_INVALID_ARGUMENT, 0}, {0, nullptr, RESULT_FAILURE, 1},
+      {0, "no name", RESULT_FAILURE, 1},    {0, "Behaviors", RESULT_SUCCESS, 0},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::to_string(c.mode) + (c.root == nullptr ? "" : c.root));
+    EXPECT_EQ(source.create_source(static_cast<XmlConfigSource::CreateFilePath>(c.mode),
+                                   path.c_str(), c.root),
+              c.result);
+    EXPECT_EQ(log.take().size(), c.warnings);
+    EXPECT_EQ(source.commit(), c.result == RESULT_SUCCESS ? RESULT_SUCCESS : RESULT_FAILURE);
+  }
+  EXPECT_EQ(source.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
+  EXPECT_EQ(read_file(path), "<?xml version=\"1.0\"?>\n<Behaviors/>\n");
+}
+
+TEST(XmlConfigSource, InstancesAreCounted) {
+  int const before = XmlConfigSource::_instance_count;
+  auto first = std::make_unique<XmlConfigSource>();
+  auto const second = std::make_unique<XmlConfigSource>();
+  EXPECT_EQ(XmlConfigSource::_instance_count, before + 2);
+  first.reset();
+  EXPECT_EQ(XmlConfigSource::_instance_count, before + 1);
+}
+
+TEST(XmlConfigSource, ManyThreadsMayUseOneSource) {
+  LoadedSource one("<R><A v='0'/></R>");
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t) {
+    threads.emplace_back([&one, t] {
+      for (int i = 0; i < 50; ++i) {
+        std::string const text = std::to_string(t * 50 + i);
+        std::string name, found;
+        void const *key = one.source.find_first(one.source.find_first(nullptr, &name), &name);
+        one.source.set_value(key, "v", text.c_str(), i % 10 == 0);
+        one.source.find_next_value(one.source.find_first_value(key, &name, &found), &name, &found);
+        XmlConfigSource const another;
+      }
+    });
+  }
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(one.source.commit(), RESULT_SUCCESS);
+  LoadedSource const again = one.reloaded();
+  EXPECT_EQ(again.values(again.below(again.top())), one.values(one.below(one.top())));
+}
+
+} // namespace
