@@ -231,7 +231,7 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
   taken.wait();
   EXPECT_EQ(in_forked_child([&] {
               alarm(60); // rather than wait for a thread that is not there
-              bool const is_mine = mine->release() && is_free(*mine);
+              bool const is_mine = mine->release() && mine->acquire() && mine->release();
               bool const is_mended = !theirs->acquire() && theirs->acquire() && theirs->release();
               return is_mine && is_mended ? 0 : 1;
             }),
