@@ -39,12 +39,12 @@ void FileLoggingOutput::open_file() {
   ends_inside_line_ = ends_inside_line_ && stream_->size() != 0;
 }
 
-bool FileLoggingOutput::write_method(std::string const &text) try {
+void FileLoggingOutput::put(std::string_view text) try {
   if (stream_ == nullptr) {
     open_file();
   }
   if (stream_ == nullptr || !stream_->is_open()) {
-    return true;
+    return;
   }
   if (ends_inside_line_) {
     append_after_fragment(text);
@@ -52,15 +52,15 @@ bool FileLoggingOutput::write_method(std::string const &text) try {
     std::size_t const written = stream_->write(text.data(), text.size());
     ends_inside_line_ = written != 0 && written < text.size();
   }
-  return true;
 } catch (std::bad_alloc const &) {
-  return true; // the text is lost
+  return; // the text is lost
 }
 
 // Ends the line that a full disk cut short, so that this one does not vanish in it; in one append
 // with the text, which other writers must not come into.
-void FileLoggingOutput::append_after_fragment(std::string const &text) {
-  std::string const line = '\n' + text;
+void FileLoggingOutput::append_after_fragment(std::string_view text) {
+  std::string line(1, '\n');
+  line += text;
   std::size_t const written = stream_->write(line.data(), line.size());
   bool const fragment_ended = written != 0;
   bool const is_cut_again = written > 1 && written < line.size();

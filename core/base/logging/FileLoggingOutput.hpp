@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Ostrel {
 
@@ -30,17 +31,15 @@ public:
   /// @return true.
   bool re_open() override;
 
-  /// Appends the text to the file, opening it if need be.
-  /// @return true, also when the text is lost.
-  bool write_method(std::string const &text) override;
-
 protected:
   /// Opens the file for appending and makes it when it does not exist. One that cannot be opened
   /// counts as open, and loses what is written to it, until `re_open`.
   void open_file();
 
 private:
-  void append_after_fragment(std::string const &text);
+  // Appends the text to the file, opening it if need be.
+  void put(std::string_view text) override;
+  void append_after_fragment(std::string_view text);
 
   std::string file_name_;
   std::unique_ptr<File> stream_;  // null until first needed

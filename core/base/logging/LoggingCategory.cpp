@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingCategory.hpp"
 
-#include "core/base/foundation/Formatting.h"
 #include "core/base/logging/LevelFunction.hpp"
+#include "core/base/logging/LogLine.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingOutputImpl.hpp"
@@ -13,7 +13,7 @@
 
 namespace Ostrel {
 
-int const LoggingCategory::MAX_CATEGORY_SIZE = 16384;
+int const LoggingCategory::MAX_CATEGORY_SIZE = LogLine::MESSAGE_SIZE;
 
 LoggingCategory &LoggingCategory::get_instance(char const *name) {
   LoggingVisit const visit;
@@ -99,9 +99,27 @@ bool LoggingCategory::log(LoggingPriority::PriorityLevel level, char const *form
 
 void LoggingCategory::log_write(LoggingPriority::PriorityLevel level, char const *file, int line,
                                 char const *format, va_list arguments) {
-  char message[MAX_CATEGORY_SIZE];
-  ovra_vsnprintf(message, sizeof message, format, arguments);
-  log_write_helper(message, level, file, line);
+  LogLine text;
+  text.format(format, arguments);
+  if (file != nullptr || !write_plain(level, text)) {
+    log_write_helper(text.message(), level, file, line);
+  }
+}
+
+// The short way of most lines: false, with nothing done, when the output wants an event.
+bool LoggingCategory::write_plain(LoggingPriority::PriorityLevel level, LogLine &text) {
+  LoggingVisit const visit;
+  ILoggingOutput *const output = hierarchy_.load() == nullptr ? nullptr : get_logging_output();
+  if (output == nullptr) {
+    return true; // nobody takes it
+  }
+  LoggingOutputImpl *const plain = LoggingOutputImpl::as_plain(output);
+  if (plain == nullptr) {
+    return false;
+  }
+  [[maybe_unused]] LoggingTimeStamp const number; // every line takes one, as an event does
+  plain->write_plain(text.finish(level));
+  return true;
 }
 
 void LoggingCategory::log_write_helper(char const *message, LoggingPriority::PriorityLevel level,

@@ -13,6 +13,7 @@
 namespace Ostrel {
 
 class ILoggingOutput;
+class LogLine;
 class LoggingHierarchy;
 
 /// A named source of log messages. Categories form a tree by the dots in their names; one that has
@@ -123,6 +124,7 @@ private:
 
   void log_write_helper(char const *message, LoggingPriority::PriorityLevel level, char const *file,
                         int line);
+  bool write_plain(LoggingPriority::PriorityLevel level, LogLine &text);
   bool log(LoggingPriority::PriorityLevel level, char const *format, va_list arguments)
       OSTBASE_PRINTF(3, 0);
   bool log_passed(LoggingPriority::PriorityLevel level, char const *format, ...)

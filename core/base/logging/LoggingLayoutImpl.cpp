@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 
+#include "core/base/logging/LogLine.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
 
 #include <cstring>
@@ -8,8 +9,6 @@
 namespace Ostrel {
 
 namespace {
-
-constexpr char SEPARATOR[] = " - ";
 
 void append_position(std::string &line, char const *file, int number) {
   line += " [";
@@ -24,9 +23,9 @@ void append_position(std::string &line, char const *file, int number) {
 std::string LoggingLayoutImpl::format(LoggingEvent const &event) {
   char const *const level = LoggingPriority::get_priority_name(event.priority);
   std::string line;
-  line.reserve(std::strlen(level) + sizeof SEPARATOR + event.message.size());
+  line.reserve(std::strlen(level) + LEVEL_SEPARATOR.size() + 1 + event.message.size());
   line += level;
-  line += SEPARATOR;
+  line += LEVEL_SEPARATOR;
   line += event.message;
   if (event.file != nullptr) {
     append_position(line, event.file, event.line);

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingOutputImpl.hpp"
 
+#include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "core/base/logging/LoggingLock.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <new>
+#include <typeinfo>
 
 namespace Ostrel {
 
@@ -44,7 +46,7 @@ void LoggingOutputImpl::delete_layout() {
 }
 
 bool LoggingOutputImpl::write_method(std::string const &text) {
-  Platform::write_standard_error(text.data(), text.size());
+  put(text);
   return true;
 }
 
@@ -55,6 +57,26 @@ void LoggingOutputImpl::write(LoggingEvent const &event) try {
   }
 } catch (std::bad_alloc const &) {
   return; // the event is lost
+}
+
+LoggingOutputImpl *LoggingOutputImpl::as_plain(ILoggingOutput *output) {
+  if (typeid(*output) != typeid(FileLoggingOutput) &&
+      typeid(*output) != typeid(LoggingOutputImpl)) {
+    return nullptr;
+  }
+  auto *const ours = static_cast<LoggingOutputImpl *>(output);
+  ILoggingLayout const *const layout = ours->layout_.get();
+  bool const is_default = layout != nullptr && typeid(*layout) == typeid(LoggingLayoutImpl);
+  return is_default ? ours : nullptr;
+}
+
+void LoggingOutputImpl::write_plain(std::string_view line) {
+  LoggingLock const lock(mutex_.get());
+  put(line);
+}
+
+void LoggingOutputImpl::put(std::string_view text) {
+  Platform::write_standard_error(text.data(), text.size());
 }
 
 } // namespace Ostrel

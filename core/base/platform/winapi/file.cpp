@@ -36,7 +36,7 @@ public:
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
 
   void open(Descriptor descriptor) noexcept { descriptor_ = std::move(descriptor); }
-  int descriptor() const noexcept { return descriptor_.get(); }
+  int descriptor() const noexcept override { return descriptor_.get(); }
 
 private:
   Descriptor descriptor_;
@@ -54,12 +54,12 @@ bool fail_with_errno() {
 
 // The descriptor of a file's handle; -1, with the last error, for any other.
 int descriptor_of(HANDLE handle) {
-  auto const *file = dynamic_cast<FileHandle *>(Handle::of(handle));
-  if (file == nullptr) {
+  Handle const *const object = Handle::of(handle);
+  int const descriptor = object == nullptr ? -1 : object->descriptor();
+  if (descriptor == -1) {
     SetLastError(ERROR_INVALID_HANDLE);
-    return -1;
   }
-  return file->descriptor();
+  return descriptor;
 }
 
 int access_flags(DWORD access) {
