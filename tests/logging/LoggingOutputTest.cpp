@@ -102,7 +102,7 @@ void limit_file_size(rlim_t limit) {
 Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   FileLoggingOutput output(arguments[0].c_str());
-  for (rlim_t limit : {14, 14, 18, 100}) {
+  for (rlim_t limit : {14U, 14U, 18U, 100U}) {
     limit_file_size(limit);
     output.write(event(std::to_string(limit)));
   }
