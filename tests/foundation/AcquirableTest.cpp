@@ -13,7 +13,7 @@ using namespace Ostrel;
 namespace {
 
 // Counts its calls, and succeeds as it is told to.
-struct Recorder : IAcquirable {
+struct Recorder final : IAcquirable {
   bool acquire() override { return ++acquired, succeeds; }
   bool release() override { return ++released, succeeds; }
   bool is_acquired() const override { return acquired > released; }

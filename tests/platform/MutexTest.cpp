@@ -132,6 +132,7 @@ TEST(Mutex, ExcludesManyThreads) {
   auto const mutex = make_mutex();
   int counter = 0; // the thread sanitizer looks after it
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 2000; ++round) {

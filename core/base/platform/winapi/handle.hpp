@@ -9,7 +9,7 @@ namespace Ostrel {
 /// `ERROR_INVALID_HANDLE`, as it does for a handle that is none.
 class Handle {
 public:
-  Handle() = default;
+  Handle() noexcept = default;
   Handle(Handle const &) = delete;
   Handle &operator=(Handle const &) = delete;
   virtual ~Handle() = default;
@@ -29,9 +29,21 @@ public:
 
   HANDLE handle() noexcept { return this; }
 
+  /// The handle of a mutex without a name ends in the bits 01, as no address and no
+  /// `INVALID_HANDLE_VALUE` does. The library locks with these all the time, and so knows one
+  /// without looking at the object, on which everything after it would wait.
+  HANDLE mutex_handle() noexcept { return static_cast<char *>(handle()) + 1; }
+  static bool is_mutex(HANDLE handle) noexcept {
+    constexpr std::uintptr_t TAG = 3;
+    return (reinterpret_cast<std::uintptr_t>(handle) & TAG) == 1;
+  }
+
   /// The object behind a handle; null for null and `INVALID_HANDLE_VALUE`.
   static Handle *of(HANDLE handle) noexcept {
-    return handle == INVALID_HANDLE_VALUE ? nullptr : static_cast<Handle *>(handle);
+    if (handle == INVALID_HANDLE_VALUE) {
+      return nullptr;
+    }
+    return static_cast<Handle *>(is_mutex(handle) ? static_cast<char *>(handle) - 1 : handle);
   }
 };
 

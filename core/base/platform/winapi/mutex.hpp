@@ -5,6 +5,9 @@
 
 namespace Ostrel {
 
+/// `WaitForSingleObject` on the handle of a mutex without a name.
+DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept;
+
 /// Creates the mutex of that name, or opens it when it is there.
 /// @return its handle; null with the last error when it cannot be had.
 HANDLE create_named_mutex(char const *name, bool initially_owned) noexcept;

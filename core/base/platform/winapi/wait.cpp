@@ -6,6 +6,7 @@
 
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/mutex.hpp"
 
 #include <linux/futex.h>
 #include <sys/syscall.h>
@@ -46,6 +47,9 @@ void wake_one(std::atomic<std::uint32_t> *word) noexcept {
 } // namespace Ostrel
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
+  if (Ostrel::Handle::is_mutex(handle)) {
+    return Ostrel::wait_for_mutex(handle, milliseconds);
+  }
   Ostrel::Handle *const object = Ostrel::Handle::of(handle);
   if (object == nullptr) {
     SetLastError(ERROR_INVALID_HANDLE);
