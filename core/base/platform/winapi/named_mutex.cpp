@@ -99,7 +99,8 @@ Descriptor open_directory() noexcept {
     fail_with(errno);
     return Descriptor();
   }
-  if (status.st_uid != geteuid() || (status.st_mode & ~static_cast<mode_t>(S_IFMT)) != OWNER_ONLY_DIRECTORY) {
+  if (status.st_uid != geteuid() ||
+      (status.st_mode & ~static_cast<mode_t>(S_IFMT)) != OWNER_ONLY_DIRECTORY) {
     SetLastError(ERROR_ACCESS_DENIED);
     return Descriptor();
   }
