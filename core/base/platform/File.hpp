@@ -5,8 +5,8 @@
 
 namespace Ostrel {
 
-/// Writes the bytes to an open file of the system in one call, and the rest, after a short write, in
-/// further ones. Internal to the library.
+/// Writes the bytes to an open file of the system in one call, and the rest, after a short write,
+/// in further ones. Internal to the library.
 /// @return how many bytes reached the file; fewer than `size` when the system refused more.
 std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept;
 
