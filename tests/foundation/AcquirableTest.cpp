@@ -13,7 +13,8 @@ using namespace Ostrel;
 namespace {
 
 // Counts its calls, and succeeds as it is told to.
-struct Recorder final : IAcquirable {
+struct Recorder : IAcquirable {
+  virtual ~Recorder() = default;
   bool acquire() override { return ++acquired, succeeds; }
   bool release() override { return ++released, succeeds; }
   bool is_acquired() const override { return acquired > released; }

@@ -38,12 +38,17 @@ public:
     return (reinterpret_cast<std::uintptr_t>(handle) & TAG) == 1;
   }
 
+  /// The object behind the handle of a mutex without a name.
+  static Handle *of_mutex(HANDLE handle) noexcept {
+    return static_cast<Handle *>(static_cast<void *>(static_cast<char *>(handle) - 1));
+  }
+
   /// The object behind a handle; null for null and `INVALID_HANDLE_VALUE`.
   static Handle *of(HANDLE handle) noexcept {
-    if (handle == INVALID_HANDLE_VALUE) {
-      return nullptr;
+    if (is_mutex(handle)) {
+      return of_mutex(handle);
     }
-    return static_cast<Handle *>(is_mutex(handle) ? static_cast<char *>(handle) - 1 : handle);
+    return handle == INVALID_HANDLE_VALUE ? nullptr : static_cast<Handle *>(handle);
   }
 };
 

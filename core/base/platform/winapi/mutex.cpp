@@ -308,7 +308,7 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 } // namespace
 
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept {
-  return static_cast<Mutex *>(Handle::of(mutex))->wait(milliseconds);
+  return static_cast<Mutex *>(Handle::of_mutex(mutex))->wait(milliseconds);
 }
 
 } // namespace Ostrel
@@ -331,9 +331,10 @@ HANDLE OpenMutexA(DWORD /*access*/, BOOL /*inherit_handle*/, char const *name) {
 }
 
 BOOL ReleaseMutex(HANDLE mutex) {
-  Ostrel::Handle *const object = Ostrel::Handle::of(mutex);
-  if (Ostrel::Handle::is_mutex(mutex)) {
-    return static_cast<Ostrel::Mutex *>(object)->release_mutex();
+  using Ostrel::Handle;
+  if (Handle::is_mutex(mutex)) {
+    return static_cast<Ostrel::Mutex *>(Handle::of_mutex(mutex))->release_mutex();
   }
+  Handle *const object = Handle::of(mutex);
   return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->release_mutex();
 }
