@@ -20,6 +20,17 @@ std::string with_entities(std::string const &declarations, std::string const &co
   return "<!DOCTYPE R [" + declarations + "]><R>" + content + "</R>";
 }
 
+// `count` times the text, in which each '#' is the number of the time.
+std::string numbered(std::string const &text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    for (char c : text) {
+      result += c == '#' ? std::to_string(i) : std::string(1, c);
+    }
+  }
+  return result;
+}
+
 // Each entity ten times the one before.
 std::string laughs(char const *kind, char const *reference) {
   std::string declarations = std::string("<!ENTITY ") + kind + "e0 '0123456789'>";
@@ -53,11 +64,24 @@ TEST(HostileFile, DoesNotParse) {
        with_entities(entity, "<K v='" + repeated("&e;", 100) + "'/>")},
       {"nested entities", with_entities(laughs("", "&"), "&e11;")},
       {"nested parameter entities", with_entities(laughs("% ", "&#37;") + "%e11;", "")},
+      {"entity that is declared after its use",
+       "<!DOCTYPE R SYSTEM 'x' [<!ENTITY a '" + repeated("&b;", 100) +
+           "'><!ATTLIST K v CDATA '&a;'>" + "<!ENTITY b '" + kilobytes_50 + "'>]><R>" +
+           repeated("&a;", 20) + "</R>"},
+      {"entities that nest too deep",
+       with_entities("<!ENTITY a '" + repeated("<K>", 200) + "&b;" + repeated("</K>", 200) +
+                         "'><!ENTITY b '" + repeated("<K>", 100) + repeated("</K>", 100) + "'>",
+                     "&a;")},
+      {"too many values", "<R" + numbered(" a#=''", 40000) + "/>"},
+      {"too many namespaces",
+       "<R" + numbered(" xmlns:n#='u'", 40000) + ">" + numbered("<n#:K/>", 40000) + "</R>"},
+      {"too many choices",
+       with_entities("<!ATTLIST R v (" + numbered("t#|", 100000) + "t) 't'>", "")},
       {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")},
   };
   CapturedLog log("Ostrel.Core.Base.XmlConfigSource");
-  LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource")
-      .set_priority(LoggingPriority::DEBUG);
+  LoggingCategory &category = LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource");
+  category.set_priority(LoggingPriority::DEBUG);
   for (auto const &c : cases) {
     SCOPED_TRACE(c.what);
     testing::internal::CaptureStderr();
@@ -70,8 +94,7 @@ TEST(HostileFile, DoesNotParse) {
     EXPECT_EQ(lines[1].substr(0, 8), "DEBUG - ");
     EXPECT_EQ(lines[2], "WARN  - Failed to parse config file " + one.path);
   }
-  LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource")
-      .set_priority(LoggingPriority::NOT_SET);
+  category.set_priority(LoggingPriority::NOT_SET);
 }
 
 TEST(HostileFile, ParsesWhatIsHarmless) {
@@ -86,9 +109,9 @@ TEST(HostileFile, ParsesWhatIsHarmless) {
       {"1 MB out of little",
        with_entities("<!ENTITY e '" + std::string(50000, 'x') + "'>", repeated("&e;", 20)),
        std::string(1000000, 'x')},
-      {"declared values",
-       "<!DOCTYPE R [<!ATTLIST K v CDATA '" + std::string(50000, 'x') + "'>]><R>t" +
-           repeated("<K/>", 30000) + "</R>",
+      {"defaulted values",
+       with_entities("<!ATTLIST K" + numbered(" a# CDATA ''", 2000) + ">",
+                     "t" + repeated("<K/>", 5000)),
        "t"},
       {"as deep as it goes", repeated("<K>", 257) + "t" + repeated("</K>", 257), "t"},
   };

@@ -137,34 +137,35 @@ TEST(UserConfig, NullArgumentsAreNotFollowed) {
   EXPECT_EQ(text, "stale");
 }
 
-// A setting that is used while static objects of the program come and go.
+// Made before any setting is used, and gone after that.
 struct StaticUser {
-  StaticUser() { UserConfig::get_user_config("UserConfig/ObstacleAvoidance/Method", &text); }
   ~StaticUser() {
-    if (UserConfig::get_user_config("UserConfig/ObstacleAvoidance/Speed", &text) ==
-        RESULT_SUCCESS) {
-      std::fprintf(stderr, "%s", text.c_str());
-    }
+    std::string text;
+    UserConfig::set_user_config("UserConfig/A/Made", "1", /*commit=*/true);
+    UserConfig::get_user_config("UserConfig/A/Speed", &text);
+    std::fprintf(stderr, "%s", text.c_str());
   }
-  std::string text;
 };
 
 int static_user(Role::Arguments const &) {
-  static StaticUser user;
-  std::fprintf(stderr, "%s", user.text.c_str());
+  static StaticUser const user;
+  std::string text;
+  UserConfig::get_user_config("UserConfig/A/Method", &text);
+  std::fprintf(stderr, "%s", text.c_str());
   return 0;
 }
 
 Role const static_role("static-user", static_user);
 
-TEST(UserConfig, WorksInStaticObjects) {
+TEST(UserConfig, WorksInDestructorsOfStaticObjects) {
   TemporaryDirectory const directory;
   write_file(directory.path("user-config.xml"),
-             "<UserConfig><ObstacleAvoidance Method='vfh' Speed='3'/></UserConfig>");
+             "<UserConfig><A Method='vfh' Speed='3'/></UserConfig>");
   ChildResult const child =
       run_child("static-user", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
   EXPECT_EQ(child.status, 0);
   EXPECT_EQ(child.err, "vfh3");
+  EXPECT_NE(read_file(directory.path("user-config.xml")).find("Made=\"1\""), std::string::npos);
 }
 
 int share_settings(Role::Arguments const &) {

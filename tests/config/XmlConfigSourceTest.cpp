@@ -168,32 +168,28 @@ TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
 
 TEST(XmlConfigSource, TheRootIsWhatTheFileSays) {
   struct {
-    IConfigSource::ConfigRoot asked;
+    int asked;
     char const *file, *top;
-    IConfigSource::ConfigRoot found;
+    int found;
   } const cases[] = {
-      {IConfigSource::CONFIG_ROOT_APPLICATIONS, "application-config.xml", "Applications",
-       IConfigSource::CONFIG_ROOT_APPLICATIONS},
-      {IConfigSource::CONFIG_ROOT_BEHAVIORS, "behavior-config.xml", "Behaviors",
-       IConfigSource::CONFIG_ROOT_BEHAVIORS},
-      {IConfigSource::CONFIG_ROOT_PERSONALITIES, "personality-config.xml", "Personalities",
-       IConfigSource::CONFIG_ROOT_PERSONALITIES},
-      {IConfigSource::CONFIG_ROOT_RESOURCES, "resource-config.xml", "Resources",
-       IConfigSource::CONFIG_ROOT_RESOURCES},
-      {IConfigSource::CONFIG_ROOT_SEMANTICS, "semantic-config.xml", "Semantics",
-       IConfigSource::CONFIG_ROOT_SEMANTICS},
-      {IConfigSource::CONFIG_ROOT_USER_CONFIG, "user-config.xml", "Resources",
-       IConfigSource::CONFIG_ROOT_RESOURCES},
-      {IConfigSource::CONFIG_ROOT_USER_CONFIG, "user-config.xml", "userconfig",
-       IConfigSource::CONFIG_ROOT_OTHER},
+      {2, "application-config.xml", "Applications", 2},
+      {3, "behavior-config.xml", "Behaviors", 3},
+      {4, "personality-config.xml", "Personalities", 4},
+      {5, "resource-config.xml", "Resources", 5},
+      {6, "semantic-config.xml", "Semantics", 6},
+      {7, "user-config.xml", "UserConfig", 7},
+      {7, "user-config.xml", "Resources", 5},
+      {7, "user-config.xml", "userconfig", 1},
   };
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.file) + " " + c.top);
     TemporaryDirectory const directory;
     write_file(directory.path(c.file), std::string("<") + c.top + "/>");
     XmlConfigSource source;
-    EXPECT_EQ(source.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
-    EXPECT_EQ(source.init_source(c.asked, directory.path().c_str()), RESULT_SUCCESS);
+    EXPECT_EQ(source.get_config_root(), 0);
+    EXPECT_EQ(source.init_source(static_cast<IConfigSource::ConfigRoot>(c.asked),
+                                 directory.path().c_str()),
+              RESULT_SUCCESS);
     EXPECT_EQ(source.get_config_root(), c.found);
   }
   XmlConfigSource source;

@@ -9,14 +9,15 @@
 TemporaryDirectory::TemporaryDirectory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "ostbase-test-XXXXXX").string();
   char const *made = mkdtemp(pattern.data());
-  path_ = made == nullptr ? "." : made;
+  if (made == nullptr) {
+    std::abort(); // a test would write, and delete, elsewhere
+  }
+  path_ = made;
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
   std::error_code ignored;
-  if (path_ != ".") {
-    std::filesystem::remove_all(path_, ignored);
-  }
+  std::filesystem::remove_all(path_, ignored);
 }
 
 std::string read_file(std::string const &path) {
@@ -30,5 +31,8 @@ void write_file(std::string const &path, std::string const &content) {
   if (!parent.empty()) {
     std::filesystem::create_directories(parent);
   }
-  std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (!(file << content).flush()) {
+    std::abort(); // a test would go on with what was there before
+  }
 }

@@ -30,20 +30,31 @@ LoggingCategory &category() {
 }
 
 // The lock of all facades: made by the first one, gone when the library is unloaded. Who comes
-// later finds null and does not get the lock.
+// later does not get it.
 std::atomic<IMutex *> configuration_mutex{nullptr};
+std::atomic<bool> is_unloaded{false};
 
 class ConfigurationMutexEnd {
 public:
   ConfigurationMutexEnd() = default;
   ConfigurationMutexEnd(ConfigurationMutexEnd const &) = delete;
   ConfigurationMutexEnd &operator=(ConfigurationMutexEnd const &) = delete;
-  ~ConfigurationMutexEnd() { delete configuration_mutex.exchange(nullptr); }
+  ~ConfigurationMutexEnd() {
+    is_unloaded = true;
+    delete configuration_mutex.exchange(nullptr);
+  }
 };
 
+ConfigurationMutexEnd &mutex_end() {
+  static ConfigurationMutexEnd instance;
+  return instance;
+}
+
+// From the load on, so that facades work in all destructors of the program.
+[[maybe_unused]] ConfigurationMutexEnd &built_at_load = mutex_end();
+
 void make_configuration_mutex() {
-  static ConfigurationMutexEnd const end;
-  if (configuration_mutex.load(std::memory_order_acquire) != nullptr) {
+  if (is_unloaded || configuration_mutex.load(std::memory_order_acquire) != nullptr) {
     return;
   }
   std::unique_ptr<IMutex> made(Platform::create_mutex(true));
@@ -96,23 +107,25 @@ void const *walk_to_value(IConfigSource const &source, void const *key, char con
   return value;
 }
 
-bool begins_number(char const *text) {
-  auto const is_digit = [](char c) { return c >= '0' && c <= '9'; };
-  return is_digit(*text) || (*text == '-' && is_digit(text[1]));
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
 }
 
-char const *skip_to_number(char const *text) {
-  while (*text != '\0' && !begins_number(text)) {
+// Steps over what separates the numbers of a series; a '-' that no digit follows is part of it.
+char const *skip_series_separators(char const *text) {
+  while (*text != '\0' && *text != ':' && !is_digit(*text) &&
+         !(*text == '-' && is_digit(text[1]))) {
     ++text;
   }
   return text;
 }
 
-// Steps over what stands between two numbers; true when a ':' is part of it.
-bool skip_between_numbers(char const **text) {
-  char const *const begin = *text;
-  *text = skip_to_number(begin);
-  return std::memchr(begin, ':', static_cast<std::size_t>(*text - begin)) != nullptr;
+char const *skip_to_first_number(char const *text) {
+  text = skip_series_separators(text);
+  while (*text == ':') {
+    text = skip_series_separators(text + 1);
+  }
+  return text;
 }
 
 // Where a series goes, up to its capacity.
@@ -499,12 +512,13 @@ unsigned long Configuration::parse_long_series(char const *text, long *array,
   SeriesSink sink(array, *count);
   long range_start = 0;
   bool is_in_range = false;
-  char const *rest = skip_to_number(text);
+  char const *rest = skip_to_first_number(text);
   while (*rest != '\0' && !sink.is_full()) {
     char *end = nullptr;
-    long const number = std::strtol(rest, &end, 10);
-    rest = end;
-    if (skip_between_numbers(&rest)) {
+    long const number = std::strtol(rest, &end, 10); // 0 at the second of two ':'
+    rest = skip_series_separators(end);
+    if (*rest == ':') {
+      rest = skip_series_separators(rest + 1);
       range_start = number;
       is_in_range = true;
     } else {

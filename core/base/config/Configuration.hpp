@@ -25,8 +25,9 @@ namespace Ostrel {
 /// Handles are the source's and live as long as it says. Any thread may use a `Configuration`; one
 /// lock serialises loading and key look-ups of all of them. Callers that keep handles must keep
 /// other threads from deleting those keys or reloading the source. A null result pointer gives
-/// `RESULT_INVALID_ARGUMENT`; without memory a result is `RESULT_OUT_OF_MEMORY` and a handle null.
-/// Messages go to the category "Ostrel.Core.Base.Configuration".
+/// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null, and a result `RESULT_OUT_OF_MEMORY`
+/// or the one for a key that is not there. Messages go to the category
+/// "Ostrel.Core.Base.Configuration".
 class OSTBASE_API Configuration {
 public:
   /// @param source  borrowed; must outlive this object and its copies.

@@ -107,26 +107,45 @@ public:
     return value == values->second.end() ? nullptr : &value->second;
   }
 
-  // Keeps the text, and where it is for the next one who asks in the same words.
-  void keep(std::string_view key, FullKey const &full_key, std::string text) {
-    Values &values = cache_[full_key.path];
-    auto const kept = values.insert_or_assign(full_key.name, std::move(text)).first;
-    if (find_answer(key) == nullptr) {
-      add_answer(key, &kept->second);
+  // Keeps a text for the next one who asks for it; made first of all, since it needs memory.
+  class Keepsake {
+  public:
+    Keepsake(Settings &settings, FullKey const &key, std::string text)
+        : values_(settings.cache_[key.path]) {
+      Values made;
+      made.emplace(key.name, std::move(text));
+      node_ = made.extract(made.begin());
     }
+
+    // Puts the text into the cache; gives its place.
+    std::string const *keep() {
+      auto const known = values_.find(node_.key());
+      if (known != values_.end()) {
+        known->second.swap(node_.mapped());
+        return &known->second;
+      }
+      return &values_.insert(std::move(node_)).position->second;
+    }
+
+  private:
+    Values &values_;
+    Values::node_type node_;
+  };
+
+  // Remembers where the answer to a question is.
+  void add_answer(std::string_view key, std::string const *text) noexcept try {
+    if (find_answer(key) == nullptr) {
+      questions_.emplace_back(key);
+      answers_.emplace(questions_.back(), text);
+    }
+  } catch (std::bad_alloc const &) {
+    // The next one who asks takes the long way.
   }
 
   bool is_available() const { return is_available_; }
   Configuration &configuration() { return *configuration_; }
 
 private:
-  void add_answer(std::string_view key, std::string const *text) noexcept try {
-    questions_.emplace_back(key);
-    answers_.emplace(questions_.back(), text);
-  } catch (std::bad_alloc const &) {
-    // The next one who asks takes the long way.
-  }
-
   void load_file() {
     std::string path;
     bool const has_path =
@@ -225,8 +244,9 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
                                             &text) != RESULT_SUCCESS) {
     return RESULT_FAILURE;
   }
-  user.keep(asked, *full_key, text);
-  *value = std::move(text);
+  std::string const *const kept = Settings::Keepsake(user, *full_key, std::move(text)).keep();
+  user.add_answer(asked, kept);
+  *value = *kept;
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -247,11 +267,11 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   if (!full_key) {
     return RESULT_FAILURE;
   }
-  std::string copy = text;
+  Settings::Keepsake keepsake(user, *full_key, text);
   if (commit && user.is_available() && !commit_setting(user.configuration(), *full_key, text)) {
     return RESULT_FAILURE;
   }
-  user.keep(asked, *full_key, std::move(copy));
+  user.add_answer(asked, keepsake.keep());
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

@@ -36,8 +36,9 @@ OSTBASE_API unsigned long get_user_config(char const *key, std::string *value);
 /// @param text    the new text; null gives `RESULT_INVALID_ARGUMENT`.
 /// @param commit  true writes the setting to the settings file, when there is one, and creates the
 ///                keys that it needs.
-/// @return as above; `RESULT_FAILURE` also when the file cannot be written, with the setting as
-///         before.
+/// @return as above; `RESULT_FAILURE` also when the text is refused or the file cannot be written.
+///         What was read or set before stays the answer then; but a setting that nobody asked for
+///         yet has the new text, and the next commit that succeeds writes it.
 OSTBASE_API unsigned long set_user_config(char const *key, char const *text, bool commit);
 
 } // namespace UserConfig

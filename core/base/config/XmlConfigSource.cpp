@@ -12,6 +12,7 @@
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
+#include <libxml/hash.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>
@@ -19,8 +20,8 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdint>
 #include <cstring>
+#include <limits>
 #include <mutex>
 #include <new>
 #include <unordered_map>
@@ -51,8 +52,25 @@ bool initialise_parser() noexcept {
 // Made by the first source and gone with the last one.
 std::atomic<IMutex *> source_mutex{nullptr};
 
-// Guards the making and the end of source_mutex, which cannot guard themselves. Taken before it.
+// Guards the making and the end of source_mutex, which cannot guard them itself. Nobody waits for
+// source_mutex while holding it.
 std::mutex lifetime_mutex;
+int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
+
+void join_source_mutex() {
+  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
+  ++source_mutex_users;
+  if (source_mutex.load(std::memory_order_relaxed) == nullptr) {
+    source_mutex.store(Platform::create_mutex(true), std::memory_order_release);
+  }
+}
+
+void leave_source_mutex() {
+  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
+  if (--source_mutex_users == 0) {
+    delete source_mutex.exchange(nullptr);
+  }
+}
 
 class SourceLock {
 public:
@@ -65,8 +83,6 @@ public:
   }
 
   explicit operator bool() const noexcept { return is_held_; }
-
-  void release() { lock_.release(); }
 
 private:
   AcquirableLock lock_;
@@ -90,10 +106,7 @@ struct FreeParser {
 };
 using Parser = std::unique_ptr<xmlParserCtxt, FreeParser>;
 
-struct FreeParsed {
-  void operator()(xmlDoc *document) const noexcept { xmlFreeDoc(document); }
-};
-using ParsedDocument = std::unique_ptr<xmlDoc, FreeParsed>;
+using Document = std::unique_ptr<xmlDoc, FreeXmlDocument>;
 
 struct Serialized {
   XmlString text;
@@ -134,10 +147,18 @@ public:
   // The first message, with its place; empty when there was none.
   char const *first() const { return first_; }
 
+  // Whether something is missing for which there was no memory.
+  bool lacked_memory() const { return lacked_memory_; }
+
 private:
-  static void record(void *trap, xmlError *error) noexcept {
-    char(&first)[MESSAGE_SIZE] = static_cast<ErrorTrap *>(trap)->first_;
-    if (first[0] != '\0' || error == nullptr) {
+  static void record(void *context, xmlError *error) noexcept {
+    if (error == nullptr) {
+      return;
+    }
+    auto &trap = *static_cast<ErrorTrap *>(context);
+    trap.lacked_memory_ = trap.lacked_memory_ || error->code == XML_ERR_NO_MEMORY;
+    char(&first)[MESSAGE_SIZE] = trap.first_;
+    if (first[0] != '\0') {
       return;
     }
     char const *message = error->message == nullptr ? "unknown error" : error->message;
@@ -150,6 +171,7 @@ private:
 
   xmlStructuredErrorFunc handler_;
   void *context_;
+  bool lacked_memory_ = false;
   char first_[MESSAGE_SIZE] = "";
 };
 
@@ -158,79 +180,181 @@ private:
 constexpr unsigned long long LEAST_EXPANSION = 1000000;   // bytes that any file's entities may have
 constexpr unsigned long long EXPANSION_TO_FILE_SIZE = 10; // or so many times the size of the file
 constexpr int MAX_ENTITY_NESTING = 40;                    // the parser's own limit
+constexpr int MAX_DEPTH = 257; // elements inside each other that the parser takes; the root counts
 
 // References in all, when one to a parameter entity is met. From 10,240 on the parser may refuse
 // such a file itself, and then hangs (libxml2 2.9.14).
 constexpr unsigned long MAX_PARAMETER_REFERENCES = 10000;
 
-// What a file may make the parser do. One for each parse, reached through the parser's `_private`.
-class ParseLimits {
+// The parser compares each of these with every other.
+constexpr int MAX_NAMED_VALUES = 5000;           // of one key
+constexpr int MAX_NAMESPACES = 256;              // in force at one place
+constexpr int MAX_DECLARATION_BYTES = 32 * 1024; // besides the texts of entities
+
+// What a parse reads.
+class Input {
 public:
-  explicit ParseLimits(unsigned long long file_size)
-      : allowance_(std::max(LEAST_EXPANSION, file_size > UINT64_MAX / EXPANSION_TO_FILE_SIZE
-                                                 ? UINT64_MAX
-                                                 : file_size * EXPANSION_TO_FILE_SIZE)) {}
+  virtual unsigned long long size() const noexcept = 0;
+  // How many bytes came, 0 at the end; -1 when they cannot be had.
+  virtual int read(char *buffer, int size) noexcept = 0;
 
-  static ParseLimits &of(xmlParserCtxt *parser) {
-    return *static_cast<ParseLimits *>(parser->_private);
-  }
-
-  // Why the file is refused; null when it is not. The parser's own verdict may be good all the
-  // same: it counts what it was stopped at as the end.
-  char const *refusal() const { return refusal_; }
-
-  void refuse(xmlParserCtxt *parser, char const *reason) noexcept {
-    refusal_ = reason;
-    xmlStopParser(parser);
-  }
-
-  // Counts the text that a reference is about to be replaced by; false when that is too much.
-  bool expand(xmlParserCtxt *parser, unsigned long long size) noexcept {
-    if (size > allowance_ - used_) {
-      refuse(parser, "its entities expand to too much");
-      return false;
-    }
-    used_ += size;
-    return true;
-  }
-
-  // The size of an entity with everything that it refers to, as far as it matters.
-  unsigned long long expanded_size(xmlDoc *document, xmlEntity *entity, int nesting = 0) {
-    if (nesting > MAX_ENTITY_NESTING) {
-      return allowance_ + 1;
-    }
-    // An entity that contains itself meets the 0 here; the parser refuses it.
-    auto const [known, is_new] = sizes_.emplace(entity, 0);
-    if (!is_new) {
-      return known->second;
-    }
-    std::string_view content = plain(entity->content);
-    unsigned long long size = content.size();
-    for (std::size_t at = content.find('&'); at != content.npos; at = content.find('&', at + 1)) {
-      std::string const name(content.substr(at + 1, content.find(';', at) - at - 1));
-      xmlEntity *inner = xmlGetDocEntity(document, xml(name.c_str()));
-      if (inner != nullptr && inner->etype == XML_INTERNAL_GENERAL_ENTITY && size <= allowance_) {
-        size += expanded_size(document, inner, nesting + 1);
-      }
-    }
-    return sizes_[entity] = size;
-  }
-
-  bool has_long_blanks = false; // the parser has kept some that are to be dropped
-
-private:
-  unsigned long long allowance_;
-  unsigned long long used_ = 0;
-  char const *refusal_ = nullptr;
-  std::unordered_map<xmlEntity *, unsigned long long> sizes_;
+protected:
+  ~Input() = default;
 };
 
-// The parser hands long blanks on in pieces, and takes a piece that no element follows for text. It
-// always sees so many bytes ahead (its INPUT_CHUNK), so that shorter blanks are never cut.
-constexpr int UNCUT_BLANKS = INPUT_CHUNK;
+class FileInput final : public Input {
+public:
+  bool open(char const *path) noexcept { return file_.open_for_reading(path); }
+  unsigned long long size() const noexcept override { return file_.size(); }
+  int read(char *buffer, int size) noexcept override {
+    std::size_t count = 0;
+    return file_.read(buffer, static_cast<std::size_t>(size), &count) ? static_cast<int>(count)
+                                                                      : -1;
+  }
+
+private:
+  File file_;
+};
+
+class TextInput final : public Input {
+public:
+  explicit TextInput(std::string_view text) : rest_(text) {}
+  unsigned long long size() const noexcept override { return rest_.size(); }
+  int read(char *buffer, int size) noexcept override {
+    std::size_t const count = rest_.copy(buffer, static_cast<std::size_t>(size));
+    rest_.remove_prefix(count);
+    return static_cast<int>(count);
+  }
+
+private:
+  std::string_view rest_;
+};
+
+struct Parsed {
+  Document document;          // null when the input does not parse
+  bool lacked_memory = false; // then it might have parsed
+};
 
 bool is_blank(xmlChar const *text, int size) {
   return std::all_of(text, text + size, [](xmlChar c) { return IS_BLANK_CH(c); });
+}
+
+// One parse, held to the limits above. The parser's callbacks reach it through `_private`.
+class LimitedParse {
+public:
+  explicit LimitedParse(Input &input)
+      : input_(input), parser_(xmlNewParserCtxt()),
+        allowance_(std::max(LEAST_EXPANSION, expansion_of(input.size()))) {}
+
+  Parsed run();
+
+private:
+  static unsigned long long expansion_of(unsigned long long file_size) {
+    constexpr auto MAX = std::numeric_limits<unsigned long long>::max();
+    return file_size > MAX / EXPANSION_TO_FILE_SIZE ? MAX : file_size * EXPANSION_TO_FILE_SIZE;
+  }
+
+  static LimitedParse &of(xmlParserCtxt *parser) {
+    return *static_cast<LimitedParse *>(parser->_private);
+  }
+
+  static int read(void *parse, char *buffer, int size) noexcept;
+  static xmlEntity *get_entity(void *context, xmlChar const *name) noexcept;
+  static xmlEntity *get_parameter_entity(void *context, xmlChar const *name) noexcept;
+  static void declare_entity(void *context, xmlChar const *name, int type, xmlChar const *public_id,
+                             xmlChar const *system_id, xmlChar *content) noexcept;
+  static void declare_unparsed_entity(void *context, xmlChar const *name, xmlChar const *public_id,
+                                      xmlChar const *system_id, xmlChar const *notation) noexcept;
+  static xmlParserInput *resolve_nothing(void *context, xmlChar const *public_id,
+                                         xmlChar const *system_id) noexcept;
+  static void end_declarations(void *context, xmlChar const *name, xmlChar const *public_id,
+                               xmlChar const *system_id) noexcept;
+  static void start_element(void *context, xmlChar const *name, xmlChar const *prefix,
+                            xmlChar const *uri, int namespace_count, xmlChar const **namespaces,
+                            int attribute_count, int defaulted_count,
+                            xmlChar const **attributes) noexcept;
+  static void take_characters(void *context, xmlChar const *text, int size) noexcept;
+
+  void limit_callbacks();
+  char const *find_excess(int more_bytes) noexcept;
+  bool expand(xmlParserCtxt *parser, unsigned long long size) noexcept;
+  void refuse(xmlParserCtxt *parser, char const *reason) noexcept;
+  unsigned long long expanded_size(xmlEntity *entity, int nesting);
+
+  ErrorTrap errors_; // first: making the parser may have something to say
+  Input &input_;
+  Parser parser_;
+  unsigned long long allowance_; // bytes that entities may expand to
+  unsigned long long expanded_ = 0;
+  int declaration_bytes_ = 0;
+  bool has_long_blanks_ = false; // the parser has kept some that are to be dropped
+  // Why the input is refused; null when it is not. The parser's own verdict may be good all the
+  // same: it takes what it was stopped at for the end.
+  char const *refusal_ = nullptr;
+  std::unordered_map<xmlEntity *, unsigned long long> sizes_; // with all that they refer to
+};
+
+// What the parser, which is about to read on, has too much of already; null for nothing.
+char const *LimitedParse::find_excess(int more_bytes) noexcept {
+  constexpr int FIELDS = 5; // of an attribute, in a table of at most twice the size needed
+  if (parser_->maxatts / FIELDS > 2 * MAX_NAMED_VALUES) {
+    return "a key has too many named values";
+  }
+  if (parser_->nsNr / 2 > MAX_NAMESPACES) { // prefix and URI
+    return "it has too many namespaces";
+  }
+  if (parser_->instate == XML_PARSER_DTD) {
+    declaration_bytes_ += more_bytes;
+  }
+  return declaration_bytes_ > MAX_DECLARATION_BYTES ? "it has too many declarations" : nullptr;
+}
+
+int LimitedParse::read(void *parse, char *buffer, int size) noexcept {
+  auto &self = *static_cast<LimitedParse *>(parse);
+  int const count = self.input_.read(buffer, size);
+  if (self.refusal_ == nullptr) {
+    self.refusal_ = self.find_excess(count);
+  }
+  // An input that fails ends the parse. To stop the parser would free what it reads into.
+  return self.refusal_ == nullptr ? count : -1;
+}
+
+void LimitedParse::refuse(xmlParserCtxt *parser, char const *reason) noexcept {
+  refusal_ = reason;
+  xmlStopParser(parser);
+}
+
+// Counts the text that a reference is about to be replaced by; false when that is too much.
+bool LimitedParse::expand(xmlParserCtxt *parser, unsigned long long size) noexcept {
+  if (size > allowance_ - expanded_) {
+    refuse(parser, "its entities expand to too much");
+    return false;
+  }
+  expanded_ += size;
+  return true;
+}
+
+// The size of an entity with everything that it refers to, as far as it matters. Only when all are
+// declared.
+unsigned long long LimitedParse::expanded_size(xmlEntity *entity, int nesting) {
+  if (nesting > MAX_ENTITY_NESTING) {
+    return allowance_ + 1;
+  }
+  // An entity that contains itself meets the 0 here; the parser finds the loop when it expands it.
+  auto const [known, is_new] = sizes_.emplace(entity, 0);
+  if (!is_new) {
+    return known->second;
+  }
+  std::string_view const content = plain(entity->content);
+  unsigned long long size = content.size();
+  for (std::size_t at = content.find('&'); at != content.npos; at = content.find('&', at + 1)) {
+    std::string const name(content.substr(at + 1, content.find(';', at) - at - 1));
+    xmlEntity *inner = xmlGetDocEntity(parser_->myDoc, xml(name.c_str()));
+    if (inner != nullptr && inner->etype == XML_INTERNAL_GENERAL_ENTITY && size <= allowance_) {
+      size += expanded_size(inner, nesting + 1);
+    }
+  }
+  return sizes_[entity] = size;
 }
 
 // Whether an entity that the parser asks for is about to be replaced by its text. Otherwise it is
@@ -239,80 +363,108 @@ bool is_referred_to(xmlEntity const *entity) {
   return entity != nullptr && entity->orig != nullptr;
 }
 
-extern "C" {
-
-static xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
+xmlEntity *LimitedParse::get_entity(void *context, xmlChar const *name) noexcept try {
   auto *parser = static_cast<xmlParserCtxt *>(context);
+  LimitedParse &self = of(parser);
   xmlEntity *entity = xmlSAX2GetEntity(parser, name);
-  // Deeper ones are part of what was counted at the outermost reference.
-  if (is_referred_to(entity) && parser->depth == 0) {
-    ParseLimits &limits = ParseLimits::of(parser);
-    // A stopped parser would go on with an entity that it is given.
-    return limits.expand(parser, limits.expanded_size(parser->myDoc, entity)) ? entity : nullptr;
+  if (!is_referred_to(entity)) {
+    return entity;
   }
-  return entity;
+  // Among the declarations every reference is replaced anew, the inner ones as well. Later an
+  // entity is parsed once and then copied with what is inside, which is counted at the outermost.
+  bool const is_declaration = parser->inSubset != 0;
+  if (!is_declaration && parser->depth > 0) {
+    return entity;
+  }
+  unsigned long long const size = is_declaration ? static_cast<unsigned long long>(entity->length)
+                                                 : self.expanded_size(entity, 0);
+  // A stopped parser would go on with an entity that it is given.
+  return self.expand(parser, size) ? entity : nullptr;
 } catch (std::bad_alloc const &) {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  ParseLimits::of(parser).refuse(parser, "there is no memory to measure its entities");
+  of(parser).refuse(parser, "there is no memory to measure its entities");
   return nullptr;
 }
 
-static xmlEntity *get_parameter_entity(void *context, xmlChar const *name) noexcept {
+xmlEntity *LimitedParse::get_parameter_entity(void *context, xmlChar const *name) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
   xmlEntity *entity = xmlSAX2GetParameterEntity(parser, name);
   if (!is_referred_to(entity)) {
     return entity;
   }
-  ParseLimits &limits = ParseLimits::of(parser);
   if (parser->nbentities > MAX_PARAMETER_REFERENCES) {
-    limits.refuse(parser, "it has too many parameter entity references");
+    of(parser).refuse(parser, "it has too many parameter entity references");
     return nullptr;
   }
-  auto const length = static_cast<unsigned long long>(std::max(entity->length, 1));
-  return limits.expand(parser, length) ? entity : nullptr;
+  auto const length = static_cast<unsigned long long>(entity->length);
+  return of(parser).expand(parser, length) ? entity : nullptr;
 }
 
-static void declare_entity(void *context, xmlChar const *name, int type, xmlChar const *public_id,
-                           xmlChar const *system_id, xmlChar *content) noexcept {
+void LimitedParse::declare_entity(void *context, xmlChar const *name, int type,
+                                  xmlChar const *public_id, xmlChar const *system_id,
+                                  xmlChar *content) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
   if (type != XML_INTERNAL_GENERAL_ENTITY && type != XML_INTERNAL_PARAMETER_ENTITY) {
-    ParseLimits::of(parser).refuse(parser, "it declares an external entity");
+    of(parser).refuse(parser, "it declares an external entity");
     return;
   }
   xmlSAX2EntityDecl(parser, name, type, public_id, system_id, content);
 }
 
-static void declare_unparsed_entity(void *context, xmlChar const *, xmlChar const *,
-                                    xmlChar const *, xmlChar const *) noexcept {
+void LimitedParse::declare_unparsed_entity(void *context, xmlChar const *, xmlChar const *,
+                                           xmlChar const *, xmlChar const *) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  ParseLimits::of(parser).refuse(parser, "it declares an external entity");
+  of(parser).refuse(parser, "it declares an external entity");
 }
 
-static xmlParserInput *resolve_nothing(void *, xmlChar const *, xmlChar const *) noexcept {
+xmlParserInput *LimitedParse::resolve_nothing(void *, xmlChar const *, xmlChar const *) noexcept {
   return nullptr;
 }
 
-static void ignore_external_subset(void *, xmlChar const *, xmlChar const *,
-                                   xmlChar const *) noexcept {}
-
-static void take_characters(void *context, xmlChar const *text, int size) noexcept {
-  if (size >= UNCUT_BLANKS && is_blank(text, size)) {
-    ParseLimits::of(static_cast<xmlParserCtxt *>(context)).has_long_blanks = true;
-  }
-  xmlSAX2Characters(context, text, size);
+// Called where an external subset would be read, behind the internal one. What that says of
+// attributes is forgotten: by their types their texts would not come back as they were stored, and
+// defaults cost time at every element, though none would be taken.
+void LimitedParse::end_declarations(void *context, xmlChar const *, xmlChar const *,
+                                    xmlChar const *) noexcept {
+  auto *parser = static_cast<xmlParserCtxt *>(context);
+  xmlHashFree(parser->attsDefault, xmlHashDefaultDeallocator);
+  xmlHashFree(parser->attsSpecial, nullptr);
+  parser->attsDefault = nullptr;
+  parser->attsSpecial = nullptr;
 }
 
-} // extern "C"
+void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar const *prefix,
+                                 xmlChar const *uri, int namespace_count,
+                                 xmlChar const **namespaces, int attribute_count,
+                                 int defaulted_count, xmlChar const **attributes) noexcept {
+  auto *parser = static_cast<xmlParserCtxt *>(context);
+  constexpr int NO_RULE = -1;
+  *parser->space = NO_RULE; // `xml:space` would keep the blanks that a save puts in
+  xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
+                        defaulted_count, attributes);
+}
 
-void limit_parser(xmlParserCtxt &parser, ParseLimits &limits) {
-  parser._private = &limits;
-  parser.sax->getEntity = get_entity;
-  parser.sax->getParameterEntity = get_parameter_entity;
-  parser.sax->entityDecl = declare_entity;
-  parser.sax->unparsedEntityDecl = declare_unparsed_entity;
-  parser.sax->resolveEntity = resolve_nothing;
-  parser.sax->externalSubset = ignore_external_subset;
-  parser.sax->characters = take_characters;
+void LimitedParse::take_characters(void *context, xmlChar const *text, int size) noexcept {
+  // The parser hands long blanks on in pieces, and takes a piece that no element follows for text.
+  // It always sees so many bytes ahead, so that shorter blanks are never cut.
+  constexpr int UNCUT_BLANKS = INPUT_CHUNK;
+  auto *parser = static_cast<xmlParserCtxt *>(context);
+  if (size >= UNCUT_BLANKS && is_blank(text, size)) {
+    of(parser).has_long_blanks_ = true;
+  }
+  xmlSAX2Characters(parser, text, size);
+}
+
+void LimitedParse::limit_callbacks() {
+  parser_->_private = this;
+  parser_->sax->getEntity = get_entity;
+  parser_->sax->getParameterEntity = get_parameter_entity;
+  parser_->sax->entityDecl = declare_entity;
+  parser_->sax->unparsedEntityDecl = declare_unparsed_entity;
+  parser_->sax->resolveEntity = resolve_nothing;
+  parser_->sax->externalSubset = end_declarations;
+  parser_->sax->startElementNs = start_element;
+  parser_->sax->characters = take_characters;
 }
 
 bool is_blank_text(xmlNode const *node) {
@@ -325,8 +477,7 @@ void drop_blanks(xmlNode &parent) {
   xmlNode *first = parent.children;
   bool const begins_with_text = first != nullptr && xmlNodeIsText(first) != 0;
   bool const holds_only_blanks = first != nullptr && first->next == nullptr;
-  if (holds_only_blanks || (begins_with_text && !is_blank_text(first)) ||
-      xmlNodeGetSpacePreserve(&parent) == 1) {
+  if (holds_only_blanks || (begins_with_text && !is_blank_text(first))) {
     return;
   }
   for (xmlNode *node = first; node != nullptr;) {
@@ -359,48 +510,52 @@ void drop_long_blanks(xmlDoc &document) {
   }
 }
 
-// Parses what `read` gives; null when it does not parse, which has been told at debug level then.
-ParsedDocument parse(xmlInputReadCallback read, void *input, unsigned long long size) {
-  Parser const parser(xmlNewParserCtxt());
-  if (parser == nullptr) {
-    return nullptr;
+int depth_of(xmlNode const *node) {
+  int depth = 0;
+  for (; node != nullptr && is_element(node); node = node->parent) {
+    ++depth;
   }
-  ParseLimits limits(size);
-  limit_parser(*parser, limits);
-  ErrorTrap const errors;
-  ParsedDocument document(xmlCtxtReadIO(parser.get(), read, nullptr, input, nullptr, nullptr,
-                                        XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET));
-  if (document == nullptr || limits.refusal() != nullptr) {
-    category().debug("%s", limits.refusal() != nullptr ? limits.refusal() : errors.first());
-    return nullptr;
+  return depth;
+}
+
+// Entities can bring elements to a depth at which the parser would not take them.
+bool is_too_deep(xmlDoc &document) {
+  for (xmlNode *node = xmlDocGetRootElement(&document); node != nullptr;
+       node = next_in_file(node)) {
+    if (is_element(node) && node->children == nullptr && depth_of(node) > MAX_DEPTH) {
+      return true;
+    }
   }
-  if (limits.has_long_blanks) {
+  return false;
+}
+
+Parsed LimitedParse::run() {
+  if (parser_ == nullptr) {
+    return {nullptr, true};
+  }
+  limit_callbacks();
+  Document document(xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
+                                  XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET));
+  if (errors_.lacked_memory()) {
+    return {nullptr, true};
+  }
+  bool const has_expanded = expanded_ > 0 && document != nullptr;
+  if (has_expanded && refusal_ == nullptr && is_too_deep(*document)) {
+    refusal_ = "its entities nest too deep";
+  }
+  if (document == nullptr || refusal_ != nullptr) {
+    category().debug("%s", refusal_ != nullptr ? refusal_ : errors_.first());
+    return {};
+  }
+  if (has_long_blanks_) {
     drop_long_blanks(*document);
   }
-  return document;
+  return {std::move(document)};
 }
 
-extern "C" {
-
-static int read_file(void *file, char *buffer, int size) noexcept {
-  std::size_t count = 0;
-  bool const is_read =
-      static_cast<File *>(file)->read(buffer, static_cast<std::size_t>(size), &count);
-  return is_read ? static_cast<int>(count) : -1;
-}
-
-static int read_memory(void *rest, char *buffer, int size) noexcept {
-  auto &text = *static_cast<std::string_view *>(rest);
-  std::size_t const count = text.copy(buffer, static_cast<std::size_t>(size));
-  text.remove_prefix(count);
-  return static_cast<int>(count);
-}
-
-} // extern "C"
-
-ParsedDocument parse_file(char const *path) {
-  File file;
-  return file.open_for_reading(path) ? parse(read_file, &file, file.size()) : nullptr;
+Parsed parse_file(char const *path) {
+  FileInput file;
+  return file.open(path) ? LimitedParse(file).run() : Parsed{};
 }
 
 // --- Writing ----------------------------------------------------------------------------------
@@ -434,37 +589,40 @@ Serialized serialize(xmlDoc &document, char const *encoding) {
   Serialized result;
   xmlDocDumpFormatMemoryEnc(&document, &text, &result.size, encoding, /*format=*/1);
   result.text.reset(text);
-  return result;
+  return errors.lacked_memory() ? Serialized() : std::move(result);
 }
 
 bool is_utf_8(xmlDoc const &document) {
   return document.encoding != nullptr && xmlStrcasecmp(document.encoding, xml(UTF_8)) == 0;
 }
 
-// Whether the next load gets out of the text what the document holds.
-bool reads_back(Serialized const &written, xmlDoc &document) {
+// The document that the text parses to; null when it does not, or has no root element.
+Document read_back(Serialized const &written) {
   if (written.text == nullptr || written.size <= 0) {
-    return false;
+    return nullptr;
   }
-  std::string_view text(plain(written.text.get()), static_cast<std::size_t>(written.size));
-  ParsedDocument const again = parse(read_memory, &text, text.size());
-  if (again == nullptr || xmlDocGetRootElement(again.get()) == nullptr) {
-    return false;
-  }
-  bool const needs_no_conversion = document.encoding == nullptr || is_utf_8(document);
-  return needs_no_conversion || serialize(*again, UTF_8) == serialize(document, UTF_8);
+  TextInput text({plain(written.text.get()), static_cast<std::size_t>(written.size)});
+  Document document = LimitedParse(text).run().document;
+  bool const has_root = document != nullptr && xmlDocGetRootElement(document.get()) != nullptr;
+  return has_root ? std::move(document) : nullptr;
 }
 
-// The text of the file, in the encoding that the document declares if that can hold it; empty when
-// no text would read back.
+// The text of the file; empty when it would not parse. Another encoding than UTF-8 is kept when the
+// same comes back out of it.
 Serialized make_file_text(xmlDoc &document) {
-  for (char const *encoding : {plain(document.encoding), UTF_8}) {
-    Serialized written = serialize(document, *encoding == '\0' ? nullptr : encoding);
-    if (reads_back(written, document)) {
-      return written;
-    }
+  bool const is_converted = document.encoding != nullptr && !is_utf_8(document);
+  Serialized written =
+      serialize(document, document.encoding == nullptr ? nullptr : plain(document.encoding));
+  Document const again = read_back(written);
+  if (again != nullptr &&
+      (!is_converted || serialize(*again, UTF_8) == serialize(document, UTF_8))) {
+    return written;
   }
-  return {};
+  if (!is_converted) {
+    return {};
+  }
+  written = serialize(document, UTF_8);
+  return read_back(written) != nullptr ? std::move(written) : Serialized();
 }
 
 // --- Keys and values --------------------------------------------------------------------------
@@ -523,14 +681,13 @@ xmlAttr *find_attribute(xmlNode const &element, char const *name) {
   return attribute;
 }
 
-constexpr int MAX_DEPTH = 257; // elements inside each other that the parser takes; the root counts
-
-int depth_of(xmlNode const *node) {
-  int depth = 0;
-  for (; node != nullptr && is_element(node); node = node->parent) {
-    ++depth;
+int count_attributes(xmlNode const &element) {
+  int count = 0;
+  for (xmlAttr const *attribute = element.properties; attribute != nullptr;
+       attribute = attribute->next) {
+    ++count;
   }
-  return depth;
+  return count;
 }
 
 // Whether the characters come back out of the encoding of the document's file.
@@ -582,21 +739,24 @@ constexpr std::size_t ATTRIBUTE_FRAME_BYTES = sizeof(" =\"\"") - 1;
 // The bytes of the element's start tag in the file with the attribute set to the text, as
 // `measure_text` counts those of one text.
 template <class MeasureText>
-std::size_t measure_start_tag(xmlNode &element, char const *name, char const *text,
+std::size_t measure_start_tag(xmlNode const &element, char const *name, char const *text,
                               MeasureText measure_text) {
   std::size_t bytes = std::strlen(plain(element.name)) + std::strlen(name) + ATTRIBUTE_FRAME_BYTES +
                       measure_text(text);
-  for (xmlAttr *attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
-    if (std::strcmp(plain(attribute->name), name) != 0) {
-      std::string value;
-      read_content(as_node(attribute), &value);
-      bytes += std::strlen(plain(attribute->name)) + ATTRIBUTE_FRAME_BYTES + measure_text(value);
+  for (xmlAttr const *attribute = element.properties; attribute != nullptr;
+       attribute = attribute->next) {
+    if (std::strcmp(plain(attribute->name), name) == 0) {
+      continue;
+    }
+    bytes += std::strlen(plain(attribute->name)) + ATTRIBUTE_FRAME_BYTES;
+    for (xmlNode const *part = attribute->children; part != nullptr; part = part->next) {
+      bytes += measure_text(plain(part->content));
     }
   }
   return bytes;
 }
 
-bool fits_start_tag(xmlNode &element, char const *name, char const *text) {
+bool fits_start_tag(xmlNode const &element, char const *name, char const *text) {
   XmlEncoding const encoding = is_utf_8(*element.doc) ? XmlEncoding::UTF_8 : XmlEncoding::OTHER;
   auto const at_most = [](std::string_view value) { return value.size() * MOST_BYTES_PER_BYTE; };
   auto const exactly = [encoding](std::string_view value) {
@@ -612,6 +772,9 @@ XmlFault find_value_fault(xmlNode &element, char const *name, char const *text) 
   }
   if (XmlFault const fault = find_fault_in_place(element, name); fault != nullptr) {
     return fault;
+  }
+  if (find_attribute(element, name) == nullptr && count_attributes(element) >= MAX_NAMED_VALUES) {
+    return "the key has too many named values";
   }
   return fits_start_tag(element, name, text) ? nullptr : "the key's named values get too long";
 }
@@ -691,7 +854,7 @@ std::vector<std::string> split_search_path(std::string_view path) {
 
 } // namespace
 
-void XmlConfigSource::FreeDocument::operator()(_xmlDoc *document) const noexcept {
+void FreeXmlDocument::operator()(_xmlDoc *document) const noexcept {
   xmlFreeDoc(document);
 }
 
@@ -702,11 +865,8 @@ int XmlConfigSource::_instance_count = 0;
 XmlConfigSource::XmlConfigSource() {
   xmlIndentTreeOutput = 1;
   xmlKeepBlanksDefault(0);
+  join_source_mutex();
   {
-    std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
-    if (source_mutex.load(std::memory_order_relaxed) == nullptr) {
-      source_mutex.store(Platform::create_mutex(true), std::memory_order_release);
-    }
     SourceLock const lock;
     if (!lock) {
       return;
@@ -742,25 +902,29 @@ unsigned long XmlConfigSource::init_source(void const *file) try {
   return RESULT_OUT_OF_MEMORY;
 }
 
-// Needs the source mutex held.
 unsigned long XmlConfigSource::load(std::string path) {
-  index_.reset();
-  DocumentRecord previous = std::exchange(main_document_, {});
-  main_document_.file_name = std::move(path);
-  main_document_.document.reset(parse_file(main_document_.file_name.c_str()).release());
-  if (main_document_.document == nullptr) {
-    category().warn("Failed to parse config file %s", main_document_.file_name.c_str());
+  Parsed parsed = parse_file(path.c_str());
+  if (parsed.lacked_memory) {
+    return RESULT_OUT_OF_MEMORY;
+  }
+  if (parsed.document == nullptr) {
+    category().warn("Failed to parse config file %s", path.c_str());
+    adopt({nullptr, std::move(path)});
     return RESULT_FAILURE;
   }
-  xmlNode const *top_key = xmlDocGetRootElement(main_document_.document.get());
-  if (top_key == nullptr) {
-    category().warn("Invalid Root node in xml file %s; aborting parse",
-                    main_document_.file_name.c_str());
-    main_document_ = std::move(previous);
+  xmlNode const *top = xmlDocGetRootElement(parsed.document.get());
+  if (top == nullptr) {
+    category().warn("Invalid Root node in xml file %s; aborting parse", path.c_str());
     return RESULT_FAILURE;
   }
-  config_root_ = root_of(*top_key);
+  config_root_ = root_of(*top);
+  adopt({std::move(parsed.document), std::move(path)});
   return RESULT_SUCCESS;
+}
+
+void XmlConfigSource::adopt(DocumentRecord record) {
+  index_.reset();
+  main_document_ = std::move(record);
 }
 
 unsigned long XmlConfigSource::init_source(ConfigRoot root, void const *path) {
@@ -800,7 +964,7 @@ void const *XmlConfigSource::open_repository(char const *name) try {
   if (find_file(relative_path.c_str(), &record.file_name) != RESULT_SUCCESS) {
     return nullptr;
   }
-  record.document.reset(parse_file(record.file_name.c_str()).release());
+  record.document = parse_file(record.file_name.c_str()).document;
   if (record.document == nullptr) {
     category().warn("Failed to parse config file %s", record.file_name.c_str());
     return nullptr;
@@ -976,6 +1140,7 @@ void const *XmlConfigSource::create_key(void const *parent, char const *name, bo
   if (!lock || parent == nullptr || name == nullptr || !is_element(as_node(parent))) {
     return nullptr;
   }
+  ErrorTrap const errors;
   xmlNode &element = *as_node(parent);
   XmlFault const fault = depth_of(&element) >= MAX_DEPTH ? "it would lie too deep"
                                                          : find_fault_in_place(element, name);
@@ -1006,6 +1171,7 @@ unsigned long XmlConfigSource::set_value(void const *key, char const *name, char
   if (text == nullptr || !is_element(as_node(key))) {
     return RESULT_INVALID_ARGUMENT;
   }
+  ErrorTrap const errors;
   xmlNode &element = *as_node(key);
   if (XmlFault const fault = find_value_fault(element, name, text); fault != nullptr) {
     category().warn("Refused to set value '%s' of key '%s': %s", name == nullptr ? "" : name,
@@ -1071,16 +1237,11 @@ bool XmlConfigSource::save() {
 // --- The end of a source ----------------------------------------------------------------------
 
 XmlConfigSource::~XmlConfigSource() {
-  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
-  SourceLock lock;
-  if (!lock || !is_counted_) {
-    return;
+  if (SourceLock const lock; lock && is_counted_) {
+    repositories_.clear();
+    --_instance_count;
   }
-  repositories_.clear();
-  if (--_instance_count == 0) {
-    lock.release();
-    delete source_mutex.exchange(nullptr);
-  }
+  leave_source_mutex();
 }
 
 unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *file_name,
@@ -1091,15 +1252,14 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
   if (mode != CREATE_GIVEN_PATH || file_name == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  std::string name_copy = file_name;
-  ParsedDocument made(xmlNewDoc(xml("1.0")));
+  std::string path = file_name;
+  ErrorTrap const errors;
+  Document made(xmlNewDoc(xml("1.0")));
   if (made == nullptr) {
     category().warn("Failed to create new file %s", file_name);
     return RESULT_FAILURE;
   }
-  index_.reset();
-  main_document_.file_name = std::move(name_copy);
-  main_document_.document = nullptr;
+  adopt({nullptr, std::move(path)});
   bool const is_refused = root_name == nullptr || find_name_fault(root_name) != nullptr;
   NewNode root(is_refused ? nullptr : xmlNewDocNode(made.get(), nullptr, xml(root_name), nullptr));
   if (root == nullptr) {
@@ -1107,7 +1267,7 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
     return RESULT_FAILURE;
   }
   xmlDocSetRootElement(made.get(), root.release());
-  main_document_.document.reset(made.release());
+  main_document_.document = std::move(made);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

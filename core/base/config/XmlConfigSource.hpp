@@ -16,6 +16,11 @@ namespace Ostrel {
 
 class KeyIndex;
 
+/// Releases a document of the XML library. Internal to the library.
+struct FreeXmlDocument {
+  void operator()(_xmlDoc *document) const noexcept;
+};
+
 /// A configuration kept in an XML file, found along a search path, edited in memory and written
 /// back whole.
 ///
@@ -27,16 +32,18 @@ class KeyIndex;
 /// byte, in memory and after a reload; only a text of nothing but blanks is lost on reload once the
 /// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
 /// names that are no XML names, are longer than 50,000 bytes, belong to XML itself or use a prefix
-/// that the file declares; keys nested deeper than 257; texts that are not UTF-8, hold characters
-/// that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key: all of
-/// them together, as they stand in the file).
+/// that the file declares; keys nested deeper than 257; more than 5,000 named values of a key;
+/// texts that are not UTF-8, hold characters that XML 1.0 forbids, or are longer than 10,000,000
+/// bytes (the named values of a key: all of them together, as they stand in the file).
 ///
 /// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first. A
 /// file keeps its encoding; one that would not read back in it becomes UTF-8.
 ///
-/// **A file cannot do harm**: the network and other files are never touched, external subsets are
-/// ignored; a file that declares an external entity, nests deeper than the limit above, or whose
-/// entities expand to more than 1 MB and more than ten times its size does not parse.
+/// **A file cannot do harm**: the network and other files are never touched. External subsets are
+/// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
+/// declares an external entity, goes beyond the limits above, has more than 32 KB of declarations
+/// (the texts of entities apart) or 256 namespaces at one place, or when its entities expand to
+/// more than 1 MB and more than ten times its size.
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
 /// `find_indexed_sub_key`, `get_key_name`, `get_value_data`, `get_config_root`, `create_source` and
@@ -68,7 +75,8 @@ public:
   unsigned long init_source(ConfigRoot root, void const *path) override;
 
   /// Opens the file that the name tells, with its dots taken for separators and ".xml" at its end,
-  /// below a directory of the search path. The handle lives until `close_repository`.
+  /// below a directory of the search path. The handle lives until `close_repository`; it is null
+  /// for a null name, and when the file is not found or does not parse.
   void const *open_repository(char const *name) override;
   void close_repository(char const *name) override;
 
@@ -85,7 +93,8 @@ public:
   /// A text value has the empty name.
   bool get_value_data(void const *value, std::string *name, std::string *text) const override;
 
-  /// Appends a sub-key. When the commit fails the result is null, but the key is there.
+  /// Appends a sub-key; null for a null argument and a name that is refused. When the commit fails
+  /// the result is null as well, but the key is there.
   void const *create_key(void const *parent, char const *name, bool commit) override;
 
   /// Sets a value; a null name means the text value, which replaces everything inside the key, its
@@ -131,7 +140,7 @@ protected:
   /// Looks for a readable file along the search path. Needs the source mutex held.
   ///
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (a warning for each place that was tried),
-  ///         `RESULT_INVALID_ARGUMENT` for null.
+  ///         `RESULT_INVALID_ARGUMENT` for null, `RESULT_OUT_OF_MEMORY`.
   unsigned long find_file(char const *name, std::string *found);
 
   /// Writes the main document to its file; false when there is none or the write fails.
@@ -140,15 +149,12 @@ protected:
 private:
   friend class Configuration; // for the two searches below, which foreign sources do not have
 
-  struct FreeDocument {
-    void operator()(_xmlDoc *document) const noexcept;
-  };
-
   struct DocumentRecord {
-    std::unique_ptr<_xmlDoc, FreeDocument> document;
+    std::unique_ptr<_xmlDoc, FreeXmlDocument> document;
     std::string file_name; // where the document came from and goes to
   };
 
+  // These two take the source mutex themselves.
   // The sub-key of that name and number, from 0, through the index; the empty name counts every
   // sub-key, and a null key stands for the place above the top key.
   void const *search_sub_key(void const *key, std::string_view name, unsigned int index) const;
@@ -156,7 +162,9 @@ private:
   // The first value of that name; null and empty name the text value.
   void const *search_value(void const *key, char const *name, std::string *text) const;
 
+  // These need the source mutex held.
   unsigned long load(std::string path);
+  void adopt(DocumentRecord record);
   _xmlNode *top_key() const;
 
   ConfigRoot config_root_ = CONFIG_ROOT_NONE;
