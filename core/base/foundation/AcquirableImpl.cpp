@@ -20,9 +20,7 @@ bool AcquirableImpl::is_acquired() const {
   return mutex_ != nullptr && mutex_->is_acquired();
 }
 
-AcquirableImpl::~AcquirableImpl() {
-  delete mutex_;
-}
+AcquirableImpl::~AcquirableImpl() = default;
 
 bool AcquirableImpl::is_ok() const {
   return mutex_ != nullptr;

@@ -3,6 +3,8 @@
 
 #include "core/base/foundation/IAcquirable.hpp"
 
+#include <memory>
+
 namespace Ostrel {
 
 class IMutex;
@@ -28,7 +30,7 @@ public:
   virtual bool is_ok() const;
 
 private:
-  IMutex *mutex_; // owned; null when it could not be made
+  std::unique_ptr<IMutex> mutex_; // null when it could not be made
 };
 
 } // namespace Ostrel

@@ -9,13 +9,13 @@
 
 namespace Ostrel {
 
-char *make_fixed_text(char const *format, va_list arguments) {
+std::unique_ptr<char[]> make_fixed_text(char const *format, va_list arguments) {
   char buffer[WRAPPER_BUFFER_SIZE];
   ovra_vsnprintf(buffer, sizeof buffer, format, arguments);
   std::size_t const size = std::strlen(buffer) + 1;
-  char *const text = new (std::nothrow) char[size];
+  std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
   if (text != nullptr) {
-    std::memcpy(text, buffer, size);
+    std::memcpy(text.get(), buffer, size);
   }
   return text;
 }

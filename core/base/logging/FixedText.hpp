@@ -4,6 +4,7 @@
 #include "core/base/foundation/Export.h"
 
 #include <cstdarg>
+#include <memory>
 
 namespace Ostrel {
 
@@ -11,7 +12,7 @@ namespace Ostrel {
 constexpr unsigned int WRAPPER_BUFFER_SIZE = 4096;
 
 /// Formats the fixed text of a wrapper. Internal to the library.
-/// @return the caller's, to be deleted as an array; null without memory.
-char *make_fixed_text(char const *format, va_list arguments) OSTBASE_PRINTF(1, 0);
+/// @return null without memory.
+std::unique_ptr<char[]> make_fixed_text(char const *format, va_list arguments) OSTBASE_PRINTF(1, 0);
 
 } // namespace Ostrel

@@ -35,12 +35,12 @@ char const *last_component(char const *name) {
   return dot == nullptr ? name : dot + 1;
 }
 
-char *make_text(char const *format, ...) OSTBASE_PRINTF(1, 2);
+std::unique_ptr<char[]> make_text(char const *format, ...) OSTBASE_PRINTF(1, 2);
 
-char *make_text(char const *format, ...) {
+std::unique_ptr<char[]> make_text(char const *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  char *const text = make_fixed_text(format, arguments);
+  std::unique_ptr<char[]> text = make_fixed_text(format, arguments);
   va_end(arguments);
   return text;
 }
@@ -61,9 +61,7 @@ LoggingCategoryPostfixed::LoggingCategoryPostfixed(LoggingCategory *category, ch
   va_end(arguments);
 }
 
-LoggingCategoryPostfixed::~LoggingCategoryPostfixed() {
-  delete[] text_;
-}
+LoggingCategoryPostfixed::~LoggingCategoryPostfixed() = default;
 
 OSTBASE_LEVEL_FUNCTION(LoggingCategoryPostfixed, fatal, forward, &LoggingCategory::fatal)
 OSTBASE_LEVEL_FUNCTION(LoggingCategoryPostfixed, error, forward, &LoggingCategory::error)
@@ -79,7 +77,7 @@ bool LoggingCategoryPostfixed::forward(Level level, char const *format, va_list 
   }
   char message[WRAPPER_BUFFER_SIZE];
   ovra_vsnprintf(message, sizeof message, format, arguments);
-  char const *const text = text_ == nullptr ? "" : text_;
+  char const *const text = text_ == nullptr ? "" : text_.get();
   if (!timestamps_enabled()) {
     return (category_->*level)("%s [%s]", message, text);
   }

@@ -16,9 +16,7 @@ LoggingCategoryPrefixed::LoggingCategoryPrefixed(LoggingCategory *category, char
   va_end(arguments);
 }
 
-LoggingCategoryPrefixed::~LoggingCategoryPrefixed() {
-  delete[] text_;
-}
+LoggingCategoryPrefixed::~LoggingCategoryPrefixed() = default;
 
 OSTBASE_LEVEL_FUNCTION(LoggingCategoryPrefixed, fatal, forward, &LoggingCategory::fatal)
 OSTBASE_LEVEL_FUNCTION(LoggingCategoryPrefixed, error, forward, &LoggingCategory::error)
@@ -34,7 +32,7 @@ bool LoggingCategoryPrefixed::forward(Level level, char const *format, va_list a
   }
   char message[WRAPPER_BUFFER_SIZE];
   ovra_vsnprintf(message, sizeof message, format, arguments);
-  return (category_->*level)("%s: %s", text_ == nullptr ? "" : text_, message);
+  return (category_->*level)("%s: %s", text_ == nullptr ? "" : text_.get(), message);
 }
 
 } // namespace Ostrel

@@ -4,6 +4,7 @@
 #include "core/base/foundation/Export.h"
 
 #include <cstdarg>
+#include <memory>
 
 namespace Ostrel {
 
@@ -36,8 +37,8 @@ private:
   using Level = bool (LoggingCategory::*)(char const *, ...);
   bool forward(Level level, char const *format, va_list arguments) OSTBASE_PRINTF(3, 0);
 
-  LoggingCategory *category_; // may be null
-  char *text_;                // owned; null is the empty text
+  LoggingCategory *category_;    // may be null
+  std::unique_ptr<char[]> text_; // null is the empty text
 };
 
 } // namespace Ostrel
