@@ -8,15 +8,14 @@
 namespace Ostrel {
 
 void LogLine::format(char const *format, va_list arguments) {
-  ovra_vsnprintf(buffer_ + HEAD_ROOM, MESSAGE_SIZE, format, arguments);
+  ovra_vsnprintf(buffer_ + LineHead::LONGEST, MESSAGE_SIZE, format, arguments);
 }
 
 std::string_view LogLine::finish(LoggingPriority::PriorityLevel level) {
-  std::string_view const name = LoggingPriority::get_priority_name(level);
-  char *const end = buffer_ + HEAD_ROOM + std::strlen(message());
-  *end = '\n'; // in the place of the terminator
-  char *const begin = buffer_ + HEAD_ROOM - LEVEL_SEPARATOR.size() - name.size();
-  LEVEL_SEPARATOR.copy(begin + name.copy(begin, name.size()), LEVEL_SEPARATOR.size());
+  char *const message = buffer_ + LineHead::LONGEST;
+  char *const end = message + std::strlen(message);
+  *end = LINE_END; // in the place of the terminator
+  char const *const begin = LineHead(level).write_before(message);
   return {begin, static_cast<std::size_t>(end + 1 - begin)};
 }
 

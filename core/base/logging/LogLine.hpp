@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/logging/LoggingPriority.hpp"
+#include "core/base/logging/LevelName.hpp"
 
 #include <cstdarg>
 #include <cstddef>
@@ -9,8 +9,33 @@
 
 namespace Ostrel {
 
-/// What the default layout puts between the level and the message. Internal to the library.
-constexpr std::string_view LEVEL_SEPARATOR = " - ";
+/// What the default layout puts in front of a message: the level's name and a hyphen. Internal to
+/// the library.
+class LineHead {
+public:
+  static constexpr std::string_view SEPARATOR = " - ";
+  static constexpr std::size_t LONGEST = LONGEST_LEVEL_NAME + SEPARATOR.size(); // characters
+
+  explicit LineHead(LoggingPriority::PriorityLevel level) : name_(level_name(level)) {}
+
+  std::size_t size() const { return name_.size() + SEPARATOR.size(); }
+
+  /// Writes the head so that it ends where the message begins.
+  /// @return its beginning, up to `LONGEST` characters before the message.
+  char *write_before(char *message) const {
+    char *const separator = message - SEPARATOR.size();
+    SEPARATOR.copy(separator, SEPARATOR.size());
+    char *const begin = separator - name_.size();
+    name_.copy(begin, name_.size());
+    return begin;
+  }
+
+private:
+  std::string_view name_;
+};
+
+/// What ends a line of the default layout. Internal to the library.
+constexpr char LINE_END = '\n';
 
 /// A message, and the line that the default layout makes of it, in one buffer: the beginning and
 /// the end of the line are written around the message where it stands. Internal to the library.
@@ -22,15 +47,13 @@ public:
   void format(char const *format, va_list arguments) OSTBASE_PRINTF(2, 0);
 
   /// The message, until the line is finished.
-  char const *message() const { return buffer_ + HEAD_ROOM; }
+  char const *message() const { return buffer_ + LineHead::LONGEST; }
 
   /// The line of an event without a source position, as long as this object lives.
   std::string_view finish(LoggingPriority::PriorityLevel level);
 
 private:
-  static constexpr std::size_t HEAD_ROOM = 32; // characters, for the longest level's name
-
-  char buffer_[HEAD_ROOM + MESSAGE_SIZE];
+  char buffer_[LineHead::LONGEST + MESSAGE_SIZE];
 };
 
 } // namespace Ostrel

@@ -4,7 +4,7 @@
 #include "core/base/logging/LogLine.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
 
-#include <cstring>
+#include <string>
 
 namespace Ostrel {
 
@@ -21,16 +21,16 @@ void append_position(std::string &line, char const *file, int number) {
 } // namespace
 
 std::string LoggingLayoutImpl::format(LoggingEvent const &event) {
-  char const *const level = LoggingPriority::get_priority_name(event.priority);
+  LineHead const head(event.priority);
   std::string line;
-  line.reserve(std::strlen(level) + LEVEL_SEPARATOR.size() + 1 + event.message.size());
-  line += level;
-  line += LEVEL_SEPARATOR;
+  line.reserve(head.size() + event.message.size() + 1);
+  line.resize(head.size());
+  head.write_before(line.data() + line.size());
   line += event.message;
   if (event.file != nullptr) {
     append_position(line, event.file, event.line);
   }
-  line += '\n';
+  line += LINE_END;
   return line;
 }
 
