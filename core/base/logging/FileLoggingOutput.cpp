@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/FileLoggingOutput.hpp"
 
+#include "core/base/logging/PlainOutput.hpp"
 #include "core/base/platform/File.hpp"
 
 #include <cstddef>
@@ -15,6 +16,7 @@ FileLoggingOutput::FileLoggingOutput(char const *file_name, ILoggingLayout *layo
   } catch (std::bad_alloc const &) {
     file_name_.clear(); // opens nothing
   }
+  PlainOutput::learn_file_class(*this);
 }
 
 FileLoggingOutput::~FileLoggingOutput() = default;
@@ -30,6 +32,11 @@ bool FileLoggingOutput::re_open() {
   return true;
 }
 
+bool FileLoggingOutput::write_method(std::string const &text) {
+  append(text);
+  return true;
+}
+
 void FileLoggingOutput::open_file() {
   stream_.reset(new (std::nothrow) File);
   if (stream_ == nullptr || !stream_->open_for_appending(file_name_.c_str())) {
@@ -39,7 +46,7 @@ void FileLoggingOutput::open_file() {
   ends_inside_line_ = ends_inside_line_ && stream_->size() != 0;
 }
 
-void FileLoggingOutput::put(std::string_view text) try {
+void FileLoggingOutput::append(std::string_view text) try {
   if (stream_ == nullptr) {
     open_file();
   }

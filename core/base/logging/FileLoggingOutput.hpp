@@ -31,14 +31,19 @@ public:
   /// @return true.
   bool re_open() override;
 
+  /// Appends the text to the file, which is opened if need be.
+  /// @return true.
+  bool write_method(std::string const &text) override;
+
 protected:
   /// Opens the file for appending and makes it when it does not exist. One that cannot be opened
   /// counts as open, and loses what is written to it, until `re_open`.
   void open_file();
 
 private:
-  // Appends the text to the file, opening it if need be.
-  void put(std::string_view text) override;
+  friend class PlainOutput;
+
+  void append(std::string_view text);
   void append_after_fragment(std::string_view text);
 
   std::string file_name_;

@@ -20,20 +20,23 @@ public:
   ILoggingOutput &operator=(ILoggingOutput const &) = delete;
   virtual ~ILoggingOutput() = default;
 
-  /// Lets go of what the output writes to.
+  /// Lets go of what the output writes to, for example a file; the next text may take it again.
+  /// @return whether that went well; nothing of the library asks.
   virtual bool close() = 0;
 
   /// Closes and opens again, for example after a log file was moved away.
+  /// @return whether that went well; nothing of the library asks.
   virtual bool re_open() = 0;
 
   /// Installs a layout.
   /// @param layout  handed over; the output deletes it. Null installs a fresh default layout.
   virtual void set_layout(ILoggingLayout *layout) = 0;
 
-  /// Gives the layout, which stays the output's.
+  /// Gives the layout, which stays the output's; null when the output has none.
   virtual ILoggingLayout *get_layout() = 0;
 
-  /// Writes one formatted text as it is.
+  /// Writes one formatted text as it is, the line feed at its end included.
+  /// @return whether it was written; `write` ignores the answer, there is nobody to tell.
   virtual bool write_method(std::string const &text) = 0;
 
   /// Formats the event with the layout and writes it.

@@ -6,6 +6,7 @@
 #include "core/base/logging/LoggingEvent.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingOutputImpl.hpp"
+#include "core/base/logging/PlainOutput.hpp"
 #include "core/base/logging/ProcessLogging.hpp"
 
 #include <new>
@@ -106,20 +107,11 @@ void LoggingCategory::log_write(LoggingPriority::PriorityLevel level, char const
   }
 }
 
-// The short way of most lines: false, with nothing done, when the output wants an event.
+// False, with nothing done, when an event is to be made.
 bool LoggingCategory::write_plain(LoggingPriority::PriorityLevel level, LogLine &text) {
   LoggingVisit const visit;
   ILoggingOutput *const output = hierarchy_.load() == nullptr ? nullptr : get_logging_output();
-  if (output == nullptr) {
-    return true; // nobody takes it
-  }
-  LoggingOutputImpl *const plain = LoggingOutputImpl::as_plain(output);
-  if (plain == nullptr) {
-    return false;
-  }
-  [[maybe_unused]] LoggingTimeStamp const number; // every line takes one, as an event does
-  plain->write_plain(text.finish(level));
-  return true;
+  return output != nullptr && PlainOutput::write(*output, level, text);
 }
 
 void LoggingCategory::log_write_helper(char const *message, LoggingPriority::PriorityLevel level,

@@ -61,6 +61,9 @@ public:
   LoggingPriority::PriorityLevel get_priority() const noexcept {
     return priority_.load(std::memory_order_relaxed);
   }
+  /// Sets the category's own threshold, for itself and all that inherit from it. Calls on other
+  /// threads that overlap with the change may still use the old one. Any value is taken; one that
+  /// is no level lets through what is not above it. Without effect once logging has been torn down.
   void set_priority(LoggingPriority::PriorityLevel priority);
 
   /// The threshold that is in force: the own one or the nearest ancestor's. When the root has none
@@ -127,8 +130,9 @@ private:
   bool write_plain(LoggingPriority::PriorityLevel level, LogLine &text);
   bool log(LoggingPriority::PriorityLevel level, char const *format, va_list arguments)
       OSTBASE_PRINTF(3, 0);
-  bool log_passed(LoggingPriority::PriorityLevel level, char const *format, ...)
-      OSTBASE_PRINTF(3, 4);
+  // Without the format attribute: the text has been checked where the level function was called,
+  // and is no literal any more where the call is handed on.
+  bool log_passed(LoggingPriority::PriorityLevel level, char const *format, ...);
 
   // Whether a level may pass, at the price of one load. Relaxed: a threshold orders nothing, a call
   // that overlaps with its change may see either value.

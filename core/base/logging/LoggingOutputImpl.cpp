@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingOutputImpl.hpp"
 
-#include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "core/base/logging/LoggingLock.hpp"
+#include "core/base/logging/PlainOutput.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <new>
-#include <typeinfo>
+#include <utility>
 
 namespace Ostrel {
 
 LoggingOutputImpl::LoggingOutputImpl(ILoggingLayout *layout)
     : mutex_(Platform::create_mutex(true)) {
   LoggingOutputImpl::set_layout(layout);
+  PlainOutput::learn_console_class(*this);
 }
 
 LoggingOutputImpl::~LoggingOutputImpl() {
@@ -29,11 +30,15 @@ bool LoggingOutputImpl::re_open() {
 }
 
 void LoggingOutputImpl::set_layout(ILoggingLayout *layout) {
-  if (layout == nullptr) {
-    layout = new (std::nothrow) LoggingLayoutImpl;
+  if (layout != nullptr && layout == layout_.get()) {
+    return;
   }
-  if (layout != nullptr && layout != layout_.get()) {
-    layout_.reset(layout);
+  bool const is_default = layout == nullptr;
+  std::unique_ptr<ILoggingLayout> handed_over(is_default ? new (std::nothrow) LoggingLayoutImpl
+                                                         : layout);
+  if (handed_over != nullptr) {
+    layout_ = std::move(handed_over);
+    has_default_layout_ = is_default;
   }
 }
 
@@ -42,11 +47,12 @@ ILoggingLayout *LoggingOutputImpl::get_layout() {
 }
 
 void LoggingOutputImpl::delete_layout() {
+  has_default_layout_ = false;
   layout_.reset();
 }
 
 bool LoggingOutputImpl::write_method(std::string const &text) {
-  put(text);
+  Platform::write_standard_error(text.data(), text.size());
   return true;
 }
 
@@ -57,26 +63,6 @@ void LoggingOutputImpl::write(LoggingEvent const &event) try {
   }
 } catch (std::bad_alloc const &) {
   return; // the event is lost
-}
-
-LoggingOutputImpl *LoggingOutputImpl::as_plain(ILoggingOutput *output) {
-  if (typeid(*output) != typeid(FileLoggingOutput) &&
-      typeid(*output) != typeid(LoggingOutputImpl)) {
-    return nullptr;
-  }
-  auto *const ours = static_cast<LoggingOutputImpl *>(output);
-  ILoggingLayout const *const layout = ours->layout_.get();
-  bool const is_default = layout != nullptr && typeid(*layout) == typeid(LoggingLayoutImpl);
-  return is_default ? ours : nullptr;
-}
-
-void LoggingOutputImpl::write_plain(std::string_view line) {
-  LoggingLock const lock(mutex_.get());
-  put(line);
-}
-
-void LoggingOutputImpl::put(std::string_view text) {
-  Platform::write_standard_error(text.data(), text.size());
 }
 
 } // namespace Ostrel

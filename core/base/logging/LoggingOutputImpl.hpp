@@ -4,7 +4,7 @@
 #include "core/base/logging/ILoggingOutput.hpp"
 
 #include <memory>
-#include <string_view>
+#include <string>
 
 namespace Ostrel {
 
@@ -40,21 +40,12 @@ public:
   void write(LoggingEvent const &event) override;
 
 private:
-  friend class LoggingCategory; // for the short way of a plain line
-
-  // This output, when it is one of the library's two with the default layout: what it writes for an
-  // event is then known without making the event. Null for every other, derived ones included.
-  static LoggingOutputImpl *as_plain(ILoggingOutput *output);
-
-  // Writes a line of the default layout, as `write` does with an event's.
-  void write_plain(std::string_view line);
-
-  // Brings the text out in one piece.
-  virtual void put(std::string_view text);
+  friend class PlainOutput;
 
   std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout
   std::unique_ptr<IMutex> mutex_;          // null when it could not be had: events are then written
                                            // all the same
+  bool has_default_layout_ = false;        // the layout was made here
 };
 
 } // namespace Ostrel
