@@ -17,16 +17,16 @@ namespace Ostrel {
 int const LoggingCategory::MAX_CATEGORY_SIZE = LogLine::MESSAGE_SIZE;
 
 LoggingCategory &LoggingCategory::get_instance(char const *name) {
-  LoggingVisit const visit;
-  LoggingHierarchy *const hierarchy = ProcessLogging::hierarchy();
+  LoggingVisit const visit = ProcessLogging::visit();
+  LoggingHierarchy *const hierarchy = visit.hierarchy();
   LoggingCategory *const category =
       hierarchy != nullptr ? ProcessLogging::find_category(*hierarchy, name) : nullptr;
   return category != nullptr ? *category : ProcessLogging::discarding_category();
 }
 
 LoggingCategory &LoggingCategory::get_root_category() {
-  LoggingVisit const visit;
-  LoggingHierarchy *const hierarchy = ProcessLogging::hierarchy();
+  LoggingVisit const visit = ProcessLogging::visit();
+  LoggingHierarchy *const hierarchy = visit.hierarchy();
   return hierarchy != nullptr ? hierarchy->get_root_category()
                               : ProcessLogging::discarding_category();
 }
@@ -46,8 +46,8 @@ LoggingCategory::LoggingCategory(std::string_view name, LoggingCategory *parent,
 LoggingCategory::~LoggingCategory() = default;
 
 void LoggingCategory::set_priority(LoggingPriority::PriorityLevel priority) {
-  LoggingVisit const visit;
-  LoggingHierarchy *const hierarchy = hierarchy_.load();
+  LoggingVisit const here = visit();
+  LoggingHierarchy *const hierarchy = here.hierarchy();
   if (hierarchy != nullptr) {
     hierarchy->set_priority(*this, priority);
   }
@@ -64,8 +64,8 @@ LoggingPriority::PriorityLevel LoggingCategory::find_granted_priority() const {
       return priority;
     }
   }
-  LoggingVisit const visit;
-  LoggingHierarchy *const hierarchy = hierarchy_.load();
+  LoggingVisit const here = visit();
+  LoggingHierarchy *const hierarchy = here.hierarchy();
   if (hierarchy != nullptr) {
     hierarchy->get_root_category().log_write_helper("<ROOT CATEGORY NOT SET>",
                                                     LoggingPriority::NOT_SET, nullptr, 0);
@@ -80,6 +80,10 @@ OSTBASE_LEVEL_FUNCTION(LoggingCategory, info, log, LoggingPriority::INFO)
 OSTBASE_LEVEL_FUNCTION(LoggingCategory, trace, log, LoggingPriority::TRACE)
 OSTBASE_LEVEL_FUNCTION(LoggingCategory, debug, log, LoggingPriority::DEBUG)
 OSTBASE_LEVEL_FUNCTION(LoggingCategory, verbose, log, LoggingPriority::VERBOSE)
+
+LoggingVisit LoggingCategory::visit() const noexcept {
+  return is_process_wide_ ? LoggingVisit(hierarchy_) : LoggingVisit(hierarchy_.load());
+}
 
 bool LoggingCategory::log_passed(LoggingPriority::PriorityLevel level, char const *format, ...) {
   va_list arguments;
@@ -109,16 +113,16 @@ void LoggingCategory::log_write(LoggingPriority::PriorityLevel level, char const
 
 // False, with nothing done, when an event is to be made.
 bool LoggingCategory::write_plain(LoggingPriority::PriorityLevel level, LogLine &text) {
-  LoggingVisit const visit;
-  ILoggingOutput *const output = hierarchy_.load() == nullptr ? nullptr : get_logging_output();
+  LoggingVisit const here = visit();
+  ILoggingOutput *const output = here.hierarchy() == nullptr ? nullptr : get_logging_output();
   return output != nullptr && PlainOutput::write(*output, level, text);
 }
 
 void LoggingCategory::log_write_helper(char const *message, LoggingPriority::PriorityLevel level,
                                        char const *file, int line) try {
   LoggingEvent const event(std::string(name_), std::string(message), level, file, line);
-  LoggingVisit const visit;
-  if (hierarchy_.load() == nullptr) {
+  LoggingVisit const here = visit();
+  if (here.hierarchy() == nullptr) {
     return; // the outputs are gone
   }
   ILoggingOutput *const output = get_logging_output();
@@ -135,8 +139,8 @@ void LoggingCategory::set_logging_output(ILoggingOutput *output) {
   }
   std::unique_ptr<ILoggingOutput> handed_over(
       output != nullptr ? output : new (std::nothrow) LoggingOutputImpl);
-  LoggingVisit const visit;
-  if (handed_over != nullptr && hierarchy_.load() != nullptr) {
+  LoggingVisit const here = visit();
+  if (handed_over != nullptr && here.hierarchy() != nullptr) {
     output_ = std::move(handed_over);
   }
 }
@@ -151,7 +155,10 @@ ILoggingOutput *LoggingCategory::get_logging_output() const {
 }
 
 void LoggingCategory::remove_logging_output() {
-  output_.reset();
+  LoggingVisit const here = visit();
+  if (here.hierarchy() != nullptr) {
+    output_.reset();
+  }
 }
 
 // Takes the own priority as threshold, or else the parent's threshold.

@@ -8,6 +8,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include <new>
+#include <utility>
 
 namespace Ostrel {
 
@@ -21,11 +22,17 @@ LoggingHierarchy::LoggingHierarchy(Lifetime lifetime)
   }
 }
 
+// An output of somebody else's may ask for categories in its destructor: there is a root until the
+// last of them is gone, and what was made for them goes as well.
 LoggingHierarchy::~LoggingHierarchy() {
-  clear_all();
-  if (root_ != nullptr) {
-    dispose_of(root_);
+  if (root_ == nullptr) {
+    return;
   }
+  delete_registered();
+  root_->output_.reset();
+  while (delete_registered()) {
+  }
+  dispose_of(std::exchange(root_, nullptr));
 }
 
 LoggingCategory *LoggingHierarchy::get_instance(std::string const &name) try {
@@ -60,20 +67,30 @@ LoggingCategory &LoggingHierarchy::get_root_category() {
 }
 
 void LoggingHierarchy::clear_all() {
-  if (root_ == nullptr) {
-    return;
+  if (root_ != nullptr) {
+    delete_registered();
   }
-  LoggingLock const lock(mutex_.get());
-  // Taken out before the first is deleted: an output of somebody else's may ask for a category in
-  // its destructor, and must not be given one that goes next.
-  auto root_entry = categories_.extract(std::string());
-  std::map<std::string, LoggingCategory *> const registered = std::move(categories_);
-  categories_.clear();
-  categories_.insert(std::move(root_entry));
-  root_->first_child_ = nullptr;
+}
+
+bool LoggingHierarchy::delete_registered() {
+  Categories const registered = take_registered();
+  // The outputs first: they may log through any category in their destructors.
+  for (auto const &[name, category] : registered) {
+    category->output_.reset();
+  }
   for (auto const &[name, category] : registered) {
     dispose_of(category);
   }
+  return !registered.empty();
+}
+
+LoggingHierarchy::Categories LoggingHierarchy::take_registered() {
+  LoggingLock const lock(mutex_.get());
+  auto root_entry = categories_.extract(std::string());
+  Categories registered = std::exchange(categories_, {});
+  categories_.insert(std::move(root_entry));
+  root_->first_child_ = nullptr;
+  return registered;
 }
 
 LoggingCategory *LoggingHierarchy::find_category(std::string const &name) const {
@@ -102,8 +119,11 @@ LoggingCategory *LoggingHierarchy::make_category(std::string_view name, LoggingC
   }
   char *const text = static_cast<char *>(memory) + sizeof(LoggingCategory);
   text[name.copy(text, name.size())] = '\0';
-  auto *const category =
-      new (memory) LoggingCategory(std::string_view(text, name.size()), parent, priority, this);
+  // Below a silenced category another silenced one.
+  LoggingHierarchy *const hierarchy = parent != nullptr ? parent->hierarchy_.load() : this;
+  auto *const category = new (memory)
+      LoggingCategory(std::string_view(text, name.size()), parent, priority, hierarchy);
+  category->is_process_wide_ = lifetime_ == Lifetime::PROCESS;
   if (parent != nullptr) {
     category->next_sibling_ = parent->first_child_;
     parent->first_child_ = category;
@@ -129,6 +149,9 @@ void LoggingHierarchy::dispose_of(LoggingCategory *category) const {
 void LoggingHierarchy::set_priority(LoggingCategory &category,
                                     LoggingPriority::PriorityLevel priority) {
   LoggingLock const lock(mutex_.get());
+  if (category.hierarchy_.load() == nullptr) {
+    return; // silenced, for good
+  }
   category.priority_.store(priority, std::memory_order_relaxed);
   category.update_threshold();
 }

@@ -53,6 +53,8 @@ private:
     PROCESS // categories stay, silenced, for whoever kept a pointer to one
   };
 
+  using Categories = std::map<std::string, LoggingCategory *>;
+
   explicit LoggingHierarchy(Lifetime lifetime);
 
   // These need the mutex held.
@@ -63,12 +65,18 @@ private:
   void *allocate_category(std::size_t size) const;
   void dispose_of(LoggingCategory *category) const;
 
+  // Takes the mutex for itself, and gives all that was registered but the root.
+  Categories take_registered();
+  // Deletes that, without the mutex: outputs of somebody else's go with it.
+  // @return whether there was any.
+  bool delete_registered();
+
   void set_priority(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
   void silence();
 
-  std::map<std::string, LoggingCategory *> categories_; // guarded by mutex_
-  LoggingCategory *root_ = nullptr;                     // null when it could not be made
-  std::unique_ptr<IMutex> mutex_;                       // null when it could not be had
+  Categories categories_;           // guarded by mutex_
+  LoggingCategory *root_ = nullptr; // null when it could not be made
+  std::unique_ptr<IMutex> mutex_;   // null when it could not be had
   Lifetime lifetime_;
 };
 

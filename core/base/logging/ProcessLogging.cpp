@@ -7,7 +7,9 @@
 #include "core/base/logging/LoggingSpec.hpp"
 #include "core/base/platform/Platform.hpp"
 
+#include <atomic>
 #include <cctype>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -17,17 +19,35 @@ namespace Ostrel {
 
 namespace {
 
-constexpr int LONGEST_WAIT_MS = 1000; // a thread that has not left by then was terminated, or waits
-                                      // itself for the end of the process
-constexpr std::size_t ARENA_BYTES = 256UL * 1024; // some 2,000 categories
+constexpr int LONGEST_WAIT_MS = 1000;
+constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
 std::once_flag set_up_once;
 std::atomic<LoggingHierarchy *> current{nullptr};
+unsigned long owner_process_id = 0; // the process that made the hierarchy; a fork copies it
 
 // The categories' memory is part of the library's image. So a category can outlive the hierarchy
 // for as long as code of the library can be reached at all, and is gone with it.
 alignas(std::max_align_t) unsigned char arena[ARENA_BYTES];
 std::atomic<std::size_t> arena_used{0};
+
+// What the arena has no room for. Held from here so that it counts as in use, not as lost.
+struct alignas(std::max_align_t) FurtherMemory {
+  FurtherMemory *next;
+};
+
+std::atomic<FurtherMemory *> further_memory{nullptr};
+
+void *allocate_further(std::size_t size) {
+  void *const memory = ::operator new(sizeof(FurtherMemory) + size, std::nothrow);
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  auto *const first = new (memory) FurtherMemory{further_memory.load(std::memory_order_relaxed)};
+  while (!further_memory.compare_exchange_weak(first->next, first, std::memory_order_relaxed)) {
+  }
+  return first + 1;
+}
 
 class Teardown {
 public:
@@ -95,7 +115,7 @@ void configure_from_environment(LoggingHierarchy &hierarchy) try {
 std::atomic<int> LoggingVisit::_visitors{0};
 
 bool LoggingVisit::wait_for_all() noexcept {
-  for (int waited_ms = 0; _visitors.load() != 0; ++waited_ms) {
+  for (int waited_ms = 0; is_any(); ++waited_ms) {
     if (waited_ms == LONGEST_WAIT_MS) {
       return false;
     }
@@ -104,9 +124,9 @@ bool LoggingVisit::wait_for_all() noexcept {
   return true;
 }
 
-LoggingHierarchy *ProcessLogging::hierarchy() {
+LoggingVisit ProcessLogging::visit() {
   std::call_once(set_up_once, set_up);
-  return current.load();
+  return LoggingVisit(current);
 }
 
 // Reaches the categories through the hierarchy at hand: the once-only guard is held.
@@ -119,6 +139,7 @@ void ProcessLogging::set_up() {
     return;
   }
   configure_from_environment(*hierarchy);
+  owner_process_id = Platform::get_current_process_id();
   current.store(hierarchy.release());
 }
 
@@ -148,20 +169,23 @@ void *ProcessLogging::allocate_for_ever(std::size_t size) {
       return arena + used;
     }
   }
-  return ::operator new(size, std::nothrow);
+  return allocate_further(size);
 }
 
 void ProcessLogging::tear_down() {
   // Waits for a set-up that is under way, and lets none begin any more.
   std::call_once(set_up_once, [] {});
-  std::unique_ptr<LoggingHierarchy> hierarchy(current.exchange(nullptr));
+  LoggingHierarchy *const hierarchy = current.exchange(nullptr);
   if (hierarchy == nullptr) {
     return;
   }
+  bool const is_forked = owner_process_id != Platform::get_current_process_id();
+  if (is_forked && LoggingVisit::is_any()) {
+    return;
+  }
   hierarchy->silence();
-  if (!LoggingVisit::wait_for_all()) {
-    // Left as it is rather than deleted under somebody's feet.
-    static_cast<void>(hierarchy.release());
+  if (LoggingVisit::wait_for_all()) {
+    delete hierarchy;
   }
 }
 
