@@ -10,7 +10,6 @@
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
-#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <cstdlib>
@@ -470,22 +469,13 @@ void const *Configuration::find_sub_key(void const *key, char const *path) const
   if (path == nullptr) {
     return key;
   }
-  XmlConfigSource const *const indexed = as_indexed(*source_);
-  char const *rest = skip_key_separators(path);
-  while (*rest != '\0') {
-    KeyPathComponent const component = read_key_component(rest);
-    if (component.index > INT_MAX) {
-      return nullptr;
-    }
-    auto const index = static_cast<unsigned int>(std::max(component.index, 0L));
-    key = indexed != nullptr ? indexed->search_sub_key(key, component.name, index)
-                             : walk_to_sub_key(*source_, key, component.name, index);
-    if (key == nullptr) {
-      return nullptr;
-    }
-    rest = component.rest;
+  if (XmlConfigSource const *const indexed = as_indexed(*source_); indexed != nullptr) {
+    return indexed->search_key(key, path);
   }
-  return key;
+  return walk_key_path(key, path,
+                       [this](void const *parent, std::string_view name, unsigned int index) {
+                         return walk_to_sub_key(*source_, parent, name, index);
+                       });
 }
 
 void const *Configuration::find_value(void const *key, char const *sub_path, char const *name,
@@ -494,10 +484,11 @@ void const *Configuration::find_value(void const *key, char const *sub_path, cha
   if (owner == nullptr || out == nullptr) {
     return nullptr;
   }
-  XmlConfigSource const *const indexed = as_indexed(*source_);
+  if (XmlConfigSource const *const indexed = as_indexed(*source_); indexed != nullptr) {
+    return indexed->search_value(owner, name, out);
+  }
   std::string text;
-  void const *const value = indexed != nullptr ? indexed->search_value(owner, name, &text)
-                                               : walk_to_value(*source_, owner, name, &text);
+  void const *const value = walk_to_value(*source_, owner, name, &text);
   if (value != nullptr) {
     *out = std::move(text);
   }

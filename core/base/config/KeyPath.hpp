@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <climits>
 #include <string_view>
 
 namespace Ostrel {
@@ -27,5 +29,26 @@ inline char const *skip_key_separators(char const *path) {
 
 /// Reads the first component of a path that begins with one.
 KeyPathComponent read_key_component(char const *path);
+
+/// Goes from a key, or for null from above the top key, along a path.
+///
+/// @param find  gives the sub-key of a key that has that name and number, from 0; null for none.
+/// @return where the path ends, the key itself for an empty one; null when a component names none.
+template <class FindSubKey>
+void const *walk_key_path(void const *key, char const *path, FindSubKey find) {
+  char const *rest = skip_key_separators(path);
+  while (*rest != '\0') {
+    KeyPathComponent const component = read_key_component(rest);
+    if (component.index > INT_MAX) {
+      return nullptr;
+    }
+    key = find(key, component.name, static_cast<unsigned int>(std::max(component.index, 0L)));
+    if (key == nullptr) {
+      return nullptr;
+    }
+    rest = component.rest;
+  }
+  return key;
+}
 
 } // namespace Ostrel

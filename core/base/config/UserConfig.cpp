@@ -11,7 +11,9 @@
 #include "core/base/platform/Platform.hpp"
 
 #include <atomic>
+#include <cstddef>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <new>
@@ -44,6 +46,20 @@ std::optional<FullKey> split_full_key(std::string_view text) {
   }
   return FullKey{std::string(text.substr(0, last)), std::string(text.substr(last + 1))};
 }
+
+// What was asked for, with its hash, which is computed before the lock is taken.
+struct Question {
+  explicit Question(std::string_view key) : text(key), hash(std::hash<std::string_view>()(key)) {}
+
+  bool operator==(Question const &other) const { return text == other.text; }
+
+  std::string_view text;
+  std::size_t hash;
+};
+
+struct HashOfQuestion {
+  std::size_t operator()(Question const &question) const noexcept { return question.hash; }
+};
 
 using Values = std::map<std::string, std::string>;
 using Cache = AcquirableMap<std::string, Values>;
@@ -92,9 +108,9 @@ public:
     return split;
   }
 
-  // The text that was asked for by this key before; null when none was.
-  std::string const *find_answer(std::string_view key) const {
-    auto const found = answers_.find(key);
+  // The answer to the same question before; null when there was none.
+  std::string const *find_answer(Question const &question) const {
+    auto const found = answers_.find(question);
     return found == answers_.end() ? nullptr : found->second;
   }
 
@@ -133,10 +149,10 @@ public:
   };
 
   // Remembers where the answer to a question is.
-  void add_answer(std::string_view key, std::string const *text) noexcept try {
-    if (find_answer(key) == nullptr) {
-      questions_.emplace_back(key);
-      answers_.emplace(questions_.back(), text);
+  void add_answer(Question const &question, std::string const *text) noexcept try {
+    if (find_answer(question) == nullptr) {
+      questions_.emplace_back(question.text);
+      answers_.emplace(Question(questions_.back()), text);
     }
   } catch (std::bad_alloc const &) {
     // The next one who asks takes the long way.
@@ -185,7 +201,8 @@ private:
   std::map<std::string, std::string> aliases_;
   Cache cache_; // by key path and value name; nothing is ever taken out
   std::deque<std::string> questions_;
-  std::unordered_map<std::string_view, std::string const *> answers_; // from questions_ to cache_
+  // From questions_ to cache_.
+  std::unordered_map<Question, std::string const *, HashOfQuestion> answers_;
 };
 
 Settings &settings() {
@@ -220,18 +237,18 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
   if (value == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
+  Question const asked(key == nullptr ? "" : key);
   SettingsLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
   Settings &user = settings();
   user.set_up();
-  std::string_view const asked = key == nullptr ? "" : key;
   if (std::string const *answer = user.find_answer(asked); answer != nullptr) {
     *value = *answer;
     return RESULT_SUCCESS;
   }
-  std::optional<FullKey> const full_key = user.resolve(asked);
+  std::optional<FullKey> const full_key = user.resolve(asked.text);
   if (!full_key) {
     return RESULT_FAILURE;
   }
@@ -256,14 +273,14 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   if (text == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
+  Question const asked(key == nullptr ? "" : key);
   SettingsLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
   Settings &user = settings();
   user.set_up();
-  std::string_view const asked = key == nullptr ? "" : key;
-  std::optional<FullKey> const full_key = user.resolve(asked);
+  std::optional<FullKey> const full_key = user.resolve(asked.text);
   if (!full_key) {
     return RESULT_FAILURE;
   }

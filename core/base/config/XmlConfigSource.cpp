@@ -2,6 +2,7 @@
 #include "core/base/config/XmlConfigSource.hpp"
 
 #include "core/base/config/KeyIndex.hpp"
+#include "core/base/config/KeyPath.hpp"
 #include "core/base/config/XmlText.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/Formatting.h"
@@ -1089,12 +1090,19 @@ bool XmlConfigSource::get_value_data(void const *value, std::string *name, std::
   return false;
 }
 
-void const *XmlConfigSource::search_sub_key(void const *key, std::string_view name,
-                                            unsigned int index) const {
+void const *XmlConfigSource::search_key(void const *key, char const *path) const {
   SourceLock const lock;
   if (!lock) {
     return nullptr;
   }
+  return walk_key_path(key, path,
+                       [this](void const *parent, std::string_view name, unsigned int index) {
+                         return search_sub_key(parent, name, index);
+                       });
+}
+
+void const *XmlConfigSource::search_sub_key(void const *key, std::string_view name,
+                                            unsigned int index) const {
   if (key == nullptr) {
     xmlNode const *top = top_key();
     bool const matches = top != nullptr && (name.empty() || name == plain(top->name));
@@ -1117,15 +1125,16 @@ void const *XmlConfigSource::search_sub_key(void const *key, std::string_view na
 
 void const *XmlConfigSource::search_value(void const *key, char const *name,
                                           std::string *text) const {
-  std::string found_name;
   if (name == nullptr || *name == '\0') {
+    std::string found_name;
     return find_first_value(key, &found_name, text);
   }
   SourceLock const lock;
   if (!lock || key == nullptr) {
     return nullptr;
   }
-  return report_attribute(find_attribute(*as_node(key), name), &found_name, text);
+  xmlAttr *const attribute = find_attribute(*as_node(key), name);
+  return attribute != nullptr && read_content(as_node(attribute), text) ? attribute : nullptr;
 }
 
 _xmlNode *XmlConfigSource::top_key() const {

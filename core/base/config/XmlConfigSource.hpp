@@ -155,16 +155,17 @@ private:
   };
 
   // These two take the source mutex themselves.
-  // The sub-key of that name and number, from 0, through the index; the empty name counts every
-  // sub-key, and a null key stands for the place above the top key.
-  void const *search_sub_key(void const *key, std::string_view name, unsigned int index) const;
-
-  // The first value of that name; null and empty name the text value.
+  // The key of a path, through the index.
+  void const *search_key(void const *key, char const *path) const;
+  // The first value of that name; null and empty name the text value. Writes nothing for none.
   void const *search_value(void const *key, char const *name, std::string *text) const;
 
   // These need the source mutex held.
   unsigned long load(std::string path);
   void adopt(DocumentRecord record);
+  // The sub-key of that name and number, from 0; the empty name counts every sub-key, and a null
+  // key stands for the place above the top key.
+  void const *search_sub_key(void const *key, std::string_view name, unsigned int index) const;
   _xmlNode *top_key() const;
 
   ConfigRoot config_root_ = CONFIG_ROOT_NONE;

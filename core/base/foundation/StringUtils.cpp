@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <functional>
 #include <new>
 
 namespace Ostrel {
@@ -12,39 +14,42 @@ namespace StringUtils {
 
 namespace {
 
-bool belongs(CharacterClass character_class, int character) {
+using Predicate = int (*)(int);
+
+// What tells whether a character belongs to the class.
+Predicate predicate_of(CharacterClass character_class) {
   switch (character_class) {
   case ALNUM:
-    return std::isalnum(character) != 0;
+    return [](int character) { return std::isalnum(character); };
   case ALPHA:
-    return std::isalpha(character) != 0;
+    return [](int character) { return std::isalpha(character); };
   case CNTRL:
-    return std::iscntrl(character) != 0;
+    return [](int character) { return std::iscntrl(character); };
   case DIGIT:
-    return std::isdigit(character) != 0;
+    return [](int character) { return std::isdigit(character); };
   case GRAPH:
-    return std::isgraph(character) != 0;
+    return [](int character) { return std::isgraph(character); };
   case LOWER:
-    return std::islower(character) != 0;
+    return [](int character) { return std::islower(character); };
   case PRINT:
-    return std::isprint(character) != 0;
+    return [](int character) { return std::isprint(character); };
   case PUNCT:
-    return std::ispunct(character) != 0;
+    return [](int character) { return std::ispunct(character); };
   case SPACE:
-    return std::isspace(character) != 0;
+    return [](int character) { return std::isspace(character); };
   case UPPER:
-    return std::isupper(character) != 0;
+    return [](int character) { return std::isupper(character); };
   case XDIGIT:
-    return std::isxdigit(character) != 0;
+    return [](int character) { return std::isxdigit(character); };
   }
-  return false;
+  return [](int) { return 0; };
 }
 
-// Membership by one character.
+// Membership by one character: 1 for a member, else 0.
 class OneCharacter {
 public:
   explicit OneCharacter(char delimiter) : delimiter_(delimiter) {}
-  bool operator()(char character) const { return character == delimiter_; }
+  unsigned int operator()(char character) const { return character == delimiter_ ? 1 : 0; }
 
 private:
   char delimiter_;
@@ -54,61 +59,75 @@ private:
 // asking once for each character that occurs is what makes a long text cheap.
 class ClassMembers {
 public:
-  explicit ClassMembers(CharacterClass character_class) : character_class_(character_class) {}
+  explicit ClassMembers(CharacterClass character_class)
+      : predicate_(predicate_of(character_class)) {
+    answers_.fill(UNKNOWN);
+  }
 
-  bool operator()(char character) {
-    Answer &answer = answers_[static_cast<unsigned char>(character)];
-    if (answer == Answer::UNKNOWN) {
-      answer = belongs(character_class_, static_cast<unsigned char>(character)) ? Answer::MEMBER
-                                                                                : Answer::OTHER;
-    }
-    return answer == Answer::MEMBER;
+  unsigned int operator()(char character) {
+    auto const index = static_cast<unsigned char>(character);
+    std::uint8_t const answer = answers_[index];
+    return answer != UNKNOWN ? answer : ask(index);
   }
 
 private:
-  enum class Answer : std::uint8_t { UNKNOWN, OTHER, MEMBER };
+  static constexpr std::uint8_t UNKNOWN = 2; // else 1 for a member and 0 for any other
 
-  std::array<Answer, UINT8_MAX + 1> answers_{};
-  CharacterClass character_class_;
+  // Kept out of the loops, which it would slow down.
+  __attribute__((noinline)) std::uint8_t ask(unsigned char character) {
+    return answers_[character] = predicate_(character) != 0 ? 1 : 0;
+  }
+
+  std::array<std::uint8_t, UINT8_MAX + 1> answers_;
+  Predicate predicate_;
 };
 
-// Squeezes the text in place.
-template <typename Membership> void trim_in_place(std::string &text, Membership &&is_member) {
-  std::size_t const size = text.size();
+bool is_inside(char const *text, std::string const &buffer) {
+  std::less_equal<> const is_not_behind;
+  return is_not_behind(buffer.data(), text) && is_not_behind(text, buffer.data() + buffer.size());
+}
+
+// Writes the squeezed text to a buffer of its size, which may be the text itself; gives the end.
+template <typename Membership>
+char *squeeze(char const *text, std::size_t size, Membership &is_member, char *buffer) {
   std::size_t from = 0;
-  while (from < size && is_member(text[from])) {
+  while (from < size && is_member(text[from]) != 0) {
     ++from;
   }
-  char *const start = text.data();
-  char *end = start;
-  bool follows_member = false;
+  char *end = buffer;
+  unsigned int follows_member = 0;
   for (; from < size; ++from) {
-    char const character = start[from];
-    bool const member = is_member(character);
+    char const character = text[from];
+    unsigned int const member = is_member(character);
     *end = character;
-    // A further member of a run is written over by what comes next.
-    end += member && follows_member ? 0 : 1;
+    // A further member of a run is written over by what comes next: without a branch, which real
+    // texts would make the processor guess wrong.
+    end += 1 - (member & follows_member);
     follows_member = member;
   }
-  if (follows_member) {
-    --end;
-  }
-  text.resize(static_cast<std::size_t>(end - start));
+  return end - follows_member;
 }
 
 template <typename Membership>
-void trim_text(char const *text, Membership &&is_member, std::string *out) try {
+void trim_text(char const *text, Membership is_member, std::string *out) try {
   if (out == nullptr) {
     return;
   }
-  out->assign(text == nullptr ? "" : text);
-  trim_in_place(*out, is_member);
+  char const *from = text == nullptr ? "" : text;
+  std::size_t const size = std::strlen(from);
+  if (is_inside(from, *out)) {
+    *out = std::string(from, size);
+    from = out->data();
+  }
+  out->resize(size);
+  char *const begin = out->data();
+  out->resize(static_cast<std::size_t>(squeeze(from, size, is_member, begin) - begin));
 } catch (std::bad_alloc const &) {
   out->clear();
 }
 
 template <typename Membership>
-void split_text(char const *text, Membership &&is_member, std::deque<std::string> *out) {
+void split_text(char const *text, Membership is_member, std::deque<std::string> *out) {
   if (out == nullptr) {
     return;
   }
@@ -117,7 +136,7 @@ void split_text(char const *text, Membership &&is_member, std::deque<std::string
     char const *start = text == nullptr ? "" : text;
     char const *end = start;
     for (; *end != '\0'; ++end) {
-      if (is_member(*end)) {
+      if (is_member(*end) != 0) {
         out->emplace_back(start, static_cast<std::size_t>(end - start));
         start = end + 1;
       }
