@@ -134,13 +134,14 @@ void LoggingCategory::log_write_helper(char const *message, LoggingPriority::Pri
 }
 
 void LoggingCategory::set_logging_output(ILoggingOutput *output) {
-  if (output != nullptr && output == output_.get()) {
+  LoggingVisit const here = visit();
+  bool const is_alive = here.hierarchy() != nullptr;
+  if (is_alive && output != nullptr && output == output_.get()) {
     return;
   }
   std::unique_ptr<ILoggingOutput> handed_over(
       output != nullptr ? output : new (std::nothrow) LoggingOutputImpl);
-  LoggingVisit const here = visit();
-  if (handed_over != nullptr && here.hierarchy() != nullptr) {
+  if (is_alive && handed_over != nullptr) {
     output_ = std::move(handed_over);
   }
 }
