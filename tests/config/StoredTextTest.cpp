@@ -31,8 +31,7 @@ TEST(StoredText, ComesBackByteForByte) {
       "\xC3\xA9\xE2\x82\xAC",
       "   ",
       "\xF0\x9F\xA4\x96",
-      "a\xC2\x85"
-      "b",
+      "a\xC2\x85\x62",
       std::string(400, ' ') + "x",
       "",
       std::string(5000, ' '),

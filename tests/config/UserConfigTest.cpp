@@ -118,16 +118,6 @@ TEST(UserConfig, WorksWithoutAFile) {
                            MALFORMED);
 }
 
-TEST(UserConfig, DeclarationsEndAtTheFirstGap) {
-  TemporaryDirectory const directory;
-  write_file(directory.path("user-config.xml"),
-             "<UserConfig><A v='1'/><Aliases><Alias name='x' value='UserConfig/A/v'/></Aliases>"
-             "<Aliases><Alias name='y' value='UserConfig/A/v'/></Aliases></UserConfig>");
-  ChildResult const child =
-      run_child("user-settings", {"$x", "$y"}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
-  EXPECT_EQ(child.out, "0 1\n1 stale\n");
-}
-
 TEST(UserConfig, NullArgumentsAreNotFollowed) {
   std::string text = "stale";
   EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/B", nullptr), RESULT_INVALID_ARGUMENT);

@@ -30,6 +30,14 @@ TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
     names += name + one.values(sub);
   }
   EXPECT_EQ(names, "D[=x][n=a]E[=]D[=][n=b]D[=]");
+  std::string text;
+  void const *value = one.source.find_first_value(key, &name, &text);
+  for (char const *expected : {"=txu", "v=1", "w=2"}) {
+    EXPECT_TRUE(one.source.get_value_data(value, &name, &text));
+    EXPECT_EQ(name + "=" + text, expected);
+    value = one.source.find_next_value(value, &name, &text);
+  }
+  EXPECT_EQ(value, nullptr);
   struct {
     int index;
     char const *values; // null: there is no such key
@@ -42,21 +50,6 @@ TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
   }
 }
 
-TEST(XmlConfigSource, TellsAHandlesNameAndText) {
-  LoadedSource const one("<R v='1'><D>x</D></R>");
-  std::string name = "stale", text = "stale";
-  EXPECT_FALSE(one.source.get_key_name(nullptr, &name));
-  EXPECT_FALSE(one.source.get_value_data(nullptr, &name, &text));
-  EXPECT_EQ(name + text, "stalestale");
-  void const *value = one.source.find_first_value(one.top(), &name, &text);
-  EXPECT_TRUE(one.source.get_value_data(value, &name, &text));
-  EXPECT_EQ(name + "=" + text, "=x");
-  value = one.source.find_next_value(value, &name, &text);
-  EXPECT_TRUE(one.source.get_value_data(value, &name, &text));
-  EXPECT_EQ(name + "=" + text, "v=1");
-  EXPECT_EQ(one.source.find_next_value(value, &name, &text), nullptr);
-}
-
 TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {
   LoadedSource one("<R v='1'/>");
   std::string text;
@@ -66,6 +59,8 @@ TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {
   one.source.close_repository(nullptr);
   EXPECT_EQ(one.source.find_first(nullptr, nullptr), nullptr);
   EXPECT_EQ(one.source.find_next(nullptr, &text), nullptr);
+  EXPECT_FALSE(one.source.get_key_name(nullptr, &text));
+  EXPECT_FALSE(one.source.get_value_data(nullptr, &text, &text));
   EXPECT_EQ(one.source.find_first_value(nullptr, &text, &text), nullptr);
   EXPECT_EQ(one.source.find_first_value(top, nullptr, &text), nullptr);
   EXPECT_EQ(one.source.find_next_value(nullptr, &text, &text), nullptr);
@@ -117,13 +112,6 @@ TEST(XmlConfigSource, AFileThatCannotBeWrittenKeepsItsContent) {
   EXPECT_EQ(read_file(moved.string()), before);
   auto const entries = std::filesystem::directory_iterator(one.directory.path());
   EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);
-}
-
-TEST(XmlConfigSource, ADocumentWithoutTopKeyIsNotWritten) {
-  LoadedSource one("<R/>");
-  EXPECT_EQ(one.source.delete_key(one.top()), RESULT_IO_ERROR);
-  EXPECT_EQ(read_file(one.path), "<R/>");
-  EXPECT_EQ(one.top(), nullptr);
 }
 
 TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
@@ -210,6 +198,12 @@ TEST(XmlConfigSource, AFailedLoadKeepsOrDropsTheOldDocument) {
   EXPECT_EQ(one.top(), nullptr);
   EXPECT_EQ(one.source.commit(), RESULT_FAILURE);
   EXPECT_EQ(read_file(broken), "<R>");
+}
+
+TEST(XmlConfigSource, ADocumentWithoutTopKeyIsNotWritten) {
+  LoadedSource one("<R/>");
+  EXPECT_EQ(one.source.delete_key(one.top()), RESULT_IO_ERROR);
+  EXPECT_EQ(read_file(one.path), "<R/>");
 }
 
 TEST(XmlConfigSource, RepositoriesAreOpenedOnceAndNeverWritten) {

@@ -1232,7 +1232,7 @@ unsigned long XmlConfigSource::commit() {
   return save() ? RESULT_SUCCESS : RESULT_FAILURE;
 }
 
-bool XmlConfigSource::save() {
+bool XmlConfigSource::save() const {
   if (main_document_.document == nullptr) {
     return false;
   }

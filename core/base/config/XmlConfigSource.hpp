@@ -144,7 +144,7 @@ protected:
   unsigned long find_file(char const *name, std::string *found);
 
   /// Writes the main document to its file; false when there is none or the write fails.
-  bool save();
+  bool save() const;
 
 private:
   friend class Configuration; // for the two searches below, which foreign sources do not have
