@@ -1,20 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cerrno>
 #include <utility>
 
-#include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace Ostrel {
 
 /// Owns a descriptor and closes it.
+///
+/// What the layer opens never takes the number of a standard stream: in a program that has closed
+/// one of them, output meant for the stream would go into the file.
 class Descriptor {
 public:
   Descriptor() noexcept = default;
   explicit Descriptor(int descriptor) noexcept : descriptor_(descriptor) {}
-  Descriptor(Descriptor &&other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  Descriptor(Descriptor &&other) noexcept : descriptor_(other.release()) {}
   Descriptor &operator=(Descriptor &&other) noexcept {
     std::swap(descriptor_, other.descriptor_);
     return *this;
@@ -25,21 +27,22 @@ public:
     }
   }
 
-  /// Moves the descriptor above those of the standard streams: in a program that has closed one of
-  /// them, what is opened next takes its number, and output meant for the stream would go into it.
+  /// Opens a file as `open` does, close-on-exec, and again for as long as a signal interrupts it.
+  /// Nothing is open afterwards, with `errno`, when it cannot be had.
+  static Descriptor open(char const *path, int flags, mode_t mode = 0) noexcept;
+
+  /// The same for a name below an open directory.
+  static Descriptor open_at(int directory, char const *name, int flags, mode_t mode = 0) noexcept;
+
+  /// Moves the descriptor above those of the standard streams.
   /// Nothing is open afterwards, with `errno`, when there is no other number.
-  void leave_standard_streams() noexcept {
-    if (!is_open() || descriptor_ > STDERR_FILENO) {
-      return;
-    }
-    Descriptor moved(fcntl(descriptor_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    int const error = errno;
-    *this = Descriptor(std::move(moved));
-    errno = error;
-  }
+  void leave_standard_streams() noexcept;
 
   bool is_open() const noexcept { return descriptor_ >= 0; }
   int get() const noexcept { return descriptor_; }
+
+  /// Hands the descriptor out: the caller closes it.
+  int release() noexcept { return std::exchange(descriptor_, -1); }
 
 private:
   int descriptor_ = -1;

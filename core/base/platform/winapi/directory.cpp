@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // FindFirstFileA and its kin, on readdir. The C library's own matching of patterns is not used: it
 // knows more wildcards, depends on the locale and leaves out names that start with a dot.
+#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -11,9 +12,11 @@
 #include <new>
 
 #include <dirent.h>
+#include <fcntl.h>
 
 namespace {
 
+using Ostrel::Descriptor;
 using Ostrel::error_from_errno;
 using Ostrel::fail;
 using Ostrel::Handle;
@@ -76,14 +79,14 @@ private:
   };
 
   DIR *open() const noexcept {
-    if (pattern_ == query_.c_str()) {
-      return opendir(".");
+    char path[PATH_MAX] = ".";
+    std::memcpy(path, query_.c_str(), static_cast<std::size_t>(pattern_ - query_.c_str()));
+    Descriptor directory = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+    DIR *const opened = directory.is_open() ? fdopendir(directory.get()) : nullptr;
+    if (opened != nullptr) {
+      directory.release();
     }
-    char directory[PATH_MAX];
-    auto const length = static_cast<std::size_t>(pattern_ - query_.c_str());
-    std::memcpy(directory, query_.c_str(), length);
-    directory[length] = '\0';
-    return opendir(directory);
+    return opened;
   }
 
   NativePath const query_;

@@ -138,11 +138,9 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return INVALID_HANDLE_VALUE;
   }
-  int const open_flags = how | whether | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  int const open_flags = how | whether | O_NOCTTY | O_NONBLOCK;
   mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
-  Descriptor opened(
-      retry([&native, open_flags, mode] { return open(native.c_str(), open_flags, mode); }));
-  opened.leave_standard_streams();
+  Descriptor opened = Descriptor::open(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
     SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
     return INVALID_HANDLE_VALUE;

@@ -121,8 +121,7 @@ void flush_directory_of(char const *path) {
   std::size_t const length = last == nullptr ? 0 : static_cast<std::size_t>(last + 1 - path);
   char directory[PATH_MAX] = ".";
   std::memcpy(directory, path, length);
-  Descriptor const opened(
-      retry([&directory] { return open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+  Descriptor const opened = Descriptor::open(directory, O_RDONLY | O_DIRECTORY);
   if (opened.is_open()) {
     retry([&opened] { return fsync(opened.get()); });
   }
@@ -161,7 +160,7 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
   if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  Descriptor const file(retry([&from] { return open(from.c_str(), O_WRONLY | O_CLOEXEC); }));
+  Descriptor const file = Descriptor::open(from.c_str(), O_WRONLY);
   if (!file.is_open()) {
     return fail(error_from_errno(errno));
   }

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/winapi/descriptor.hpp"
+
+#include "core/base/platform/winapi/error.hpp"
+
+#include <cerrno>
+
+#include <fcntl.h>
+
+namespace Ostrel {
+
+namespace {
+
+// Holds the numbers of those standard streams that are closed, so that nobody opens a file under
+// one of them meanwhile. What holds them can neither be read nor written: whoever uses the stream
+// fails as before.
+class ClosedStreams {
+public:
+  ClosedStreams() noexcept {
+    for (Descriptor &held : held_) {
+      Descriptor lowest(::open("/", O_PATH | O_CLOEXEC));
+      if (!lowest.is_open() || lowest.get() > STDERR_FILENO) {
+        return;
+      }
+      held = std::move(lowest);
+    }
+  }
+
+private:
+  Descriptor held_[STDERR_FILENO + 1];
+};
+
+} // namespace
+
+Descriptor Descriptor::open(char const *path, int flags, mode_t mode) noexcept {
+  return open_at(AT_FDCWD, path, flags, mode);
+}
+
+Descriptor Descriptor::open_at(int directory, char const *name, int flags, mode_t mode) noexcept {
+  ClosedStreams const held;
+  Descriptor opened(retry([=] { return ::openat(directory, name, flags | O_CLOEXEC, mode); }));
+  // A stream may have been closed since.
+  opened.leave_standard_streams();
+  return opened;
+}
+
+void Descriptor::leave_standard_streams() noexcept {
+  if (!is_open() || descriptor_ > STDERR_FILENO) {
+    return;
+  }
+  Descriptor moved(fcntl(descriptor_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  int const error = errno;
+  *this = Descriptor(std::move(moved));
+  errno = error;
+}
+
+} // namespace Ostrel
