@@ -4,9 +4,9 @@
 // array that was ever in place is freed or written again, and a change is one store of a pointer.
 //
 // A removed entry must not be closed up: a walk would miss an entry that moves down past it. Its
-// slot gets the last entry a second time instead, which no walk notices, and is used again for the
-// next variable that is new. Only the earlier one of two equal slots is: a walk that has passed the
-// earlier one before it became a copy still meets the later one.
+// slot gets a text without an equals sign instead, which is nobody's: `getenv`, `setenv` and
+// `unsetenv` pass it by, and so do the programs that inherit it (shells drop it). The next variable
+// that is new goes there, so that there are never more of them than there once were variables.
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork_lock.hpp"
 
@@ -23,6 +23,7 @@ using Ostrel::fail;
 
 constexpr std::size_t BUCKETS = 256;    // of the table of entries
 constexpr std::size_t FIRST_SPARE = 32; // slots, in the first array
+constexpr char const *REMOVED = "(removed)";
 
 pthread_mutex_t environment_guard = PTHREAD_MUTEX_INITIALIZER;
 using EnvironmentLock = Ostrel::ForkLock<&environment_guard>;
@@ -110,26 +111,26 @@ std::size_t count_slots() noexcept {
   return count;
 }
 
-// Gives every slot of that variable the entry. False when there is none.
+// Gives every slot of that variable the entry. False when there is none. From the last to the
+// first: nobody sees what a later one of several had.
 bool replace(Name name, std::size_t count, char *entry) noexcept {
   bool is_found = false;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (name.is_of(environ[i])) {
-      put(&environ[i], entry);
+  for (std::size_t i = count; i > 0; --i) {
+    if (name.is_of(environ[i - 1])) {
+      put(&environ[i - 1], entry);
       is_found = true;
     }
   }
   return is_found;
 }
 
-// The first slot whose entry is that of the last one as well; null when there is none.
-char **find_copy(std::size_t count) noexcept {
-  for (std::size_t i = 0; i + 1 < count; ++i) {
-    if (environ[i] == environ[count - 1]) {
-      return &environ[i];
-    }
-  }
-  return nullptr;
+// The first slot of a variable that was removed, be it by the program that started this one; null
+// when there is none.
+char **find_removed(std::size_t count) noexcept {
+  char **const end = environ + count;
+  char **const slot = std::find_if(
+      environ, end, [](char const *entry) { return std::strcmp(entry, REMOVED) == 0; });
+  return slot != end ? slot : nullptr;
 }
 
 // Puts an array with room in place of the one that is full, or that somebody else has put there.
@@ -149,8 +150,8 @@ bool grow(std::size_t count) noexcept {
 }
 
 bool add(std::size_t count, char *entry) noexcept {
-  if (char **const copy = find_copy(count); copy != nullptr) {
-    put(copy, entry);
+  if (char **const slot = find_removed(count); slot != nullptr) {
+    put(slot, entry);
     return true;
   }
   bool const is_ours = current != nullptr && environ == current->slots();
@@ -183,21 +184,16 @@ bool set(Name name, char const *value) noexcept {
   return entry != nullptr && (replace(name, count, entry) || add(count, entry));
 }
 
-void remove(Name name) noexcept {
+// False without memory for what takes the place of the first variable that is removed. That is not
+// static: the environment outlives the library.
+bool remove(Name name) noexcept {
   EnvironmentLock const lock;
-  std::size_t const count = count_slots();
-  std::size_t kept = count;
-  while (kept > 0 && name.is_of(environ[kept - 1])) {
-    --kept;
+  static char *removed = nullptr;
+  if (removed == nullptr && (removed = strdup(REMOVED)) == nullptr) {
+    return false;
   }
-  if (kept > 0) {
-    replace(name, count, environ[kept - 1]);
-    return;
-  }
-  // It was the only variable.
-  for (std::size_t i = count; i > 0; --i) {
-    put(&environ[i - 1], nullptr);
-  }
+  replace(name, count_slots(), removed);
+  return true;
 }
 
 } // namespace
@@ -228,11 +224,8 @@ int _putenv(char const *text) {
     return -1;
   }
   Name const name = {text, static_cast<std::size_t>(equals - text)};
-  if (equals[1] == '\0') {
-    remove(name);
-    return 0;
-  }
-  if (!set(name, equals + 1)) {
+  bool const is_done = equals[1] == '\0' ? remove(name) : set(name, equals + 1);
+  if (!is_done) {
     errno = ENOMEM;
     return -1;
   }
@@ -244,9 +237,6 @@ BOOL SetEnvironmentVariableA(char const *name, char const *value) {
     return fail(ERROR_INVALID_PARAMETER);
   }
   Name const variable = {name, std::strlen(name)};
-  if (value == nullptr) {
-    remove(variable);
-    return TRUE;
-  }
-  return set(variable, value) ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
+  bool const is_done = value == nullptr ? remove(variable) : set(variable, value);
+  return is_done ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
 }
