@@ -2,10 +2,12 @@
 #include "core/base/platform/Platform.hpp"
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/CapturedLog.hpp"
+#include "tests/support/FailingAllocations.hpp"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -261,6 +263,38 @@ TEST(XmlConfigSource, InstancesAreCounted) {
   EXPECT_EQ(XmlConfigSource::_instance_count, before + 2);
   first.reset();
   EXPECT_EQ(XmlConfigSource::_instance_count, before + 1);
+}
+
+// Each allocation of ours fails in turn, until the operation gets through.
+TEST(XmlConfigSource, WithoutMemoryNothingChanges) {
+  static std::string const long_text(100, 't');
+  auto const found = [](void const *key) {
+    return static_cast<unsigned long>(key != nullptr ? RESULT_SUCCESS : RESULT_OUT_OF_MEMORY);
+  };
+  std::function<unsigned long(LoadedSource &)> const operations[] = {
+      [](auto &one) { return one.source.set_value(one.top(), long_text.c_str(), "2", false); },
+      [=](auto &one) { return found(one.source.create_key(one.top(), long_text.c_str(), false)); },
+      [](auto &one) { return one.source.init_source(one.path.c_str()); },
+      [=](auto &one) { return found(one.source.open_repository("file")); },
+      [](auto &one) { return one.source.set_search_path(long_text.c_str()); },
+  };
+  CapturedLog const log(CATEGORY);
+  for (auto const &operation : operations) {
+    int n = 0;
+    for (bool is_through = false; !is_through; ++n) {
+      LoadedSource one("<R v='1'>" + long_text + "</R>");
+      one.source.set_search_path(one.directory.path().c_str());
+      std::string const before = one.values(one.top());
+      fail_allocation(n);
+      unsigned long const result = operation(one);
+      is_through = !stop_failing();
+      // A file that cannot be opened counts as one that does not parse, which ends the old
+      // document.
+      bool const is_gone = result == RESULT_FAILURE && one.top() == nullptr;
+      EXPECT_TRUE(result == RESULT_SUCCESS || (!is_through && is_gone) ||
+                  (!is_through && one.values(one.top()) == before));
+    }
+  }
 }
 
 TEST(XmlConfigSource, ManyThreadsMayUseOneSource) {
