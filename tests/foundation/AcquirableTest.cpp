@@ -2,11 +2,12 @@
 #include "core/base/foundation/AcquirableImpl.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/AcquirableMap.hpp"
+#include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 
 using namespace Ostrel;
 
@@ -54,6 +55,21 @@ TEST(Acquirable, LockCallsItsTargetOnceForEachChange) {
   EXPECT_FALSE(nothing.acquire() || nothing.release());
 }
 
+TEST(Acquirable, ImplIsTakenAndGivenBackOrHasNoMutex) {
+  for (bool has_mutex : {true, false}) {
+    SCOPED_TRACE(has_mutex);
+    fail_allocation(has_mutex ? 1000 : 0);
+    AcquirableImpl acquirable;
+    EXPECT_EQ(stop_failing(), !has_mutex);
+    EXPECT_EQ(acquirable.is_ok(), has_mutex);
+    EXPECT_FALSE(acquirable.is_acquired());
+    EXPECT_EQ(acquirable.acquire(), has_mutex);
+    EXPECT_EQ(acquirable.is_acquired(), has_mutex);
+    EXPECT_EQ(acquirable.release(), has_mutex);
+    EXPECT_FALSE(acquirable.is_acquired());
+  }
+}
+
 TEST(Acquirable, MapIsLockedAsAWhole) {
   AcquirableMap<std::string, int> map;
   ASSERT_TRUE(map.is_ok());
@@ -64,9 +80,7 @@ TEST(Acquirable, MapIsLockedAsAWhole) {
       ++map["sum"];
     }
   };
-  std::thread other(count, "a");
-  count("b");
-  other.join();
+  in_threads(2, [&count](int thread) { count(thread == 0 ? "a" : "b"); });
   EXPECT_EQ(map["a"] + map["b"], map["sum"]);
   EXPECT_FALSE(map.is_acquired());
 }

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+
 using namespace Ostrel;
 
 namespace {
@@ -10,38 +12,28 @@ namespace {
 using Fields = std::deque<std::string>;
 constexpr auto NO_CLASS = static_cast<StringUtils::CharacterClass>(11);
 
-TEST(StringUtils, TrimsByACharacter) {
+TEST(StringUtils, TrimsAndKeepsTheFirstOfARun) {
+  constexpr int BY_CHARACTER = -1;
   struct {
     char const *text;
+    int character_class;
     char delimiter;
     char const *trimmed;
   } const cases[] = {
-      {"  a   b  ", ' ', "a b"}, {"", ',', ""},         {",,,", ',', ""},    {"a", ',', "a"},
-      {",a", ',', "a"},          {"a,,b,", ',', "a,b"}, {"a b", ',', "a b"}, {nullptr, ',', ""},
+      {"  a   b  ", BY_CHARACTER, ' ', "a b"}, {"", BY_CHARACTER, ',', ""},
+      {",,,", BY_CHARACTER, ',', ""},          {",a", BY_CHARACTER, ',', "a"},
+      {"a,,b,", BY_CHARACTER, ',', "a,b"},     {"a b", BY_CHARACTER, ',', "a b"},
+      {nullptr, BY_CHARACTER, ',', ""},        {"x\t  y", StringUtils::SPACE, 0, "x\ty"},
+      {" \t\n", StringUtils::SPACE, 0, ""},    {"12ab34cd5", StringUtils::DIGIT, 0, "ab3cd"},
+      {"  a  ", NO_CLASS, 0, "  a  "},         {"\xE9 \xE9", StringUtils::SPACE, 0, "\xE9 \xE9"},
   };
   for (auto const &c : cases) {
     SCOPED_TRACE(c.trimmed);
+    auto const character_class = static_cast<StringUtils::CharacterClass>(c.character_class);
+    bool const by_character = c.character_class == BY_CHARACTER;
     std::string out = "stale";
-    StringUtils::trim(c.text, c.delimiter, &out);
-    EXPECT_EQ(out, c.trimmed);
-  }
-}
-
-TEST(StringUtils, TrimsByAClassAndKeepsTheFirstOfARun) {
-  struct {
-    char const *text;
-    StringUtils::CharacterClass character_class;
-    char const *trimmed;
-  } const cases[] = {
-      {"x\t  y", StringUtils::SPACE, "x\ty"},         {" \t\n", StringUtils::SPACE, ""},
-      {"12ab34cd5", StringUtils::DIGIT, "ab3cd"},     {"  a  ", NO_CLASS, "  a  "},
-      {"-f00d-", StringUtils::XDIGIT, "-f-"},         {"aBBc", StringUtils::UPPER, "aBc"},
-      {"\xE9 \xE9", StringUtils::SPACE, "\xE9 \xE9"},
-  };
-  for (auto const &c : cases) {
-    SCOPED_TRACE(c.text);
-    std::string out;
-    StringUtils::trim(c.text, c.character_class, &out);
+    by_character ? StringUtils::trim(c.text, c.delimiter, &out)
+                 : StringUtils::trim(c.text, character_class, &out);
     EXPECT_EQ(out, c.trimmed);
   }
   std::string text = "  its own  text ";
@@ -97,6 +89,43 @@ TEST(StringUtils, SplitsAtEveryDelimiterAndAppends) {
   EXPECT_EQ(out, (Fields{"a", "b", "", "c"}));
   StringUtils::split("a", ',', nullptr);
   StringUtils::trim("a", StringUtils::DIGIT, nullptr);
+}
+
+constexpr char UNTOUCHED = '#';
+
+TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
+  constexpr int NEGATIVE = INT_MIN;
+  struct {
+    char const *value;
+    unsigned int size;
+    int result;
+    char const *text;
+  } const cases[] = {
+      {"ab", 4, 2, "ab"},       {"abcd", 4, 4, "abc"},   {"abcdef", 4, NEGATIVE, "abc"},
+      {"", 4, 0, ""},           {"", 1, 0, ""},          {"a", 1, 1, ""},
+      {"100%d", 8, 5, "100%d"}, {"ab", 1, NEGATIVE, ""},
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::string(c.value) + " in " + std::to_string(c.size));
+    std::string buffer(8, UNTOUCHED);
+    int const result = ovra_snprintf(buffer.data(), c.size, "%s", c.value);
+    EXPECT_EQ(result < 0 ? NEGATIVE : result, c.result);
+    EXPECT_STREQ(buffer.c_str(), c.text);
+    EXPECT_EQ(buffer.substr(c.size), std::string(8 - c.size, UNTOUCHED));
+  }
+}
+
+TEST(Formatting, WritesNothingWhereNothingMayBeWritten) {
+  char buffer = UNTOUCHED;
+  EXPECT_EQ(ovra_snprintf(&buffer, 0, "%s", ""), 0);
+  EXPECT_LT(ovra_snprintf(&buffer, 0, "%s", "a"), 0);
+  EXPECT_EQ(buffer, UNTOUCHED);
+  EXPECT_EQ(ovra_snprintf(nullptr, 4, "%s", ""), 0);
+  EXPECT_LT(ovra_snprintf(nullptr, 4, "%s", "a"), 0);
+
+  char const *no_format = nullptr;
+  EXPECT_EQ(ovra_snprintf(&buffer, 1, no_format, 1), 0);
+  EXPECT_EQ(buffer, '\0');
 }
 
 } // namespace

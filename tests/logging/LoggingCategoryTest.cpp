@@ -1,26 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingCategory.hpp"
 
+#include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "core/base/logging/LoggingCategoryPrefixed.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
-#include "tests/logging/RecordingOutput.hpp"
-#include "tests/logging/Threads.hpp"
+#include "core/base/logging/LoggingTimeStamp.hpp"
+#include "tests/support/CapturedLog.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
-#include <utility>
+#include <vector>
 
 using namespace Ostrel;
 
 namespace {
 
 using Level = LoggingPriority::PriorityLevel;
-using LevelFunction = bool (LoggingCategory::*)(char const *, ...);
 
 // A hierarchy whose root writes into a text.
 struct Recorded {
-  Recorded() { hierarchy.get_root_category().set_logging_output(new RecordingOutput(&lines)); }
-  LoggingCategory &category(char const *name) { return *hierarchy.get_instance(name); }
+  Recorded() { category("").set_logging_output(new RecordingOutput(&lines)); }
+  LoggingCategory &category(std::string const &name) { return *hierarchy.get_instance(name); }
   std::string take_lines() { return std::exchange(lines, std::string()); }
 
   std::string lines;
@@ -28,18 +31,21 @@ struct Recorded {
 };
 
 TEST(LoggingCategory, LevelFunctionsPassUpToTheThreshold) {
-  // Called through its address and by its name: two ways into the library.
+  // Called by its name and through its address, two ways into the library, and by the wrappers.
   struct {
     Level level;
-    LevelFunction function;
-    bool (*by_name)(LoggingCategory &);
+    std::vector<bool> (*log)(LoggingCategory &);
     bool (LoggingCategory::*enabled)() const;
-    char const *lines;
+    std::string name;
   } const cases[] = {
 #define ROW(level, function, name)                                                                 \
-  {LoggingPriority::level, &LoggingCategory::function,                                             \
-   [](LoggingCategory &category) { return category.function("%s", "n%"); },                        \
-   &LoggingCategory::function##_enabled, name " - a1\n" name " - n%\n"}
+  {LoggingPriority::level,                                                                         \
+   [](LoggingCategory &category) -> std::vector<bool> {                                            \
+     return {category.function("%s", "n%"), (category.*&LoggingCategory::function)("a%d", 1),      \
+             LoggingCategoryPrefixed(&category, "%s%d", "p%", 1).function("m%s", "%d"),            \
+             LoggingCategoryPostfixed(&category, "%s%d", "p%", 1).function("m%s", "%d")};          \
+   },                                                                                              \
+   &LoggingCategory::function##_enabled, name " - "}
       ROW(FATAL, fatal, "FATAL"),       ROW(ERROR, error, "ERROR"),  ROW(WARN, warn, "WARN "),
       ROW(INFO, info, "INFO "),         ROW(TRACE, trace, "TRACE "), ROW(DEBUG, debug, "DEBUG"),
       ROW(VERBOSE, verbose, "VERBOSE"),
@@ -48,84 +54,83 @@ TEST(LoggingCategory, LevelFunctionsPassUpToTheThreshold) {
   Recorded recorded;
   LoggingCategory &category = recorded.category("a");
   for (auto const &c : cases) {
-    SCOPED_TRACE(c.level);
+    std::string const lines =
+        c.name + "n%\n" + c.name + "a1\n" + c.name + "p%1: m%d\n" + c.name + "m%d [p%1]\n";
     for (int offset : {-1, 0, 1}) {
+      SCOPED_TRACE(c.level + offset);
       category.set_priority(static_cast<Level>(c.level + offset));
       bool const passes = offset >= 0;
-      EXPECT_EQ((category.*c.function)("a%d", 1), passes);
-      EXPECT_EQ(c.by_name(category), passes);
+      EXPECT_EQ(c.log(category), std::vector<bool>(4, passes));
       EXPECT_EQ((category.*c.enabled)(), passes);
-      EXPECT_EQ(category.priority_satisfied(c.level), passes);
-      EXPECT_EQ(recorded.take_lines(), passes ? c.lines : "");
+      EXPECT_EQ(recorded.take_lines(), passes ? lines : "");
     }
   }
+  EXPECT_FALSE(LoggingCategoryPrefixed(nullptr, "p").fatal("m"));
+  EXPECT_FALSE(LoggingCategoryPostfixed(nullptr).fatal("m"));
 }
 
 TEST(LoggingCategory, ThresholdsAreInherited) {
-  Recorded recorded;
-  LoggingCategory &root = recorded.hierarchy.get_root_category();
-  recorded.category("a.b.c"); // hangs below the root, as nothing else was there
   struct {
     char const *name;
     Level set;
-    Level root, a, a_b, a_b_c, a_b_d; // granted afterwards
+    char const *granted; // first letters of the names of all thresholds afterwards
   } const cases[] = {
-      {"", Level::WARN, Level::WARN, Level::WARN, Level::WARN, Level::WARN, Level::WARN},
-      {"a", Level::DEBUG, Level::WARN, Level::DEBUG, Level::DEBUG, Level::WARN, Level::DEBUG},
-      {"a.b", Level::ERROR, Level::WARN, Level::DEBUG, Level::ERROR, Level::WARN, Level::ERROR},
-      {"a", Level::FATAL, Level::WARN, Level::FATAL, Level::ERROR, Level::WARN, Level::ERROR},
-      {"a.b", Level::NOT_SET, Level::WARN, Level::FATAL, Level::FATAL, Level::WARN, Level::FATAL},
-      {"a", Level::NOT_SET, Level::WARN, Level::WARN, Level::WARN, Level::WARN, Level::WARN},
-      {"", Level::DISABLED, Level::DISABLED, Level::DISABLED, Level::DISABLED, Level::DISABLED,
-       Level::DISABLED},
+      {"", Level::WARN, "WWWWWW"},       {"a", Level::DEBUG, "WWDDDD"},
+      {"a.b", Level::ERROR, "WWDEEE"},   {"a", Level::FATAL, "WWFEEE"},
+      {"a.b", Level::NOT_SET, "WWFFFF"}, {"a", Level::NOT_SET, "WWWWWW"},
+      {"", Level::DISABLED, "<<<<<<"},
   };
-  LoggingCategory &a = recorded.category("a"), &a_b = recorded.category("a.b"),
-                  &a_b_c = recorded.category("a.b.c"), &a_b_d = recorded.category("a.b.d");
-  EXPECT_EQ(a_b.get_priority(), Level::NOT_SET);
-  EXPECT_EQ(a_b.granted_priority(), LoggingPriority::_default_priority);
-  for (auto const &c : cases) {
-    SCOPED_TRACE(std::string(c.name) + " at " + std::to_string(c.set));
-    recorded.category(c.name).set_priority(c.set);
-    EXPECT_EQ(root.granted_priority(), c.root);
-    EXPECT_EQ(a.granted_priority(), c.a);
-    EXPECT_EQ(a_b.granted_priority(), c.a_b);
-    EXPECT_EQ(a_b_c.granted_priority(), c.a_b_c);
-    EXPECT_EQ(a_b_d.granted_priority(), c.a_b_d);
-    EXPECT_EQ(recorded.category("a.b.d..").granted_priority(), c.a_b_d);
+  Recorded recorded;
+  std::vector<LoggingCategory *> categories;
+  for (char const *name : {"a.b.c", "", "a", "a.b", "a.b.d", "a.b.d.."}) {
+    categories.push_back(&recorded.category(name)); // the first of them below the root
+    EXPECT_EQ(categories.back()->granted_priority(), LoggingPriority::_default_priority);
   }
-  EXPECT_FALSE(a.fatal("dropped"));
-  EXPECT_TRUE(a.logging_enabled()); // its own priority is not DISABLED
-  EXPECT_TRUE(root.logging_disabled());
+  for (auto const &c : cases) {
+    recorded.category(c.name).set_priority(c.set);
+    std::string granted;
+    for (LoggingCategory const *category : categories) {
+      granted += *category->get_granted_priority_name();
+    }
+    EXPECT_EQ(granted, c.granted) << c.name << " at " << c.set;
+  }
+  EXPECT_FALSE(recorded.category("a").fatal("dropped"));
+  EXPECT_TRUE(recorded.category("a").logging_enabled()); // its own priority is not DISABLED
+  EXPECT_TRUE(recorded.category("").logging_disabled());
 }
 
 TEST(LoggingCategory, ARootWithoutPriorityIsReportedAtEachQuery) {
   Recorded recorded;
-  LoggingCategory &category = recorded.category("a");
-  recorded.hierarchy.get_root_category().set_priority(Level::NOT_SET);
+  recorded.category("").set_priority(Level::NOT_SET);
   std::string const report = "NOT SET - <ROOT CATEGORY NOT SET>\n";
-  EXPECT_TRUE(category.warn("w"));
+  EXPECT_TRUE(recorded.category("a").warn("w"));
   EXPECT_EQ(recorded.take_lines(), report + "WARN  - w\n");
-  EXPECT_FALSE(category.debug("d"));
-  EXPECT_FALSE(category.priority_satisfied(static_cast<Level>(500)));
-  EXPECT_STREQ(category.get_granted_priority_name(), "INFO ");
-  EXPECT_EQ(recorded.take_lines(), report + report + report);
-  category.set_priority(Level::INFO);
-  EXPECT_TRUE(category.info("i"));
-  EXPECT_EQ(recorded.take_lines(), "INFO  - i\n");
+  EXPECT_FALSE(recorded.category("a").debug("d"));
+  EXPECT_STREQ(recorded.category("a").get_granted_priority_name(), "INFO ");
+  EXPECT_EQ(recorded.take_lines(), report + report);
 }
 
-TEST(LoggingCategory, MessagesAreCutToTheBuffer) {
-  constexpr std::size_t LONGEST = 16383;
+TEST(LoggingCategory, TextsAreCutToTheirBuffers) {
   Recorded recorded;
   LoggingCategory &category = recorded.category("a");
-  for (std::size_t size : {LONGEST, LONGEST + 1, std::size_t{20000}}) {
-    EXPECT_TRUE(category.warn("%s", std::string(size, 'x').c_str()));
-    EXPECT_EQ(recorded.take_lines(), "WARN  - " + std::string(LONGEST, 'x') + "\n");
+  for (std::size_t size : {0U, 4095U, 4096U, 16383U, 16384U, 20000U}) {
+    char const *const format = size == 0 ? nullptr : "%s"; // null is the empty one
+    std::string const text(size, 'x'), cut = text.substr(0, 16383), wrapped = text.substr(0, 4095);
+    EXPECT_TRUE(category.warn(format, text.c_str()));
+    EXPECT_TRUE(LoggingCategoryPrefixed(&category, format, text.c_str()).warn("m"));
+    EXPECT_TRUE(LoggingCategoryPostfixed(&category, "p").warn(format, text.c_str()));
+    EXPECT_EQ(recorded.take_lines(),
+              "WARN  - " + cut + "\nWARN  - " + wrapped + ": m\nWARN  - " + wrapped + " [p]\n");
   }
-  char const *no_format = nullptr;
-  EXPECT_TRUE(category.warn(no_format, 1));
-  EXPECT_EQ(recorded.take_lines(), "WARN  - \n");
-  EXPECT_EQ(LoggingCategory::MAX_CATEGORY_SIZE, 16384);
+}
+
+TEST(LoggingCategory, APostfixIsByDefaultTheLastComponent) {
+  Recorded recorded;
+  for (char const *name : {"x.core.units", "units"}) {
+    EXPECT_TRUE(LoggingCategoryPostfixed(&recorded.category(name)).warn("m"));
+  }
+  EXPECT_TRUE(LoggingCategoryPostfixed(&recorded.category("x.")).warn("m"));
+  EXPECT_EQ(recorded.take_lines(), "WARN  - m [units]\nWARN  - m [units]\nWARN  - m []\n");
 }
 
 TEST(LoggingCategory, AnOutputOfItsOwnReplacesTheInheritedOne) {
@@ -140,63 +145,24 @@ TEST(LoggingCategory, AnOutputOfItsOwnReplacesTheInheritedOne) {
   EXPECT_EQ(child.get_logging_output(), output);
   EXPECT_TRUE(child.warn("own"));
   EXPECT_EQ(lines, "WARN  - own\n");
-
   category.set_logging_output(nullptr); // to standard error
   EXPECT_TRUE(is_deleted);
   EXPECT_NE(dynamic_cast<LoggingOutputImpl *>(category.get_logging_output()), nullptr);
   category.remove_logging_output();
   EXPECT_TRUE(child.warn("root"));
   EXPECT_EQ(recorded.take_lines(), "WARN  - root\n");
-
-  recorded.hierarchy.get_root_category().remove_logging_output();
-  EXPECT_EQ(child.get_logging_output(), nullptr);
-  EXPECT_TRUE(child.warn("passes, and nobody takes it"));
 }
 
-TEST(LoggingHierarchy, RegistersNamesAsTheyAre) {
-  Recorded recorded;
-  LoggingHierarchy &hierarchy = recorded.hierarchy;
+TEST(LoggingHierarchy, NamesAreKeptAndTheProcessFoldsThem) {
+  LoggingHierarchy hierarchy;
   EXPECT_EQ(hierarchy.get_instance(""), &hierarchy.get_root_category());
   EXPECT_NE(hierarchy.get_instance("A"), hierarchy.get_instance("a"));
   EXPECT_EQ(hierarchy.get_instance("A"), &hierarchy.get_value("A"));
   EXPECT_STREQ(hierarchy.get_instance(" .A..b. ")->get_category_name(), " .A..b. ");
-
   LoggingCategory &nobody = hierarchy.get_value("nobody");
   nobody.set_priority(Level::VERBOSE);
   EXPECT_FALSE(nobody.fatal("dropped"));
-  EXPECT_STREQ(nobody.get_category_name(), "");
-}
 
-TEST(LoggingHierarchy, ClearingLeavesTheRoot) {
-  Recorded recorded;
-  bool is_deleted = false;
-  std::string lines;
-  recorded.category("");
-  recorded.category("a").set_priority(Level::DEBUG);
-  recorded.category("a.b").set_logging_output(new RecordingOutput(&lines, &is_deleted));
-  recorded.hierarchy.clear_all();
-  EXPECT_TRUE(is_deleted);
-  LoggingCategory &root = recorded.hierarchy.get_root_category();
-  EXPECT_EQ(&recorded.hierarchy.get_value(""), &root);
-  root.set_priority(Level::ERROR); // reaches nobody that is gone
-  EXPECT_EQ(recorded.category("a.b").granted_priority(), Level::ERROR);
-  EXPECT_TRUE(recorded.category("a.b").error("e"));
-  EXPECT_EQ(recorded.take_lines(), "ERROR - e\n");
-}
-
-TEST(LoggingHierarchy, DeepNamesAndManyCategoriesAreCheap) {
-  Recorded recorded;
-  std::string name = "a";
-  for (int depth = 0; depth < 3000; ++depth) {
-    recorded.hierarchy.get_instance(name);
-    name += ".a";
-  }
-  LoggingCategory &deepest = *recorded.hierarchy.get_instance(name);
-  recorded.category("a").set_priority(Level::FATAL);
-  EXPECT_EQ(deepest.granted_priority(), Level::FATAL);
-}
-
-TEST(LoggingCategory, TheProcessesCategoriesIgnoreCase) {
   LoggingCategory &units = LoggingCategory::get_instance("Test.Core.\xC4Units");
   EXPECT_EQ(&LoggingCategory::get_instance("TEST.CORE.\xC4UNITS"), &units);
   EXPECT_STREQ(units.get_category_name(), "test.core.\xC4units");
@@ -204,19 +170,51 @@ TEST(LoggingCategory, TheProcessesCategoriesIgnoreCase) {
   EXPECT_EQ(&LoggingCategory::get_instance(nullptr), &LoggingCategory::get_root_category());
 }
 
+// Logs through a category, and through a new one, when it is deleted.
+class PartingOutput : public LoggingOutputImpl {
+public:
+  PartingOutput(Recorded &recorded, char const *name)
+      : recorded_(recorded), category_(recorded.category(name)) {}
+  ~PartingOutput() override {
+    category_.warn("from %s", category_.get_category_name());
+    recorded_.category("late").warn("from a new one");
+  }
+
+private:
+  Recorded &recorded_;
+  LoggingCategory &category_;
+};
+
+TEST(LoggingHierarchy, ClearingLeavesTheRoot) {
+  Recorded recorded;
+  recorded.category("a").set_logging_output(new PartingOutput(recorded, "a.b"));
+  recorded.category("a.b").set_priority(Level::DEBUG);
+  recorded.hierarchy.clear_all();
+  EXPECT_EQ(recorded.take_lines(), "WARN  - from a.b\nWARN  - from a new one\n");
+  recorded.category("").set_priority(Level::ERROR); // reaches nobody that is gone
+  EXPECT_EQ(recorded.category("a.b").granted_priority(), Level::ERROR);
+  EXPECT_TRUE(recorded.category("a.b").error("e"));
+  EXPECT_EQ(recorded.take_lines(), "ERROR - e\n");
+  // The end finds outputs that ask for categories once more, at the root too.
+  recorded.category("a").set_logging_output(new PartingOutput(recorded, "a.b"));
+  recorded.category("").set_logging_output(new PartingOutput(recorded, ""));
+}
+
 TEST(LoggingCategory, ThreadsLogAndChangePrioritiesAtOnce) {
   constexpr int THREADS = 8, ROUNDS = 200;
   Recorded recorded;
   std::atomic<int> passed{0};
+  LoggingTimeStamp const before;
   in_threads(THREADS, [&recorded, &passed](int thread) {
     std::string const name = "t." + std::to_string(thread % 2);
     for (int round = 0; round < ROUNDS; ++round) {
-      passed += recorded.category(name.c_str()).warn("%s", "line") ? 1 : 0;
+      passed += recorded.category(name).warn("%s", "line") ? 1 : 0;
       recorded.category("t").set_priority(round % 2 == 0 ? Level::ERROR : Level::NOT_SET);
     }
   });
   std::string const line = "WARN  - line\n";
   EXPECT_EQ(recorded.lines.size(), line.size() * static_cast<std::size_t>(passed));
+  EXPECT_EQ(LoggingTimeStamp().get_time(), before.get_time() + passed + 1); // no number twice
 }
 
 } // namespace

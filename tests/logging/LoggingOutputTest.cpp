@@ -1,27 +1,72 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/FileLoggingOutput.hpp"
-
-#include "core/base/logging/ILoggingLayout.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
-#include "tests/logging/Threads.hpp"
+#include "core/base/logging/LoggingHierarchy.hpp"
+#include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <csignal>
 #include <cstdio>
-#include <memory>
-#include <vector>
 
 #include <sys/resource.h>
 
 using namespace Ostrel;
 
+ILoggingOutput *make_foreign_output(); // of a class without run-time type information
+
 namespace {
 
+using Level = LoggingPriority::PriorityLevel;
+
 LoggingEvent event(std::string message) {
-  return {"category", std::move(message), LoggingPriority::WARN, nullptr, 0};
+  return {"category", std::move(message), Level::WARN, nullptr, 0};
+}
+
+TEST(LoggingTimeStamp, ShowsItsSixLowestDigits) {
+  LoggingTimeStamp stamp;
+  for (auto const &[time, text] : {std::pair(0, "000000"),
+                                   {42, "000042"},
+                                   {999999, "999999"},
+                                   {1000000, "000000"},
+                                   {1234567, "234567"},
+                                   {-42, "000042"},
+                                   {INT_MAX, "483647"},
+                                   {INT_MIN, "483648"}}) {
+    stamp.set_time(time);
+    EXPECT_EQ(stamp.get_time_string(), text);
+  }
+}
+
+TEST(LoggingEvent, IsLaidOutAsOneLineAndKeepsItsNumberInACopy) {
+  struct {
+    int level;
+    char const *message, *file;
+    int line;
+    char const *text;
+  } const cases[] = {
+      {400, "M", nullptr, 5, "INFO  - M\n"},
+      {300, "50 %d", "f.cpp", 12, "WARN  - 50 %d [f.cpp:12]\n"},
+      {450, "two\nlines", "", -3, "TRACE  - two\nlines [:-3]\n"},
+      {0, "", nullptr, 0, "<LOGGING DISABLED> - \n"},
+      {1000, "", nullptr, 0, "NOT SET - \n"},
+      {350, "", nullptr, 0, "<NO SUCH PRIORITY> - \n"},
+      {-1, "", nullptr, 0, "<NO SUCH PRIORITY> - \n"},
+  };
+  LoggingLayoutImpl layout;
+  for (auto const &c : cases) {
+    std::string const name = "category", message = c.message;
+    LoggingEvent const event(name, message, static_cast<Level>(c.level), c.file, c.line);
+    EXPECT_EQ(layout.format(event), c.text);
+    LoggingEvent const copy(event), next("", "", Level::WARN, nullptr, 0);
+    EXPECT_EQ(copy.time_stamp.get_time(), event.time_stamp.get_time());
+    EXPECT_EQ(next.time_stamp.get_time(), event.time_stamp.get_time() + 1);
+  }
 }
 
 class CountedLayout : public ILoggingLayout {
@@ -34,36 +79,80 @@ private:
   int *deleted_;
 };
 
+class Tee : public FileLoggingOutput {
+public:
+  using FileLoggingOutput::FileLoggingOutput;
+  bool write_method(std::string const &text) override {
+    return LoggingOutputImpl::write_method(text) && FileLoggingOutput::write_method(text);
+  }
+};
+
+TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("log"), line = "WARN  - m1\n";
+  char const *const name = path.c_str();
+  int deleted = 0;
+  struct {
+    char const *kind;
+    ILoggingOutput *output;
+    std::string console, file;
+  } const cases[] = {
+      {"console", new LoggingOutputImpl, line, ""},
+      {"file", new FileLoggingOutput(name), "", line},
+      {"default layout, handed over", new FileLoggingOutput(name, new LoggingLayoutImpl), "", line},
+      {"own layout", new LoggingOutputImpl(new CountedLayout(&deleted)), "<m1>", ""},
+      {"derived", new Tee(name), line, line},
+      {"no type information", make_foreign_output(), "foreign " + line, ""},
+      {"none", nullptr, "", ""},
+  };
+  LoggingHierarchy hierarchy;
+  LoggingCategory &root = hierarchy.get_root_category();
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.kind);
+    write_file(path, "");
+    c.output != nullptr ? root.set_logging_output(c.output) : root.remove_logging_output();
+    LoggingTimeStamp const before;
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(hierarchy.get_instance("a")->warn("m%d", 1)); // passes, also when nobody takes it
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.console);
+    EXPECT_EQ(read_file(path), c.file);
+    EXPECT_EQ(LoggingTimeStamp().get_time(), before.get_time() + 2);
+  }
+  EXPECT_EQ(deleted, 1);
+}
+
 TEST(LoggingOutput, OwnsItsLayout) {
   int deleted = 0;
   TemporaryDirectory const directory;
-  std::string const path = directory.path("log");
+  LoggingHierarchy hierarchy;
+  LoggingCategory &root = hierarchy.get_root_category();
+  auto *const output = new FileLoggingOutput(directory.path("log").c_str());
+  root.set_logging_output(output);
   auto *const layout = new CountedLayout(&deleted);
-  FileLoggingOutput output(path.c_str(), layout);
-  output.set_layout(layout);
-  EXPECT_EQ(output.get_layout(), layout);
+  output->set_layout(layout);
+  output->set_layout(layout);
+  EXPECT_EQ(output->get_layout(), layout);
   EXPECT_EQ(deleted, 0);
-  output.write(event("own"));
-  output.set_layout(nullptr);
+  root.warn("1");
+  output->set_layout(nullptr);
   EXPECT_EQ(deleted, 1);
-  output.write(event("default"));
-  output.delete_layout();
-  EXPECT_EQ(output.get_layout(), nullptr);
-  output.write(event("lost"));
-  output.set_layout(new CountedLayout(&deleted));
-  output.write(event("again"));
-  EXPECT_EQ(read_file(path), "<own>WARN  - default\n<again>");
+  root.warn("2");
+  output->delete_layout();
+  EXPECT_EQ(output->get_layout(), nullptr);
+  root.warn("lost");
+  output->set_layout(new CountedLayout(&deleted));
+  root.warn("3");
+  EXPECT_EQ(read_file(directory.path("log")), "<1>WARN  - 2\n<3>");
 }
 
 TEST(FileLoggingOutput, OpensLateAppendsAndOpensAgain) {
   TemporaryDirectory const directory;
-  std::string const path = directory.path("log"), moved = directory.path("moved");
+  std::string const path = directory.path("log");
   write_file(path, "before\n");
   FileLoggingOutput output(path.c_str());
   EXPECT_TRUE(output.close());
-  ASSERT_EQ(std::rename(path.c_str(), moved.c_str()), 0);
   output.write(event("one"));
-  EXPECT_EQ(read_file(path), "WARN  - one\n"); // there for others at once
+  EXPECT_EQ(read_file(path), "before\nWARN  - one\n"); // there for others at once
   ASSERT_EQ(std::remove(path.c_str()), 0);
   output.write(event("into the removed file"));
   EXPECT_TRUE(output.re_open());
@@ -72,15 +161,13 @@ TEST(FileLoggingOutput, OpensLateAppendsAndOpensAgain) {
   EXPECT_TRUE(output.close());
   output.write(event("three"));
   EXPECT_EQ(read_file(path), "WARN  - two\nWARN  - three\n");
-  EXPECT_EQ(read_file(moved), "before\n");
 }
 
 TEST(FileLoggingOutput, LosesInSilenceWhatCannotBeWritten) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("late/log");
   for (char const *name : {"", "/dev/full", path.c_str(), static_cast<char const *>(nullptr)}) {
-    FileLoggingOutput output(name);
-    EXPECT_TRUE(output.write_method("lost\n"));
+    EXPECT_TRUE(FileLoggingOutput(name).write_method("lost\n"));
   }
   FileLoggingOutput output(path.c_str());
   output.write(event("lost"));
@@ -91,19 +178,14 @@ TEST(FileLoggingOutput, LosesInSilenceWhatCannotBeWritten) {
   EXPECT_EQ(read_file(path), "WARN  - one\n");
 }
 
-// Whether the process may make files larger than that.
-void limit_file_size(rlim_t limit) {
-  rlimit limits = {};
-  getrlimit(RLIMIT_FSIZE, &limits);
-  limits.rlim_cur = limit;
-  setrlimit(RLIMIT_FSIZE, &limits);
-}
-
 Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   FileLoggingOutput output(arguments[0].c_str());
-  for (rlim_t limit : {14U, 14U, 18U, 100U}) {
-    limit_file_size(limit);
+  for (rlim_t limit : {14U, 14U, 18U, 100U}) { // the largest size of a file
+    rlimit limits = {};
+    getrlimit(RLIMIT_FSIZE, &limits);
+    limits.rlim_cur = limit;
+    setrlimit(RLIMIT_FSIZE, &limits);
     output.write(event(std::to_string(limit)));
   }
   return 0;
@@ -111,39 +193,25 @@ Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
 
 TEST(FileLoggingOutput, WritesAgainAfterAFullDisk) {
   TemporaryDirectory const directory;
-  std::string const path = directory.path("log");
-  EXPECT_EQ(run_child("full-disk", {path}).status, 0);
+  EXPECT_EQ(run_child("full-disk", {directory.path("log")}).status, 0);
   // The second line is cut after 3 characters, the third after its line feed and 3 of its own.
-  EXPECT_EQ(read_file(path), "WARN  - 14\nWAR\nWAR\nWARN  - 100\n");
+  EXPECT_EQ(read_file(directory.path("log")), "WARN  - 14\nWAR\nWAR\nWARN  - 100\n");
 }
 
-constexpr int LINES = 300;
-
-std::string long_line(std::string const &writer) {
-  return writer + std::string(5000, 'x');
-}
-
-Role const writer("writer", [](Role::Arguments const &arguments) {
-  FileLoggingOutput output(arguments[0].c_str());
-  for (int i = 0; i < LINES; ++i) {
-    output.write(event(long_line(arguments[1])));
-  }
-  return 0;
-});
-
-TEST(FileLoggingOutput, LinesOfManyProcessesStayWhole) {
+TEST(FileLoggingOutput, LinesOfManyOutputsOnOneFileStayWhole) {
+  constexpr int OUTPUTS = 3, LINES = 300;
+  std::string const line = std::string(5000, 'x') + "\n";
   TemporaryDirectory const directory;
-  std::string const path = directory.path("log");
-  std::vector<std::string> const names = {"a", "b", "c"};
-  in_threads(static_cast<int>(names.size()), [&](int index) {
-    run_child("writer", {path, names[static_cast<std::size_t>(index)]});
+  in_threads(OUTPUTS, [&](int) {
+    FileLoggingOutput output(directory.path("log").c_str());
+    for (int i = 0; i < LINES; ++i) {
+      output.write_method(line);
+    }
   });
-  std::string const content = read_file(path);
-  std::size_t const line_size = ("WARN  - " + long_line("a") + "\n").size();
-  ASSERT_EQ(content.size(), names.size() * LINES * line_size);
-  for (std::size_t i = 0; i < content.size(); i += line_size) {
-    std::string const name = content.substr(i + 8, 1);
-    ASSERT_EQ(content.substr(i, line_size), "WARN  - " + long_line(name) + "\n");
+  std::string const content = read_file(directory.path("log"));
+  ASSERT_EQ(content.size(), OUTPUTS * LINES * line.size());
+  for (std::size_t i = 0; i < content.size(); i += line.size()) {
+    ASSERT_EQ(content.compare(i, line.size(), line), 0);
   }
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
-#include "tests/logging/FailingAllocations.hpp"
 #include "tests/support/Child.hpp"
+#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 ostbase_test(
   platform
-  SOURCES ../logging/FailingAllocations.cpp
-          ConsoleTest.cpp
+  SOURCES ConsoleTest.cpp
           DirectoryTest.cpp
           EnvironmentTest.cpp
           FileSearchTest.cpp

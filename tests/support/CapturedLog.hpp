@@ -4,37 +4,54 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingOutputImpl.hpp"
 
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+
+/// Collects the lines in a text of the test, which also learns of its end.
+class RecordingOutput : public Ostrel::LoggingOutputImpl {
+public:
+  explicit RecordingOutput(std::string *lines, bool *is_deleted = nullptr)
+      : lines_(lines), is_deleted_(is_deleted) {}
+  ~RecordingOutput() override {
+    if (is_deleted_ != nullptr) {
+      *is_deleted_ = true;
+    }
+  }
+
+  bool write_method(std::string const &text) override {
+    *lines_ += text;
+    return true;
+  }
+
+private:
+  std::string *lines_;
+  bool *is_deleted_; // may be null
+};
 
 /// Keeps the lines of a category as long as it lives, instead of letting them out.
 class CapturedLog {
 public:
   explicit CapturedLog(char const *category)
       : category_(Ostrel::LoggingCategory::get_instance(category)) {
-    category_.set_logging_output(new Output(lines_));
+    category_.set_logging_output(new RecordingOutput(&lines_));
   }
   CapturedLog(CapturedLog const &) = delete;
   CapturedLog &operator=(CapturedLog const &) = delete;
   ~CapturedLog() { category_.remove_logging_output(); }
 
   /// The lines since the last call, without their line feeds.
-  std::vector<std::string> take() { return std::exchange(lines_, {}); }
+  std::vector<std::string> take() {
+    std::istringstream text(std::exchange(lines_, {}));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+      lines.push_back(line);
+    }
+    return lines;
+  }
 
 private:
-  class Output : public Ostrel::LoggingOutputImpl {
-  public:
-    explicit Output(std::vector<std::string> &lines) : lines_(lines) {}
-    bool write_method(std::string const &text) override {
-      lines_.push_back(text.substr(0, text.size() - 1));
-      return true;
-    }
-
-  private:
-    std::vector<std::string> &lines_;
-  };
-
-  std::vector<std::string> lines_;
+  std::string lines_;
   Ostrel::LoggingCategory &category_;
 };

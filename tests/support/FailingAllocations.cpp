@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Replaces the allocation of the whole program, the library's own included.
-#include "tests/logging/FailingAllocations.hpp"
+#include "tests/support/FailingAllocations.hpp"
 
 #include <cstdlib>
 #include <new>
@@ -8,7 +8,8 @@
 namespace {
 
 constexpr int NEVER = -1;
-thread_local int allocations_left = NEVER; // before the one that fails
+thread_local int allocations_left = NEVER;   // before the one that is meant
+thread_local void (*due_action)() = nullptr; // null fails it
 
 bool is_due() {
   return allocations_left != NEVER && allocations_left-- == 0;
@@ -17,6 +18,11 @@ bool is_due() {
 } // namespace
 
 void fail_allocation(int count) {
+  at_allocation(count, nullptr);
+}
+
+void at_allocation(int count, void (*action)()) {
+  due_action = action;
   allocations_left = count;
 }
 
@@ -27,7 +33,13 @@ bool stop_failing() {
 }
 
 void *operator new(std::size_t size, std::nothrow_t const &) noexcept {
-  return is_due() ? nullptr : std::malloc(size == 0 ? 1 : size);
+  if (is_due()) {
+    if (due_action == nullptr) {
+      return nullptr;
+    }
+    due_action();
+  }
+  return std::malloc(size == 0 ? 1 : size);
 }
 
 void *operator new(std::size_t size) {
