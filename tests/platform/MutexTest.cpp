@@ -220,27 +220,36 @@ TEST(Mutex, DestroyedWhileHeldLeavesTheOthersAlone) {
 }
 
 TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
-  auto const mine = make_mutex(), theirs = make_mutex();
+  auto const mine = make_mutex();
+  std::unique_ptr<IMutex> theirs[] = {make_mutex(), make_mutex(), make_mutex()};
   mine->acquire();
   Event taken, done;
   std::thread other([&] {
-    theirs->acquire();
+    for (auto const &mutex : theirs) {
+      mutex->acquire();
+      mutex->acquire();
+    }
     taken.set();
     done.wait();
-    theirs->release();
   });
   taken.wait();
   EXPECT_EQ(in_forked_child([&] {
               alarm(60); // rather than wait for a thread that is not there
-              bool const is_mine = mine->release() && mine->acquire() && mine->release();
-              bool const is_mended = !theirs->acquire() && theirs->acquire() && theirs->release();
-              return is_mine && is_mended ? 0 : 1;
+              bool is_right = mine->release() && mine->acquire() && mine->release();
+              theirs[2].reset(); // while it looks taken
+              for (std::size_t i : {0U, 1U}) {
+                is_right = is_right && !theirs[i]->acquire() && theirs[i]->acquire() &&
+                           theirs[i]->release() && !theirs[i]->release();
+                theirs[i].reset();
+              }
+              // Taking one looks at the list of those that are held: nothing of theirs is in it.
+              return is_right && mine->acquire() && mine->release() ? 0 : 1;
             }),
             0);
   EXPECT_TRUE(mine->release());
   done.set();
   other.join();
-  EXPECT_TRUE(is_free(*theirs));
+  EXPECT_TRUE(is_free(*theirs[0]));
 }
 
 // --- Mutexes with a name ------------------------------------------------------------------------

@@ -70,6 +70,7 @@ private:
 
   DWORD take_if_free(Thread &self, std::uint32_t flags) noexcept;
   bool is_owner_lost(std::uint32_t word) const noexcept;
+  void forget_owner() noexcept;
   void link(Thread &self) noexcept;
   void unlink(Thread &self) noexcept;
 
@@ -218,6 +219,9 @@ DWORD Mutex::take_if_free(Thread &self, std::uint32_t flags) noexcept {
     std::uint32_t const taken = self.id | flags | (word & WAITERS);
     if (word_.compare_exchange_weak(word, taken, std::memory_order_acquire,
                                     std::memory_order_relaxed)) {
+      if ((word & OWNER) != 0) {
+        forget_owner();
+      }
       link(self);
       return word == 0 || word == WAITERS ? WAIT_OBJECT_0 : WAIT_ABANDONED;
     }
@@ -248,9 +252,14 @@ __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
 }
 
 void Mutex::abandon() noexcept {
+  forget_owner();
+  finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
+}
+
+// Leaves depth and previous as they are in a mutex that is free.
+void Mutex::forget_owner() noexcept {
   depth_ = 0;
   previous_ = nullptr;
-  finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
 }
 
 // The mutex is no longer the caller's: only what the word held before may be looked at.
@@ -268,7 +277,7 @@ void Mutex::close() noexcept {
   if ((old & OWNER) == this_thread.id) {
     unlink(this_thread);
     delete this;
-  } else if ((old & OWNER) == 0) {
+  } else if ((old & OWNER) == 0 || is_owner_lost(old)) {
     delete this;
   }
 }
