@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <iostream>
 #include <thread>
 
@@ -63,8 +64,20 @@ Role const write_bytes("write-standard-error", [](Role::Arguments const &) {
   return 0;
 });
 
+Role const write_to_nobody("write-to-nobody", [](Role::Arguments const &) {
+  int ends[2];
+  if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) == -1 || close(ends[0]) != 0) {
+    return 1;
+  }
+  Platform::write_standard_error("x", 1);
+  sigset_t pending;
+  sigpending(&pending);
+  return sigismember(&pending, SIGPIPE);
+});
+
 TEST(Process, StandardErrorTakesBytes) {
   EXPECT_EQ(run_child("write-standard-error").err, std::string("a\0b", 3));
+  EXPECT_EQ(run_child("write-to-nobody").status, 0);
 }
 
 } // namespace

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // Open files, on descriptors. Opening never waits: POSIX would, for the other end of a named pipe,
-// and a search for a file must not stop at one. Reading and writing wait as usual.
+// and a search for a file must not stop at one. Reading and writing wait as usual. A pipe that
+// nobody reads from fails its writer, and does not end the program.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
+#include <ctime>
 #include <memory>
 #include <new>
 #include <utility>
@@ -35,11 +38,16 @@ public:
   FileHandle() noexcept = default;
   explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
 
-  void open(Descriptor descriptor) noexcept { descriptor_ = std::move(descriptor); }
-  int descriptor() const noexcept override { return descriptor_.get(); }
+  void open(Descriptor descriptor, bool is_regular) noexcept {
+    descriptor_ = std::move(descriptor);
+    is_regular_ = is_regular;
+  }
+  int descriptor() const noexcept { return descriptor_.get(); }
+  bool is_regular() const noexcept { return is_regular_; }
 
 private:
   Descriptor descriptor_;
+  bool is_regular_ = false;
 };
 
 class StandardErrorHandle final : public FileHandle {
@@ -52,14 +60,19 @@ bool fail_with_errno() {
   return fail(error_from_errno(errno));
 }
 
-// The descriptor of a file's handle; -1, with the last error, for any other.
-int descriptor_of(HANDLE handle) {
-  Handle const *const object = Handle::of(handle);
-  int const descriptor = object == nullptr ? -1 : object->descriptor();
-  if (descriptor == -1) {
+// Null, with the last error, for a handle that is none of a file.
+FileHandle const *file_of(HANDLE handle) {
+  auto const *const file = dynamic_cast<FileHandle const *>(Handle::of(handle));
+  if (file == nullptr) {
     SetLastError(ERROR_INVALID_HANDLE);
   }
-  return descriptor;
+  return file;
+}
+
+// The descriptor of a file's handle; -1, with the last error, for any other.
+int descriptor_of(HANDLE handle) {
+  FileHandle const *const file = file_of(handle);
+  return file == nullptr ? -1 : file->descriptor();
 }
 
 int access_flags(DWORD access) {
@@ -89,7 +102,7 @@ int disposition_flags(DWORD disposition) {
 }
 
 // Refuses a directory, and lets the reads and writes of what is no regular file wait.
-bool settle(int descriptor) {
+bool settle(int descriptor, bool *is_regular) {
   struct stat status = {};
   if (fstat(descriptor, &status) != 0) {
     return fail_with_errno();
@@ -97,12 +110,41 @@ bool settle(int descriptor) {
   if (S_ISDIR(status.st_mode)) {
     return fail(ERROR_ACCESS_DENIED);
   }
-  if (S_ISREG(status.st_mode)) {
+  *is_regular = S_ISREG(status.st_mode);
+  if (*is_regular) {
     return true;
   }
   int const flags = fcntl(descriptor, F_GETFL);
   return (flags != -1 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0) || fail_with_errno();
 }
+
+// Keeps SIGPIPE from this thread as long as it lives, and takes the one that a write has caused.
+class WithoutPipeSignal {
+public:
+  WithoutPipeSignal() noexcept {
+    sigset_t pending;
+    sigpending(&pending);
+    was_pending_ = sigismember(&pending, SIGPIPE) == 1;
+    sigemptyset(&pipe_);
+    sigaddset(&pipe_, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+  }
+  WithoutPipeSignal(WithoutPipeSignal const &) = delete;
+  WithoutPipeSignal &operator=(WithoutPipeSignal const &) = delete;
+  ~WithoutPipeSignal() {
+    int const error = errno;
+    timespec const no_wait = {};
+    if (error == EPIPE && !was_pending_) {
+      retry([this, &no_wait] { return sigtimedwait(&pipe_, nullptr, &no_wait); });
+    }
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    errno = error;
+  }
+
+private:
+  sigset_t pipe_, before_;
+  bool was_pending_; // already before: that one is not ours to take
+};
 
 // Standard error may have been set not to block, by whoever shares it: nothing is lost then either.
 ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
@@ -116,6 +158,14 @@ ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
       return -1;
     }
   }
+}
+
+ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
+  if (file.is_regular()) {
+    return write_waiting(file.descriptor(), data, size);
+  }
+  WithoutPipeSignal const guard;
+  return write_waiting(file.descriptor(), data, size);
 }
 
 } // namespace
@@ -145,10 +195,11 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
     SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
     return INVALID_HANDLE_VALUE;
   }
-  if (!settle(opened.get())) {
+  bool is_regular = false;
+  if (!settle(opened.get(), &is_regular)) {
     return INVALID_HANDLE_VALUE;
   }
-  file->open(std::move(opened));
+  file->open(std::move(opened), is_regular);
   return file.release()->handle();
 }
 
@@ -172,11 +223,11 @@ BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPP
   if (overlapped != nullptr) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
+  FileHandle const *const opened = file_of(file);
+  if (opened == nullptr) {
     return FALSE;
   }
-  ssize_t const result = write_waiting(descriptor, data, size);
+  ssize_t const result = write_to(*opened, data, size);
   if (result == -1) {
     return fail_with_errno();
   }

@@ -20,9 +20,6 @@ public:
   /// `ReleaseMutex` on this object.
   virtual BOOL release_mutex() noexcept;
 
-  /// The descriptor of a file; -1, without a last error, for every other kind of object.
-  virtual int descriptor() const noexcept { return -1; }
-
   /// `CloseHandle`: the handle is gone afterwards; the object as well, unless something that is
   /// still going on needs it longer.
   virtual void close() noexcept { delete this; }

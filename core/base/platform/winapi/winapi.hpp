@@ -153,8 +153,9 @@ namespace Ostrel {
 void to_native_path(char *path) noexcept;
 
 /// Gives the path of the file that `path` names in the end, symbolic links followed; it need not
-/// exist. A path that is no link is given back as it is. False when the links turn in a circle, or
-/// when the result does not fit into `size` characters.
+/// exist. A path that is no link is given back as it is, and so is a link to what no path of this
+/// layer can name. False when the links turn in a circle, when they lead to such a name at which
+/// nothing is, or when the result does not fit into `size` characters.
 bool follow_links(char const *path, char *target, std::size_t size) noexcept;
 
 } // namespace Ostrel
@@ -218,7 +219,8 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
 BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
 /// Writes in one call of the system, which may take fewer bytes; a descriptor that does not block
-/// is waited for. No overlapped writing.
+/// is waited for. FALSE with ERROR_WRITE_FAULT for a pipe that nobody reads from: SIGPIPE is kept
+/// from the program. No overlapped writing.
 BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
 /// Waits until everything written is on the disk.
