@@ -92,6 +92,19 @@ TEST(ReplaceFile, FollowsLinks) {
   EXPECT_EQ(replace(directory.path("loop"), "x"), Ostrel::RESULT_IO_ERROR);
 }
 
+TEST(ReplaceFile, FollowsNoLinkToWhereItDoesNotLead) {
+  TemporaryDirectory const directory;
+  std::string const link = directory.path("link"), target = directory.path("a\\file");
+  write_file(directory.path("a/file"), "another");
+  std::filesystem::create_symlink("a\\file", link);
+  EXPECT_EQ(replace(link, "x"), Ostrel::RESULT_IO_ERROR);
+  EXPECT_TRUE(S_ISLNK(status_of(link).st_mode));
+  write_file(target, "old");
+  EXPECT_EQ(replace(link, "new"), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(read_file(target), "new");
+  EXPECT_EQ(read_file(directory.path("a/file")), "another");
+}
+
 TEST(ReplaceFile, WritesInPlaceWhatARenameWouldPart) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("file"), other = directory.path("other");
@@ -102,6 +115,8 @@ TEST(ReplaceFile, WritesInPlaceWhatARenameWouldPart) {
     EXPECT_EQ(read_file(other), text);
     EXPECT_EQ(status_of(path).st_ino, status_of(other).st_ino);
   }
+  std::string const no_room_for_a_name = directory.path(std::string(4000, '/') + "other");
+  EXPECT_EQ(replace(no_room_for_a_name, "x"), Ostrel::RESULT_SUCCESS);
   EXPECT_EQ(replace("/dev/null", "text"), Ostrel::RESULT_SUCCESS);
   EXPECT_TRUE(S_ISCHR(status_of("/dev/null").st_mode));
   EXPECT_EQ(entries(directory.path()), 2);
@@ -168,20 +183,28 @@ Role const replace_on_full_disk("replace-on-full-disk", [](Role::Arguments const
 });
 
 TEST(ReplaceFile, FullDiskLeavesTheOldFile) {
-  for (int const links :
-       {0, 1, 2}) { // a new file, one to be renamed over, one to be written in place
-    SCOPED_TRACE(links);
+  struct {
+    int links;
+    std::size_t old_size;
+  } const cases[] = {
+      {0, 0},         // a new file
+      {1, 8},         // one to be renamed over
+      {2, 8},         // in place: there is no room for the end
+      {2, LIMIT * 2}, // in place: the beginning has been overwritten when the rest fails
+  };
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::to_string(c.links) + " links, " + std::to_string(c.old_size) + " bytes");
     TemporaryDirectory const directory;
-    std::string const path = directory.path("file");
-    if (links > 0) {
-      write_file(path, "old text");
+    std::string const path = directory.path("file"), old(c.old_size, 'o');
+    if (c.links > 0) {
+      write_file(path, old);
     }
-    if (links > 1) {
+    if (c.links > 1) {
       std::filesystem::create_hard_link(path, directory.path("link"));
     }
     EXPECT_EQ(run_child("replace-on-full-disk", {path}).status, Ostrel::RESULT_IO_ERROR);
-    EXPECT_EQ(read_file(path), links > 0 ? "old text" : "");
-    EXPECT_EQ(entries(directory.path()), links);
+    EXPECT_TRUE(read_file(path) == old);
+    EXPECT_EQ(entries(directory.path()), c.links);
   }
 }
 
@@ -218,6 +241,31 @@ TEST(ReplaceFile, ReadersSeeTheOldOrTheNewBytes) {
     EXPECT_TRUE(text == texts[0] || text == texts[1]) << text.size();
   }
   writer.join();
+}
+
+// Output to a standard stream that is closed must not go into a file that has its number.
+Role const replace_without_streams("replace-without-streams", [](Role::Arguments const &arguments) {
+  for (int const stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    close(stream);
+  }
+  std::atomic<bool> is_done{false};
+  std::thread writer([&is_done] {
+    while (!is_done) {
+      Platform::write_standard_error("a log line", 10);
+    }
+  });
+  int damaged = 0;
+  for (int i = 0; i < 200; ++i) {
+    damaged += replace(arguments[0], "text") == 0 && read_file(arguments[0]) == "text" ? 0 : 1;
+  }
+  is_done = true;
+  writer.join();
+  return damaged;
+});
+
+TEST(ReplaceFile, TakesNoOutputOfAClosedStream) {
+  TemporaryDirectory const directory;
+  EXPECT_EQ(run_child("replace-without-streams", {directory.path("file")}).status, 0);
 }
 
 } // namespace

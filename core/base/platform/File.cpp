@@ -9,20 +9,26 @@ namespace Ostrel {
 
 namespace {
 
-constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
-
-void *open_file(char const *path, DWORD access, DWORD disposition) {
-  void *const file =
-      CreateFileA(path, access, SHARED, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  return file == INVALID_HANDLE_VALUE ? nullptr : file;
-}
 
 DWORD transfer_size(std::size_t size) {
   return static_cast<DWORD>(std::min(size, LARGEST_TRANSFER));
 }
 
 } // namespace
+
+void CloseFile::operator()(void *file) const noexcept {
+  CloseHandle(file);
+}
+
+OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
+                   NewFile owner) noexcept {
+  constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  DWORD const share_mode = owner == NewFile::OWNERS ? 0 : SHARED;
+  void *const file =
+      CreateFileA(path, access, share_mode, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  return OpenFile(file == INVALID_HANDLE_VALUE ? nullptr : file);
+}
 
 std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept {
   auto const *bytes = static_cast<char const *>(data);
@@ -38,25 +44,19 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
   return written;
 }
 
-File::~File() {
-  close();
-}
-
 bool File::open_for_reading(char const *path) noexcept {
-  close();
-  handle_ = open_file(path, GENERIC_READ, OPEN_EXISTING);
+  file_ = open_file(path, GENERIC_READ, OPEN_EXISTING);
   return is_open();
 }
 
 bool File::open_for_appending(char const *path) noexcept {
-  close();
-  handle_ = open_file(path, FILE_APPEND_DATA, OPEN_ALWAYS);
+  file_ = open_file(path, FILE_APPEND_DATA, OPEN_ALWAYS);
   return is_open();
 }
 
 bool File::read(void *buffer, std::size_t size, std::size_t *count) noexcept {
   DWORD read = 0;
-  if (ReadFile(handle_, buffer, transfer_size(size), &read, nullptr) == FALSE) {
+  if (ReadFile(file_.get(), buffer, transfer_size(size), &read, nullptr) == FALSE) {
     return false;
   }
   *count = read;
@@ -64,20 +64,14 @@ bool File::read(void *buffer, std::size_t size, std::size_t *count) noexcept {
 }
 
 std::size_t File::write(void const *data, std::size_t size) noexcept {
-  return write_whole(handle_, data, size);
+  return write_whole(file_.get(), data, size);
 }
 
 unsigned long long File::size() const noexcept {
   LARGE_INTEGER size = {};
-  return GetFileSizeEx(handle_, &size) == FALSE ? 0
-                                                : static_cast<unsigned long long>(size.QuadPart);
-}
-
-void File::close() noexcept {
-  if (handle_ != nullptr) {
-    CloseHandle(handle_);
-    handle_ = nullptr;
-  }
+  return GetFileSizeEx(file_.get(), &size) == FALSE
+             ? 0
+             : static_cast<unsigned long long>(size.QuadPart);
 }
 
 } // namespace Ostrel

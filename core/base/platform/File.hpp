@@ -2,8 +2,26 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 
 namespace Ostrel {
+
+struct CloseFile {
+  void operator()(void *file) const noexcept;
+};
+
+/// A handle of an open file, with the descriptor closed at its end. Internal to the library.
+using OpenFile = std::unique_ptr<void, CloseFile>;
+
+/// Whose a file is that the opening creates.
+enum class NewFile { EVERYBODYS, OWNERS };
+
+/// Opens a file with the system's call, whose words `access` and `disposition` are. Internal to the
+/// library.
+/// @return null, with the system's last error, when it cannot be opened.
+OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
+                   NewFile owner = NewFile::EVERYBODYS) noexcept;
 
 /// Writes the bytes to an open file of the system in one call, and the rest, after a short write,
 /// in further ones. Internal to the library.
@@ -16,20 +34,15 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
 /// Not synchronised. The descriptor is not inherited by child programs.
 class File {
 public:
-  File() noexcept = default;
-  File(File const &) = delete;
-  File &operator=(File const &) = delete;
-  /// Closes the file.
-  ~File();
-
-  /// Opens an existing file for reading; a directory cannot be opened. Null cannot either.
+  /// Opens an existing file for reading; a directory cannot be opened. Null cannot either. False
+  /// leaves the reason in the system's last error, as it does below.
   bool open_for_reading(char const *path) noexcept;
 
   /// Opens a file for writing at its end, wherever that is at each write; it is created when it
   /// does not exist.
   bool open_for_appending(char const *path) noexcept;
 
-  bool is_open() const noexcept { return handle_ != nullptr; }
+  bool is_open() const noexcept { return file_ != nullptr; }
 
   /// Reads up to `size` bytes.
   /// @param count  receives how many came; 0 at the end of the file.
@@ -42,10 +55,10 @@ public:
   /// The file's size in bytes; 0 when it cannot be told (a pipe, for example).
   unsigned long long size() const noexcept;
 
-  void close() noexcept;
+  void close() noexcept { file_.reset(); }
 
 private:
-  void *handle_ = nullptr; // null when nothing is open
+  OpenFile file_; // null when nothing is open
 };
 
 } // namespace Ostrel

@@ -126,12 +126,17 @@ public:
   /// process's default permissions. A symbolic link stays, its target is replaced. Where taking the
   /// name would lose something (the directory is not writable, the owner cannot be kept, the file
   /// has further hard links, is a mount point or no regular file), the file is overwritten in
-  /// place, without the promise above. A process that is killed inside may leave its temporary file
-  /// behind, of which the name begins with ".ostbase-".
+  /// place, without the promise above: readers, and everyone after a kill, may find both kinds of
+  /// bytes. So it is where the temporary file's name makes an old file's path too long, and where a
+  /// link's own text has a backslash or begins with a drive. A process that is killed inside may
+  /// leave its temporary file behind, of which the name begins with ".ostbase-": nobody uses such
+  /// files again, and nobody removes them. A broken pipe is a failure like any other.
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no
-  ///         temporary file; also when the caller may not write the file itself;
+  ///         temporary file; also when the caller may not write the file itself. After a failure
+  ///         in place the old bytes have been put back if the file could be read, and if writing
+  ///         them back did not fail as well: otherwise the file holds some of both.
   ///         `RESULT_INVALID_ARGUMENT` for null; `RESULT_OUT_OF_MEMORY`.
   static unsigned long replace_file(char const *path, char const *data, std::size_t size);
 

@@ -11,17 +11,15 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
-#include <memory>
 #include <new>
 
 namespace Ostrel {
 
 namespace {
 
-constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-constexpr DWORD UNSHARED = 0;
 constexpr std::size_t LONGEST_PATH = 32768; // characters, terminator included
-constexpr int NAME_ATTEMPTS = 100;          // a name that is taken is one that a kill left behind
+constexpr std::size_t BLOCK_SIZE = 16384;   // bytes, read at once
+constexpr int NAME_ATTEMPTS = 10;           // each with another name
 
 LoggingCategory &category() {
   static LoggingCategory &instance =
@@ -29,24 +27,12 @@ LoggingCategory &category() {
   return instance;
 }
 
-struct CloseFile {
-  void operator()(void *file) const noexcept { CloseHandle(file); }
-};
-using OpenFile = std::unique_ptr<void, CloseFile>;
-
 struct Contents {
   char const *data;
   std::size_t size;
 };
 
 enum class Outcome { DONE, FAILED, WOULD_LOSE };
-
-// Null, with the last error, when it cannot be opened.
-OpenFile open_for_writing(std::string const &path, DWORD share_mode, DWORD disposition) {
-  void *const file = CreateFileA(path.c_str(), GENERIC_WRITE, share_mode, nullptr, disposition,
-                                 FILE_ATTRIBUTE_NORMAL, nullptr);
-  return OpenFile(file == INVALID_HANDLE_VALUE ? nullptr : file);
-}
 
 // A file that is there for the time of a save; removed unless it has become the real one.
 class TemporaryFile {
@@ -62,11 +48,11 @@ public:
   }
 
   // Makes the file in the directory of `target`; false, with the last error, when it cannot be had.
-  bool create(std::string const &target, DWORD share_mode) {
+  bool create(std::string const &target, NewFile owner) {
     std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
     for (int attempt = 0; attempt < NAME_ATTEMPTS && !is_there_; ++attempt) {
       path_ = directory + unique_name();
-      file_ = open_for_writing(path_, share_mode, CREATE_NEW);
+      file_ = open_file(path_.c_str(), GENERIC_WRITE, CREATE_NEW, owner);
       is_there_ = file_ != nullptr;
       if (!is_there_ && GetLastError() != ERROR_FILE_EXISTS) {
         return false;
@@ -87,22 +73,29 @@ public:
   }
 
   bool replace(std::string const &target) {
-    is_there_ = ReplaceFileA(target.c_str(), path_.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH,
-                             nullptr, nullptr) == FALSE;
-    return !is_there_;
+    return has_left(ReplaceFileA(target.c_str(), path_.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH,
+                                 nullptr, nullptr));
   }
 
   bool become(std::string const &target) {
-    is_there_ = MoveFileExA(path_.c_str(), target.c_str(),
-                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == FALSE;
-    return !is_there_;
+    return has_left(MoveFileExA(path_.c_str(), target.c_str(),
+                                MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
   }
 
 private:
+  // The process and the counter tell the names of all who save at this moment apart; the time tells
+  // them from what an earlier process of the same number, killed in a save, has left behind.
   static std::string unique_name() {
     static std::atomic<unsigned long> counter{0};
-    return ".ostbase-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++counter) +
-           ".tmp";
+    LARGE_INTEGER now = {};
+    QueryPerformanceCounter(&now);
+    return ".ostbase-" + std::to_string(GetCurrentProcessId()) + "-" +
+           std::to_string(now.QuadPart) + "-" + std::to_string(++counter) + ".tmp";
+  }
+
+  bool has_left(BOOL is_renamed) {
+    is_there_ = is_renamed == FALSE;
+    return !is_there_;
   }
 
   std::string path_;
@@ -110,26 +103,29 @@ private:
   bool is_there_ = false;
 };
 
-std::string link_target(char const *path) {
-  std::string target(LONGEST_PATH, '\0');
-  // Links that lead nowhere are left to the opening of the path, which fails with the reason.
-  if (!follow_links(path, target.data(), target.size())) {
-    return path;
-  }
-  target.resize(std::strlen(target.c_str()));
-  return target;
+// False, with the last error, when the links cannot be followed.
+bool find_target(char const *path, std::string *target) {
+  target->resize(LONGEST_PATH);
+  bool const is_followed = follow_links(path, target->data(), target->size());
+  target->resize(is_followed ? std::strlen(target->c_str()) : 0);
+  return is_followed;
 }
 
 Outcome failed_or_would_lose() {
-  DWORD const error = GetLastError();
-  return error == ERROR_NOT_SUPPORTED || error == ERROR_ACCESS_DENIED ? Outcome::WOULD_LOSE
-                                                                      : Outcome::FAILED;
+  switch (GetLastError()) {
+  case ERROR_NOT_SUPPORTED:
+  case ERROR_ACCESS_DENIED:
+  case ERROR_FILENAME_EXCED_RANGE: // of the temporary file alone: the target has been opened
+    return Outcome::WOULD_LOSE;
+  default:
+    return Outcome::FAILED;
+  }
 }
 
 Outcome replace_by_name(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
   // Until it has the old one's permissions, nobody else may read it.
-  if (!temporary.create(target, UNSHARED)) {
+  if (!temporary.create(target, NewFile::OWNERS)) {
     return failed_or_would_lose();
   }
   if (!temporary.fill(contents)) {
@@ -140,7 +136,8 @@ Outcome replace_by_name(std::string const &target, Contents const &contents) {
 
 bool write_new(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
-  return temporary.create(target, SHARED) && temporary.fill(contents) && temporary.become(target);
+  return temporary.create(target, NewFile::EVERYBODYS) && temporary.fill(contents) &&
+         temporary.become(target);
 }
 
 bool seek(HANDLE file, std::size_t position) {
@@ -158,32 +155,54 @@ bool end_at(HANDLE file, std::size_t position) {
   return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
-// What goes beyond the old end comes first: it alone needs room on the disk, and where there is
-// none the file gets its old end back.
-bool overwrite(HANDLE file, Contents const &contents) {
+// The bytes of a file; fewer when it cannot be read to its end, none when it cannot be read.
+std::string read_file(std::string const &path) {
+  File file;
+  std::string bytes;
+  if (file.open_for_reading(path.c_str())) {
+    char block[BLOCK_SIZE];
+    std::size_t count = 0;
+    while (file.read(block, sizeof block, &count) && count > 0) {
+      bytes.append(block, count);
+    }
+  }
+  return bytes;
+}
+
+// What goes beyond the old end comes first: it alone needs room on the disk.
+bool write_over(HANDLE file, std::size_t old_size, Contents const &contents) {
+  std::size_t const kept = std::min(contents.size, old_size);
+  Contents const head = {contents.data, kept};
+  Contents const tail = {contents.data + kept, contents.size - kept};
+  return (tail.size == 0 || write_at(file, kept, tail)) && write_at(file, 0, head) &&
+         end_at(file, contents.size) && FlushFileBuffers(file) != FALSE;
+}
+
+// The old bytes are kept meanwhile, and put back as far as they can be when a step fails.
+bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   if (GetFileType(file) != FILE_TYPE_DISK) {
     return write_whole(file, contents.data, contents.size) == contents.size;
   }
-  LARGE_INTEGER old_size = {};
-  if (GetFileSizeEx(file, &old_size) == FALSE) {
+  std::string const old = read_file(path);
+  LARGE_INTEGER size = {};
+  if (GetFileSizeEx(file, &size) == FALSE) {
     return false;
   }
-  std::size_t const kept = std::min(contents.size, static_cast<std::size_t>(old_size.QuadPart));
-  Contents const head = {contents.data, kept};
-  Contents const tail = {contents.data + kept, contents.size - kept};
-  if (tail.size > 0 && !write_at(file, kept, tail)) {
-    DWORD const error = GetLastError();
-    end_at(file, kept);
-    SetLastError(error);
-    return false;
+  auto const old_size = static_cast<std::size_t>(size.QuadPart);
+  if (write_over(file, old_size, contents)) {
+    return true;
   }
-  return write_at(file, 0, head) && end_at(file, contents.size) && FlushFileBuffers(file) != FALSE;
+  DWORD const error = GetLastError();
+  write_at(file, 0, {old.data(), old.size()});
+  end_at(file, old_size);
+  SetLastError(error);
+  return false;
 }
 
 // Opening the old file for writing is what asks whether the caller may: the directory, in which a
 // rename happens, does not say.
 bool replace(std::string const &target, Contents const &contents) {
-  OpenFile const old = open_for_writing(target, SHARED, OPEN_EXISTING);
+  OpenFile const old = open_file(target.c_str(), GENERIC_WRITE, OPEN_EXISTING);
   if (old == nullptr) {
     return GetLastError() == ERROR_FILE_NOT_FOUND && write_new(target, contents);
   }
@@ -191,7 +210,7 @@ bool replace(std::string const &target, Contents const &contents) {
                               ? replace_by_name(target, contents)
                               : Outcome::WOULD_LOSE;
   return outcome == Outcome::DONE ||
-         (outcome == Outcome::WOULD_LOSE && overwrite(old.get(), contents));
+         (outcome == Outcome::WOULD_LOSE && overwrite(old.get(), target, contents));
 }
 
 } // namespace
@@ -200,7 +219,8 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   if (path == nullptr || (data == nullptr && size > 0)) {
     return RESULT_INVALID_ARGUMENT;
   }
-  if (!replace(link_target(path), {data, size})) {
+  std::string target;
+  if (!find_target(path, &target) || !replace(target, {data, size})) {
     DWORD const error = GetLastError();
     category().debug("Failed to write '%s': error %lu", path, static_cast<unsigned long>(error));
     return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;

@@ -55,6 +55,11 @@ bool follow_one_link(char *target) {
   return true;
 }
 
+// Whether the layer takes the system's path for what it is.
+bool is_read_as_it_stands(char const *path) {
+  return std::strchr(path, '\\') == nullptr && !has_drive(path);
+}
+
 // Whether following the text of the links led where the system goes; true when nothing is there
 // yet.
 bool leads_to(char const *link, char const *target) {
@@ -102,17 +107,23 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   char current[PATH_MAX];
   std::memcpy(current, native.c_str(), std::strlen(native.c_str()) + 1);
   int links = 0;
-  while (links < MAX_LINKS && follow_one_link(current)) {
+  while (links <= MAX_LINKS && follow_one_link(current)) {
     ++links;
   }
-  if (links == MAX_LINKS) {
+  if (links > MAX_LINKS) {
     return fail(ERROR_PATH_NOT_FOUND);
   }
   if (errno == ENAMETOOLONG) {
     return fail(ERROR_FILENAME_EXCED_RANGE);
   }
-  // The links below /proc name open files, whatever their text says: they stay what they are.
-  bool const is_link = links > 0 && leads_to(native.c_str(), current);
+  bool const is_spelled = is_read_as_it_stands(current);
+  struct stat there = {};
+  if (!is_spelled && stat(native.c_str(), &there) != 0) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  // The links below /proc name open files, whatever their text says: they stay what they are. So
+  // does a link whose text would be taken for another path.
+  bool const is_link = links > 0 && is_spelled && leads_to(native.c_str(), current);
   char const *result = is_link ? current : path;
   std::size_t const length = std::strlen(result);
   if (length >= size) {
