@@ -37,8 +37,7 @@ TEST(ResultCode, NamesAndDescriptions) {
       {"TIMEOUT", "The function is timed out."},
       {"FILE_NOT_OPEN", "An error when trying to use a file which is not open yet."},
       {"UNSUPPORTED_FORMAT", "Format not supported"},
-      {nullptr, "Unknown result code; internal error???"},
-  };
+      {nullptr, "Unknown result code; internal error???"}};
   unsigned int code = 0;
   for (auto const &[name, description] : TEXTS) {
     SCOPED_TRACE(code);

@@ -74,12 +74,10 @@ TEST(LoggingCategory, ThresholdsAreInherited) {
     char const *name;
     Level set;
     char const *granted; // first letters of the names of all thresholds afterwards
-  } const cases[] = {
-      {"", Level::WARN, "WWWWWW"},       {"a", Level::DEBUG, "WWDDDD"},
-      {"a.b", Level::ERROR, "WWDEEE"},   {"a", Level::FATAL, "WWFEEE"},
-      {"a.b", Level::NOT_SET, "WWFFFF"}, {"a", Level::NOT_SET, "WWWWWW"},
-      {"", Level::DISABLED, "<<<<<<"},
-  };
+  } const cases[] = {{"", Level::WARN, "WWWWWW"},       {"a", Level::DEBUG, "WWDDDD"},
+                     {"a.b", Level::ERROR, "WWDEEE"},   {"a", Level::FATAL, "WWFEEE"},
+                     {"a.b", Level::NOT_SET, "WWFFFF"}, {"a", Level::NOT_SET, "WWWWWW"},
+                     {"", Level::DISABLED, "<<<<<<"}};
   Recorded recorded;
   std::vector<LoggingCategory *> categories;
   for (char const *name : {"a.b.c", "", "a", "a.b", "a.b.d", "a.b.d.."}) {
@@ -138,7 +136,7 @@ TEST(LoggingCategory, AnOutputOfItsOwnReplacesTheInheritedOne) {
   LoggingCategory &category = recorded.category("a"), &child = recorded.category("a.b");
   std::string lines;
   bool is_deleted = false;
-  auto *const output = new RecordingOutput(&lines, &is_deleted);
+  auto *const output = new RecordingOutput(&lines, [&is_deleted] { is_deleted = true; });
   category.set_logging_output(output);
   category.set_logging_output(output);
   EXPECT_FALSE(is_deleted);
@@ -170,24 +168,16 @@ TEST(LoggingHierarchy, NamesAreKeptAndTheProcessFoldsThem) {
   EXPECT_EQ(&LoggingCategory::get_instance(nullptr), &LoggingCategory::get_root_category());
 }
 
-// Logs through a category, and through a new one, when it is deleted.
-class PartingOutput : public LoggingOutputImpl {
-public:
-  PartingOutput(Recorded &recorded, char const *name)
-      : recorded_(recorded), category_(recorded.category(name)) {}
-  ~PartingOutput() override {
-    category_.warn("from %s", category_.get_category_name());
-    recorded_.category("late").warn("from a new one");
-  }
-
-private:
-  Recorded &recorded_;
-  LoggingCategory &category_;
-};
-
 TEST(LoggingHierarchy, ClearingLeavesTheRoot) {
   Recorded recorded;
-  recorded.category("a").set_logging_output(new PartingOutput(recorded, "a.b"));
+  std::string lost;
+  auto const parting_output = [&recorded, &lost](char const *name) {
+    return new RecordingOutput(&lost, [&recorded, &category = recorded.category(name)] {
+      category.warn("from %s", category.get_category_name());
+      recorded.category("late").warn("from a new one");
+    });
+  };
+  recorded.category("a").set_logging_output(parting_output("a.b"));
   recorded.category("a.b").set_priority(Level::DEBUG);
   recorded.hierarchy.clear_all();
   EXPECT_EQ(recorded.take_lines(), "WARN  - from a.b\nWARN  - from a new one\n");
@@ -196,8 +186,8 @@ TEST(LoggingHierarchy, ClearingLeavesTheRoot) {
   EXPECT_TRUE(recorded.category("a.b").error("e"));
   EXPECT_EQ(recorded.take_lines(), "ERROR - e\n");
   // The end finds outputs that ask for categories once more, at the root too.
-  recorded.category("a").set_logging_output(new PartingOutput(recorded, "a.b"));
-  recorded.category("").set_logging_output(new PartingOutput(recorded, ""));
+  recorded.category("a").set_logging_output(parting_output("a.b"));
+  recorded.category("").set_logging_output(parting_output(""));
 }
 
 TEST(LoggingCategory, ThreadsLogAndChangePrioritiesAtOnce) {

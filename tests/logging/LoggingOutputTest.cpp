@@ -29,15 +29,11 @@ LoggingEvent event(std::string message) {
 }
 
 TEST(LoggingTimeStamp, ShowsItsSixLowestDigits) {
+  std::pair<int, char const *> const cases[] = {
+      {0, "000000"},       {42, "000042"},  {999999, "999999"},  {1000000, "000000"},
+      {1234567, "234567"}, {-42, "000042"}, {INT_MAX, "483647"}, {INT_MIN, "483648"}};
   LoggingTimeStamp stamp;
-  for (auto const &[time, text] : {std::pair(0, "000000"),
-                                   {42, "000042"},
-                                   {999999, "999999"},
-                                   {1000000, "000000"},
-                                   {1234567, "234567"},
-                                   {-42, "000042"},
-                                   {INT_MAX, "483647"},
-                                   {INT_MIN, "483648"}}) {
+  for (auto const &[time, text] : cases) {
     stamp.set_time(time);
     EXPECT_EQ(stamp.get_time_string(), text);
   }
@@ -49,21 +45,17 @@ TEST(LoggingEvent, IsLaidOutAsOneLineAndKeepsItsNumberInACopy) {
     char const *message, *file;
     int line;
     char const *text;
-  } const cases[] = {
-      {400, "M", nullptr, 5, "INFO  - M\n"},
-      {300, "50 %d", "f.cpp", 12, "WARN  - 50 %d [f.cpp:12]\n"},
-      {450, "two\nlines", "", -3, "TRACE  - two\nlines [:-3]\n"},
-      {0, "", nullptr, 0, "<LOGGING DISABLED> - \n"},
-      {1000, "", nullptr, 0, "NOT SET - \n"},
-      {350, "", nullptr, 0, "<NO SUCH PRIORITY> - \n"},
-      {-1, "", nullptr, 0, "<NO SUCH PRIORITY> - \n"},
-  };
-  LoggingLayoutImpl layout;
+  } const cases[] = {{400, "M", nullptr, 5, "INFO  - M\n"},
+                     {300, "50 %d", "f.cpp", 12, "WARN  - 50 %d [f.cpp:12]\n"},
+                     {450, "two\nlines", "", -3, "TRACE  - two\nlines [:-3]\n"},
+                     {0, "", nullptr, 0, "<LOGGING DISABLED> - \n"},
+                     {1000, "", nullptr, 0, "NOT SET - \n"},
+                     {350, "", nullptr, 0, "<NO SUCH PRIORITY> - \n"},
+                     {-1, "", nullptr, 0, "<NO SUCH PRIORITY> - \n"}};
   for (auto const &c : cases) {
-    std::string const name = "category", message = c.message;
-    LoggingEvent const event(name, message, static_cast<Level>(c.level), c.file, c.line);
-    EXPECT_EQ(layout.format(event), c.text);
-    LoggingEvent const copy(event), next("", "", Level::WARN, nullptr, 0);
+    LoggingEvent const event("category", c.message, static_cast<Level>(c.level), c.file, c.line);
+    EXPECT_EQ(LoggingLayoutImpl().format(event), c.text);
+    LoggingEvent const copy(event), next(event.category_name, "", Level::WARN, nullptr, 0);
     EXPECT_EQ(copy.time_stamp.get_time(), event.time_stamp.get_time());
     EXPECT_EQ(next.time_stamp.get_time(), event.time_stamp.get_time() + 1);
   }
@@ -103,8 +95,7 @@ TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
       {"own layout", new LoggingOutputImpl(new CountedLayout(&deleted)), "<m1>", ""},
       {"derived", new Tee(name), line, line},
       {"no type information", make_foreign_output(), "foreign " + line, ""},
-      {"none", nullptr, "", ""},
-  };
+      {"none", nullptr, "", ""}};
   LoggingHierarchy hierarchy;
   LoggingCategory &root = hierarchy.get_root_category();
   for (auto const &c : cases) {

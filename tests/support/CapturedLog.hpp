@@ -4,21 +4,19 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingOutputImpl.hpp"
 
+#include <functional>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// Collects the lines in a text of the test, which also learns of its end.
+/// Collects the lines in a text of the test, which may do something at its end.
 class RecordingOutput : public Ostrel::LoggingOutputImpl {
 public:
-  explicit RecordingOutput(std::string *lines, bool *is_deleted = nullptr)
-      : lines_(lines), is_deleted_(is_deleted) {}
-  ~RecordingOutput() override {
-    if (is_deleted_ != nullptr) {
-      *is_deleted_ = true;
-    }
-  }
+  explicit RecordingOutput(
+      std::string *lines, std::function<void()> at_end = [] {})
+      : lines_(lines), at_end_(std::move(at_end)) {}
+  ~RecordingOutput() override { at_end_(); }
 
   bool write_method(std::string const &text) override {
     *lines_ += text;
@@ -27,7 +25,7 @@ public:
 
 private:
   std::string *lines_;
-  bool *is_deleted_; // may be null
+  std::function<void()> at_end_;
 };
 
 /// Keeps the lines of a category as long as it lives, instead of letting them out.
