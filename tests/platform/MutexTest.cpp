@@ -2,19 +2,26 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/Child.hpp"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <thread>
 #include <vector>
 
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -125,6 +132,26 @@ TEST(Mutex, IsRecursiveAndOwnedByAThread) {
     EXPECT_TRUE(mutex->release() && mutex->release());
     waiter.join();
     EXPECT_FALSE(mutex->release());
+  }
+}
+
+TEST(Mutex, IsWaitedForNoLongerThanTold) {
+  std::string const name = unique("waited for");
+  for (char const *kind : {static_cast<char const *>(nullptr), name.c_str()}) {
+    SCOPED_TRACE(kind == nullptr ? "without a name" : "named");
+    HANDLE const mutex = CreateMutexA(nullptr, TRUE, kind);
+    in_other_thread([mutex] {
+      auto const start = std::chrono::steady_clock::now();
+      EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT);
+      EXPECT_EQ(WaitForSingleObject(mutex, 20), WAIT_TIMEOUT);
+      EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
+    });
+    EXPECT_EQ(ReleaseMutex(mutex), TRUE);
+    in_other_thread([mutex] {
+      EXPECT_EQ(WaitForSingleObject(mutex, 20), WAIT_OBJECT_0);
+      EXPECT_EQ(ReleaseMutex(mutex), TRUE);
+    });
+    EXPECT_EQ(CloseHandle(mutex), TRUE);
   }
 }
 
@@ -263,6 +290,29 @@ Role const open_role("mutex-open", [](Role::Arguments const &arguments) {
   return result == RESULT_SUCCESS ? 0 : 1;
 });
 
+// The permissions of the files that hold that name.
+std::string files_of(std::string const &name) {
+  std::ostringstream modes;
+  for (auto const &entry : std::filesystem::directory_iterator("/dev/shm/ostrel-mutexes-" +
+                                                               std::to_string(geteuid()))) {
+    std::ifstream file(entry.path());
+    std::string const bytes(std::istreambuf_iterator<char>(file), {});
+    if (bytes.find(name) != std::string::npos) {
+      modes << std::oct << static_cast<unsigned int>(entry.status().permissions()) << ' ';
+    }
+  }
+  return modes.str();
+}
+
+int count_mappings() {
+  std::ifstream maps("/proc/self/maps");
+  int count = 0;
+  for (std::string line; std::getline(maps, line);) {
+    count += line.find("/ostrel-mutexes-") != std::string::npos ? 1 : 0;
+  }
+  return count;
+}
+
 bool is_seen_by_others(std::string const &name) {
   return run_child("mutex-open", {name}).status == 0;
 }
@@ -334,6 +384,55 @@ TEST(NamedMutex, SurvivesTheDeathOfAProcess) {
     auto const anew = open_mutex(name, /*open_existing=*/false);
     EXPECT_TRUE(anew->acquire() && anew->release());
   }
+}
+
+TEST(NamedMutex, OwnedAndClosedIsOwnedWhenOpenedAgain) {
+  std::string const name = unique("opened again");
+  auto mutex = open_mutex(name, /*open_existing=*/false, /*initially_owned=*/true);
+  pid_t const user = fork(); // with the handles of this process
+  if (user == 0) {
+    pause();
+    _exit(1);
+  }
+  mutex.reset();
+  mutex = open_mutex(name, /*open_existing=*/true);
+  ASSERT_NE(mutex, nullptr);
+  EXPECT_TRUE(mutex->acquire() && mutex->release() && mutex->release());
+  EXPECT_FALSE(mutex->release());
+  EXPECT_TRUE(is_free(*mutex));
+  kill(user, SIGKILL);
+  EXPECT_EQ(end_of(user), -SIGKILL);
+}
+
+TEST(NamedMutex, LeavesNothingBehind) {
+  std::string const name = unique("left behind");
+  int const before = count_mappings();
+  mode_t const mask = umask(0777);
+  auto mutex = open_mutex(name, /*open_existing=*/false);
+  umask(mask);
+  EXPECT_EQ(files_of(name), "600 ");
+  abandon({mutex.get()});
+  EXPECT_EQ(in_forked_child([&] { return mutex->acquire() || !mutex->acquire() ? 1 : 0; }), 0);
+  EXPECT_FALSE(mutex->acquire()); // the child ended inside
+  EXPECT_EQ(in_forked_child([&] {
+              bool const is_taken_over = mutex->acquire() && mutex->release();
+              return is_taken_over && !mutex->release() ? 0 : 1;
+            }),
+            0);
+  EXPECT_TRUE(mutex->acquire() && mutex->release());
+  mutex.reset();
+  EXPECT_EQ(count_mappings(), before);
+  EXPECT_EQ(files_of(name), "");
+
+  in_forked_child([&] {
+    auto const killed = open_mutex(name, /*open_existing=*/false);
+    return raise(SIGKILL);
+  });
+  EXPECT_EQ(files_of(name), "600 ");
+  for (int i = 0; i < 64; ++i) {
+    open_mutex(unique("other"), /*open_existing=*/false);
+  }
+  EXPECT_EQ(files_of(name), "");
 }
 
 TEST(NamedMutex, IsGoneThoughItsOwnerClosedIt) {

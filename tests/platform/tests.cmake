@@ -12,6 +12,11 @@ ostbase_test(
           RegistryFileTest.cpp
           ReplaceFileTest.cpp
           SystemPropertyTest.cpp
-  INTERNAL platform/winapi/environment.cpp
+  INTERNAL platform/winapi/descriptor.cpp
+           platform/winapi/environment.cpp
            platform/winapi/error.cpp
-           platform/winapi/registry_file.cpp)
+           platform/winapi/handle.cpp
+           platform/winapi/mutex.cpp
+           platform/winapi/named_mutex.cpp
+           platform/winapi/registry_file.cpp
+           platform/winapi/wait.cpp)
