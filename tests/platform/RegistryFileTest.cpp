@@ -35,6 +35,7 @@ TEST(RegistryFile, Values) {
       {"\"name\"=\"C:\\\\OVRA\"", bytes("1:C:\\OVRA\0", 10)},
       {"\"NAME\" = \"by hand: C:\\x\" ; comment", bytes("1:by hand: C:\\x\0", 16)},
       {"  \"name\"=\"a \\\"quote\\\"; no comment\"\r", bytes("1:a \"quote\"; no comment\0", 24)},
+      {"\"name\"=\"two\r\nlines\" ; comment\n\"b\"=\"\"", bytes("1:two\r\nlines\0", 13)},
       {"\"name\"=\"\"", bytes("1:\0", 3)},
       {"\"name\"=dword:0000002a", forty_two},
       {"\"name\"=DWORD:2A", forty_two},

@@ -87,6 +87,7 @@ bool take_number(std::string_view *text, std::size_t most, DWORD *number) {
 
 // Takes a text in quotes, in which a backslash stands before a backslash or a quote. Before
 // anything else it is itself: in files that were written by hand, paths often have single ones.
+// The text may go on over several lines.
 bool take_quoted(std::string_view *line, std::string *text) {
   for (std::size_t i = 1; i < line->size(); ++i) {
     char const c = (*line)[i];
@@ -102,11 +103,17 @@ bool take_quoted(std::string_view *line, std::string *text) {
   return false;
 }
 
-bool parse_text(std::string_view line, RegistryValue *value) {
+// A text with line breaks in it goes on in `rest`, as far as its closing quote. One that is never
+// closed seems to end at the first quote of another line, where more follows: then it is damaged,
+// and `rest` stays as it is.
+bool parse_text(std::string_view line, std::string_view *rest, RegistryValue *value) {
+  std::string_view whole(line.data(),
+                         static_cast<std::size_t>(rest->data() + rest->size() - line.data()));
   std::string text;
-  if (!take_quoted(&line, &text) || !is_end(line)) {
+  if (!take_quoted(&whole, &text) || !is_end(take_line(&whole))) {
     return false;
   }
+  *rest = whole;
   value->type = REG_SZ;
   value->data.assign(text.c_str(), text.c_str() + text.size() + 1);
   return true;
@@ -156,7 +163,7 @@ bool parse_hex(std::string_view line, std::string_view *rest, RegistryValue *val
 
 bool parse_data(std::string_view line, std::string_view *rest, RegistryValue *value) {
   if (!line.empty() && line.front() == '"') {
-    return parse_text(line, value);
+    return parse_text(line, rest, value);
   }
   if (take_word(&line, "dword:")) {
     return parse_number(trim(line), value);
