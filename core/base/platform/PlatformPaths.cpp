@@ -15,10 +15,6 @@ namespace {
 
 constexpr DWORD FIRST_DIRECTORY_SIZE = 261; // characters, terminator included
 
-bool is_separator(char c) {
-  return c == '/' || c == '\\';
-}
-
 } // namespace
 
 char const *Platform::get_line_delimiter() {
@@ -86,7 +82,7 @@ unsigned long Platform::get_current_directory(std::string *out) try {
     directory.resize(needed);
     needed = GetCurrentDirectoryA(needed, directory.data());
     if (needed == 0) {
-      return RESULT_IO_ERROR;
+      return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
     }
   }
   directory.resize(std::strlen(directory.c_str()));

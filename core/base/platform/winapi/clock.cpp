@@ -2,6 +2,7 @@
 // Clocks, sleeping, and the numbers of the process and its threads. What measures or waits uses
 // the monotonic clock, so that setting the calendar changes neither.
 #include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/moment.hpp"
 
 #include <cerrno>
 #include <ctime>
@@ -10,20 +11,10 @@
 
 namespace {
 
-constexpr std::int64_t NANOSECONDS_PER_SECOND = 1000000000;
-constexpr std::int64_t NANOSECONDS_PER_MILLISECOND = 1000000;
-constexpr std::int64_t MILLISECONDS_PER_SECOND = 1000;
-constexpr int FIRST_YEAR = 1900; // of tm_year
+using Ostrel::NANOSECONDS_PER_MILLISECOND;
+using Ostrel::NANOSECONDS_PER_SECOND;
 
-timespec operator+(timespec const &time, DWORD milliseconds) {
-  std::int64_t const nanoseconds =
-      time.tv_nsec + milliseconds % MILLISECONDS_PER_SECOND * NANOSECONDS_PER_MILLISECOND;
-  timespec later = {};
-  later.tv_sec =
-      time.tv_sec + milliseconds / MILLISECONDS_PER_SECOND + nanoseconds / NANOSECONDS_PER_SECOND;
-  later.tv_nsec = nanoseconds % NANOSECONDS_PER_SECOND;
-  return later;
-}
+constexpr int FIRST_YEAR = 1900; // of tm_year
 
 void sleep_until(timespec const &end) {
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
@@ -49,10 +40,10 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
 void Sleep(DWORD milliseconds) {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
-  timespec end = now + milliseconds;
+  timespec end = Ostrel::later(now, milliseconds);
   sleep_until(end);
   while (milliseconds == INFINITE) {
-    end = end + milliseconds;
+    end = Ostrel::later(end, milliseconds);
     sleep_until(end);
   }
 }

@@ -16,15 +16,12 @@
 
 namespace {
 
+using Ostrel::is_separator;
 using Ostrel::NativePath;
 
 constexpr std::size_t DRIVE_LENGTH = 2; // a letter and a colon
 constexpr int MAX_LINKS = 40;           // as many as the kernel follows
 constexpr mode_t DEFAULT_DIRECTORY_MODE = 0777;
-
-bool is_separator(char c) {
-  return c == '/' || c == '\\';
-}
 
 bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');

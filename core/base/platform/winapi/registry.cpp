@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The registry, as a text file that whoever installs the library keeps. A key is read when it is
 // opened, so no reader meets a change half way.
+#include "core/base/platform/winapi/descriptor.hpp"
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/path.hpp"
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
@@ -8,21 +11,23 @@
 #include <memory>
 #include <new>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
+using Ostrel::Descriptor;
+using Ostrel::NativePath;
 using Ostrel::parse_registry_file;
 using Ostrel::registry_name;
 using Ostrel::RegistryValue;
 using Ostrel::RegistryValues;
+using Ostrel::retry;
 
 constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
 constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger one is none of ours
-
-struct CloseFile {
-  void operator()(void *file) const noexcept { CloseHandle(file); }
-};
-using OpenFile = std::unique_ptr<void, CloseFile>;
 
 std::string registry_path() {
   char const *chosen = std::getenv("OSTREL_REGISTRY_FILE");
@@ -31,28 +36,24 @@ std::string registry_path() {
 
 // Reads the whole of a regular file. False when there is none, or when it cannot be read.
 bool read_registry(std::string *text) {
-  void *const opened = CreateFileA(registry_path().c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (opened == INVALID_HANDLE_VALUE) {
+  NativePath const path(registry_path().c_str());
+  Descriptor const file = path.is_valid()
+                              ? Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY)
+                              : Descriptor();
+  struct stat status = {};
+  if (!file.is_open() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      status.st_size > LARGEST_FILE) {
     return false;
   }
-  OpenFile const file(opened);
-  LARGE_INTEGER size = {};
-  if (GetFileSizeEx(file.get(), &size) == FALSE || size.QuadPart > LARGEST_FILE) {
-    return false;
-  }
-  text->resize(static_cast<std::size_t>(size.QuadPart));
+  text->resize(static_cast<std::size_t>(status.st_size));
   std::size_t length = 0;
-  DWORD count = 1;
+  ssize_t count = 1;
   while (length < text->size() && count > 0) {
-    auto const wanted = static_cast<DWORD>(text->size() - length);
-    if (ReadFile(file.get(), text->data() + length, wanted, &count, nullptr) == FALSE) {
-      return false;
-    }
-    length += count;
+    count = retry([&] { return read(file.get(), text->data() + length, text->size() - length); });
+    length += count > 0 ? static_cast<std::size_t>(count) : 0;
   }
   text->resize(length);
-  return true;
+  return count >= 0;
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/moment.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
 
 #include <linux/futex.h>
@@ -14,22 +15,9 @@
 
 namespace Ostrel {
 
-namespace {
-
-constexpr long MILLISECONDS_PER_SECOND = 1000;
-constexpr long NANOSECONDS_PER_MILLISECOND = 1000000;
-constexpr long NANOSECONDS_PER_SECOND = 1000000000;
-
-} // namespace
-
 Deadline::Deadline(DWORD milliseconds) noexcept : is_never_(milliseconds == INFINITE) {
   clock_gettime(CLOCK_MONOTONIC, &moment_);
-  moment_.tv_sec += static_cast<std::time_t>(milliseconds / MILLISECONDS_PER_SECOND);
-  moment_.tv_nsec += milliseconds % MILLISECONDS_PER_SECOND * NANOSECONDS_PER_MILLISECOND;
-  if (moment_.tv_nsec >= NANOSECONDS_PER_SECOND) {
-    moment_.tv_nsec -= NANOSECONDS_PER_SECOND;
-    ++moment_.tv_sec;
-  }
+  moment_ = later(moment_, milliseconds);
 }
 
 bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,

@@ -7,6 +7,15 @@
 /// and way of failing, just those that the library uses. This is the one place that knows the
 /// system.
 
+namespace Ostrel {
+
+/// Whether a character stands between the parts of a path, on every system.
+constexpr bool is_separator(char c) noexcept {
+  return c == '/' || c == '\\';
+}
+
+} // namespace Ostrel
+
 #ifdef _WIN32
 
 #define NOMINMAX
@@ -23,7 +32,8 @@
 
 namespace Ostrel {
 
-// What the system lacks no call for elsewhere and needs none for here; described below.
+// The library's own helpers, which are described below. Here the system itself takes every form of
+// a path, and finds the end of the links.
 inline void to_native_path(char *) noexcept {}
 
 inline bool follow_links(char const *path, char *target, std::size_t size) noexcept {
@@ -244,6 +254,8 @@ BOOL SetEndOfFile(HANDLE file);
 /// ERROR_NOT_SUPPORTED for another number.
 HANDLE GetStdHandle(DWORD number);
 
+/// Takes a name from its file, which is gone with its last name and its last handle. A directory
+/// cannot be deleted: FALSE with ERROR_ACCESS_DENIED, or with what else the system refuses.
 BOOL DeleteFileA(char const *path);
 
 /// Puts `replacement`, in the same directory, in the place of `replaced`, whose owner, permissions
@@ -268,7 +280,8 @@ struct WIN32_FIND_DATAA {
 
 /// Starts a search for the names in one directory that match the last part of `query`. Only `*`
 /// and `?` are wild, upper and lower case differ, names that start with a dot are names like any
-/// other, and "." and ".." are among them. Give the search back with FindClose.
+/// other, and "." and ".." are among them. A name with a backslash is left out: no path of this
+/// layer names its file. Give the search back with FindClose.
 /// INVALID_HANDLE_VALUE with ERROR_FILE_NOT_FOUND when nothing matches, or with why the directory
 /// cannot be read.
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
@@ -276,6 +289,7 @@ HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
 /// Goes on to the next name; FALSE with ERROR_NO_MORE_FILES at the end.
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
 
+/// Gives a search back; FALSE with ERROR_INVALID_HANDLE for what is none.
 BOOL FindClose(HANDLE search);
 
 // --- Clocks, identifiers: clock.cpp -----------------------------------------------------------
@@ -320,6 +334,7 @@ LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access,
 LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
                       DWORD *size);
 
+/// Gives a key back. ERROR_SUCCESS always.
 LONG RegCloseKey(HKEY key);
 
 // --- Environment: environment.cpp -------------------------------------------------------------
