@@ -28,7 +28,7 @@ Names sorted_names(Names paths, std::string const &prefix) {
 TEST(Directory, FilesWhoseNamesEndInAPattern) {
   TemporaryDirectory const directory;
   for (char const *name :
-       {"a.xml", ".b.xml", "C.XML", "a.xmlx", "[c].xml", "\xFF\xFE.xml", "aab"}) {
+       {"a.xml", ".b.xml", "C.XML", "a.xmlx", "[c].xml", "\xFF\xFE.xml", "aab", "a\\b.xml"}) {
     write_file(directory.path(name), "");
   }
   std::filesystem::create_directory(directory.path("d.xml"));
@@ -62,7 +62,7 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
 
 TEST(Directory, DirectoriesBelowAPrefix) {
   TemporaryDirectory const directory;
-  for (char const *name : {"in/sub", "in/.hidden", "inner"}) {
+  for (char const *name : {"in/sub", "in/.hidden", "inner", "in/back\\slash"}) {
     std::filesystem::create_directories(directory.path(name));
   }
   write_file(directory.path("in/file"), "");
