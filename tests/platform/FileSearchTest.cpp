@@ -75,6 +75,15 @@ TEST(FileSearch, FirstReadableFileWins) {
   EXPECT_EQ(Platform::find_file(a, "both", nullptr), Ostrel::RESULT_INVALID_ARGUMENT);
 }
 
+TEST(FileSearch, TheResultMayHoldTheName) {
+  std::string file = __FILE__, place = "/new";
+  EXPECT_EQ(Platform::find_system_or_regular_file(UNKNOWN, file.c_str(), &file),
+            Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(file, __FILE__);
+  Platform::find_place_to_write(UNKNOWN, place.c_str(), &place);
+  EXPECT_EQ(place, "/new");
+}
+
 // Arguments: how to look, the property's number, the name ("null" for none).
 Role const search("search", [](Role::Arguments const &arguments) {
   auto const property = static_cast<Platform::SystemProperty>(std::stoi(arguments[1]));
@@ -98,8 +107,9 @@ TEST(FileSearch, FilesOfAProperty) {
   write_file(directory.path("file"), "");
   std::string const regular = directory.path("file"), found = directory.path() + "\\file";
   std::string const path = directory.path() + ";" + directory.path("other");
-  std::string const searched =
-      path + ";" + std::string(__FILE__).substr(0, std::string(__FILE__).find("/tests/")) + "/data";
+  std::string const searched = path + ";\\data"; // there is no installation directory either
+  write_file(directory.path("registry"),
+             "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n\"InstallPath\"=\"\"\n");
   auto const missing = [&](char const *name) {
     return std::string("WARN  - Failed to find '") + name + "' in '" + searched + "'.\n";
   };
@@ -127,13 +137,15 @@ TEST(FileSearch, FilesOfAProperty) {
       {"place", Platform::DATA_PATH, "null", directory.path() + "\\", 0, ""},
       {"place", UNKNOWN, "new", ".\\new", 0,
        "WARN  - Failed to find SLAM landmark path possibilities.\n"},
+      {"place", Platform::INSTALL_PATH, "new", ".\\new", 0,
+       "WARN  - Couldn't find a decent first path choice for saving.\n"},
   };
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.how) + " " + c.name);
     ChildResult const child =
         run_child("search", {c.how, std::to_string(c.property), c.name},
                   {{"OSTREL_DATA_PATH", path.c_str()},
-                   {"OSTREL_REGISTRY_FILE", "/none"},
+                   {"OSTREL_REGISTRY_FILE", directory.path("registry").c_str()},
                    {"OSTREL_LOG_PRIORITY", "Ostrel.Core.Base.Platform,TRACE"}});
     EXPECT_EQ(child.status, c.result);
     EXPECT_EQ(child.out, c.out);

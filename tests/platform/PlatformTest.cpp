@@ -2,10 +2,13 @@
 #include "core/base/platform/Platform.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "tests/support/Child.hpp"
+#include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <functional>
 #include <iostream>
 #include <thread>
 
@@ -14,6 +17,30 @@
 namespace {
 
 using Ostrel::Platform;
+
+TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("file"), "");
+  std::string const prefix = directory.path("");
+  std::string text;
+  std::vector<std::string> names;
+  std::function<unsigned long()> const operations[] = {
+      [&] { return Platform::get_system_property(Platform::DATA_PATH, &text); },
+      [&] { return Platform::find_file("/proc", "self/status", &text); },
+      [&] { return Platform::get_file_list(prefix.c_str(), "", &names); },
+      [&] { return Platform::get_dir_list(prefix.c_str(), &names); },
+  };
+  for (auto const &operation : operations) {
+    bool has_failed = true;
+    for (int count = 0; has_failed; ++count) {
+      SCOPED_TRACE(std::to_string(&operation - operations) + " after " + std::to_string(count));
+      fail_allocation(count);
+      unsigned long const result = operation();
+      has_failed = stop_failing();
+      EXPECT_EQ(result, has_failed ? Ostrel::RESULT_OUT_OF_MEMORY : Ostrel::RESULT_SUCCESS);
+    }
+  }
+}
 
 TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   double const before_us = Platform::get_microsecond_time();

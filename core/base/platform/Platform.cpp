@@ -2,7 +2,9 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstdint>
@@ -16,6 +18,12 @@ constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
 constexpr unsigned long LONGEST_SLEEP_MS = INFINITE - 1; // in one call: INFINITE has no end
 
 } // namespace
+
+LoggingCategory &win32_platform_category() {
+  static LoggingCategory &instance =
+      LoggingCategory::get_instance("Ostrel.Core.Base.Win32Platform");
+  return instance;
+}
 
 void Platform::millisecond_sleep(unsigned long milliseconds) {
   while (milliseconds > LONGEST_SLEEP_MS) {

@@ -93,7 +93,7 @@ public:
   static unsigned long get_current_directory(std::string *out);
 
   /// Whether the file can be opened for reading; a directory cannot.
-  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE`, or `RESULT_INVALID_ARGUMENT` for null.
+  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` (also without memory), or `RESULT_INVALID_ARGUMENT` for null.
   static unsigned long file_exists(char const *path);
 
   /// Whether the path names a directory.
@@ -102,6 +102,7 @@ public:
 
   /// Lists the regular files of a directory whose names end in `pattern` (which may hold the
   /// wildcards `*` and `?`; null or empty selects every file), as full paths in the system's order.
+  /// A name with a backslash in it is left out, since no path of this library names that file.
   ///
   /// @param out  emptied first.
   /// @return `RESULT_SUCCESS`, also when nothing is found or the directory is null (each a
@@ -111,7 +112,8 @@ public:
                                      std::vector<std::string> *out);
 
   /// Lists the directories whose path begins with `prefix`: end it with a separator to list the
-  /// contents of one directory, of which "." and ".." are part. A null prefix is an empty one.
+  /// contents of one directory, of which "." and ".." are part. A null prefix is an empty one, and
+  /// names with a backslash are left out.
   ///
   /// @param out  emptied first.
   /// @return `RESULT_SUCCESS`, also when nothing is found; `RESULT_PRECONDITION_ERROR` for a null
@@ -162,6 +164,8 @@ public:
   static bool get_line(std::string *line);
 
   /// Writes the bytes to standard error, whole and unbuffered (addition). Null writes nothing.
+  /// What cannot be written is lost: the stream is closed, or nobody reads from its pipe any more,
+  /// which does not end the program either.
   static void write_standard_error(char const *text, std::size_t size);
 
   static unsigned long get_current_process_id();
@@ -213,14 +217,14 @@ public:
   /// Takes the name as an ordinary path first and gives it back unchanged when it can be read;
   /// otherwise as `find_system_file`.
   ///
-  /// @param out  emptied first; null gives `RESULT_INVALID_ARGUMENT`.
+  /// @param out  emptied first; may hold the name; null gives `RESULT_INVALID_ARGUMENT`.
   static unsigned long find_system_or_regular_file(SystemProperty property, char const *file_name,
                                                    std::string *out);
 
   /// Chooses where to write a new file: the name itself when absolute, else below the property's
   /// first directory, else below the current one. Creates and tests nothing.
   ///
-  /// @param out  emptied first; null does nothing. A null name is an empty one.
+  /// @param out  emptied first; may hold the name; null does nothing. A null name is an empty one.
   static void find_place_to_write(SystemProperty property, char const *file_name, std::string *out);
 };
 

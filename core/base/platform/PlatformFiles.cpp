@@ -4,6 +4,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <memory>
@@ -14,29 +15,39 @@ namespace Ostrel {
 
 namespace {
 
-LoggingCategory &category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.Win32Platform");
-  return instance;
-}
-
 struct CloseSearch {
   void operator()(void *search) const noexcept { FindClose(search); }
 };
 using Search = std::unique_ptr<void, CloseSearch>;
 
-// Calls `visit` with every name that matches; false when none does.
-template <typename Visit> bool for_each_match(std::string const &query, Visit visit) {
+// Tells why a search has ended, unless it came to its end.
+unsigned long search_result(std::string const &query) {
+  DWORD const error = GetLastError();
+  if (error == ERROR_NOT_ENOUGH_MEMORY) {
+    return RESULT_OUT_OF_MEMORY;
+  }
+  if (error != ERROR_NO_MORE_FILES) {
+    win32_platform_category().debug("Failed to search '%s': error %lu", query.c_str(),
+                                    static_cast<unsigned long>(error));
+  }
+  return RESULT_SUCCESS;
+}
+
+// Calls `visit` with every name that matches, and says in `has_matches` whether there was one.
+// Gives RESULT_SUCCESS, also when the directory cannot be read, or RESULT_OUT_OF_MEMORY.
+template <typename Visit>
+unsigned long for_each_match(std::string const &query, bool *has_matches, Visit visit) {
   WIN32_FIND_DATAA data = {};
   void *const started = FindFirstFileA(query.c_str(), &data);
-  if (started == INVALID_HANDLE_VALUE) {
-    return false;
+  *has_matches = started != INVALID_HANDLE_VALUE;
+  if (!*has_matches) {
+    return search_result(query);
   }
   Search const search(started);
   do {
     visit(data.cFileName);
   } while (FindNextFileA(search.get(), &data) != FALSE);
-  return true;
+  return search_result(query);
 }
 
 bool is_kind(struct __stat64 const &status, unsigned short kind) {
@@ -54,7 +65,8 @@ std::string with_delimiter(char const *directory) {
 void add_regular_file(std::string path, std::vector<std::string> *files) {
   struct __stat64 status = {};
   if (_stat64(path.c_str(), &status) != 0) {
-    category().warn("Unable to read the status of '%s': left out of the file list.", path.c_str());
+    win32_platform_category().warn("Unable to read the status of '%s': left out of the file list.",
+                                   path.c_str());
     return;
   }
   if (is_kind(status, _S_IFREG)) {
@@ -66,7 +78,7 @@ void add_regular_file(std::string path, std::vector<std::string> *files) {
 
 unsigned long Platform::mkdir(char const *path, int) {
   if (path == nullptr || _mkdir(path) != 0) {
-    category().info("Failed to mkdir('%s')", path == nullptr ? "" : path);
+    win32_platform_category().info("Failed to mkdir('%s')", path == nullptr ? "" : path);
     return RESULT_IO_ERROR;
   }
   return RESULT_SUCCESS;
@@ -96,15 +108,19 @@ unsigned long Platform::get_file_list(char const *directory, char const *pattern
   }
   out->clear();
   if (directory == nullptr) {
-    category().warn("NULL path: return empty file list.");
+    win32_platform_category().warn("NULL path: return empty file list.");
     return RESULT_SUCCESS;
   }
   std::string const prefix = with_delimiter(directory);
   std::string const query = prefix + "*" + (pattern == nullptr ? "" : pattern);
-  if (!for_each_match(query, [&](char const *name) { add_regular_file(prefix + name, out); })) {
-    category().warn("Error checking files in '%s': return empty file list.", query.c_str());
+  bool has_matches = false;
+  unsigned long const result = for_each_match(
+      query, &has_matches, [&](char const *name) { add_regular_file(prefix + name, out); });
+  if (result == RESULT_SUCCESS && !has_matches) {
+    win32_platform_category().warn("Error checking files in '%s': return empty file list.",
+                                   query.c_str());
   }
-  return RESULT_SUCCESS;
+  return result;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -115,13 +131,13 @@ unsigned long Platform::get_dir_list(char const *prefix, std::vector<std::string
   }
   out->clear();
   std::string const start = prefix == nullptr ? "" : prefix;
-  for_each_match(start + "*", [&](char const *name) {
+  bool has_matches = false;
+  return for_each_match(start + "*", &has_matches, [&](char const *name) {
     std::string path = start + name;
     if (directory_exists(path.c_str()) == RESULT_SUCCESS) {
       out->push_back(std::move(path));
     }
   });
-  return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

@@ -4,11 +4,14 @@
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/Environment.hpp"
+#include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstring>
 #include <memory>
 #include <new>
+#include <vector>
 
 namespace Ostrel {
 
@@ -39,64 +42,53 @@ constexpr PropertySources SOURCES[] = {
 };
 static_assert(sizeof SOURCES / sizeof SOURCES[0] == Platform::SLAM_LANDMARK_PATH + 1);
 
-LoggingCategory &category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.Win32Platform");
-  return instance;
-}
-
 struct CloseKey {
   void operator()(void *key) const noexcept { RegCloseKey(static_cast<HKEY>(key)); }
 };
 using OpenKey = std::unique_ptr<void, CloseKey>;
 
 // Makes a text of the bytes of a registry value. A string may be stored without its terminator, and
-// a number with fewer bytes than it has.
-unsigned long registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
+// a number with fewer bytes than it has. False for any other type.
+bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   if (type == REG_SZ) {
     auto const *text = reinterpret_cast<char const *>(data);
     out->assign(text, strnlen(text, size));
-    return RESULT_SUCCESS;
+    return true;
   }
   DWORD number = 0;
   if (type != REG_DWORD || size != sizeof number) {
-    return RESULT_INTERNAL_ERROR;
+    return false;
   }
   std::memcpy(&number, data, sizeof number);
   char text[NUMBER_SIZE];
   ovra_snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(number));
   *out = text;
-  return RESULT_SUCCESS;
+  return true;
 }
 
-unsigned long read_registry_value(HKEY root, char const *key_path, char const *name,
-                                  std::string *out) {
-  HKEY opened = nullptr;
-  if (RegOpenKeyExA(root, key_path, 0, KEY_READ, &opened) != ERROR_SUCCESS) {
-    return RESULT_NOT_FOUND;
+// Whether a call of the registry succeeded. A lack of memory must not look like a value that is not
+// there: it flies on to the operation.
+bool is_success(LONG result) {
+  if (result == ERROR_NOT_ENOUGH_MEMORY) {
+    throw std::bad_alloc();
   }
-  OpenKey const key(opened);
-  DWORD type = 0, size = 0;
-  if (RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
-    return RESULT_NOT_FOUND;
-  }
-  std::unique_ptr<BYTE[]> const data(new (std::nothrow) BYTE[size]);
-  if (data == nullptr) {
-    return RESULT_OUT_OF_MEMORY;
-  }
-  if (RegQueryValueExA(opened, name, nullptr, &type, data.get(), &size) != ERROR_SUCCESS) {
-    return RESULT_NOT_FOUND;
-  }
-  return registry_text(type, data.get(), size, out);
+  return result == ERROR_SUCCESS;
 }
 
 bool read_registry(char const *name, std::string *out) {
-  return name != nullptr &&
-         read_registry_value(HKEY_LOCAL_MACHINE, REGISTRY_KEY, name, out) == RESULT_SUCCESS;
-}
-
-bool read_environment(char const *name, std::string *out) {
-  return name != nullptr && Platform::get_environment_variable(name, out);
+  HKEY opened = nullptr;
+  if (name == nullptr ||
+      !is_success(RegOpenKeyExA(HKEY_LOCAL_MACHINE, REGISTRY_KEY, 0, KEY_READ, &opened))) {
+    return false;
+  }
+  OpenKey const key(opened);
+  DWORD type = 0, size = 0;
+  if (!is_success(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size))) {
+    return false;
+  }
+  std::vector<BYTE> data(std::size_t{size} + 1); // not null either where the value has no bytes
+  return is_success(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size)) &&
+         registry_text(type, data.data(), size, out);
 }
 
 // Appends the directory that always comes last: the installed one, else that of the build tree.
@@ -139,7 +131,8 @@ std::string single_directory(PropertySources const &sources) {
     return path;
   }
   if (!read_registry(sources.value, &path)) {
-    category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY, sources.value);
+    win32_platform_category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY,
+                                   sources.value);
   }
   if (path.empty()) {
     append_default(sources, &path);

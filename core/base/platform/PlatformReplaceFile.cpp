@@ -6,6 +6,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <algorithm>
@@ -20,12 +21,6 @@ namespace {
 constexpr std::size_t LONGEST_PATH = 32768; // characters, terminator included
 constexpr std::size_t BLOCK_SIZE = 16384;   // bytes, read at once
 constexpr int NAME_ATTEMPTS = 10;           // each with another name
-
-LoggingCategory &category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.Win32Platform");
-  return instance;
-}
 
 struct Contents {
   char const *data;
@@ -222,7 +217,8 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   std::string target;
   if (!find_target(path, &target) || !replace(target, {data, size})) {
     DWORD const error = GetLastError();
-    category().debug("Failed to write '%s': error %lu", path, static_cast<unsigned long>(error));
+    win32_platform_category().debug("Failed to write '%s': error %lu", path,
+                                    static_cast<unsigned long>(error));
     return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
   }
   return RESULT_SUCCESS;

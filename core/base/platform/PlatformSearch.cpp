@@ -5,6 +5,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
 
 #include <new>
 #include <utility>
@@ -24,9 +25,14 @@ char const *text_or_empty(char const *text) {
   return text == nullptr ? "" : text;
 }
 
-bool is_readable(char const *path) {
+// Gives RESULT_NOT_FOUND for null and a file that cannot be read, or RESULT_OUT_OF_MEMORY when
+// nobody knows.
+unsigned long look_for(char const *path) {
   File file;
-  return file.open_for_reading(path);
+  if (file.open_for_reading(path)) {
+    return RESULT_SUCCESS;
+  }
+  return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_NOT_FOUND;
 }
 
 // Takes the element that begins at `*start`, and moves `*start` to the next one. Every element of
@@ -64,9 +70,12 @@ unsigned long Platform::find_file(std::string search_path, char const *file_name
   search_path += DELIMITER;
   for (std::size_t start = 0; start < search_path.size();) {
     std::string candidate = join(take_element(search_path, &start), file_name);
-    if (is_readable(candidate.c_str())) {
+    unsigned long const result = look_for(candidate.c_str());
+    if (result == RESULT_SUCCESS) {
       *out = std::move(candidate);
-      return RESULT_SUCCESS;
+    }
+    if (result != RESULT_NOT_FOUND) {
+      return result;
     }
   }
   return RESULT_NOT_FOUND;
@@ -128,15 +137,21 @@ unsigned long Platform::find_system_or_regular_file(SystemProperty property, cha
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
+  std::string name = text_or_empty(file_name); // which `out` itself may hold
+  char const *const wanted = file_name == nullptr ? nullptr : name.c_str();
   out->clear();
   LoggingCategoryPostfixed(&category())
-      .trace("find_system_or_regular_file() '%s'...", text_or_empty(file_name));
-  if (file_name != nullptr && is_readable(file_name)) {
-    *out = file_name;
-    return RESULT_SUCCESS;
+      .trace("find_system_or_regular_file() '%s'...", name.c_str());
+  unsigned long const result = look_for(wanted);
+  if (result == RESULT_NOT_FOUND) {
+    return find_system_file(property, wanted, out);
   }
-  return find_system_file(property, file_name, out);
+  if (result == RESULT_SUCCESS) {
+    *out = std::move(name);
+  }
+  return result;
 } catch (std::bad_alloc const &) {
+  out->clear();
   return RESULT_OUT_OF_MEMORY;
 }
 
@@ -145,10 +160,10 @@ void Platform::find_place_to_write(SystemProperty property, char const *file_nam
   if (out == nullptr) {
     return;
   }
+  std::string name = text_or_empty(file_name); // which `out` itself may hold
   out->clear();
-  char const *name = text_or_empty(file_name);
-  if (is_absolute_path(name)) {
-    *out = name;
+  if (is_absolute_path(name.c_str())) {
+    *out = std::move(name);
     return;
   }
   std::string search_path;
@@ -156,9 +171,9 @@ void Platform::find_place_to_write(SystemProperty property, char const *file_nam
     category().warn("Failed to find SLAM landmark path possibilities.");
     search_path = ".";
   }
-  *out = join(place_to_write(search_path), name);
+  *out = join(place_to_write(search_path), name.c_str());
 } catch (std::bad_alloc const &) {
-  return; // `out` is empty: there was no memory for a place.
+  out->clear();
 }
 
 } // namespace Ostrel
