@@ -93,6 +93,8 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   type_ahead("ab\rc", 'c'); // a line and the beginning of one
   note("key waits", Platform::input_ready(stdin) && !Platform::input_ready(stdout));
   note("typed ahead", read_keys(4) == "ab\rc");
+  type_ahead("a\x04z", 'z');
+  note("end of input typed ahead", read_keys(3) == "a\x04z");
   note("typed during", read_keys(4, "x\r\ny") == "x\r\ny");
   note("typed during, read later", read_keys(1, "x\r\n\r") == "x" && read_keys(3) == "\r\n\r");
   note("echoed", type_ahead("pq\r", 'q').find('x') != std::string::npos);
@@ -111,6 +113,21 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   type_ahead("z\r\n", 'z');
   note("not translated", read_keys(3) == "z\r\n" && read_keys(2, "\r\n") == "\r\n");
   note("restored", is_line_edited());
+
+  // A copy of the process that is made meanwhile has nothing to do with it.
+  std::thread reader([] { Platform::get_char(); });
+  wait_for_reader();
+  if (fork() == 0) {
+    alarm(60);
+    struct sigaction action = {};
+    sigaction(SIGTERM, nullptr, &action);
+    _exit(action.sa_handler == SIG_DFL && !is_line_edited() && !Platform::input_ready(stdin) ? 0
+                                                                                             : 1);
+  }
+  int status = 0;
+  note("forked", wait(&status) > 0 && status == 0 && !is_line_edited());
+  type("f");
+  reader.join();
 
   // A signal that the program handles.
   std::signal(SIGUSR1, [](int) { type("s"); });
@@ -180,6 +197,9 @@ TEST(Console, LeavesTheTerminalAsItWasFound) {
   } const cases[] = {{std::to_string(SIGTERM), SIGTERM},
                      {std::to_string(SIGINT), SIGINT},
                      {std::to_string(SIGABRT), SIGABRT},
+                     {std::to_string(SIGSTKFLT), SIGSTKFLT},
+                     {std::to_string(SIGRTMIN), SIGRTMIN},
+                     {std::to_string(SIGRTMAX), SIGRTMAX},
                      {"exit", 0},
                      {"cancel", 0}};
   for (auto const &c : cases) {

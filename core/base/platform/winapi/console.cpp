@@ -6,17 +6,23 @@
 // (ICRNL): what was typed before a call cannot be told from a line feed afterwards. So the two are
 // exchanged during a call (INLCR as well), and a line feed is Enter whenever it was typed; it is
 // also what a shell expects to find when it gets what nobody read here. Where the terminal leaves
-// Enter alone, it is left alone here.
+// Enter alone, it is left alone here. Of the key for the end of the input, typed before a call, the
+// line editing leaves a zero, which is read as that key.
 //
 // The change of the terminal outlives the process, so it is taken back on every way out: by the
 // last call that ends (also by the unwinding of a thread that is cancelled while it waits), by the
 // end of the process, and by the signals that would end or stop it and that the program leaves to
 // the system.
+#include "core/base/platform/winapi/descriptor.hpp"
+#include "core/base/platform/winapi/fork_lock.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <iterator>
+#include <utility>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -28,12 +34,16 @@ namespace {
 
 constexpr int ENTER = '\r';
 
-constexpr int ENDING_SIGNALS[] = {SIGHUP,  SIGINT,  SIGQUIT, SIGTERM, SIGALRM, SIGUSR1,
-                                  SIGUSR2, SIGPIPE, SIGXCPU, SIGXFSZ, SIGABRT, SIGBUS,
-                                  SIGFPE,  SIGILL,  SIGSEGV, SIGSYS,  SIGTRAP, SIGVTALRM,
-                                  SIGPROF, SIGIO,   SIGPWR,  SIGTSTP};
+using Ostrel::Descriptor;
+
+// The default action of these leaves the process as it is, or stops it because the terminal is
+// somebody else's, whose settings it must not touch then.
+constexpr int SIGNALS_LEFT_ALONE[] = {SIGCHLD, SIGURG, SIGWINCH, SIGTTIN, SIGTTOU};
 
 extern "C" void end_or_stop(int signal);
+
+pthread_mutex_t console_guard = PTHREAD_MUTEX_INITIALIZER;
+using ConsoleLock = Ostrel::ForkLock<&console_guard>;
 
 // The state of the terminal during calls. Signal handlers read it, so it changes in an order in
 // which it is always true.
@@ -43,7 +53,10 @@ public:
   Console(Console const &) = delete;
   Console &operator=(Console const &) = delete;
   // At the end of the process another thread may be waiting for a key.
-  ~Console() { restore(); }
+  ~Console() {
+    restore();
+    descriptor_.release();
+  }
 
   // Switches to single keys for the first of those who call. False without a terminal.
   bool enter();
@@ -55,18 +68,15 @@ public:
   void switch_to_keys() noexcept;
 
   // For as long as the caller is between enter and leave.
-  int descriptor() const noexcept { return descriptor_; }
-  bool is_exchanged() const noexcept { return is_exchanged_; }
+  int descriptor() const noexcept { return descriptor_.get(); }
+  int key_of(unsigned char byte) const noexcept;
 
 private:
   bool open_terminal() noexcept;
-  void forget_parent() noexcept;
-  void take_signals() noexcept;
-  void give_signals_back() noexcept;
+  static void forget_parent() noexcept;
 
-  pthread_mutex_t guard_ = PTHREAD_MUTEX_INITIALIZER;
-  int users_ = 0;             // guarded by guard_
-  int descriptor_ = -1;       // changes without users only
+  int users_ = 0;             // guarded by console_guard
+  Descriptor descriptor_;     // changes without users only
   bool is_exchanged_ = false; // likewise: a line feed means Enter
   termios before_{};          // likewise
   termios during_{};          // likewise
@@ -80,7 +90,7 @@ Console console;
 
 void Console::restore() noexcept {
   if (is_switched_ && process_ == getpid()) {
-    tcsetattr(descriptor_, TCSANOW, &before_);
+    tcsetattr(descriptor_.get(), TCSANOW, &before_);
     is_switched_ = false;
   }
 }
@@ -88,54 +98,65 @@ void Console::restore() noexcept {
 void Console::switch_to_keys() noexcept {
   if (process_ == getpid()) {
     is_switched_ = true;
-    tcsetattr(descriptor_, TCSANOW, &during_);
+    tcsetattr(descriptor_.get(), TCSANOW, &during_);
   }
 }
 
-// Only the thread that forked is left in a child, and that one is not in a call.
+// Gives `handler` all signals that have the handler `from`: the program's own stay as they are.
+void exchange_handlers(void (*from)(int), void (*handler)(int)) noexcept {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    bool const is_left = std::find(std::begin(SIGNALS_LEFT_ALONE), std::end(SIGNALS_LEFT_ALONE),
+                                   signal) != std::end(SIGNALS_LEFT_ALONE);
+    struct sigaction action = {};
+    if (!is_left && sigaction(signal, nullptr, &action) == 0 &&
+        (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == from) {
+      action.sa_handler = handler;
+      action.sa_flags = SA_RESTART | SA_ONSTACK;
+      sigaction(signal, &action, nullptr);
+    }
+  }
+}
+
+// In the child of a fork: only the thread that forked is left, and that one is not in a call.
 void Console::forget_parent() noexcept {
-  if (users_ > 0 && process_ != getpid()) {
-    ::close(descriptor_);
-    users_ = 0;
-    is_switched_ = false;
+  if (console.users_ > 0) {
+    console.users_ = 0;
+    console.is_switched_ = false;
+    console.descriptor_ = Descriptor();
+    exchange_handlers(end_or_stop, SIG_DFL);
   }
 }
 
 bool Console::enter() {
-  pthread_mutex_lock(&guard_);
-  forget_parent();
-  bool const is_ready = users_ > 0 || open_terminal();
-  if (is_ready && users_++ == 0) {
-    take_signals();
+  ConsoleLock const lock;
+  [[maybe_unused]] static int const registered = pthread_atfork(nullptr, nullptr, forget_parent);
+  if (users_ == 0 && !open_terminal()) {
+    return false;
+  }
+  if (users_++ == 0) {
+    exchange_handlers(SIG_DFL, end_or_stop);
     process_ = getpid();
     switch_to_keys();
   }
-  pthread_mutex_unlock(&guard_);
-  return is_ready;
+  return true;
 }
 
 void Console::leave() noexcept {
-  pthread_mutex_lock(&guard_);
+  ConsoleLock const lock;
   if (--users_ == 0) {
     restore();
     process_ = 0;
-    give_signals_back();
-    ::close(descriptor_);
-    descriptor_ = -1;
+    exchange_handlers(end_or_stop, SIG_DFL);
+    descriptor_ = Descriptor();
   }
-  pthread_mutex_unlock(&guard_);
 }
 
 bool Console::open_terminal() noexcept {
-  descriptor_ = open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
-  if (descriptor_ == -1) {
+  Descriptor opened = Descriptor::open("/dev/tty", O_RDWR | O_NOCTTY);
+  if (!opened.is_open() || tcgetattr(opened.get(), &before_) != 0) {
     return false;
   }
-  if (tcgetattr(descriptor_, &before_) != 0) {
-    ::close(descriptor_);
-    descriptor_ = -1;
-    return false;
-  }
+  descriptor_ = std::move(opened);
   is_exchanged_ = (before_.c_iflag & ICRNL) != 0;
   during_ = before_;
   during_.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ECHONL);
@@ -148,34 +169,24 @@ bool Console::open_terminal() noexcept {
   return true;
 }
 
-// A signal that the program handles or ignores is the program's.
-void Console::take_signals() noexcept {
-  for (int const signal : ENDING_SIGNALS) {
-    struct sigaction action = {};
-    if (sigaction(signal, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&
-        action.sa_handler == SIG_DFL) {
-      action.sa_handler = end_or_stop;
-      action.sa_flags = SA_RESTART | SA_ONSTACK;
-      sigaction(signal, &action, nullptr);
-    }
+int Console::key_of(unsigned char byte) const noexcept {
+  if (is_exchanged_ && (byte == '\n' || byte == ENTER)) {
+    return byte == '\n' ? ENTER : '\n';
   }
-}
-
-void Console::give_signals_back() noexcept {
-  for (int const signal : ENDING_SIGNALS) {
-    struct sigaction action = {};
-    if (sigaction(signal, nullptr, &action) == 0 && (action.sa_flags & SA_SIGINFO) == 0 &&
-        action.sa_handler == end_or_stop) {
-      action.sa_handler = SIG_DFL;
-      sigaction(signal, &action, nullptr);
-    }
-  }
+  bool const is_end_of_input = byte == 0 && (before_.c_lflag & ICANON) != 0;
+  return is_end_of_input ? before_.c_cc[VEOF] : byte;
 }
 
 // Lets the system do with the signal what it would have done, with the terminal restored. It comes
-// back only from a signal that stopped the process, when that goes on.
+// back only from a signal that stopped the process, when that goes on. The terminal may have been
+// set otherwise meanwhile, also when SIGSTOP, which nobody notices, stopped the process.
 void end_or_stop(int signal) {
   int const error = errno;
+  if (signal == SIGCONT) {
+    console.switch_to_keys();
+    errno = error;
+    return;
+  }
   console.restore();
   struct sigaction mine = {}, system = {};
   system.sa_handler = SIG_DFL;
@@ -229,16 +240,6 @@ int SingleKeys::read_byte() const {
   return count == 1 ? byte : -1;
 }
 
-int key_of(int byte) {
-  if (byte == -1) {
-    return ENTER;
-  }
-  if (console.is_exchanged() && (byte == '\n' || byte == ENTER)) {
-    return byte == '\n' ? ENTER : '\n';
-  }
-  return byte;
-}
-
 // What cannot be shown does not fail the read.
 void echo(int key) {
   auto const byte = static_cast<unsigned char>(key);
@@ -264,9 +265,10 @@ int _getche() {
     return ENTER;
   }
   int const byte = keys.read_byte();
-  int const key = key_of(byte);
-  if (byte != -1) {
-    echo(key);
+  if (byte == -1) {
+    return ENTER;
   }
+  int const key = console.key_of(static_cast<unsigned char>(byte));
+  echo(key);
   return key;
 }
