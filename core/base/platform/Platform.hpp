@@ -153,14 +153,17 @@ public:
 
   // --- Console and process --------------------------------------------------------------------
 
-  /// Whether a key press waits at the console; false for every stream but standard input.
+  /// Whether a key press waits at the console; false without a terminal, and for null and every
+  /// stream but standard input.
   static bool input_ready(std::FILE *stream);
 
-  /// Waits for a key press, echoes it and returns its character.
+  /// Waits for a key press, echoes it and returns its character; a carriage return when there is no
+  /// terminal, so that a loop over lines ends.
   static char get_char();
 
   /// Reads one character: a carriage return ends the line and gives true; any other is appended to
-  /// `line` and gives false. Null gives true, and reads nothing.
+  /// `line` and gives false. Null gives true, and reads nothing. Without memory the character is
+  /// lost, and false says that the line goes on.
   static bool get_line(std::string *line);
 
   /// Writes the bytes to standard error, whole and unbuffered (addition). Null writes nothing.

@@ -36,7 +36,8 @@ bool Win32Mutex::acquire() {
   return false;
 }
 
-// Flattened, since the calls below would take as long as what they do.
+// Flattened: link-time optimisation then inlines the system layer's release, which is one locked
+// operation and costs less than the registers that a call of it saves.
 [[gnu::flatten]] bool Win32Mutex::release() {
   acquired_.store(false, std::memory_order_relaxed);
   return ReleaseMutex(handle_) != FALSE;

@@ -350,6 +350,8 @@ int _dupenv_s(char **value, std::size_t *size, char const *name);
 /// who change the environment (`setenv`, `environ`) must be kept from doing so at that moment.
 ///
 /// Takes "NAME=value", of which a copy is made; nothing after the equals sign removes the variable.
+/// What is left of a removed variable is an entry without an equals sign, which children inherit
+/// and nobody takes for a variable; the next new one takes its place.
 /// 0, or -1 with EINVAL or ENOMEM in `errno`.
 int _putenv(char const *text);
 
@@ -369,7 +371,8 @@ int _kbhit();
 /// Waits for a key press at the controlling terminal, echoes its character and gives it. Enter is
 /// a carriage return, whenever it was typed; so is what is read without a terminal and after a
 /// hang-up. The terminal is set back at the end of the call, also when the thread is cancelled or
-/// a signal ends the program.
+/// a signal ends the program. It stays switched when the program ends by `_exit` meanwhile, be it
+/// in a handler of its own, or replaces itself (`exec`): nothing of this library runs then.
 int _getche();
 
 #endif
