@@ -93,7 +93,8 @@ public:
   static unsigned long get_current_directory(std::string *out);
 
   /// Whether the file can be opened for reading; a directory cannot.
-  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` (also without memory), or `RESULT_INVALID_ARGUMENT` for null.
+  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` (also without memory), or `RESULT_INVALID_ARGUMENT`
+  /// for null.
   static unsigned long file_exists(char const *path);
 
   /// Whether the path names a directory.
