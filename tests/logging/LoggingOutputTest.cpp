@@ -75,7 +75,8 @@ class Tee : public FileLoggingOutput {
 public:
   using FileLoggingOutput::FileLoggingOutput;
   bool write_method(std::string const &text) override {
-    return LoggingOutputImpl::write_method(text) && FileLoggingOutput::write_method(text);
+    LoggingOutputImpl &console = *this;
+    return console.LoggingOutputImpl::write_method(text) && FileLoggingOutput::write_method(text);
   }
 };
 
@@ -190,12 +191,12 @@ TEST(FileLoggingOutput, WritesAgainAfterAFullDisk) {
 }
 
 TEST(FileLoggingOutput, LinesOfManyOutputsOnOneFileStayWhole) {
-  constexpr int OUTPUTS = 3, LINES = 300;
+  constexpr std::size_t OUTPUTS = 3, LINES = 300;
   std::string const line = std::string(5000, 'x') + "\n";
   TemporaryDirectory const directory;
-  in_threads(OUTPUTS, [&](int) {
+  in_threads(static_cast<int>(OUTPUTS), [&](int) {
     FileLoggingOutput output(directory.path("log").c_str());
-    for (int i = 0; i < LINES; ++i) {
+    for (std::size_t i = 0; i < LINES; ++i) {
       output.write_method(line);
     }
   });
