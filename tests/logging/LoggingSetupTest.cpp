@@ -144,8 +144,8 @@ TEST(LoggingSetup, LivesWithoutMemory) {
   EXPECT_GT(count, 5);
 }
 
-LoggingCategory *old = nullptr; // of a child that tries its end
-std::string lost;
+LoggingCategory *old = nullptr;       // of a child that tries its end
+std::string &lost = *new std::string; // is there until the very end
 
 // Called by the teardown, when nothing may come back to life any more.
 void last_words() {
