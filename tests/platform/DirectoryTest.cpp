@@ -33,6 +33,8 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
   }
   std::filesystem::create_directory(directory.path("d.xml"));
   std::filesystem::create_symlink("a.xml", directory.path("link.xml"));
+  Names const all = {".b.xml", "C.XML", "[c].xml",  "a.xml",
+                     "a.xmlx", "aab",   "link.xml", "\xFF\xFE.xml"};
   struct {
     char const *pattern;
     Names names;
@@ -40,13 +42,10 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
       {".xml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
       {".?ml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
       {".XML", {"C.XML"}},
-      {"[c].xml", {"[c].xml"}},
       {"a*b", {"aab"}},
-      {"*a*l?", {"a.xmlx"}},
       {"????????", {"link.xml"}},
-      {"", {".b.xml", "C.XML", "[c].xml", "a.xml", "a.xmlx", "aab", "link.xml", "\xFF\xFE.xml"}},
-      {nullptr,
-       {".b.xml", "C.XML", "[c].xml", "a.xml", "a.xmlx", "aab", "link.xml", "\xFF\xFE.xml"}},
+      {"", all},
+      {nullptr, all},
   };
   for (auto const &c : cases) {
     SCOPED_TRACE(c.pattern == nullptr ? "null" : c.pattern);

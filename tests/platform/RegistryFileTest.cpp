@@ -38,13 +38,11 @@ TEST(RegistryFile, Values) {
       {"\"name\"=\"two\r\nlines\" ; comment\n\"b\"=\"\"", bytes("1:two\r\nlines\0", 13)},
       {"\"name\"=\"\"", bytes("1:\0", 3)},
       {"\"name\"=dword:0000002a", forty_two},
-      {"\"name\"=DWORD:2A", forty_two},
       {"\"name\"=hex(4):2a,00,00,00", forty_two},
       {"\"name\"=hex:01,\\\n  02,\\\r\n\t03", "3:\x01\x02\x03"},
       {"\"name\"=hex(1):41,42", "1:AB"},
       {"\"name\"=hex(2):41,00", bytes("2:A\0", 4)},
       {"\"name\"=hex:", "3:"},
-      {"\"name\"=hex:41,\\", "3:A"},
       {"\"name\"=\"first\"\n\"name\"=dword:2a", forty_two},
       {"\"name\"=dword:2a\n\"name\"=-", ""},
       {"\"name\"=dword:2a\n\"name\"=dword:damaged", forty_two},
@@ -53,15 +51,11 @@ TEST(RegistryFile, Values) {
       {"\"name\"=\"x\\", ""},
       {"\"name\"=\"closed\" rest", ""},
       {"\"name\"=dword:123456789", ""},
-      {"\"name\"=dword:", ""},
       {"\"name\"=hex:41,,42", ""},
       {"\"name\"=hex:411", ""},
-      {"\"name\"=hex(x):41", ""},
       {"\"name\"=hex:41 42", ""},
       {"\"name\"=", ""},
-      {"\"name\"", ""},
       {"name=\"x\"", ""},
-      {"\"name", ""},
   };
   for (auto const &c : cases) {
     EXPECT_EQ(value_in(HEADER + c.lines), c.value) << c.lines;
@@ -77,7 +71,6 @@ TEST(RegistryFile, Keys) {
   } const cases[] = {
       {"\xEF\xBB\xBFREGEDIT4\r\n\r\n[hkey_local_machine\\SOFTWARE\\OSTREL LABS\\ovra]\r\n" + value,
        true, true},
-      {ours + value, true, true},
       {ours + "[HKEY_LOCAL_MACHINE]\n" + value, true, false},
       {ours + "[HKEY_LOCAL_MACHINE]\n" + ours + value, true, true},
       {std::string("[") + KEY + "\\Sub]\n" + value, true, false},
@@ -86,7 +79,6 @@ TEST(RegistryFile, Keys) {
       {ours + value + "[-" + KEY + "]\n" + value, false, false},
       {ours + value + "[-HKEY_LOCAL_MACHINE\\Software]\n", false, false},
       {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
-      {value, false, false},
       {"", false, false},
   };
   for (auto const &c : cases) {

@@ -34,10 +34,6 @@ public:
   /// The same for a name below an open directory.
   static Descriptor open_at(int directory, char const *name, int flags, mode_t mode = 0) noexcept;
 
-  /// Moves the descriptor above those of the standard streams.
-  /// Nothing is open afterwards, with `errno`, when there is no other number.
-  void leave_standard_streams() noexcept;
-
   bool is_open() const noexcept { return descriptor_ >= 0; }
   int get() const noexcept { return descriptor_; }
 
@@ -45,6 +41,10 @@ public:
   int release() noexcept { return std::exchange(descriptor_, -1); }
 
 private:
+  // Moves the descriptor above those of the standard streams. Nothing is open afterwards, with
+  // `errno`, when there is no other number.
+  void leave_standard_streams() noexcept;
+
   int descriptor_ = -1;
 };
 

@@ -42,6 +42,7 @@ public:
     descriptor_ = std::move(descriptor);
     is_regular_ = is_regular;
   }
+  bool is_file() const noexcept override { return true; }
   int descriptor() const noexcept { return descriptor_.get(); }
   bool is_regular() const noexcept { return is_regular_; }
 
@@ -62,11 +63,12 @@ bool fail_with_errno() {
 
 // Null, with the last error, for a handle that is none of a file.
 FileHandle const *file_of(HANDLE handle) {
-  auto const *const file = dynamic_cast<FileHandle const *>(Handle::of(handle));
-  if (file == nullptr) {
+  Handle const *const object = Handle::of(handle);
+  if (object == nullptr || !object->is_file()) {
     SetLastError(ERROR_INVALID_HANDLE);
+    return nullptr;
   }
-  return file;
+  return static_cast<FileHandle const *>(object);
 }
 
 // The descriptor of a file's handle; -1, with the last error, for any other.

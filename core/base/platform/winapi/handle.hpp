@@ -20,6 +20,10 @@ public:
   /// `ReleaseMutex` on this object.
   virtual BOOL release_mutex() noexcept;
 
+  /// Whether this is an open file. A cast that asks the type would cost each log line more than the
+  /// lock does.
+  virtual bool is_file() const noexcept { return false; }
+
   /// `CloseHandle`: the handle is gone afterwards; the object as well, unless something that is
   /// still going on needs it longer.
   virtual void close() noexcept { delete this; }
