@@ -254,15 +254,6 @@ TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
   EXPECT_EQ(read_file(path), "<?xml version=\"1.0\"?>\n<Behaviors/>\n");
 }
 
-TEST(XmlConfigSource, InstancesAreCounted) {
-  int const before = XmlConfigSource::_instance_count;
-  auto first = std::make_unique<XmlConfigSource>();
-  auto const second = std::make_unique<XmlConfigSource>();
-  EXPECT_EQ(XmlConfigSource::_instance_count, before + 2);
-  first.reset();
-  EXPECT_EQ(XmlConfigSource::_instance_count, before + 1);
-}
-
 // Each allocation of ours fails in turn, until the operation gets through.
 TEST(XmlConfigSource, WithoutMemoryNothingChanges) {
   static std::string const long_text(100, 't');

@@ -165,22 +165,6 @@ TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
   }
 }
 
-TEST(Mutex, AbandonedByADestructorOfTheThreadItself) {
-  // What the destructor of another key takes, after the mutexes of the thread were given up.
-  static IMutex *late = nullptr;
-  auto const mutex = make_mutex();
-  late = mutex.get();
-  pthread_key_t key = 0;
-  ASSERT_EQ(pthread_key_create(&key, [](void *) { late->acquire(); }), 0);
-  in_other_thread([key] {
-    make_mutex()->acquire();
-    pthread_setspecific(key, &late);
-  });
-  pthread_key_delete(key);
-  EXPECT_FALSE(mutex->acquire());
-  EXPECT_TRUE(mutex->acquire());
-}
-
 TEST(Mutex, WakesAWaiterWhenItsOwnerEnds) {
   auto const mutex = make_mutex();
   Event taken;
@@ -408,16 +392,6 @@ TEST(NamedMutex, LeavesNothingBehind) {
     open_mutex(unique("other"), /*open_existing=*/false);
   }
   EXPECT_EQ(files_of(name), "");
-}
-
-TEST(NamedMutex, IsGoneThoughItsOwnerClosedIt) {
-  std::string const name = unique("closed while held");
-  in_other_thread([&name] {
-    EXPECT_TRUE(open_mutex(name, /*open_existing=*/false)->acquire());
-    EXPECT_EQ(open_mutex(name, /*open_existing=*/true), nullptr);
-    EXPECT_TRUE(open_mutex(name, /*open_existing=*/false)->acquire());
-  });
-  EXPECT_TRUE(open_mutex(name, /*open_existing=*/false)->acquire());
 }
 
 TEST(NamedMutex, RefusesWhatItCannotHonour) {

@@ -57,34 +57,6 @@ TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
 }
 
-Role const local_time("local-time", [](Role::Arguments const &) {
-  std::time_t const before = std::time(nullptr);
-  int hour = -1, minute = -1, second = -1;
-  Platform::get_local_time(&hour, &minute, &second);
-  Platform::get_local_time(nullptr, nullptr, nullptr);
-  // The child's zone is 5 hours and 30 minutes east of Greenwich.
-  int const expected = static_cast<int>((before + 19800) % 86400);
-  int const late = (hour * 60 + minute) * 60 + second - expected;
-  std::cout << (late >= 0 && late < 10);
-  return 0;
-});
-
-TEST(Clock, LocalTimeIsThatOfTheZone) {
-  EXPECT_EQ(run_child("local-time", {}, {{"TZ", "XYZ-5:30"}}).out, "1");
-}
-
-TEST(Process, Identifiers) {
-  EXPECT_EQ(Platform::get_current_process_id(), static_cast<unsigned long>(getpid()));
-  unsigned long other = 0;
-  std::thread([&other] { other = Platform::get_current_thread_id(); }).join();
-  EXPECT_EQ(Platform::get_current_thread_id(), static_cast<unsigned long>(gettid()));
-  EXPECT_NE(Platform::get_current_thread_id(), other);
-  int untouched = 42;
-  EXPECT_EQ(Platform::kill(0), Ostrel::RESULT_FAILURE);
-  EXPECT_EQ(Platform::spawn("true", &untouched), Ostrel::RESULT_FAILURE);
-  EXPECT_EQ(untouched, 42);
-}
-
 Role const write_bytes("write-standard-error", [](Role::Arguments const &) {
   Platform::write_standard_error("a\0b", 3);
   Platform::write_standard_error(nullptr, 3);

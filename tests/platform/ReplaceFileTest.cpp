@@ -63,18 +63,6 @@ TEST(ReplaceFile, KeepsWhatTheFileHad) {
   }
 }
 
-TEST(ReplaceFile, NewFilesGetTheDefaultPermissions) {
-  TemporaryDirectory const directory;
-  mode_t const mask = umask(027);
-  EXPECT_EQ(replace(directory.path() + "\\file", "text"), Ostrel::RESULT_SUCCESS);
-  umask(mask);
-  EXPECT_EQ(status_of(directory.path("file")).st_mode & PERMISSIONS, 0640U);
-  EXPECT_EQ(Platform::replace_file(directory.path("empty").c_str(), nullptr, 0),
-            Ostrel::RESULT_SUCCESS);
-  EXPECT_EQ(status_of(directory.path("empty")).st_size, 0);
-  EXPECT_EQ(entries(directory.path()), 2);
-}
-
 TEST(ReplaceFile, FollowsLinks) {
   TemporaryDirectory const directory;
   std::filesystem::create_directory(directory.path("a"));
