@@ -47,7 +47,7 @@ public:
   /// Sets the root's threshold, which all inherit that have none on their way up to it.
   static void set_root_priority(LoggingPriority::PriorityLevel priority);
 
-  /// Reads the entry of a specification text ("category,PRIORITY;category;...") that starts at
+  /// Reads the entry of a logging set-up ("category,PRIORITY;category;...") that starts at
   /// `position`.
   ///
   /// @param category, priority  receive the entry's parts, empty where it has none; may be null.

@@ -65,8 +65,8 @@ bool is_same_word(std::string_view left, std::string_view right) {
 
 unsigned int LoggingCategory::parse_logging_spec(std::string text, unsigned int position,
                                                  std::string *category, std::string *priority) try {
-  std::string const specification = std::move(text); // the entry's parts point into it
-  LoggingSpec::Entry const entry = LoggingSpec::read_entry(specification, position);
+  std::string const entries = std::move(text); // the entry's parts point into it
+  LoggingSpec::Entry const entry = LoggingSpec::read_entry(entries, position);
   if (category != nullptr) {
     *category = entry.category;
   }

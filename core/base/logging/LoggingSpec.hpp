@@ -11,7 +11,7 @@ namespace Ostrel {
 namespace LoggingSpec {
 
 struct Entry {
-  std::string_view category; // both borrowed from the specification text
+  std::string_view category; // both borrowed from the text
   std::string_view priority;
   unsigned int next; // position of the next entry, or LoggingCategory::npos
 };
