@@ -20,7 +20,6 @@
 #include <thread>
 #include <vector>
 
-#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>

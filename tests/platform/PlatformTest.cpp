@@ -9,8 +9,6 @@
 
 #include <csignal>
 #include <functional>
-#include <iostream>
-#include <thread>
 
 #include <unistd.h>
 

@@ -215,7 +215,11 @@ Settings &settings() {
 // Takes the lock of the settings and has them set up; holds neither after their end.
 class SettingsLock {
 public:
-  SettingsLock() : lock_(is_torn_down ? nullptr : &settings().cache()), is_held_(lock_.acquire()) {}
+  SettingsLock() : lock_(is_torn_down ? nullptr : &settings().cache()), is_held_(lock_.acquire()) {
+    if (is_held_) {
+      settings().set_up();
+    }
+  }
 
   explicit operator bool() const noexcept { return is_held_; }
 
@@ -243,7 +247,6 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
     return RESULT_ACQUISITION_ERROR;
   }
   Settings &user = settings();
-  user.set_up();
   if (std::string const *answer = user.find_answer(asked); answer != nullptr) {
     *value = *answer;
     return RESULT_SUCCESS;
@@ -279,7 +282,6 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
     return RESULT_ACQUISITION_ERROR;
   }
   Settings &user = settings();
-  user.set_up();
   std::optional<FullKey> const full_key = user.resolve(asked.text);
   if (!full_key) {
     return RESULT_FAILURE;
