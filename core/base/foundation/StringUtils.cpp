@@ -96,13 +96,14 @@ char *squeeze(char const *text, std::size_t size, Membership &is_member, char *b
   }
   char *end = buffer;
   unsigned int follows_member = 0;
+#pragma GCC unroll 8
   for (; from < size; ++from) {
     char const character = text[from];
     unsigned int const member = is_member(character);
     *end = character;
     // A further member of a run is written over by what comes next: without a branch, which real
     // texts would make the processor guess wrong.
-    end += 1 - (member & follows_member);
+    end += (member & follows_member) ^ 1U;
     follows_member = member;
   }
   return end - follows_member;
