@@ -57,6 +57,9 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
     }
   }
   EXPECT_EQ(Platform::get_file_list("x", "", nullptr), Ostrel::RESULT_PRECONDITION_ERROR);
+  Names own = {directory.path(), "b"};
+  EXPECT_EQ(Platform::get_file_list(own[0].c_str(), own[1].c_str(), &own), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(own, Names{directory.path() + "\\aab"});
 }
 
 TEST(Directory, DirectoriesBelowAPrefix) {
@@ -81,6 +84,9 @@ TEST(Directory, DirectoriesBelowAPrefix) {
     EXPECT_EQ(sorted_names(found, c.prefix), c.names);
   }
   EXPECT_EQ(Platform::get_dir_list("x", nullptr), Ostrel::RESULT_PRECONDITION_ERROR);
+  Names own = {directory.path("in/")};
+  EXPECT_EQ(Platform::get_dir_list(own[0].c_str(), &own), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(own.size(), 4U);
 }
 
 Role const list_files("list-files", [](Role::Arguments const &arguments) {
@@ -94,6 +100,8 @@ Role const list_files("list-files", [](Role::Arguments const &arguments) {
 TEST(Directory, ProblemsOfAListAreWarnings) {
   TemporaryDirectory const directory;
   std::filesystem::create_symlink("none", directory.path("dangling"));
+  write_file(directory.path("a/b"), "");
+  write_file(directory.path("a\\b"), "");
   std::string const query = directory.path() + "\\";
   struct {
     Role::Arguments arguments;
@@ -102,7 +110,10 @@ TEST(Directory, ProblemsOfAListAreWarnings) {
       {{}, "NULL path: return empty file list."},
       {{query, ".xml"}, "Error checking files in '" + query + "*.xml': return empty file list."},
       {{query + "none"}, "Error checking files in '" + query + "none\\*': return empty file list."},
-      {{query}, "Unable to read the status of '" + query + "dangling': left out of the file list."},
+      {{query, "ng"},
+       "Unable to read the status of '" + query + "dangling': left out of the file list."},
+      {{query, "b"},
+       "Unable to read the status of '" + query + "a\\b': left out of the file list."},
   };
   for (auto const &c : cases) {
     ChildResult const child = run_child("list-files", c.arguments);

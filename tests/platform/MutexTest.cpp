@@ -164,6 +164,21 @@ TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
   }
 }
 
+TEST(Mutex, IsHeldUntilTheDestructorsOfItsOwnersKeysHaveRun) {
+  auto const mutex = make_mutex();
+  pthread_key_t key = 0;
+  ASSERT_EQ(pthread_key_create(&key,
+                               [](void *held) {
+                                 auto *const mine = static_cast<IMutex *>(held);
+                                 EXPECT_TRUE(mine->acquire() && mine->release() && mine->release());
+                               }),
+            0);
+  in_other_thread(
+      [&] { EXPECT_TRUE(mutex->acquire() && pthread_setspecific(key, mutex.get()) == 0); });
+  EXPECT_TRUE(mutex->acquire() && mutex->release());
+  pthread_key_delete(key);
+}
+
 TEST(Mutex, WakesAWaiterWhenItsOwnerEnds) {
   auto const mutex = make_mutex();
   Event taken;

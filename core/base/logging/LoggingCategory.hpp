@@ -50,7 +50,8 @@ public:
   /// Reads the entry of a logging set-up ("category,PRIORITY;category;...") that starts at
   /// `position`.
   ///
-  /// @param category, priority  receive the entry's parts, empty where it has none; may be null.
+  /// @param category  receives the entry's first part, empty where it has none; may be null.
+  /// @param priority  likewise its second part.
   /// @return the position of the next entry, or `npos` when there is none.
   static unsigned int parse_logging_spec(std::string text, unsigned int position,
                                          std::string *category, std::string *priority);

@@ -54,7 +54,9 @@ public:
 
   /// Gives the local time of day (addition).
   ///
-  /// @param hour, minute, second  0 to 23, 0 to 59, 0 to 60; a null one is skipped.
+  /// @param hour    0 to 23; a null one is skipped, as are the others.
+  /// @param minute  0 to 59.
+  /// @param second  0 to 60.
   static void get_local_time(int *hour, int *minute, int *second);
 
   // --- Paths ----------------------------------------------------------------------------------
@@ -103,9 +105,9 @@ public:
 
   /// Lists the regular files of a directory whose names end in `pattern` (which may hold the
   /// wildcards `*` and `?`; null or empty selects every file), as full paths in the system's order.
-  /// A name with a backslash in it is left out, since no path of this library names that file.
+  /// A name with a backslash in it is left out with a warning: no path of this library names it.
   ///
-  /// @param out  emptied first.
+  /// @param out  emptied first; may hold the arguments.
   /// @return `RESULT_SUCCESS`, also when nothing is found or the directory is null (each a
   ///         warning); `RESULT_PRECONDITION_ERROR` for a null `out`; `RESULT_OUT_OF_MEMORY` with
   ///         what was found until then.
@@ -116,7 +118,7 @@ public:
   /// contents of one directory, of which "." and ".." are part. A null prefix is an empty one, and
   /// names with a backslash are left out.
   ///
-  /// @param out  emptied first.
+  /// @param out  emptied first; may hold the prefix.
   /// @return `RESULT_SUCCESS`, also when nothing is found; `RESULT_PRECONDITION_ERROR` for a null
   ///         `out`; `RESULT_OUT_OF_MEMORY` with what was found until then.
   static unsigned long get_dir_list(char const *prefix, std::vector<std::string> *out);

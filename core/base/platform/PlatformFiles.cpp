@@ -7,6 +7,7 @@
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
@@ -14,6 +15,8 @@
 namespace Ostrel {
 
 namespace {
+
+using Names = std::vector<std::string>;
 
 struct CloseSearch {
   void operator()(void *search) const noexcept { FindClose(search); }
@@ -62,9 +65,15 @@ std::string with_delimiter(char const *directory) {
   return prefix;
 }
 
-void add_regular_file(std::string path, std::vector<std::string> *files) {
+// A backslash in a path is a separator: joined to its directory, such a name means another file.
+bool can_be_named(char const *name) {
+  return std::strchr(name, '\\') == nullptr;
+}
+
+void add_regular_file(std::string const &prefix, char const *name, Names *files) {
+  std::string path = prefix + name;
   struct __stat64 status = {};
-  if (_stat64(path.c_str(), &status) != 0) {
+  if (!can_be_named(name) || _stat64(path.c_str(), &status) != 0) {
     win32_platform_category().warn("Unable to read the status of '%s': left out of the file list.",
                                    path.c_str());
     return;
@@ -106,7 +115,7 @@ unsigned long Platform::get_file_list(char const *directory, char const *pattern
   if (out == nullptr) {
     return RESULT_PRECONDITION_ERROR;
   }
-  out->clear();
+  Names const previous = std::exchange(*out, {}); // the arguments may point into it
   if (directory == nullptr) {
     win32_platform_category().warn("NULL path: return empty file list.");
     return RESULT_SUCCESS;
@@ -115,7 +124,7 @@ unsigned long Platform::get_file_list(char const *directory, char const *pattern
   std::string const query = prefix + "*" + (pattern == nullptr ? "" : pattern);
   bool has_matches = false;
   unsigned long const result = for_each_match(
-      query, &has_matches, [&](char const *name) { add_regular_file(prefix + name, out); });
+      query, &has_matches, [&](char const *name) { add_regular_file(prefix, name, out); });
   if (result == RESULT_SUCCESS && !has_matches) {
     win32_platform_category().warn("Error checking files in '%s': return empty file list.",
                                    query.c_str());
@@ -129,12 +138,12 @@ unsigned long Platform::get_dir_list(char const *prefix, std::vector<std::string
   if (out == nullptr) {
     return RESULT_PRECONDITION_ERROR;
   }
-  out->clear();
+  Names const previous = std::exchange(*out, {}); // the prefix may point into it
   std::string const start = prefix == nullptr ? "" : prefix;
   bool has_matches = false;
   return for_each_match(start + "*", &has_matches, [&](char const *name) {
     std::string path = start + name;
-    if (directory_exists(path.c_str()) == RESULT_SUCCESS) {
+    if (can_be_named(name) && directory_exists(path.c_str()) == RESULT_SUCCESS) {
       out->push_back(std::move(path));
     }
   });

@@ -48,11 +48,6 @@ bool matches(char const *pattern, char const *name) {
   return *pattern == '\0';
 }
 
-// A backslash in a path of this layer is a separator: it would name another file.
-bool can_be_named(char const *name) {
-  return std::strchr(name, '\\') == nullptr;
-}
-
 class Search final : public Handle {
 public:
   explicit Search(NativePath const &query) noexcept : query_(query) {
@@ -70,7 +65,7 @@ public:
   bool next(WIN32_FIND_DATAA *data) noexcept {
     errno = 0;
     while (dirent const *entry = readdir(directory_.get())) {
-      if (can_be_named(entry->d_name) && matches(pattern_, entry->d_name)) {
+      if (matches(pattern_, entry->d_name)) {
         std::memcpy(data->cFileName, entry->d_name, std::strlen(entry->d_name) + 1);
         return true;
       }

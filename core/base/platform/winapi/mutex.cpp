@@ -16,6 +16,7 @@
 #include "core/base/platform/winapi/wait.hpp"
 
 #include <atomic>
+#include <climits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -40,6 +41,7 @@ class Mutex;
 // taken in a few nanoseconds, before any constructor has run and when memory is gone.
 struct Thread {
   std::uint32_t id = NOBODY;
+  int end_round = 0;     // how often the destructor of the key has run
   Mutex *held = nullptr; // the mutex that it took last
 };
 
@@ -84,20 +86,10 @@ private:
 
 // --- The end of a thread, and fork ------------------------------------------------------------
 
+void abandon_what_is_held(void *thread) noexcept;
+
 // Whether this process began as the copy of one thread of another.
 std::atomic<bool> is_forked{false};
-
-void abandon_what_is_held(void *thread) noexcept {
-  Thread &self = *static_cast<Thread *>(thread);
-  Mutex *mutex = std::exchange(self.held, nullptr);
-  while (mutex != nullptr) {
-    Mutex *const next = mutex->next();
-    mutex->abandon();
-    mutex = next;
-  }
-  // Another key's destructor may take a mutex after this one: the thread is then watched anew.
-  self.id = NOBODY;
-}
 
 void adopt_what_is_held() noexcept {
   is_forked.store(true, std::memory_order_relaxed);
@@ -154,6 +146,25 @@ private:
 };
 
 EndOfThread end_of_thread;
+
+// The destructors of the program's own keys still use what the thread holds, and the system runs
+// them in rounds: only in the last one is it sure that nobody gives it back.
+void abandon_what_is_held(void *thread) noexcept {
+  Thread &self = *static_cast<Thread *>(thread);
+  if (self.held != nullptr && ++self.end_round < PTHREAD_DESTRUCTOR_ITERATIONS) {
+    end_of_thread.watch(self);
+    return;
+  }
+  Mutex *mutex = std::exchange(self.held, nullptr);
+  while (mutex != nullptr) {
+    Mutex *const next = mutex->next();
+    mutex->abandon();
+    mutex = next;
+  }
+  // Another key's destructor may take a mutex after this one: the thread is then watched anew.
+  self.end_round = 0;
+  self.id = NOBODY;
+}
 
 void EndOfThread::before_fork() noexcept {
   pthread_mutex_lock(&end_of_thread.guard_);
