@@ -72,7 +72,7 @@ TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {
   EXPECT_EQ(one.source.set_value(nullptr, "v", "t", false), RESULT_SUCCESS);
   EXPECT_EQ(one.source.set_value(top, "v", nullptr, false), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(one.source.delete_key(nullptr), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.source.delete_value(nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.source.delete_value(nullptr), RESULT_FAILURE);
   EXPECT_EQ(one.source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, nullptr, "R"),
             RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(one.values(one.top()), "[=][v=1]");

@@ -7,3 +7,6 @@ ostbase_test(
           StoredTextTest.cpp
           UserConfigTest.cpp
           XmlConfigSourceTest.cpp)
+if(NOT OSTBASE_SANITIZE) # the sanitizers want type information
+  set_source_files_properties(config/ForeignSourceTest.cpp PROPERTIES COMPILE_OPTIONS -fno-rtti)
+endif()

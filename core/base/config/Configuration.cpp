@@ -16,7 +16,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <typeinfo>
 
 namespace Ostrel {
 
@@ -76,13 +75,6 @@ private:
   AcquirableLock lock_;
   bool is_held_;
 };
-
-// The source as the one that has an index. A class derived from it may walk in a way of its own,
-// which the index would leave out.
-XmlConfigSource const *as_indexed(IConfigSource const &source) {
-  return typeid(source) == typeid(XmlConfigSource) ? static_cast<XmlConfigSource const *>(&source)
-                                                   : nullptr;
-}
 
 void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
                             unsigned int index) {
@@ -268,16 +260,20 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
   if (index < 0) {
     return source_->create_key(parent, key_name.c_str(), commit);
   }
-  void const *key = nullptr;
-  for (long i = 0; i <= index; ++i) {
-    key = source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i));
+  auto const find = [this, parent, &key_name](long i) {
+    return source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i));
+  };
+  // Our own source counts once, which a foreign one cannot: that is asked number by number.
+  XmlConfigSource const *const own = XmlConfigSource::exactly(*source_);
+  long i = own == nullptr ? 0 : own->count_sub_keys(parent, key_name.c_str());
+  void const *key = i > index ? find(index) : nullptr;
+  for (; i <= index; ++i) {
+    key = own == nullptr ? find(i) : nullptr;
     if (key != nullptr) {
       continue;
     }
     key = source_->create_key(parent, key_name.c_str(), commit);
-    bool const is_there =
-        key != nullptr ||
-        source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i)) != nullptr;
+    bool const is_there = key != nullptr || find(i) != nullptr;
     if (!is_there) { // not just its commit failed, and the next ones would not be made either
       return nullptr;
     }
@@ -469,7 +465,8 @@ void const *Configuration::find_sub_key(void const *key, char const *path) const
   if (path == nullptr) {
     return key;
   }
-  if (XmlConfigSource const *const indexed = as_indexed(*source_); indexed != nullptr) {
+  if (XmlConfigSource const *const indexed = XmlConfigSource::exactly(*source_);
+      indexed != nullptr) {
     return indexed->search_key(key, path);
   }
   return walk_key_path(key, path,
@@ -484,7 +481,8 @@ void const *Configuration::find_value(void const *key, char const *sub_path, cha
   if (owner == nullptr || out == nullptr) {
     return nullptr;
   }
-  if (XmlConfigSource const *const indexed = as_indexed(*source_); indexed != nullptr) {
+  if (XmlConfigSource const *const indexed = XmlConfigSource::exactly(*source_);
+      indexed != nullptr) {
     return indexed->search_value(owner, name, out);
   }
   std::string text;

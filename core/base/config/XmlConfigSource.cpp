@@ -5,6 +5,7 @@
 #include "core/base/config/KeyPath.hpp"
 #include "core/base/config/XmlText.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/foundation/ClassMark.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -853,6 +854,9 @@ std::vector<std::string> split_search_path(std::string_view path) {
   return entries;
 }
 
+// 0 until there is a first source, whose constructor stores what all of them bring.
+std::atomic<ClassMark> xml_source_class{0};
+
 } // namespace
 
 void FreeXmlDocument::operator()(_xmlDoc *document) const noexcept {
@@ -863,7 +867,13 @@ int XmlConfigSource::_instance_count = 0;
 
 // --- Construction and loading -----------------------------------------------------------------
 
+XmlConfigSource const *XmlConfigSource::exactly(IConfigSource const &source) noexcept {
+  bool const is_ours = class_mark(source) == xml_source_class.load(std::memory_order_relaxed);
+  return is_ours ? static_cast<XmlConfigSource const *>(&source) : nullptr;
+}
+
 XmlConfigSource::XmlConfigSource() {
+  xml_source_class.store(class_mark<IConfigSource>(*this), std::memory_order_relaxed);
   xmlIndentTreeOutput = 1;
   xmlKeepBlanksDefault(0);
   join_source_mutex();
@@ -1063,6 +1073,15 @@ void const *XmlConfigSource::find_indexed_sub_key(void const *key, char const *n
   return node;
 }
 
+int XmlConfigSource::count_sub_keys(void const *key, char const *name) const noexcept {
+  int count = 0;
+  xmlNode const *node = first_element(as_node(key)->children);
+  for (; node != nullptr; node = first_element(node->next)) {
+    count += std::strcmp(plain(node->name), name) == 0 ? 1 : 0;
+  }
+  return count;
+}
+
 bool XmlConfigSource::get_key_name(void const *key, std::string *name) const try {
   if (key == nullptr || name == nullptr || as_node(key)->name == nullptr) {
     return false;
@@ -1218,11 +1237,9 @@ unsigned long XmlConfigSource::delete_value(void const *value) {
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
-  if (value == nullptr) {
-    return RESULT_INVALID_ARGUMENT;
-  }
   xmlNode *const node = as_node(value);
-  if (node->type != XML_ATTRIBUTE_NODE || xmlRemoveProp(reinterpret_cast<xmlAttr *>(node)) != 0) {
+  if (node == nullptr || node->type != XML_ATTRIBUTE_NODE ||
+      xmlRemoveProp(reinterpret_cast<xmlAttr *>(node)) != 0) {
     return RESULT_FAILURE;
   }
   return save() ? RESULT_SUCCESS : RESULT_IO_ERROR;

@@ -111,7 +111,8 @@ public:
   /// memory all the same; `RESULT_INVALID_ARGUMENT` for null.
   unsigned long delete_key(void const *key) override;
 
-  /// Removes a named value and writes the file, as `delete_key`; `RESULT_FAILURE` for a text value.
+  /// Removes a named value and writes the file, as `delete_key`; `RESULT_FAILURE` for a text value
+  /// and for null.
   unsigned long delete_value(void const *value) override;
 
   /// Writes the main document to its file: `RESULT_SUCCESS` or `RESULT_FAILURE`.
@@ -147,12 +148,19 @@ protected:
   bool save() const;
 
 private:
-  friend class Configuration; // for the two searches below, which foreign sources do not have
+  friend class Configuration; // for what stands below, which foreign sources do not have
 
   struct DocumentRecord {
     std::unique_ptr<_xmlDoc, FreeXmlDocument> document;
     std::string file_name; // where the document came from and goes to
   };
+
+  // The source as one of exactly this class; null for any other. A class derived from this one may
+  // walk in a way of its own, which the index would leave out.
+  static XmlConfigSource const *exactly(IConfigSource const &source) noexcept;
+
+  // How many sub-keys of that name the key has; counted like `find_indexed_sub_key`.
+  int count_sub_keys(void const *key, char const *name) const noexcept;
 
   // These two take the source mutex themselves.
   // The key of a path, through the index.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/PlainOutput.hpp"
 
+#include "core/base/foundation/ClassMark.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LogLine.hpp"
 #include "core/base/logging/LoggingLock.hpp"
@@ -8,41 +9,25 @@
 #include "core/base/platform/Platform.hpp"
 
 #include <atomic>
-#include <cstdint>
-#include <cstring>
 #include <string_view>
 
 namespace Ostrel {
 
 namespace {
 
-// Tells the exact class of an output: the address of its table of virtual functions, which is the
-// first word of an object. Neither `typeid` nor `dynamic_cast` may look at a user's output, whose
-// class may be compiled without run-time type information.
-using ClassMark = std::uintptr_t;
-
-ClassMark class_mark(ILoggingOutput const &output) {
-  static_assert(sizeof output == sizeof(ClassMark), "the interface is that address alone");
-  ClassMark mark = 0;
-  std::memcpy(&mark, static_cast<void const *>(&output), sizeof mark);
-  return mark;
-}
-
-// 0, which is nobody's, until there is a first object. Relaxed: every object of a class brings the
+// 0 until there is a first object. Relaxed: every object of a class brings the
 // same value, and whoever is given an object is given what its constructor stored before.
 std::atomic<ClassMark> console_class{0};
 std::atomic<ClassMark> file_class{0};
 
 } // namespace
 
-// In the body of its constructor an object is exactly of the constructor's class, also when it is
-// the base of another.
 void PlainOutput::learn_console_class(LoggingOutputImpl const &output) {
-  console_class.store(class_mark(output), std::memory_order_relaxed);
+  console_class.store(class_mark<ILoggingOutput>(output), std::memory_order_relaxed);
 }
 
 void PlainOutput::learn_file_class(FileLoggingOutput const &output) {
-  file_class.store(class_mark(output), std::memory_order_relaxed);
+  file_class.store(class_mark<ILoggingOutput>(output), std::memory_order_relaxed);
 }
 
 bool PlainOutput::write(ILoggingOutput &output, LoggingPriority::PriorityLevel level,
