@@ -39,11 +39,9 @@ bool FileLoggingOutput::write_method(std::string const &text) {
 
 void FileLoggingOutput::open_file() {
   stream_.reset(new (std::nothrow) File);
-  if (stream_ == nullptr || !stream_->open_for_appending(file_name_.c_str())) {
-    return;
+  if (stream_ != nullptr) {
+    stream_->open_for_appending(file_name_.c_str());
   }
-  // A file that was made anew holds no fragment.
-  ends_inside_line_ = ends_inside_line_ && stream_->size() != 0;
 }
 
 void FileLoggingOutput::append(std::string_view text) try {
@@ -53,7 +51,8 @@ void FileLoggingOutput::append(std::string_view text) try {
   if (stream_ == nullptr || !stream_->is_open()) {
     return;
   }
-  if (ends_inside_line_) {
+  // A file that was emptied or made anew holds no fragment.
+  if (ends_inside_line_ && stream_->size() != 0) {
     append_after_fragment(text);
   } else {
     std::size_t const written = stream_->write(text.data(), text.size());

@@ -13,6 +13,7 @@
 // last call that ends (also by the unwinding of a thread that is cancelled while it waits), by the
 // end of the process, and by the signals that would end or stop it and that the program leaves to
 // the system.
+#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/fork_lock.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
@@ -206,17 +207,13 @@ void end_or_stop(int signal) {
 // cancelled.
 class SingleKeys {
 public:
-  SingleKeys() {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
-    is_there_ = console.enter();
-  }
+  SingleKeys() : is_there_(console.enter()) {}
   SingleKeys(SingleKeys const &) = delete;
   SingleKeys &operator=(SingleKeys const &) = delete;
   ~SingleKeys() {
     if (is_there_) {
       console.leave();
     }
-    pthread_setcancelstate(cancel_state_, nullptr);
   }
 
   bool is_there() const noexcept { return is_there_; }
@@ -225,14 +222,14 @@ public:
   int read_byte() const;
 
 private:
-  bool is_there_ = false;
-  int cancel_state_ = PTHREAD_CANCEL_ENABLE;
+  Ostrel::NotCancelled not_cancelled_; // from before the first change to after the last
+  bool is_there_;
 };
 
 int SingleKeys::read_byte() const {
   unsigned char byte = 0;
   ssize_t count = -1;
-  pthread_setcancelstate(cancel_state_, nullptr);
+  pthread_setcancelstate(not_cancelled_.before(), nullptr);
   do {
     count = read(console.descriptor(), &byte, 1);
   } while (count == -1 && errno == EINTR);

@@ -17,6 +17,7 @@ namespace {
 class ClosedStreams {
 public:
   ClosedStreams() noexcept {
+    NotCancelled const here;
     for (Descriptor &held : held_) {
       Descriptor lowest(::open("/", O_PATH | O_CLOEXEC));
       if (!lowest.is_open() || lowest.get() > STDERR_FILENO) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/platform/winapi/cancellation.hpp"
+
 #include <utility>
 
 #include <sys/types.h>
@@ -23,6 +25,7 @@ public:
   }
   ~Descriptor() {
     if (is_open()) {
+      NotCancelled const here;
       ::close(descriptor_);
     }
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cerrno>
@@ -13,9 +14,10 @@ DWORD error_from_errno(int error) noexcept;
 /// Sets the last error and gives FALSE: the way in which most calls of the layer fail.
 BOOL fail(DWORD error) noexcept;
 
-/// Makes a system call again for as long as a signal interrupts it. Not for `close`, whose
-/// descriptor is gone when it is interrupted.
+/// Makes a system call again for as long as a signal interrupts it; the thread is not cancelled
+/// inside. Not for `close`, whose descriptor is gone when it is interrupted.
 template <typename Call> auto retry(Call call) noexcept -> decltype(call()) {
+  NotCancelled const here;
   decltype(call()) result = call();
   while (result == -1 && errno == EINTR) {
     result = call();

@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -151,9 +152,14 @@ private:
 // Standard error may have been set not to block, by whoever shares it: nothing is lost then either.
 ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
   for (;;) {
-    ssize_t const written = retry([=] { return write(descriptor, data, size); });
-    if (written != -1 || errno != EAGAIN) {
+    // By its number, since every log line comes by here: that is no point of cancellation, from
+    // which a thread would have to be kept.
+    ssize_t const written = syscall(SYS_write, descriptor, data, size);
+    if (written != -1 || (errno != EAGAIN && errno != EINTR)) {
       return written;
+    }
+    if (errno == EINTR) {
+      continue;
     }
     pollfd ready = {descriptor, POLLOUT, 0};
     if (retry([&ready] { return poll(&ready, 1, -1); }) == -1) {
