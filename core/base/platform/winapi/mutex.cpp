@@ -148,10 +148,12 @@ private:
 EndOfThread end_of_thread;
 
 // The destructors of the program's own keys still use what the thread holds, and the system runs
-// them in rounds: only in the last one is it sure that nobody gives it back.
+// them in rounds: only late is it sure that nobody gives it back. In the very last round the
+// sanitizers end the thread for themselves, and nothing may run after that.
 void abandon_what_is_held(void *thread) noexcept {
+  constexpr int LAST_ROUND = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
   Thread &self = *static_cast<Thread *>(thread);
-  if (self.held != nullptr && ++self.end_round < PTHREAD_DESTRUCTOR_ITERATIONS) {
+  if (self.held != nullptr && ++self.end_round < LAST_ROUND) {
     end_of_thread.watch(self);
     return;
   }
