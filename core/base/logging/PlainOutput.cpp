@@ -15,8 +15,8 @@ namespace Ostrel {
 
 namespace {
 
-// 0 until there is a first object. Relaxed: every object of a class brings the
-// same value, and whoever is given an object is given what its constructor stored before.
+// 0 until there is a first object. Relaxed: every object of a class brings the same value, and
+// whoever is given an object is given what its constructor stored before.
 std::atomic<ClassMark> console_class{0};
 std::atomic<ClassMark> file_class{0};
 

@@ -54,7 +54,7 @@ public:
 
   /// Gives the local time of day (addition).
   ///
-  /// @param hour    0 to 23; a null one is skipped, as are the others.
+  /// @param hour    0 to 23; null is skipped, here and below.
   /// @param minute  0 to 59.
   /// @param second  0 to 60.
   static void get_local_time(int *hour, int *minute, int *second);
