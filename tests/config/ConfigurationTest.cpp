@@ -22,9 +22,9 @@ constexpr char CATEGORY[] = "Ostrel.Core.Base.Configuration";
 // A facade over a file.
 class Facade : public LoadedSource {
 public:
-  explicit Facade(std::string const &content) : LoadedSource(content), configuration(source) {}
+  explicit Facade(std::string const &content) : LoadedSource(content), facade(source) {}
 
-  Configuration configuration;
+  Configuration facade;
 };
 
 std::string value_of(Configuration const &configuration, void const *key) {
@@ -43,60 +43,56 @@ TEST(KeyPath, NamesOneKey) {
   for (std::string row; cases >> row;) {
     SCOPED_TRACE(row);
     std::size_t const at = row.find('=');
-    void const *key = one.configuration.find_key(row.substr(0, at).c_str());
-    EXPECT_EQ(value_of(one.configuration, key), row.substr(at + 1));
+    void const *key = one.facade.find_key(row.substr(0, at).c_str());
+    EXPECT_EQ(value_of(one.facade, key), row.substr(at + 1));
   }
-  EXPECT_EQ(one.configuration.find_key(nullptr), nullptr);
-  void const *a1 = one.configuration.find_key("U/A:1");
-  EXPECT_EQ(one.configuration.find_key(a1, nullptr), a1);
-  EXPECT_EQ(one.configuration.find_key(a1, "/"), a1);
-  EXPECT_EQ(value_of(one.configuration, one.configuration.find_key(a1, "B:1/")), "B2");
+  EXPECT_EQ(one.facade.find_key(nullptr), nullptr);
+  void const *a1 = one.facade.find_key("U/A:1");
+  EXPECT_EQ(one.facade.find_key(a1, nullptr), a1);
+  EXPECT_EQ(one.facade.find_key(a1, "/"), a1);
+  EXPECT_EQ(value_of(one.facade, one.facade.find_key(a1, "B:1/")), "B2");
 }
 
 TEST(KeyPath, FollowsEveryChange) {
   Facade one("<U><A v='0'/><A v='1'/></U>");
-  EXPECT_EQ(value_of(one.configuration, one.configuration.find_key("U/A:1")), "1");
-  EXPECT_EQ(one.configuration.delete_key("U/A"), RESULT_SUCCESS);
-  EXPECT_EQ(value_of(one.configuration, one.configuration.find_key("U/A")), "1");
-  EXPECT_EQ(one.configuration.find_key("U/A:1"), nullptr);
-  void const *made = one.configuration.create_key("U/A");
-  EXPECT_EQ(one.configuration.find_key("U/A:1"), made);
-  EXPECT_EQ(one.configuration.set_value("U", nullptr, "text", false), RESULT_SUCCESS);
-  EXPECT_EQ(one.configuration.find_key("U/A"), nullptr);
+  EXPECT_EQ(value_of(one.facade, one.facade.find_key("U/A:1")), "1");
+  EXPECT_EQ(one.facade.delete_key("U/A"), RESULT_SUCCESS);
+  EXPECT_EQ(value_of(one.facade, one.facade.find_key("U/A")), "1");
+  EXPECT_EQ(one.facade.find_key("U/A:1"), nullptr);
+  void const *made = one.facade.create_key("U/A");
+  EXPECT_EQ(one.facade.find_key("U/A:1"), made);
+  EXPECT_EQ(one.facade.set_value("U", nullptr, "text", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.find_key("U/A"), nullptr);
 }
 
 TEST(Configuration, CreatesTheKeysOfAPath) {
   Facade one("<U/>");
   CapturedLog log(CATEGORY);
   struct {
-    char const *path;
+    char const *path, *file; // `file` is what is below U afterwards
     bool is_made;
-    char const *file; // what is below U afterwards
     std::size_t warnings;
-  } const cases[] = {
-      {"U/A/B", true, "<A><B/></A>", 0},
-      {"U/A/B//", true, "<A><B/><B/></A>", 0},
-      {"/U\\\\C", true, "<A><B/><B/></A><C/>", 0},
-      {"U/A:1/D", true, "<A><B/><B/></A><C/><A><D/></A>", 0},
-      {"U/A:1", true, "<A><B/><B/></A><C/><A><D/></A>", 0},
-      {"U/C:2", true, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
-      {"U", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 1},
-      {"X/Y", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 1},
-      {"U/C:2147483648", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 1},
-      {"U/:2000000000", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
-      {"/", false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
-      {nullptr, false, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", 0},
-  };
+  } const cases[] = {{"U/A/B", "<A><B/></A>", true, 0},
+                     {"U/A/B//", "<A><B/><B/></A>", true, 0},
+                     {"/U\\\\C", "<A><B/><B/></A><C/>", true, 0},
+                     {"U/A:1/D", "<A><B/><B/></A><C/><A><D/></A>", true, 0},
+                     {"U/A:1", "<A><B/><B/></A><C/><A><D/></A>", true, 0},
+                     {"U/C:2", "<A><B/><B/></A><C/><A><D/></A><C/><C/>", true, 0},
+                     {"U", "<A><B/><B/></A><C/><A><D/></A><C/><C/>", false, 1},
+                     {"X/Y", "<A><B/><B/></A><C/><A><D/></A><C/><C/>", false, 1},
+                     {"U/C:2147483648", "<A><B/><B/></A><C/><A><D/></A><C/><C/>", false, 1},
+                     {"U/:2000000000", "<A><B/><B/></A><C/><A><D/></A><C/><C/>", false, 0},
+                     {"/", "<A><B/><B/></A><C/><A><D/></A><C/><C/>", false, 0},
+                     {nullptr, "<A><B/><B/></A><C/><A><D/></A><C/><C/>", false, 0}};
   CapturedLog const source_log("Ostrel.Core.Base.XmlConfigSource");
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path == nullptr ? "null" : c.path);
-    EXPECT_EQ(one.configuration.create_key(c.path) != nullptr, c.is_made);
+    EXPECT_EQ(one.facade.create_key(c.path) != nullptr, c.is_made);
     EXPECT_EQ(log.take().size(), c.warnings);
-    std::string written = read_file(one.path);
-    for (char const *layout : {"\n", "  "}) {
-      for (std::size_t at; (at = written.find(layout)) != written.npos;) {
-        written.erase(at, std::string(layout).size());
-      }
+    std::istringstream lines(read_file(one.path));
+    std::string written;
+    for (std::string line; std::getline(lines >> std::ws, line);) {
+      written += line;
     }
     EXPECT_EQ(written, std::string("<?xml version=\"1.0\"?><U>") + c.file + "</U>");
   }
@@ -105,158 +101,141 @@ TEST(Configuration, CreatesTheKeysOfAPath) {
 TEST(Configuration, CreatesSubKeysUpToAnIndex) {
   Facade one("<U><A/></U>");
   CapturedLog log(CATEGORY);
-  void const *third = one.configuration.create_sub_key(one.top(), "A:2", false);
-  EXPECT_EQ(one.configuration.find_key("U/A:2"), third);
-  EXPECT_EQ(one.configuration.create_sub_key(one.top(), "A:2", false), third);
-  EXPECT_EQ(one.configuration.find_key("U/A:3"), nullptr);
+  void const *third = one.facade.create_sub_key(one.top(), "A:2", false);
+  EXPECT_EQ(one.facade.find_key("U/A:2"), third);
+  EXPECT_EQ(one.facade.create_sub_key(one.top(), "A:2", false), third);
+  EXPECT_EQ(one.facade.find_key("U/A:3"), nullptr);
   EXPECT_EQ(log.take(), Lines{});
-  EXPECT_EQ(one.configuration.create_sub_key(nullptr, "A", false), nullptr);
+  EXPECT_EQ(one.facade.create_sub_key(nullptr, "A", false), nullptr);
   EXPECT_EQ(log.take(), Lines{"WARN  - Can't create new root key"});
-  EXPECT_NE(one.configuration.create_sub_key(one.top(), std::string(1011, 'n').c_str(), false),
-            nullptr);
+  EXPECT_NE(one.facade.create_sub_key(one.top(), std::string(1011, 'n').c_str(), false), nullptr);
   for (std::string const &refused : {std::string(1012, 'n'), std::string("A:2147483648")}) {
-    EXPECT_EQ(one.configuration.create_sub_key(one.top(), refused.c_str(), false), nullptr);
+    EXPECT_EQ(one.facade.create_sub_key(one.top(), refused.c_str(), false), nullptr);
     EXPECT_EQ(log.take().size(), 1u);
   }
-  EXPECT_EQ(one.configuration.create_sub_key(one.top(), nullptr, false), nullptr);
+  EXPECT_EQ(one.facade.create_sub_key(one.top(), nullptr, false), nullptr);
 }
 
 TEST(Configuration, NumbersAreTextAsTheCLibraryHasIt) {
   Facade one("<U/>");
-  EXPECT_EQ(one.configuration.set_value("U", "l", -7L, false), RESULT_SUCCESS);
-  EXPECT_EQ(one.configuration.set_value(one.top(), nullptr, "u", ULONG_MAX, false), RESULT_SUCCESS);
-  EXPECT_EQ(one.configuration.set_value(one.top(), nullptr, "d", 0.5, false), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.set_value("U", "l", -7L, false), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.set_value(one.top(), nullptr, "u", ULONG_MAX, false), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.set_value(one.top(), nullptr, "d", 0.5, false), RESULT_SUCCESS);
   EXPECT_EQ(one.values(one.top()), "[=][l=-7][u=18446744073709551615][d=0.500000000000]");
   struct {
     char const *text;
     long number;
     unsigned long natural;
     double real;
-  } const cases[] = {
-      {"12abc", 12, 12, 12},
-      {"abc", 0, 0, 0},
-      {"", 0, 0, 0},
-      {"  -3.5", -3, static_cast<unsigned long>(-3), -3.5},
-      {"99999999999999999999", LONG_MAX, ULONG_MAX, 1e20},
-      {"-99999999999999999999", LONG_MIN, ULONG_MAX, -1e20},
-      {"1e999", 1, 1, HUGE_VAL},
-      {"0x10", 0, 0, 16},
-      {"0,5", 0, 0, 0},
-  };
+  } const cases[] = {{"12abc", 12, 12, 12},
+                     {"abc", 0, 0, 0},
+                     {"", 0, 0, 0},
+                     {"  -3.5", -3, static_cast<unsigned long>(-3), -3.5},
+                     {"99999999999999999999", LONG_MAX, ULONG_MAX, 1e20},
+                     {"-99999999999999999999", LONG_MIN, ULONG_MAX, -1e20},
+                     {"1e999", 1, 1, HUGE_VAL},
+                     {"0x10", 0, 0, 16},
+                     {"0,5", 0, 0, 0}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.text);
-    ASSERT_EQ(one.configuration.set_value("U", "v", c.text, false), RESULT_SUCCESS);
+    ASSERT_EQ(one.facade.set_value("U", "v", c.text, false), RESULT_SUCCESS);
     long number = 1;
     unsigned long natural = 1;
     double real = 1;
-    EXPECT_EQ(one.configuration.get_value("U", "v", &number), RESULT_SUCCESS);
-    EXPECT_EQ(one.configuration.get_value(one.top(), nullptr, "v", &natural), RESULT_SUCCESS);
-    EXPECT_EQ(one.configuration.get_value("U", "v", &real), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_value("U", "v", &number), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_value(one.top(), nullptr, "v", &natural), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_value("U", "v", &real), RESULT_SUCCESS);
     EXPECT_EQ(number, c.number);
     EXPECT_EQ(natural, c.natural);
     EXPECT_EQ(real, c.real);
   }
 }
 
-int write_and_read_numbers(Role::Arguments const &arguments) {
-  if (std::setlocale(LC_ALL, arguments.at(0).c_str()) == nullptr) {
-    return 2;
-  }
+Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &arguments) {
+  bool const is_set = std::setlocale(LC_ALL, arguments.at(0).c_str()) != nullptr;
   Facade one("<U r='1.75x'/>");
   std::string text;
   double real = 0, comma = 1;
-  one.configuration.set_value("U", "d", 0.5, false);
-  one.configuration.set_value("U", "c", "2,5", false);
-  one.configuration.get_value("U", "d", &text);
-  one.configuration.get_value("U", "r", &real);
-  one.configuration.get_value("U", "c", &comma);
-  return text == "0.500000000000" && real == 1.75 && comma == 2.0 ? 0 : 1;
-}
-
-Role const numbers_role("numbers-in-locale", write_and_read_numbers);
+  one.facade.set_value("U", "d", 0.5, false);
+  one.facade.set_value("U", "c", "2,5", false);
+  one.facade.get_value("U", "d", &text);
+  one.facade.get_value("U", "r", &real);
+  one.facade.get_value("U", "c", &comma);
+  return is_set && text == "0.500000000000" && real == 1.75 && comma == 2.0 ? 0 : 1;
+});
 
 TEST(Configuration, NumbersDoNotDependOnTheLocale) {
   TemporaryDirectory const locales;
   std::string const make = "localedef -i de_DE -f UTF-8 " + locales.path("de_DE.UTF-8");
   ASSERT_EQ(std::system(make.c_str()), 0) << "needs Debian's package 'locales'";
   for (char const *locale : {"C", "de_DE.UTF-8"}) {
-    SCOPED_TRACE(locale);
-    EXPECT_EQ(
-        run_child("numbers-in-locale", {locale}, {{"LOCPATH", locales.path().c_str()}}).status, 0);
+    Environment const environment = {{"LOCPATH", locales.path().c_str()}};
+    EXPECT_EQ(run_child("numbers-in-locale", {locale}, environment).status, 0) << locale;
   }
 }
 
 TEST(Configuration, ValuesThatAreNotThere) {
   Facade one("<U v='1'>t<K/></U>");
   CapturedLog log(CATEGORY);
-  std::string text = "stale";
-  long number = 5;
-  EXPECT_EQ(one.configuration.get_value("U/X", "v", &text), RESULT_NOT_FOUND);
-  EXPECT_EQ(one.configuration.get_value("U", "w", &text), RESULT_NOT_FOUND);
-  EXPECT_EQ(one.configuration.get_value(one.top(), "X", "v", &number), RESULT_NOT_FOUND);
+  std::string text = "stale", *const no_text = nullptr;
+  long number = 5, *const no_number = nullptr;
+  EXPECT_EQ(one.facade.get_value("U/X", "v", &text), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.get_value("U", "w", &text), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.get_value(one.top(), "X", "v", &number), RESULT_NOT_FOUND);
   EXPECT_EQ(text, "stale");
   EXPECT_EQ(number, 5);
-  EXPECT_EQ(one.configuration.get_value("U", "v", static_cast<std::string *>(nullptr)),
-            RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.get_value("U/X", "v", static_cast<long *>(nullptr)),
-            RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.get_value("U", "v", no_text), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.get_value("U/X", "v", no_number), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(log.take(), Lines{});
-  EXPECT_EQ(one.configuration.set_value("U/X", "v", "2", false), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.set_value("U/X", "v", "2", false), RESULT_NOT_FOUND);
   EXPECT_EQ(log.take(), Lines{"WARN  - Can't find key 'U/X'"});
-  EXPECT_EQ(one.configuration.set_value(one.top(), "X", "v", "2", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.set_value(one.top(), "X", "v", "2", false), RESULT_SUCCESS);
   for (char const *name : {static_cast<char const *>(nullptr), ""}) {
-    EXPECT_EQ(one.configuration.get_value("U", name, &text), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_value("U", name, &text), RESULT_SUCCESS);
     EXPECT_EQ(text, "t");
   }
-  EXPECT_EQ(one.configuration.delete_value("U", ""), RESULT_FAILURE);
-  EXPECT_EQ(one.configuration.delete_value("U", "w"), RESULT_NOT_FOUND);
-  EXPECT_EQ(one.configuration.delete_value("X", "w"), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.delete_value(one.top(), "K", nullptr), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.delete_value("U", "v"), RESULT_SUCCESS);
-  EXPECT_EQ(one.configuration.delete_key("U/X"), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.delete_key(one.top(), nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.delete_value("U", ""), RESULT_FAILURE);
+  EXPECT_EQ(one.facade.delete_value("U", "w"), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.delete_value("X", "w"), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.delete_value(one.top(), "K", nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.delete_value("U", "v"), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.delete_key("U/X"), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.delete_key(one.top(), nullptr), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(one.values(one.top()), "[=t]");
 }
 
 TEST(Configuration, ReadsSeries) {
   Facade one("<U/>");
-  struct {
-    char const *text;
-    unsigned int capacity;
-    std::vector<long> numbers;
-  } const cases[] = {
-      {"1 2 5:8 -3", 10, {1, 2, 5, 6, 7, 8, -3}},
-      {"1 2 5:8 -3", 4, {1, 2, 5, 6}},
-      {"8:5", 10, {8, 7, 6, 5}},
-      {"4:4", 10, {4}},
-      {"1:3:5", 10, {3, 4, 5}},
-      {"1::3", 10, {0, 1, 2, 3}},
-      {"5:", 10, {}},
-      {"x, 3", 10, {3}},
-      {"", 10, {}},
-      {"7", 0, {}},
-      {"- 3 -x4 --5", 10, {3, 4, -5}},
-      {"1 : 3;7", 10, {1, 2, 3, 7}},
-      {"-2:-4", 10, {-2, -3, -4}},
-      {"9223372036854775806:9223372036854775807", 10, {LONG_MAX - 1, LONG_MAX}},
-      {"-9223372036854775808:9223372036854775807", 2, {LONG_MIN, LONG_MIN + 1}},
-  };
-  for (auto const &c : cases) {
-    SCOPED_TRACE(std::string(c.text) + " into " + std::to_string(c.capacity));
-    ASSERT_EQ(one.configuration.set_value("U", "s", c.text, false), RESULT_SUCCESS);
+  auto const series = [&one](char const *text, unsigned int count) {
+    EXPECT_EQ(one.facade.set_value("U", "s", text, false), RESULT_SUCCESS);
     long numbers[10];
-    unsigned int count = c.capacity;
-    EXPECT_EQ(one.configuration.get_series("U", "s", numbers, &count), RESULT_SUCCESS);
-    EXPECT_EQ(std::vector<long>(numbers, numbers + count), c.numbers);
+    EXPECT_EQ(one.facade.get_series("U", "s", numbers, &count), RESULT_SUCCESS);
+    std::string all;
+    for (unsigned int i = 0; i < count; ++i) {
+      all += " " + std::to_string(numbers[i]);
+    }
+    return all;
+  };
+  // A text, '=' and the numbers in it.
+  for (std::string const row :
+       {"1 2 5:8 -3= 1 2 5 6 7 8 -3", "8:5= 8 7 6 5", "4:4= 4", "1:3:5= 3 4 5", "1::3= 0 1 2 3",
+        "5:=", "x, 3= 3", "=", "- 3 -x4 --5= 3 4 -5", "1 : 3;7= 1 2 3 7", "-2:-4= -2 -3 -4"}) {
+    std::size_t const at = row.find('=');
+    EXPECT_EQ(series(row.substr(0, at).c_str(), 10), row.substr(at + 1)) << row;
   }
+  EXPECT_EQ(series("1 2 5:8 -3", 4), " 1 2 5 6");
+  EXPECT_EQ(series("7", 0), "");
+  EXPECT_EQ(series("9223372036854775806:9223372036854775807", 10),
+            " 9223372036854775806 9223372036854775807");
+  EXPECT_EQ(series("-9223372036854775808:9223372036854775807", 2),
+            " -9223372036854775808 -9223372036854775807");
   long number;
   unsigned int count = 1;
-  EXPECT_EQ(one.configuration.get_series("U", "none", &number, &count), RESULT_NOT_FOUND);
-  EXPECT_EQ(one.configuration.get_series("X", "s", &number, &count), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.get_series(one.top(), nullptr, "s", nullptr, &count),
-            RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.get_series(one.top(), nullptr, nullptr, &number, &count),
-            RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.get_series("U", "none", &number, &count), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.get_series("X", "s", &number, &count), RESULT_INVALID_ARGUMENT);
+  void const *const top = one.top();
+  EXPECT_EQ(one.facade.get_series(top, nullptr, "s", nullptr, &count), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.facade.get_series(top, nullptr, nullptr, &number, &count), RESULT_INVALID_ARGUMENT);
 }
 
 TEST(Configuration, FindsKeysByAValuesText) {
@@ -279,9 +258,8 @@ TEST(Configuration, FindsKeysByAValuesText) {
   EXPECT_EQ(found("n", "radar"), "-");
   EXPECT_EQ(found("n", nullptr), "-");
   void const *first = configuration.find_key("R/D");
-  EXPECT_EQ(
-      value_of(configuration, configuration.find_indexed_key_with_value(first, 1, "n", "cam")),
-      "2");
+  void const *second = configuration.find_indexed_key_with_value(first, 1, "n", "cam");
+  EXPECT_EQ(value_of(configuration, second), "2");
   EXPECT_EQ(configuration.find_indexed_key_with_value(first, 2, "n", "cam"), nullptr);
   EXPECT_EQ(configuration.find_key_with_value(one.top(), "X", "n", "cam"), nullptr);
   EXPECT_EQ(log.take(), Lines{});
@@ -295,15 +273,14 @@ TEST(Configuration, TellsWhyLoadingFailed) {
   Facade one("<Resources/>");
   CapturedLog log(CATEGORY);
   CapturedLog const source_log("Ostrel.Core.Base.XmlConfigSource");
-  EXPECT_EQ(one.configuration.init_source(one.path.c_str()), RESULT_SUCCESS);
-  EXPECT_EQ(one.configuration.get_config_root(), IConfigSource::CONFIG_ROOT_RESOURCES);
-  EXPECT_EQ(one.configuration.init_source("none.xml"), RESULT_NOT_FOUND);
-  EXPECT_EQ(one.configuration.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
-  EXPECT_EQ(one.configuration.init_source(nullptr), RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(one.configuration.init_source(IConfigSource::CONFIG_ROOT_SEMANTICS,
-                                          one.directory.path().c_str()),
-            RESULT_NOT_FOUND);
-  EXPECT_EQ(one.configuration.get_config_root(), IConfigSource::CONFIG_ROOT_SEMANTICS);
+  EXPECT_EQ(one.facade.init_source(one.path.c_str()), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.get_config_root(), IConfigSource::CONFIG_ROOT_RESOURCES);
+  EXPECT_EQ(one.facade.init_source("none.xml"), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
+  EXPECT_EQ(one.facade.init_source(nullptr), RESULT_INVALID_ARGUMENT);
+  char const *const path = one.directory.path().c_str();
+  EXPECT_EQ(one.facade.init_source(IConfigSource::CONFIG_ROOT_SEMANTICS, path), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.facade.get_config_root(), IConfigSource::CONFIG_ROOT_SEMANTICS);
   EXPECT_EQ(log.take(), (Lines{"WARN  - Failed to initialize source 'none.xml'",
                                "WARN  - Failed to initialize source ''",
                                "WARN  - Failed to initialize source: The requested item or "

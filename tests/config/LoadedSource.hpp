@@ -7,6 +7,17 @@
 
 #include <string>
 
+/// `count` times the text, in which each '@' is the number of the time.
+inline std::string repeated(std::string const &text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) {
+    for (char const c : text) {
+      c == '@' ? result += std::to_string(i) : result += c;
+    }
+  }
+  return result;
+}
+
 /// A source over a file of its own in a fresh directory.
 class LoadedSource {
 public:

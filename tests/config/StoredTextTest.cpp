@@ -9,44 +9,20 @@ namespace {
 using namespace Ostrel;
 
 constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
-
-std::string printable(std::string const &text) {
-  return text.size() > 60 ? text.substr(0, 60) + "... " + std::to_string(text.size()) : text;
-}
+constexpr char LATIN[] = "<?xml version='1.0' encoding='ISO-8859-1'?><R/>";
 
 // What makes an XML writer or reader lose bytes, in memory or on the way through the file.
 TEST(StoredText, ComesBackByteForByte) {
-  std::string const texts[] = {
-      "a&b<c>",
-      "AT&T;",
-      "&amp;",
-      "&#65;",
-      "\"'quotes'\"",
-      "  blanks  ",
-      "\r\n\t",
-      "line\nline\n",
-      "]]>",
-      "<!-- -->",
-      "%s%n",
-      "\xC3\xA9\xE2\x82\xAC",
-      "   ",
-      "\xF0\x9F\xA4\x96",
-      "a\xC2\x85\x62",
-      std::string(400, ' ') + "x",
-      "",
-      std::string(5000, ' '),
-      std::string(1000000, '&'),
-  };
-  char const *const files[] = {
-      "<R/>",
-      "<?xml version='1.0' encoding='UTF-8'?><R/>",
-      "<?xml version='1.0' encoding='ISO-8859-1'?><R/>",
-      "<?xml version='1.0' encoding='US-ASCII'?><R/>",
-  };
-  for (char const *file : files) {
-    LoadedSource one(file);
+  std::string const texts[] = {std::string(400, ' ') + "x", "a\xC2\x85\x62", "a&b<c>", "%s%n",
+                               std::string(1000000, '&'),   "\"'quotes'\"",  "\r\n\t", "]]>",
+                               "\xC3\xA9\xE2\x82\xAC",      "line\nline\n",  "AT&T;",  "   ",
+                               std::string(5000, ' '),      "  blanks  ",    "&amp;",  "",
+                               "\xF0\x9F\xA4\x96",          "<!-- -->",      "&#65;"};
+  for (std::string const encoding : {"", "UTF-8", "ISO-8859-1", "US-ASCII"}) {
+    std::string const head = "<?xml version='1.0' encoding='" + encoding + "'?>";
+    LoadedSource one((encoding.empty() ? "" : head) + "<R/>");
     for (std::string const &text : texts) {
-      SCOPED_TRACE(std::string(file) + ": " + printable(text));
+      SCOPED_TRACE(encoding + ": " + text.substr(0, 60) + " " + std::to_string(text.size()));
       ASSERT_EQ(one.source.set_value(one.top(), nullptr, text.c_str(), false), RESULT_SUCCESS);
       ASSERT_EQ(one.source.set_value(one.top(), "v", text.c_str(), true), RESULT_SUCCESS);
       std::string const expected = "[=" + text + "][v=" + text + "]";
@@ -78,8 +54,7 @@ TEST(StoredText, DocumentsComeBackAsTheyWereRead) {
       "<R xmlns='d' xmlns:p='u' p:v='1'><p:A v='2' p:w='3'/></R>",
       "<!DOCTYPE R [<!ATTLIST R v NMTOKENS #IMPLIED><!ENTITY e 'E'>]><R v=' a  b '>&e;</R>",
       "<!DOCTYPE R [<!ATTLIST R v ID #IMPLIED w CDATA 'd' xmlns:p CDATA 'u'>]><R v='a'/>",
-      "<?xml version='1.0' encoding='ISO-8859-1'?><R v='\xE9'>\xE9<A>&#x20AC;</A></R>",
-  };
+      "<?xml version='1.0' encoding='ISO-8859-1'?><R v='\xE9'>\xE9<A>&#x20AC;</A></R>"};
   for (char const *file : files) {
     SCOPED_TRACE(file);
     LoadedSource one(file);
@@ -97,11 +72,7 @@ TEST(StoredText, DocumentsComeBackAsTheyWereRead) {
 TEST(StoredText, KeepsTextBesideSubKeys) {
   struct {
     char const *file, *text, *reloaded;
-  } const cases[] = {
-      {"<R/>", " text \n", " text \n"},
-      {"<R/>", "  ", ""},
-      {"<?xml version='1.0' encoding='ISO-8859-1'?><R/>", "  ", ""},
-  };
+  } const cases[] = {{"<R/>", " text \n", " text \n"}, {"<R/>", "  ", ""}, {LATIN, "  ", ""}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.file) + c.text);
     LoadedSource one(c.file);
@@ -114,41 +85,26 @@ TEST(StoredText, KeepsTextBesideSubKeys) {
 }
 
 TEST(StoredText, RefusesWhatAFileCannotHold) {
-  constexpr char ATTRIBUTE[] = "v", UTF_8[] = "<R xmlns:p='u'/>";
-  constexpr char LATIN[] = "<?xml version='1.0' encoding='ISO-8859-1'?><R/>";
+  constexpr char ATTRIBUTE[] = "v", EURO[] = "\xE2\x82\xAC", UTF_8[] = "<R xmlns:p='u'/>";
   struct {
-    char const *file, *name; // a null name is the text value
-    std::string text;
+    char const *file, *name, *text; // a null name is the text value
+    int times = 1;
   } const cases[] = {
-      {UTF_8, ATTRIBUTE, "\xFF"},
-      {UTF_8, nullptr, "\xC0\x80"},
-      {UTF_8, nullptr, "\xED\xA0\x80"},
-      {UTF_8, nullptr, "cut \xE2\x82"},
-      {UTF_8, ATTRIBUTE, "\x01"},
-      {UTF_8, nullptr, "\xEF\xBF\xBE"},
-      {UTF_8, nullptr, std::string(10000001, 'x')},
-      {UTF_8, ATTRIBUTE, std::string(9990000, 'x')},
-      {UTF_8, ATTRIBUTE, std::string(1998000, '&')},
-      {UTF_8, "", "t"},
-      {UTF_8, "a b", "t"},
-      {UTF_8, "a<b", "t"},
-      {UTF_8, "1a", "t"},
-      {UTF_8, "-a", "t"},
-      {UTF_8, "\xFF", "t"},
-      {UTF_8, "xmlns", "t"},
-      {UTF_8, "xmlns:a", "t"},
-      {UTF_8, "xml:lang", "t"},
-      {UTF_8, "p:a", "t"},
-      {LATIN, "\xE2\x82\xAC", "t"}, // the euro sign
-  };
+      {UTF_8, nullptr, "x", 10000001},  {LATIN, EURO, "t"},         {UTF_8, "p:a", "t"},
+      {UTF_8, ATTRIBUTE, "x", 9990000}, {UTF_8, ATTRIBUTE, "\xFF"}, {UTF_8, "a b", "t"},
+      {UTF_8, ATTRIBUTE, "&", 1998000}, {UTF_8, ATTRIBUTE, "\x01"}, {UTF_8, "a<b", "t"},
+      {UTF_8, nullptr, "\xED\xA0\x80"}, {UTF_8, "xmlns", "t"},      {UTF_8, "1a", "t"},
+      {UTF_8, nullptr, "\xEF\xBF\xBE"}, {UTF_8, "xmlns:a", "t"},    {UTF_8, "-a", "t"},
+      {UTF_8, nullptr, "cut \xE2\x82"}, {UTF_8, "xml:lang", "t"},   {UTF_8, "", "t"},
+      {UTF_8, nullptr, "\xC0\x80"},     {UTF_8, "\xFF", "t"}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
-    SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + printable(c.text));
+    SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + c.text);
     LoadedSource one(c.file);
-    EXPECT_EQ(one.source.set_value(one.top(), c.name, c.text.c_str(), true),
-              RESULT_INVALID_ARGUMENT);
+    std::string const text = repeated(c.text, c.times);
+    EXPECT_EQ(one.source.set_value(one.top(), c.name, text.c_str(), true), RESULT_INVALID_ARGUMENT);
     EXPECT_EQ(log.take().size(), 1u);
-    if (c.text == "t") {
+    if (text == "t") {
       EXPECT_EQ(one.source.create_key(one.top(), c.name, true), nullptr);
       EXPECT_EQ(log.take().size(), 1u);
       EXPECT_EQ(one.below(one.top()), nullptr);
@@ -160,20 +116,15 @@ TEST(StoredText, RefusesWhatAFileCannotHold) {
 
 TEST(StoredText, TakesWhatTheParserJustTakes) {
   struct {
-    char const *name;
-    std::string text;
-  } const cases[] = {
-      {nullptr, std::string(10000000, 'x')},
-      {"v", std::string(9989900, 'x')},
-      {"v", std::string(1997900, '&')},
-      {"a:b", "t"},
-      {":", "t"},
-      {"\xF0\x9F\xA4\x96.1-", "t"},
-  };
+    char const *name, *text;
+    int times = 1;
+  } const cases[] = {{"\xF0\x9F\xA4\x96.1-", "t"}, {"v", "x", 9989900}, {"a:b", "t"},
+                     {nullptr, "x", 10000000},     {"v", "&", 1997900}, {":", "t"}};
   for (auto const &c : cases) {
-    SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + printable(c.text));
+    SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + c.text);
     LoadedSource one("<?xml version='1.0' encoding='UTF-8'?><R/>");
-    ASSERT_EQ(one.source.set_value(one.top(), c.name, c.text.c_str(), true), RESULT_SUCCESS);
+    std::string const text = repeated(c.text, c.times);
+    ASSERT_EQ(one.source.set_value(one.top(), c.name, text.c_str(), true), RESULT_SUCCESS);
     LoadedSource const again = one.reloaded();
     EXPECT_TRUE(again.values(again.top()) == one.values(one.top()));
   }

@@ -1,22 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/UserConfig.hpp"
-#include "core/base/foundation/ResultCode.hpp"
+#include "tests/config/LoadedSource.hpp"
 #include "tests/support/Child.hpp"
-#include "tests/support/Files.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdio>
-#include <fstream>
-#include <thread>
 
 namespace {
 
 using namespace Ostrel;
 
 // Prints what each argument gives: `key`, `key=text` (set) or `key!text` (set and commit).
-int user_settings(Role::Arguments const &arguments) {
+Role const user_settings("user-settings", [](Role::Arguments const &arguments) {
   for (std::string const &argument : arguments) {
     std::size_t const at = argument.find_first_of("=!");
     std::string const key = argument.substr(0, at);
@@ -30,9 +27,7 @@ int user_settings(Role::Arguments const &arguments) {
     }
   }
   return 0;
-}
-
-Role const settings_role("user-settings", user_settings);
+});
 
 constexpr char SETTINGS[] = R"(<?xml version="1.0"?>
 <UserConfig>
@@ -53,38 +48,25 @@ constexpr char NO_VALUE[] = "WARN  - Unable to parse alias declaration in user c
 
 TEST(UserConfig, ReadsAndSetsByKeyAndAlias) {
   constexpr char METHOD[] = "UserConfig/ObstacleAvoidance/Method";
+  constexpr char ALIAS[] = "$VisualAvoidanceTolerance"; // of the same
+  constexpr char NO_ROOT[] = "WARN  - Can't create new root key\n";
   struct {
     Role::Arguments arguments;
     char const *out;
-    std::string warnings; // besides the one about the alias without a value
+    int malformed; // so many warnings, besides the one about the alias without a value
     bool is_file_changed;
+    char const *last_warning = "";
   } const cases[] = {
-      {{METHOD, "$ObstacleAvoidanceMethod", METHOD}, "0 vfh\n0 vfh\n0 vfh\n", "", false},
-      {{"$Speed", "$VisualAvoidanceTolerance"}, "0 3\n0 vfh\n", "", false},
-      {{"$speed", "$", "$Half", "$Broken"},
-       "1 stale\n1 stale\n1 stale\n1 stale\n",
-       std::string(MALFORMED) + MALFORMED + MALFORMED + MALFORMED,
-       false},
-      {{"UserConfig/Method", "/UserConfig/A/B", "UserConfig//A/B", "UserConfig/A/", "", "A/B="},
-       "1 stale\n1 stale\n1 stale\n1 stale\n1 stale\n1\n",
-       std::string(MALFORMED) + MALFORMED + MALFORMED + MALFORMED + MALFORMED + MALFORMED,
-       false},
-      {{"UserConfig/None/Value"}, "1 stale\n", "", false},
-      {{"$ObstacleAvoidanceMethod=new", METHOD, "$VisualAvoidanceTolerance"},
-       "0\n0 new\n0 new\n",
-       "",
-       false},
-      {{METHOD, "$ObstacleAvoidanceMethod!new", METHOD}, "0 vfh\n0\n0 new\n", "", true},
-      {{"UserConfig/New/Deep/Value!1", "UserConfig/New/Deep/Value"}, "0\n0 1\n", "", true},
-      {{"Other/New/Value!1", "Other/New/Value"},
-       "1\n1 stale\n",
-       "WARN  - Can't create new root key\n",
-       false},
-      {{"UserConfig/New/Value=1", "UserConfig/New/Value", "UserConfig/New/Other"},
-       "0\n0 1\n1 stale\n",
-       "",
-       false},
-  };
+      {{METHOD, "$ObstacleAvoidanceMethod", METHOD}, "0 vfh\n0 vfh\n0 vfh\n", 0, false},
+      {{"$Speed", ALIAS}, "0 3\n0 vfh\n", 0, false},
+      {{"$speed", "$", "$Half", "$Broken"}, "1 stale\n1 stale\n1 stale\n1 stale\n", 4, false},
+      {{"UserConfig/Method", "/UserConfig/A/B", "A/B="}, "1 stale\n1 stale\n1\n", 3, false},
+      {{"UserConfig//A/B", "UserConfig/A/", ""}, "1 stale\n1 stale\n1 stale\n", 3, false},
+      {{"$ObstacleAvoidanceMethod=new", METHOD, ALIAS}, "0\n0 new\n0 new\n", 0, false},
+      {{METHOD, "$ObstacleAvoidanceMethod!new", METHOD}, "0 vfh\n0\n0 new\n", 0, true},
+      {{"UserConfig/New/Deep/Value!1", "UserConfig/New/Deep/Value"}, "0\n0 1\n", 0, true},
+      {{"Other/New/Value!1", "Other/New/Value"}, "1\n1 stale\n", 0, false, NO_ROOT},
+      {{"UserConfig/N/A=1", "UserConfig/N/A", "UserConfig/N/B"}, "0\n0 1\n1 stale\n", 0, false}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.arguments.back());
     TemporaryDirectory const directory;
@@ -93,7 +75,7 @@ TEST(UserConfig, ReadsAndSetsByKeyAndAlias) {
         run_child("user-settings", c.arguments, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
     EXPECT_EQ(child.status, 0);
     EXPECT_EQ(child.out, c.out);
-    EXPECT_EQ(child.err, NO_VALUE + c.warnings);
+    EXPECT_EQ(child.err, NO_VALUE + repeated(MALFORMED, c.malformed) + c.last_warning);
     EXPECT_EQ(read_file(directory.path("user-config.xml")) != SETTINGS, c.is_file_changed);
   }
 }
@@ -137,15 +119,13 @@ struct StaticUser {
   }
 };
 
-int static_user(Role::Arguments const &) {
+Role const static_user("static-user", [](Role::Arguments const &) {
   static StaticUser const user;
   std::string text;
   UserConfig::get_user_config("UserConfig/A/Method", &text);
   std::fprintf(stderr, "%s", text.c_str());
   return 0;
-}
-
-Role const static_role("static-user", static_user);
+});
 
 TEST(UserConfig, WorksInDestructorsOfStaticObjects) {
   TemporaryDirectory const directory;
@@ -158,25 +138,17 @@ TEST(UserConfig, WorksInDestructorsOfStaticObjects) {
   EXPECT_NE(read_file(directory.path("user-config.xml")).find("Made=\"1\""), std::string::npos);
 }
 
-int share_settings(Role::Arguments const &) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([t] {
-      std::string const key = "UserConfig/Thread/T" + std::to_string(t), text = std::to_string(t);
-      for (int i = 0; i < 20; ++i) {
-        std::string found;
-        UserConfig::get_user_config("$ObstacleAvoidanceMethod", &found);
-        UserConfig::set_user_config(key.c_str(), text.c_str(), i % 10 == 0);
-      }
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+Role const share_settings("share-settings", [](Role::Arguments const &) {
+  in_threads(8, [](int thread) {
+    std::string const number = std::to_string(thread), key = "UserConfig/Thread/T" + number;
+    for (int i = 0; i < 20; ++i) {
+      std::string found;
+      UserConfig::get_user_config("$ObstacleAvoidanceMethod", &found);
+      UserConfig::set_user_config(key.c_str(), number.c_str(), i % 10 == 0);
+    }
+  });
   return 0;
-}
-
-Role const share_role("share-settings", share_settings);
+});
 
 TEST(UserConfig, ManyThreadsReadAndCommitAtOnce) {
   TemporaryDirectory const directory;

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/base/platform/Platform.hpp"
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <functional>
-#include <thread>
 
 namespace {
 
@@ -111,8 +110,7 @@ TEST(XmlConfigSource, AFileThatCannotBeWrittenKeepsItsContent) {
   EXPECT_NE(one.source.find_indexed_sub_key(one.top(), "L", 0), nullptr);
   EXPECT_EQ(one.source.delete_key(one.below(one.top())), RESULT_IO_ERROR);
   EXPECT_EQ(read_file(moved.string()), before);
-  auto const entries = std::filesystem::directory_iterator(one.directory.path());
-  EXPECT_EQ(std::distance(begin(entries), end(entries)), 2);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(one.directory.path()), {}), 2);
 }
 
 TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
@@ -130,8 +128,7 @@ TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
       {a + ";;" + b, "in-b.xml", "B", {}},
       {a, absolute, "B", {}},
       {a + ";" + b, "none.xml", "", {a + "\\none.xml", b + "\\none.xml", ".\\none.xml"}},
-      {"", "\\none.xml", "", {".\\none.xml", ".\\none.xml"}},
-  };
+      {"", "\\none.xml", "", {".\\none.xml", ".\\none.xml"}}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path + " " + c.file);
@@ -155,34 +152,27 @@ TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
 
 TEST(XmlConfigSource, TheRootIsWhatTheFileSays) {
   struct {
-    int asked;
+    int asked, found;
     char const *file, *top;
-    int found;
   } const cases[] = {
-      {2, "application-config.xml", "Applications", 2},
-      {3, "behavior-config.xml", "Behaviors", 3},
-      {4, "personality-config.xml", "Personalities", 4},
-      {5, "resource-config.xml", "Resources", 5},
-      {6, "semantic-config.xml", "Semantics", 6},
-      {7, "user-config.xml", "UserConfig", 7},
-      {7, "user-config.xml", "Resources", 5},
-      {7, "user-config.xml", "userconfig", 1},
-  };
+      {4, 4, "personality-config.xml", "Personalities"}, {6, 6, "semantic-config.xml", "Semantics"},
+      {2, 2, "application-config.xml", "Applications"},  {7, 7, "user-config.xml", "UserConfig"},
+      {3, 3, "behavior-config.xml", "Behaviors"},        {7, 1, "user-config.xml", "userconfig"},
+      {5, 5, "resource-config.xml", "Resources"},        {7, 5, "user-config.xml", "Resources"}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.file) + " " + c.top);
     TemporaryDirectory const directory;
     write_file(directory.path(c.file), std::string("<") + c.top + "/>");
     XmlConfigSource source;
     EXPECT_EQ(source.get_config_root(), 0);
-    EXPECT_EQ(source.init_source(static_cast<IConfigSource::ConfigRoot>(c.asked),
-                                 directory.path().c_str()),
-              RESULT_SUCCESS);
+    auto const asked = static_cast<IConfigSource::ConfigRoot>(c.asked);
+    EXPECT_EQ(source.init_source(asked, directory.path().c_str()), RESULT_SUCCESS);
     EXPECT_EQ(source.get_config_root(), c.found);
   }
   XmlConfigSource source;
-  for (int root : {-1, 0, 1, 8}) {
-    EXPECT_EQ(source.init_source(static_cast<IConfigSource::ConfigRoot>(root), nullptr),
-              RESULT_INVALID_ARGUMENT);
+  for (int number : {-1, 0, 1, 8}) {
+    auto const root = static_cast<IConfigSource::ConfigRoot>(number);
+    EXPECT_EQ(source.init_source(root, nullptr), RESULT_INVALID_ARGUMENT);
   }
 }
 
@@ -236,16 +226,13 @@ TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
     char const *root;
     unsigned long result;
     std::size_t warnings;
-  } const cases[] = {
-      {1, "R", RESULT_NOT_IMPLEMENTED, 0},  {2, "R", RESULT_NOT_IMPLEMENTED, 0},
-      {3, "R", RESULT_INVALID_ARGUMENT, 0}, {0, nullptr, RESULT_FAILURE, 1},
-      {0, "no name", RESULT_FAILURE, 1},    {0, "Behaviors", RESULT_SUCCESS, 0},
-  };
+  } const cases[] = {{1, "R", RESULT_NOT_IMPLEMENTED, 0},  {2, "R", RESULT_NOT_IMPLEMENTED, 0},
+                     {3, "R", RESULT_INVALID_ARGUMENT, 0}, {0, nullptr, RESULT_FAILURE, 1},
+                     {0, "no name", RESULT_FAILURE, 1},    {0, "Behaviors", RESULT_SUCCESS, 0}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::to_string(c.mode) + (c.root == nullptr ? "" : c.root));
-    EXPECT_EQ(source.create_source(static_cast<XmlConfigSource::CreateFilePath>(c.mode),
-                                   path.c_str(), c.root),
-              c.result);
+    auto const mode = static_cast<XmlConfigSource::CreateFilePath>(c.mode);
+    EXPECT_EQ(source.create_source(mode, path.c_str(), c.root), c.result);
     EXPECT_EQ(log.take().size(), c.warnings);
     EXPECT_EQ(source.commit(), c.result == RESULT_SUCCESS ? RESULT_SUCCESS : RESULT_FAILURE);
   }
@@ -264,8 +251,7 @@ TEST(XmlConfigSource, WithoutMemoryNothingChanges) {
       [=](auto &one) { return found(one.source.create_key(one.top(), long_text.c_str(), false)); },
       [](auto &one) { return one.source.init_source(one.path.c_str()); },
       [=](auto &one) { return found(one.source.open_repository("file")); },
-      [](auto &one) { return one.source.set_search_path(long_text.c_str()); },
-  };
+      [](auto &one) { return one.source.set_search_path(long_text.c_str()); }};
   CapturedLog const log(CATEGORY);
   for (auto const &operation : operations) {
     int n = 0;
@@ -276,8 +262,7 @@ TEST(XmlConfigSource, WithoutMemoryNothingChanges) {
       fail_allocation(n);
       unsigned long const result = operation(one);
       is_through = !stop_failing();
-      // A file that cannot be opened counts as one that does not parse, which ends the old
-      // document.
+      // A file that cannot be opened counts as one that does not parse, which ends the document.
       bool const is_gone = result == RESULT_FAILURE && one.top() == nullptr;
       EXPECT_TRUE(result == RESULT_SUCCESS || (!is_through && is_gone) ||
                   (!is_through && one.values(one.top()) == before));
@@ -287,22 +272,16 @@ TEST(XmlConfigSource, WithoutMemoryNothingChanges) {
 
 TEST(XmlConfigSource, ManyThreadsMayUseOneSource) {
   LoadedSource one("<R><A v='0'/></R>");
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 8; ++t) {
-    threads.emplace_back([&one, t] {
-      for (int i = 0; i < 50; ++i) {
-        std::string const text = std::to_string(t * 50 + i);
-        std::string name, found;
-        void const *key = one.source.find_first(one.source.find_first(nullptr, &name), &name);
-        one.source.set_value(key, "v", text.c_str(), i % 10 == 0);
-        one.source.find_next_value(one.source.find_first_value(key, &name, &found), &name, &found);
-        XmlConfigSource const another;
-      }
-    });
-  }
-  for (std::thread &thread : threads) {
-    thread.join();
-  }
+  in_threads(8, [&one](int thread) {
+    for (int i = 0; i < 50; ++i) {
+      std::string const text = std::to_string(thread * 50 + i);
+      std::string name, found;
+      void const *key = one.source.find_first(one.source.find_first(nullptr, &name), &name);
+      one.source.set_value(key, "v", text.c_str(), i % 10 == 0);
+      one.source.find_next_value(one.source.find_first_value(key, &name, &found), &name, &found);
+      XmlConfigSource const another;
+    }
+  });
   EXPECT_EQ(one.source.commit(), RESULT_SUCCESS);
   LoadedSource const again = one.reloaded();
   EXPECT_EQ(again.values(again.below(again.top())), one.values(one.below(one.top())));
