@@ -15,17 +15,16 @@ constexpr auto NO_CLASS = static_cast<StringUtils::CharacterClass>(11);
 TEST(StringUtils, TrimsAndKeepsTheFirstOfARun) {
   constexpr int BY_CHARACTER = -1;
   struct {
-    char const *text;
+    char const *text, *trimmed;
     int character_class;
     char delimiter;
-    char const *trimmed;
   } const cases[] = {
-      {"  a   b  ", BY_CHARACTER, ' ', "a b"}, {"", BY_CHARACTER, ',', ""},
-      {",,,", BY_CHARACTER, ',', ""},          {",a", BY_CHARACTER, ',', "a"},
-      {"a,,b,", BY_CHARACTER, ',', "a,b"},     {"a b", BY_CHARACTER, ',', "a b"},
-      {nullptr, BY_CHARACTER, ',', ""},        {"x\t  y", StringUtils::SPACE, 0, "x\ty"},
-      {" \t\n", StringUtils::SPACE, 0, ""},    {"12ab34cd5", StringUtils::DIGIT, 0, "ab3cd"},
-      {"  a  ", NO_CLASS, 0, "  a  "},         {"\xE9 \xE9", StringUtils::SPACE, 0, "\xE9 \xE9"}};
+      {"  a   b  ", "a b", BY_CHARACTER, ' '}, {"", "", BY_CHARACTER, ','},
+      {",,,", "", BY_CHARACTER, ','},          {",a", "a", BY_CHARACTER, ','},
+      {"a,,b,", "a,b", BY_CHARACTER, ','},     {"a b", "a b", BY_CHARACTER, ','},
+      {nullptr, "", BY_CHARACTER, ','},        {"x\t  y", "x\ty", StringUtils::SPACE, 0},
+      {" \t\n", "", StringUtils::SPACE, 0},    {"12ab34cd5", "ab3cd", StringUtils::DIGIT, 0},
+      {"  a  ", "  a  ", NO_CLASS, 0},         {"\xE9 \xE9", "\xE9 \xE9", StringUtils::SPACE, 0}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.trimmed);
     auto const character_class = static_cast<StringUtils::CharacterClass>(c.character_class);
@@ -87,14 +86,13 @@ constexpr char UNTOUCHED = '#';
 TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
   constexpr int NEGATIVE = INT_MIN;
   struct {
-    char const *value;
+    char const *value, *text;
     unsigned int size;
     int result;
-    char const *text;
   } const cases[] = {
-      {"ab", 4, 2, "ab"},      {"abcd", 4, 4, "abc"},  {"abcdef", 4, NEGATIVE, "abc"},
-      {"", 1, 0, ""},          {"a", 1, 1, ""},        {"100%d", 8, 5, "100%d"},
-      {"ab", 1, NEGATIVE, ""}, {"", 0, 0, "########"}, {"a", 0, NEGATIVE, "########"}};
+      {"ab", "ab", 4, 2},      {"abcd", "abc", 4, 4},  {"abcdef", "abc", 4, NEGATIVE},
+      {"", "", 1, 0},          {"a", "", 1, 1},        {"100%d", "100%d", 8, 5},
+      {"ab", "", 1, NEGATIVE}, {"", "########", 0, 0}, {"a", "########", 0, NEGATIVE}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.value) + " in " + std::to_string(c.size));
     std::string buffer(8, UNTOUCHED);

@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <vector>
 
@@ -71,13 +70,12 @@ TEST(LoggingCategory, LevelFunctionsPassUpToTheThreshold) {
 
 TEST(LoggingCategory, ThresholdsAreInherited) {
   struct {
-    char const *name;
+    char const *name, *granted; // `granted` has the first letters of all thresholds afterwards
     Level set;
-    char const *granted; // first letters of the names of all thresholds afterwards
-  } const cases[] = {{"", Level::WARN, "WWWWWW"},       {"a", Level::DEBUG, "WWDDDD"},
-                     {"a.b", Level::ERROR, "WWDEEE"},   {"a", Level::FATAL, "WWFEEE"},
-                     {"a.b", Level::NOT_SET, "WWFFFF"}, {"a", Level::NOT_SET, "WWWWWW"},
-                     {"", Level::DISABLED, "<<<<<<"}};
+  } const cases[] = {{"", "WWWWWW", Level::WARN},       {"a", "WWDDDD", Level::DEBUG},
+                     {"a.b", "WWDEEE", Level::ERROR},   {"a", "WWFEEE", Level::FATAL},
+                     {"a.b", "WWFFFF", Level::NOT_SET}, {"a", "WWWWWW", Level::NOT_SET},
+                     {"", "<<<<<<", Level::DISABLED}};
   Recorded recorded;
   std::vector<LoggingCategory *> categories;
   for (char const *name : {"a.b.c", "", "a", "a.b", "a.b.d", "a.b.d.."}) {

@@ -31,14 +31,10 @@ TEST(LoggingSpec, EntriesEndAtSemicolons) {
   struct {
     char const *text, *category, *priority;
     unsigned int from, next;
-  } const cases[] = {{"a;b,INFO", "a", "", 0, 2},
-                     {"a;b,INFO", "b", "INFO", 2, END},
-                     {"a;b,INFO", "", "", 8, END},
-                     {"a;b,INFO", "", "", END, END},
-                     {"", "", "", 0, END},
-                     {"a,WARN;;b", "", "", 7, 8},
-                     {" a ,x,y;", " a ", "x,y", 0, 8},
-                     {",INFO", "", "INFO", 0, END}};
+  } const cases[] = {{"a;b,INFO", "a", "", 0, 2},       {" a ,x,y;", " a ", "x,y", 0, 8},
+                     {"a;b,INFO", "b", "INFO", 2, END}, {",INFO", "", "INFO", 0, END},
+                     {"a;b,INFO", "", "", 8, END},      {"a,WARN;;b", "", "", 7, 8},
+                     {"a;b,INFO", "", "", END, END},    {"", "", "", 0, END}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.text) + " from " + std::to_string(c.from));
     std::string category = "stale", priority = "stale";

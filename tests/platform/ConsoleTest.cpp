@@ -4,17 +4,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -138,8 +136,7 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
     alarm(60);
     struct sigaction action = {};
     sigaction(SIGTERM, nullptr, &action);
-    _exit(action.sa_handler == SIG_DFL && !is_line_edited() && !Platform::input_ready(stdin) ? 0
-                                                                                             : 1);
+    _exit(action.sa_handler != SIG_DFL || is_line_edited() || Platform::input_ready(stdin) ? 1 : 0);
   }
   int status = 0;
   note("forked", wait(&status) > 0 && status == 0 && !is_line_edited());
@@ -181,13 +178,11 @@ Role const end_role("console-end", [](Role::Arguments const &arguments) {
     thread.join();
     _exit(is_line_edited() ? 0 : 1);
   }
-  int status = 0;
-  if (how == "exit" || how == "cancel") {
-    waitpid(reader, &status, 0);
-  } else {
+  int const signal = std::atoi(how.c_str()); // 0, which is none, for one that ends by itself
+  if (signal != 0) {
     wait_for_reader();
-    status = end_by(std::atoi(how.c_str()), reader);
   }
+  int const status = end_by(signal, reader);
   note("restored", is_line_edited());
   std::printf("%d\n", WIFSIGNALED(status) ? WTERMSIG(status) : -WEXITSTATUS(status));
   return 0;
@@ -209,21 +204,13 @@ TEST(Console, GivesKeyPresses) {
 }
 
 TEST(Console, LeavesTheTerminalAsItWasFound) {
-  struct {
-    std::string how;
-    int end;
-  } const cases[] = {{std::to_string(SIGTERM), SIGTERM},
-                     {std::to_string(SIGINT), SIGINT},
-                     {std::to_string(SIGABRT), SIGABRT},
-                     {std::to_string(SIGSTKFLT), SIGSTKFLT},
-                     {std::to_string(SIGRTMIN), SIGRTMIN},
-                     {std::to_string(SIGRTMAX), SIGRTMAX},
-                     {"exit", 0},
-                     {"cancel", 0}};
-  for (auto const &c : cases) {
-    EXPECT_EQ(run_child("console-end", {c.how}).out,
-              "restored: right\n" + std::to_string(c.end) + "\n")
-        << c.how;
+  std::vector<std::string> ways = {"exit", "cancel"};
+  for (int const signal : {SIGTERM, SIGINT, SIGABRT, SIGSTKFLT, SIGRTMIN, SIGRTMAX}) {
+    ways.push_back(std::to_string(signal));
+  }
+  for (std::string const &how : ways) {
+    std::string const end = how == "exit" || how == "cancel" ? "0" : how;
+    EXPECT_EQ(run_child("console-end", {how}).out, "restored: right\n" + end + "\n") << how;
   }
 }
 

@@ -12,7 +12,7 @@
 
 namespace {
 
-using Ostrel::Platform;
+using namespace Ostrel;
 using Names = std::vector<std::string>;
 
 // Names in order and without the directory in front of them.
@@ -38,27 +38,25 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
   struct {
     char const *pattern;
     Names names;
-  } const cases[] = {
-      {".xml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
-      {".?ml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
-      {".XML", {"C.XML"}},
-      {"a*b", {"aab"}},
-      {"????????", {"link.xml"}},
-      {"", all},
-      {nullptr, all},
-  };
+  } const cases[] = {{".xml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
+                     {".?ml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
+                     {".XML", {"C.XML"}},
+                     {"a*b", {"aab"}},
+                     {"????????", {"link.xml"}},
+                     {"", all},
+                     {nullptr, all}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.pattern == nullptr ? "null" : c.pattern);
     for (char const *ending : {"", "\\"}) {
       Names files = {"stale"};
       std::string const path = directory.path() + ending;
-      EXPECT_EQ(Platform::get_file_list(path.c_str(), c.pattern, &files), Ostrel::RESULT_SUCCESS);
+      EXPECT_EQ(Platform::get_file_list(path.c_str(), c.pattern, &files), RESULT_SUCCESS);
       EXPECT_EQ(sorted_names(files, directory.path() + "\\"), c.names);
     }
   }
-  EXPECT_EQ(Platform::get_file_list("x", "", nullptr), Ostrel::RESULT_PRECONDITION_ERROR);
+  EXPECT_EQ(Platform::get_file_list("x", "", nullptr), RESULT_PRECONDITION_ERROR);
   Names own = {directory.path(), "b"};
-  EXPECT_EQ(Platform::get_file_list(own[0].c_str(), own[1].c_str(), &own), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(Platform::get_file_list(own[0].c_str(), own[1].c_str(), &own), RESULT_SUCCESS);
   EXPECT_EQ(own, Names{directory.path() + "\\aab"});
 }
 
@@ -71,21 +69,19 @@ TEST(Directory, DirectoriesBelowAPrefix) {
   struct {
     std::string prefix;
     Names names;
-  } const cases[] = {
-      {directory.path() + "\\in\\", {".", "..", ".hidden", "sub"}},
-      {directory.path("in/"), {".", "..", ".hidden", "sub"}},
-      {directory.path("in"), {}}, // what is found is joined without a delimiter
-      {directory.path("none/"), {}},
-  };
+  } const cases[] = {{directory.path() + "\\in\\", {".", "..", ".hidden", "sub"}},
+                     {directory.path("in/"), {".", "..", ".hidden", "sub"}},
+                     {directory.path("in"), {}}, // what is found is joined without a delimiter
+                     {directory.path("none/"), {}}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.prefix);
     Names found = {"stale"};
-    EXPECT_EQ(Platform::get_dir_list(c.prefix.c_str(), &found), Ostrel::RESULT_SUCCESS);
+    EXPECT_EQ(Platform::get_dir_list(c.prefix.c_str(), &found), RESULT_SUCCESS);
     EXPECT_EQ(sorted_names(found, c.prefix), c.names);
   }
-  EXPECT_EQ(Platform::get_dir_list("x", nullptr), Ostrel::RESULT_PRECONDITION_ERROR);
+  EXPECT_EQ(Platform::get_dir_list("x", nullptr), RESULT_PRECONDITION_ERROR);
   Names own = {directory.path("in/")};
-  EXPECT_EQ(Platform::get_dir_list(own[0].c_str(), &own), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(Platform::get_dir_list(own[0].c_str(), &own), RESULT_SUCCESS);
   EXPECT_EQ(own.size(), 4U);
 }
 
@@ -103,6 +99,7 @@ TEST(Directory, ProblemsOfAListAreWarnings) {
   write_file(directory.path("a/b"), "");
   write_file(directory.path("a\\b"), "");
   std::string const query = directory.path() + "\\";
+  std::string const unreadable = "Unable to read the status of '" + query;
   struct {
     Role::Arguments arguments;
     std::string message;
@@ -110,11 +107,8 @@ TEST(Directory, ProblemsOfAListAreWarnings) {
       {{}, "NULL path: return empty file list."},
       {{query, ".xml"}, "Error checking files in '" + query + "*.xml': return empty file list."},
       {{query + "none"}, "Error checking files in '" + query + "none\\*': return empty file list."},
-      {{query, "ng"},
-       "Unable to read the status of '" + query + "dangling': left out of the file list."},
-      {{query, "b"},
-       "Unable to read the status of '" + query + "a\\b': left out of the file list."},
-  };
+      {{query, "ng"}, unreadable + "dangling': left out of the file list."},
+      {{query, "b"}, unreadable + "a\\b': left out of the file list."}};
   for (auto const &c : cases) {
     ChildResult const child = run_child("list-files", c.arguments);
     EXPECT_EQ(child.out, "00");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
-#include "tests/support/Child.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -53,15 +53,13 @@ TEST(Environment, ChangesAsTold) {
     char const *name, *value; // as SetEnvironmentVariableA takes them; a null name: _putenv(value)
     bool succeeds;
     char const *then; // the value of A afterwards
-  } const steps[] = {
-      {"A", "1", true, "1"},           {"A", "", true, ""},
-      {nullptr, "A=2=3", true, "2=3"}, {nullptr, "A=", true, "(none)"},
-      {nullptr, "A=", true, "(none)"}, {"AB", "x", true, "(none)"},
-      {"A", "4", true, "4"},           {nullptr, "A", false, "4"},
-      {nullptr, "=A", false, "4"},     {nullptr, nullptr, false, "4"},
-      {"A=", "5", false, "4"},         {"", "5", false, "4"},
-      {"A", nullptr, true, "(none)"},
-  };
+  } const steps[] = {{"A", "1", true, "1"},           {"A", "", true, ""},
+                     {nullptr, "A=2=3", true, "2=3"}, {nullptr, "A=", true, "(none)"},
+                     {nullptr, "A=", true, "(none)"}, {"AB", "x", true, "(none)"},
+                     {"A", "4", true, "4"},           {nullptr, "A", false, "4"},
+                     {nullptr, "=A", false, "4"},     {nullptr, nullptr, false, "4"},
+                     {"A=", "5", false, "4"},         {"", "5", false, "4"},
+                     {"A", nullptr, true, "(none)"}};
   for (auto const &s : steps) {
     SCOPED_TRACE(std::string(s.name == nullptr ? "_putenv" : s.name) + " " +
                  (s.value == nullptr ? "null" : s.value));
@@ -95,8 +93,7 @@ TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
       {[] { return putenv(theirs_of_l) + _putenv("C=1"); }, "C=1 L=put"},
       {[] { return _putenv("C=") + setenv("H", "1", 1) + _putenv("D=1"); }, "D=1 H=1 L=put"},
       {[] { return unsetenv("L") + _putenv("H="); }, "D=1"},
-      {[] { return _putenv("D="); }, ""},
-  };
+      {[] { return _putenv("D="); }, ""}};
   for (auto const &s : steps) {
     SCOPED_TRACE(s.then);
     EXPECT_EQ(s.change(), 0);
@@ -124,27 +121,24 @@ TEST(Environment, KeepsNoMoreThanTheDistinctValues) {
 
 TEST(Environment, ReadersSeeTheOldValueOrTheNewOne) {
   SetEnvironmentVariableA("STEADY", "here");
-  SetEnvironmentVariableA("CHANGING", "0000");
+  SetEnvironmentVariableA("CHANGING", "1000");
   std::atomic<bool> is_done{false};
   std::atomic<int> wrong{0};
-  auto const read = [&] {
-    while (!is_done) {
-      if (std::getenv("STEADY") == nullptr || read_variable("STEADY") != "here" ||
-          read_variable("CHANGING").size() != 4) {
-        ++wrong;
-      }
+  std::thread writer([&] {
+    for (int i = 0; i < 3000; ++i) {
+      std::string const number = std::to_string(1000 + i % 100);
+      SetEnvironmentVariableA("CHANGING", number.c_str());
+      SetEnvironmentVariableA(("NEW" + number).c_str(), "x");
+      SetEnvironmentVariableA(("NEW" + std::to_string(1000 + (i + 50) % 100)).c_str(), nullptr);
     }
-  };
-  std::thread first(read), second(read);
-  for (int i = 0; i < 3000; ++i) {
-    std::string const number = std::to_string(i % 100);
-    SetEnvironmentVariableA("CHANGING",
-                            ("00" + std::string(2 - number.size(), '0') + number).c_str());
-    SetEnvironmentVariableA(("NEW" + number).c_str(), "x");
-    SetEnvironmentVariableA(("NEW" + std::to_string((i + 50) % 100)).c_str(), nullptr);
-  }
-  is_done = true;
-  first.join();
-  second.join();
+    is_done = true;
+  });
+  in_threads(2, [&](int) {
+    while (!is_done) {
+      bool const is_steady = std::getenv("STEADY") != nullptr && read_variable("STEADY") == "here";
+      wrong += is_steady && read_variable("CHANGING").size() == 4 ? 0 : 1;
+    }
+  });
+  writer.join();
   EXPECT_EQ(wrong, 0);
 }

@@ -11,28 +11,21 @@
 
 namespace {
 
-using Ostrel::Platform;
+using namespace Ostrel;
 
 constexpr auto UNKNOWN = static_cast<Platform::SystemProperty>(8);
 
 TEST(FileSearch, ElementsOfASearchPath) {
   struct {
-    char const *path;
+    char const *path, *element;
     int index;
     unsigned long result;
-    char const *element;
   } const cases[] = {
-      {"a;;b", 0, Ostrel::RESULT_SUCCESS, "a"},
-      {"a;;b", 1, Ostrel::RESULT_SUCCESS, ""},
-      {"a;;b", 2, Ostrel::RESULT_SUCCESS, "b"},
-      {"a;;b", 3, Ostrel::RESULT_OUT_OF_BOUND, "stale"},
-      {"a;", 1, Ostrel::RESULT_SUCCESS, ""},
-      {"a;", 2, Ostrel::RESULT_OUT_OF_BOUND, "stale"},
-      {"a", -1, Ostrel::RESULT_OUT_OF_BOUND, "stale"},
-      {"a", INT_MAX, Ostrel::RESULT_OUT_OF_BOUND, "stale"},
-      {"", 0, Ostrel::RESULT_NOT_FOUND, "stale"},
-      {"", -1, Ostrel::RESULT_NOT_FOUND, "stale"},
-  };
+      {"a;;b", "stale", 3, RESULT_OUT_OF_BOUND},    {"a;;b", "a", 0, RESULT_SUCCESS},
+      {"a;", "stale", 2, RESULT_OUT_OF_BOUND},      {"a;;b", "", 1, RESULT_SUCCESS},
+      {"a", "stale", -1, RESULT_OUT_OF_BOUND},      {"a;;b", "b", 2, RESULT_SUCCESS},
+      {"a", "stale", INT_MAX, RESULT_OUT_OF_BOUND}, {"a;", "", 1, RESULT_SUCCESS},
+      {"", "stale", 0, RESULT_NOT_FOUND},           {"", "stale", -1, RESULT_NOT_FOUND}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.path) + " at " + std::to_string(c.index));
     std::string element = "stale";
@@ -40,9 +33,9 @@ TEST(FileSearch, ElementsOfASearchPath) {
     EXPECT_EQ(element, c.element);
   }
   std::string first;
-  EXPECT_EQ(Platform::get_first_path(";b", &first), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(Platform::get_first_path(";b", &first), RESULT_SUCCESS);
   EXPECT_EQ(first, "");
-  EXPECT_EQ(Platform::get_first_path("a", nullptr), Ostrel::RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Platform::get_first_path("a", nullptr), RESULT_INVALID_ARGUMENT);
 }
 
 TEST(FileSearch, FirstReadableFileWins) {
@@ -54,31 +47,27 @@ TEST(FileSearch, FirstReadableFileWins) {
   write_file(a + "/one/directory", "");
   std::string const below_root = a.substr(1) + "/both";
   struct {
-    std::string path;
+    std::string path, found;
     char const *name;
     unsigned long result;
-    std::string found;
-  } const cases[] = {
-      {a + ";" + b, "both", Ostrel::RESULT_SUCCESS, a + "\\both"},
-      {a + ";" + b, "one", Ostrel::RESULT_SUCCESS, b + "\\one"}, // in a it is a directory
-      {";none;" + b + "\\", "both", Ostrel::RESULT_SUCCESS, b + "\\\\both"},
-      {"", below_root.c_str(), Ostrel::RESULT_SUCCESS, "\\" + below_root},
-      {a, "none", Ostrel::RESULT_NOT_FOUND, "stale"},
-      {a, nullptr, Ostrel::RESULT_NOT_FOUND, "stale"},
-  };
+  } const cases[] = {{a + ";" + b, a + "\\both", "both", RESULT_SUCCESS},
+                     {a + ";" + b, b + "\\one", "one", RESULT_SUCCESS}, // in a it is a directory
+                     {";none;" + b + "\\", b + "\\\\both", "both", RESULT_SUCCESS},
+                     {"", "\\" + below_root, below_root.c_str(), RESULT_SUCCESS},
+                     {a, "stale", "none", RESULT_NOT_FOUND},
+                     {a, "stale", nullptr, RESULT_NOT_FOUND}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path);
     std::string found = "stale";
     EXPECT_EQ(Platform::find_file(c.path, c.name, &found), c.result);
     EXPECT_EQ(found, c.found);
   }
-  EXPECT_EQ(Platform::find_file(a, "both", nullptr), Ostrel::RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Platform::find_file(a, "both", nullptr), RESULT_INVALID_ARGUMENT);
 }
 
 TEST(FileSearch, TheResultMayHoldTheName) {
   std::string file = __FILE__, place = "/new";
-  EXPECT_EQ(Platform::find_system_or_regular_file(UNKNOWN, file.c_str(), &file),
-            Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(Platform::find_system_or_regular_file(UNKNOWN, file.c_str(), &file), RESULT_SUCCESS);
   EXPECT_EQ(file, __FILE__);
   Platform::find_place_to_write(UNKNOWN, place.c_str(), &place);
   EXPECT_EQ(place, "/new");
@@ -99,7 +88,7 @@ Role const search("search", [](Role::Arguments const &arguments) {
       arguments[0] == "system" ? Platform::find_system_file : Platform::find_system_or_regular_file;
   unsigned long const result = find(property, name, &out);
   std::cout << out;
-  return find(property, name, nullptr) == Ostrel::RESULT_INVALID_ARGUMENT ? int(result) : 99;
+  return find(property, name, nullptr) == RESULT_INVALID_ARGUMENT ? int(result) : 99;
 });
 
 TEST(FileSearch, FilesOfAProperty) {
@@ -113,33 +102,30 @@ TEST(FileSearch, FilesOfAProperty) {
   auto const missing = [&](char const *name) {
     return std::string("WARN  - Failed to find '") + name + "' in '" + searched + "'.\n";
   };
-  std::string const trace = "TRACE  - find_system_or_regular_file() '";
+  auto const traced = [](std::string const &name) {
+    return "TRACE  - find_system_or_regular_file() '" + name + "'... [platform]\n";
+  };
   std::string const unknown = "WARN  - Failed to get system property:8.\n";
   struct {
     char const *how;
     Platform::SystemProperty property;
-    std::string name, out;
+    std::string name, out, log;
     unsigned long result;
-    std::string log;
   } const cases[] = {
-      {"system", Platform::DATA_PATH, "file", found, Ostrel::RESULT_SUCCESS, ""},
-      {"system", Platform::DATA_PATH, "x", "stale", Ostrel::RESULT_NOT_FOUND, missing("x")},
-      {"system", Platform::DATA_PATH, "null", "stale", Ostrel::RESULT_NOT_FOUND, missing("")},
-      {"system", UNKNOWN, "file", "stale", Ostrel::RESULT_INVALID_ARGUMENT, unknown},
-      {"any", UNKNOWN, regular, regular, Ostrel::RESULT_SUCCESS,
-       trace + regular + "'... [platform]\n"},
-      {"any", Platform::DATA_PATH, "file", found, Ostrel::RESULT_SUCCESS,
-       trace + "file'... [platform]\n"},
-      {"any", Platform::DATA_PATH, "null", "", Ostrel::RESULT_NOT_FOUND,
-       trace + "'... [platform]\n" + missing("")},
-      {"place", Platform::DATA_PATH, "new", directory.path() + "\\new", 0, ""},
-      {"place", Platform::DATA_PATH, "./new", "./new", 0, ""},
-      {"place", Platform::DATA_PATH, "null", directory.path() + "\\", 0, ""},
-      {"place", UNKNOWN, "new", ".\\new", 0,
-       "WARN  - Failed to find SLAM landmark path possibilities.\n"},
-      {"place", Platform::INSTALL_PATH, "new", ".\\new", 0,
-       "WARN  - Couldn't find a decent first path choice for saving.\n"},
-  };
+      {"system", Platform::DATA_PATH, "file", found, "", RESULT_SUCCESS},
+      {"system", Platform::DATA_PATH, "x", "stale", missing("x"), RESULT_NOT_FOUND},
+      {"system", Platform::DATA_PATH, "null", "stale", missing(""), RESULT_NOT_FOUND},
+      {"system", UNKNOWN, "file", "stale", unknown, RESULT_INVALID_ARGUMENT},
+      {"any", UNKNOWN, regular, regular, traced(regular), RESULT_SUCCESS},
+      {"any", Platform::DATA_PATH, "file", found, traced("file"), RESULT_SUCCESS},
+      {"any", Platform::DATA_PATH, "null", "", traced("") + missing(""), RESULT_NOT_FOUND},
+      {"place", Platform::DATA_PATH, "new", directory.path() + "\\new", "", 0},
+      {"place", Platform::DATA_PATH, "./new", "./new", "", 0},
+      {"place", Platform::DATA_PATH, "null", directory.path() + "\\", "", 0},
+      {"place", UNKNOWN, "new", ".\\new",
+       "WARN  - Failed to find SLAM landmark path possibilities.\n", 0},
+      {"place", Platform::INSTALL_PATH, "new", ".\\new",
+       "WARN  - Couldn't find a decent first path choice for saving.\n", 0}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.how) + " " + c.name);
     ChildResult const child =

@@ -12,33 +12,29 @@
 
 namespace {
 
-using Ostrel::Platform;
+using namespace Ostrel;
 
 TEST(File, WhatExists) {
   TemporaryDirectory const directory;
   write_file(directory.path("sub/file"), "x");
-  ASSERT_EQ(mkfifo(directory.path("pipe").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(directory.path("pipe").c_str(), 0600), 0); // nobody waits for its other end
   struct {
     std::string path;
-    unsigned long file, is_directory;
+    bool is_file, is_directory;
   } const cases[] = {
-      {directory.path("sub"), Ostrel::RESULT_FAILURE, Ostrel::RESULT_SUCCESS},
-      {directory.path("sub/file"), Ostrel::RESULT_SUCCESS, Ostrel::RESULT_FAILURE},
-      {directory.path() + "\\sub\\file", Ostrel::RESULT_SUCCESS, Ostrel::RESULT_FAILURE},
-      {"Z:" + directory.path("sub\\"), Ostrel::RESULT_FAILURE, Ostrel::RESULT_SUCCESS},
-      {directory.path("pipe"), Ostrel::RESULT_SUCCESS, Ostrel::RESULT_FAILURE}, // without waiting
-      {directory.path("sub/file/"), Ostrel::RESULT_FAILURE, Ostrel::RESULT_FAILURE},
-      {directory.path("none"), Ostrel::RESULT_FAILURE, Ostrel::RESULT_FAILURE},
-      {std::string(5000, 'x'), Ostrel::RESULT_FAILURE, Ostrel::RESULT_FAILURE},
-      {"", Ostrel::RESULT_FAILURE, Ostrel::RESULT_FAILURE},
-  };
+      {directory.path() + "\\sub\\file", true, false}, {std::string(5000, 'x'), false, false},
+      {"Z:" + directory.path("sub\\"), false, true},   {directory.path("pipe"), true, false},
+      {directory.path("sub/file/"), false, false},     {directory.path("sub"), false, true},
+      {directory.path("sub/file"), true, false},       {std::string(), false, false},
+      {directory.path("none"), false, false}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path);
-    EXPECT_EQ(Platform::file_exists(c.path.c_str()), c.file);
-    EXPECT_EQ(Platform::directory_exists(c.path.c_str()), c.is_directory);
+    EXPECT_EQ(Platform::file_exists(c.path.c_str()), c.is_file ? RESULT_SUCCESS : RESULT_FAILURE);
+    EXPECT_EQ(Platform::directory_exists(c.path.c_str()),
+              c.is_directory ? RESULT_SUCCESS : RESULT_FAILURE);
   }
-  EXPECT_EQ(Platform::file_exists(nullptr), Ostrel::RESULT_INVALID_ARGUMENT);
-  EXPECT_EQ(Platform::directory_exists(nullptr), Ostrel::RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Platform::file_exists(nullptr), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Platform::directory_exists(nullptr), RESULT_INVALID_ARGUMENT);
 }
 
 Role const make_directories("mkdir", [](Role::Arguments const &paths) {
@@ -56,7 +52,7 @@ TEST(File, DirectoriesAreMadeOneByOne) {
   EXPECT_EQ(child.out, "0 17 17 0 0 17");
   std::string const failure = "INFO  - Failed to mkdir('";
   EXPECT_EQ(child.err, failure + made + "')\n" + failure + below + "')\n" + failure + "')\n");
-  EXPECT_EQ(Platform::directory_exists(directory.path("a/b/c").c_str()), Ostrel::RESULT_SUCCESS);
+  EXPECT_EQ(Platform::directory_exists(directory.path("a/b/c").c_str()), RESULT_SUCCESS);
 }
 
 } // namespace

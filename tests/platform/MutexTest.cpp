@@ -4,6 +4,7 @@
 #include "core/base/platform/Win32Mutex.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/Child.hpp"
+#include "tests/support/Files.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,8 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <future>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <thread>
@@ -69,6 +68,11 @@ bool is_free(IMutex &mutex) {
   bool result = false;
   in_other_thread([&] { result = (mutex.acquire() || mutex.acquire()) && mutex.release(); });
   return result;
+}
+
+// Whether this thread gets the mutex and has given it back after one release.
+bool is_taken_once(IMutex &mutex) {
+  return mutex.acquire() && mutex.release() && !mutex.release();
 }
 
 // Waits for the child, and gives its exit status or minus the signal that ended it.
@@ -159,20 +163,18 @@ TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
     abandon({mutex.get(), mutex.get()});
     EXPECT_FALSE(mutex->acquire());
     EXPECT_FALSE(mutex->release());
-    EXPECT_TRUE(mutex->acquire() && mutex->release());
-    EXPECT_FALSE(mutex->release());
+    EXPECT_TRUE(is_taken_once(*mutex));
   }
 }
 
 TEST(Mutex, IsHeldUntilTheDestructorsOfItsOwnersKeysHaveRun) {
   auto const mutex = make_mutex();
   pthread_key_t key = 0;
-  ASSERT_EQ(pthread_key_create(&key,
-                               [](void *held) {
-                                 auto *const mine = static_cast<IMutex *>(held);
-                                 EXPECT_TRUE(mine->acquire() && mine->release() && mine->release());
-                               }),
-            0);
+  auto const at_end = [](void *held) {
+    auto *const mine = static_cast<IMutex *>(held);
+    EXPECT_TRUE(mine->acquire() && mine->release() && mine->release());
+  };
+  ASSERT_EQ(pthread_key_create(&key, at_end), 0);
   in_other_thread(
       [&] { EXPECT_TRUE(mutex->acquire() && pthread_setspecific(key, mutex.get()) == 0); });
   EXPECT_TRUE(mutex->acquire() && mutex->release());
@@ -203,11 +205,8 @@ TEST(Mutex, DestroyedWhileHeldLeavesTheOthersAlone) {
         for (auto const &mutex : mutexes) {
           mutex->acquire();
         }
-        if (by_owner) {
-          mutexes[index].reset();
-        } else {
-          in_other_thread([&] { mutexes[index].reset(); });
-        }
+        auto const destroy = [&] { mutexes[index].reset(); };
+        by_owner ? destroy() : in_other_thread(destroy);
         for (auto const &mutex : mutexes) {
           EXPECT_TRUE(mutex == nullptr || mutex->release());
         }
@@ -238,8 +237,7 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
               bool is_right = mine->release() && mine->acquire() && mine->release();
               theirs[2].reset(); // while it looks taken
               for (std::size_t i : {0U, 1U}) {
-                is_right = is_right && !theirs[i]->acquire() && theirs[i]->acquire() &&
-                           theirs[i]->release() && !theirs[i]->release();
+                is_right = is_right && !theirs[i]->acquire() && is_taken_once(*theirs[i]);
                 theirs[i].reset();
               }
               // Taking one looks at the list of those that are held: nothing of theirs is in it.
@@ -258,19 +256,15 @@ namespace {
 
 // Ends with 0 when the mutex of that name can be opened.
 Role const open_role("mutex-open", [](Role::Arguments const &arguments) {
-  unsigned long result = RESULT_FAILURE;
-  Win32Mutex const mutex(false, arguments[0].c_str(), true, nullptr, &result);
-  return result == RESULT_SUCCESS ? 0 : 1;
+  return open_mutex(arguments[0], /*open_existing=*/true) != nullptr ? 0 : 1;
 });
 
 // The permissions of the files that hold that name.
 std::string files_of(std::string const &name) {
   std::ostringstream modes;
-  for (auto const &entry : std::filesystem::directory_iterator("/dev/shm/ostrel-mutexes-" +
-                                                               std::to_string(geteuid()))) {
-    std::ifstream file(entry.path());
-    std::string const bytes(std::istreambuf_iterator<char>(file), {});
-    if (bytes.find(name) != std::string::npos) {
+  std::string const directory = "/dev/shm/ostrel-mutexes-" + std::to_string(geteuid());
+  for (auto const &entry : std::filesystem::directory_iterator(directory)) {
+    if (read_file(entry.path().string()).find(name) != std::string::npos) {
       modes << std::oct << static_cast<unsigned int>(entry.status().permissions()) << ' ';
     }
   }
@@ -278,7 +272,7 @@ std::string files_of(std::string const &name) {
 }
 
 int count_mappings() {
-  std::ifstream maps("/proc/self/maps");
+  std::istringstream maps(read_file("/proc/self/maps"));
   int count = 0;
   for (std::string line; std::getline(maps, line);) {
     count += line.find("/ostrel-mutexes-") != std::string::npos ? 1 : 0;
@@ -331,24 +325,18 @@ TEST(NamedMutex, IsOneMutexThroughAllItsHandles) {
 
 TEST(NamedMutex, SurvivesTheDeathOfAProcess) {
   struct {
-    char const *what;
+    char const *what, *then; // `then` is what the parent meets: abandoned, free or gone
     bool is_used_here, is_held_there;
-    char const *then; // what the parent meets: abandoned, free or gone
-  } const cases[] = {
-      {"owner", true, true, "abandoned"},
-      {"user", true, false, "free"},
-      {"last user", false, true, "gone"},
-  };
+  } const cases[] = {{"owner", "abandoned", true, true},
+                     {"user", "free", true, false},
+                     {"last user", "gone", false, true}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.what);
     std::string const name = unique(c.what);
     auto const here = c.is_used_here ? open_mutex(name, /*open_existing=*/false) : nullptr;
     EXPECT_EQ(in_forked_child([&] {
                 auto const there = open_mutex(name, /*open_existing=*/false);
-                if (c.is_held_there && !there->acquire()) {
-                  return 1;
-                }
-                return raise(SIGKILL);
+                return c.is_held_there && !there->acquire() ? 1 : raise(SIGKILL);
               }),
               -SIGKILL);
     auto const met = open_mutex(name, /*open_existing=*/true);
@@ -387,11 +375,7 @@ TEST(NamedMutex, LeavesNothingBehind) {
   abandon({mutex.get()});
   EXPECT_EQ(in_forked_child([&] { return mutex->acquire() || !mutex->acquire() ? 1 : 0; }), 0);
   EXPECT_FALSE(mutex->acquire()); // the child ended inside
-  EXPECT_EQ(in_forked_child([&] {
-              bool const is_taken_over = mutex->acquire() && mutex->release();
-              return is_taken_over && !mutex->release() ? 0 : 1;
-            }),
-            0);
+  EXPECT_EQ(in_forked_child([&] { return is_taken_once(*mutex) ? 0 : 1; }), 0);
   EXPECT_TRUE(mutex->acquire() && mutex->release());
   mutex.reset();
   EXPECT_EQ(count_mappings(), before);

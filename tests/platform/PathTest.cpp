@@ -6,39 +6,25 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <iostream>
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-using Ostrel::Platform;
+using namespace Ostrel;
 
 TEST(Path, FormsOfPaths) {
   struct {
-    char const *path;
+    char const *path, *native;
     bool is_absolute;
-    char const *native;
-  } const cases[] = {
-      {"/x", true, "/x"},
-      {"\\x", true, "/x"},
-      {"C:/x", true, "/x"},
-      {"c:\\x\\y", true, "/x/y"},
-      {"./x", true, "./x"},
-      {".\\x", true, "./x"},
-      {"C:\\", true, "/"},
-      {"C:", false, "C:"},
-      {"C:x", false, "C:x"},
-      {"1:/x", false, "1:/x"},
-      {"..\\x", false, "../x"},
-      {"x", false, "x"},
-      {"", false, ""},
-      {".", false, "."},
-      {nullptr, false, ""},
-      {"\xE9:/x", false, "\xE9:/x"},
-      {"a/c:\\x", false, "a/c:/x"},
-  };
+  } const cases[] = {{"\xE9:/x", "\xE9:/x", false}, {".\\x", "./x", true}, {"\\x", "/x", true},
+                     {"a/c:\\x", "a/c:/x", false},  {"C:/x", "/x", true},  {"/x", "/x", true},
+                     {"c:\\x\\y", "/x/y", true},    {"./x", "./x", true},  {"x", "x", false},
+                     {"..\\x", "../x", false},      {nullptr, "", false},  {".", ".", false},
+                     {"1:/x", "1:/x", false},       {"C:", "C:", false},   {"", "", false},
+                     {"C:x", "C:x", false},         {"C:\\", "/", true}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path == nullptr ? "null" : c.path);
     EXPECT_EQ(Platform::is_absolute_path(c.path), c.is_absolute);
@@ -50,8 +36,8 @@ TEST(Path, FormsOfPaths) {
 
 TEST(Path, OnlyRelativePathsBecomeAbsolute) {
   std::string current;
-  ASSERT_EQ(Platform::get_current_directory(&current), Ostrel::RESULT_SUCCESS);
-  EXPECT_EQ(Platform::get_current_directory(nullptr), Ostrel::RESULT_INVALID_ARGUMENT);
+  ASSERT_EQ(Platform::get_current_directory(&current), RESULT_SUCCESS);
+  EXPECT_EQ(Platform::get_current_directory(nullptr), RESULT_INVALID_ARGUMENT);
   struct {
     char const *path;
     bool result;
@@ -73,14 +59,11 @@ TEST(Path, OnlyRelativePathsBecomeAbsolute) {
 Role const deep_directory("deep-directory", [](Role::Arguments const &arguments) {
   std::string path = arguments[0];
   std::size_t const length = std::stoul(arguments[1]);
-  if (chdir(path.c_str()) != 0) {
-    return 1;
-  }
+  std::filesystem::current_path(path);
   while (path.size() < length) {
     std::string const name(std::min<std::size_t>(200, length - path.size() - 1), 'd');
-    if (mkdir(name.c_str(), 0700) != 0 || chdir(name.c_str()) != 0) {
-      return 1;
-    }
+    std::filesystem::create_directory(name);
+    std::filesystem::current_path(name);
     path += "/" + name;
   }
   std::string current, absolute = "stale";
@@ -99,9 +82,8 @@ TEST(Path, CurrentDirectoryOfAnyLength) {
   } const cases[] = {
       {"250", "11117stale"}, {"259", "11117stale"}, {"260", "10117stale"}, {"3000", "10117stale"}};
   for (auto const &c : cases) {
-    SCOPED_TRACE(c.length);
     TemporaryDirectory const directory;
-    EXPECT_EQ(run_child("deep-directory", {directory.path(), c.length}).out, c.out);
+    EXPECT_EQ(run_child("deep-directory", {directory.path(), c.length}).out, c.out) << c.length;
   }
 }
 

@@ -14,7 +14,7 @@
 
 namespace {
 
-using Ostrel::Platform;
+using namespace Ostrel;
 
 TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
   TemporaryDirectory const directory;
@@ -26,8 +26,7 @@ TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
       [&] { return Platform::get_system_property(Platform::DATA_PATH, &text); },
       [&] { return Platform::find_file("/proc", "self/status", &text); },
       [&] { return Platform::get_file_list(prefix.c_str(), "", &names); },
-      [&] { return Platform::get_dir_list(prefix.c_str(), &names); },
-  };
+      [&] { return Platform::get_dir_list(prefix.c_str(), &names); }};
   for (auto const &operation : operations) {
     bool has_failed = true;
     for (int count = 0; has_failed; ++count) {
@@ -35,31 +34,24 @@ TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
       fail_allocation(count);
       unsigned long const result = operation();
       has_failed = stop_failing();
-      EXPECT_EQ(result, has_failed ? Ostrel::RESULT_OUT_OF_MEMORY : Ostrel::RESULT_SUCCESS);
+      EXPECT_EQ(result, has_failed ? RESULT_OUT_OF_MEMORY : RESULT_SUCCESS);
     }
   }
 }
 
 TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   double const before_us = Platform::get_microsecond_time();
-  auto const before_ms = static_cast<std::uint32_t>(Platform::get_millisecond_time());
+  auto const before_ms = std::uint32_t(Platform::get_millisecond_time());
   double const before = Platform::get_timestamp();
   Platform::millisecond_sleep(20);
   double const elapsed_s = Platform::get_timestamp() - before;
-  std::uint32_t const elapsed_ms =
-      static_cast<std::uint32_t>(Platform::get_millisecond_time()) - before_ms;
+  auto const elapsed_ms = std::uint32_t(Platform::get_millisecond_time()) - before_ms;
   double const elapsed_us = Platform::get_microsecond_time() - before_us;
   EXPECT_GE(elapsed_s, 0.0199);
   EXPECT_GE(elapsed_ms + 1, elapsed_s * 1e3 - 1);
   EXPECT_GE(elapsed_us + 1, elapsed_ms * 1e3 - 1e3);
   EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
 }
-
-Role const write_bytes("write-standard-error", [](Role::Arguments const &) {
-  Platform::write_standard_error("a\0b", 3);
-  Platform::write_standard_error(nullptr, 3);
-  return 0;
-});
 
 Role const write_to_nobody("write-to-nobody", [](Role::Arguments const &) {
   int ends[2];
@@ -73,7 +65,10 @@ Role const write_to_nobody("write-to-nobody", [](Role::Arguments const &) {
 });
 
 TEST(Process, StandardErrorTakesBytes) {
-  EXPECT_EQ(run_child("write-standard-error").err, std::string("a\0b", 3));
+  testing::internal::CaptureStderr();
+  Platform::write_standard_error("a\0b", 3);
+  Platform::write_standard_error(nullptr, 3);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("a\0b", 3));
   EXPECT_EQ(run_child("write-to-nobody").status, 0);
 }
 

@@ -5,15 +5,11 @@
 
 namespace {
 
-using Ostrel::parse_registry_file;
-using Ostrel::RegistryValues;
+using namespace Ostrel;
+using namespace std::string_literals;
 
 constexpr char const *KEY = "HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA";
 std::string const HEADER = "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n";
-
-std::string bytes(char const *text, std::size_t size) {
-  return std::string(text, size);
-}
 
 // The type, a colon and the bytes of the value named "name"; empty when there is none.
 std::string value_in(std::string const &text, char const *name = "name") {
@@ -27,40 +23,35 @@ std::string value_in(std::string const &text, char const *name = "name") {
 }
 
 TEST(RegistryFile, Values) {
-  std::string const forty_two = bytes("4:\x2A\0\0\0", 6);
+  std::string const forty_two = "4:\x2A\0\0\0"s;
   struct {
     char const *lines;
     std::string value;
   } const cases[] = {
-      {"\"name\"=\"C:\\\\OVRA\"", bytes("1:C:\\OVRA\0", 10)},
-      {"\"NAME\" = \"by hand: C:\\x\" ; comment", bytes("1:by hand: C:\\x\0", 16)},
-      {"  \"name\"=\"a \\\"quote\\\"; no comment\"\r", bytes("1:a \"quote\"; no comment\0", 24)},
-      {"\"name\"=\"two\r\nlines\" ; comment\n\"b\"=\"\"", bytes("1:two\r\nlines\0", 13)},
-      {"\"name\"=\"\"", bytes("1:\0", 3)},
+      {"\"name\"=\"C:\\\\OVRA\"", "1:C:\\OVRA\0"s},
+      {"\"NAME\" = \"by hand: C:\\x\" ; comment", "1:by hand: C:\\x\0"s},
+      {"  \"name\"=\"a \\\"quote\\\"; no comment\"\r", "1:a \"quote\"; no comment\0"s},
+      {"\"name\"=\"two\r\nlines\" ; comment\n\"b\"=\"\"", "1:two\r\nlines\0"s},
+      {"\"name\"=\"\"", "1:\0"s},
       {"\"name\"=dword:0000002a", forty_two},
       {"\"name\"=hex(4):2a,00,00,00", forty_two},
       {"\"name\"=hex:01,\\\n  02,\\\r\n\t03", "3:\x01\x02\x03"},
       {"\"name\"=hex(1):41,42", "1:AB"},
-      {"\"name\"=hex(2):41,00", bytes("2:A\0", 4)},
+      {"\"name\"=hex(2):41,00", "2:A\0"s},
       {"\"name\"=hex:", "3:"},
       {"\"name\"=\"first\"\n\"name\"=dword:2a", forty_two},
       {"\"name\"=dword:2a\n\"name\"=-", ""},
       {"\"name\"=dword:2a\n\"name\"=dword:damaged", forty_two},
       {";\"name\"=\"in a comment\"", ""},
-      {"\"name\"=\"open", ""},
-      {"\"name\"=\"x\\", ""},
-      {"\"name\"=\"closed\" rest", ""},
-      {"\"name\"=dword:123456789", ""},
-      {"\"name\"=hex:41,,42", ""},
-      {"\"name\"=hex:411", ""},
-      {"\"name\"=hex:41 42", ""},
-      {"\"name\"=", ""},
-      {"name=\"x\"", ""},
-  };
+      {"name=\"x\"", ""}};
   for (auto const &c : cases) {
     EXPECT_EQ(value_in(HEADER + c.lines), c.value) << c.lines;
   }
-  EXPECT_EQ(value_in(HEADER + "@=\"x\"", ""), bytes("1:x\0", 4));
+  for (char const *damaged : {"\"open", "\"x\\", "\"closed\" rest", "dword:123456789", "hex:41,,42",
+                              "hex:411", "hex:41 42", ""}) {
+    EXPECT_EQ(value_in(HEADER + "\"name\"=" + damaged), "") << damaged;
+  }
+  EXPECT_EQ(value_in(HEADER + "@=\"x\"", ""), "1:x\0"s);
 }
 
 TEST(RegistryFile, Keys) {
@@ -79,8 +70,7 @@ TEST(RegistryFile, Keys) {
       {ours + value + "[-" + KEY + "]\n" + value, false, false},
       {ours + value + "[-HKEY_LOCAL_MACHINE\\Software]\n", false, false},
       {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
-      {"", false, false},
-  };
+      {"", false, false}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.text);
     RegistryValues values;

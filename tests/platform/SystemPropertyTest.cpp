@@ -10,9 +10,8 @@
 
 namespace {
 
-using Ostrel::Platform;
+using namespace Ostrel;
 
-constexpr char const *NO_WARNING = "";
 constexpr char const *SLAM_WARNING =
     "WARN  - Could not read registry value for Software\\Ostrel Labs\\OVRA\\SlamLandmarkPath\n";
 
@@ -34,7 +33,7 @@ TEST(SystemProperty, SourcesInTheirOrder) {
     Platform::SystemProperty property;
     char const *variable; // its value, if any
     std::string registry, text;
-    char const *warning = NO_WARNING;
+    char const *warning = "";
   } const cases[] = {
       {Platform::INSTALL_PATH, nullptr, "", "c:\\OVRA"},
       {Platform::INSTALL_PATH, nullptr, installed, "D:\\robot"},
@@ -63,8 +62,7 @@ TEST(SystemProperty, SourcesInTheirOrder) {
       {Platform::SLAM_LANDMARK_PATH, "S", installed, "S"},
       {Platform::SLAM_LANDMARK_PATH, "", "\"SlamLandmarkPath\"=\"R\"\n", "R"},
       {Platform::SLAM_LANDMARK_PATH, nullptr, "\"SlamLandmarkPath\"=\"\"\n", data + "/slam"},
-      {Platform::SLAM_LANDMARK_PATH, nullptr, installed, "D:\\robot\\data\\slam", SLAM_WARNING},
-  };
+      {Platform::SLAM_LANDMARK_PATH, nullptr, installed, "D:\\robot\\data\\slam", SLAM_WARNING}};
   char const *const variables[] = {"OSTREL_INSTALL_PATH",   "OSTREL_CONFIG_PATH",
                                    "OSTREL_DATA_PATH",      "OSTREL_AUDIO_PATH",
                                    "OSTREL_IMAGES_PATH",    "OSTREL_FACES_PATH",
@@ -74,13 +72,11 @@ TEST(SystemProperty, SourcesInTheirOrder) {
   for (auto const &c : cases) {
     SCOPED_TRACE(std::to_string(c.property) + " with " + (c.variable ? c.variable : "none") +
                  " and " + c.registry);
-    write_file(file, c.registry.empty()
-                         ? ""
-                         : "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + c.registry);
+    write_file(file, "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + c.registry);
     ChildResult const child =
         run_child("property", {std::to_string(c.property)},
                   {{variables[c.property], c.variable}, {"OSTREL_REGISTRY_FILE", file.c_str()}});
-    EXPECT_EQ(child.status, Ostrel::RESULT_SUCCESS);
+    EXPECT_EQ(child.status, RESULT_SUCCESS);
     EXPECT_EQ(child.out, c.text);
     EXPECT_EQ(child.err, c.warning);
   }
@@ -97,10 +93,9 @@ TEST(SystemProperty, RefusesWhatItDoesNotKnow) {
   std::string text = "stale";
   for (int const number : {-1, 8}) {
     auto const property = static_cast<Platform::SystemProperty>(number);
-    EXPECT_EQ(Platform::get_system_property(property, &text), Ostrel::RESULT_INVALID_ARGUMENT);
+    EXPECT_EQ(Platform::get_system_property(property, &text), RESULT_INVALID_ARGUMENT);
   }
-  EXPECT_EQ(Platform::get_system_property(Platform::DATA_PATH, nullptr),
-            Ostrel::RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Platform::get_system_property(Platform::DATA_PATH, nullptr), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(text, "stale");
 }
 
