@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
 ostbase_test(
   platform
-  SOURCES ConsoleTest.cpp
+  SOURCES ConditionVariableTest.cpp
+          ConsoleTest.cpp
           DirectoryTest.cpp
           EnvironmentTest.cpp
           FileSearchTest.cpp
@@ -12,6 +13,7 @@ ostbase_test(
           RegistryFileTest.cpp
           ReplaceFileTest.cpp
           SystemPropertyTest.cpp
+          ThreadTest.cpp
   INTERNAL platform/winapi/descriptor.cpp
            platform/winapi/environment.cpp
            platform/winapi/error.cpp

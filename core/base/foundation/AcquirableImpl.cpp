@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/AcquirableImpl.hpp"
 
+#include "core/base/foundation/Waits.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -8,7 +9,7 @@ namespace Ostrel {
 
 AcquirableImpl::AcquirableImpl(bool flag) : mutex_(Platform::create_mutex(flag)) {}
 
-bool AcquirableImpl::acquire() {
+OSTBASE_WAITS bool AcquirableImpl::acquire() {
   return mutex_ != nullptr && mutex_->acquire();
 }
 

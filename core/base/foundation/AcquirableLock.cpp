@@ -2,12 +2,13 @@
 #include "core/base/foundation/AcquirableLock.hpp"
 
 #include "core/base/foundation/IAcquirable.hpp"
+#include "core/base/foundation/Waits.hpp"
 
 namespace Ostrel {
 
-AcquirableLock::AcquirableLock(IAcquirable &target) : AcquirableLock(&target) {}
+OSTBASE_WAITS AcquirableLock::AcquirableLock(IAcquirable &target) : AcquirableLock(&target) {}
 
-AcquirableLock::AcquirableLock(IAcquirable *target)
+OSTBASE_WAITS AcquirableLock::AcquirableLock(IAcquirable *target)
     : target_(target), acquired_(target != nullptr && target->acquire()) {}
 
 AcquirableLock::~AcquirableLock() {
@@ -16,7 +17,7 @@ AcquirableLock::~AcquirableLock() {
   }
 }
 
-bool AcquirableLock::acquire() {
+OSTBASE_WAITS bool AcquirableLock::acquire() {
   if (!acquired_ && target_ != nullptr) {
     acquired_ = target_->acquire();
   }

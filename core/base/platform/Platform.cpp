@@ -2,6 +2,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/foundation/Waits.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
@@ -25,12 +26,13 @@ LoggingCategory &win32_platform_category() {
   return instance;
 }
 
-void Platform::millisecond_sleep(unsigned long milliseconds) {
+OSTBASE_WAITS void Platform::millisecond_sleep(unsigned long milliseconds) {
   while (milliseconds > LONGEST_SLEEP_MS) {
     Sleep(static_cast<DWORD>(LONGEST_SLEEP_MS));
     milliseconds -= LONGEST_SLEEP_MS;
   }
   Sleep(static_cast<DWORD>(milliseconds));
+  stay_on_stack();
 }
 
 double Platform::get_timestamp() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/foundation/Export.h"
+#include "core/base/platform/IThread.hpp"
 
 #include <cstddef>
 #include <cstdio>
@@ -10,6 +11,7 @@
 
 namespace Ostrel {
 
+class IConditionVariable;
 class IMutex;
 
 /// The operating system's everyday services: clocks, paths, files, directories, the console,
@@ -187,6 +189,18 @@ public:
   /// Makes a mutex that nobody owns; the caller deletes it. The argument has no effect.
   /// @return null when memory or the system's mutex cannot be had.
   static IMutex *create_mutex(bool);
+
+  // --- Threads --------------------------------------------------------------------------------
+
+  /// Makes a thread that is not started yet; the caller deletes it. The last argument has no
+  /// effect.
+  /// @param argument  handed to the routine unchanged.
+  /// @return null without memory.
+  static IThread *create_thread(IThread::Routine routine, void *argument, bool);
+
+  /// Makes a condition variable with its own mutex; the caller deletes it.
+  /// @return null without memory.
+  static IConditionVariable *create_condition_variable();
 
   // --- Where the framework's files are --------------------------------------------------------
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/Waits.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -17,11 +18,13 @@ bool Platform::input_ready(std::FILE *stream) {
   return stream != nullptr && _fileno(stream) == 0 && _kbhit() != 0;
 }
 
-char Platform::get_char() {
-  return static_cast<char>(_getche());
+OSTBASE_WAITS char Platform::get_char() {
+  int const key = _getche();
+  stay_on_stack();
+  return static_cast<char>(key);
 }
 
-bool Platform::get_line(std::string *line) try {
+OSTBASE_WAITS bool Platform::get_line(std::string *line) try {
   if (line == nullptr) {
     return true;
   }

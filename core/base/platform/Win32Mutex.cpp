@@ -2,6 +2,7 @@
 #include "core/base/platform/Win32Mutex.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/foundation/Waits.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 namespace Ostrel {
@@ -22,7 +23,7 @@ Win32Mutex::~Win32Mutex() {
   }
 }
 
-bool Win32Mutex::acquire() {
+OSTBASE_WAITS bool Win32Mutex::acquire() {
   DWORD const outcome = WaitForSingleObject(handle_, INFINITE);
   if (outcome == WAIT_OBJECT_0) {
     acquired_.store(true, std::memory_order_relaxed);
@@ -41,6 +42,21 @@ bool Win32Mutex::acquire() {
 [[gnu::flatten]] bool Win32Mutex::release() {
   acquired_.store(false, std::memory_order_relaxed);
   return ReleaseMutex(handle_) != FALSE;
+}
+
+bool Win32Mutex::acquire_for_certain() {
+  DWORD const outcome = WaitForSingleObject(handle_, INFINITE);
+  if (outcome != WAIT_OBJECT_0 && outcome != WAIT_ABANDONED) {
+    return false;
+  }
+  acquired_.store(true, std::memory_order_relaxed);
+  return true;
+}
+
+bool Win32Mutex::release_and_wait(void *event, unsigned long timeout_ms) {
+  acquired_.store(false, std::memory_order_relaxed);
+  return SignalObjectAndWait(handle_, event, static_cast<DWORD>(timeout_ms),
+                             /*alertable=*/FALSE) == WAIT_OBJECT_0;
 }
 
 bool Win32Mutex::is_acquired() const {

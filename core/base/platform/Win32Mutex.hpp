@@ -44,6 +44,16 @@ public:
   bool is_acquired() const override;
 
 private:
+  friend class Win32ConditionVariable;
+
+  // Takes the mutex also when its last owner ended inside. False, with nothing taken, on an error.
+  bool acquire_for_certain();
+
+  // Releases the mutex and waits for the event, in one step to whoever sets it. False when the
+  // event was not taken: on time-out, and without a wait when the calling thread does not own the
+  // mutex.
+  bool release_and_wait(void *event, unsigned long timeout_ms);
+
   void *handle_; // null when the mutex could not be had
   // Read by threads that do not hold the mutex and promise nothing by it: any order will do.
   std::atomic<bool> acquired_{false};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Clocks, sleeping, and the numbers of the process and its threads. What measures or waits uses
-// the monotonic clock, so that setting the calendar changes neither.
+// Clocks, sleeping, the numbers of the process and its threads, and the version. What measures or
+// waits uses the monotonic clock, so that setting the calendar changes neither.
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/moment.hpp"
 
@@ -71,4 +71,12 @@ DWORD GetCurrentProcessId() {
 
 DWORD GetCurrentThreadId() {
   return static_cast<DWORD>(gettid());
+}
+
+BOOL GetVersionExA(OSVERSIONINFOA *version) {
+  if (version->dwOSVersionInfoSize < sizeof(OSVERSIONINFOA)) {
+    return Ostrel::fail(ERROR_INSUFFICIENT_BUFFER);
+  }
+  version->dwPlatformId = VER_PLATFORM_WIN32_NT;
+  return TRUE;
 }

@@ -10,8 +10,8 @@
 // line editing leaves a zero, which is read as that key.
 //
 // The change of the terminal outlives the process, so it is taken back on every way out: by the
-// last call that ends (also by the unwinding of a thread that is cancelled while it waits), by the
-// end of the process, and by the signals that would end or stop it and that the program leaves to
+// last call that ends (also by a thread that is cancelled or terminated while it waits), by the end
+// of the process, and by the signals that would end or stop it and that the program leaves to
 // the system.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
@@ -222,6 +222,8 @@ public:
   int read_byte() const;
 
 private:
+  static void leave(void * /*unused*/) { console.leave(); }
+
   Ostrel::NotCancelled not_cancelled_; // from before the first change to after the last
   bool is_there_;
 };
@@ -229,11 +231,13 @@ private:
 int SingleKeys::read_byte() const {
   unsigned char byte = 0;
   ssize_t count = -1;
-  pthread_setcancelstate(not_cancelled_.before(), nullptr);
-  do {
-    count = read(console.descriptor(), &byte, 1);
-  } while (count == -1 && errno == EINTR);
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+  {
+    Ostrel::TerminationHook const hook(leave, nullptr);
+    Ostrel::NotCancelled::Pause const pause(not_cancelled_);
+    do {
+      count = read(console.descriptor(), &byte, 1);
+    } while (count == -1 && errno == EINTR);
+  }
   return count == 1 ? byte : -1;
 }
 

@@ -16,6 +16,14 @@ BOOL Handle::release_mutex() noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 
+BOOL Handle::set_event() noexcept {
+  return fail(ERROR_INVALID_HANDLE);
+}
+
+BOOL Handle::terminate() noexcept {
+  return fail(ERROR_INVALID_HANDLE);
+}
+
 } // namespace Ostrel
 
 BOOL CloseHandle(HANDLE handle) {

@@ -20,6 +20,12 @@ public:
   /// `ReleaseMutex` on this object.
   virtual BOOL release_mutex() noexcept;
 
+  /// `SetEvent` on this object.
+  virtual BOOL set_event() noexcept;
+
+  /// `TerminateThread` on this object.
+  virtual BOOL terminate() noexcept;
+
   /// Whether this is an open file. A cast that asks the type would cost each log line more than the
   /// lock does.
   virtual bool is_file() const noexcept { return false; }

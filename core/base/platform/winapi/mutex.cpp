@@ -11,6 +11,7 @@
 // still in it as abandoned. Only the owner follows or changes the links of a mutex.
 #include "core/base/platform/winapi/mutex.hpp"
 
+#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/wait.hpp"
@@ -41,8 +42,10 @@ class Mutex;
 // taken in a few nanoseconds, before any constructor has run and when memory is gone.
 struct Thread {
   std::uint32_t id = NOBODY;
-  int end_round = 0;     // how often the destructor of the key has run
-  Mutex *held = nullptr; // the mutex that it took last
+  int end_round = 0;                // how often the destructor of the key has run
+  Mutex *held = nullptr;            // the mutex that it took last
+  void (*at_end)(void *) = nullptr; // called at its end
+  void *at_end_argument = nullptr;
 };
 
 thread_local Thread this_thread __attribute__((tls_model("initial-exec")));
@@ -119,17 +122,17 @@ public:
     pthread_mutex_unlock(&guard_);
   }
 
-  // Without a key the thread can use mutexes all the same; only its end goes unnoticed.
-  void watch(Thread &thread) noexcept {
+  // Without a key the thread can use mutexes all the same; only its end goes unnoticed, which the
+  // result says.
+  bool watch(Thread &thread) noexcept {
     pthread_mutex_lock(&guard_);
     if (state_ == State::NEW && pthread_key_create(&key_, abandon_what_is_held) == 0) {
       pthread_atfork(before_fork, in_parent, in_child);
       state_ = State::MADE;
     }
-    if (state_ == State::MADE) {
-      pthread_setspecific(key_, &thread);
-    }
+    bool const is_watched = state_ == State::MADE && pthread_setspecific(key_, &thread) == 0;
     pthread_mutex_unlock(&guard_);
+    return is_watched;
   }
 
 private:
@@ -153,19 +156,17 @@ EndOfThread end_of_thread;
 void abandon_what_is_held(void *thread) noexcept {
   constexpr int LAST_ROUND = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
   Thread &self = *static_cast<Thread *>(thread);
-  if (self.held != nullptr && ++self.end_round < LAST_ROUND) {
-    end_of_thread.watch(self);
+  bool const is_needed = self.held != nullptr || self.at_end != nullptr;
+  if (is_needed && ++self.end_round < LAST_ROUND && end_of_thread.watch(self)) {
     return;
   }
-  Mutex *mutex = std::exchange(self.held, nullptr);
-  while (mutex != nullptr) {
-    Mutex *const next = mutex->next();
-    mutex->abandon();
-    mutex = next;
-  }
+  abandon_held_mutexes();
   // Another key's destructor may take a mutex after this one: the thread is then watched anew.
   self.end_round = 0;
   self.id = NOBODY;
+  if (auto *const at_end = std::exchange(self.at_end, nullptr); at_end != nullptr) {
+    at_end(self.at_end_argument);
+  }
 }
 
 void EndOfThread::before_fork() noexcept {
@@ -266,6 +267,7 @@ __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
 
 void Mutex::abandon() noexcept {
   forget_owner();
+  show_release(&word_);
   finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
 }
 
@@ -328,6 +330,23 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 }
 
 } // namespace
+
+void abandon_held_mutexes() noexcept {
+  Mutex *mutex = std::exchange(this_thread.held, nullptr);
+  while (mutex != nullptr) {
+    Mutex *const next = mutex->next();
+    mutex->abandon();
+    mutex = next;
+  }
+}
+
+bool call_at_thread_end(void (*function)(void *), void *argument) noexcept {
+  Thread &self = this_thread;
+  self.id = system_thread_id();
+  self.at_end_argument = argument;
+  self.at_end = end_of_thread.watch(self) ? function : nullptr;
+  return self.at_end != nullptr;
+}
 
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept {
   return static_cast<Mutex *>(Handle::of_mutex(mutex))->wait(milliseconds);

@@ -16,4 +16,12 @@ HANDLE create_named_mutex(char const *name, bool initially_owned) noexcept;
 /// @return its handle; null with the last error, `ERROR_FILE_NOT_FOUND` when nobody uses it.
 HANDLE open_named_mutex(char const *name) noexcept;
 
+/// Makes the mutexes that the calling thread holds abandoned, for a thread that ends at once.
+void abandon_held_mutexes() noexcept;
+
+/// Has a function called at the very end of the calling thread, when the destructors of its
+/// variables have run and what it held is abandoned. Once for a thread.
+/// @return false when the end of this thread cannot be noticed.
+bool call_at_thread_end(void (*function)(void *), void *argument) noexcept;
+
 } // namespace Ostrel

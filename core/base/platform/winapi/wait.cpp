@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// WaitForSingleObject, on the objects' own waits, which sleep on a futex of this process. A futex
-// may wake its sleeper without reason, and a relative time-out would begin again each time: so
-// deadlines are absolute, on the clock that nobody sets.
+// WaitForSingleObject and SignalObjectAndWait, on the objects' own waits, which sleep on a futex of
+// this process. A futex may wake its sleeper without reason, and a relative time-out would begin
+// again each time: so deadlines are absolute, on the clock that nobody sets.
 #include "core/base/platform/winapi/wait.hpp"
 
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/moment.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
+
+#include <climits>
 
 #include <linux/futex.h>
 #include <sys/syscall.h>
@@ -32,6 +34,10 @@ void wake_one(std::atomic<std::uint32_t> *word) noexcept {
   syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1);
 }
 
+void wake_all(std::atomic<std::uint32_t> *word) noexcept {
+  syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX);
+}
+
 } // namespace Ostrel
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
@@ -44,4 +50,14 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
     return WAIT_FAILED;
   }
   return object->wait(milliseconds);
+}
+
+// The wait may begin after the release: what an event is set to meanwhile stays in it.
+DWORD SignalObjectAndWait(HANDLE to_signal, HANDLE to_wait_on, DWORD milliseconds, BOOL alertable) {
+  if (alertable != FALSE) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return WAIT_FAILED;
+  }
+  return ReleaseMutex(to_signal) == FALSE ? WAIT_FAILED
+                                          : WaitForSingleObject(to_wait_on, milliseconds);
 }

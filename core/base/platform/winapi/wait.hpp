@@ -32,4 +32,7 @@ bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
 /// Wakes one thread that sleeps on `word`. Only the address is used: the word itself may be gone.
 void wake_one(std::atomic<std::uint32_t> *word) noexcept;
 
+/// Wakes all of them, likewise.
+void wake_all(std::atomic<std::uint32_t> *word) noexcept;
+
 } // namespace Ostrel

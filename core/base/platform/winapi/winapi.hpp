@@ -24,6 +24,7 @@ constexpr bool is_separator(char c) noexcept {
 
 #include <conio.h>
 #include <direct.h>
+#include <process.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -33,7 +34,12 @@ constexpr bool is_separator(char c) noexcept {
 namespace Ostrel {
 
 // The library's own helpers, which are described below. Here the system itself takes every form of
-// a path, and finds the end of the links.
+// a path, and finds the end of the links; nobody is told of a thread that is terminated.
+class TerminationHook {
+public:
+  TerminationHook(void (*)(void *), void *) noexcept {}
+};
+
 inline void to_native_path(char *) noexcept {}
 
 inline bool follow_links(char const *path, char *target, std::size_t size) noexcept {
@@ -65,6 +71,7 @@ using BYTE = unsigned char;
 using HANDLE = void *;
 using HKEY = void *;
 using REGSAM = DWORD;
+using ThreadRoutine = unsigned int (*)(void *);
 
 union LARGE_INTEGER {
   std::int64_t QuadPart;
@@ -123,9 +130,70 @@ constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 BOOL CloseHandle(HANDLE handle);
 
 /// Waits until `handle` is signalled, for at most `milliseconds` on the monotonic clock.
-/// Takes a mutex: the caller then owns it once more. Gives WAIT_OBJECT_0, WAIT_ABANDONED (owned
-/// now, but its owner ended inside), WAIT_TIMEOUT, or WAIT_FAILED with ERROR_INVALID_HANDLE.
+/// Takes a mutex (the caller then owns it once more), an event (reset by it) or a thread (signalled
+/// when it has ended). Gives WAIT_OBJECT_0, WAIT_ABANDONED (owned now, but its owner ended inside),
+/// WAIT_TIMEOUT, or WAIT_FAILED with ERROR_INVALID_HANDLE.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
+
+/// Releases a mutex and waits for another object, as one step to whoever sets an event: the event
+/// stays set until the wait takes it. Results as above; WAIT_FAILED, without a wait, when the mutex
+/// cannot be released. ERROR_NOT_SUPPORTED for an alertable wait.
+DWORD SignalObjectAndWait(HANDLE to_signal, HANDLE to_wait_on, DWORD milliseconds, BOOL alertable);
+
+// --- Events: event.cpp ------------------------------------------------------------------------
+
+/// Creates an event that resets itself: each setting lets one wait through, and settings without a
+/// wait in between are one. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security
+/// attributes, a manual reset and a name.
+HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initial_state,
+                    char const *name);
+
+/// Sets an event. FALSE with ERROR_INVALID_HANDLE for what is none.
+BOOL SetEvent(HANDLE event);
+
+// --- Threads: thread.cpp, safe_point.cpp ------------------------------------------------------
+
+/// Starts a thread and stores its identifier, unless `id` is null. The handle stays valid until
+/// CloseHandle, which leaves the thread running. Returns it as a number; 0 with `errno` when no
+/// thread can be had, EINVAL for security attributes and flags. A stack size of 0 is the default
+/// one. What the routine throws ends the process.
+std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
+                              void *argument, unsigned int flags, unsigned int *id);
+
+/// Ends a thread from outside, at the first point at which neither the C library, the loader,
+/// libxml2 nor this library has begun something for it that others would wait for; its own locks do
+/// not delay it, and neither do blocked signals. Nothing of its stack is unwound, no destructor of
+/// its variables runs; mutexes that it holds are abandoned. Under a sanitizer it sleeps for ever
+/// instead.
+///
+/// It has mostly ended when the call returns: one that is held up longer than 100 ms (a read of a
+/// stream blocks, which keeps the stream's lock) ends after the return, when it can. TRUE also when
+/// it had ended already. FALSE with ERROR_GEN_FAILURE when it cannot be reached, and
+/// ERROR_INVALID_HANDLE for what is no thread. Nobody asks for an exit code, so `exit_code` means
+/// nothing here.
+BOOL TerminateThread(HANDLE thread, DWORD exit_code);
+
+namespace Ostrel {
+
+/// Has a function called when the calling thread is terminated within a block, since no destructor
+/// runs then. It is called by that thread, which may take locks and memory.
+class TerminationHook {
+public:
+  TerminationHook(void (*action)(void *), void *argument) noexcept;
+  TerminationHook(TerminationHook const &) = delete;
+  TerminationHook &operator=(TerminationHook const &) = delete;
+  ~TerminationHook();
+
+  void run() const noexcept { action_(argument_); }
+  TerminationHook const *outer() const noexcept { return outer_; }
+
+private:
+  void (*action_)(void *);
+  void *argument_;
+  TerminationHook const *outer_; // of the block around this one
+};
+
+} // namespace Ostrel
 
 // --- Mutexes: mutex.cpp, named_mutex.cpp ------------------------------------------------------
 
@@ -292,7 +360,8 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
 /// Gives a search back; FALSE with ERROR_INVALID_HANDLE for what is none.
 BOOL FindClose(HANDLE search);
 
-// --- Clocks, identifiers: clock.cpp -----------------------------------------------------------
+// --- Clocks, identifiers, version: clock.cpp
+// -----------------------------------------------------------
 
 struct SYSTEMTIME {
   WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
@@ -310,6 +379,17 @@ void GetLocalTime(SYSTEMTIME *time);
 
 DWORD GetCurrentProcessId();
 DWORD GetCurrentThreadId();
+
+constexpr DWORD VER_PLATFORM_WIN32_NT = 2;
+
+struct OSVERSIONINFOA {
+  DWORD dwOSVersionInfoSize;
+  DWORD dwPlatformId;
+};
+
+/// Tells which calls there are: those of the NT family. FALSE with ERROR_INSUFFICIENT_BUFFER when
+/// the size field is not set.
+BOOL GetVersionExA(OSVERSIONINFOA *version);
 
 // --- Registry: registry.cpp, registry_file.cpp ------------------------------------------------
 

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/IConditionVariable.hpp"
+
+#include "core/base/foundation/Waits.hpp"
+
+namespace Ostrel {
+
+OSTBASE_WAITS bool IConditionVariable::acquire() {
+  return lock_mutex();
+}
+
+bool IConditionVariable::release() {
+  return unlock_mutex();
+}
+
+} // namespace Ostrel

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Win32ConditionVariable.hpp"
+
+#include "core/base/foundation/Waits.hpp"
+#include "core/base/platform/Timeout.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <memory>
+#include <new>
+
+namespace Ostrel {
+
+namespace {
+
+// Whether the system can release a mutex and wait for an event in one step.
+bool can_signal_and_wait() noexcept {
+  static bool const is_nt = [] {
+    OSVERSIONINFOA version = {};
+    version.dwOSVersionInfoSize = sizeof(version);
+    return GetVersionExA(&version) != FALSE && version.dwPlatformId == VER_PLATFORM_WIN32_NT;
+  }();
+  return is_nt;
+}
+
+[[maybe_unused]] bool const found_at_load = can_signal_and_wait();
+
+} // namespace
+
+// What a thread waits with. It lives in the condition variable, not on the waiter's stack: it is
+// still there when the thread is not.
+struct Win32ConditionVariable::Waiter {
+  explicit Waiter(Win32ConditionVariable &condition)
+      : owner(condition),
+        event(CreateEventA(/*security=*/nullptr, /*manual_reset=*/FALSE, /*initial_state=*/FALSE,
+                           /*name=*/nullptr)) {}
+  Waiter(Waiter const &) = delete;
+  Waiter &operator=(Waiter const &) = delete;
+  ~Waiter() {
+    if (event != nullptr) {
+      CloseHandle(event);
+    }
+  }
+
+  Win32ConditionVariable &owner;
+  void *const event;
+  Waiter *next = nullptr;
+  Waiter *previous = nullptr;
+  // Guarded by the guard; a waiter whose event is set reads that it is out of the row without it.
+  bool is_enlisted = false;
+  bool is_one_of_all = false; // released by a broadcast
+};
+
+class Win32ConditionVariable::Guarded {
+public:
+  explicit Guarded(Win32Mutex &guard) : guard_(guard), is_held_(guard.acquire_for_certain()) {}
+  Guarded(Guarded const &) = delete;
+  Guarded &operator=(Guarded const &) = delete;
+  ~Guarded() {
+    if (is_held_) {
+      guard_.release();
+    }
+  }
+
+  bool is_held() const { return is_held_; }
+
+private:
+  Win32Mutex &guard_;
+  bool is_held_;
+};
+
+Win32ConditionVariable::Win32ConditionVariable()
+    : mutex_(/*initially_owned=*/false, /*name=*/nullptr, /*open_existing=*/false,
+             /*security=*/nullptr, /*result=*/nullptr),
+      guard_(/*initially_owned=*/false, /*name=*/nullptr, /*open_existing=*/false,
+             /*security=*/nullptr, /*result=*/nullptr) {}
+
+Win32ConditionVariable::~Win32ConditionVariable() {
+  Waiter *waiter = spare_.load(std::memory_order_acquire);
+  while (waiter != nullptr) {
+    std::unique_ptr<Waiter> const last(waiter);
+    waiter = last->next;
+  }
+}
+
+bool Win32ConditionVariable::is_acquired() const {
+  return mutex_.is_acquired();
+}
+
+OSTBASE_WAITS bool Win32ConditionVariable::lock_mutex() {
+  return mutex_.acquire();
+}
+
+bool Win32ConditionVariable::unlock_mutex() {
+  return mutex_.release();
+}
+
+OSTBASE_WAITS bool Win32ConditionVariable::wait(unsigned long timeout, bool auto_lock) {
+  if (auto_lock) {
+    mutex_.acquire_for_certain();
+  }
+  bool const is_released = wait_released(timeout);
+  if (!auto_lock) {
+    mutex_.acquire_for_certain();
+  }
+  stay_on_stack();
+  return is_released;
+}
+
+// The mutex is given back in any case.
+bool Win32ConditionVariable::wait_released(unsigned long timeout) {
+  Waiter *const waiter = enlist();
+  if (waiter == nullptr) {
+    mutex_.release();
+    return false;
+  }
+  TerminationHook const withdrawal(withdraw, waiter);
+  bool is_set = false;
+  if (can_signal_and_wait()) {
+    is_set = mutex_.release_and_wait(waiter->event, timeout_from(timeout));
+  } else {
+    mutex_.release();
+    is_set = WaitForSingleObject(waiter->event, timeout_from(timeout)) == WAIT_OBJECT_0;
+  }
+  bool const is_released = is_set || dismiss(*waiter);
+  keep(*waiter);
+  return is_released;
+}
+
+// Gives a waiter at the end of the row; null without memory or guard.
+Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist() {
+  Guarded const guarded(guard_);
+  if (!guarded.is_held()) {
+    return nullptr;
+  }
+  Waiter *waiter = spare_.load(std::memory_order_acquire);
+  while (waiter != nullptr &&
+         !spare_.compare_exchange_weak(waiter, waiter->next, std::memory_order_acquire)) {
+  }
+  if (waiter == nullptr) {
+    std::unique_ptr<Waiter> made(new (std::nothrow) Waiter(*this));
+    if (made == nullptr || made->event == nullptr) {
+      return nullptr;
+    }
+    waiter = made.release();
+  }
+  waiter->is_enlisted = true;
+  waiter->is_one_of_all = false;
+  waiter->next = nullptr;
+  waiter->previous = last_;
+  (last_ == nullptr ? first_ : last_->next) = waiter;
+  last_ = waiter;
+  return waiter;
+}
+
+// Takes a waiter whose wait ended without its event from the row. True when somebody released it
+// all the same, at the last moment: nobody else gets that wake-up.
+bool Win32ConditionVariable::dismiss(Waiter &waiter) {
+  Guarded const guarded(guard_);
+  if (waiter.is_enlisted) {
+    unlink(waiter);
+    return false;
+  }
+  WaitForSingleObject(waiter.event, 0);
+  return true;
+}
+
+// Called when the thread is terminated in its wait. What had been meant for it goes to the next.
+void Win32ConditionVariable::withdraw(void *waiter) {
+  auto &self = *static_cast<Waiter *>(waiter);
+  Win32ConditionVariable &owner = self.owner;
+  bool const is_for_next = owner.dismiss(self) && !self.is_one_of_all;
+  owner.keep(self);
+  if (is_for_next) {
+    owner.signal();
+  }
+}
+
+void Win32ConditionVariable::unlink(Waiter &waiter) {
+  (waiter.previous == nullptr ? first_ : waiter.previous->next) = waiter.next;
+  (waiter.next == nullptr ? last_ : waiter.next->previous) = waiter.previous;
+  waiter.is_enlisted = false;
+}
+
+void Win32ConditionVariable::keep(Waiter &waiter) {
+  waiter.next = spare_.load(std::memory_order_relaxed);
+  while (!spare_.compare_exchange_weak(waiter.next, &waiter, std::memory_order_release,
+                                       std::memory_order_relaxed)) {
+  }
+}
+
+// Needs the guard held.
+bool Win32ConditionVariable::release_first(bool is_for_all) {
+  Waiter &waiter = *first_;
+  unlink(waiter);
+  waiter.is_one_of_all = is_for_all;
+  return SetEvent(waiter.event) != FALSE;
+}
+
+bool Win32ConditionVariable::signal() {
+  Guarded const guarded(guard_);
+  if (!guarded.is_held()) {
+    return false;
+  }
+  return first_ == nullptr || release_first(/*is_for_all=*/false);
+}
+
+bool Win32ConditionVariable::broadcast() {
+  Guarded const guarded(guard_);
+  bool is_done = guarded.is_held();
+  while (guarded.is_held() && first_ != nullptr) {
+    is_done = release_first(/*is_for_all=*/true) && is_done;
+  }
+  return is_done;
+}
+
+} // namespace Ostrel

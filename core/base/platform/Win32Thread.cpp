@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Win32Thread.hpp"
+
+#include "core/base/foundation/Waits.hpp"
+#include "core/base/platform/Timeout.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
+
+namespace Ostrel {
+
+Win32Thread::Win32Thread(Routine routine, void *argument)
+    : handle_(nullptr), id_(0), running_(false), routine_(routine), argument_(argument) {}
+
+Win32Thread::~Win32Thread() {
+  if (handle_ != nullptr) {
+    CloseHandle(handle_);
+  }
+}
+
+unsigned long Win32Thread::get_id() const {
+  return id_;
+}
+
+bool Win32Thread::start() {
+  if (routine_ == nullptr || running_) {
+    return false;
+  }
+  unsigned int id = 0;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the call gives the handle as a number.
+  auto *const started = reinterpret_cast<void *>(_beginthreadex(
+      /*security=*/nullptr, /*stack_size=*/0, routine_, argument_, /*flags=*/0, &id));
+  if (started == nullptr) {
+    return false;
+  }
+  if (handle_ != nullptr) {
+    CloseHandle(handle_);
+  }
+  handle_ = started;
+  id_ = id;
+  running_ = true;
+  return true;
+}
+
+// A thread may stop itself, and then waits here for its end.
+OSTBASE_WAITS bool Win32Thread::stop() {
+  if (!running_) {
+    return true;
+  }
+  running_ = false;
+  return TerminateThread(handle_, 1) != FALSE;
+}
+
+OSTBASE_WAITS bool Win32Thread::wait_for_exit(unsigned long timeout) {
+  running_ = false;
+  return handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;
+}
+
+} // namespace Ostrel

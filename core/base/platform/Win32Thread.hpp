@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/platform/IThread.hpp"
+
+namespace Ostrel {
+
+/// The thread of the operating system.
+///
+/// Destroying it releases the system's handle, neither stops the thread nor waits for it.
+class OSTBASE_API Win32Thread : public IThread {
+public:
+  /// Creates no thread yet.
+  /// @param routine   what `start` runs; null makes every `start` fail.
+  /// @param argument  passed to the routine unchanged; not touched here.
+  Win32Thread(Routine routine, void *argument);
+  Win32Thread(Win32Thread const &) = delete;
+  Win32Thread &operator=(Win32Thread const &) = delete;
+  ~Win32Thread() override;
+
+  unsigned long get_id() const override;
+  bool start() override;
+  bool stop() override;
+  bool wait_for_exit(unsigned long timeout) override;
+
+private:
+  void *handle_; // of the thread that was started last; null before
+  unsigned long id_;
+  bool running_; // started, and neither stopped nor waited for
+  Routine routine_;
+  void *argument_;
+};
+
+} // namespace Ostrel

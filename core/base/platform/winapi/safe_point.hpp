@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <ucontext.h>
+
+namespace Ostrel {
+
+/// Learns where the libraries lie whose calls a thread must leave before it can be ended, and loads
+/// what a look for one needs. Once, in a thread that is not being ended. False without memory.
+bool learn_safe_points() noexcept;
+
+/// Whether a thread can be ended where it is.
+enum class SafePoint {
+  HERE,
+  SOON, // not here, but it is on its way
+  LATE, // not here, and it sleeps in the kernel
+};
+
+struct SafePointLook {
+  SafePoint point;
+  /// Where the return address of the call is kept that has to end before; null when that is
+  /// unknown.
+  void **way_back;
+};
+
+/// Whether the thread that was interrupted at `context` can be ended there, for ever, without harm
+/// to others: neither the C library, the loader, libxml2 nor an operation of this library has
+/// begun something that it has not finished.
+///
+/// For the signal handler of that thread: takes no lock and no memory.
+///
+/// @param base  the function at which the thread's own part of the stack ends.
+SafePointLook look_for_safe_point(ucontext_t const &context, void const *base) noexcept;
+
+/// Has a function called, which must not return, when the call ends to which `way_back` belongs.
+/// Not to be looked at again before: its stack cannot be followed any more.
+void turn_way_back(void **way_back, void (*function)()) noexcept;
+
+/// Whether the call is still going on whose way back was turned. It may also have been left by a
+/// jump.
+bool is_still_in_call(ucontext_t const &context, void **way_back) noexcept;
+
+/// Whether a sanitizer watches this process, to which a thread that vanishes is a fault of its own.
+/// Known once the points are learnt.
+bool is_sanitized() noexcept;
+
+} // namespace Ostrel

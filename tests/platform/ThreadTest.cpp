@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/IMutex.hpp"
+#include "core/base/platform/IThread.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/Threads.hpp"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <unistd.h>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr unsigned long LONG_MS = 30000;
+
+std::unique_ptr<IThread> make_thread(IThread::Routine routine, void *argument = nullptr) {
+  return std::unique_ptr<IThread>(Platform::create_thread(routine, argument, false));
+}
+
+unsigned int wait_for_gate(void *gate) {
+  static_cast<std::promise<void> *>(gate)->get_future().wait();
+  return 0;
+}
+
+// --- Threads that are ended by force ----------------------------------------------------------
+
+std::atomic<bool> is_there{false};
+std::atomic<int> unwound{0};
+std::atomic<unsigned int> work{0};
+
+// Counts what must not happen: nothing of the stack is unwound.
+struct Unwinding {
+  ~Unwinding() { ++unwound; }
+};
+
+sem_t nobody_posts;
+std::mutex held_by_main;
+IMutex *mutex_of_main = nullptr;
+std::array<int, 2> silent_pipe;
+
+struct Routine {
+  char const *name;
+  void (*step)();
+};
+
+void *spoilt_by_main(void * /*unused*/) {
+  pause();
+  return nullptr;
+}
+
+void block_all_signals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+  ++work;
+}
+
+int compare_without_end(void const * /*unused*/, void const * /*unused*/) {
+  for (;;) {
+    ++work;
+  }
+}
+
+constexpr Routine ROUTINES[] = {
+    {"computes", [] { ++work; }},
+    {"computes, all signals blocked", block_all_signals},
+    {"computes in a callback",
+     [] {
+       std::array<int, 64> numbers = {};
+       qsort(numbers.data(), numbers.size(), sizeof(int), compare_without_end);
+     }},
+    {"sleeps", [] { sleep(1000); }},
+    {"sleeps in the library", [] { Platform::millisecond_sleep(1000000); }},
+    {"waits for a semaphore", [] { sem_wait(&nobody_posts); }},
+    {"waits for a mutex", [] { held_by_main.lock(); }},
+    {"waits for a mutex of the library", [] { mutex_of_main->acquire(); }},
+    {"waits for a thread",
+     [] {
+       pthread_t other;
+       pthread_create(&other, nullptr, spoilt_by_main, nullptr);
+       pthread_join(other, nullptr);
+     }},
+    {"reads",
+     [] {
+       char byte = 0;
+       [[maybe_unused]] ssize_t const count = read(silent_pipe[0], &byte, 1);
+     }},
+    {"allocates", [] { std::string(1000, 'x').swap(*std::make_unique<std::string>()); }},
+    {"prints",
+     [] {
+       static std::FILE *const nowhere = std::fopen("/dev/null", "w");
+       std::fprintf(nowhere, "%d", 1);
+     }},
+    {"logs", [] { LoggingCategory::get_instance("a.b").warn("%s", ""); }},
+    {"loads",
+     [] {
+       if (void *const library = dlopen("libm.so.6", RTLD_NOW)) {
+         dlclose(library);
+       }
+     }},
+    {"throws",
+     [] {
+       try {
+         throw std::runtime_error("thrown");
+       } catch (std::runtime_error const &) {
+         ++work;
+       }
+     }},
+};
+
+unsigned int repeat(void *routine) {
+  Unwinding const here;
+  is_there = true;
+  for (;;) {
+    static_cast<Routine const *>(routine)->step();
+  }
+}
+
+// What other threads do afterwards: it hangs when the one that ended had been inside.
+void use_everything() {
+  std::free(std::malloc(5000));
+  std::printf(" ");
+  LoggingCategory::get_instance("a.b.c").warn("still here");
+  if (void *const library = dlopen("libm.so.6", RTLD_NOW)) {
+    dlclose(library);
+  }
+}
+
+int stop_each(Role::Arguments const &rounds) {
+  sem_init(&nobody_posts, 0, 0);
+  held_by_main.lock();
+  mutex_of_main = Platform::create_mutex(true);
+  mutex_of_main->acquire();
+  if (pipe(silent_pipe.data()) != 0) {
+    return 1;
+  }
+  for (Routine const &routine : ROUTINES) {
+    for (int round = std::stoi(rounds.front()); round > 0; --round) {
+      is_there = false;
+      auto const thread = make_thread(repeat, const_cast<Routine *>(&routine));
+      thread->start();
+      while (!is_there) {
+        sched_yield();
+      }
+      if (!thread->stop() || !thread->wait_for_exit(LONG_MS) || unwound != 0) {
+        std::printf("%s\n", routine.name);
+        return 2;
+      }
+      use_everything();
+    }
+  }
+  return 0;
+}
+
+Role const stop_each_role("stop-each", stop_each);
+
+int throw_from_a_routine(Role::Arguments const & /*unused*/) {
+  auto const thread = make_thread([](void *) -> unsigned int { throw std::runtime_error("out"); });
+  thread->start();
+  thread->wait_for_exit(LONG_MS);
+  return 0;
+}
+
+Role const throw_role("throw-from-a-routine", throw_from_a_routine);
+
+} // namespace
+
+TEST(Thread, IsStartedAndWaitedFor) {
+  EXPECT_FALSE(make_thread(nullptr)->start());
+
+  std::atomic<unsigned long> id{0};
+  auto const thread = make_thread(
+      [](void *argument) {
+        *static_cast<std::atomic<unsigned long> *>(argument) = Platform::get_current_thread_id();
+        return 0U;
+      },
+      &id);
+  EXPECT_EQ(thread->get_id(), 0);
+  EXPECT_TRUE(thread->stop());
+  EXPECT_FALSE(thread->wait_for_exit(OVRA_INFINITE));
+  for (int again = 0; again < 2; ++again) {
+    EXPECT_TRUE(thread->start());
+    EXPECT_FALSE(thread->start())
+        << "until somebody has waited, also when the routine has returned";
+    EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
+    EXPECT_TRUE(thread->wait_for_exit(0)) << "twice";
+    EXPECT_EQ(thread->get_id(), id);
+  }
+}
+
+TEST(Thread, AWaitThatEndsEarlyForgetsTheThread) {
+  std::promise<void> gate;
+  auto const thread = make_thread(wait_for_gate, &gate);
+  EXPECT_TRUE(thread->start());
+  EXPECT_FALSE(thread->wait_for_exit(0));
+  EXPECT_TRUE(thread->stop()) << "ends nothing: it does not count as running";
+  EXPECT_FALSE(thread->wait_for_exit(1));
+  gate.set_value();
+  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE + 1)) << "above it there is no limit either";
+}
+
+TEST(Thread, GoesOnWhenItsObjectIsDestroyed) {
+  std::promise<void> done;
+  make_thread(
+      [](void *argument) {
+        static_cast<std::promise<void> *>(argument)->set_value();
+        return 0U;
+      },
+      &done)
+      ->start();
+  done.get_future().wait();
+}
+
+TEST(Thread, HasEndedWhenItsVariablesAreGone) {
+  static std::atomic<int> destroyed{0};
+  struct Slow {
+    ~Slow() {
+      usleep(20000);
+      ++destroyed;
+    }
+  };
+  auto const thread = make_thread([](void *) {
+    thread_local Slow const slow;
+    static_cast<void>(&slow);
+    return 0U;
+  });
+  thread->start();
+  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
+  EXPECT_EQ(destroyed, 1);
+}
+
+TEST(Thread, IsEndedWhereverItIs) {
+  ChildResult const child = run_child("stop-each", {"5"}, {{"OSTREL_LOG_OUTPUT", "/dev/null"}});
+  EXPECT_EQ(child.status, 0) << child.out << child.err;
+}
+
+TEST(Thread, AbandonsWhatItHeldWhenItIsEnded) {
+  static std::atomic<bool> is_held{false};
+  std::unique_ptr<IMutex> const mutex(Platform::create_mutex(true));
+  auto const thread = make_thread(
+      [](void *argument) -> unsigned int {
+        is_held = static_cast<IMutex *>(argument)->acquire();
+        for (;;) {
+          pause();
+        }
+      },
+      mutex.get());
+  thread->start();
+  while (!is_held) {
+    sched_yield();
+  }
+  EXPECT_TRUE(thread->stop());
+  EXPECT_FALSE(mutex->acquire());
+  EXPECT_TRUE(mutex->acquire());
+  EXPECT_TRUE(mutex->release());
+}
+
+TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
+  std::array<int, 2> ends = {};
+  ASSERT_EQ(pipe(ends.data()), 0);
+  std::FILE *const stream = fdopen(ends[0], "r");
+  static std::atomic<bool> is_reading{false};
+  auto const thread = make_thread(
+      [](void *argument) -> unsigned int {
+        is_reading = true;
+        for (;;) {
+          std::fgetc(static_cast<std::FILE *>(argument));
+          ++work;
+        }
+      },
+      stream);
+  thread->start();
+  while (!is_reading) {
+    sched_yield();
+  }
+  EXPECT_TRUE(thread->stop());
+  ASSERT_EQ(write(ends[1], "x", 1), 1);
+  EXPECT_TRUE(thread->wait_for_exit(LONG_MS));
+  EXPECT_EQ(ftrylockfile(stream), 0) << "nobody holds the stream";
+  close(ends[1]);
+}
+
+TEST(Thread, ARoutineThatThrowsEndsTheProcess) {
+  EXPECT_EQ(run_child("throw-from-a-routine").status, -SIGABRT);
+}
