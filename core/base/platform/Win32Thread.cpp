@@ -8,7 +8,7 @@
 namespace Ostrel {
 
 Win32Thread::Win32Thread(Routine routine, void *argument)
-    : handle_(nullptr), id_(0), running_(false), routine_(routine), argument_(argument) {}
+    : routine_(routine), argument_(argument) {}
 
 Win32Thread::~Win32Thread() {
   if (handle_ != nullptr) {

@@ -24,9 +24,9 @@ public:
   bool wait_for_exit(unsigned long timeout) override;
 
 private:
-  void *handle_; // of the thread that was started last; null before
-  unsigned long id_;
-  bool running_; // started, and neither stopped nor waited for
+  void *handle_ = nullptr; // of the thread that was started last; null before
+  unsigned long id_ = 0;
+  bool running_ = false; // started, and neither stopped nor waited for
   Routine routine_;
   void *argument_;
 };

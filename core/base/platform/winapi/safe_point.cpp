@@ -257,6 +257,7 @@ IN_HANDLER Call call_of(long number, long operation) noexcept {
 #if defined(__x86_64__)
 
 IN_HANDLER bool is_call(Address place) noexcept {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): a register is a number.
   auto const *const bytes = reinterpret_cast<unsigned char const *>(place);
   return bytes[0] == 0x0F && bytes[1] == 0x05; // syscall
 }
@@ -280,6 +281,7 @@ IN_HANDLER Address stack_pointer(ucontext_t const &context) noexcept {
 
 // The return address into `caller` lies below everything else of it.
 IN_HANDLER void **way_back_to(_Unwind_Context *caller) noexcept {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the unwinder gives a number.
   auto *const above = reinterpret_cast<void **>(_Unwind_GetCFA(caller));
   return reinterpret_cast<Address>(above[-1]) == _Unwind_GetIP(caller) ? above - 1 : nullptr;
 }
