@@ -48,6 +48,7 @@ struct Win32ConditionVariable::Waiter {
   // Guarded by the guard; a waiter whose event is set reads that it is out of the row without it.
   bool is_enlisted = false;
   bool is_one_of_all = false; // released by a broadcast
+  bool takes_mutex = false;   // after the wait
 };
 
 class Win32ConditionVariable::Guarded {
@@ -98,7 +99,7 @@ OSTBASE_WAITS bool Win32ConditionVariable::wait(unsigned long timeout, bool auto
   if (auto_lock) {
     mutex_.acquire_for_certain();
   }
-  bool const is_released = wait_released(timeout);
+  bool const is_released = wait_released(timeout, /*takes_mutex=*/!auto_lock);
   if (!auto_lock) {
     mutex_.acquire_for_certain();
   }
@@ -107,8 +108,8 @@ OSTBASE_WAITS bool Win32ConditionVariable::wait(unsigned long timeout, bool auto
 }
 
 // The mutex is given back in any case.
-bool Win32ConditionVariable::wait_released(unsigned long timeout) {
-  Waiter *const waiter = enlist();
+bool Win32ConditionVariable::wait_released(unsigned long timeout, bool takes_mutex) {
+  Waiter *const waiter = enlist(takes_mutex);
   if (waiter == nullptr) {
     mutex_.release();
     return false;
@@ -127,7 +128,7 @@ bool Win32ConditionVariable::wait_released(unsigned long timeout) {
 }
 
 // Gives a waiter at the end of the row; null without memory or guard.
-Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist() {
+Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist(bool takes_mutex) {
   Guarded const guarded(guard_);
   if (!guarded.is_held()) {
     return nullptr;
@@ -145,6 +146,7 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist() {
   }
   waiter->is_enlisted = true;
   waiter->is_one_of_all = false;
+  waiter->takes_mutex = takes_mutex;
   waiter->next = nullptr;
   waiter->previous = last_;
   (last_ == nullptr ? first_ : last_->next) = waiter;
@@ -155,12 +157,14 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist() {
 // Takes a waiter whose wait ended without its event from the row. True when somebody released it
 // all the same, at the last moment: nobody else gets that wake-up.
 bool Win32ConditionVariable::dismiss(Waiter &waiter) {
-  Guarded const guarded(guard_);
-  if (waiter.is_enlisted) {
-    unlink(waiter);
-    return false;
+  {
+    Guarded const guarded(guard_);
+    if (waiter.is_enlisted) {
+      unlink(waiter);
+      return false;
+    }
   }
-  WaitForSingleObject(waiter.event, 0);
+  WaitForSingleObject(waiter.event, INFINITE); // it is being set
   return true;
 }
 
@@ -188,27 +192,46 @@ void Win32ConditionVariable::keep(Waiter &waiter) {
   }
 }
 
-// Needs the guard held.
-bool Win32ConditionVariable::release_first(bool is_for_all) {
-  Waiter &waiter = *first_;
-  unlink(waiter);
-  waiter.is_one_of_all = is_for_all;
-  return SetEvent(waiter.event) != FALSE;
+// Not under the guard, which the waiter may want at once. It is the waiter's again afterwards.
+bool Win32ConditionVariable::wake(Waiter const &waiter) const {
+  return set_event_before(waiter.event, waiter.takes_mutex ? mutex_.handle_ : nullptr) != FALSE;
 }
 
 bool Win32ConditionVariable::signal() {
-  Guarded const guarded(guard_);
-  if (!guarded.is_held()) {
-    return false;
+  Waiter *released = nullptr;
+  {
+    Guarded const guarded(guard_);
+    if (!guarded.is_held()) {
+      return false;
+    }
+    if (first_ == nullptr) {
+      return true;
+    }
+    released = first_;
+    unlink(*released);
   }
-  return first_ == nullptr || release_first(/*is_for_all=*/false);
+  return wake(*released);
 }
 
 bool Win32ConditionVariable::broadcast() {
-  Guarded const guarded(guard_);
-  bool is_done = guarded.is_held();
-  while (guarded.is_held() && first_ != nullptr) {
-    is_done = release_first(/*is_for_all=*/true) && is_done;
+  Waiter *released = nullptr;
+  {
+    Guarded const guarded(guard_);
+    if (!guarded.is_held()) {
+      return false;
+    }
+    released = first_;
+    for (Waiter *waiter = released; waiter != nullptr; waiter = waiter->next) {
+      waiter->is_enlisted = false;
+      waiter->is_one_of_all = true;
+    }
+    first_ = last_ = nullptr;
+  }
+  bool is_done = true;
+  while (released != nullptr) {
+    Waiter const &waiter = *released;
+    released = waiter.next;
+    is_done = wake(waiter) && is_done;
   }
   return is_done;
 }

@@ -34,11 +34,11 @@ private:
 
   static void withdraw(void *waiter);
 
-  bool wait_released(unsigned long timeout);
-  Waiter *enlist();
+  bool wait_released(unsigned long timeout, bool takes_mutex);
+  Waiter *enlist(bool takes_mutex);
   bool dismiss(Waiter &waiter);
   void unlink(Waiter &waiter);
-  bool release_first(bool is_for_all);
+  bool wake(Waiter const &waiter) const;
   void keep(Waiter &waiter);
 
   Win32Mutex mutex_;

@@ -4,6 +4,7 @@
 // whether others sleep, and so leaves the word as if they did.
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/mutex.hpp"
 #include "core/base/platform/winapi/wait.hpp"
 
 #include <new>
@@ -17,7 +18,7 @@ public:
   explicit Event(bool is_set) noexcept : word_(is_set ? SET : CLEAR) {}
 
   DWORD wait(DWORD milliseconds) noexcept override;
-  BOOL set_event() noexcept override;
+  BOOL set_event(HANDLE mutex) noexcept override;
 
 private:
   enum Word : std::uint32_t { CLEAR, SET, SLEPT_ON };
@@ -51,9 +52,10 @@ DWORD Event::wait(DWORD milliseconds) noexcept {
 }
 
 // Nothing of the object is touched after the exchange: who takes the event may close it.
-BOOL Event::set_event() noexcept {
+BOOL Event::set_event(HANDLE mutex) noexcept {
   std::atomic<std::uint32_t> *const word = &word_;
-  if (word->exchange(SET, std::memory_order_release) == SLEPT_ON) {
+  if (word->exchange(SET, std::memory_order_release) == SLEPT_ON &&
+      !give_sleeper(mutex, *word, SET)) {
     wake_one(word);
   }
   return TRUE;
@@ -77,8 +79,15 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
   return event->handle();
 }
 
+namespace Ostrel {
+
+BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept {
+  Handle *const object = Handle::is_mutex(event) ? nullptr : Handle::of(event);
+  return object == nullptr ? fail(ERROR_INVALID_HANDLE) : object->set_event(mutex);
+}
+
+} // namespace Ostrel
+
 BOOL SetEvent(HANDLE event) {
-  Ostrel::Handle *const object =
-      Ostrel::Handle::is_mutex(event) ? nullptr : Ostrel::Handle::of(event);
-  return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->set_event();
+  return Ostrel::set_event_before(event, nullptr);
 }

@@ -16,7 +16,7 @@ BOOL Handle::release_mutex() noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 
-BOOL Handle::set_event() noexcept {
+BOOL Handle::set_event(HANDLE /*mutex*/) noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 

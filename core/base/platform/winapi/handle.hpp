@@ -20,8 +20,8 @@ public:
   /// `ReleaseMutex` on this object.
   virtual BOOL release_mutex() noexcept;
 
-  /// `SetEvent` on this object.
-  virtual BOOL set_event() noexcept;
+  /// `SetEvent` on this object, for a sleeper that takes `mutex` next; null for any other.
+  virtual BOOL set_event(HANDLE mutex) noexcept;
 
   /// `TerminateThread` on this object.
   virtual BOOL terminate() noexcept;

@@ -6,6 +6,10 @@
 // gives it back with WAITERS set wakes one sleeper, and that one takes the mutex with WAITERS set
 // again, since it cannot know whether others sleep.
 //
+// The owner can also be given sleepers: who sets an event whose sleeper takes the mutex next would
+// wake it in vain, since the mutex is not free yet. They come without setting WAITERS, so it is
+// left in the word for them.
+//
 // A mutex has to notice that its owner ends. Each thread therefore links what it holds into a list
 // of its own, and a key of the thread, whose destructor the system runs at its end, marks what is
 // still in it as abandoned. Only the owner follows or changes the links of a mutex.
@@ -63,6 +67,12 @@ public:
   // Called by the owner, at its end, on every mutex that it holds.
   void abandon() noexcept;
 
+  // Called by the owner: gives the mutex the thread that sleeps on an event that was set.
+  bool adopt_sleeper(std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept;
+  bool is_mine() const noexcept {
+    return (word_.load(std::memory_order_relaxed) & OWNER) == this_thread.id;
+  }
+
   // Called by the one thread that is left after a fork, on what it holds.
   void adopt(std::uint32_t owner) noexcept { word_.store(owner, std::memory_order_relaxed); }
 
@@ -72,6 +82,8 @@ private:
   // Kept apart, so that the common way saves no registers for what the rare one needs.
   __attribute__((noinline)) DWORD wait_contended(Thread &self, DWORD milliseconds) noexcept;
   __attribute__((noinline)) BOOL finish_release(std::uint32_t old) noexcept;
+  __attribute__((noinline)) BOOL release_to_sleepers() noexcept;
+  std::uint32_t left_for_adopted() noexcept;
 
   DWORD take_if_free(Thread &self, std::uint32_t flags) noexcept;
   bool is_owner_lost(std::uint32_t word) const noexcept;
@@ -83,6 +95,7 @@ private:
   // The owner's. In a mutex that is free, depth and previous are as in one that was just taken:
   // there is less to write, and a locked operation waits for each write before it.
   std::uint64_t depth_ = 0;   // how often the owner has taken it again
+  std::uint64_t adopted_ = 0; // sleepers that were given to an owner, and not woken yet
   Mutex *next_ = nullptr;     // held by the same thread, taken before this one
   Mutex *previous_ = nullptr; // likewise, taken after it
 };
@@ -253,7 +266,8 @@ bool Mutex::is_owner_lost(std::uint32_t word) const noexcept {
 __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
   Thread &self = this_thread;
   std::uint32_t const id = self.id;
-  if ((word_.load(std::memory_order_relaxed) & OWNER) != id) {
+  std::uint32_t const word = word_.load(std::memory_order_relaxed);
+  if ((word & OWNER) != id) {
     return fail(ERROR_NOT_OWNER);
   }
   if (depth_ > 0) {
@@ -261,14 +275,40 @@ __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
     return TRUE;
   }
   unlink(self);
+  if ((word & WAITERS) != 0) {
+    return release_to_sleepers();
+  }
   std::uint32_t const old = word_.exchange(0, std::memory_order_acq_rel);
   return old == id ? TRUE : finish_release(old);
+}
+
+BOOL Mutex::release_to_sleepers() noexcept {
+  std::uint32_t const left = left_for_adopted();
+  return finish_release(word_.exchange(left, std::memory_order_acq_rel));
+}
+
+// One sleeper is woken by each release.
+std::uint32_t Mutex::left_for_adopted() noexcept {
+  if (adopted_ == 0) {
+    return 0;
+  }
+  --adopted_;
+  return WAITERS;
+}
+
+bool Mutex::adopt_sleeper(std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept {
+  word_.fetch_or(WAITERS, std::memory_order_relaxed);
+  if (!move_sleeper(event, value, word_)) {
+    return false;
+  }
+  ++adopted_;
+  return true;
 }
 
 void Mutex::abandon() noexcept {
   forget_owner();
   show_release(&word_);
-  finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
+  finish_release(word_.exchange(ABANDONED | left_for_adopted(), std::memory_order_acq_rel));
 }
 
 // Leaves depth and previous as they are in a mutex that is free.
@@ -330,6 +370,14 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 }
 
 } // namespace
+
+bool give_sleeper(HANDLE mutex, std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept {
+  if (!Handle::is_mutex(mutex)) {
+    return false;
+  }
+  auto &object = *static_cast<Mutex *>(Handle::of_mutex(mutex));
+  return object.is_mine() && object.adopt_sleeper(event, value);
+}
 
 void abandon_held_mutexes() noexcept {
   Mutex *mutex = std::exchange(this_thread.held, nullptr);

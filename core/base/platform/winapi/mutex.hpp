@@ -3,10 +3,16 @@
 
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <atomic>
+
 namespace Ostrel {
 
 /// `WaitForSingleObject` on the handle of a mutex without a name.
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept;
+
+/// Lets the thread that sleeps on the word of an event sleep for the mutex instead, if the calling
+/// thread owns that. @return false when it does not, or nobody sleeps.
+bool give_sleeper(HANDLE mutex, std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept;
 
 /// Creates the mutex of that name, or opens it when it is there.
 /// @return its handle; null with the last error when it cannot be had.
