@@ -11,11 +11,11 @@ namespace {
 
 constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 
-DWORD transfer_size(std::size_t size) {
-  return static_cast<DWORD>(std::min(size, LARGEST_TRANSFER));
-}
-
 } // namespace
+
+std::uint32_t transfer_size(std::size_t size) noexcept {
+  return static_cast<std::uint32_t>(std::min(size, LARGEST_TRANSFER));
+}
 
 void CloseFile::operator()(void *file) const noexcept {
   CloseHandle(file);

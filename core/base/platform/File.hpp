@@ -23,6 +23,10 @@ enum class NewFile { EVERYBODYS, OWNERS };
 OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
                    NewFile owner = NewFile::EVERYBODYS) noexcept;
 
+/// How many of `size` bytes one call of the system is asked to move, which narrows the number too.
+/// Internal to the library.
+std::uint32_t transfer_size(std::size_t size) noexcept;
+
 /// Writes the bytes to an open file of the system in one call, and the rest, after a short write,
 /// in further ones. Internal to the library.
 /// @return how many bytes reached the file; fewer than `size` when the system refused more.

@@ -176,6 +176,13 @@ public:
   /// which does not end the program either.
   static void write_standard_error(char const *text, std::size_t size);
 
+  /// Writes to an open descriptor of the C library in one call of the system (addition). A broken
+  /// pipe is a failure like any other.
+  ///
+  /// @return how many bytes were taken, which may be fewer than `size` and are 1 GiB at most; -1
+  ///         when the system refuses, and for null.
+  static long write_descriptor(int descriptor, void const *data, std::size_t size);
+
   static unsigned long get_current_process_id();
   static unsigned long get_current_thread_id();
 

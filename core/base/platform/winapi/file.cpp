@@ -8,6 +8,7 @@
 #include "core/base/platform/winapi/path.hpp"
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstddef>
 #include <ctime>
@@ -241,6 +242,15 @@ BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPP
   }
   *count = static_cast<DWORD>(result);
   return TRUE;
+}
+
+int _write(int descriptor, void const *data, unsigned int size) {
+  if (data == nullptr || size > INT_MAX) {
+    errno = EINVAL;
+    return -1;
+  }
+  WithoutPipeSignal const guard;
+  return static_cast<int>(write_waiting(descriptor, data, size));
 }
 
 BOOL FlushFileBuffers(HANDLE file) {
