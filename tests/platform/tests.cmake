@@ -4,6 +4,7 @@ ostbase_test(
   SOURCES ConditionVariableTest.cpp
           ConsoleTest.cpp
           DirectoryTest.cpp
+          EnvironmentSetupTest.cpp
           EnvironmentTest.cpp
           FileSearchTest.cpp
           FileTest.cpp

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/EnvironmentSetup.hpp"
+
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "core/base/platform/Environment.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <cstring>
+#include <new>
+#include <string>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+using Text = std::unique_ptr<char[]>;
+
+constexpr char const *CONFIG_PATH = "OSTREL_CONFIG_PATH";
+constexpr char const *SOURCE_TREE = "ostrel-core"; // the name of its directory
+constexpr int DIRECTORY_SIZE = 260; // characters of the current directory, terminator included
+
+LoggingCategory &category() {
+  static LoggingCategory &instance =
+      LoggingCategory::get_instance("Ostrel.Core.Base.EnvironmentSetup");
+  return instance;
+}
+
+// Null without memory.
+Text copy_text(char const *text) {
+  std::size_t const size = std::strlen(text) + 1;
+  Text copy(new (std::nothrow) char[size]);
+  if (copy != nullptr) {
+    std::memcpy(copy.get(), text, size);
+  }
+  return copy;
+}
+
+void report_no_path() {
+  LoggingCategoryPostfixed(&category()).trace("Could not allocate new_path!");
+}
+
+bool has_arguments(int argc, char *const *argv) {
+  return argc != 0 && argv != nullptr;
+}
+
+bool names_source_tree(char const *path) {
+  return path != nullptr && std::strstr(path, SOURCE_TREE) != nullptr;
+}
+
+// The variable with its present value and, in the source tree, the tree's directory. Null without
+// memory.
+Text make_config_path_entry(bool is_in_source_tree) try {
+  std::string value;
+  read_environment(CONFIG_PATH, &value);
+  std::string entry = std::string(CONFIG_PATH) + "=" + value;
+  if (is_in_source_tree) {
+    entry += Platform::get_search_path_delimiter();
+    entry += OSTBASE_CONFIG_DIR;
+  }
+  return copy_text(entry.c_str());
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+} // namespace
+
+char *EnvironmentSetup::_argv0 = nullptr;
+unsigned int EnvironmentSetup::_argv0_ref_count = 0;
+
+EnvironmentSetup::EnvironmentSetup() noexcept = default;
+
+EnvironmentSetup::EnvironmentSetup(int argc, char **argv) {
+  init_internal(argc, argv);
+}
+
+EnvironmentSetup::~EnvironmentSetup() {
+  _putenv("OSTREL_LIBRARY_PATH=");
+  _putenv("OSTREL_CONFIG_PATH=");
+  if (_argv0 == nullptr) {
+    return;
+  }
+  --_argv0_ref_count;
+  if (_argv0_ref_count == 0) {
+    delete[] std::exchange(_argv0, nullptr);
+  }
+}
+
+void EnvironmentSetup::init(int argc, char **argv) {
+  init_internal(argc, argv);
+}
+
+bool EnvironmentSetup::in_source_tree(int argc, char **const argv) {
+  if (names_source_tree(has_arguments(argc, argv) ? argv[0] : _argv0)) {
+    return true;
+  }
+  char directory[DIRECTORY_SIZE];
+  return names_source_tree(_getcwd(directory, DIRECTORY_SIZE));
+}
+
+char *EnvironmentSetup::make_srcdir_path(char const *relative_path) try {
+  if (relative_path == nullptr) {
+    return nullptr;
+  }
+  char const *const delimiter = Platform::get_path_delimiter();
+  std::string path;
+  if (relative_path[0] == delimiter[0] || !read_environment("srcdir", &path)) {
+    return copy_text(relative_path).release();
+  }
+  path += delimiter;
+  path += relative_path;
+  Text new_path = copy_text(path.c_str());
+  if (new_path == nullptr) {
+    report_no_path();
+  }
+  return new_path.release();
+} catch (std::bad_alloc const &) {
+  report_no_path();
+  return nullptr;
+}
+
+void EnvironmentSetup::init_internal(int argc, char **argv) {
+  Text entry = make_config_path_entry(in_source_tree(argc, argv));
+  if (entry != nullptr) {
+    _putenv(entry.get());
+    config_path_entry_ = std::move(entry);
+  }
+  if (_argv0 != nullptr || !has_arguments(argc, argv) || argv[0] == nullptr) {
+    return;
+  }
+  _argv0 = copy_text(argv[0]).release();
+  if (_argv0 != nullptr) { // otherwise the next `init` tries again
+    ++_argv0_ref_count;
+  }
+}
+
+void EnvironmentSetup::init_external(int, char **) {}
+
+} // namespace Ostrel

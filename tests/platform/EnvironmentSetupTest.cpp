@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/EnvironmentSetup.hpp"
+#include "tests/support/CapturedLog.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace Ostrel;
+
+std::string shown(char const *text) {
+  return text == nullptr ? "-" : text;
+}
+
+// Tells what the environment holds, and which program path has how many owners.
+struct State : EnvironmentSetup {
+  static std::string show() {
+    return shown(getenv("OSTREL_CONFIG_PATH")) + " " + shown(getenv("OSTREL_LIBRARY_PATH")) + " " +
+           shown(_argv0) + std::to_string(_argv0_ref_count) + "\n";
+  }
+};
+
+// What is appended: the directory of the settings in the source tree.
+std::string const TREE =
+    ";" + std::string(__FILE__).substr(0, std::string(__FILE__).find("/tests/")) + "/config";
+
+// Sets up for one program and, without a command line, for another, in that directory.
+Role const set_up("set-up", [](Role::Arguments const &arguments) {
+  std::string name = arguments[1];
+  char *argv[] = {name.empty() ? nullptr : name.data()};
+  int const is_lost = chdir(arguments[0].c_str());
+  {
+    EnvironmentSetup const one(1, argv);
+    std::cout << State::show();
+    EnvironmentSetup two;
+    two.init(0, argv);
+    std::cout << State::show();
+  }
+  std::cout << State::show();
+  return is_lost;
+});
+
+TEST(EnvironmentSetup, AppendsTheConfigDirectoryInTheSourceTree) {
+  TemporaryDirectory const directory;
+  std::string const &outside = directory.path(), inside = directory.path("ostrel-core");
+  write_file(inside + "/file", "");
+  struct {
+    std::string directory, program;
+    char const *before;
+    std::string then, at_last; // after the second `init`
+  } const cases[] = {{outside, "ostrel-core/t", "V", "V" + TREE, "V" + TREE + TREE},
+                     {outside, "ostrel-core2", nullptr, TREE, TREE + TREE},
+                     {outside, "Ostrel-Core", "V", "V", "V"},
+                     {outside, "t", "", "-", "-"},
+                     {outside, "", nullptr, "-", "-"},
+                     {inside, "t", "V", "V" + TREE, "V" + TREE + TREE},
+                     {inside, "", "", TREE, TREE + TREE}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.directory + " " + c.program);
+    Environment const environment = {{"OSTREL_CONFIG_PATH", c.before},
+                                     {"OSTREL_LIBRARY_PATH", "L"}};
+    std::string const rest = " L " + (c.program.empty() ? "-0\n" : c.program + "1\n");
+    ChildResult const result = run_child("set-up", {c.directory, c.program}, environment);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, c.then + rest + c.at_last + rest + "- - -0\n");
+  }
+}
+
+TEST(EnvironmentSetup, PathsBelowSrcdir) {
+  struct {
+    char const *directory, *path, *result;
+  } const cases[] = {{nullptr, "x", "x"},  {nullptr, nullptr, "-"}, {"S", "data/x", "S\\data/x"},
+                     {"S", "/x", "S\\/x"}, {"S", "", "S\\"},        {"S", "\\x", "\\x"},
+                     {"", "x", "\\x"}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(shown(c.directory) + " " + shown(c.path));
+    EXPECT_EQ(c.directory == nullptr ? unsetenv("srcdir") : setenv("srcdir", c.directory, 1), 0);
+    std::unique_ptr<char[]> const path(EnvironmentSetup::make_srcdir_path(c.path));
+    EXPECT_EQ(shown(path.get()), c.result);
+  }
+}
+
+TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
+  CapturedLog log("Ostrel.Core.Base.EnvironmentSetup");
+  auto &category = LoggingCategory::get_instance("Ostrel.Core.Base.EnvironmentSetup");
+  category.set_priority(LoggingPriority::LEVEL_TRACE);
+  std::string const before(100, 'p');
+  setenv("srcdir", before.c_str(), 1);
+  setenv("OSTREL_CONFIG_PATH", before.c_str(), 1);
+  std::unique_ptr<char[]> path;
+  for (int count = 0; path == nullptr; ++count) {
+    fail_allocation(count);
+    path.reset(EnvironmentSetup::make_srcdir_path("x"));
+    EXPECT_EQ(path == nullptr, stop_failing());
+    std::string const line = "TRACE  - Could not allocate new_path! [environmentsetup]";
+    EXPECT_EQ(log.take(), std::vector<std::string>(path == nullptr ? 1 : 0, line));
+  }
+  EnvironmentSetup setup;
+  char core[] = "ostrel-core", *argv[] = {core};
+  for (int count = 0; getenv("OSTREL_CONFIG_PATH") == before; ++count) {
+    fail_allocation(count);
+    setup.init(1, argv);
+    stop_failing();
+  }
+  EXPECT_EQ(State::show(), before + TREE + " - ostrel-core1\n");
+  category.set_priority(LoggingPriority::LEVEL_NOT_SET);
+}
+
+} // namespace
