@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/Export.h"
+
+#include <iosfwd>
+
+namespace Ostrel {
+
+/// An object with several owners, which deletes itself when the last one lets go.
+///
+/// Its creator is the first owner. `ObjectImpl` is the ready-made implementation of the counting.
+class OSTBASE_API IObject {
+protected:
+  // First of all, so that it has the first place in the table of virtual functions. Not for users:
+  // they call `remove_ref`.
+  virtual ~IObject();
+
+public:
+  /// Makes the caller an owner.
+  /// @return the number of owners, the caller included.
+  virtual unsigned int add_ref() = 0;
+
+  /// Lets go; the object is gone when nobody else owns it.
+  /// @return the number of owners that are left.
+  virtual unsigned int remove_ref() = 0;
+
+  /// Gives the number of owners.
+  virtual unsigned int ref_count() = 0;
+
+  /// Asks for another interface of the object.
+  ///
+  /// @param interface_id    identifier of the interface.
+  /// @param interface_name  its name, borrowed.
+  /// @param result          receives the interface; untouched on failure.
+  /// @return `RESULT_SUCCESS`, or a code of the implementation's choice.
+  virtual unsigned long obtain_interface(unsigned long interface_id, char const *interface_name,
+                                         void **result) = 0;
+
+  /// Writes a short description: "{IObject ", the object's address and "}".
+  /// @param stream  left in hexadecimal, and otherwise as it was.
+  virtual void print(std::ostream &stream) const;
+};
+
+} // namespace Ostrel
