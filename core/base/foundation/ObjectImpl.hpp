@@ -4,6 +4,7 @@
 #include "core/base/foundation/IObject.hpp"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 
 namespace Ostrel {
@@ -64,13 +65,13 @@ protected:
 private:
   bool is_lockable() const noexcept;
   IMutex *get_mutex() const;
-  bool lock_count();
-  bool is_alone(bool has_lock) const noexcept;
-  unsigned int count_up(bool has_lock) noexcept;
-  unsigned int count_down(bool has_lock) noexcept;
+  template <typename Next> unsigned int step(Next next);
+  template <typename Next> unsigned int step_in_turn(Next next);
+  bool acquire_mutex();
 
-  std::atomic<unsigned int> count_{0}; // guarded by the mode's mutex, where there is one
-  std::unique_ptr<IMutex> mutex_;      // null but in SAFETY_PER_OBJECT, and when it cannot be made
+  // Owners in the lower half, holds of the lock in the upper one.
+  std::atomic<std::uint64_t> count_{0};
+  std::unique_ptr<IMutex> mutex_; // null but in SAFETY_PER_OBJECT, and when it could not be made
   ThreadSafety thread_safety_;
 
   static std::atomic<ThreadSafety> _default_thread_safety;
