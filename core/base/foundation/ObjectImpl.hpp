@@ -67,7 +67,6 @@ private:
   IMutex *get_mutex() const;
   template <typename Next> unsigned int step(Next next);
   template <typename Next> unsigned int step_in_turn(Next next);
-  bool acquire_mutex();
 
   // Owners in the lower half, holds of the lock in the upper one.
   std::atomic<std::uint64_t> count_{0};
