@@ -1,2 +1,2 @@
 # SPDX-License-Identifier: Apache-2.0
-ostbase_test(foundation SOURCES AcquirableTest.cpp ResultCodeTest.cpp StringUtilsTest.cpp)
+ostbase_test(foundation SOURCES AcquirableTest.cpp ArrayTest.cpp ObjectTest.cpp ResultCodeTest.cpp StringUtilsTest.cpp)

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/Array.hpp"
+#include "tests/support/FailingAllocations.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <utility>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr unsigned int MAX = 0xFFFFFFFFU;
+constexpr unsigned long OK = RESULT_SUCCESS, INVALID = RESULT_INVALID_ARGUMENT;
+constexpr unsigned long NO_MEMORY = RESULT_OUT_OF_MEMORY, BOUND = RESULT_OUT_OF_BOUND;
+
+std::string text_of(CharArray const &array) {
+  return array.size() == 0 ? "" : std::string(array.get_char_data(), array.size());
+}
+
+// The flattened array; empty when there was none.
+std::string flattened(Array const &array) {
+  unsigned int length = MAX;
+  std::unique_ptr<char[]> const buffer(array.flatten(length));
+  EXPECT_EQ(buffer == nullptr, length == 0);
+  return std::string(buffer.get(), length);
+}
+
+// A flattened array whose header has numbers of two bytes.
+std::string flat(unsigned int element_size, unsigned int size, unsigned int capacity,
+                 unsigned int step_size, std::string const &elements) {
+  std::string text;
+  for (unsigned int word : {element_size, size, capacity, step_size, 0U}) {
+    text += {static_cast<char>(word & 0xFF), static_cast<char>(word >> 8), '\0', '\0'};
+  }
+  return text + elements;
+}
+
+} // namespace
+
+TEST(Array, GrowsByThePolicy) {
+  struct Growing : Array {
+    using Array::Array, Array::next_capacity;
+  };
+  struct {
+    unsigned int capacity, step_size, size, count, next; // 0 as next: does not fit
+  } const cases[] = {{0, 0, 0, 0, 0},     {0, 0, 0, 1, 32},     {0, 10, 0, 1, 32},
+                     {0, 10, 0, 43, 52},  {0, 0, 0, 65, 128},   {5, 0, 5, 16, 40},
+                     {5, 3, 5, 4, 11},    {5, 3, 2, 3, 5},      {0, 0, 0, MAX, 0},
+                     {0, 1, 0, MAX, MAX}, {5, 1, 1, MAX, 0},    {0, MAX - 32, 0, 33, MAX},
+                     {0, MAX, 0, 33, 0},  {64, 10, 64, 21, 94}, {32, 9, 31, 1, 32}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::to_string(c.capacity) + ", " + std::to_string(c.count) + " more");
+    Growing array(1);
+    array.set_step_size(c.step_size);
+    array.set_capacity(c.capacity, false);
+    array.set_size(c.size);
+    EXPECT_EQ(array.next_capacity(c.count), c.next);
+  }
+}
+
+TEST(Array, OperationsLeaveElementsAndCapacity) {
+  using A = CharArray &; // "abc"
+  struct {
+    char const *name;
+    unsigned long (*work)(A);
+    unsigned long result;
+    unsigned int capacity;
+    std::string elements;
+  } const cases[] = {
+      {"append", [](A a) { return a.push_back_data("de", 2); }, OK, 32, "abcde"},
+      {"append 0", [](A a) { return a.push_back_data(nullptr, 0); }, OK, 32, "abc"},
+      {"append null", [](A a) { return a.push_back_data(nullptr, 1); }, INVALID, 32, "abc"},
+      {"append all", [](A a) { return a.push_back_data("x", MAX); }, NO_MEMORY, 32, "abc"},
+      {"grow", [](A a) { return a.resize(5); }, OK, 32, {"abc\0\0", 5}},
+      {"grow far", [](A a) { return a.resize(MAX); }, NO_MEMORY, 32, "abc"},
+      {"shrink", [](A a) { return a.resize(1); }, OK, 32, "a"},
+      {"set size", [](A a) { return a.resize(1), a.set_size(3), OK; }, OK, 32, "abc"},
+      {"set size far", [](A a) { return a.set_size(MAX), OK; }, OK, 32, "abc"},
+      {"truncate", [](A a) { return a.set_capacity(2, true); }, OK, 2, "ab"},
+      {"reserve", [](A a) { return a.set_capacity(99, true); }, OK, 99, "abc"},
+      {"renew", [](A a) { return a.set_capacity(2, false); }, OK, 2, ""},
+      {"capacity 0", [](A a) { return a.set_capacity(0, true); }, INVALID, 32, "abc"},
+      {"clear", [](A a) { return a.clear(), OK; }, OK, 0, ""},
+      {"remove", [](A a) { return a.remove(0, 2); }, OK, 32, "c"},
+      {"remove all", [](A a) { return a.remove(0, 3); }, OK, 32, ""},
+      {"remove 0", [](A a) { return a.remove(1, 0); }, BOUND, 32, "abc"},
+      {"remove behind", [](A a) { return a.remove(4, 1); }, BOUND, 32, "abc"},
+      {"remove far", [](A a) { return a.remove(2, MAX); }, BOUND, 32, "abc"},
+      {"unflatten null", [](A a) { return a.unflatten(nullptr); }, INVALID, 32, "abc"},
+      {"assign itself", [](A a) { return a = static_cast<A>(a), OK; }, OK, 32, "abc"}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.name);
+    CharArray array("abc");
+    EXPECT_EQ(c.work(array), c.result);
+    EXPECT_EQ(array.capacity(), c.capacity);
+    EXPECT_EQ(array.data() == nullptr, c.capacity == 0);
+    EXPECT_EQ(text_of(array), c.elements);
+  }
+}
+
+TEST(Array, WithoutMemoryIsUnchangedOrEmpty) {
+  static CharArray const other(std::string(40, 'x').c_str());
+  static std::string const flat_other = flattened(other);
+  using A = CharArray &; // "abc", and full
+  struct {
+    char const *name;
+    unsigned long (*work)(A);
+    unsigned long result;
+    char const *elements;
+  } const cases[] = {
+      {"append", [](A a) { return a.push_back_data("def", 3); }, NO_MEMORY, "abc"},
+      {"append one", [](A a) { return a.push_back('d'); }, NO_MEMORY, "abc"},
+      {"resize", [](A a) { return a.resize(4); }, NO_MEMORY, "abc"},
+      {"set size", [](A a) { return a.set_size(4), OK; }, OK, "abc"},
+      {"capacity", [](A a) { return a.set_capacity(1, false); }, NO_MEMORY, "abc"},
+      {"flatten", [](A a) { return flattened(a).empty() ? OK : INVALID; }, OK, "abc"},
+      {"trusted", [](A a) { return a.unflatten(flat_other.data()); }, NO_MEMORY, ""},
+      {"checked", [](A a) { return a.unflatten(flat_other.data(), 60); }, NO_MEMORY, "abc"},
+      {"assign", [](A a) { return a = other, OK; }, OK, ""},
+      {"copy", [](A a) { return CharArray(a).size() + OK; }, OK, "abc"},
+      {"one by one", [](A) { return CharArray("ab").size() + OK; }, 1, "abc"},
+      {"counted", [](A) { return CharArray("ab", 2).size() + OK; }, 1, "abc"}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.name);
+    CharArray array("abc");
+    array.set_capacity(3, true);
+    fail_allocation(0);
+    EXPECT_EQ(c.work(array), c.result);
+    EXPECT_TRUE(stop_failing());
+    EXPECT_EQ(text_of(array), c.elements);
+  }
+}
+
+TEST(Array, IsRebuiltFromItsFlattenedForm) {
+  ShortArray array;
+  array.set_step_size(300);
+  EXPECT_EQ(flattened(array), flat(2, 0, 0, 300, ""));
+  for (short i = 0; i < 100; ++i) {
+    array.push_back(i);
+  }
+  EXPECT_EQ(array.capacity(), 332U);
+  array.set_capacity(1000, true);
+  std::string const buffer = " " + flattened(array); // so that no word is aligned
+  ASSERT_EQ(buffer.substr(1, 20), flat(2, 100, 1000, 300, ""));
+  CharArray trusted;
+  EXPECT_EQ(trusted.unflatten(&buffer[1]), OK);
+  EXPECT_TRUE(trusted == array && !(trusted != array) && trusted.capacity() == 332);
+  ShortArray const copy(array);
+  EXPECT_TRUE(copy == array && copy.capacity() == 332 && copy[99] == 99);
+  EXPECT_EQ(trusted.unflatten(flat(0, 1, 0, 7, "").c_str()), RESULT_FAILURE);
+  EXPECT_EQ(flattened(trusted), flat(0, 0, 0, 7, ""));
+}
+
+TEST(Array, RefusesWhatIsNoFlattenedFormOfItsElements) {
+  std::string const form = flat(2, 2, 9, 3, "aabb");
+  std::pair<std::string, unsigned long> const cases[] = {
+      {form, OK},
+      {form + "more", OK},
+      {form.substr(0, 23), INVALID},
+      {form.substr(0, 19), INVALID},
+      {"", INVALID},
+      {flat(1, 2, 9, 3, "aabb"), INVALID},
+      {std::string(flat(2, 0, 0, 0, "aa")).replace(4, 4, "\xFF\xFF\xFF\xFF"), INVALID}};
+  for (auto const &[text, result] : cases) {
+    SCOPED_TRACE(text.size());
+    ShortArray array;
+    array.push_back(1);
+    EXPECT_EQ(array.unflatten(text.data(), static_cast<unsigned int>(text.size())), result);
+    EXPECT_EQ(flattened(array),
+              result == OK ? flat(2, 2, 32, 3, "aabb") : flat(2, 1, 32, 0, {"\1\0", 2}));
+    EXPECT_EQ(array.unflatten(nullptr, 20), INVALID);
+  }
+}
+
+TEST(Array, ComparesSizesAndBytes) {
+  double const zero = 0.0, minus_zero = -0.0;
+  EXPECT_TRUE(CharArray("abc") == CharArray("abc", 3) && CharArray("abc") != CharArray("abd"));
+  EXPECT_TRUE(CharArray("abc") != CharArray("ab") && CharArray() != ShortArray());
+  EXPECT_FALSE(DoubleArray(&zero, 1) == DoubleArray(&minus_zero, 1));
+}
+
+TEST(Array, TypedAccessNeverLeavesTheElements) {
+  float const numbers[] = {1.5F, -2};
+  DoubleArray doubles(numbers, 2);
+  doubles[1] += 1;
+  EXPECT_TRUE(doubles[0] == 1.5 && doubles[1] == -1);
+  doubles[2] = -0.0;
+  EXPECT_FALSE(std::signbit(doubles[MAX]));
+  EXPECT_EQ(DoubleArray()[0], 0);
+  void const *pointers[] = {numbers, nullptr};
+  EXPECT_EQ(PointerArray(pointers, 2)[0], numbers);
+  std::int32_t const longs[] = {-1, 7};
+  EXPECT_EQ(LongArray(longs, 2)[1], 7);
+  EXPECT_EQ(text_of(CharArray("a\0b", 3)), std::string("a\0b", 3));
+  EXPECT_EQ(CharArray("abc", -1).size() + CharArray(nullptr).size(), 0U);
+  // Elements of another size come with a flattened form.
+  EXPECT_EQ(doubles.unflatten(flat(1, 32, 0, 0, std::string(32, 'x')).c_str()), OK);
+  EXPECT_EQ(doubles[31], 0);
+  EXPECT_EQ(doubles.push_back(1), OK);
+  CharArray wide;
+  EXPECT_EQ(wide.unflatten(flat(3, 1, 0, 0, "xyz").c_str()), OK);
+  EXPECT_EQ(wide.push_back('a'), OK);
+  EXPECT_TRUE(wide[1] == 'a' && flattened(wide) == flat(3, 2, 32, 0, {"xyza\0\0", 6}));
+  Array no_bytes(0);
+  EXPECT_EQ(no_bytes.push_back_data("", 1), RESULT_FAILURE);
+  EXPECT_EQ(no_bytes.set_capacity(1, true), RESULT_FAILURE);
+}

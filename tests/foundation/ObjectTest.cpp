@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/foundation/ObjectImpl.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Threads.hpp"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <sstream>
+#include <string>
+#include <thread>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr ObjectImpl::ThreadSafety MODES[] = {ObjectImpl::SAFETY_NONE, ObjectImpl::SAFETY_GLOBAL,
+                                              ObjectImpl::SAFETY_PER_OBJECT};
+
+class Thing : public ObjectImpl {
+public:
+  explicit Thing(int *deleted, ThreadSafety mode = SAFETY_DEFAULT)
+      : ObjectImpl(mode), deleted_(deleted) {}
+  using ObjectImpl::maybe_lock;
+  using ObjectImpl::maybe_unlock;
+
+private:
+  // Counts itself meanwhile, as what an object owns may do.
+  ~Thing() override { *deleted_ += remove_ref() == 0 && ref_count() == 0 ? 1 : 100; }
+
+  int *deleted_;
+};
+
+} // namespace
+
+TEST(Object, IsCountedAndDeletedInEveryMode) {
+  for (ObjectImpl::ThreadSafety mode : MODES) {
+    SCOPED_TRACE(mode);
+    int deleted = 0;
+    auto *const thing = new Thing(&deleted, mode);
+    void *found = &deleted;
+    EXPECT_EQ(thing->get_thread_safety(), mode);
+    EXPECT_EQ(thing->ref_count(), 1U);
+    EXPECT_EQ(thing->add_ref(), 2U);
+    EXPECT_TRUE(thing->maybe_lock() && thing->maybe_lock());
+    EXPECT_EQ(thing->add_ref(), 3U);
+    EXPECT_EQ(thing->remove_ref(), 2U);
+    EXPECT_TRUE(thing->maybe_unlock() && thing->maybe_unlock());
+    EXPECT_EQ(thing->maybe_unlock(), mode == ObjectImpl::SAFETY_NONE);
+    EXPECT_EQ(thing->obtain_interface(1, "x", &found), RESULT_NOT_IMPLEMENTED);
+    EXPECT_EQ(found, &deleted);
+    EXPECT_EQ(thing->remove_ref(), 1U);
+    EXPECT_EQ(deleted, 0);
+    EXPECT_EQ(thing->remove_ref(), 0U);
+    EXPECT_EQ(deleted, 1);
+  }
+}
+
+TEST(Object, DefaultIsForObjectsMadeLater) {
+  int deleted = 0;
+  ASSERT_EQ(ObjectImpl::get_default_thread_safety(), ObjectImpl::SAFETY_NONE);
+  auto *const before = new Thing(&deleted);
+  ObjectImpl::set_default_thread_safety(ObjectImpl::SAFETY_GLOBAL);
+  auto *const after = new Thing(&deleted);
+  ObjectImpl::set_default_thread_safety(ObjectImpl::SAFETY_DEFAULT);
+  EXPECT_EQ(ObjectImpl::get_default_thread_safety(), ObjectImpl::SAFETY_NONE);
+  EXPECT_EQ(before->get_thread_safety(), ObjectImpl::SAFETY_NONE);
+  EXPECT_EQ(after->get_thread_safety(), ObjectImpl::SAFETY_GLOBAL);
+  before->remove_ref();
+  after->remove_ref();
+}
+
+TEST(Object, PrintsItsAddressAndLeavesHexadecimal) {
+  int deleted = 0;
+  IObject *const thing = new Thing(&deleted);
+  std::ostringstream text, expected;
+  thing->print(text);
+  text << 255;
+  expected << "{IObject " << static_cast<void *>(thing) << "}ff";
+  EXPECT_EQ(text.str(), expected.str());
+  thing->remove_ref();
+}
+
+// Each thread steps with and without the lock, and the last step of all deletes, whoever takes it.
+TEST(Object, IsCountedByManyThreadsAlsoWithoutItsMutex) {
+  for (bool has_mutex : {true, false}) {
+    for (ObjectImpl::ThreadSafety mode :
+         {ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}) {
+      SCOPED_TRACE(std::to_string(mode) + (has_mutex ? "" : " without memory"));
+      int deleted = 0;
+      fail_allocation(has_mutex ? 1000 : 1); // the first one is the object
+      auto *const thing = new Thing(&deleted, mode);
+      stop_failing();
+      bool const is_locked = thing->maybe_lock();
+      EXPECT_EQ(is_locked, has_mutex || mode == ObjectImpl::SAFETY_GLOBAL);
+      EXPECT_EQ(thing->maybe_unlock(), is_locked);
+      constexpr int THREADS = 4;
+      constexpr int STEPS = 2000;
+      for (int i = 0; i < THREADS; ++i) {
+        thing->add_ref();
+      }
+      in_threads(THREADS, [&](int index) {
+        for (int step = 0; step < STEPS; ++step) {
+          bool const holds = (step + index) % 8 == 0 && thing->maybe_lock();
+          unsigned int const count = thing->add_ref();
+          EXPECT_TRUE(!holds || thing->ref_count() == count);
+          thing->remove_ref();
+          EXPECT_TRUE(!holds || thing->maybe_unlock());
+        }
+        bool const holds = thing->maybe_lock();
+        thing->remove_ref(); // the test is an owner yet
+        EXPECT_TRUE(!holds || thing->maybe_unlock());
+      });
+      EXPECT_EQ(thing->ref_count(), 1U);
+      thing->remove_ref();
+      EXPECT_EQ(deleted, 1);
+    }
+  }
+}
+
+// Who lets go under the lock and gives it back is no owner then: the last one waits for that.
+TEST(Object, IsThereUntilItsLockIsGivenBack) {
+  for (int i = 0; i < 500; ++i) {
+    int deleted = 0;
+    auto *const thing = new Thing(&deleted, ObjectImpl::SAFETY_PER_OBJECT);
+    thing->add_ref();
+    in_threads(2, [&](int) {
+      EXPECT_TRUE(thing->maybe_lock());
+      bool const is_last = thing->ref_count() == 1;
+      if (!is_last) {
+        thing->remove_ref();
+      }
+      EXPECT_TRUE(thing->maybe_unlock());
+      if (is_last) {
+        thing->remove_ref();
+      }
+    });
+    EXPECT_EQ(deleted, 1);
+  }
+}
+
+TEST(Object, OtherThreadsWaitForTheLock) {
+  for (ObjectImpl::ThreadSafety mode : {ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}) {
+    SCOPED_TRACE(mode);
+    int deleted = 0;
+    auto *const thing = new Thing(&deleted, mode);
+    ASSERT_TRUE(thing->maybe_lock());
+    thing->add_ref();
+    std::promise<void> started;
+    std::thread other([&] {
+      EXPECT_FALSE(thing->maybe_unlock());
+      started.set_value();
+      EXPECT_EQ(thing->add_ref(), 2U);
+      EXPECT_TRUE(thing->maybe_lock()); // and ends without giving it back
+    });
+    started.get_future().wait();
+    EXPECT_EQ(thing->remove_ref(), 1U); // before the other thread's step
+    EXPECT_TRUE(thing->maybe_unlock());
+    other.join();
+    EXPECT_EQ(thing->remove_ref(), 1U); // takes the lock although its last owner is lost
+    EXPECT_EQ(thing->remove_ref(), 0U);
+    EXPECT_EQ(deleted, 1);
+  }
+}
