@@ -24,7 +24,7 @@ struct Row {
   char const *unit;   // of what a benchmark counts itself; null for its time
 };
 
-constexpr std::array<Row, 14> ROWS = {{
+constexpr Row ROWS[] = {
     {"dropped call, depth 1", "limit", 2.0, nullptr},
     {"dropped call, depth 8", "limit", 2.0, nullptr},
     {"line to a file, 1 thread", "limit", 1.1, nullptr},
@@ -39,7 +39,17 @@ constexpr std::array<Row, 14> ROWS = {{
     {"wait, there and back", "peer", 0.6, nullptr},
     {"trim 1 KB", "peer", 1.1, nullptr},
     {"split 1 KB", "limit", 0.75, nullptr},
-}};
+    {"result code to text", "peer", 0.5, nullptr},
+    {"owner, unprotected", "peer", 0.6, nullptr},
+    {"owner, own mutex", "peer", 1.6, nullptr},
+    {"append one by one", "peer", 1.05, nullptr},
+    {"read by index", "peer", 1.05, nullptr},
+    {"append at once", "limit", 1.1, nullptr},
+    {"copy an array", "limit", 1.1, nullptr},
+    {"flatten an array", "limit", 1.1, nullptr},
+    {"unflatten an array", "limit", 1.1, nullptr},
+    {"compare arrays", "limit", 1.1, nullptr},
+};
 
 class TableReporter : public benchmark::BenchmarkReporter {
 public:

@@ -50,10 +50,27 @@ void *operator new(std::size_t size) {
   return memory;
 }
 
+// The sanitizers have arrays of their own, which would pass by what is replaced above.
+void *operator new[](std::size_t size, std::nothrow_t const &tag) noexcept {
+  return operator new(size, tag);
+}
+
+void *operator new[](std::size_t size) {
+  return operator new(size);
+}
+
 void operator delete(void *memory) noexcept {
   std::free(memory);
 }
 
 void operator delete(void *memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+void operator delete[](void *memory) noexcept {
+  std::free(memory);
+}
+
+void operator delete[](void *memory, std::size_t) noexcept {
   std::free(memory);
 }
