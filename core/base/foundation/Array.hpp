@@ -4,6 +4,7 @@
 #include "core/base/foundation/Export.h"
 #include "core/base/foundation/ResultCode.hpp"
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -141,7 +142,8 @@ public:
     if (size_ == capacity_ || element_size_ != sizeof value) {
       return push_back_value(&value, sizeof value);
     }
-    std::memcpy(data_.get() + size_ * sizeof value, &value, sizeof value);
+    // Stored as an element, which the compiler knows to be none of the fields beside it.
+    reinterpret_cast<Element *>(data_.get())[size_] = value;
     ++size_;
     return RESULT_SUCCESS;
   }
@@ -170,8 +172,10 @@ private:
   static Element &zero_spare() noexcept {
     Element const zero{};
     Element const stored = _spare.load(std::memory_order_relaxed);
-    if (std::memcmp(&stored, &zero, sizeof zero) != 0) {
-      _spare.store(zero, std::memory_order_relaxed);
+    std::array<char, sizeof stored> bytes;
+    std::memcpy(bytes.data(), &stored, sizeof stored);
+    if (bytes != std::array<char, sizeof stored>{}) {
+      _spare.store(Element{}, std::memory_order_relaxed);
     }
     return reinterpret_cast<Element &>(_spare);
   }
