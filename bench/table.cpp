@@ -49,6 +49,8 @@ constexpr Row ROWS[] = {
     {"flatten an array", "limit", 1.1, nullptr},
     {"unflatten an array", "limit", 1.1, nullptr},
     {"compare arrays", "limit", 1.1, nullptr},
+    {"convert by unit names", "peer", 0.95, nullptr},
+    {"convert beside terms", "peer", 0.015, nullptr},
 };
 
 class TableReporter : public benchmark::BenchmarkReporter {
@@ -115,7 +117,7 @@ private:
       return;
     }
     double const held_against = std::strcmp(row.beside, "peer") == 0 ? peer : limit;
-    std::printf("%-27s %10s %10s %10s %11s %11s  <= %.2f x %s%s\n", row.work,
+    std::printf("%-27s %10s %10s %10s %11s %11s  <= %.3g x %s%s\n", row.work,
                 text(ours, row.unit).c_str(), text(peer, row.unit).c_str(),
                 text(limit, row.unit).c_str(), ratio(ours, peer).c_str(),
                 ratio(ours, limit).c_str(), row.wanted, row.beside,
