@@ -22,6 +22,9 @@ set(OSTBASE_SYSCONF_DIR "/etc" CACHE PATH
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
 
 # The flags of our own targets. None of them reaches a consumer.
 add_library(ostbase_build_flags INTERFACE)

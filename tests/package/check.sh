@@ -45,6 +45,10 @@ pkgconfig_consumer() {
   read -ra flags <<<"$(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs ostbase)"
   c++ -std=c++17 "$tree/examples/settings/settings.cpp" "${flags[@]}" -o "$work/settings"
   LD_LIBRARY_PATH=$(dirname "$pc_dir") run_consumer "$work/settings"
+  cc -std=c99 "${warnings[@]}" "$tree/examples/robot.c" "${flags[@]}" -o "$work/robot"
+  local output
+  output=$(LD_LIBRARY_PATH=$(dirname "$pc_dir") "$work/robot" 2>&1)
+  [[ $output == *'drive 38.90 inches'* ]] || fail "$output"
 }
 
 # Compiles each of the headers alone, in front of a source that holds next to nothing.
@@ -67,7 +71,7 @@ symbols() {
   local strangers
   strangers=$(nm --dynamic --demangle --defined-only --just-symbols \
     "$(find "$prefix" -name libostbase.so)" |
-    grep -Ev '^(ovra_|((typeinfo|typeinfo name|vtable) for |.*thunk to )?Ostrel::)' || true)
+    grep -Ev '^(ovra_|[sp]SiProData$|((typeinfo|typeinfo name|vtable) for |.*thunk to )?Ostrel::)' || true)
   [ -z "$strangers" ] || fail "leave the library unmarked: $strangers"
 }
 

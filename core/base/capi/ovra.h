@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+/// @file
+/// The library for programs in C: logging, arrays of numbers, the texts of result codes, user
+/// settings, units, and the last part of a path.
+///
+/// Functions that can fail return a result code as an `unsigned long`: 0 is success,
+/// `ovra_result__get_name` gives the name of any code. The names are used below. After a failure
+/// nothing has changed and nothing has been written. Every function takes null wherever it takes a
+/// pointer, and says what that means. Texts end with a zero byte, and are borrowed for the call.
+///
+/// Any thread may call any function at any time, with one exception: an array is used by one thread
+/// at a time.
+
+#include "core/base/foundation/Export.h"
+#include "core/base/foundation/Formatting.h"
+
+#ifdef __cplusplus
+extern "C" {
+#else
+#include <stdbool.h>
+#endif
+
+/// A named source of log messages. Lives as long as the library is loaded; nobody frees it.
+typedef struct ovra_log_category ovra_log_category;
+
+/// A growing row of numbers in one block of memory, owned by whoever made it.
+typedef struct ovra_array ovra_array;
+
+/// @name Logging
+///
+/// Category names are parts joined by dots, such as "Robot.Arm", in any mix of upper and lower
+/// case; the empty name is the root of all. A category lets messages up to its priority through;
+/// one that has none asks the category above it. Formats are those of `printf`; messages are cut to
+/// 3999 characters. A null category name and a null format log nothing.
+/// @{
+
+/// Gives the category of that name, and makes it when there is none. Never null but for a null
+/// name: where a category cannot be had, one is given that drops everything.
+OSTBASE_API ovra_log_category *ovra_log__get_instance(char const *name) OSTBASE_NOEXCEPT;
+
+/// Sets which messages a category lets through: those whose own number is not above this one.
+///
+/// @param category  null is ignored.
+/// @param priority  0 lets nothing through, 100 fatal messages, 200 errors, 300 warnings,
+///                  400 information, 450 traces, 500 debug messages, 600 everything; 1000 asks the
+///                  category above.
+OSTBASE_API void ovra_log__set_priority(ovra_log_category *category, int priority) OSTBASE_NOEXCEPT;
+
+/// Logs a debug message and the place in the source behind it: "message [file:line]".
+/// @param file  null is the empty text.
+OSTBASE_API void ovra_log__debug(char const *category, char const *format, char const *file,
+                                 int line, ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 5);
+
+/// Logs a warning in the same way.
+OSTBASE_API void ovra_log__warn(char const *category, char const *format, char const *file,
+                                int line, ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 5);
+
+/// Logs information. @return whether the category let it through.
+OSTBASE_API bool ovra_log__info(char const *category, char const *format, ...) OSTBASE_NOEXCEPT
+    OSTBASE_PRINTF(2, 3);
+
+/// The same, for measurements of input and output.
+OSTBASE_API bool ovra_log__io_prof(char const *category, char const *format, ...) OSTBASE_NOEXCEPT
+    OSTBASE_PRINTF(2, 3);
+
+/// Logs a warning without a place. @return whether the category let it through.
+OSTBASE_API bool ovra_log__warn_no_debug(char const *category, char const *format,
+                                         ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 3);
+
+/// @}
+/// @name Arrays
+///
+/// A null array has the size and the capacity 0 and null data, and takes nothing.
+/// @{
+
+/// Gives the number of elements.
+OSTBASE_API unsigned int ovra_array__get_size(ovra_array const *array) OSTBASE_NOEXCEPT;
+
+/// Gives the number of elements that fit without another block of memory.
+OSTBASE_API unsigned int ovra_array__get_capacity(ovra_array const *array) OSTBASE_NOEXCEPT;
+
+/// Gives the elements, which stay the array's and are in place until it next grows, is cleared or
+/// deleted; null while the capacity is 0.
+OSTBASE_API void const *ovra_array__get_data(ovra_array const *array) OSTBASE_NOEXCEPT;
+
+/// Sets the number of elements; what the new ones hold is not defined. Without memory the
+/// number stays.
+OSTBASE_API void ovra_array__set_size(ovra_array *array, unsigned int size) OSTBASE_NOEXCEPT;
+
+/// Removes all elements and gives their memory back.
+OSTBASE_API void ovra_array__clear(ovra_array *array) OSTBASE_NOEXCEPT;
+
+/// Removes `count` elements, the first of them at `index`.
+///
+/// @return `RESULT_SUCCESS`; `RESULT_OUT_OF_BOUND` when `count` is 0 or there are not that many;
+///         `RESULT_INVALID_ARGUMENT` for a null array.
+OSTBASE_API unsigned long ovra_array__remove(ovra_array *array, unsigned int index,
+                                             unsigned int count) OSTBASE_NOEXCEPT;
+
+/// Makes an array that holds a copy of `count` values.
+///
+/// @param values  may be null when `count` is 0.
+/// @return the array, to be deleted with `ovra_doublearray__delete`; null without memory, and for
+///         null values.
+OSTBASE_API ovra_array *ovra_doublearray__create(double const *values,
+                                                 unsigned int count) OSTBASE_NOEXCEPT;
+
+/// Deletes an array that `ovra_doublearray__create` made. Null is ignored.
+OSTBASE_API void ovra_doublearray__delete(ovra_array *array) OSTBASE_NOEXCEPT;
+
+/// Gives an element; 0.0 when there is none at that index.
+OSTBASE_API double ovra_doublearray__get(ovra_array const *array,
+                                         unsigned int index) OSTBASE_NOEXCEPT;
+
+/// Changes an element; does nothing when there is none at that index.
+OSTBASE_API void ovra_doublearray__set(ovra_array *array, unsigned int index,
+                                       double value) OSTBASE_NOEXCEPT;
+
+/// Adds an element at the end.
+///
+/// @return `RESULT_SUCCESS`, `RESULT_OUT_OF_MEMORY`, or `RESULT_INVALID_ARGUMENT` for a null array.
+OSTBASE_API unsigned long ovra_doublearray__push_back(ovra_array *array,
+                                                      double value) OSTBASE_NOEXCEPT;
+
+/// @}
+/// @name Result codes
+///
+/// The texts are the library's and never null; a number that is no code has texts that say so.
+/// @{
+
+/// Gives the name of a code, for example "RESULT_NOT_FOUND" for 10.
+OSTBASE_API char const *ovra_result__get_name(unsigned long code) OSTBASE_NOEXCEPT;
+
+/// Gives the one-line description of a code.
+OSTBASE_API char const *ovra_result__get_description(unsigned long code) OSTBASE_NOEXCEPT;
+
+/// @}
+/// @name User settings
+///
+/// A key is full, such as "UserConfig/ObstacleAvoidance/Method", or the alias of one with a '$' in
+/// front, such as "$ObstacleAvoidanceMethod". The settings are read from the user's settings file
+/// at the first call. A null key is a malformed one.
+/// @{
+
+/// Reads a setting; the empty text when there is no settings file.
+///
+/// @param buffer  receives the text; what the text leaves of its `size` bytes is filled with zeros.
+///                A null buffer is too small for any text.
+/// @return `RESULT_SUCCESS`; `RESULT_BUFFER_TOO_SMALL` when the text and its zero byte do not fit;
+///         `RESULT_FAILURE` for a malformed key, an unknown alias and a setting that is not there;
+///         `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
+OSTBASE_API unsigned long ovra_user_config__get_value(char const *key, char *buffer,
+                                                      unsigned int size) OSTBASE_NOEXCEPT;
+
+/// Sets a setting for this process and, on request, in the settings file.
+///
+/// @param value   the new text; null is refused.
+/// @param commit  any number but 0 writes the setting to the settings file, when there is one.
+/// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for a malformed key and an unknown alias, and when
+///         the file cannot be written; `RESULT_INVALID_ARGUMENT` for a null value;
+///         `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
+OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char const *value,
+                                                      int commit) OSTBASE_NOEXCEPT;
+
+/// @}
+/// @name Units
+///
+/// The type is 0 for distances, 1 for angles and 2 for times; other numbers are unknown types. Each
+/// type has a default unit, at first "cm", "rad" and "sec". These are units, upper and lower case
+/// as written:
+///
+/// - distances: mm, millimeter, millimeters, cm, centimeter, centimeters, Centimeter, Centimeters,
+///   m, meter, meters, in, inch, inches, Inch, Inches, ft, foot, feet, Foot, Feet, fists (of 32 cm)
+/// - angles: rad, radian, radians, deg, degree, degrees
+/// - times: ms, millisecond, milliseconds, s, sec, second, seconds, min, minute, minutes, h, hr,
+///   hour, hours
+///
+/// A null unit is an unknown one. Conversions that fail are logged as warnings, but not those that
+/// fail for a null result. Each operation gives `RESULT_OUT_OF_MEMORY` where it lacks memory.
+/// @{
+
+/// Gives the name of the type's default unit.
+///
+/// @param buffer  receives the name; what the name leaves of its `size` bytes is filled with zeros.
+///                A null buffer is too small for any name.
+/// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` for an unknown type, or
+///         `RESULT_BUFFER_TOO_SMALL` when the name and its zero byte do not fit.
+OSTBASE_API unsigned long ovra_units__get_default(int type, char *buffer,
+                                                  unsigned int size) OSTBASE_NOEXCEPT;
+
+/// Makes a unit the default of its type, for the whole process.
+///
+/// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` for an unknown type, or `RESULT_NOT_FOUND`
+///         for an unknown unit.
+OSTBASE_API unsigned long ovra_units__set_default(int type, char const *units) OSTBASE_NOEXCEPT;
+
+/// Converts from a unit into the default one.
+///
+/// @param result  receives the converted value; null is refused.
+/// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown type or unit and for a
+///         null result.
+OSTBASE_API unsigned long ovra_units__convert_to_default(int type, char const *units, double value,
+                                                         double *result) OSTBASE_NOEXCEPT;
+
+/// Converts from the default unit into another one.
+///
+/// @param result  receives the converted value; null is refused.
+/// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for an unknown type; `RESULT_INVALID_ARGUMENT` for an
+///         unknown unit and for a null result.
+OSTBASE_API unsigned long ovra_units__convert_from_default(int type, char const *units,
+                                                           double value,
+                                                           double *result) OSTBASE_NOEXCEPT;
+
+/// Converts from one unit into another one.
+///
+/// @param result  receives the converted value; null is refused.
+/// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown type or unit and for a
+///         null result.
+OSTBASE_API unsigned long ovra_units__convert(int type, char const *from_units, double value,
+                                              char const *to_units,
+                                              double *result) OSTBASE_NOEXCEPT;
+
+/// @}
+/// @name Paths
+/// @{
+
+/// Gives what stands behind the last backslash of a path, or all of a path that has none. A slash
+/// does not count.
+///
+/// @return an address within the path, which is not changed; null for null.
+OSTBASE_API char *ovra_win32_basename(char *path) OSTBASE_NOEXCEPT;
+
+/// @}
+/// @name Profiler data
+/// @{
+
+/// Room for what programs that measure themselves share. The library neither reads nor writes it,
+/// and gives it no fields: they are the programs'.
+typedef struct tagSimpleProfilerData {
+  unsigned long long words[32]; ///< 256 bytes
+} tagSimpleProfilerData;
+
+/// Zero when the library is loaded.
+extern OSTBASE_API tagSimpleProfilerData sSiProData;
+
+/// Null when the library is loaded.
+extern OSTBASE_API tagSimpleProfilerData *pSiProData;
+
+/// @}
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/capi/ovra.h"
+
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingCategoryPostfixed.hpp"
+
+#include <cstdarg>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr unsigned int MESSAGE_SIZE = 4000; // of the buffer that messages are formatted into
+
+using Level = bool (LoggingCategory::*)(char const *, ...);
+using PostfixedLevel = bool (LoggingCategoryPostfixed::*)(char const *, ...);
+
+bool log(Level level, char const *category, char const *format, va_list arguments)
+    OSTBASE_PRINTF(3, 0);
+void log_with_place(PostfixedLevel level, char const *category, char const *format,
+                    char const *file, int line, va_list arguments) OSTBASE_PRINTF(3, 0);
+
+bool log(Level level, char const *category, char const *format, va_list arguments) {
+  if (category == nullptr || format == nullptr) {
+    return false;
+  }
+  char message[MESSAGE_SIZE];
+  ovra_vsnprintf(message, MESSAGE_SIZE, format, arguments);
+  return (LoggingCategory::get_instance(category).*level)("%s", message);
+}
+
+void log_with_place(PostfixedLevel level, char const *category, char const *format,
+                    char const *file, int line, va_list arguments) {
+  if (category == nullptr || format == nullptr) {
+    return;
+  }
+  char message[MESSAGE_SIZE];
+  ovra_vsnprintf(message, MESSAGE_SIZE, format, arguments);
+  LoggingCategoryPostfixed placed(&LoggingCategory::get_instance(category), "%s:%d",
+                                  file == nullptr ? "" : file, line);
+  (placed.*level)("%s", message);
+}
+
+} // namespace
+
+ovra_log_category *ovra_log__get_instance(char const *name) noexcept {
+  return name == nullptr
+             ? nullptr
+             : reinterpret_cast<ovra_log_category *>(&LoggingCategory::get_instance(name));
+}
+
+void ovra_log__set_priority(ovra_log_category *category, int priority) noexcept {
+  if (category != nullptr) {
+    reinterpret_cast<LoggingCategory *>(category)->set_priority(
+        static_cast<LoggingPriority::PriorityLevel>(priority));
+  }
+}
+
+void ovra_log__debug(char const *category, char const *format, char const *file, int line,
+                     ...) noexcept {
+  va_list arguments;
+  va_start(arguments, line);
+  log_with_place(&LoggingCategoryPostfixed::debug, category, format, file, line, arguments);
+  va_end(arguments);
+}
+
+void ovra_log__warn(char const *category, char const *format, char const *file, int line,
+                    ...) noexcept {
+  va_list arguments;
+  va_start(arguments, line);
+  log_with_place(&LoggingCategoryPostfixed::warn, category, format, file, line, arguments);
+  va_end(arguments);
+}
+
+bool ovra_log__info(char const *category, char const *format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  bool const has_passed = log(&LoggingCategory::info, category, format, arguments);
+  va_end(arguments);
+  return has_passed;
+}
+
+bool ovra_log__io_prof(char const *category, char const *format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  bool const has_passed = log(&LoggingCategory::info, category, format, arguments);
+  va_end(arguments);
+  return has_passed;
+}
+
+bool ovra_log__warn_no_debug(char const *category, char const *format, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, format);
+  bool const has_passed = log(&LoggingCategory::warn, category, format, arguments);
+  va_end(arguments);
+  return has_passed;
+}

@@ -1,0 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/capi/ovra.h"
+
+tagSimpleProfilerData sSiProData = {};
+tagSimpleProfilerData *pSiProData = nullptr;

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/capi/ovra.h"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/CapturedLog.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+extern "C" {
+char const *check_values();
+char const *check_settings();
+char const *check_log(char const *name);
+}
+
+namespace {
+
+using namespace Ostrel;
+using Lines = std::vector<std::string>;
+
+TEST(CInterface, ValuesPassBothWays) {
+  EXPECT_STREQ(check_values(), nullptr);
+}
+
+Role const settings("settings", [](Role::Arguments const &) {
+  EXPECT_STREQ(check_settings(), nullptr);
+  return testing::Test::HasFailure() ? 1 : 0;
+});
+
+TEST(CInterface, SettingsAreCommittedOnRequest) {
+  TemporaryDirectory const directory;
+  std::string const file = directory.path("user-config.xml");
+  write_file(file, "<UserConfig/>");
+  ChildResult const child =
+      run_child("settings", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
+  EXPECT_EQ(child.status, 0) << child.out;
+  EXPECT_NE(read_file(file).find("C99!"), std::string::npos);
+  EXPECT_EQ(read_file(file).find("Kept"), std::string::npos);
+}
+
+TEST(CInterface, MessagesReachTheCategoryUnchanged) {
+  CapturedLog log("Test.In.C");
+  EXPECT_STREQ(check_log("Test.In.C"), nullptr);
+  EXPECT_EQ(log.take(), (Lines{"WARN  - x=5 [a.c:12]", "DEBUG - 100%d [:-1]", "INFO  - i1%s",
+                               "INFO  - io2", "WARN  - 002.5 %"}));
+  EXPECT_TRUE(ovra_log__warn_no_debug("Test.In.C", "%s", std::string(5000, 'x').c_str()));
+  EXPECT_EQ(log.take(), Lines{"WARN  - " + std::string(3999, 'x')});
+}
+
+TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
+  constexpr char LONG[] = "a name that needs memory of its own", KEY[] = "UserConfig/Long/Key/Name";
+  double value = 0;
+  char text[64];
+  ovra_array *array = nullptr;
+  struct {
+    std::function<unsigned long()> operation;
+    ResultCode otherwise;
+  } const cases[] = {
+      {[&] { return ovra_units__set_default(0, LONG); }, RESULT_NOT_FOUND},
+      {[&] { return ovra_units__convert_to_default(0, LONG, 1, &value); }, RESULT_INVALID_ARGUMENT},
+      {[&] { return ovra_units__convert_from_default(0, LONG, 1, &value); },
+       RESULT_INVALID_ARGUMENT},
+      {[&] { return ovra_units__convert(0, "m", 1, LONG, &value); }, RESULT_INVALID_ARGUMENT},
+      {[&] { return ovra_user_config__set_value(KEY, LONG, 0); }, RESULT_SUCCESS},
+      {[&] { return ovra_user_config__get_value(KEY, text, sizeof text); }, RESULT_SUCCESS},
+      {[&] { return ovra_doublearray__push_back(array, 1); }, RESULT_SUCCESS}};
+  for (int count = 0; array == nullptr; ++count) {
+    fail_allocation(count);
+    array = ovra_doublearray__create(&value, 1);
+    EXPECT_EQ(stop_failing(), array == nullptr);
+  }
+  ovra_array__clear(array);
+  EXPECT_EQ(ovra_user_config__set_value("UserConfig/Set/Up", "", 0), RESULT_SUCCESS);
+  for (auto const &c : cases) {
+    SCOPED_TRACE(&c - cases);
+    fail_allocation(0);
+    EXPECT_EQ(c.operation(), RESULT_OUT_OF_MEMORY);
+    stop_failing();
+    EXPECT_EQ(c.operation(), c.otherwise);
+  }
+  ovra_doublearray__delete(array);
+}
+
+} // namespace
