@@ -44,34 +44,17 @@ TEST(Units, EachNameHasItsSize) {
       double there = 0, back = 0, same = 0;
       EXPECT_EQ(Units::convert_to_default_units(c.type, name, 7.7, &there), RESULT_SUCCESS);
       EXPECT_EQ(Units::convert_to_specified_units(c.type, name, 7.7, &back), RESULT_SUCCESS);
-      EXPECT_EQ(Units::set_default_units(c.type, name), RESULT_SUCCESS);
-      EXPECT_EQ(default_of(c.type), name);
-      EXPECT_EQ(Units::convert_to_default_units(c.type, name, 7.7, &same), RESULT_SUCCESS);
-      EXPECT_EQ(Units::set_default_units(c.type, bases[c.type]), RESULT_SUCCESS);
+      EXPECT_EQ(Units::convert_units(c.type, name, 7.7, name, &same), RESULT_SUCCESS);
       EXPECT_EQ(there, 7.7 * c.factor);
       EXPECT_EQ(back, 7.7 / c.factor);
       EXPECT_EQ(same, 7.7 * c.factor / c.factor); // 7.7 but for its last bit
+      EXPECT_EQ(Units::set_default_units(c.type, name), RESULT_SUCCESS);
+      EXPECT_EQ(default_of(c.type), name);
+      EXPECT_EQ(Units::set_default_units(c.type, bases[c.type]), RESULT_SUCCESS);
       for (int type = 0; type < 3; ++type) {
         EXPECT_EQ(Units::are_valid_units(UnitType(type), name), type == c.type);
       }
       EXPECT_FALSE(Units::are_valid_units(c.type, name + '\0'));
-    }
-  }
-}
-
-TEST(Units, ConversionsMultiplyFirst) {
-  double result = 0;
-  EXPECT_EQ(Units::convert_units(UNIT_TYPE_DISTANCE, "m", 1.5, "in", &result), RESULT_SUCCESS);
-  EXPECT_EQ(result, 59.05511811023622);
-  EXPECT_EQ(Units::convert_units(UNIT_TYPE_TIME, "ms", 7.7, "ms", &result), RESULT_SUCCESS);
-  EXPECT_EQ(result, 7.7 * 0.001 / 0.001);
-}
-
-TEST(Units, OtherNamesAreNoUnits) {
-  for (std::string const name : {"", "INCH", "Meter", "fist", "Radian", " m", "m ", "foet", "mx",
-                                 "\xFF\xFF", "a name that is longer than any unit"}) {
-    for (int type = 0; type < 3; ++type) {
-      EXPECT_FALSE(Units::are_valid_units(UnitType(type), name)) << name;
     }
   }
 }
@@ -100,6 +83,9 @@ TEST(Units, FailuresChangeNothingAndAreTold) {
     expect(Units::convert_to_default_units(none, "m", 1, &out), REFUSED, no_source);
     expect(Units::convert_to_specified_units(none, "m", 1, &out), RESULT_FAILURE, no_default);
     expect(Units::convert_units(none, "m", 1, "sec", &out), REFUSED, no_m);
+  }
+  for (std::string const none : {"", "INCH", "Meter", "fist", " m", "m ", "foet", "\xFF\xFF"}) {
+    expect(Units::set_default_units(LENGTH, none), RESULT_NOT_FOUND, "");
   }
   expect(Units::get_default_units(LENGTH, nullptr), REFUSED, "");
   expect(Units::set_default_units(LENGTH, "sec"), RESULT_NOT_FOUND, "");

@@ -20,13 +20,17 @@
 extern "C" {
 #else
 #include <stdbool.h>
+
+typedef struct ovra_log_category ovra_log_category;
+typedef struct ovra_array ovra_array;
+typedef struct tagSimpleProfilerData tagSimpleProfilerData;
 #endif
 
 /// A named source of log messages. Lives as long as the library is loaded; nobody frees it.
-typedef struct ovra_log_category ovra_log_category;
+struct ovra_log_category;
 
 /// A growing row of numbers in one block of memory, owned by whoever made it.
-typedef struct ovra_array ovra_array;
+struct ovra_array;
 
 /// @name Logging
 ///
@@ -238,9 +242,9 @@ OSTBASE_API char *ovra_win32_basename(char *path) OSTBASE_NOEXCEPT;
 
 /// Room for what programs that measure themselves share. The library neither reads nor writes it,
 /// and gives it no fields: they are the programs'.
-typedef struct tagSimpleProfilerData {
+struct tagSimpleProfilerData {
   unsigned long long words[32]; ///< 256 bytes
-} tagSimpleProfilerData;
+};
 
 /// Zero when the library is loaded.
 extern OSTBASE_API tagSimpleProfilerData sSiProData;

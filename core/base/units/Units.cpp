@@ -153,6 +153,8 @@ unsigned long refuse(std::string const &units) {
 
 } // namespace
 
+// NOLINTBEGIN(performance-unnecessary-value-param): the interface passes names by value.
+
 unsigned long Units::get_default_units(UnitType type, std::string *units) try {
   Default const *const unit = find_default(type);
   if (units == nullptr || unit == nullptr) {
@@ -212,5 +214,7 @@ unsigned long Units::convert_units(UnitType type, std::string from_units, double
 bool Units::are_valid_units(UnitType type, std::string units) {
   return find_unit(type, units) != nullptr;
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 } // namespace Ostrel
