@@ -16,19 +16,13 @@
 
 namespace {
 
-using Ostrel::is_separator;
 using Ostrel::NativePath;
 
-constexpr std::size_t DRIVE_LENGTH = 2; // a letter and a colon
-constexpr int MAX_LINKS = 40;           // as many as the kernel follows
+constexpr int MAX_LINKS = 40; // as many as the kernel follows
 constexpr mode_t DEFAULT_DIRECTORY_MODE = 0777;
 
 bool is_letter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool has_drive(char const *path) {
-  return is_letter(path[0]) && path[1] == ':' && is_separator(path[2]);
 }
 
 // Takes one step from a link to what it names: a text relative to the link's own directory.
@@ -54,7 +48,7 @@ bool follow_one_link(char *target) {
 
 // Whether the layer takes the system's path for what it is.
 bool is_read_as_it_stands(char const *path) {
-  return std::strchr(path, '\\') == nullptr && !has_drive(path);
+  return std::strchr(path, '\\') == nullptr && Ostrel::drive_length(path) == 0;
 }
 
 // Whether following the text of the links led where the system goes; true when nothing is there
@@ -88,8 +82,13 @@ NativePath::NativePath(char const *path) noexcept {
   is_valid_ = true;
 }
 
+std::size_t drive_length(char const *path) noexcept {
+  constexpr std::size_t LETTER_AND_COLON = 2;
+  return is_letter(path[0]) && path[1] == ':' && is_separator(path[2]) ? LETTER_AND_COLON : 0;
+}
+
 void to_native_path(char *path) noexcept {
-  char const *from = has_drive(path) ? path + DRIVE_LENGTH : path;
+  char const *from = path + drive_length(path);
   for (; *from != '\0'; ++from, ++path) {
     *path = *from == '\\' ? '/' : *from;
   }

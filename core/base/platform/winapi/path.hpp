@@ -2,8 +2,12 @@
 #pragma once
 
 #include <climits>
+#include <cstddef>
 
 namespace Ostrel {
+
+/// How many characters of a path are its drive: 2, or 0 when it does not begin with one.
+std::size_t drive_length(char const *path) noexcept;
 
 /// A path in the form in which the system's own calls take it. It needs no memory: a path that the
 /// system would refuse for its length is refused here.

@@ -57,6 +57,13 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
   return length > 0 && length < size;
 }
 
+constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
+
+// The system's loader says no more than its number.
+inline bool loader_message(char *, std::size_t) noexcept {
+  return false;
+}
+
 } // namespace Ostrel
 
 #else
@@ -74,6 +81,8 @@ using WORD = std::uint16_t;
 using BYTE = unsigned char;
 using HANDLE = void *;
 using HKEY = void *;
+using HMODULE = void *;
+using FARPROC = std::intptr_t (*)();
 using REGSAM = DWORD;
 using ThreadRoutine = unsigned int (*)(void *);
 
@@ -113,7 +122,10 @@ constexpr DWORD ERROR_FILE_EXISTS = 80;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_DISK_FULL = 112;
 constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
@@ -457,6 +469,44 @@ int _putenv(char const *text);
 /// empty text is a value. FALSE with ERROR_INVALID_PARAMETER for a name that is null, empty or has
 /// an equals sign, and ERROR_NOT_ENOUGH_MEMORY.
 BOOL SetEnvironmentVariableA(char const *name, char const *value);
+
+// --- Dynamic libraries: library.cpp -----------------------------------------------------------
+
+namespace Ostrel {
+
+/// What the name of a library ends in when nothing else is said.
+constexpr char const *SHARED_LIBRARY_EXTENSION = ".so";
+
+/// Gives what the loader itself had to say about the calling thread's last failure below, such as
+/// the symbol that nobody defines, cut to `size` characters with the terminator. False when it said
+/// nothing, or this was asked before.
+bool loader_message(char *text, std::size_t size) noexcept;
+
+} // namespace Ostrel
+
+/// Loads a library, with all that it needs, for itself alone: nobody else's symbols are resolved in
+/// it. A path with a separator names its file. A bare name is that of a file in one of the
+/// directories of PATH, as the environment has it at this moment; only when none of them has such a
+/// file, the loader looks among the libraries that are loaded and in its usual places. The file
+/// that is found is the one that is loaded, or fails to; further ones are not tried.
+///
+/// The directories of PATH are separated by ';' or ':', the colon of a drive apart, and empty ones
+/// are none. In a path the loader's own variables ($ORIGIN, $LIB, $PLATFORM) mean what they mean to
+/// it. Constructors of the library run inside; an exception that one of them lets out ends the
+/// program.
+/// Null with ERROR_MOD_NOT_FOUND when there is no file, ERROR_BAD_EXE_FORMAT when it cannot be
+/// loaded, or something that it needs, ERROR_INVALID_PARAMETER for a null or empty name, and
+/// ERROR_NOT_ENOUGH_MEMORY.
+HMODULE LoadLibraryA(char const *path);
+
+/// Gives a library back. With the last of its users it is unloaded, unless it is made to stay.
+/// FALSE with ERROR_INVALID_HANDLE for null and for what is not loaded any more.
+BOOL FreeLibrary(HMODULE library);
+
+/// Gives the address of a function or an object that the library itself defines; what the libraries
+/// that it needs define is not its own. Null with ERROR_PROC_NOT_FOUND, or with
+/// ERROR_INVALID_HANDLE for null.
+FARPROC GetProcAddress(HMODULE library, char const *symbol);
 
 // --- Console: console.cpp ---------------------------------------------------------------------
 

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: Apache-2.0
+// LoadLibraryA, FreeLibrary and GetProcAddress, on the loader of the C library.
+//
+// That one knows nothing of PATH, and takes a bare name for a library that is loaded already, from
+// wherever, if it is of that name. So a bare name is looked for along PATH here, and what is found
+// is loaded by its full path, by which no other file is meant. Its symbol look-up goes through the
+// libraries that a library needs as well, where a name that is missing would be found in the C
+// library.
+#include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/path.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+
+#include <dlfcn.h>
+#include <link.h>
+#include <sys/stat.h>
+
+namespace {
+
+using Ostrel::fail;
+using Ostrel::NotCancelled;
+
+struct FreeText {
+  void operator()(char *text) const noexcept { std::free(text); }
+};
+
+// With an empty one, throws std::bad_alloc without memory; so do the functions below.
+std::unique_ptr<char, FreeText> read_path() {
+  char *value = nullptr;
+  int const error = _dupenv_s(&value, nullptr, "PATH");
+  if (error == ENOMEM) {
+    throw std::bad_alloc();
+  }
+  return std::unique_ptr<char, FreeText>(value);
+}
+
+std::string to_native(std::string path) {
+  Ostrel::to_native_path(path.data());
+  path.resize(std::strlen(path.c_str()));
+  return path;
+}
+
+// Also keeps the loader from a pipe, at which it would wait for the other end.
+bool is_regular_file(std::string const &path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+std::size_t element_length(char const *search_path) {
+  std::size_t const drive = Ostrel::drive_length(search_path);
+  return drive + std::strcspn(search_path + drive, ";:");
+}
+
+// Gives the path of the first file of that name; the empty text when there is none.
+std::string find_along_path(std::string const &name) {
+  std::unique_ptr<char, FreeText> const path = read_path();
+  char const *element = path != nullptr ? path.get() : "";
+  while (*element != '\0') {
+    std::size_t const length = element_length(element);
+    std::string file = to_native(std::string(element, length)) + '/' + name;
+    if (length > 0 && is_regular_file(file)) {
+      return file;
+    }
+    element += length;
+    element += *element != '\0' ? 1 : 0;
+  }
+  return {};
+}
+
+// Foreign code runs inside, in which the thread must not end, be it by an exception (hence
+// `noexcept`) or by cancellation: the loader would stay locked.
+void *open_library(std::string const &path, DWORD failure) noexcept {
+  NotCancelled const here;
+  void *const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    SetLastError(failure);
+  }
+  return library;
+}
+
+bool close_library(void *library) noexcept {
+  NotCancelled const here;
+  return dlclose(library) == 0;
+}
+
+// True also when it cannot be told, as for what each thread has a copy of.
+bool is_defined_in(void *library, void *address) {
+  Dl_info symbol = {};
+  void *owner = nullptr;
+  link_map *self = nullptr;
+  return dladdr1(address, &symbol, &owner, RTLD_DL_LINKMAP) == 0 ||
+         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self;
+}
+
+} // namespace
+
+namespace Ostrel {
+
+bool loader_message(char *text, std::size_t size) noexcept {
+  char const *const message = dlerror();
+  if (message == nullptr || size == 0) {
+    return false;
+  }
+  std::size_t const length = strnlen(message, size - 1);
+  std::memcpy(text, message, length);
+  text[length] = '\0';
+  return true;
+}
+
+} // namespace Ostrel
+
+HMODULE LoadLibraryA(char const *path) try {
+  dlerror(); // what an earlier failure left
+  if (path == nullptr || path[0] == '\0') {
+    SetLastError(ERROR_INVALID_PARAMETER);
+    return nullptr;
+  }
+  std::string const native = to_native(path);
+  bool const is_bare = native.find('/') == std::string::npos;
+  std::string const file = is_bare ? find_along_path(native) : native;
+  if (file.empty()) {
+    return open_library(native, ERROR_MOD_NOT_FOUND);
+  }
+  if (!is_regular_file(file)) {
+    SetLastError(ERROR_MOD_NOT_FOUND);
+    return nullptr;
+  }
+  return open_library(file, ERROR_BAD_EXE_FORMAT);
+} catch (std::bad_alloc const &) {
+  SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return nullptr;
+}
+
+BOOL FreeLibrary(HMODULE library) {
+  return library != nullptr && close_library(library) ? TRUE : fail(ERROR_INVALID_HANDLE);
+}
+
+FARPROC GetProcAddress(HMODULE library, char const *symbol) {
+  if (library == nullptr || symbol == nullptr) {
+    SetLastError(library == nullptr ? ERROR_INVALID_HANDLE : ERROR_PROC_NOT_FOUND);
+    return nullptr;
+  }
+  void *const address = dlsym(library, symbol);
+  if (address == nullptr || !is_defined_in(library, address)) {
+    SetLastError(ERROR_PROC_NOT_FOUND);
+    return nullptr;
+  }
+  return reinterpret_cast<FARPROC>(address);
+}
