@@ -28,7 +28,7 @@ struct FreeText {
   void operator()(char *text) const noexcept { std::free(text); }
 };
 
-// With an empty one, throws std::bad_alloc without memory; so do the functions below.
+// Null when it is not set. Without memory it throws, as the texts below do.
 std::unique_ptr<char, FreeText> read_path() {
   char *value = nullptr;
   int const error = _dupenv_s(&value, nullptr, "PATH");
