@@ -13,9 +13,10 @@ namespace Ostrel {
 
 class IConditionVariable;
 class IMutex;
+class ISharedLibrary;
 
 /// The operating system's everyday services: clocks, paths, files, directories, the console,
-/// identifiers, mutexes, and where the framework's files are.
+/// identifiers, mutexes, shared libraries, and where the framework's files are.
 ///
 /// All operations are static and may be called from any thread at any time. File names are 8-bit
 /// texts in the system's code page. Paths may be written with backslashes or slashes; those handed
@@ -208,6 +209,12 @@ public:
   /// Makes a condition variable with its own mutex; the caller deletes it.
   /// @return null without memory.
   static IConditionVariable *create_condition_variable();
+
+  // --- Shared libraries -----------------------------------------------------------------------
+
+  /// Makes an object that loads a library; the caller owns one reference, and nothing is loaded.
+  /// @return null without memory.
+  static ISharedLibrary *create_shared_library();
 
   // --- Where the framework's files are --------------------------------------------------------
 

@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/Win32SharedLibrary.hpp"
+
+#include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/Environment.hpp"
+#include "core/base/platform/IMutex.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
+
+#include <cstring>
+#include <new>
+#include <optional>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr char const *PATH_VARIABLE = "PATH";
+constexpr char const *LIBRARY_PATH_VARIABLE = "OSTREL_LIBRARY_PATH";
+constexpr std::size_t LONGEST_DETAIL = 512; // characters of the loader's own words, terminator too
+
+LoggingCategory &category() {
+  static LoggingCategory &instance =
+      LoggingCategory::get_instance("Ostrel.Core.Base.Win32SharedLibrary");
+  return instance;
+}
+
+// Keeps the loads of different threads apart; null, and they are not kept apart, without memory at
+// the first one. Recursive: the constructors of a library may load further ones. Never destroyed:
+// destructors of the program may load as well, while other threads are still inside.
+IMutex *load_mutex() {
+  static IMutex *const instance = Platform::create_mutex(true);
+  return instance;
+}
+
+// Throws std::bad_alloc without memory.
+std::optional<std::string> read_variable(char const *name) {
+  std::string value;
+  if (!read_environment(name, &value)) {
+    return std::nullopt;
+  }
+  return value;
+}
+
+void append_to_search_path(std::string *search_path, std::string const &directories) {
+  if (!search_path->empty()) {
+    *search_path += Platform::get_search_path_delimiter();
+  }
+  *search_path += directories;
+}
+
+bool set_path(char const *value) {
+  return SetEnvironmentVariableA(PATH_VARIABLE, value) != FALSE;
+}
+
+// Changes PATH until the end of a block, whatever way that is left.
+class TemporaryPath {
+public:
+  TemporaryPath() : before_(read_variable(PATH_VARIABLE)) {}
+  TemporaryPath(TemporaryPath const &) = delete;
+  TemporaryPath &operator=(TemporaryPath const &) = delete;
+  ~TemporaryPath() { restore(); }
+
+  // Puts the libraries' directories behind those of PATH.
+  bool extend(std::string const &search_path) {
+    std::string path = before_.value_or("");
+    if (std::optional<std::string> const libraries = read_variable(LIBRARY_PATH_VARIABLE)) {
+      append_to_search_path(&path, *libraries);
+    }
+    if (!search_path.empty()) {
+      append_to_search_path(&path, search_path);
+    }
+    is_changed_ = set_path(path.c_str());
+    return is_changed_;
+  }
+
+  bool restore() {
+    bool const is_due = std::exchange(is_changed_, false);
+    return !is_due || set_path(before_ ? before_->c_str() : nullptr);
+  }
+
+private:
+  std::optional<std::string> before_; // nothing when it was not set
+  bool is_changed_ = false;
+};
+
+std::string complete_name(std::string const &file_name) {
+  bool const is_complete = file_name.find_first_of("./") != std::string::npos;
+  return is_complete ? file_name : file_name + SHARED_LIBRARY_EXTENSION;
+}
+
+// Null, with a warning, when it cannot be had.
+HMODULE load_module(std::string const &name) {
+  HMODULE const module = LoadLibraryA(name.c_str());
+  if (module != nullptr) {
+    return module;
+  }
+  DWORD const error = GetLastError();
+  char detail[LONGEST_DETAIL];
+  bool const is_detailed = loader_message(detail, sizeof detail);
+  category().warn("Library '%s' not found, with error '%ld'", name.c_str(),
+                  static_cast<long>(error));
+  if (is_detailed) {
+    category().debug("The loader says: %s", detail);
+  }
+  return nullptr;
+}
+
+} // namespace
+
+char const *const ISharedLibrary::INTERFACE_ID = "Ostrel.ISharedObject";
+
+Win32SharedLibrary::~Win32SharedLibrary() {
+  Win32SharedLibrary::unload();
+}
+
+unsigned int Win32SharedLibrary::add_ref() {
+  return ++ref_count_;
+}
+
+unsigned int Win32SharedLibrary::remove_ref() {
+  // 0 while the object is being deleted, which may run code of the library that lets go once more.
+  if (ref_count_ == 0) {
+    return 0;
+  }
+  if (--ref_count_ > 0) {
+    return ref_count_;
+  }
+  delete this;
+  return 0;
+}
+
+unsigned int Win32SharedLibrary::ref_count() {
+  return ref_count_;
+}
+
+unsigned long Win32SharedLibrary::obtain_interface(unsigned long /*interface_id*/,
+                                                   char const *interface_name, void **result) {
+  if (interface_name == nullptr || std::strcmp(interface_name, INTERFACE_ID) != 0) {
+    return RESULT_NOT_IMPLEMENTED;
+  }
+  if (result == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  *result = static_cast<ISharedLibrary *>(this);
+  add_ref();
+  return RESULT_SUCCESS;
+}
+
+char const *Win32SharedLibrary::get_name() const {
+  return name_.c_str();
+}
+
+unsigned long Win32SharedLibrary::get_symbol(char const *symbol, void **address) const {
+  if (!is_loaded()) {
+    return RESULT_INVALID_STATE;
+  }
+  if (address == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  *address = nullptr;
+  if (symbol != nullptr) {
+    *address = reinterpret_cast<void *>(GetProcAddress(static_cast<HMODULE>(module_), symbol));
+  }
+  return *address != nullptr ? RESULT_SUCCESS : RESULT_NOT_FOUND;
+}
+
+unsigned long Win32SharedLibrary::set_name(char const *name) try {
+  if (is_loaded()) {
+    return RESULT_INVALID_STATE;
+  }
+  if (name == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  name_ = std::string(name);
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+void Win32SharedLibrary::clear_search_path() {
+  search_path_.clear();
+}
+
+unsigned long Win32SharedLibrary::add_search_path(char const *directories) try {
+  if (directories == nullptr) {
+    return RESULT_SUCCESS;
+  }
+  std::string search_path = search_path_;
+  append_to_search_path(&search_path, directories);
+  search_path_ = std::move(search_path);
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+bool Win32SharedLibrary::is_loaded() const {
+  return module_ != nullptr;
+}
+
+unsigned long Win32SharedLibrary::load() {
+  return basic_load(name_);
+}
+
+unsigned long Win32SharedLibrary::unload() {
+  if (!is_loaded()) {
+    return RESULT_SUCCESS;
+  }
+  void *const module = std::exchange(module_, nullptr);
+  return FreeLibrary(static_cast<HMODULE>(module)) != FALSE ? RESULT_SUCCESS : RESULT_SYSTEM_ERROR;
+}
+
+unsigned long Win32SharedLibrary::basic_load(std::string const &file_name) try {
+  if (is_loaded()) {
+    return RESULT_SUCCESS;
+  }
+  std::string const name = complete_name(file_name);
+  AcquirableLock lock(load_mutex());
+  lock.acquire(); // refused once when its owner ended inside
+  TemporaryPath path;
+  if (!path.extend(search_path_)) {
+    category().warn("Failed to set temporary PATH");
+    return RESULT_OUT_OF_MEMORY;
+  }
+  module_ = load_module(name);
+  if (!path.restore()) {
+    category().warn("Unable to restore PATH");
+    return RESULT_OUT_OF_MEMORY;
+  }
+  return is_loaded() ? RESULT_SUCCESS : RESULT_NOT_FOUND;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+} // namespace Ostrel
