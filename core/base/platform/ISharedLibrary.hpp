@@ -29,8 +29,7 @@ public:
   /// @param symbol   borrowed; there is none of the name null.
   /// @param address  receives the address, or null when there is none; otherwise untouched.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND`, `RESULT_INVALID_STATE` when nothing is loaded,
-  /// or
-  ///         `RESULT_INVALID_ARGUMENT` for a null `address`.
+  ///         or `RESULT_INVALID_ARGUMENT` for a null `address`.
   virtual unsigned long get_symbol(char const *symbol, void **address) const = 0;
 
   /// Sets the file name of the library, with or without directory and extension.

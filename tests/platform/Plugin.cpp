@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+// A library to be loaded, which tells where it lies and what it saw when it was loaded. In its
+// place "nested" it loads the one of the place "first" meanwhile.
+#include "core/base/platform/ISharedLibrary.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <cstdlib>
+#include <string>
+
+namespace {
+
+std::string path() {
+  char const *const text = std::getenv("PATH");
+  return text != nullptr ? text : "(none)";
+}
+
+std::string look_around() {
+  std::string seen = path();
+  if (std::string(PLUGIN_PLACE) == "nested") {
+    Ostrel::ISharedLibrary *const inner = Ostrel::Platform::create_shared_library();
+    inner->set_name("first/plugin.so");
+    inner->add_search_path("inner");
+    seen += " " + std::to_string(inner->load());
+    void *address = nullptr;
+    inner->get_symbol("plugin_seen", &address);
+    seen += std::string(" ") + reinterpret_cast<char const *(*)()>(address)() + " " + path();
+    inner->remove_ref();
+  }
+  return seen;
+}
+
+std::string const seen_at_load = look_around();
+
+} // namespace
+
+extern "C" OSTBASE_API char const plugin_place[] = PLUGIN_PLACE;
+
+extern "C" OSTBASE_API char const *plugin_seen() {
+  return seen_at_load.c_str();
+}
