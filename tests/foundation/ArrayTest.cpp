@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -61,8 +62,10 @@ TEST(Array, GrowsByThePolicy) {
   }
 }
 
-TEST(Array, OperationsLeaveElementsAndCapacity) {
-  using A = CharArray &; // "abc"
+// Each operation works on "abc", and again on a full array when the next allocation fails.
+TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
+  using A = CharArray &;
+  static std::string const form = flat(1, 3, 0, 0, "xyz");
   struct {
     char const *name;
     unsigned long (*work)(A);
@@ -71,6 +74,7 @@ TEST(Array, OperationsLeaveElementsAndCapacity) {
     std::string elements;
   } const cases[] = {
       {"append", [](A a) { return a.push_back_data("de", 2); }, OK, 32, "abcde"},
+      {"append one", [](A a) { return a.push_back('d'); }, OK, 32, "abcd"},
       {"append 0", [](A a) { return a.push_back_data(nullptr, 0); }, OK, 32, "abc"},
       {"append null", [](A a) { return a.push_back_data(nullptr, 1); }, INVALID, 32, "abc"},
       {"append all", [](A a) { return a.push_back_data("x", MAX); }, NO_MEMORY, 32, "abc"},
@@ -89,48 +93,41 @@ TEST(Array, OperationsLeaveElementsAndCapacity) {
       {"remove 0", [](A a) { return a.remove(1, 0); }, BOUND, 32, "abc"},
       {"remove behind", [](A a) { return a.remove(4, 1); }, BOUND, 32, "abc"},
       {"remove far", [](A a) { return a.remove(2, MAX); }, BOUND, 32, "abc"},
+      {"flatten", [](A a) { return flattened(a).empty() ? NO_MEMORY : OK; }, OK, 32, "abc"},
+      {"unflatten", [](A a) { return a.unflatten(form.data(), 23); }, OK, 32, "xyz"},
       {"unflatten null", [](A a) { return a.unflatten(nullptr); }, INVALID, 32, "abc"},
       {"assign itself", [](A a) { return a = static_cast<A>(a), OK; }, OK, 32, "abc"}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.name);
-    CharArray array("abc");
+    CharArray array("abc"), full("abc");
     EXPECT_EQ(c.work(array), c.result);
     EXPECT_EQ(array.capacity(), c.capacity);
     EXPECT_EQ(array.data() == nullptr, c.capacity == 0);
     EXPECT_EQ(text_of(array), c.elements);
+    full.set_capacity(3, true);
+    fail_allocation(0);
+    unsigned long const result = c.work(full);
+    EXPECT_EQ(result, stop_failing() ? NO_MEMORY : c.result);
+    EXPECT_EQ(text_of(full), result == NO_MEMORY ? "abc" : c.elements);
   }
 }
 
-TEST(Array, WithoutMemoryIsUnchangedOrEmpty) {
-  static CharArray const other(std::string(40, 'x').c_str());
-  static std::string const flat_other = flattened(other);
-  using A = CharArray &; // "abc", and full
-  struct {
-    char const *name;
-    unsigned long (*work)(A);
-    unsigned long result;
-    char const *elements;
-  } const cases[] = {
-      {"append", [](A a) { return a.push_back_data("def", 3); }, NO_MEMORY, "abc"},
-      {"append one", [](A a) { return a.push_back('d'); }, NO_MEMORY, "abc"},
-      {"resize", [](A a) { return a.resize(4); }, NO_MEMORY, "abc"},
-      {"set size", [](A a) { return a.set_size(4), OK; }, OK, "abc"},
-      {"capacity", [](A a) { return a.set_capacity(1, false); }, NO_MEMORY, "abc"},
-      {"flatten", [](A a) { return flattened(a).empty() ? OK : INVALID; }, OK, "abc"},
-      {"trusted", [](A a) { return a.unflatten(flat_other.data()); }, NO_MEMORY, ""},
-      {"checked", [](A a) { return a.unflatten(flat_other.data(), 60); }, NO_MEMORY, "abc"},
-      {"assign", [](A a) { return a = other, OK; }, OK, ""},
-      {"copy", [](A a) { return CharArray(a).size() + OK; }, OK, "abc"},
-      {"one by one", [](A) { return CharArray("ab").size() + OK; }, 1, "abc"},
-      {"counted", [](A) { return CharArray("ab", 2).size() + OK; }, 1, "abc"}};
-  for (auto const &c : cases) {
-    SCOPED_TRACE(c.name);
-    CharArray array("abc");
-    array.set_capacity(3, true);
+TEST(Array, WhatIsBuiltWithoutMemoryIsEmptyOrLacksAnElement) {
+  CharArray const full("abc");
+  std::string const form = flattened(full);
+  CharArray array(full);
+  std::function<unsigned long()> const cases[] = {
+      [&] { return CharArray(full).size(); },
+      [&] { return (array = full).size(); },
+      [&] { return array.set_size(4), array.size(); },
+      [&] { return array.unflatten(form.data()) - NO_MEMORY; },
+      [] { return CharArray("a").size(); },
+      [] { return CharArray("ab", 2).size() - 1; }};
+  for (auto const &size : cases) {
+    SCOPED_TRACE(&size - cases);
     fail_allocation(0);
-    EXPECT_EQ(c.work(array), c.result);
+    EXPECT_EQ(size(), 0U);
     EXPECT_TRUE(stop_failing());
-    EXPECT_EQ(text_of(array), c.elements);
   }
 }
 

@@ -170,7 +170,6 @@ private:
   // Compared by its bytes, as -0.0 is not zero. Written only when needed: threads that merely read
   // their arrays do not wait for each other's caches.
   static Element &zero_spare() noexcept {
-    Element const zero{};
     Element const stored = _spare.load(std::memory_order_relaxed);
     std::array<char, sizeof stored> bytes;
     std::memcpy(bytes.data(), &stored, sizeof stored);
