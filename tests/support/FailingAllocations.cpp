@@ -55,13 +55,8 @@ void *operator new[](std::size_t size, std::nothrow_t const &tag) noexcept {
   return operator new(size, tag);
 }
 
-// The forms for arrays call those above; the sanitizers' own would not.
 void *operator new[](std::size_t size) {
   return operator new(size);
-}
-
-void *operator new[](std::size_t size, std::nothrow_t const &) noexcept {
-  return operator new(size, std::nothrow);
 }
 
 void operator delete(void *memory) noexcept {
