@@ -94,8 +94,7 @@ std::string complete_name(std::string const &file_name) {
 
 // Null, with a warning, when it cannot be had.
 HMODULE load_module(std::string const &name) {
-  HMODULE const module = LoadLibraryA(name.c_str());
-  if (module != nullptr) {
+  if (HMODULE module = LoadLibraryA(name.c_str()); module != nullptr) {
     return module;
   }
   DWORD const error = GetLastError();
@@ -206,11 +205,12 @@ unsigned long Win32SharedLibrary::load() {
 }
 
 unsigned long Win32SharedLibrary::unload() {
-  if (!is_loaded()) {
+  // Cleared first: the library's destructors run inside, and find nothing loaded any more.
+  void *const module = std::exchange(module_, nullptr);
+  if (module == nullptr || FreeLibrary(static_cast<HMODULE>(module)) != FALSE) {
     return RESULT_SUCCESS;
   }
-  void *const module = std::exchange(module_, nullptr);
-  return FreeLibrary(static_cast<HMODULE>(module)) != FALSE ? RESULT_SUCCESS : RESULT_SYSTEM_ERROR;
+  return RESULT_SYSTEM_ERROR;
 }
 
 unsigned long Win32SharedLibrary::basic_load(std::string const &file_name) try {
