@@ -131,16 +131,6 @@ TEST(SharedLibrary, GoesFromStateToState) {
   EXPECT_STREQ(library->get_name(), "lugin");
 }
 
-TEST(SharedLibrary, HasNoLibraryAlsoWhenTheSystemRefusesToUnload) {
-  constexpr char const *PINNED = TEST_PLUGINS "/pinned/plugin.so"; // stays in memory
-  Library const library = make_library(PINNED);
-  EXPECT_EQ(library->load(), RESULT_SUCCESS);
-  void *const handle = dlopen(PINNED, RTLD_NOW | RTLD_NOLOAD);
-  EXPECT_EQ(dlclose(handle) + dlclose(handle), 0);
-  EXPECT_EQ(library->unload(), RESULT_SYSTEM_ERROR);
-  EXPECT_FALSE(library->is_loaded());
-}
-
 TEST(SharedLibrary, TellsWhyTheLoaderRefuses) {
   LoggingCategory::get_instance(CATEGORY).set_priority(LoggingPriority::DEBUG);
   CapturedLog log(CATEGORY);
@@ -187,13 +177,14 @@ TEST(SharedLibrary, LoadsInThreadsLeaveThePathAsItWas) {
 }
 
 TEST(SharedLibrary, ChangesNothingWithoutMemory) {
+  constexpr char const *NAME = "libm.so.6"; // allocates nothing of its own when it is loaded
   std::string const directory = TEST_PLUGINS "/first", name = std::string(100, 'x') + "/..";
   std::string before, after;
   Platform::get_environment_variable("PATH", &before);
   CapturedLog const log(CATEGORY);
   bool has_failed = true;
   for (int count = 0; has_failed; ++count) {
-    Library const library = make_library("plugin");
+    Library const library = make_library(NAME);
     fail_allocation(count);
     unsigned long const added = library->add_search_path(directory.c_str());
     unsigned long const loaded = library->load();
@@ -203,7 +194,7 @@ TEST(SharedLibrary, ChangesNothingWithoutMemory) {
     Platform::get_environment_variable("PATH", &after);
     EXPECT_EQ(after, before);
     EXPECT_EQ(added + loaded + unloaded + named == RESULT_SUCCESS, !has_failed) << count;
-    EXPECT_EQ(library->get_name(), named == RESULT_SUCCESS ? name : "plugin");
+    EXPECT_EQ(library->get_name(), named == RESULT_SUCCESS ? name : NAME);
   }
   fail_allocation(0);
   EXPECT_EQ(Platform::create_shared_library(), nullptr);

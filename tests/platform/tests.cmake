@@ -25,10 +25,9 @@ ostbase_test(
            platform/winapi/registry_file.cpp
            platform/winapi/wait.cpp)
 
-# Libraries to load: two of the same name, one that loads another, one that stays, and a text that
-# is none.
+# Libraries to load: two of the same name, one that loads another, and a text that is none.
 set(plugins "${CMAKE_CURRENT_BINARY_DIR}/plugins")
-foreach(plugin first second nested pinned)
+foreach(plugin first second nested)
   add_library(test_plugin_${plugin} MODULE platform/Plugin.cpp)
   target_compile_definitions(test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}")
   target_link_libraries(test_plugin_${plugin} PRIVATE Ostrel::ostbase ostbase_build_flags)
@@ -37,6 +36,5 @@ foreach(plugin first second nested pinned)
                                      LIBRARY_OUTPUT_DIRECTORY "${plugins}/${plugin}")
   add_dependencies(test_platform test_plugin_${plugin})
 endforeach()
-target_link_options(test_plugin_pinned PRIVATE -Wl,-z,nodelete)
 file(WRITE "${plugins}/broken/plugin.so" "This is no library.\n")
 target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}")
