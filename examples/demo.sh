@@ -52,3 +52,9 @@ REGEDIT4
 "InstallPath"="$work/nowhere"
 TEXT
 run OSTREL_REGISTRY_FILE=registry.reg example_settings
+
+say "The library from C: distances, units and a user's setting"
+run OSTREL_CONFIG_PATH=config example_robot
+
+say "A plug-in, found by its name along the search path and called"
+run OSTREL_LIBRARY_PATH="$examples" example_load_plugin
