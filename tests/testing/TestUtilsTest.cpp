@@ -119,6 +119,15 @@ TEST(TestUtils, ReadsTheCommandLine) {
   }
 }
 
+TEST(TestUtils, HardwareIsLeftAloneWhenMemoryLacks) {
+  setenv("OSTREL_TEST_HARDWARE", std::string(100, 'n').c_str(), 1);
+  unsetenv("srcdir");
+  fail_allocation(0);
+  EXPECT_FALSE(TestUtils::is_interactive());
+  EXPECT_TRUE(stop_failing());
+  unsetenv("OSTREL_TEST_HARDWARE");
+}
+
 TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
   CapturedLog log("Ostrel.Core.Base.TestUtils");
   char core[] = "ostrel-core/t", *argv[] = {core};

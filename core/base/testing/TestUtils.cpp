@@ -3,8 +3,8 @@
 
 #include "core/base/foundation/Formatting.h"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/EnvironmentSetup.hpp"
-#include "core/base/platform/Platform.hpp"
 
 #include <cmath>
 #include <cstdarg>
@@ -151,12 +151,14 @@ bool TestUtils::verbose_err_code(int code) const {
   return code == 0;
 }
 
-bool TestUtils::is_interactive() {
+bool TestUtils::is_interactive() try {
   std::string value;
-  if (Platform::get_environment_variable("OSTREL_TEST_HARDWARE", &value)) {
+  if (read_environment("OSTREL_TEST_HARDWARE", &value)) {
     return value == "yes" || value == "true";
   }
-  return !Platform::get_environment_variable("srcdir", nullptr);
+  return !read_environment("srcdir", nullptr);
+} catch (std::bad_alloc const &) {
+  return false;
 }
 
 int TestUtils::result() const {

@@ -76,7 +76,7 @@ public:
   bool verbose_err_code(int code) const;
 
   /// Whether tests may use the hardware: `OSTREL_TEST_HARDWARE` is "yes" or "true", or neither it
-  /// nor `srcdir` is set in the environment.
+  /// nor `srcdir` is set in the environment. Without memory they may not.
   static bool is_interactive();
 
   /// Prints the summary.
