@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -33,7 +35,7 @@ TEST(Fdostream, HandsOnAtOnceWhatTheSystemTakes) {
     EXPECT_EQ(static_cast<bool>(stream << "text"), c.written == 2);
     stream.clear();
     stream.rdbuf()->set_descriptor(ends[1]);
-    stream << 'c' << "text" << 12 << std::string("\0\xFF", 2) << std::endl;
+    stream << 'c' << std::string_view() << "text" << 12 << std::string("\0\xFF", 2) << std::endl;
     char text[20] = "";
     EXPECT_EQ(std::string(text, std::size_t(read(ends[0], text, sizeof text))),
               std::string("ctext12\0\xFF\n", 10));

@@ -74,7 +74,7 @@ void Platform::write_standard_error(char const *text, std::size_t size) {
 }
 
 long Platform::write_descriptor(int descriptor, void const *data, std::size_t size) {
-  return data == nullptr ? -1 : _write(descriptor, data, transfer_size(size));
+  return data == nullptr && size > 0 ? -1 : _write(descriptor, data, transfer_size(size));
 }
 
 unsigned long Platform::get_current_process_id() {

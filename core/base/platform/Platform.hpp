@@ -181,7 +181,7 @@ public:
   /// pipe is a failure like any other.
   ///
   /// @return how many bytes were taken, which may be fewer than `size` and are 1 GiB at most; -1
-  ///         when the system refuses, and for null.
+  ///         when the system refuses, and for null unless `size` is 0.
   static long write_descriptor(int descriptor, void const *data, std::size_t size);
 
   static unsigned long get_current_process_id();

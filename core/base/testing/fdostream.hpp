@@ -27,7 +27,7 @@ protected:
 
   /// Writes a block in one call of the system.
   /// @return how many characters were taken, or -1 when the system refuses, without a descriptor,
-  ///         and for null.
+  ///         and for null unless the block is empty.
   std::streamsize xsputn(char const *text, std::streamsize size) override;
 
 private:

@@ -245,7 +245,7 @@ BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPP
 }
 
 int _write(int descriptor, void const *data, unsigned int size) {
-  if (data == nullptr || size > INT_MAX) {
+  if (size > INT_MAX) {
     errno = EINVAL;
     return -1;
   }

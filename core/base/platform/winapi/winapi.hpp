@@ -327,8 +327,7 @@ BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *o
 BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
 /// Writes as WriteFile does, to an open descriptor. Gives how many bytes were taken, or -1 with
-/// `errno`: EPIPE for a pipe that nobody reads from, EINVAL for null data or a `size` above
-/// INT_MAX.
+/// `errno`: EPIPE for a pipe that nobody reads from, EINVAL for a `size` above INT_MAX.
 int _write(int descriptor, void const *data, unsigned int size);
 
 /// Waits until everything written is on the disk.
