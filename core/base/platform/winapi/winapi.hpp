@@ -24,6 +24,7 @@ constexpr bool is_separator(char c) noexcept {
 
 #include <conio.h>
 #include <direct.h>
+#include <io.h>
 #include <process.h>
 #include <stdlib.h>
 #include <string.h>
