@@ -145,7 +145,8 @@ TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
   EXPECT_EQ(path.find("V;"), 0U);
   EXPECT_NE(path.rfind(';'), 1U); // twice, as often as told
   EXPECT_FALSE(Platform::get_environment_variable("OSTREL_CONFIG_PATH", nullptr));
-  EXPECT_EQ(log.take()[0], "ERROR - Could not allocate EnvironmentSetup! -- out of memory?");
+  EXPECT_EQ(log.take(), std::vector<std::string>{
+                            "ERROR - Could not allocate EnvironmentSetup! -- out of memory?"});
 }
 
 } // namespace

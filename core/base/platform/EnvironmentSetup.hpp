@@ -40,9 +40,9 @@ public:
   /// Puts the directory that the environment variable `srcdir` names, and a backslash, in front of
   /// a path.
   ///
-  /// @return a text that the caller deletes with `delete[]`; a mere copy when `srcdir` is not set
+  /// @return a text that the caller deletes with `delete[]`: a mere copy when `srcdir` is not set,
   /// or
-  ///         the path begins with a backslash; null for null and without memory.
+  ///         when the path begins with a backslash. Null for null and without memory.
   static char *make_srcdir_path(char const *relative_path);
 
 protected:

@@ -150,7 +150,7 @@ private:
   bool was_pending_; // already before: that one is not ours to take
 };
 
-// Standard error may have been set not to block, by whoever shares it: nothing is lost then either.
+// A descriptor may have been set not to block, by whoever shares it: nothing is lost then either.
 ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
   for (;;) {
     // By its number, since every log line comes by here: that is no point of cancellation, from
