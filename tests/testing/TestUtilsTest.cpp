@@ -9,6 +9,8 @@
 
 #include <cmath>
 #include <csignal>
+#include <string>
+#include <vector>
 
 namespace {
 

@@ -41,8 +41,7 @@ public:
   /// a path.
   ///
   /// @return a text that the caller deletes with `delete[]`: a mere copy when `srcdir` is not set,
-  /// or
-  ///         when the path begins with a backslash. Null for null and without memory.
+  ///         and when the path begins with a backslash. Null for null and without memory.
   static char *make_srcdir_path(char const *relative_path);
 
 protected:
