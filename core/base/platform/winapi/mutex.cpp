@@ -7,8 +7,7 @@
 // again, since it cannot know whether others sleep.
 //
 // The owner can also be given sleepers: who sets an event whose sleeper takes the mutex next would
-// wake it in vain, since the mutex is not free yet. They come without setting WAITERS, so it is
-// left in the word for them.
+// wake it in vain, since the mutex is not free yet. They take it as those do that slept for it.
 //
 // A mutex has to notice that its owner ends. Each thread therefore links what it holds into a list
 // of its own, and a key of the thread, whose destructor the system runs at its end, marks what is
@@ -67,6 +66,9 @@ public:
   // Called by the owner, at its end, on every mutex that it holds.
   void abandon() noexcept;
 
+  // Waits for a thread that the owner may have been given.
+  DWORD wait_as_given() noexcept;
+
   // Called by the owner: gives the mutex the thread that sleeps on an event that was set.
   bool adopt_sleeper(std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept;
   bool is_mine() const noexcept {
@@ -82,9 +84,8 @@ private:
   // Kept apart, so that the common way saves no registers for what the rare one needs.
   __attribute__((noinline)) DWORD wait_contended(Thread &self, DWORD milliseconds) noexcept;
   __attribute__((noinline)) BOOL finish_release(std::uint32_t old) noexcept;
-  __attribute__((noinline)) BOOL release_to_sleepers() noexcept;
-  std::uint32_t left_for_adopted() noexcept;
 
+  DWORD wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept;
   DWORD take_if_free(Thread &self, std::uint32_t flags) noexcept;
   bool is_owner_lost(std::uint32_t word) const noexcept;
   void forget_owner() noexcept;
@@ -95,7 +96,6 @@ private:
   // The owner's. In a mutex that is free, depth and previous are as in one that was just taken:
   // there is less to write, and a locked operation waits for each write before it.
   std::uint64_t depth_ = 0;   // how often the owner has taken it again
-  std::uint64_t adopted_ = 0; // sleepers that were given to an owner, and not woken yet
   Mutex *next_ = nullptr;     // held by the same thread, taken before this one
   Mutex *previous_ = nullptr; // likewise, taken after it
 };
@@ -224,19 +224,29 @@ DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
   if (self.id == NOBODY) {
     enter(self);
   }
-  DWORD result = take_if_free(self, 0);
-  if (result != WAIT_TIMEOUT || milliseconds == 0) {
-    return result;
-  }
+  DWORD const result = take_if_free(self, 0);
+  return result != WAIT_TIMEOUT || milliseconds == 0 ? result : wait_as_sleeper(self, milliseconds);
+}
+
+DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   // A sleeper that was woken must not give up before it has announced the next one: it may have
   // been woken in that one's place. So the deadline is looked at in the sleep only.
   Deadline const deadline(milliseconds);
   bool is_in_time = true;
+  DWORD result = WAIT_TIMEOUT;
   while ((result = take_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
     std::uint32_t const word = word_.fetch_or(WAITERS, std::memory_order_relaxed) | WAITERS;
     is_in_time = (word & OWNER) == 0 || sleep_on(word_, word, deadline);
   }
   return result;
+}
+
+DWORD Mutex::wait_as_given() noexcept {
+  Thread &self = this_thread;
+  if (self.id == NOBODY) {
+    enter(self);
+  }
+  return is_mine() ? wait(INFINITE) : wait_as_sleeper(self, INFINITE);
 }
 
 // Takes the mutex unless somebody owns it, and sets `flags` with it.
@@ -266,8 +276,7 @@ bool Mutex::is_owner_lost(std::uint32_t word) const noexcept {
 __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
   Thread &self = this_thread;
   std::uint32_t const id = self.id;
-  std::uint32_t const word = word_.load(std::memory_order_relaxed);
-  if ((word & OWNER) != id) {
+  if ((word_.load(std::memory_order_relaxed) & OWNER) != id) {
     return fail(ERROR_NOT_OWNER);
   }
   if (depth_ > 0) {
@@ -275,40 +284,19 @@ __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
     return TRUE;
   }
   unlink(self);
-  if ((word & WAITERS) != 0) {
-    return release_to_sleepers();
-  }
   std::uint32_t const old = word_.exchange(0, std::memory_order_acq_rel);
   return old == id ? TRUE : finish_release(old);
 }
 
-BOOL Mutex::release_to_sleepers() noexcept {
-  std::uint32_t const left = left_for_adopted();
-  return finish_release(word_.exchange(left, std::memory_order_acq_rel));
-}
-
-// One sleeper is woken by each release.
-std::uint32_t Mutex::left_for_adopted() noexcept {
-  if (adopted_ == 0) {
-    return 0;
-  }
-  --adopted_;
-  return WAITERS;
-}
-
 bool Mutex::adopt_sleeper(std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept {
   word_.fetch_or(WAITERS, std::memory_order_relaxed);
-  if (!move_sleeper(event, value, word_)) {
-    return false;
-  }
-  ++adopted_;
-  return true;
+  return move_sleeper(event, value, word_);
 }
 
 void Mutex::abandon() noexcept {
   forget_owner();
   show_release(&word_);
-  finish_release(word_.exchange(ABANDONED | left_for_adopted(), std::memory_order_acq_rel));
+  finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
 }
 
 // Leaves depth and previous as they are in a mutex that is free.
@@ -394,6 +382,11 @@ bool call_at_thread_end(void (*function)(void *), void *argument) noexcept {
   self.at_end_argument = argument;
   self.at_end = end_of_thread.watch(self) ? function : nullptr;
   return self.at_end != nullptr;
+}
+
+DWORD wait_after_event(HANDLE mutex) noexcept {
+  return Handle::is_mutex(mutex) ? static_cast<Mutex *>(Handle::of_mutex(mutex))->wait_as_given()
+                                 : WaitForSingleObject(mutex, INFINITE);
 }
 
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept {
