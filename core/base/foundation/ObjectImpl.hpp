@@ -49,6 +49,9 @@ public:
   static void set_default_thread_safety(ThreadSafety thread_safety) noexcept;
   static ThreadSafety get_default_thread_safety() noexcept;
 
+  /// What the two operations above set and read; at first `SAFETY_NONE`.
+  static std::atomic<ThreadSafety> _default_thread_safety;
+
 protected:
   ~ObjectImpl() override;
 
@@ -72,8 +75,6 @@ private:
   std::atomic<std::uint64_t> count_{0};
   std::unique_ptr<IMutex> mutex_; // null but in SAFETY_PER_OBJECT, and when it could not be made
   ThreadSafety thread_safety_;
-
-  static std::atomic<ThreadSafety> _default_thread_safety;
 };
 
 } // namespace Ostrel
