@@ -35,6 +35,7 @@ constexpr Row ROWS[] = {
     {"2,000 keys by index", "peer", 0.1, nullptr},
     {"cached setting, 1 thread", "peer", 1.0, nullptr},
     {"cached setting, 4 threads", "peer", 1.0, nullptr},
+    {"load the library and end", "limit", 1.5, nullptr},
     {"lock and unlock", "peer", 0.85, nullptr},
     {"wait, there and back", "peer", 0.6, nullptr},
     {"trim 1 KB", "peer", 1.1, nullptr},
