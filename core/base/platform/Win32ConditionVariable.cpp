@@ -101,7 +101,7 @@ OSTBASE_WAITS bool Win32ConditionVariable::wait(unsigned long timeout, bool auto
   }
   bool const is_released = wait_released(timeout, /*takes_mutex=*/!auto_lock);
   if (!auto_lock) {
-    mutex_.acquire_after_event();
+    mutex_.acquire_for_certain();
   }
   stay_on_stack();
   return is_released;

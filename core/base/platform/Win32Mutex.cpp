@@ -45,14 +45,7 @@ OSTBASE_WAITS bool Win32Mutex::acquire() {
 }
 
 bool Win32Mutex::acquire_for_certain() {
-  return count_as_acquired(WaitForSingleObject(handle_, INFINITE));
-}
-
-bool Win32Mutex::acquire_after_event() {
-  return count_as_acquired(wait_after_event(handle_));
-}
-
-bool Win32Mutex::count_as_acquired(unsigned long outcome) {
+  DWORD const outcome = WaitForSingleObject(handle_, INFINITE);
   if (outcome != WAIT_OBJECT_0 && outcome != WAIT_ABANDONED) {
     return false;
   }

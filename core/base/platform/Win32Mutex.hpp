@@ -49,10 +49,6 @@ private:
   // Takes the mutex also when its last owner ended inside. False, with nothing taken, on an error.
   bool acquire_for_certain();
 
-  // The same for a thread that was released from a wait below.
-  bool acquire_after_event();
-  bool count_as_acquired(unsigned long outcome);
-
   // Releases the mutex and waits for the event, in one step to whoever sets it. False when the
   // event was not taken: on time-out, and without a wait when the calling thread does not own the
   // mutex.

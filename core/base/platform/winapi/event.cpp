@@ -54,8 +54,7 @@ DWORD Event::wait(DWORD milliseconds) noexcept {
 // Nothing of the object is touched after the exchange: who takes the event may close it.
 BOOL Event::set_event(HANDLE mutex) noexcept {
   std::atomic<std::uint32_t> *const word = &word_;
-  if (word->exchange(SET, std::memory_order_release) == SLEPT_ON &&
-      !give_sleeper(mutex, *word, SET)) {
+  if (word->exchange(SET, std::memory_order_release) == SLEPT_ON && !wake_at_release(mutex, word)) {
     wake_one(word);
   }
   return TRUE;

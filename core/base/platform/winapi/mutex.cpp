@@ -6,8 +6,8 @@
 // gives it back with WAITERS set wakes one sleeper, and that one takes the mutex with WAITERS set
 // again, since it cannot know whether others sleep.
 //
-// The owner can also be given sleepers: who sets an event whose sleeper takes the mutex next would
-// wake it in vain, since the mutex is not free yet. They take it as those do that slept for it.
+// The owner can also be given the sleeper of an event that it sets, if that one takes the mutex
+// next: woken at once it would find the mutex taken. So it is woken by the release.
 //
 // A mutex has to notice that its owner ends. Each thread therefore links what it holds into a list
 // of its own, and a key of the thread, whose destructor the system runs at its end, marks what is
@@ -36,7 +36,8 @@ namespace {
 constexpr std::uint32_t WAITERS = 0x80000000;   // somebody may be sleeping on the word
 constexpr std::uint32_t ABANDONED = 0x40000000; // free, but its last owner ended inside
 constexpr std::uint32_t CLOSED = 0x20000000;    // its handle is gone: the owner's end frees it
-constexpr std::uint32_t OWNER = 0x1FFFFFFF;     // more bits than a thread identifier has
+constexpr std::uint32_t WAKES = 0x10000000;     // its release wakes the sleeper of an event
+constexpr std::uint32_t OWNER = 0x0FFFFFFF;     // more bits than a thread identifier has
 constexpr std::uint32_t NOBODY = OWNER;         // as a thread's identifier: not asked for yet
 
 class Mutex;
@@ -45,8 +46,10 @@ class Mutex;
 // taken in a few nanoseconds, before any constructor has run and when memory is gone.
 struct Thread {
   std::uint32_t id = NOBODY;
-  int end_round = 0;                // how often the destructor of the key has run
-  Mutex *held = nullptr;            // the mutex that it took last
+  int end_round = 0;     // how often the destructor of the key has run
+  Mutex *held = nullptr; // the mutex that it took last
+  // What it wakes a sleeper of when it releases the mutex that says so.
+  std::atomic<std::uint32_t> *wakes = nullptr;
   void (*at_end)(void *) = nullptr; // called at its end
   void *at_end_argument = nullptr;
 };
@@ -66,14 +69,7 @@ public:
   // Called by the owner, at its end, on every mutex that it holds.
   void abandon() noexcept;
 
-  // Waits for a thread that the owner may have been given.
-  DWORD wait_as_given() noexcept;
-
-  // Called by the owner: gives the mutex the thread that sleeps on an event that was set.
-  bool adopt_sleeper(std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept;
-  bool is_mine() const noexcept {
-    return (word_.load(std::memory_order_relaxed) & OWNER) == this_thread.id;
-  }
+  bool wake_at_release(std::atomic<std::uint32_t> *word) noexcept;
 
   // Called by the one thread that is left after a fork, on what it holds.
   void adopt(std::uint32_t owner) noexcept { word_.store(owner, std::memory_order_relaxed); }
@@ -113,6 +109,7 @@ void adopt_what_is_held() noexcept {
     return;
   }
   this_thread.id = system_thread_id();
+  this_thread.wakes = nullptr;
   for (Mutex *mutex = this_thread.held; mutex != nullptr; mutex = mutex->next()) {
     mutex->adopt(this_thread.id);
   }
@@ -241,14 +238,6 @@ DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   return result;
 }
 
-DWORD Mutex::wait_as_given() noexcept {
-  Thread &self = this_thread;
-  if (self.id == NOBODY) {
-    enter(self);
-  }
-  return is_mine() ? wait(INFINITE) : wait_as_sleeper(self, INFINITE);
-}
-
 // Takes the mutex unless somebody owns it, and sets `flags` with it.
 DWORD Mutex::take_if_free(Thread &self, std::uint32_t flags) noexcept {
   std::uint32_t word = word_.load(std::memory_order_relaxed);
@@ -288,9 +277,14 @@ __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
   return old == id ? TRUE : finish_release(old);
 }
 
-bool Mutex::adopt_sleeper(std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept {
-  word_.fetch_or(WAITERS, std::memory_order_relaxed);
-  return move_sleeper(event, value, word_);
+bool Mutex::wake_at_release(std::atomic<std::uint32_t> *word) noexcept {
+  Thread &self = this_thread;
+  if ((word_.load(std::memory_order_relaxed) & OWNER) != self.id || self.wakes != nullptr) {
+    return false;
+  }
+  self.wakes = word;
+  word_.fetch_or(WAKES, std::memory_order_relaxed);
+  return true;
 }
 
 void Mutex::abandon() noexcept {
@@ -307,6 +301,9 @@ void Mutex::forget_owner() noexcept {
 
 // The mutex is no longer the caller's: only what the word held before may be looked at.
 BOOL Mutex::finish_release(std::uint32_t old) noexcept {
+  if ((old & WAKES) != 0) {
+    wake_one(std::exchange(this_thread.wakes, nullptr));
+  }
   if ((old & CLOSED) != 0) {
     delete this;
   } else if ((old & WAITERS) != 0) {
@@ -319,7 +316,7 @@ void Mutex::close() noexcept {
   std::uint32_t const old = word_.fetch_or(CLOSED, std::memory_order_acq_rel);
   if ((old & OWNER) == this_thread.id) {
     unlink(this_thread);
-    delete this;
+    finish_release(old | CLOSED);
   } else if ((old & OWNER) == 0 || is_owner_lost(old)) {
     delete this;
   }
@@ -359,12 +356,9 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 
 } // namespace
 
-bool give_sleeper(HANDLE mutex, std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept {
-  if (!Handle::is_mutex(mutex)) {
-    return false;
-  }
-  auto &object = *static_cast<Mutex *>(Handle::of_mutex(mutex));
-  return object.is_mine() && object.adopt_sleeper(event, value);
+bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept {
+  return Handle::is_mutex(mutex) &&
+         static_cast<Mutex *>(Handle::of_mutex(mutex))->wake_at_release(word);
 }
 
 void abandon_held_mutexes() noexcept {
@@ -382,11 +376,6 @@ bool call_at_thread_end(void (*function)(void *), void *argument) noexcept {
   self.at_end_argument = argument;
   self.at_end = end_of_thread.watch(self) ? function : nullptr;
   return self.at_end != nullptr;
-}
-
-DWORD wait_after_event(HANDLE mutex) noexcept {
-  return Handle::is_mutex(mutex) ? static_cast<Mutex *>(Handle::of_mutex(mutex))->wait_as_given()
-                                 : WaitForSingleObject(mutex, INFINITE);
 }
 
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept {

@@ -10,9 +10,9 @@ namespace Ostrel {
 /// `WaitForSingleObject` on the handle of a mutex without a name.
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept;
 
-/// Lets the thread that sleeps on the word of an event sleep for the mutex instead, if the calling
-/// thread owns that. @return false when it does not, or nobody sleeps.
-bool give_sleeper(HANDLE mutex, std::atomic<std::uint32_t> &event, std::uint32_t value) noexcept;
+/// Leaves it to the release of the mutex to wake one thread that sleeps on `word`, which may be gone
+/// by then. @return false when the calling thread does not own the mutex, or wakes one already.
+bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept;
 
 /// Creates the mutex of that name, or opens it when it is there.
 /// @return its handle; null with the last error when it cannot be had.

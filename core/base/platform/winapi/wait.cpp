@@ -34,13 +34,6 @@ void wake_one(std::atomic<std::uint32_t> *word) noexcept {
   syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1);
 }
 
-bool move_sleeper(std::atomic<std::uint32_t> &word, std::uint32_t expected,
-                  std::atomic<std::uint32_t> &other) noexcept {
-  constexpr long MOST_WOKEN = 0, MOST_MOVED = 1;
-  return syscall(SYS_futex, &word, FUTEX_CMP_REQUEUE_PRIVATE, MOST_WOKEN, MOST_MOVED, &other,
-                 expected) == 1;
-}
-
 void wake_all(std::atomic<std::uint32_t> *word) noexcept {
   syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, INT_MAX);
 }

@@ -32,11 +32,6 @@ bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
 /// Wakes one thread that sleeps on `word`. Only the address is used: the word itself may be gone.
 void wake_one(std::atomic<std::uint32_t> *word) noexcept;
 
-/// Lets one thread that sleeps on `word`, which has the value `expected`, sleep on another instead.
-/// @return false when nobody sleeps there.
-bool move_sleeper(std::atomic<std::uint32_t> &word, std::uint32_t expected,
-                  std::atomic<std::uint32_t> &other) noexcept;
-
 /// Wakes all of them, likewise.
 void wake_all(std::atomic<std::uint32_t> *word) noexcept;
 

@@ -45,10 +45,6 @@ inline BOOL set_event_before(HANDLE event, HANDLE) noexcept {
   return SetEvent(event);
 }
 
-inline DWORD wait_after_event(HANDLE mutex) noexcept {
-  return WaitForSingleObject(mutex, INFINITE);
-}
-
 inline void to_native_path(char *) noexcept {}
 
 inline bool follow_links(char const *path, char *target, std::size_t size) noexcept {
@@ -178,9 +174,6 @@ namespace Ostrel {
 /// waiter is woken by its release, since before it would only go to sleep again: on one processor
 /// that is half of what a condition variable costs. Null for no mutex.
 BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept;
-
-/// `WaitForSingleObject`, without limit, for the mutex that was named there, by the waiter.
-DWORD wait_after_event(HANDLE mutex) noexcept;
 
 } // namespace Ostrel
 
