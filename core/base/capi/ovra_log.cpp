@@ -15,29 +15,38 @@ constexpr unsigned int MESSAGE_SIZE = 4000; // of the buffer that messages are f
 using Level = bool (LoggingCategory::*)(char const *, ...);
 using PostfixedLevel = bool (LoggingCategoryPostfixed::*)(char const *, ...);
 
-bool log(Level level, char const *category, char const *format, va_list arguments)
+// Null for what nobody would see: it need not be formatted.
+LoggingCategory *receiver(LoggingPriority::PriorityLevel priority, char const *category,
+                          char const *format) {
+  if (category == nullptr || format == nullptr) {
+    return nullptr;
+  }
+  LoggingCategory &named = LoggingCategory::get_instance(category);
+  return named.priority_satisfied(priority) ? &named : nullptr;
+}
+
+bool log(LoggingCategory *category, Level level, char const *format, va_list arguments)
     OSTBASE_PRINTF(3, 0);
-void log_with_place(PostfixedLevel level, char const *category, char const *format,
+void log_with_place(LoggingCategory *category, PostfixedLevel level, char const *format,
                     char const *file, int line, va_list arguments) OSTBASE_PRINTF(3, 0);
 
-bool log(Level level, char const *category, char const *format, va_list arguments) {
-  if (category == nullptr || format == nullptr) {
+bool log(LoggingCategory *category, Level level, char const *format, va_list arguments) {
+  if (category == nullptr) {
     return false;
   }
   char message[MESSAGE_SIZE];
   ovra_vsnprintf(message, MESSAGE_SIZE, format, arguments);
-  return (LoggingCategory::get_instance(category).*level)("%s", message);
+  return (category->*level)("%s", message);
 }
 
-void log_with_place(PostfixedLevel level, char const *category, char const *format,
+void log_with_place(LoggingCategory *category, PostfixedLevel level, char const *format,
                     char const *file, int line, va_list arguments) {
-  if (category == nullptr || format == nullptr) {
+  if (category == nullptr) {
     return;
   }
   char message[MESSAGE_SIZE];
   ovra_vsnprintf(message, MESSAGE_SIZE, format, arguments);
-  LoggingCategoryPostfixed placed(&LoggingCategory::get_instance(category), "%s:%d",
-                                  file == nullptr ? "" : file, line);
+  LoggingCategoryPostfixed placed(category, "%s:%d", file == nullptr ? "" : file, line);
   (placed.*level)("%s", message);
 }
 
@@ -60,7 +69,8 @@ void ovra_log__debug(char const *category, char const *format, char const *file,
                      ...) noexcept {
   va_list arguments;
   va_start(arguments, line);
-  log_with_place(&LoggingCategoryPostfixed::debug, category, format, file, line, arguments);
+  log_with_place(receiver(LoggingPriority::LEVEL_DEBUG, category, format),
+                 &LoggingCategoryPostfixed::debug, format, file, line, arguments);
   va_end(arguments);
 }
 
@@ -68,14 +78,16 @@ void ovra_log__warn(char const *category, char const *format, char const *file, 
                     ...) noexcept {
   va_list arguments;
   va_start(arguments, line);
-  log_with_place(&LoggingCategoryPostfixed::warn, category, format, file, line, arguments);
+  log_with_place(receiver(LoggingPriority::LEVEL_WARN, category, format),
+                 &LoggingCategoryPostfixed::warn, format, file, line, arguments);
   va_end(arguments);
 }
 
 bool ovra_log__info(char const *category, char const *format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  bool const has_passed = log(&LoggingCategory::info, category, format, arguments);
+  bool const has_passed = log(receiver(LoggingPriority::LEVEL_INFO, category, format),
+                              &LoggingCategory::info, format, arguments);
   va_end(arguments);
   return has_passed;
 }
@@ -83,7 +95,8 @@ bool ovra_log__info(char const *category, char const *format, ...) noexcept {
 bool ovra_log__io_prof(char const *category, char const *format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  bool const has_passed = log(&LoggingCategory::info, category, format, arguments);
+  bool const has_passed = log(receiver(LoggingPriority::LEVEL_INFO, category, format),
+                              &LoggingCategory::info, format, arguments);
   va_end(arguments);
   return has_passed;
 }
@@ -91,7 +104,8 @@ bool ovra_log__io_prof(char const *category, char const *format, ...) noexcept {
 bool ovra_log__warn_no_debug(char const *category, char const *format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  bool const has_passed = log(&LoggingCategory::warn, category, format, arguments);
+  bool const has_passed = log(receiver(LoggingPriority::LEVEL_WARN, category, format),
+                              &LoggingCategory::warn, format, arguments);
   va_end(arguments);
   return has_passed;
 }
