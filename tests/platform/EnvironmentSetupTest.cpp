@@ -7,7 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <iostream>
+#include <memory>
+#include <set>
+#include <string>
 
 #include <unistd.h>
 
@@ -29,18 +33,25 @@ struct State : EnvironmentSetup {
 
 // What is appended: the directory of the settings in the source tree.
 std::string const TREE =
-    ";" + std::string(__FILE__).substr(0, std::string(__FILE__).find("/tests/")) + "/config";
+    ";" + std::string(__FILE__).substr(0, std::string(__FILE__).rfind("/tests/")) + "/config";
 
-// Sets up for one program and, without a command line, for another, in that directory.
+// Sets up in that directory, for one program and then, with no argument counted, for another. The
+// first object goes first.
 Role const set_up("set-up", [](Role::Arguments const &arguments) {
   std::string name = arguments[1];
-  char *argv[] = {name.empty() ? nullptr : name.data()};
+  char other[] = "other";
+  char *argv[] = {name.empty() ? nullptr : name.data()}, *others[] = {other};
   int const is_lost = chdir(arguments[0].c_str());
   {
-    EnvironmentSetup const one(1, argv);
-    std::cout << State::show();
     EnvironmentSetup two;
-    two.init(0, argv);
+    {
+      EnvironmentSetup const one(1, argv);
+      std::cout << State::show();
+      two.init(0, name.empty() ? nullptr : others);
+      std::cout << State::show();
+    }
+    std::cout << State::show();
+    two.init(0, others);
     std::cout << State::show();
   }
   std::cout << State::show();
@@ -69,7 +80,8 @@ TEST(EnvironmentSetup, AppendsTheConfigDirectoryInTheSourceTree) {
     std::string const rest = " L " + (c.program.empty() ? "-0\n" : c.program + "1\n");
     ChildResult const result = run_child("set-up", {c.directory, c.program}, environment);
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, c.then + rest + c.at_last + rest + "- - -0\n");
+    std::string const later = (c.directory == inside ? TREE : "-") + " - other1\n";
+    EXPECT_EQ(result.out, c.then + rest + c.at_last + rest + "- - -0\n" + later + "- - -0\n");
   }
 }
 
@@ -102,14 +114,19 @@ TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
     std::string const line = "TRACE  - Could not allocate new_path! [environmentsetup]";
     EXPECT_EQ(log.take(), std::vector<std::string>(path == nullptr ? 1 : 0, line));
   }
-  EnvironmentSetup setup;
   char core[] = "ostrel-core", *argv[] = {core};
-  for (int count = 0; getenv("OSTREL_CONFIG_PATH") == before; ++count) {
+  std::set<std::string> states;
+  bool has_failed = true;
+  for (int count = 0; has_failed; ++count) {
+    setenv("OSTREL_CONFIG_PATH", before.c_str(), 1);
+    EnvironmentSetup setup;
     fail_allocation(count);
     setup.init(1, argv);
-    stop_failing();
+    has_failed = stop_failing();
+    states.insert(State::show());
   }
-  EXPECT_EQ(State::show(), before + TREE + " - ostrel-core1\n");
+  EXPECT_EQ(states, (std::set<std::string>{before + " - ostrel-core1\n", before + TREE + " - -0\n",
+                                           before + TREE + " - ostrel-core1\n"}));
   category.set_priority(LoggingPriority::LEVEL_NOT_SET);
 }
 

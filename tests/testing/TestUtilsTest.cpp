@@ -7,8 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -28,7 +31,7 @@ Role const end("end", [](Role::Arguments const &arguments) {
       [](TestUtils &t) { t.set_autoexit(true), t.check_close(1, 2, 1); },
       [](TestUtils &t) { t.set_autoexit(true), t.fatal_check(false, "x"); },
       [](TestUtils &t) { t.fatal_check(false, "No %s"); },
-      [](TestUtils &t) { t.fatal_error(nullptr); },
+      [](TestUtils &t) { std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ), t.fatal_error(nullptr); },
   };
   char name[] = "/build/.libs/lt-t", *argv[] = {name, nullptr};
   TestUtils test(1, argv, /*needs_hardware=*/true, /*auto_exit=*/false);
@@ -135,6 +138,7 @@ TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
   char core[] = "ostrel-core/t", *argv[] = {core};
   setenv("OSTREL_CONFIG_PATH", "V", 1);
   std::string path;
+  testing::internal::CaptureStderr();
   {
     TestUtils test(/*needs_hardware=*/false, /*auto_exit=*/false);
     fail_allocation(0);
@@ -144,6 +148,7 @@ TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
     test.init(1, argv);
     EXPECT_TRUE(Platform::get_environment_variable("OSTREL_CONFIG_PATH", &path));
   }
+  testing::internal::GetCapturedStderr();
   EXPECT_EQ(path.find("V;"), 0U);
   EXPECT_NE(path.rfind(';'), 1U); // twice, as often as told
   EXPECT_FALSE(Platform::get_environment_variable("OSTREL_CONFIG_PATH", nullptr));

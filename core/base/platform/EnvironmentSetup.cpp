@@ -38,14 +38,6 @@ Text copy_text(char const *text) {
   return copy;
 }
 
-void report_no_path() {
-  LoggingCategoryPostfixed(&category()).trace("Could not allocate new_path!");
-}
-
-bool has_arguments(int argc, char *const *argv) {
-  return argc != 0 && argv != nullptr;
-}
-
 bool names_source_tree(char const *path) {
   return path != nullptr && std::strstr(path, SOURCE_TREE) != nullptr;
 }
@@ -93,7 +85,7 @@ void EnvironmentSetup::init(int argc, char **argv) {
 }
 
 bool EnvironmentSetup::in_source_tree(int argc, char **const argv) {
-  if (names_source_tree(has_arguments(argc, argv) ? argv[0] : _argv0)) {
+  if (names_source_tree(argc != 0 && argv != nullptr ? argv[0] : _argv0)) {
     return true;
   }
   char directory[DIRECTORY_SIZE];
@@ -111,13 +103,11 @@ char *EnvironmentSetup::make_srcdir_path(char const *relative_path) try {
   }
   path += delimiter;
   path += relative_path;
-  Text new_path = copy_text(path.c_str());
-  if (new_path == nullptr) {
-    report_no_path();
-  }
+  Text new_path(new char[path.size() + 1]);
+  std::memcpy(new_path.get(), path.c_str(), path.size() + 1);
   return new_path.release();
 } catch (std::bad_alloc const &) {
-  report_no_path();
+  LoggingCategoryPostfixed(&category()).trace("Could not allocate new_path!");
   return nullptr;
 }
 
@@ -127,7 +117,7 @@ void EnvironmentSetup::init_internal(int argc, char **argv) {
     _putenv(entry.get());
     config_path_entry_ = std::move(entry);
   }
-  if (_argv0 != nullptr || !has_arguments(argc, argv) || argv[0] == nullptr) {
+  if (_argv0 != nullptr || argv == nullptr || argv[0] == nullptr) {
     return;
   }
   _argv0 = copy_text(argv[0]).release();

@@ -73,8 +73,20 @@ void Platform::write_standard_error(char const *text, std::size_t size) {
   }
 }
 
-long Platform::write_descriptor(int descriptor, void const *data, std::size_t size) {
-  return data == nullptr && size > 0 ? -1 : _write(descriptor, data, transfer_size(size));
+std::ptrdiff_t Platform::write_descriptor(int descriptor, void const *data, std::size_t size) {
+  if (data == nullptr && size > 0) {
+    return -1;
+  }
+  auto const *const bytes = static_cast<char const *>(data);
+  std::size_t written = 0;
+  do {
+    int const taken = _write(descriptor, bytes + written, transfer_size(size - written));
+    if (taken <= 0) {
+      return written > 0 ? static_cast<std::ptrdiff_t>(written) : taken;
+    }
+    written += static_cast<unsigned int>(taken);
+  } while (written < size);
+  return static_cast<std::ptrdiff_t>(written);
 }
 
 unsigned long Platform::get_current_process_id() {

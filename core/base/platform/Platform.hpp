@@ -177,12 +177,13 @@ public:
   /// which does not end the program either.
   static void write_standard_error(char const *text, std::size_t size);
 
-  /// Writes to an open descriptor of the C library in one call of the system (addition). A broken
+  /// Writes to an open descriptor of the C library (addition). Goes on where a signal has stopped
+  /// the system half-way. Waits for room, unless the descriptor has been set not to block. A broken
   /// pipe is a failure like any other.
   ///
-  /// @return how many bytes were taken, which may be fewer than `size` and are 1 GiB at most; -1
-  ///         when the system refuses, and for null unless `size` is 0.
-  static long write_descriptor(int descriptor, void const *data, std::size_t size);
+  /// @return how many bytes were taken: fewer than `size` when the system refused the rest, -1 when
+  ///         it refused all, and for null unless `size` is 0.
+  static std::ptrdiff_t write_descriptor(int descriptor, void const *data, std::size_t size);
 
   static unsigned long get_current_process_id();
   static unsigned long get_current_thread_id();

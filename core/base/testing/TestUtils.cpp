@@ -28,12 +28,12 @@ LoggingCategory &category() {
 
 // The name that the report shows. A program that is not installed yet is started through a wrapper,
 // which keeps it under its name with a prefix.
-char const *program_name(int argc, char *const *argv) {
+char const *program_name(char *const *argv) {
   constexpr char const *PREFIX = "lt-";
-  char const *const path = argc > 0 && argv != nullptr ? argv[0] : nullptr;
-  if (path == nullptr) {
+  if (argv == nullptr || argv[0] == nullptr) {
     return "";
   }
+  char const *const path = argv[0];
   char const *const prefix = std::strstr(path, PREFIX);
   return prefix == nullptr ? path : prefix + std::strlen(PREFIX);
 }
@@ -121,6 +121,7 @@ bool TestUtils::fatal_check(bool is_passed, char const *text) {
 
 void TestUtils::fatal_error(char const *text) {
   std::fprintf(stderr, "%s. Aborting.\n", text != nullptr ? text : "Unknown internal error");
+  std::fflush(stderr); // which the program may have given a buffer
   std::abort();
 }
 
@@ -185,7 +186,7 @@ void TestUtils::init_internal(int argc, char **argv) {
 }
 
 void TestUtils::init_external(int argc, char **argv) {
-  std::fprintf(stderr, "\n*** %s  ***\nRunning tests...\n", program_name(argc, argv));
+  std::fprintf(stderr, "\n*** %s  ***\nRunning tests...\n", program_name(argv));
   description_[0] = '\0';
   if (needs_hardware_ && !is_interactive()) {
     std::fprintf(stderr, "Hardware testing disabled. Skipping test.\n");

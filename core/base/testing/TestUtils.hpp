@@ -35,7 +35,7 @@ public:
   TestUtils(TestUtils const &) = delete;
   TestUtils &operator=(TestUtils const &) = delete;
 
-  /// Undoes the set-up of the environment, see `EnvironmentSetup`. Prints nothing.
+  /// Removes the variables that `EnvironmentSetup` sets. Prints nothing.
   virtual ~TestUtils();
 
   /// Sets the environment up, prints the banner and reads the command line. A null `argv`, or a
@@ -97,7 +97,8 @@ public:
   void set_autoexit(bool auto_exit) noexcept { auto_exit_ = auto_exit; }
 
   /// Output of the test program that shows only when the command line asks for verbose mode: until
-  /// then it is lost.
+  /// then it is lost. Each `init` in verbose mode directs it to standard error and clears its
+  /// state.
   fdostream verbose_stream;
 
 protected:
@@ -118,7 +119,7 @@ private:
   bool auto_exit_;
   bool verbose_ = false;
   char description_[DESCRIPTION_SIZE] = "";
-  // Behind the stream: the environment is undone before the stream goes.
+  // Behind the stream, so that it goes first.
   std::unique_ptr<EnvironmentSetup> environment_setup_; // null before `init` and without memory
 };
 

@@ -10,7 +10,8 @@ namespace Ostrel {
 
 /// Hands each character and block to an open file descriptor at once: it buffers nothing.
 ///
-/// The descriptor is borrowed: nobody here closes it. Not synchronised.
+/// Waits for a full pipe, unless the descriptor has been set not to block. The descriptor is
+/// borrowed: nobody here closes it. Not synchronised.
 class OSTBASE_API fdoutbuf : public std::streambuf {
 public:
   /// @param descriptor  of the C library; -1 for none, to which nothing can be written.
@@ -25,9 +26,9 @@ protected:
   ///         there is no descriptor. The end-of-file value is given back and nothing written.
   int_type overflow(int_type character = traits_type::eof()) override;
 
-  /// Writes a block in one call of the system.
-  /// @return how many characters were taken, or -1 when the system refuses, without a descriptor,
-  ///         and for null unless the block is empty.
+  /// Writes a block.
+  /// @return how many characters were taken, fewer when the system refused the rest; -1 when it
+  ///         refused all, without a descriptor, and for null unless the block is empty.
   std::streamsize xsputn(char const *text, std::streamsize size) override;
 
 private:

@@ -150,17 +150,18 @@ private:
   bool was_pending_; // already before: that one is not ours to take
 };
 
-// A descriptor may have been set not to block, by whoever shares it: nothing is lost then either.
+// By its number, since every log line comes by here: that is no point of cancellation, from which a
+// thread would have to be kept.
+ssize_t write_once(int descriptor, void const *data, std::size_t size) {
+  return retry([=] { return syscall(SYS_write, descriptor, data, size); });
+}
+
+// A descriptor may have been set not to block, by whoever shares it: no log line is lost then.
 ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
   for (;;) {
-    // By its number, since every log line comes by here: that is no point of cancellation, from
-    // which a thread would have to be kept.
-    ssize_t const written = syscall(SYS_write, descriptor, data, size);
-    if (written != -1 || (errno != EAGAIN && errno != EINTR)) {
+    ssize_t const written = write_once(descriptor, data, size);
+    if (written != -1 || errno != EAGAIN) {
       return written;
-    }
-    if (errno == EINTR) {
-      continue;
     }
     pollfd ready = {descriptor, POLLOUT, 0};
     if (retry([&ready] { return poll(&ready, 1, -1); }) == -1) {
@@ -250,7 +251,7 @@ int _write(int descriptor, void const *data, unsigned int size) {
     return -1;
   }
   WithoutPipeSignal const guard;
-  return static_cast<int>(write_waiting(descriptor, data, size));
+  return static_cast<int>(write_once(descriptor, data, size));
 }
 
 BOOL FlushFileBuffers(HANDLE file) {
