@@ -23,7 +23,15 @@ static double read_margin(void) {
                    ovra_result__get_description(result));
     return meters;
   }
-  ovra_units__convert(DISTANCE, "feet", strtod(text, NULL), "meters", &meters);
+  char *end = text;
+  double const feet = strtod(text, &end);
+  if (end == text || *end != '\0') {
+    ovra_log__warn(CATEGORY, "%s is '%s', which is no number", "robot.c", __LINE__, MARGIN, text);
+    return meters;
+  }
+  if (ovra_units__convert(DISTANCE, "feet", feet, "meters", &meters) != SUCCESS) {
+    return meters;
+  }
   ovra_log__info(CATEGORY, "keeping %s feet away, which are %.3f m", text, meters);
   return meters;
 }
@@ -62,8 +70,9 @@ int main(void) {
   ovra_doublearray__delete(distances);
 
   print_way(way - read_margin(), "inches");
-  ovra_user_config__set_value(MARGIN, "2.5", /* commit = */ 0);
-  print_way(way - read_margin(), "inches");
+  if (ovra_user_config__set_value(MARGIN, "2.5", /* commit = */ 0) == SUCCESS) {
+    print_way(way - read_margin(), "inches");
+  }
   print_way(way, "parsecs");
   return EXIT_SUCCESS;
 }

@@ -53,7 +53,7 @@ TEST(CInterface, MessagesReachTheCategoryUnchanged) {
 TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
   constexpr char LONG[] = "a name that needs memory of its own", KEY[] = "UserConfig/Long/Key/Name";
   double value = 0;
-  char text[64];
+  char text[64] = "stale";
   ovra_array *array = nullptr;
   for (int count = 0; array == nullptr; ++count) {
     fail_allocation(count);
@@ -74,6 +74,7 @@ TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
     fail_allocation(0);
     EXPECT_EQ(operation(), RESULT_OUT_OF_MEMORY) << &operation - operations;
     stop_failing();
+    EXPECT_TRUE(value == 0 && text == std::string("stale") && ovra_array__get_size(array) == 0);
   }
   ovra_doublearray__delete(array);
 }

@@ -36,18 +36,19 @@ TEST(Units, EachNameHasItsSize) {
       {UNIT_TYPE_TIME, 1.0, {"s", "sec", "second", "seconds"}},
       {UNIT_TYPE_TIME, 60.0, {"min", "minute", "minutes"}},
       {UNIT_TYPE_TIME, 3600.0, {"h", "hr", "hour", "hours"}}};
-  std::string const bases[] = {"cm", "rad", "sec"};
+  std::string const bases[] = {"cm", "rad", "sec"}, others[] = {"ft", "deg", "ms"};
+  double const sizes[] = {30.48, 0.017453292519943295, 0.001}; // of the others
   for (auto const &c : cases) {
     for (std::string const &name : c.names) {
       SCOPED_TRACE(name);
       EXPECT_EQ(default_of(c.type), bases[c.type]);
-      double there = 0, back = 0, same = 0;
+      double there = 0, back = 0, across = 0;
       EXPECT_EQ(Units::convert_to_default_units(c.type, name, 7.7, &there), RESULT_SUCCESS);
       EXPECT_EQ(Units::convert_to_specified_units(c.type, name, 7.7, &back), RESULT_SUCCESS);
-      EXPECT_EQ(Units::convert_units(c.type, name, 7.7, name, &same), RESULT_SUCCESS);
+      EXPECT_EQ(Units::convert_units(c.type, name, 7.7, others[c.type], &across), RESULT_SUCCESS);
       EXPECT_EQ(there, 7.7 * c.factor);
       EXPECT_EQ(back, 7.7 / c.factor);
-      EXPECT_EQ(same, 7.7 * c.factor / c.factor); // 7.7 but for its last bit
+      EXPECT_EQ(across, 7.7 * c.factor / sizes[c.type]); // to the last bit, also for one unit
       EXPECT_EQ(Units::set_default_units(c.type, name), RESULT_SUCCESS);
       EXPECT_EQ(default_of(c.type), name);
       EXPECT_EQ(Units::set_default_units(c.type, bases[c.type]), RESULT_SUCCESS);
@@ -70,8 +71,9 @@ TEST(Units, FailuresChangeNothingAndAreTold) {
     EXPECT_EQ(log.take(), std::vector<std::string>(line.empty() ? 0 : 1, "WARN  - " + line));
     EXPECT_EQ(out, 5);
     EXPECT_EQ(name, "stale");
-    EXPECT_EQ(default_of(LENGTH), "cm");
+    EXPECT_EQ(default_of(LENGTH), "inch");
   };
+  EXPECT_EQ(Units::set_default_units(LENGTH, "inch"), RESULT_SUCCESS);
   std::string const no_source = "convert_to_default_units: Failure acquiring src units";
   std::string const no_default = "Failed to acquire default units for unit conversion";
   std::string const no_m = "Failed to acquire output units 'm' for unit conversion";
@@ -96,6 +98,7 @@ TEST(Units, FailuresChangeNothingAndAreTold) {
   expect(Units::convert_to_default_units(LENGTH, "m", 1, nullptr), REFUSED, "");
   expect(Units::convert_to_specified_units(LENGTH, "m", 1, nullptr), REFUSED, "");
   expect(Units::convert_units(LENGTH, "m", 1, "m", nullptr), REFUSED, "");
+  EXPECT_EQ(Units::set_default_units(LENGTH, "cm"), RESULT_SUCCESS);
 }
 
 } // namespace

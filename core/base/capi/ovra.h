@@ -6,9 +6,10 @@
 /// settings, units, and the last part of a path.
 ///
 /// Functions that can fail return a result code as an `unsigned long`: 0 is success,
-/// `ovra_result__get_name` gives the name of any code. The names are used below. After a failure
-/// nothing has changed and nothing has been written. Every function takes null wherever it takes a
-/// pointer, and says what that means. Texts end with a zero byte, and are borrowed for the call.
+/// `ovra_result__get_name` gives the name of any code. The names are used below. A failure leaves
+/// what the result would have been written to as it was. Every function takes null wherever it
+/// takes a pointer, and says what that means. Texts end with a zero byte, and are borrowed for the
+/// call.
 ///
 /// Any thread may call any function at any time, with one exception: an array is used by one thread
 /// at a time.
@@ -38,6 +39,11 @@ struct ovra_array;
 /// case; the empty name is the root of all. A category lets messages up to its priority through;
 /// one that has none asks the category above it. Formats are those of `printf`; messages are cut to
 /// 3999 characters. A null category name and a null format log nothing.
+///
+/// At first the root lets information and what is more urgent through, to standard error. The
+/// environment variable `OSTREL_LOG_PRIORITY` changes that, for example to "Robot.Arm,DEBUG",
+/// `OSTREL_LOG_OUTPUT` names a file instead, and with `OVRA_LOG_TIMESTAMP` set to "YES" the time of
+/// day stands before the messages that show their place.
 /// @{
 
 /// Gives the category of that name, and makes it when there is none. Never null but for a null
@@ -53,7 +59,7 @@ OSTBASE_API ovra_log_category *ovra_log__get_instance(char const *name) OSTBASE_
 OSTBASE_API void ovra_log__set_priority(ovra_log_category *category, int priority) OSTBASE_NOEXCEPT;
 
 /// Logs a debug message and the place in the source behind it: "message [file:line]".
-/// @param file  null is the empty text.
+/// @param file  null is the empty text, as is the whole place without memory.
 OSTBASE_API void ovra_log__debug(char const *category, char const *format, char const *file,
                                  int line, ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 5);
 
@@ -144,8 +150,9 @@ OSTBASE_API char const *ovra_result__get_description(unsigned long code) OSTBASE
 /// @name User settings
 ///
 /// A key is full, such as "UserConfig/ObstacleAvoidance/Method", or the alias of one with a '$' in
-/// front, such as "$ObstacleAvoidanceMethod". The settings are read from the user's settings file
-/// at the first call. A null key is a malformed one.
+/// front, such as "$ObstacleAvoidanceMethod". The settings are read at the first call, from the
+/// first `user-config.xml` in the directories that the environment variable `OSTREL_CONFIG_PATH`
+/// names, separated by ";". A null key is a malformed one.
 /// @{
 
 /// Reads a setting; the empty text when there is no settings file.
@@ -181,8 +188,8 @@ OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char cons
 /// - times: ms, millisecond, milliseconds, s, sec, second, seconds, min, minute, minutes, h, hr,
 ///   hour, hours
 ///
-/// A null unit is an unknown one. Conversions that fail are logged as warnings, but not those that
-/// fail for a null result. Each operation gives `RESULT_OUT_OF_MEMORY` where it lacks memory.
+/// A null unit is an unknown one. A conversion from or to an unknown unit or of an unknown type is
+/// logged as a warning. Each operation gives `RESULT_OUT_OF_MEMORY` where it lacks memory.
 /// @{
 
 /// Gives the name of the type's default unit.
@@ -240,10 +247,10 @@ OSTBASE_API char *ovra_win32_basename(char *path) OSTBASE_NOEXCEPT;
 /// @name Profiler data
 /// @{
 
-/// Room for what programs that measure themselves share. The library neither reads nor writes it,
-/// and gives it no fields: they are the programs'.
+/// Room for what programs that measure themselves share: 256 bytes whose meaning is theirs. The
+/// library neither reads nor writes them.
 struct tagSimpleProfilerData {
-  unsigned long long words[32]; ///< 256 bytes
+  unsigned long long words[32]; ///< Copy fields of your own in and out with `memcpy`.
 };
 
 /// Zero when the library is loaded.

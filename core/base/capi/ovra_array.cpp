@@ -27,6 +27,11 @@ DoubleArray const *doubles_of(ovra_array const *array) {
   return static_cast<DoubleArray const *>(array_of(array));
 }
 
+// The spare element that stands for any other is shared by all threads, and C has no part in it.
+bool has_element(ovra_array const *array, unsigned int index) {
+  return array != nullptr && index < array_of(array)->size();
+}
+
 } // namespace
 
 unsigned int ovra_array__get_size(ovra_array const *array) noexcept {
@@ -77,11 +82,11 @@ void ovra_doublearray__delete(ovra_array *array) noexcept {
 }
 
 double ovra_doublearray__get(ovra_array const *array, unsigned int index) noexcept {
-  return array == nullptr ? 0.0 : (*doubles_of(array))[index];
+  return has_element(array, index) ? (*doubles_of(array))[index] : 0.0;
 }
 
 void ovra_doublearray__set(ovra_array *array, unsigned int index, double value) noexcept {
-  if (array != nullptr) {
+  if (has_element(array, index)) {
     (*doubles_of(array))[index] = value;
   }
 }

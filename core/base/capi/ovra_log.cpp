@@ -25,12 +25,12 @@ LoggingCategory *receiver(LoggingPriority::PriorityLevel priority, char const *c
   return named.priority_satisfied(priority) ? &named : nullptr;
 }
 
-bool log(LoggingCategory *category, Level level, char const *format, va_list arguments)
+bool log_message(LoggingCategory *category, Level level, char const *format, va_list arguments)
     OSTBASE_PRINTF(3, 0);
 void log_with_place(LoggingCategory *category, PostfixedLevel level, char const *format,
                     char const *file, int line, va_list arguments) OSTBASE_PRINTF(3, 0);
 
-bool log(LoggingCategory *category, Level level, char const *format, va_list arguments) {
+bool log_message(LoggingCategory *category, Level level, char const *format, va_list arguments) {
   if (category == nullptr) {
     return false;
   }
@@ -86,17 +86,18 @@ void ovra_log__warn(char const *category, char const *format, char const *file, 
 bool ovra_log__info(char const *category, char const *format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  bool const has_passed = log(receiver(LoggingPriority::LEVEL_INFO, category, format),
-                              &LoggingCategory::info, format, arguments);
+  bool const has_passed = log_message(receiver(LoggingPriority::LEVEL_INFO, category, format),
+                                      &LoggingCategory::info, format, arguments);
   va_end(arguments);
   return has_passed;
 }
 
+// As information, which it is to the category.
 bool ovra_log__io_prof(char const *category, char const *format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  bool const has_passed = log(receiver(LoggingPriority::LEVEL_INFO, category, format),
-                              &LoggingCategory::info, format, arguments);
+  bool const has_passed = log_message(receiver(LoggingPriority::LEVEL_INFO, category, format),
+                                      &LoggingCategory::info, format, arguments);
   va_end(arguments);
   return has_passed;
 }
@@ -104,8 +105,8 @@ bool ovra_log__io_prof(char const *category, char const *format, ...) noexcept {
 bool ovra_log__warn_no_debug(char const *category, char const *format, ...) noexcept {
   va_list arguments;
   va_start(arguments, format);
-  bool const has_passed = log(receiver(LoggingPriority::LEVEL_WARN, category, format),
-                              &LoggingCategory::warn, format, arguments);
+  bool const has_passed = log_message(receiver(LoggingPriority::LEVEL_WARN, category, format),
+                                      &LoggingCategory::warn, format, arguments);
   va_end(arguments);
   return has_passed;
 }

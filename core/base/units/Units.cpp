@@ -27,7 +27,7 @@ struct Unit {
 constexpr double MILLIMETER = 0.1, CENTIMETER = 1.0, METER = 100.0;
 // The international inch and foot are defined by the meter (NIST Special Publication 811, B.6).
 constexpr double INCH = 2.54, FOOT = 30.48;
-constexpr double FIST = 32.0;                                 // a measure of the robots' makers
+constexpr double FIST = 32.0;                                 // by definition, here
 constexpr double RADIAN = 1.0, DEGREE = 0.017453292519943295; // pi / 180, to the nearest double
 constexpr double MILLISECOND = 0.001, SECOND = 1.0, MINUTE = 60.0, HOUR = 3600.0;
 

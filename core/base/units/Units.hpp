@@ -57,8 +57,8 @@ public:
 
   /// Converts from a unit into the default one.
   ///
-  /// @return `RESULT_SUCCESS` or `RESULT_INVALID_ARGUMENT`, with a warning for an unknown kind and
-  ///         name.
+  /// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown kind or name, with a
+  ///         warning, and for no result.
   static unsigned long convert_to_default_units(UnitType type, std::string units, double value,
                                                 double *result);
 
@@ -71,8 +71,7 @@ public:
 
   /// Converts from one unit into another one.
   ///
-  /// @return `RESULT_SUCCESS` or `RESULT_INVALID_ARGUMENT`, with a warning for an unknown kind and
-  ///         name.
+  /// @return as `convert_to_default_units`.
   static unsigned long convert_units(UnitType type, std::string from_units, double value,
                                      std::string to_units, double *result);
 
