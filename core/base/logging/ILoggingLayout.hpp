@@ -18,7 +18,8 @@ public:
   ILoggingLayout &operator=(ILoggingLayout const &) = delete;
   virtual ~ILoggingLayout() = default;
 
-  /// Gives the complete text, the line feed at its end included.
+  /// Gives the complete text, the line feed at its end included. May throw `std::bad_alloc` and
+  /// nothing else, as `ILoggingOutput::write`.
   virtual std::string format(LoggingEvent const &event) = 0;
 };
 

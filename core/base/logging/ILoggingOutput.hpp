@@ -39,7 +39,8 @@ public:
   /// @return whether it was written; `write` ignores the answer, there is nobody to tell.
   virtual bool write_method(std::string const &text) = 0;
 
-  /// Formats the event with the layout and writes it.
+  /// Formats the event with the layout and writes it. May throw `std::bad_alloc`, which drops the
+  /// event; anything else would leave through whoever logs, and end a program in C.
   virtual void write(LoggingEvent const &event) = 0;
 };
 
