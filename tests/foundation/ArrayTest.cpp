@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -37,6 +39,12 @@ std::string flat(unsigned int element_size, unsigned int size, unsigned int capa
     text += {static_cast<char>(word & 0xFF), static_cast<char>(word >> 8), '\0', '\0'};
   }
   return text + elements;
+}
+
+unsigned long move_by_growth(CharArray &array) {
+  void const *const before = array.data();
+  unsigned long const result = array.resize(array.size() + 1);
+  return result == OK && array.data() == before ? BOUND : result;
 }
 
 } // namespace
@@ -79,6 +87,7 @@ TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
       {"append null", [](A a) { return a.push_back_data(nullptr, 1); }, INVALID, 32, "abc"},
       {"append all", [](A a) { return a.push_back_data("x", MAX); }, NO_MEMORY, 32, "abc"},
       {"grow", [](A a) { return a.resize(5); }, OK, 32, {"abc\0\0", 5}},
+      {"grow and move", [](A a) { return move_by_growth(a); }, OK, 32, {"abc\0", 4}},
       {"grow far", [](A a) { return a.resize(MAX); }, NO_MEMORY, 32, "abc"},
       {"shrink", [](A a) { return a.resize(1); }, OK, 32, "a"},
       {"set size", [](A a) { return a.resize(1), a.set_size(3), OK; }, OK, 32, "abc"},
@@ -195,7 +204,8 @@ TEST(Array, TypedAccessNeverLeavesTheElements) {
   EXPECT_EQ(CharArray("abc", -1).size() + CharArray(nullptr).size(), 0U);
   // Elements of another size come with a flattened form.
   EXPECT_EQ(doubles.unflatten(flat(1, 32, 0, 0, std::string(32, 'x')).c_str()), OK);
-  EXPECT_EQ(doubles[31], 0);
+  EXPECT_EQ(doubles[31] + doubles[9], 0);
+  EXPECT_EQ(std::memcmp(&doubles[8], "xxxxxxxx", 8), 0);
   EXPECT_EQ(doubles.push_back(1), OK);
   CharArray wide;
   EXPECT_EQ(wide.unflatten(flat(3, 1, 0, 0, "xyz").c_str()), OK);

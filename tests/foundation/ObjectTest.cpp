@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ObjectImpl.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
 #include <sstream>
 #include <string>
@@ -129,21 +131,53 @@ TEST(Object, OtherThreadsWaitForTheLock) {
     SCOPED_TRACE(mode);
     int deleted = 0;
     auto *const thing = new Thing(&deleted, mode);
+    auto *const neighbour = new Thing(&deleted, mode);
+    bool const is_shared = mode == ObjectImpl::SAFETY_GLOBAL;
     ASSERT_TRUE(thing->maybe_lock());
     thing->add_ref();
     std::promise<void> started;
     std::thread other([&] {
       EXPECT_FALSE(thing->maybe_unlock());
+      EXPECT_TRUE(is_shared || neighbour->add_ref() == 2);
       started.set_value();
+      EXPECT_TRUE(!is_shared || neighbour->add_ref() == 2);
       EXPECT_EQ(thing->add_ref(), 2U);
       EXPECT_TRUE(thing->maybe_lock()); // and ends without giving it back
     });
     started.get_future().wait();
-    EXPECT_EQ(thing->remove_ref(), 1U); // before the other thread's step
+    std::this_thread::sleep_for(std::chrono::milliseconds(10)); // in which it must not step
+    EXPECT_EQ(neighbour->ref_count(), is_shared ? 1U : 2U);
+    EXPECT_EQ(thing->remove_ref(), 1U);
     EXPECT_TRUE(thing->maybe_unlock());
     other.join();
+    EXPECT_EQ(neighbour->remove_ref() + neighbour->remove_ref(), 1U);
     EXPECT_EQ(thing->remove_ref(), 1U); // takes the lock although its last owner is lost
     EXPECT_EQ(thing->remove_ref(), 0U);
-    EXPECT_EQ(deleted, 1);
+    EXPECT_EQ(deleted, 2);
+  }
+}
+
+namespace {
+
+// The library's destructors run beside threads that still count.
+Role const end_counting("end-counting", [](Role::Arguments const &) {
+  static int deleted = 0;
+  static auto *const thing = new Thing(&deleted, ObjectImpl::SAFETY_GLOBAL);
+  for (int i = 0; i < 4; ++i) {
+    std::thread([] {
+      for (;;) {
+        thing->add_ref();
+        thing->remove_ref();
+      }
+    }).detach();
+  }
+  return 0;
+});
+
+} // namespace
+
+TEST(Object, IsCountedUntilTheProcessIsGone) {
+  for (int i = 0; i < 30; ++i) {
+    ASSERT_EQ(run_child("end-counting", {}, {}).status, 0);
   }
 }

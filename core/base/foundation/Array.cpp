@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <limits>
 #include <new>
 #include <utility>
@@ -19,7 +20,6 @@ constexpr std::uint64_t MAX_BYTES = std::numeric_limits<std::ptrdiff_t>::max();
 enum Word : std::size_t { ELEMENT_SIZE, SIZE, CAPACITY, STEP_SIZE, RESERVED, WORD_COUNT };
 constexpr std::size_t WORD_BYTES = 4;
 constexpr std::size_t HEADER_BYTES = WORD_COUNT * WORD_BYTES;
-constexpr unsigned int BITS_OF_BYTE = 8;
 
 using Header = std::array<unsigned int, WORD_COUNT>;
 
@@ -27,7 +27,7 @@ void write_header(Header const &header, char *buffer) {
   for (unsigned int word : header) {
     for (std::size_t i = 0; i < WORD_BYTES; ++i) {
       *buffer++ = static_cast<char>(word & 0xFFU);
-      word >>= BITS_OF_BYTE;
+      word >>= CHAR_BIT;
     }
   }
 }
@@ -36,7 +36,7 @@ Header read_header(char const *buffer) {
   Header header{};
   for (std::size_t i = HEADER_BYTES; i-- > 0;) {
     unsigned int &word = header[i / WORD_BYTES];
-    word = word << BITS_OF_BYTE | static_cast<unsigned char>(buffer[i]);
+    word = word << CHAR_BIT | static_cast<unsigned char>(buffer[i]);
   }
   return header;
 }
@@ -106,16 +106,7 @@ unsigned long Array::set_capacity(unsigned int capacity, bool preserve_elements)
   if (capacity == 0) {
     return RESULT_INVALID_ARGUMENT;
   }
-  Block block;
-  unsigned long const result = make_block(capacity, &block);
-  if (result != RESULT_SUCCESS) {
-    return result;
-  }
-  size_ = preserve_elements ? std::min(size_, capacity) : 0;
-  copy(block.get(), data_.get(), size_bytes());
-  data_ = std::move(block);
-  capacity_ = capacity;
-  return RESULT_SUCCESS;
+  return move_to_block(capacity, preserve_elements ? std::min(size_, capacity) : 0);
 }
 
 unsigned long Array::remove(unsigned int index, unsigned int count) {
@@ -172,15 +163,15 @@ unsigned long Array::unflatten(char const *buffer, unsigned int length) {
     return RESULT_INVALID_ARGUMENT;
   }
   Array read(element_size_);
-  unsigned long const result = read.unflatten(buffer);
-  if (result != RESULT_SUCCESS) {
-    return result;
+  read.set_step_size(header[STEP_SIZE]);
+  unsigned long const result = read.push_back_data(buffer + HEADER_BYTES, header[SIZE]);
+  if (result == RESULT_SUCCESS) {
+    size_ = read.size_;
+    capacity_ = read.capacity_;
+    step_size_ = read.step_size_;
+    data_ = std::move(read.data_);
   }
-  size_ = read.size_;
-  capacity_ = read.capacity_;
-  step_size_ = read.step_size_;
-  data_ = std::move(read.data_);
-  return RESULT_SUCCESS;
+  return result;
 }
 
 bool Array::operator==(Array const &other) const noexcept {
@@ -207,18 +198,10 @@ unsigned int Array::next_capacity(unsigned int count) const noexcept {
 }
 
 unsigned long Array::expand(unsigned int count) {
-  std::uint64_t const capacity = grown_capacity(count);
-  Block block;
-  unsigned long const result = make_block(capacity, &block);
-  if (result != RESULT_SUCCESS) {
-    return result;
-  }
-  copy(block.get(), data(), size_bytes());
-  data_ = std::move(block);
-  capacity_ = static_cast<unsigned int>(capacity);
-  return RESULT_SUCCESS;
+  return move_to_block(grown_capacity(count), size_);
 }
 
+// Appends an element whose value may have another size.
 unsigned long Array::push_back_value(void const *value, unsigned int value_size) {
   if (size_ == capacity_) {
     unsigned long const result = expand(1);
@@ -263,6 +246,27 @@ unsigned long Array::make_block(std::uint64_t capacity, Block *block) const {
   return *block != nullptr ? RESULT_SUCCESS : RESULT_OUT_OF_MEMORY;
 }
 
+// Takes a new block with copies of the first `size` elements.
+unsigned long Array::move_to_block(std::uint64_t capacity, unsigned int size) {
+  Block block;
+  unsigned long const result = make_block(capacity, &block);
+  if (result != RESULT_SUCCESS) {
+    return result;
+  }
+  size_ = size;
+  copy(block.get(), data(), size_bytes());
+  data_ = std::move(block);
+  capacity_ = static_cast<unsigned int>(capacity);
+  return RESULT_SUCCESS;
+}
+
+// Whether the storage holds that many bytes from an element on, with their alignment.
+bool Array::has_room_at(unsigned int index, std::size_t bytes) const noexcept {
+  std::uint64_t const begin = static_cast<std::uint64_t>(index) * element_size_;
+  std::uint64_t const end = static_cast<std::uint64_t>(capacity_) * element_size_;
+  return begin % bytes == 0 && begin + bytes <= end;
+}
+
 template <> std::atomic<char> TypedArray<char>::_spare{'\0'};
 template <> std::atomic<short> TypedArray<short>::_spare{0};
 template <> std::atomic<std::int32_t> TypedArray<std::int32_t>::_spare{0};
@@ -279,10 +283,6 @@ CharArray::CharArray(char const *bytes, int count) {
   for (int i = 0; bytes != nullptr && i < count; ++i) {
     push_back(bytes[i]);
   }
-}
-
-char *CharArray::get_char_data() noexcept {
-  return static_cast<char *>(const_cast<void *>(data()));
 }
 
 DoubleArray::DoubleArray(float const *elements, unsigned int count) {

@@ -19,7 +19,8 @@ namespace Ostrel {
 /// somebody else's. Not synchronised: one thread at a time. All counts are in elements. Where a
 /// number of elements does not fit 32 bits, or its memory cannot be had, the result is
 /// `RESULT_OUT_OF_MEMORY`; where elements of 0 bytes would need storage, `RESULT_FAILURE`. Unless
-/// something else is said, the array is then as before.
+/// something else is said, the array is then as before. Sources and buffers must not be part of the
+/// array's own storage.
 class OSTBASE_API Array {
 public:
   /// Makes an empty array without storage. @param element_size  in bytes.
@@ -47,7 +48,7 @@ public:
 
   /// Appends copies of `count` elements.
   ///
-  /// @param source  borrowed, and no part of this array; may be null if `count` is 0.
+  /// @param source  borrowed; may be null if `count` is 0.
   /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null), or as the class says.
   unsigned long push_back_data(void const *source, unsigned int count);
 
@@ -86,8 +87,9 @@ public:
   ///         the class says, with the array empty.
   unsigned long unflatten(char const *buffer);
 
-  /// The same for a buffer that comes from outside (addition). What follows the elements is
-  /// ignored.
+  /// The same for a buffer that comes from outside (addition), and may change meanwhile. What
+  /// follows the elements is ignored. The step size, which says how much memory the array takes
+  /// when it grows, is whatever the buffer says.
   ///
   /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null, shorter than its header or its
   ///         elements, or another element size than the array's), or as the class says.
@@ -105,17 +107,14 @@ protected:
   /// The capacity that room for `count` more elements takes; 0 when it does not fit 32 bits.
   unsigned int next_capacity(unsigned int count) const noexcept;
 
-  /// Moves the elements to a new block with room for `count` more. `RESULT_FAILURE` also when that
-  /// is none.
+  /// Moves the elements to a new block with room for `count` more. `RESULT_FAILURE` also for an
+  /// empty array and a `count` of 0.
   unsigned long expand(unsigned int count);
 
   /// The address of an element; null from the size on.
   char const *get_element_pointer(unsigned int index) const noexcept {
     return index < size_ ? data_.get() + static_cast<std::size_t>(index) * element_size_ : nullptr;
   }
-
-  /// Appends one element whose value has another size: cut, or filled up with zeros.
-  unsigned long push_back_value(void const *value, unsigned int value_size);
 
 private:
   template <typename Element> friend class TypedArray;
@@ -124,6 +123,9 @@ private:
 
   std::uint64_t grown_capacity(unsigned int count) const noexcept;
   unsigned long make_block(std::uint64_t capacity, Block *block) const;
+  unsigned long move_to_block(std::uint64_t capacity, unsigned int size);
+  unsigned long push_back_value(void const *value, unsigned int value_size);
+  bool has_room_at(unsigned int index, std::size_t bytes) const noexcept;
   std::uint64_t size_bytes() const noexcept {
     return static_cast<std::uint64_t>(size_) * element_size_;
   }
@@ -136,28 +138,33 @@ private:
 };
 
 /// What arrays of one type of element share. Not meant to be named by users.
+///
+/// A flattened form may bring elements of another size. A value that is appended to them is cut, or
+/// filled up with zeros, and an index gives what begins at its element.
 template <typename Element> class OSTBASE_API TypedArray : public Array {
 public:
+  /// Appends an element. @return `RESULT_SUCCESS`, or as `Array` says.
   unsigned long push_back(Element value) {
     if (size_ == capacity_ || element_size_ != sizeof value) {
       return push_back_value(&value, sizeof value);
     }
-    // Stored as an element, which the compiler knows to be none of the fields beside it.
+    // Stored as an element: of most types the compiler knows it to be none of the fields beside it.
     reinterpret_cast<Element *>(data_.get())[size_] = value;
     ++size_;
     return RESULT_SUCCESS;
   }
 
   /// Gives an element to read and to change. An index out of range gives a spare element, which all
-  /// arrays of the class share: every call sets it to zero, and what is stored there is lost. So
-  /// does an array that took over elements that are no multiples of the class's.
+  /// arrays of the class share: every call sets it to zero, and what is stored there is lost. To
+  /// store there while another thread indexes an array of the class is a data race. The spare also
+  /// stands for what would not be aligned, or not lie within the storage, because the array took
+  /// over elements of another size.
   Element &operator[](unsigned int index) const noexcept {
     Element &spare = zero_spare();
-    if (index >= size_ || element_size_ % sizeof(Element) != 0) {
-      return spare;
-    }
-    char *const element = data_.get() + static_cast<std::size_t>(index) * element_size_;
-    return *reinterpret_cast<Element *>(element);
+    char const *const element = get_element_pointer(index);
+    bool const is_there = element != nullptr && (element_size_ % sizeof(Element) == 0 ||
+                                                 has_room_at(index, sizeof(Element)));
+    return is_there ? *reinterpret_cast<Element *>(const_cast<char *>(element)) : spare;
   }
 
 protected:
@@ -176,6 +183,7 @@ private:
     if (bytes != std::array<char, sizeof stored>{}) {
       _spare.store(Element{}, std::memory_order_relaxed);
     }
+    static_assert(sizeof _spare == sizeof(Element) && std::atomic<Element>::is_always_lock_free);
     return reinterpret_cast<Element &>(_spare);
   }
 
@@ -188,9 +196,9 @@ template <> OSTBASE_API std::atomic<std::int32_t> TypedArray<std::int32_t>::_spa
 template <> OSTBASE_API std::atomic<void *> TypedArray<void *>::_spare;
 template <> OSTBASE_API std::atomic<double> TypedArray<double>::_spare;
 
-// Constructors that take elements make an empty array of a null pointer, and when there is no
-// memory; those that say "one by one" leave out just the elements for which there is none.
-
+/// Constructors that take elements, here and below, make an empty array of a null pointer, and when
+/// there is no memory; those that say "one by one" leave out just the elements for which there is
+/// none.
 class OSTBASE_API CharArray : public TypedArray<char> {
 public:
   CharArray() = default;
@@ -201,12 +209,13 @@ public:
 
   /// What `data` gives.
   char const *get_char_data() const noexcept { return static_cast<char const *>(data()); }
-  char *get_char_data() noexcept;
+  char *get_char_data() noexcept { return static_cast<char *>(const_cast<void *>(data())); }
 };
 
 class OSTBASE_API ShortArray : public TypedArray<short> {
 public:
   ShortArray() = default;
+  /// Takes the elements at once.
   ShortArray(short const *elements, unsigned int count) : TypedArray(elements, count) {}
 };
 
@@ -214,6 +223,7 @@ public:
 class OSTBASE_API LongArray : public TypedArray<std::int32_t> {
 public:
   LongArray() = default;
+  /// Takes the elements at once.
   LongArray(std::int32_t const *elements, unsigned int count) : TypedArray(elements, count) {}
 };
 
@@ -221,12 +231,14 @@ public:
 class OSTBASE_API PointerArray : public TypedArray<void *> {
 public:
   PointerArray() = default;
+  /// Takes the elements at once.
   PointerArray(void const **elements, unsigned int count) { push_back_data(elements, count); }
 };
 
 class OSTBASE_API DoubleArray : public TypedArray<double> {
 public:
   DoubleArray() = default;
+  /// Takes the elements at once.
   DoubleArray(double const *elements, unsigned int count) : TypedArray(elements, count) {}
   /// Takes the elements one by one.
   DoubleArray(float const *elements, unsigned int count);

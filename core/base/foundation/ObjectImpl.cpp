@@ -23,38 +23,94 @@ constexpr unsigned int owners(std::uint64_t count) noexcept {
   return static_cast<unsigned int>(count);
 }
 
-// Null before the mutex is made and after it is gone; objects are still counted then.
-std::atomic<IMutex *> current_mutex{nullptr};
+constexpr std::uint64_t with_owners(std::uint64_t count, unsigned int owners) noexcept {
+  return (count & ~(HOLD - 1)) | owners;
+}
 
+// The mutex that all share, for whoever has entered. Threads may still count while the process ends
+// and the library's destructors run: who is inside then keeps the mutex, for good.
 class GlobalMutex {
 public:
-  GlobalMutex() : mutex_(Platform::create_mutex(true)) { current_mutex = mutex_.get(); }
-  GlobalMutex(GlobalMutex const &) = delete;
-  GlobalMutex &operator=(GlobalMutex const &) = delete;
-  ~GlobalMutex() { current_mutex = nullptr; }
+  // Null before the first object that needs it, and once the library is unloaded.
+  static IMutex *enter() noexcept {
+    _inside.fetch_add(1);
+    if (_is_open.load()) {
+      return _mutex.load();
+    }
+    leave();
+    return nullptr;
+  }
+  static void leave() noexcept { _inside.fetch_sub(1); }
+
+  // For who has entered already.
+  static IMutex *get() noexcept { return _mutex.load(); }
+
+  // Makes the mutex; stays closed when it cannot be had.
+  static void open() { static Owner const owner; }
 
 private:
-  std::unique_ptr<IMutex> mutex_; // null when it could not be made
+  struct Owner {
+    Owner() {
+      _mutex = Platform::create_mutex(true);
+      _is_open = _mutex != nullptr;
+    }
+    Owner(Owner const &) = delete;
+    Owner &operator=(Owner const &) = delete;
+    ~Owner() {
+      _is_open = false;
+      if (_inside == 0) {
+        delete _mutex.exchange(nullptr);
+      }
+    }
+  };
+
+  static std::atomic<IMutex *> _mutex;
+  static std::atomic<bool> _is_open;
+  static std::atomic<int> _inside; // holds, and steps on their way
 };
 
-GlobalMutex &global_mutex() {
-  static GlobalMutex instance;
-  return instance;
-}
+std::atomic<IMutex *> GlobalMutex::_mutex{nullptr};
+std::atomic<bool> GlobalMutex::_is_open{false};
+std::atomic<int> GlobalMutex::_inside{0};
 
-[[maybe_unused]] GlobalMutex &built_at_load = global_mutex();
-
-IMutex *get_global_mutex() {
-  global_mutex();
-  return current_mutex.load(std::memory_order_acquire);
-}
+[[maybe_unused]] bool const opened_at_load = (GlobalMutex::open(), true);
 
 // The second attempt follows an owner that ended inside: the first one only tells of it.
 bool acquire(IMutex *mutex) {
   return mutex != nullptr && (mutex->acquire() || mutex->acquire());
 }
 
+// Tells the calling thread from every other one that lives.
+void const *identity() noexcept {
+  thread_local char const instance = 0;
+  return &instance;
+}
+
 } // namespace
+
+// The mutex of an object's mode, for the length of a block; none where it cannot be had.
+class ObjectImpl::Turn {
+public:
+  explicit Turn(ObjectImpl const &object)
+      : is_global_(object.thread_safety_ == SAFETY_GLOBAL),
+        mutex_(is_global_ ? GlobalMutex::enter() : object.mutex_.get()),
+        is_acquired_(acquire(mutex_)) {}
+  Turn(Turn const &) = delete;
+  Turn &operator=(Turn const &) = delete;
+  ~Turn() {
+    if (is_acquired_) {
+      mutex_->release();
+    }
+    if (is_global_ && mutex_ != nullptr) {
+      GlobalMutex::leave();
+    }
+  }
+
+private:
+  bool is_global_;
+  IMutex *mutex_;
+  bool is_acquired_;
+};
 
 std::atomic<ObjectImpl::ThreadSafety> ObjectImpl::_default_thread_safety{ObjectImpl::SAFETY_NONE};
 
@@ -62,6 +118,7 @@ ObjectImpl::ObjectImpl(ThreadSafety thread_safety)
     : thread_safety_(thread_safety != SAFETY_DEFAULT ? thread_safety
                                                      : get_default_thread_safety()) {
   if (thread_safety_ == SAFETY_GLOBAL) {
+    GlobalMutex::open();
     count_.store(ALWAYS_HELD, std::memory_order_relaxed);
   } else if (thread_safety_ == SAFETY_PER_OBJECT) {
     mutex_.reset(Platform::create_mutex(true));
@@ -70,25 +127,27 @@ ObjectImpl::ObjectImpl(ThreadSafety thread_safety)
 }
 
 unsigned int ObjectImpl::add_ref() {
-  return step([](std::uint64_t count) { return count + 1; }) + 1;
+  return step([](unsigned int count) { return count + 1; }) + 1;
 }
 
 unsigned int ObjectImpl::remove_ref() {
-  unsigned int const before =
-      step([](std::uint64_t count) { return owners(count) > 0 ? count - 1 : count; });
+  unsigned int const before = step([](unsigned int count) { return count > 0 ? count - 1 : 0; });
   // Unless this was the last owner, another one may have deleted the object by now.
   if (before != 1) {
     return before > 0 ? before - 1 : 0;
   }
-  if (acquire(mutex_.get())) {
-    mutex_->release();
+  if (thread_safety_ == SAFETY_PER_OBJECT) {
+    Turn const after_the_last_holder(*this);
   }
   delete this;
   return 0;
 }
 
 unsigned int ObjectImpl::ref_count() {
-  return step([](std::uint64_t count) { return count; });
+  std::uint64_t const count = count_.load(std::memory_order_acquire);
+  return is_lockable() && count >= HOLD
+             ? step_in_turn([](unsigned int unchanged) { return unchanged; })
+             : owners(count);
 }
 
 unsigned long ObjectImpl::obtain_interface(unsigned long /*interface_id*/,
@@ -111,49 +170,71 @@ bool ObjectImpl::maybe_lock() {
   if (!is_lockable()) {
     return true;
   }
-  IMutex *const mutex = get_mutex();
-  if (mutex == nullptr || !mutex->acquire()) {
+  bool const is_global = thread_safety_ == SAFETY_GLOBAL;
+  IMutex *const mutex = is_global ? GlobalMutex::enter() : mutex_.get();
+  if (mutex == nullptr) {
     return false;
   }
-  count_.fetch_add(HOLD, std::memory_order_acq_rel);
-  return true;
+  bool const is_acquired = mutex->acquire();
+  if (!is_global && is_acquired) {
+    note_hold();
+  } else if (is_global && !is_acquired) {
+    GlobalMutex::leave();
+  }
+  return is_acquired;
 }
 
 bool ObjectImpl::maybe_unlock() {
   if (!is_lockable()) {
     return true;
   }
-  IMutex *const mutex = get_mutex();
-  if (mutex == nullptr) {
+  if (thread_safety_ == SAFETY_PER_OBJECT) {
+    if (mutex_ == nullptr || !is_held_by_caller()) {
+      return false;
+    }
+    // Before the release, after which the object may be gone.
+    count_.fetch_sub(HOLD, std::memory_order_acq_rel);
+    return mutex_->release();
+  }
+  IMutex *const mutex = GlobalMutex::get();
+  if (mutex == nullptr || !mutex->release()) {
     return false;
   }
-  // Before the release, after which the object may be gone.
-  count_.fetch_sub(HOLD, std::memory_order_acq_rel);
-  if (mutex->release()) {
-    return true;
-  }
-  count_.fetch_add(HOLD, std::memory_order_acq_rel); // it was not the caller's
-  return false;
+  GlobalMutex::leave();
+  return true;
 }
 
 bool ObjectImpl::is_lockable() const noexcept {
   return thread_safety_ == SAFETY_GLOBAL || thread_safety_ == SAFETY_PER_OBJECT;
 }
 
-// Gives null where the mode's mutex is not there.
-IMutex *ObjectImpl::get_mutex() const {
-  return thread_safety_ == SAFETY_GLOBAL ? get_global_mutex() : mutex_.get();
+// Called with the object's own mutex just taken.
+void ObjectImpl::note_hold() noexcept {
+  if (is_held_by_caller()) {
+    count_.fetch_add(HOLD, std::memory_order_acq_rel);
+    return;
+  }
+  holder_.store(identity(), std::memory_order_relaxed);
+  std::uint64_t count = count_.load(std::memory_order_relaxed);
+  while (!count_.compare_exchange_weak(count, HOLD | owners(count), std::memory_order_acq_rel,
+                                       std::memory_order_relaxed)) {
+  }
 }
 
-// Goes from one count to the next, and gives the owners before.
+bool ObjectImpl::is_held_by_caller() const noexcept {
+  return holder_.load(std::memory_order_relaxed) == identity() &&
+         count_.load(std::memory_order_relaxed) >= HOLD;
+}
+
+// Goes from one number of owners to the next, and gives the one before.
 template <typename Next> unsigned int ObjectImpl::step(Next next) {
   std::uint64_t count = count_.load(std::memory_order_relaxed);
   if (!is_lockable()) {
-    count_.store(next(count), std::memory_order_relaxed);
+    count_.store(next(owners(count)), std::memory_order_relaxed);
     return owners(count);
   }
   while (count < HOLD) {
-    if (count_.compare_exchange_weak(count, next(count), std::memory_order_acq_rel,
+    if (count_.compare_exchange_weak(count, next(owners(count)), std::memory_order_acq_rel,
                                      std::memory_order_relaxed)) {
       return owners(count);
     }
@@ -163,14 +244,10 @@ template <typename Next> unsigned int ObjectImpl::step(Next next) {
 
 // Waits for the mutex first. Others that do not meet a hold, or have no mutex, step meanwhile.
 template <typename Next> unsigned int ObjectImpl::step_in_turn(Next next) {
-  IMutex *const mutex = get_mutex();
-  bool const has_mutex = acquire(mutex);
+  Turn const turn(*this);
   std::uint64_t count = count_.load(std::memory_order_relaxed);
-  while (!count_.compare_exchange_weak(count, next(count), std::memory_order_acq_rel,
-                                       std::memory_order_relaxed)) {
-  }
-  if (has_mutex) {
-    mutex->release();
+  while (!count_.compare_exchange_weak(count, with_owners(count, next(owners(count))),
+                                       std::memory_order_acq_rel, std::memory_order_relaxed)) {
   }
   return owners(count);
 }

@@ -58,7 +58,7 @@ protected:
   /// Takes the lock of the object's mode, so that its count stands still; the owner may take it
   /// again. Does nothing and gives true in `SAFETY_NONE`.
   /// @return whether the caller holds it. False without a mutex, after the unload of the library
-  ///         in `SAFETY_GLOBAL`, and once after a thread that ended while it held the lock.
+  ///         in `SAFETY_GLOBAL`, and where this is the first to meet a lock whose holder has ended.
   bool maybe_lock();
 
   /// Gives the lock back. Does nothing and gives true in `SAFETY_NONE`.
@@ -66,14 +66,20 @@ protected:
   bool maybe_unlock();
 
 private:
+  class Turn;
+
   bool is_lockable() const noexcept;
-  IMutex *get_mutex() const;
+  void note_hold() noexcept;
+  bool is_held_by_caller() const noexcept;
   template <typename Next> unsigned int step(Next next);
   template <typename Next> unsigned int step_in_turn(Next next);
 
-  // Owners in the lower half, holds of the lock in the upper one.
+  // Owners in the lower half. In the upper one, how often the object's own mutex is held; in
+  // SAFETY_GLOBAL a number that never changes and is not zero. What a thread that ended has held
+  // stays there until the next hold, which costs time alone.
   std::atomic<std::uint64_t> count_{0};
   std::unique_ptr<IMutex> mutex_; // null but in SAFETY_PER_OBJECT, and when it could not be made
+  std::atomic<void const *> holder_{nullptr}; // who took that mutex last; changes under it
   ThreadSafety thread_safety_;
 };
 
