@@ -13,6 +13,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -78,7 +79,11 @@ TEST(Environment, ChangesAsTold) {
 TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
   static char twice[] = "TWICE=1", only[] = "ONLY=1", theirs_of_l[] = "L=put";
   static char *theirs[] = {twice, twice, only, nullptr};
-  char **const before = environ;
+  // The entries, since `setenv` gives the array back that it had made itself.
+  static std::vector<char *> before;
+  for (char **entry = environ; before.empty() || before.back() != nullptr; ++entry) {
+    before.push_back(*entry);
+  }
   environ = theirs;
   EXPECT_EQ(_putenv("ONLY=") + _putenv("TWICE="), 0);
   struct {
@@ -103,7 +108,7 @@ TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
     SetEnvironmentVariableA(("V" + std::to_string(i)).c_str(), "x");
   }
   EXPECT_TRUE(read_variable("V0") == "x" && read_variable("V199") == "x");
-  environ = before;
+  environ = before.data();
 }
 
 TEST(Environment, KeepsNoMoreThanTheDistinctValues) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // A library to be loaded, which tells where it lies and what it saw when it was loaded. In its
-// place "nested" it loads the one of the place "first" meanwhile.
+// place "nested" it loads the one of the place "first" meanwhile, and again when it is unloaded.
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -18,7 +18,7 @@ std::string look_around() {
   std::string seen = path();
   if (std::string(PLUGIN_PLACE) == "nested") {
     Ostrel::ISharedLibrary *const inner = Ostrel::Platform::create_shared_library();
-    inner->set_name("first/plugin.so");
+    inner->set_name(TEST_PLUGINS "/first/plugin.so");
     inner->add_search_path("inner");
     seen += " " + std::to_string(inner->load());
     void *address = nullptr;
@@ -29,12 +29,20 @@ std::string look_around() {
   return seen;
 }
 
-std::string const seen_at_load = look_around();
+struct Visit {
+  ~Visit() { look_around(); }
+  std::string const seen_at_load = look_around();
+} const visit;
 
 } // namespace
+
+// One for all libraries that define it.
+extern "C" {
+__attribute__((used)) OSTBASE_API inline int plugin_shared = 0;
+}
 
 extern "C" OSTBASE_API char const plugin_place[] = PLUGIN_PLACE;
 
 extern "C" OSTBASE_API char const *plugin_seen() {
-  return seen_at_load.c_str();
+  return visit.seen_at_load.c_str();
 }

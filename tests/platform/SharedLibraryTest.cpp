@@ -13,8 +13,9 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#include <set>
+#include <string>
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 using namespace Ostrel;
@@ -149,6 +150,9 @@ TEST(SharedLibrary, CountsItsOwners) {
   EXPECT_EQ(library->load() + other->load(), RESULT_SUCCESS);
   EXPECT_EQ(place_of(*library) + place_of(*other), "firstsecond");
   void *result = nullptr;
+  EXPECT_EQ(library->get_symbol("plugin_shared", &result), RESULT_SUCCESS);
+  EXPECT_EQ(other->get_symbol("plugin_shared", &result), RESULT_SUCCESS);
+  result = nullptr;
   for (char const *name : {static_cast<char const *>(nullptr), "", "Ostrel.ISharedObjects"}) {
     EXPECT_EQ(library->obtain_interface(0, name, &result), RESULT_NOT_IMPLEMENTED);
   }
@@ -165,7 +169,8 @@ TEST(SharedLibrary, LoadsInThreadsLeaveThePathAsItWas) {
   std::string before, after;
   Platform::get_environment_variable("PATH", &before);
   in_threads(4, [](int index) {
-    char const *const place = index % 2 == 0 ? "first" : "second";
+    constexpr char const *PLACES[] = {"first", "second", "nested"};
+    char const *const place = PLACES[index % 3];
     for (int i = 0; i < 100; ++i) {
       Library const library = make_library("plugin", std::string(TEST_PLUGINS "/") + place);
       library->load();
@@ -181,7 +186,7 @@ TEST(SharedLibrary, ChangesNothingWithoutMemory) {
   std::string const directory = TEST_PLUGINS "/first", name = std::string(100, 'x') + "/..";
   std::string before, after;
   Platform::get_environment_variable("PATH", &before);
-  CapturedLog const log(CATEGORY);
+  CapturedLog log(CATEGORY);
   bool has_failed = true;
   for (int count = 0; has_failed; ++count) {
     Library const library = make_library(NAME);
@@ -196,6 +201,10 @@ TEST(SharedLibrary, ChangesNothingWithoutMemory) {
     EXPECT_EQ(added + loaded + unloaded + named == RESULT_SUCCESS, !has_failed) << count;
     EXPECT_EQ(library->get_name(), named == RESULT_SUCCESS ? name : NAME);
   }
+  auto const lines = log.take();
+  EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()),
+            (std::set<std::string>{"WARN  - Failed to set temporary PATH",
+                                   "WARN  - Library 'libm.so.6' not found, with error '8'"}));
   fail_allocation(0);
   EXPECT_EQ(Platform::create_shared_library(), nullptr);
   EXPECT_TRUE(stop_failing());

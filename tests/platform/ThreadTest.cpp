@@ -19,6 +19,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -53,6 +54,7 @@ struct Unwinding {
 
 sem_t nobody_posts;
 std::mutex held_by_main;
+pthread_spinlock_t spun_on;
 IMutex *mutex_of_main = nullptr;
 std::array<int, 2> silent_pipe;
 
@@ -62,8 +64,9 @@ struct Routine {
 };
 
 void *spoilt_by_main(void * /*unused*/) {
-  pause();
-  return nullptr;
+  for (;;) {
+    pause();
+  }
 }
 
 void block_all_signals() {
@@ -92,6 +95,7 @@ constexpr Routine ROUTINES[] = {
     {"waits for a semaphore", [] { sem_wait(&nobody_posts); }},
     {"waits for a mutex", [] { held_by_main.lock(); }},
     {"waits for a mutex of the library", [] { mutex_of_main->acquire(); }},
+    {"spins for a lock", [] { pthread_spin_lock(&spun_on); }},
     {"waits for a thread",
      [] {
        pthread_t other;
@@ -103,7 +107,11 @@ constexpr Routine ROUTINES[] = {
        char byte = 0;
        [[maybe_unused]] ssize_t const count = read(silent_pipe[0], &byte, 1);
      }},
-    {"allocates", [] { std::string(1000, 'x').swap(*std::make_unique<std::string>()); }},
+    {"allocates",
+     [] {
+       void *volatile const block = std::malloc(1000);
+       std::free(block);
+     }},
     {"prints",
      [] {
        static std::FILE *const nowhere = std::fopen("/dev/null", "w");
@@ -147,11 +155,21 @@ void use_everything() {
 int stop_each(Role::Arguments const &rounds) {
   sem_init(&nobody_posts, 0, 0);
   held_by_main.lock();
+  pthread_spin_init(&spun_on, PTHREAD_PROCESS_PRIVATE);
+  pthread_spin_lock(&spun_on);
   mutex_of_main = Platform::create_mutex(true);
   mutex_of_main->acquire();
   if (pipe(silent_pipe.data()) != 0) {
     return 1;
   }
+  std::atomic<bool> is_done{false};
+  // The C library signals all threads for it, and waits for each of them.
+  std::thread changer([&is_done] {
+    while (!is_done) {
+      [[maybe_unused]] int const result = setuid(getuid());
+      usleep(5000);
+    }
+  });
   for (Routine const &routine : ROUTINES) {
     for (int round = std::stoi(rounds.front()); round > 0; --round) {
       is_there = false;
@@ -162,11 +180,13 @@ int stop_each(Role::Arguments const &rounds) {
       }
       if (!thread->stop() || !thread->wait_for_exit(LONG_MS) || unwound != 0) {
         std::printf("%s\n", routine.name);
-        return 2;
+        std::_Exit(2);
       }
       use_everything();
     }
   }
+  is_done = true;
+  changer.join();
   return 0;
 }
 
@@ -237,10 +257,11 @@ TEST(Thread, HasEndedWhenItsVariablesAreGone) {
       ++destroyed;
     }
   };
-  auto const thread = make_thread([](void *) {
+  destroyed = 0;
+  auto const thread = make_thread([](void *) -> unsigned int {
     thread_local Slow const slow;
     static_cast<void>(&slow);
-    return 0U;
+    pthread_exit(nullptr);
   });
   thread->start();
   EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));

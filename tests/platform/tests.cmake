@@ -29,7 +29,8 @@ ostbase_test(
 set(plugins "${CMAKE_CURRENT_BINARY_DIR}/plugins")
 foreach(plugin first second nested)
   add_library(test_plugin_${plugin} MODULE platform/Plugin.cpp)
-  target_compile_definitions(test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}")
+  target_compile_definitions(test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}"
+                                                              TEST_PLUGINS="${plugins}")
   target_link_libraries(test_plugin_${plugin} PRIVATE Ostrel::ostbase ostbase_build_flags)
   set_target_properties(
     test_plugin_${plugin} PROPERTIES PREFIX "" OUTPUT_NAME plugin

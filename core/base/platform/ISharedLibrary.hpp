@@ -12,10 +12,11 @@ namespace Ostrel {
 /// reference, sees to it that nothing of it is in use any more: its functions and what they handed
 /// out, logging outputs and other objects of its classes, its threads.
 ///
-/// Not synchronised: one thread at a time. Loads of different objects wait for each other, also for
-/// the constructors that run inside. These may load through this interface in their turn; but a
-/// library that the program loads by the system's own call must not do so in its constructors while
-/// another thread loads here: each would wait for what the other holds.
+/// Not synchronised: one thread at a time. Loads and unloads of different objects wait for each
+/// other, also for the constructors and destructors that run inside. These may load through this
+/// interface in their turn; but those of a library that the program loads or unloads by the
+/// system's own call must not do so while another thread loads here: each would wait for what the
+/// other holds.
 class OSTBASE_API ISharedLibrary : public IObject {
 protected:
   ~ISharedLibrary() override = default;

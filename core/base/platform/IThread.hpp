@@ -31,10 +31,11 @@ public:
   /// operation of this library has begun something for it that others would wait for: computing,
   /// sleeping and waiting are such points. So the process goes on unharmed, but for what the
   /// routine itself holds: a mutex of this library is then abandoned, everything else stays as it
-  /// is. It has mostly ended at the return; a thread that blocks inside a call which holds
-  /// something (a read of a stream) ends when that call returns.
-  /// @return true also when it is not running; false when it could not be reached. It counts as
-  ///         not running either way.
+  /// is. Waits for the end, 100 ms at most: a thread that blocks inside a call which holds
+  /// something (a read of a stream) ends later, when that call returns. So does one that waits for
+  /// another's load of a library.
+  /// @return true also when it is not running; false when it could not be reached, since the system
+  ///         has no timer or signal for it. It counts as not running either way.
   virtual bool stop() = 0;
 
   /// Waits until the routine has returned and the thread has ended. Afterwards the thread counts as

@@ -201,9 +201,6 @@ bool Win32ConditionVariable::signal() {
   Waiter *released = nullptr;
   {
     Guarded const guarded(guard_);
-    if (!guarded.is_held()) {
-      return false;
-    }
     if (first_ == nullptr) {
       return true;
     }
@@ -217,9 +214,6 @@ bool Win32ConditionVariable::broadcast() {
   Waiter *released = nullptr;
   {
     Guarded const guarded(guard_);
-    if (!guarded.is_held()) {
-      return false;
-    }
     released = first_;
     for (Waiter *waiter = released; waiter != nullptr; waiter = waiter->next) {
       waiter->is_enlisted = false;

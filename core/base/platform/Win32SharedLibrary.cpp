@@ -9,7 +9,9 @@
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <atomic>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <optional>
 #include <utility>
@@ -28,13 +30,32 @@ LoggingCategory &category() {
   return instance;
 }
 
-// Keeps the loads of different threads apart; null, and they are not kept apart, without memory at
-// the first one. Recursive: the constructors of a library may load further ones. Never destroyed:
-// destructors of the program may load as well, while other threads are still inside.
+// Keeps the loads of different threads apart; null, and they are not kept apart, as long as there
+// is no memory for it. Recursive: the constructors of a library may load further ones. Never
+// destroyed: destructors of the program may load as well, while other threads are still inside.
 IMutex *load_mutex() {
-  static IMutex *const instance = Platform::create_mutex(true);
-  return instance;
+  static std::atomic<IMutex *> instance{nullptr};
+  IMutex *mutex = instance.load(std::memory_order_acquire);
+  if (mutex == nullptr) {
+    std::unique_ptr<IMutex> made(Platform::create_mutex(true));
+    if (instance.compare_exchange_strong(mutex, made.get(), std::memory_order_acq_rel)) {
+      mutex = made.release();
+    }
+  }
+  return mutex;
 }
+
+// Held for the length of a block. The loader keeps threads apart as well: with this lock outside
+// its own everywhere, no two threads wait for what the other one holds.
+class LoadLock {
+public:
+  LoadLock() : lock_(load_mutex()) {
+    lock_.acquire(); // refused once when its owner ended inside
+  }
+
+private:
+  AcquirableLock lock_;
+};
 
 // Throws std::bad_alloc without memory.
 std::optional<std::string> read_variable(char const *name) {
@@ -59,13 +80,15 @@ bool set_path(char const *value) {
 // Changes PATH until the end of a block, whatever way that is left.
 class TemporaryPath {
 public:
-  TemporaryPath() : before_(read_variable(PATH_VARIABLE)) {}
+  TemporaryPath() = default;
   TemporaryPath(TemporaryPath const &) = delete;
   TemporaryPath &operator=(TemporaryPath const &) = delete;
   ~TemporaryPath() { restore(); }
 
-  // Puts the libraries' directories behind those of PATH.
-  bool extend(std::string const &search_path) {
+  // Puts the libraries' directories behind those of PATH. False, with PATH as it was, without
+  // memory.
+  bool extend(std::string const &search_path) try {
+    before_ = read_variable(PATH_VARIABLE);
     std::string path = before_.value_or("");
     if (std::optional<std::string> const libraries = read_variable(LIBRARY_PATH_VARIABLE)) {
       append_to_search_path(&path, *libraries);
@@ -73,16 +96,21 @@ public:
     if (!search_path.empty()) {
       append_to_search_path(&path, search_path);
     }
-    is_changed_ = set_path(path.c_str());
+    // First as it is: then the way back takes no memory.
+    is_changed_ = set_path(value_before()) && set_path(path.c_str());
     return is_changed_;
+  } catch (std::bad_alloc const &) {
+    return false;
   }
 
   bool restore() {
     bool const is_due = std::exchange(is_changed_, false);
-    return !is_due || set_path(before_ ? before_->c_str() : nullptr);
+    return !is_due || set_path(value_before());
   }
 
 private:
+  char const *value_before() const { return before_ ? before_->c_str() : nullptr; }
+
   std::optional<std::string> before_; // nothing when it was not set
   bool is_changed_ = false;
 };
@@ -207,10 +235,11 @@ unsigned long Win32SharedLibrary::load() {
 unsigned long Win32SharedLibrary::unload() {
   // Cleared first: the library's destructors run inside, and find nothing loaded any more.
   void *const module = std::exchange(module_, nullptr);
-  if (module == nullptr || FreeLibrary(static_cast<HMODULE>(module)) != FALSE) {
+  if (module == nullptr) {
     return RESULT_SUCCESS;
   }
-  return RESULT_SYSTEM_ERROR;
+  LoadLock const lock;
+  return FreeLibrary(static_cast<HMODULE>(module)) != FALSE ? RESULT_SUCCESS : RESULT_SYSTEM_ERROR;
 }
 
 unsigned long Win32SharedLibrary::basic_load(std::string const &file_name) try {
@@ -218,8 +247,7 @@ unsigned long Win32SharedLibrary::basic_load(std::string const &file_name) try {
     return RESULT_SUCCESS;
   }
   std::string const name = complete_name(file_name);
-  AcquirableLock lock(load_mutex());
-  lock.acquire(); // refused once when its owner ended inside
+  LoadLock const lock;
   TemporaryPath path;
   if (!path.extend(search_path_)) {
     category().warn("Failed to set temporary PATH");

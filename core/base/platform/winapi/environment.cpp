@@ -40,15 +40,6 @@ struct Entry {
 
 Entry *entries[BUCKETS]; // guarded by environment_guard, never destroyed
 
-std::size_t bucket_of(char const *text) noexcept {
-  std::size_t hash = 0;
-  for (; *text != '\0'; ++text) {
-    constexpr std::size_t MULTIPLIER = 31;
-    hash = hash * MULTIPLIER + static_cast<unsigned char>(*text);
-  }
-  return hash % BUCKETS;
-}
-
 struct Free {
   void operator()(void *memory) const noexcept { std::free(memory); }
 };
@@ -63,8 +54,26 @@ struct Name {
   }
 };
 
-// Gives the entry of that variable and value; null without memory.
+std::size_t bucket_of(Name name, char const *value) noexcept {
+  constexpr std::size_t MULTIPLIER = 31;
+  std::size_t hash = 0;
+  for (std::size_t i = 0; i < name.length; ++i) {
+    hash = hash * MULTIPLIER + static_cast<unsigned char>(name.text[i]);
+  }
+  for (; *value != '\0'; ++value) {
+    hash = hash * MULTIPLIER + static_cast<unsigned char>(*value);
+  }
+  return hash % BUCKETS;
+}
+
+// Gives the entry of that variable and value; null without memory for one that is new.
 char *intern(Name name, char const *value) noexcept {
+  Entry *&first = entries[bucket_of(name, value)];
+  for (Entry *entry = first; entry != nullptr; entry = entry->next) {
+    if (name.is_of(entry->text()) && std::strcmp(entry->text() + name.length + 1, value) == 0) {
+      return entry->text();
+    }
+  }
   std::size_t const value_size = std::strlen(value) + 1;
   std::unique_ptr<Entry, Free> made(
       static_cast<Entry *>(std::malloc(sizeof(Entry) + name.length + 1 + value_size)));
@@ -75,13 +84,6 @@ char *intern(Name name, char const *value) noexcept {
   std::memcpy(text, name.text, name.length);
   text[name.length] = '=';
   std::memcpy(text + name.length + 1, value, value_size);
-
-  Entry *&first = entries[bucket_of(text)];
-  for (Entry *entry = first; entry != nullptr; entry = entry->next) {
-    if (std::strcmp(entry->text(), text) == 0) {
-      return entry->text();
-    }
-  }
   made->next = first;
   first = made.release();
   return text;

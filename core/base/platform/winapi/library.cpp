@@ -75,9 +75,10 @@ std::string find_along_path(std::string const &name) {
 // `noexcept`) or by cancellation: the loader would stay locked.
 void *open_library(std::string const &path, DWORD failure) noexcept {
   NotCancelled const here;
+  errno = 0;
   void *const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    SetLastError(failure);
+    SetLastError(errno == ENOMEM ? ERROR_NOT_ENOUGH_MEMORY : failure);
   }
   return library;
 }
@@ -87,13 +88,22 @@ bool close_library(void *library) noexcept {
   return dlclose(library) == 0;
 }
 
+// Whether all libraries of the process share one such symbol, be it defined in several: an inline
+// variable of C++.
+bool is_unique(void *address) {
+  Dl_info names = {};
+  void *entry = nullptr;
+  return dladdr1(address, &names, &entry, RTLD_DL_SYMENT) != 0 && entry != nullptr &&
+         ELF64_ST_BIND(static_cast<ElfW(Sym) const *>(entry)->st_info) == STB_GNU_UNIQUE;
+}
+
 // True also when it cannot be told, as for what each thread has a copy of.
 bool is_defined_in(void *library, void *address) {
-  Dl_info symbol = {};
+  Dl_info names = {};
   void *owner = nullptr;
   link_map *self = nullptr;
-  return dladdr1(address, &symbol, &owner, RTLD_DL_LINKMAP) == 0 ||
-         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self;
+  return dladdr1(address, &names, &owner, RTLD_DL_LINKMAP) == 0 ||
+         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self || is_unique(address);
 }
 
 } // namespace

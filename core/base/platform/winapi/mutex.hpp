@@ -10,8 +10,9 @@ namespace Ostrel {
 /// `WaitForSingleObject` on the handle of a mutex without a name.
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept;
 
-/// Leaves it to the release of the mutex to wake one thread that sleeps on `word`, which may be gone
-/// by then. @return false when the calling thread does not own the mutex, or wakes one already.
+/// Leaves it to the release of the mutex to wake one thread that sleeps on `word`, which may be
+/// gone by then. @return false when the calling thread does not own the mutex, or wakes one
+/// already.
 bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept;
 
 /// Creates the mutex of that name, or opens it when it is there.

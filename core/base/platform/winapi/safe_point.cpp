@@ -37,9 +37,6 @@ extern char const __stop_ostbase_waits[] __attribute__((visibility("hidden")));
 __attribute__((visibility("hidden"), used)) void (*ostbase_after_call)() = nullptr;
 }
 
-// What runs in the handler may interrupt a sanitizer's own code, and so calls none of it.
-#define IN_HANDLER __attribute__((no_sanitize("address", "thread", "undefined")))
-
 namespace Ostrel {
 
 namespace {
@@ -83,8 +80,12 @@ constexpr char const *WAITING_CALLS[] = {
     "clock_nanosleep",
     "close",
     "connect",
+    "creat",
+    "creat64",
     "epoll_pwait",
     "epoll_wait",
+    "eventfd_read",
+    "eventfd_write",
     "fcntl",
     "fcntl64",
     "fdatasync",
@@ -106,6 +107,7 @@ constexpr char const *WAITING_CALLS[] = {
     "ppoll",
     "pread64",
     "preadv64",
+    "preadv64v2",
     "pselect",
     "pthread_cond_clockwait",
     "pthread_cond_timedwait",
@@ -118,6 +120,7 @@ constexpr char const *WAITING_CALLS[] = {
     "pthread_rwlock_wrlock",
     "pwrite64",
     "pwritev64",
+    "pwritev64v2",
     "read",
     "readv",
     "recv",
@@ -130,6 +133,7 @@ constexpr char const *WAITING_CALLS[] = {
     "semtimedop",
     "send",
     "sendfile64",
+    "sendmmsg",
     "sendmsg",
     "sendto",
     "sigsuspend",
@@ -138,7 +142,9 @@ constexpr char const *WAITING_CALLS[] = {
     "sleep",
     "splice",
     "tcdrain",
+    "tee",
     "usleep",
+    "vmsplice",
     "wait4",
     "waitid",
     "write",
@@ -149,16 +155,39 @@ constexpr char const *WAITING_CALLS[] = {
 constexpr char const *CALLING_BACK[] = {"bsearch", "clock_gettime", "gettimeofday", "lfind",
                                         "qsort",   "qsort_r",       "time"};
 
-// Calls that come back in another process, or on another stack.
-constexpr char const *COMING_BACK_ELSEWHERE[] = {"_Fork",      "clone", "fork",
-                                                 "setcontext", "vfork", "swapcontext"};
+// Calls that wait for the program's own lock without the kernel.
+constexpr char const *SPINNING[] = {"pthread_spin_lock"};
 
-// Written once, before the first signal.
+// Calls that come back in another process, on another stack, or not at all.
+constexpr char const *COMING_BACK_ELSEWHERE[] = {
+    "_Fork",      "clone",        "daemon",     "fork",  "forkpty",
+    "getcontext", "pthread_exit", "setcontext", "vfork", "swapcontext"};
+
+// What the program may have in place of the C library's.
+constexpr char const *ALLOCATORS[] = {"malloc",
+                                      "calloc",
+                                      "realloc",
+                                      "free",
+                                      "aligned_alloc",
+                                      "memalign",
+                                      "posix_memalign",
+                                      "_Znwm",
+                                      "_Znam",
+                                      "_ZnwmRKSt9nothrow_t",
+                                      "_ZnamRKSt9nothrow_t",
+                                      "_ZdlPv",
+                                      "_ZdaPv",
+                                      "_ZdlPvm",
+                                      "_ZdaPvm"};
+
+// Written when the library is loaded.
 Range ranges[MOST_RANGES];
 std::size_t range_count = 0;
 Address waiting_calls[std::size(WAITING_CALLS)];
 Address calling_back[std::size(CALLING_BACK)];
+Address spinning[std::size(SPINNING)];
 Address coming_back_elsewhere[std::size(COMING_BACK_ELSEWHERE)];
+Address allocators[std::size(ALLOCATORS)];
 Address system_call = 0;  // the C library's general one
 Address private_wait = 0; // where the C library waits for a lock of its own
 bool is_watched = false;
@@ -371,7 +400,10 @@ private:
     }
     // A call that does not return may end its function: what follows it belongs to another.
     place -= is_interrupted != 0 ? 0 : 1;
-    Kind const kind = kind_of(place);
+    Kind kind = kind_of(place);
+    if (kind == Kind::FOREIGN && is_one_of(allocators, function)) {
+      kind = Kind::BUSY;
+    }
     if (run_.depth == 0 || kind != run_.kind) {
       close_run(kind == Kind::FOREIGN ? frame : nullptr);
       run_ = {kind, 0, !is_found_, function, 0, 0};
@@ -404,7 +436,8 @@ private:
     case Kind::RUNTIME:
       return !run.is_innermost;
     case Kind::C_LIBRARY:
-      return run.is_innermost ? is_waiting(run) : is_one_of(calling_back, run.entry);
+      return run.is_innermost ? is_waiting(run) || is_one_of(spinning, run.entry)
+                              : is_one_of(calling_back, run.entry);
     case Kind::OURS:
       return !run.is_innermost && is_marked(run.place);
     case Kind::BUSY:
@@ -440,6 +473,9 @@ private:
 
 } // namespace
 
+namespace {
+
+// False without memory. Leaves no error of the loader behind.
 bool learn_safe_points() noexcept {
   void *const library = dlopen(LIBC_SO, RTLD_LAZY | RTLD_NOLOAD);
   if (library == nullptr) {
@@ -450,18 +486,31 @@ bool learn_safe_points() noexcept {
   };
   std::transform(std::begin(WAITING_CALLS), std::end(WAITING_CALLS), waiting_calls, address_of);
   std::transform(std::begin(CALLING_BACK), std::end(CALLING_BACK), calling_back, address_of);
+  std::transform(std::begin(SPINNING), std::end(SPINNING), spinning, address_of);
   std::transform(std::begin(COMING_BACK_ELSEWHERE), std::end(COMING_BACK_ELSEWHERE),
                  coming_back_elsewhere, address_of);
+  std::transform(std::begin(ALLOCATORS), std::end(ALLOCATORS), allocators, [](char const *name) {
+    return reinterpret_cast<Address>(dlsym(RTLD_DEFAULT, name));
+  });
   system_call = address_of("syscall");
   private_wait = address_of("__lll_lock_wait_private");
   dlclose(library);
   is_watched = dlsym(RTLD_DEFAULT, "__asan_init") != nullptr ||
                dlsym(RTLD_DEFAULT, "__tsan_init") != nullptr;
+  dlerror();
   dl_iterate_phdr(add_library, nullptr);
 
   Look here({0, Call::NONE}, nullptr);
   _Unwind_Backtrace(Look::step, &here);
   return true;
+}
+
+bool const is_known = learn_safe_points();
+
+} // namespace
+
+bool knows_safe_points() noexcept {
+  return is_known;
 }
 
 IN_HANDLER SafePointLook look_for_safe_point(ucontext_t const &context, void const *base) noexcept {

@@ -3,11 +3,16 @@
 
 #include <ucontext.h>
 
+/// Marks what runs in a signal handler: it may interrupt a sanitizer's own code, and so calls none
+/// of it.
+#define IN_HANDLER __attribute__((no_sanitize("address", "thread", "undefined")))
+
 namespace Ostrel {
 
-/// Learns where the libraries lie whose calls a thread must leave before it can be ended, and loads
-/// what a look for one needs. Once, in a thread that is not being ended. False without memory.
-bool learn_safe_points() noexcept;
+/// Whether it is known where the libraries lie whose calls a thread must leave before it can be
+/// ended. That was found out when this library was loaded: later somebody else may hold the loader,
+/// and wait for the thread that asks.
+bool knows_safe_points() noexcept;
 
 /// Whether a thread can be ended where it is.
 enum class SafePoint {
@@ -41,7 +46,6 @@ void turn_way_back(void **way_back, void (*function)()) noexcept;
 bool is_still_in_call(ucontext_t const &context, void **way_back) noexcept;
 
 /// Whether a sanitizer watches this process, to which a thread that vanishes is a fault of its own.
-/// Known once the points are learnt.
 bool is_sanitized() noexcept;
 
 } // namespace Ostrel

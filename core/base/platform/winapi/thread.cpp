@@ -8,7 +8,8 @@
 // the thread asks again.
 //
 // The signal is one that the C library keeps for itself and therefore never lets a program block.
-// Its own use of it (changing the user of all threads) is passed on. It would mistake the values of
+// Its own use of it (changing the user of all threads) is passed on, to the end: it waits for the
+// answer of each thread, except of one that the system does not know. It would mistake the values of
 // a thread's keys for those of the next thread that it gives the same stack, so they are cleared.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
@@ -28,6 +29,7 @@
 #include <utility>
 
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -62,7 +64,7 @@ public:
 private:
   enum State : std::uint32_t { RUNNING, ENDED, TERMINATED };
 
-  static void *main(void *thread) noexcept;
+  static void *main(void *thread);
   static void leave(void *thread) noexcept;
   static void on_signal(int signal, siginfo_t *info, void *context) noexcept;
   [[noreturn]] static void end_after_call() noexcept;
@@ -74,7 +76,7 @@ private:
   void ask_again(bool is_asleep) noexcept;
   void end_if_safe(ucontext_t const &context) noexcept;
   [[noreturn]] void end_here() noexcept;
-  void give_back_stack() const noexcept;
+  void give_back_stack() noexcept;
 
   ThreadRoutine const routine_;
   void *const argument_;
@@ -83,6 +85,7 @@ private:
   std::atomic<std::uint32_t> state_{RUNNING}; // changes under threads_guard; waited for
   // Guarded by threads_guard, and atomic: the thread sanitizer sees no mutex in a signal handler.
   std::atomic<bool> is_closed_{false};
+  std::atomic<bool> has_stack_{true}; // until somebody has given it back
   bool is_asked_ = false;     // guarded by threads_guard: it is being terminated, and has a timer
   timer_t timer_{};           // when it is asked
   unsigned int attempts_ = 0; // the thread's: how often it could not be ended
@@ -113,15 +116,28 @@ long exchange_action(Action const *action, Action *old) noexcept {
   return syscall(SYS_rt_sigaction, SIGNAL, action, old, sizeof(action->mask));
 }
 
-// For as long as the process lives: what a sanitizer knows of the thread must not vanish.
-[[noreturn]] void park() noexcept {
-  std::uint64_t const all_others = ~(std::uint64_t{1} << (SIGNAL - 1));
-  for (;;) {
-    syscall(SYS_rt_sigsuspend, &all_others, sizeof(all_others));
+// What the C library knows the thread by stands where the kernel is to write that it is gone.
+// Replaced by what no thread has, so that the library waits for no answer any more.
+void hide_from_library() noexcept {
+  constexpr int NO_THREAD = INT_MAX;
+  int *place = nullptr;
+  if (prctl(PR_GET_TID_ADDRESS, &place) == 0 && place != nullptr && *place == gettid()) {
+    __atomic_store_n(place, NO_THREAD, __ATOMIC_RELEASE);
   }
 }
 
+// The C library's own signal reaches the thread to the last moment, and a moment longer.
 [[noreturn]] void vanish() noexcept {
+  std::uint64_t const all_others = ~(std::uint64_t{1} << (SIGNAL - 1));
+  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &all_others, nullptr, sizeof(all_others));
+  // Under a sanitizer it sleeps for as long as the process lives: what that knows of the thread
+  // must not vanish.
+  while (is_sanitized()) {
+    syscall(SYS_rt_sigsuspend, &all_others, sizeof(all_others));
+  }
+  hide_from_library();
+  timespec const moment = {0, 1};
+  syscall(SYS_nanosleep, &moment, nullptr);
   for (;;) {
     syscall(SYS_exit, 0);
   }
@@ -133,7 +149,8 @@ void clear_keys() noexcept {
   }
 }
 
-void Thread::on_signal(int signal, siginfo_t *info, void *context) noexcept {
+// Called in any thread, be it one that a sanitizer does not know yet.
+IN_HANDLER void Thread::on_signal(int signal, siginfo_t *info, void *context) noexcept {
   if (info->si_code != SI_TIMER) {
     library_action.handler(signal, info, context);
     return;
@@ -172,9 +189,8 @@ void Thread::end_after_call() noexcept {
 // Takes the signal from the C library, which gives it a handler with the first thread of the
 // process. False when it cannot be had. Needs threads_guard held.
 bool Thread::take_signal() noexcept {
-  static bool const is_ready = learn_safe_points();
   Action action = {};
-  if (!is_ready || exchange_action(nullptr, &action) != 0 || action.handler == nullptr) {
+  if (!knows_safe_points() || exchange_action(nullptr, &action) != 0 || action.handler == nullptr) {
     return false;
   }
   if (action.handler == on_signal) {
@@ -199,8 +215,14 @@ bool Thread::ask() noexcept {
   event.sigev_signo = SIGNAL;
   event.sigev_value.sival_ptr = this;
   event._sigev_un._tid = static_cast<pid_t>(id_.load(std::memory_order_relaxed));
-  is_asked_ = timer_create(CLOCK_MONOTONIC, &event, &timer_) == 0;
-  return is_asked_ && ask_in(1);
+  if (timer_create(CLOCK_MONOTONIC, &event, &timer_) != 0) {
+    return false;
+  }
+  is_asked_ = ask_in(1);
+  if (!is_asked_) {
+    timer_delete(timer_);
+  }
+  return is_asked_;
 }
 
 bool Thread::ask_in(std::int64_t nanoseconds) const noexcept {
@@ -240,9 +262,7 @@ void Thread::end_here() noexcept {
     }
   }
   wake_all(&state_);
-  if (is_sanitized()) {
-    park();
-  }
+  this_thread = nullptr; // the handler has nothing to do any more
   vanish();
 }
 
@@ -259,8 +279,9 @@ BOOL Thread::terminate() noexcept {
 
 // --- The life of a thread ---------------------------------------------------------------------
 
-// The stack of a thread that can be terminated ends here: it calls the routine itself.
-void *Thread::main(void *thread) noexcept {
+// The stack of a thread that can be terminated ends here: it calls the routine itself. An exception
+// that comes as far ends the process; a thread that ends itself unwinds through here.
+void *Thread::main(void *thread) {
   auto *const self = static_cast<Thread *>(thread);
   this_thread = self;
   bool const is_told = call_at_thread_end(leave, self);
@@ -325,6 +346,7 @@ DWORD Thread::wait(DWORD milliseconds) noexcept {
     }
     is_in_time = sleep_on(state_, RUNNING, deadline);
   }
+  give_back_stack();
   return WAIT_OBJECT_0;
 }
 
@@ -340,12 +362,18 @@ void Thread::close() noexcept {
   delete this;
 }
 
-// The C library does it itself at the end of a thread that is detached, unless it was terminated.
-void Thread::give_back_stack() const noexcept {
-  if (state_.load(std::memory_order_relaxed) == TERMINATED && !is_sanitized()) {
-    pthread_join(thread_, nullptr);
-  } else {
+// Called when the thread has ended, but for its last steps: who waits for them can unload the
+// library afterwards. A thread does not wait for itself, nobody for one that sleeps for ever.
+void Thread::give_back_stack() noexcept {
+  if (!has_stack_.exchange(false)) {
+    return;
+  }
+  bool const is_asleep = state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized();
+  if (is_asleep || pthread_equal(thread_, pthread_self()) != 0) {
     pthread_detach(thread_);
+  } else {
+    NotCancelled const here;
+    pthread_join(thread_, nullptr);
   }
 }
 

@@ -329,7 +329,8 @@ BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPP
 
 /// Writes in one call of the system to an open descriptor. Gives how many bytes were taken, or -1
 /// with `errno`: EPIPE for a pipe that nobody reads from, whose SIGPIPE is kept from the program,
-/// EAGAIN for a descriptor that does not block and takes nothing, EINVAL for a `size` above INT_MAX.
+/// EAGAIN for a descriptor that does not block and takes nothing, EINVAL for a `size` above
+/// INT_MAX.
 int _write(int descriptor, void const *data, unsigned int size);
 
 /// Waits until everything written is on the disk.
