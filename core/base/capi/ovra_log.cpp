@@ -65,48 +65,29 @@ void ovra_log__set_priority(ovra_log_category *category, int priority) noexcept 
   }
 }
 
-void ovra_log__debug(char const *category, char const *format, char const *file, int line,
-                     ...) noexcept {
-  va_list arguments;
-  va_start(arguments, line);
-  log_with_place(receiver(LoggingPriority::LEVEL_DEBUG, category, format),
-                 &LoggingCategoryPostfixed::debug, format, file, line, arguments);
-  va_end(arguments);
-}
+// How variable arguments become a list only a macro can say.
 
-void ovra_log__warn(char const *category, char const *format, char const *file, int line,
-                    ...) noexcept {
-  va_list arguments;
-  va_start(arguments, line);
-  log_with_place(receiver(LoggingPriority::LEVEL_WARN, category, format),
-                 &LoggingCategoryPostfixed::warn, format, file, line, arguments);
-  va_end(arguments);
-}
+#define OSTBASE_PLACED_FUNCTION(name, priority, level)                                             \
+  void name(char const *category, char const *format, char const *file, int line, ...) noexcept {  \
+    va_list arguments;                                                                             \
+    va_start(arguments, line);                                                                     \
+    log_with_place(receiver(LoggingPriority::priority, category, format),                          \
+                   &LoggingCategoryPostfixed::level, format, file, line, arguments);               \
+    va_end(arguments);                                                                             \
+  }
 
-bool ovra_log__info(char const *category, char const *format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  bool const has_passed = log_message(receiver(LoggingPriority::LEVEL_INFO, category, format),
-                                      &LoggingCategory::info, format, arguments);
-  va_end(arguments);
-  return has_passed;
-}
+#define OSTBASE_PLAIN_FUNCTION(name, priority, level)                                              \
+  bool name(char const *category, char const *format, ...) noexcept {                              \
+    va_list arguments;                                                                             \
+    va_start(arguments, format);                                                                   \
+    bool const has_passed = log_message(receiver(LoggingPriority::priority, category, format),     \
+                                        &LoggingCategory::level, format, arguments);               \
+    va_end(arguments);                                                                             \
+    return has_passed;                                                                             \
+  }
 
-// As information, which it is to the category.
-bool ovra_log__io_prof(char const *category, char const *format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  bool const has_passed = log_message(receiver(LoggingPriority::LEVEL_INFO, category, format),
-                                      &LoggingCategory::info, format, arguments);
-  va_end(arguments);
-  return has_passed;
-}
-
-bool ovra_log__warn_no_debug(char const *category, char const *format, ...) noexcept {
-  va_list arguments;
-  va_start(arguments, format);
-  bool const has_passed = log_message(receiver(LoggingPriority::LEVEL_WARN, category, format),
-                                      &LoggingCategory::warn, format, arguments);
-  va_end(arguments);
-  return has_passed;
-}
+OSTBASE_PLACED_FUNCTION(ovra_log__debug, LEVEL_DEBUG, debug)
+OSTBASE_PLACED_FUNCTION(ovra_log__warn, LEVEL_WARN, warn)
+OSTBASE_PLAIN_FUNCTION(ovra_log__info, LEVEL_INFO, info)
+OSTBASE_PLAIN_FUNCTION(ovra_log__io_prof, LEVEL_INFO, info)
+OSTBASE_PLAIN_FUNCTION(ovra_log__warn_no_debug, LEVEL_WARN, warn)
