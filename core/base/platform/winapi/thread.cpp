@@ -9,8 +9,9 @@
 //
 // The signal is one that the C library keeps for itself and therefore never lets a program block.
 // Its own use of it (changing the user of all threads) is passed on, to the end: it waits for the
-// answer of each thread, except of one that the system does not know. It would mistake the values of
-// a thread's keys for those of the next thread that it gives the same stack, so they are cleared.
+// answer of each thread, except of one that the system does not know. It would mistake the values
+// of a thread's keys for those of the next thread that it gives the same stack, so they are
+// cleared.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork_lock.hpp"
