@@ -205,7 +205,9 @@ TEST(Array, TypedAccessNeverLeavesTheElements) {
   // Elements of another size come with a flattened form.
   EXPECT_EQ(doubles.unflatten(flat(1, 32, 0, 0, std::string(32, 'x')).c_str()), OK);
   EXPECT_EQ(doubles[31] + doubles[9], 0);
-  EXPECT_EQ(std::memcmp(&doubles[8], "xxxxxxxx", 8), 0);
+  double eight_bytes = 0;
+  std::memcpy(&eight_bytes, "xxxxxxxx", sizeof eight_bytes);
+  EXPECT_EQ(doubles[8], eight_bytes);
   EXPECT_EQ(doubles.push_back(1), OK);
   CharArray wide;
   EXPECT_EQ(wide.unflatten(flat(3, 1, 0, 0, "xyz").c_str()), OK);

@@ -131,9 +131,9 @@ TEST(Object, OtherThreadsWaitForTheLock) {
     SCOPED_TRACE(mode);
     int deleted = 0;
     auto *const thing = new Thing(&deleted, mode);
+    ASSERT_TRUE(thing->maybe_lock());
     auto *const neighbour = new Thing(&deleted, mode);
     bool const is_shared = mode == ObjectImpl::SAFETY_GLOBAL;
-    ASSERT_TRUE(thing->maybe_lock());
     thing->add_ref();
     std::promise<void> started;
     std::thread other([&] {

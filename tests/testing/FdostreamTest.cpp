@@ -73,14 +73,14 @@ TEST(Fdostream, SignalsTakeNothingAway) {
   struct sigaction interrupting = {}, before = {};
   interrupting.sa_handler = [](int) {};
   sigaction(SIGUSR1, &interrupting, &before);
-  std::string const text(10 * ROOM, 'x');
+  constexpr std::streamsize SIZE = std::streamsize{10} * ROOM;
+  std::string const text(SIZE, 'x');
   std::atomic<std::streamsize> written{0};
-  std::thread writer(
-      [&] { written = fdostream(slow.ends[1]).rdbuf()->sputn(text.data(), 10 * ROOM); });
+  std::thread writer([&] { written = fdostream(slow.ends[1]).rdbuf()->sputn(text.data(), SIZE); });
   for (char buffer[ROOM / 8]; written == 0 && read(slow.ends[0], buffer, sizeof buffer) > 0;) {
     pthread_kill(writer.native_handle(), SIGUSR1);
   }
   writer.join();
-  EXPECT_EQ(written, 10 * ROOM);
+  EXPECT_EQ(written, SIZE);
   sigaction(SIGUSR1, &before, nullptr);
 }
