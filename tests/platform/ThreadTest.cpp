@@ -258,14 +258,22 @@ TEST(Thread, HasEndedWhenItsVariablesAreGone) {
     }
   };
   destroyed = 0;
-  auto const thread = make_thread([](void *) -> unsigned int {
-    thread_local Slow const slow;
-    static_cast<void>(&slow);
-    pthread_exit(nullptr);
-  });
-  thread->start();
-  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
-  EXPECT_EQ(destroyed, 1);
+  for (bool ends_itself : {false, true}) {
+    auto const thread = make_thread(
+        [](void *argument) -> unsigned int {
+          thread_local Slow const slow;
+          static_cast<void>(&slow);
+          if (*static_cast<bool *>(argument)) {
+            pthread_exit(nullptr);
+          }
+          return 0;
+        },
+        &ends_itself);
+    thread->start();
+    EXPECT_FALSE(thread->wait_for_exit(5));
+    EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
+    EXPECT_EQ(destroyed, ends_itself ? 2 : 1);
+  }
 }
 
 TEST(Thread, IsEndedWhereverItIs) {

@@ -77,8 +77,10 @@ TEST(Fdostream, SignalsTakeNothingAway) {
   std::string const text(SIZE, 'x');
   std::atomic<std::streamsize> written{0};
   std::thread writer([&] { written = fdostream(slow.ends[1]).rdbuf()->sputn(text.data(), SIZE); });
-  for (char buffer[ROOM / 8]; written == 0 && read(slow.ends[0], buffer, sizeof buffer) > 0;) {
+  char buffer[ROOM / 8];
+  for (std::streamsize got = 0, now = 1; got < SIZE && now > 0; got += now) {
     pthread_kill(writer.native_handle(), SIGUSR1);
+    now = read(slow.ends[0], buffer, sizeof buffer);
   }
   writer.join();
   EXPECT_EQ(written, SIZE);

@@ -42,8 +42,30 @@ public:
   }
   static void leave() noexcept { _inside.fetch_sub(1); }
 
-  // For who has entered already.
-  static IMutex *get() noexcept { return _mutex.load(); }
+  // Takes the mutex until `unlock`.
+  static bool lock() {
+    IMutex *const mutex = enter();
+    if (mutex == nullptr) {
+      return false;
+    }
+    if (!mutex->acquire()) {
+      leave();
+      return false;
+    }
+    ++_holds;
+    return true;
+  }
+
+  // Who does not hold it may not even look at it: it may be gone.
+  static bool unlock() {
+    if (_holds == 0) {
+      return false;
+    }
+    --_holds;
+    bool const is_released = _mutex.load()->release();
+    leave();
+    return is_released;
+  }
 
   // Makes the mutex; stays closed when it cannot be had.
   static void open() { static Owner const owner; }
@@ -67,11 +89,14 @@ private:
   static std::atomic<IMutex *> _mutex;
   static std::atomic<bool> _is_open;
   static std::atomic<int> _inside; // holds, and steps on their way
+  static thread_local unsigned int _holds
+      __attribute__((tls_model("initial-exec"))); // of the thread
 };
 
 std::atomic<IMutex *> GlobalMutex::_mutex{nullptr};
 std::atomic<bool> GlobalMutex::_is_open{false};
 std::atomic<int> GlobalMutex::_inside{0};
+thread_local unsigned int GlobalMutex::_holds = 0;
 
 [[maybe_unused]] bool const opened_at_load = (GlobalMutex::open(), true);
 
@@ -80,10 +105,14 @@ bool acquire(IMutex *mutex) {
   return mutex != nullptr && (mutex->acquire() || mutex->acquire());
 }
 
-// Tells the calling thread from every other one that lives.
-void const *identity() noexcept {
-  thread_local char const instance = 0;
-  return &instance;
+// A number that no other thread has, and none had before.
+std::uint64_t identity() noexcept {
+  static std::atomic<std::uint64_t> last{0};
+  static thread_local std::uint64_t instance __attribute__((tls_model("initial-exec"))) = 0;
+  if (instance == 0) {
+    instance = ++last;
+  }
+  return instance;
 }
 
 } // namespace
@@ -170,38 +199,29 @@ bool ObjectImpl::maybe_lock() {
   if (!is_lockable()) {
     return true;
   }
-  bool const is_global = thread_safety_ == SAFETY_GLOBAL;
-  IMutex *const mutex = is_global ? GlobalMutex::enter() : mutex_.get();
-  if (mutex == nullptr) {
+  if (thread_safety_ == SAFETY_GLOBAL) {
+    return GlobalMutex::lock();
+  }
+  if (mutex_ == nullptr || !mutex_->acquire()) {
     return false;
   }
-  bool const is_acquired = mutex->acquire();
-  if (!is_global && is_acquired) {
-    note_hold();
-  } else if (is_global && !is_acquired) {
-    GlobalMutex::leave();
-  }
-  return is_acquired;
+  note_hold();
+  return true;
 }
 
 bool ObjectImpl::maybe_unlock() {
   if (!is_lockable()) {
     return true;
   }
-  if (thread_safety_ == SAFETY_PER_OBJECT) {
-    if (mutex_ == nullptr || !is_held_by_caller()) {
-      return false;
-    }
-    // Before the release, after which the object may be gone.
-    count_.fetch_sub(HOLD, std::memory_order_acq_rel);
-    return mutex_->release();
+  if (thread_safety_ == SAFETY_GLOBAL) {
+    return GlobalMutex::unlock();
   }
-  IMutex *const mutex = GlobalMutex::get();
-  if (mutex == nullptr || !mutex->release()) {
+  if (mutex_ == nullptr || !is_held_by_caller()) {
     return false;
   }
-  GlobalMutex::leave();
-  return true;
+  // Before the release, after which the object may be gone.
+  count_.fetch_sub(HOLD, std::memory_order_acq_rel);
+  return mutex_->release();
 }
 
 bool ObjectImpl::is_lockable() const noexcept {

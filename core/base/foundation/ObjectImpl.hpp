@@ -79,7 +79,7 @@ private:
   // stays there until the next hold, which costs time alone.
   std::atomic<std::uint64_t> count_{0};
   std::unique_ptr<IMutex> mutex_; // null but in SAFETY_PER_OBJECT, and when it could not be made
-  std::atomic<void const *> holder_{nullptr}; // who took that mutex last; changes under it
+  std::atomic<std::uint64_t> holder_{0}; // the thread that took that mutex last; changes under it
   ThreadSafety thread_safety_;
 };
 

@@ -38,6 +38,10 @@ Text copy_text(char const *text) {
   return copy;
 }
 
+void report_no_path() {
+  LoggingCategoryPostfixed(&category()).trace("Could not allocate new_path!");
+}
+
 bool names_source_tree(char const *path) {
   return path != nullptr && std::strstr(path, SOURCE_TREE) != nullptr;
 }
@@ -103,11 +107,13 @@ char *EnvironmentSetup::make_srcdir_path(char const *relative_path) try {
   }
   path += delimiter;
   path += relative_path;
-  Text new_path(new char[path.size() + 1]);
-  std::memcpy(new_path.get(), path.c_str(), path.size() + 1);
+  Text new_path = copy_text(path.c_str());
+  if (new_path == nullptr) {
+    report_no_path();
+  }
   return new_path.release();
 } catch (std::bad_alloc const &) {
-  LoggingCategoryPostfixed(&category()).trace("Could not allocate new_path!");
+  report_no_path();
   return nullptr;
 }
 

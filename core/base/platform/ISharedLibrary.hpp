@@ -13,10 +13,9 @@ namespace Ostrel {
 /// out, logging outputs and other objects of its classes, its threads.
 ///
 /// Not synchronised: one thread at a time. Loads and unloads of different objects wait for each
-/// other, also for the constructors and destructors that run inside. These may load through this
+/// other, also for the constructors and destructors that run inside. These may do so through this
 /// interface in their turn; but those of a library that the program loads or unloads by the
-/// system's own call must not do so while another thread loads here: each would wait for what the
-/// other holds.
+/// system's own call must not while another thread does: each would wait for what the other holds.
 class OSTBASE_API ISharedLibrary : public IObject {
 protected:
   ~ISharedLibrary() override = default;

@@ -45,8 +45,8 @@ IMutex *load_mutex() {
   return mutex;
 }
 
-// Held for the length of a block. The loader keeps threads apart as well: with this lock outside
-// its own everywhere, no two threads wait for what the other one holds.
+// Held for the length of a block. The loader keeps threads apart as well: this lock stands outside
+// its own, but where the program calls the loader by itself.
 class LoadLock {
 public:
   LoadLock() : lock_(load_mutex()) {

@@ -9,6 +9,7 @@
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -88,22 +89,74 @@ bool close_library(void *library) noexcept {
   return dlclose(library) == 0;
 }
 
-// Whether all libraries of the process share one such symbol, be it defined in several: an inline
-// variable of C++.
-bool is_unique(void *address) {
-  Dl_info names = {};
-  void *entry = nullptr;
-  return dladdr1(address, &names, &entry, RTLD_DL_SYMENT) != 0 && entry != nullptr &&
-         ELF64_ST_BIND(static_cast<ElfW(Sym) const *>(entry)->st_info) == STB_GNU_UNIQUE;
+template <typename Item> Item const *table_at(ElfW(Dyn) const &entry) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader keeps addresses as numbers there.
+  return reinterpret_cast<Item const *>(entry.d_un.d_ptr);
 }
 
-// True also when it cannot be told, as for what each thread has a copy of.
-bool is_defined_in(void *library, void *address) {
+// The symbols that a library has, by the hash table that the linker has made of those that it
+// defines itself.
+class Symbols {
+public:
+  explicit Symbols(link_map const &library) {
+    for (ElfW(Dyn) const *entry = library.l_ld; entry->d_tag != DT_NULL; ++entry) {
+      if (entry->d_tag == DT_SYMTAB) {
+        symbols_ = table_at<ElfW(Sym)>(*entry);
+      } else if (entry->d_tag == DT_STRTAB) {
+        names_ = table_at<char>(*entry);
+      } else if (entry->d_tag == DT_GNU_HASH) {
+        hashes_ = table_at<std::uint32_t>(*entry);
+      }
+    }
+  }
+
+  bool define(char const *name) const {
+    if (symbols_ == nullptr || names_ == nullptr || hashes_ == nullptr) {
+      return false;
+    }
+    std::uint32_t const bucket_count = hashes_[0], first = hashes_[1];
+    std::size_t const filter_words = hashes_[2] * sizeof(ElfW(Addr)) / sizeof(std::uint32_t);
+    std::uint32_t const *const buckets = hashes_ + HEADER_WORDS + filter_words;
+    std::uint32_t const *const chains = buckets + bucket_count;
+    std::uint32_t const hash = hash_of(name);
+    std::uint32_t i = buckets[hash % bucket_count];
+    // The lowest bit of a hash marks the end of a chain.
+    for (bool is_last = i < first; !is_last; ++i) {
+      std::uint32_t const found = chains[i - first];
+      if ((found | 1) == (hash | 1) && std::strcmp(names_ + symbols_[i].st_name, name) == 0) {
+        return true;
+      }
+      is_last = (found & 1) != 0;
+    }
+    return false;
+  }
+
+private:
+  static constexpr std::size_t HEADER_WORDS = 4;
+
+  static std::uint32_t hash_of(char const *name) {
+    std::uint32_t hash = 5381;
+    for (; *name != '\0'; ++name) {
+      hash = hash * 33 + static_cast<unsigned char>(*name);
+    }
+    return hash;
+  }
+
+  ElfW(Sym) const *symbols_ = nullptr;
+  char const *names_ = nullptr;
+  std::uint32_t const *hashes_ = nullptr;
+};
+
+// What lies in another library may be defined in this one as well: of some symbols, such as inline
+// variables, all libraries of a process share the first. True also when it cannot be told, as for
+// what each thread has a copy of.
+bool is_defined_in(void *library, char const *name, void *address) {
   Dl_info names = {};
   void *owner = nullptr;
   link_map *self = nullptr;
   return dladdr1(address, &names, &owner, RTLD_DL_LINKMAP) == 0 ||
-         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self || is_unique(address);
+         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self ||
+         Symbols(*self).define(name);
 }
 
 } // namespace
@@ -155,7 +208,7 @@ FARPROC GetProcAddress(HMODULE library, char const *symbol) {
     return nullptr;
   }
   void *const address = dlsym(library, symbol);
-  if (address == nullptr || !is_defined_in(library, address)) {
+  if (address == nullptr || !is_defined_in(library, symbol, address)) {
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;
   }

@@ -7,7 +7,8 @@
 // again, since it cannot know whether others sleep.
 //
 // The owner can also be given the sleeper of an event that it sets, if that one takes the mutex
-// next: woken at once it would find the mutex taken. So it is woken by the release.
+// next: woken at once it would find the mutex taken. So it is woken by the release. One at a time:
+// when several are released together, the others are woken at once and sleep on the mutex.
 //
 // A mutex has to notice that its owner ends. Each thread therefore links what it holds into a list
 // of its own, and a key of the thread, whose destructor the system runs at its end, marks what is

@@ -14,6 +14,9 @@
 //
 // The unwinder takes no lock: it finds its tables through the loader's index, which is made for
 // signal handlers. It is called once beforehand, so that nothing is resolved or set up late.
+//
+// What is known is what was there when this library was loaded: a run-time library that comes later
+// (another compiler's, with a plug-in) counts as part of the program.
 #include "core/base/platform/winapi/safe_point.hpp"
 
 #include <algorithm>
@@ -163,22 +166,29 @@ constexpr char const *COMING_BACK_ELSEWHERE[] = {
     "_Fork",      "clone",        "daemon",     "fork",  "forkpty",
     "getcontext", "pthread_exit", "setcontext", "vfork", "swapcontext"};
 
-// What the program may have in place of the C library's.
+// What the program may have in place of the C library's. In a library of its own all is known.
 constexpr char const *ALLOCATORS[] = {"malloc",
                                       "calloc",
                                       "realloc",
+                                      "reallocarray",
                                       "free",
                                       "aligned_alloc",
                                       "memalign",
                                       "posix_memalign",
+                                      "valloc",
+                                      "pvalloc",
                                       "_Znwm",
                                       "_Znam",
                                       "_ZnwmRKSt9nothrow_t",
                                       "_ZnamRKSt9nothrow_t",
+                                      "_ZnwmSt11align_val_t",
+                                      "_ZnamSt11align_val_t",
                                       "_ZdlPv",
                                       "_ZdaPv",
                                       "_ZdlPvm",
-                                      "_ZdaPvm"};
+                                      "_ZdaPvm",
+                                      "_ZdlPvSt11align_val_t",
+                                      "_ZdaPvSt11align_val_t"};
 
 // Written when the library is loaded.
 Range ranges[MOST_RANGES];
@@ -211,17 +221,22 @@ bool lies_in(dl_phdr_info const &library, void const *place) noexcept {
                      });
 }
 
-int add_library(dl_phdr_info *library, std::size_t /*size*/, void * /*unused*/) noexcept {
+int add_library(dl_phdr_info *library, std::size_t /*size*/, void *allocator) noexcept {
   if (lies_in(*library, __start_ostbase_waits)) {
     add_text_of(*library, Kind::OURS);
     return 0;
   }
+  std::size_t const known = range_count;
   char const *const slash = std::strrchr(library->dlpi_name, '/');
   char const *const name = slash == nullptr ? library->dlpi_name : slash + 1;
   for (Module const &module : MODULES) {
     if (std::strncmp(name, module.name, std::strlen(module.name)) == 0) {
       add_text_of(*library, module.kind);
     }
+  }
+  bool const is_program = library->dlpi_name[0] == '\0';
+  if (range_count == known && !is_program && lies_in(*library, allocator)) {
+    add_text_of(*library, Kind::BUSY);
   }
   return 0;
 }
@@ -497,8 +512,8 @@ bool learn_safe_points() noexcept {
   dlclose(library);
   is_watched = dlsym(RTLD_DEFAULT, "__asan_init") != nullptr ||
                dlsym(RTLD_DEFAULT, "__tsan_init") != nullptr;
+  dl_iterate_phdr(add_library, dlsym(RTLD_DEFAULT, "malloc"));
   dlerror();
-  dl_iterate_phdr(add_library, nullptr);
 
   Look here({0, Call::NONE}, nullptr);
   _Unwind_Backtrace(Look::step, &here);

@@ -64,6 +64,7 @@ public:
 
 private:
   enum State : std::uint32_t { RUNNING, ENDED, TERMINATED };
+  enum class Stack { TAKEN, LOOKED_AFTER, GIVEN_BACK };
 
   static void *main(void *thread);
   static void leave(void *thread) noexcept;
@@ -77,16 +78,18 @@ private:
   void ask_again(bool is_asleep) noexcept;
   void end_if_safe(ucontext_t const &context) noexcept;
   [[noreturn]] void end_here() noexcept;
-  void give_back_stack() noexcept;
+  bool is_of_parent() const noexcept { return getpid() != process_; }
+  bool is_gone() noexcept;
 
   ThreadRoutine const routine_;
   void *const argument_;
+  pid_t const process_ = getpid(); // a copy of this one, made by fork, does not have the thread
   pthread_t thread_{};
   std::atomic<std::uint32_t> id_{0};          // set by the thread; waited for
   std::atomic<std::uint32_t> state_{RUNNING}; // changes under threads_guard; waited for
   // Guarded by threads_guard, and atomic: the thread sanitizer sees no mutex in a signal handler.
   std::atomic<bool> is_closed_{false};
-  std::atomic<bool> has_stack_{true}; // until somebody has given it back
+  std::atomic<Stack> stack_{Stack::TAKEN};
   bool is_asked_ = false;     // guarded by threads_guard: it is being terminated, and has a timer
   timer_t timer_{};           // when it is asked
   unsigned int attempts_ = 0; // the thread's: how often it could not be ended
@@ -118,7 +121,8 @@ long exchange_action(Action const *action, Action *old) noexcept {
 }
 
 // What the C library knows the thread by stands where the kernel is to write that it is gone.
-// Replaced by what no thread has, so that the library waits for no answer any more.
+// Replaced by what no thread has, so that the library waits for no answer any more. Not every
+// kernel tells the place.
 void hide_from_library() noexcept {
   constexpr int NO_THREAD = INT_MAX;
   int *place = nullptr;
@@ -127,7 +131,9 @@ void hide_from_library() noexcept {
   }
 }
 
-// The C library's own signal reaches the thread to the last moment, and a moment longer.
+// The C library's own signal reaches the thread to the last moment. Who had read its number before
+// that was replaced has another moment to send it; a sender that is held up longer than that waits
+// for an answer that does not come.
 [[noreturn]] void vanish() noexcept {
   std::uint64_t const all_others = ~(std::uint64_t{1} << (SIGNAL - 1));
   syscall(SYS_rt_sigprocmask, SIG_SETMASK, &all_others, nullptr, sizeof(all_others));
@@ -268,6 +274,9 @@ void Thread::end_here() noexcept {
 }
 
 BOOL Thread::terminate() noexcept {
+  if (is_of_parent()) {
+    return TRUE;
+  }
   {
     ThreadsLock const lock;
     if (state_.load(std::memory_order_relaxed) == RUNNING && !is_asked_ && !ask()) {
@@ -288,10 +297,16 @@ void *Thread::main(void *thread) {
   bool const is_told = call_at_thread_end(leave, self);
   self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
   wake_all(&self->id_);
+  // Also when the thread ends itself.
+  struct AtReturn {
+    ~AtReturn() {
+      if (thread != nullptr) {
+        leave(thread);
+      }
+    }
+    Thread *const thread;
+  } const at_return = {is_told ? nullptr : self};
   self->routine_(self->argument_); // nobody asks for the exit code
-  if (!is_told) {
-    leave(self);
-  }
   return nullptr;
 }
 
@@ -310,7 +325,7 @@ void Thread::leave(void *thread) noexcept {
   }
   wake_all(&self->state_);
   if (is_last) {
-    self->give_back_stack();
+    pthread_detach(self->thread_);
     delete self;
   }
 }
@@ -341,48 +356,64 @@ DWORD Thread::start(std::size_t stack_size) noexcept {
 DWORD Thread::wait(DWORD milliseconds) noexcept {
   Deadline const deadline(milliseconds);
   bool is_in_time = milliseconds != 0;
-  while (state_.load(std::memory_order_acquire) == RUNNING) {
+  while (!is_of_parent() && state_.load(std::memory_order_acquire) == RUNNING) {
     if (!is_in_time) {
       return WAIT_TIMEOUT;
     }
     is_in_time = sleep_on(state_, RUNNING, deadline);
   }
-  give_back_stack();
+  // Its last steps tell nobody. Not awake: it may need the processor for them.
+  constexpr timespec NAP = {0, 20000};
+  while (!is_gone()) {
+    if (milliseconds == 0 || deadline.is_over()) {
+      return WAIT_TIMEOUT;
+    }
+    syscall(SYS_nanosleep, &NAP, nullptr);
+  }
   return WAIT_OBJECT_0;
 }
 
 void Thread::close() noexcept {
-  {
+  bool is_terminated = false;
+  if (!is_of_parent()) {
     ThreadsLock const lock;
     is_closed_ = true;
-    if (state_.load(std::memory_order_acquire) == RUNNING) {
+    std::uint32_t const state = state_.load(std::memory_order_acquire);
+    if (state == RUNNING) {
       return;
     }
+    is_terminated = state == TERMINATED;
   }
-  give_back_stack();
+  if (is_terminated) {
+    wait(INFINITE);
+  } else if (!is_of_parent() && stack_.exchange(Stack::GIVEN_BACK) == Stack::TAKEN) {
+    pthread_detach(thread_); // it needs nobody for its last steps
+  }
   delete this;
 }
 
-// Called when the thread has ended, but for its last steps: who waits for them can unload the
-// library afterwards. A thread does not wait for itself, nobody for one that sleeps for ever.
-void Thread::give_back_stack() noexcept {
-  if (!has_stack_.exchange(false)) {
-    return;
+// Whether a thread that has ended has also done its last steps: the library can be unloaded then,
+// and the stack is given back. The system tells one thread at a time.
+bool Thread::is_gone() noexcept {
+  Stack stack = Stack::TAKEN;
+  if (is_of_parent() || !stack_.compare_exchange_strong(stack, Stack::LOOKED_AFTER)) {
+    return stack != Stack::LOOKED_AFTER;
   }
-  bool const is_asleep = state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized();
-  if (is_asleep || pthread_equal(thread_, pthread_self()) != 0) {
-    pthread_detach(thread_);
-  } else {
-    NotCancelled const here;
-    pthread_join(thread_, nullptr);
+  if (state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized()) {
+    pthread_detach(thread_); // it sleeps for ever
+  } else if (pthread_tryjoin_np(thread_, nullptr) == EBUSY) {
+    stack_ = Stack::TAKEN;
+    return false;
   }
+  stack_ = Stack::GIVEN_BACK;
+  return true;
 }
 
 void Thread::release_gone() noexcept {
   Thread *thread = gone.exchange(nullptr, std::memory_order_acquire);
   while (thread != nullptr) {
     Thread *const next = thread->next_;
-    thread->give_back_stack();
+    thread->wait(INFINITE);
     delete thread;
     thread = next;
   }

@@ -22,6 +22,13 @@ Deadline::Deadline(DWORD milliseconds) noexcept : is_never_(milliseconds == INFI
   moment_ = later(moment_, milliseconds);
 }
 
+bool Deadline::is_over() const noexcept {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return !is_never_ && (now.tv_sec != moment_.tv_sec ? now.tv_sec > moment_.tv_sec
+                                                     : now.tv_nsec >= moment_.tv_nsec);
+}
+
 bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
               Deadline const &deadline) noexcept {
   // Without FUTEX_CLOCK_REALTIME the moment is taken as one of the monotonic clock.

@@ -19,6 +19,8 @@ public:
   /// The moment, absolute on `CLOCK_MONOTONIC`; null for never.
   timespec const *moment() const noexcept { return is_never_ ? nullptr : &moment_; }
 
+  bool is_over() const noexcept;
+
 private:
   bool is_never_;
   timespec moment_{};
