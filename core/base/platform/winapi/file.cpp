@@ -153,7 +153,11 @@ private:
 // By its number, since every log line comes by here: that is no point of cancellation, from which a
 // thread would have to be kept.
 ssize_t write_once(int descriptor, void const *data, std::size_t size) {
-  return retry([=] { return syscall(SYS_write, descriptor, data, size); });
+  ssize_t written = -1;
+  do {
+    written = syscall(SYS_write, descriptor, data, size);
+  } while (written == -1 && errno == EINTR);
+  return written;
 }
 
 // A descriptor may have been set not to block, by whoever shares it: no log line is lost then.
