@@ -134,6 +134,7 @@ public:
 private:
   static constexpr std::size_t HEADER_WORDS = 4;
 
+  // The function of such tables, by the GNU linker and the loader.
   static std::uint32_t hash_of(char const *name) {
     std::uint32_t hash = 5381;
     for (; *name != '\0'; ++name) {
