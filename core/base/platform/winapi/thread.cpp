@@ -126,7 +126,7 @@ long exchange_action(Action const *action, Action *old) noexcept {
 void hide_from_library() noexcept {
   constexpr int NO_THREAD = INT_MAX;
   int *place = nullptr;
-  if (prctl(PR_GET_TID_ADDRESS, &place) == 0 && place != nullptr && *place == gettid()) {
+  if (prctl(PR_GET_TID_ADDRESS, &place, 0, 0, 0) == 0 && place != nullptr && *place == gettid()) {
     __atomic_store_n(place, NO_THREAD, __ATOMIC_RELEASE);
   }
 }
