@@ -80,7 +80,7 @@ TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
   static char twice[] = "TWICE=1", only[] = "ONLY=1", theirs_of_l[] = "L=put";
   static char *theirs[] = {twice, twice, only, nullptr};
   // The entries, since `setenv` gives the array back that it had made itself.
-  static std::vector<char *> before;
+  static auto &before = *new std::vector<char *>; // read until the very end of the program
   for (char **entry = environ; before.empty() || before.back() != nullptr; ++entry) {
     before.push_back(*entry);
   }

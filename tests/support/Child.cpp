@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -62,7 +63,9 @@ ChildResult run_child(std::string const &role, Role::Arguments const &arguments,
                       Environment const &environment) {
   TemporaryDirectory const directory;
   std::string const out = directory.path("stdout"), err = directory.path("stderr");
-  std::vector<std::string> argv = {"/proc/self/exe", "--role", role};
+  // Its name and not the link: under Valgrind the link, when it is started, is Valgrind.
+  std::string const program = std::filesystem::read_symlink("/proc/self/exe").string();
+  std::vector<std::string> argv = {program, "--role", role};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   std::vector<std::string> envp = child_environment(environment);
 
@@ -72,7 +75,7 @@ ChildResult run_child(std::string const &role, Role::Arguments const &arguments,
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), flags, 0600);
   posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), flags, 0600);
   pid_t child = -1;
-  int const error = posix_spawn(&child, "/proc/self/exe", &actions, nullptr, pointers(argv).data(),
+  int const error = posix_spawn(&child, program.c_str(), &actions, nullptr, pointers(argv).data(),
                                 pointers(envp).data());
   posix_spawn_file_actions_destroy(&actions);
 
