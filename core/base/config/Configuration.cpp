@@ -6,6 +6,7 @@
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -21,11 +22,7 @@ namespace Ostrel {
 
 namespace {
 
-LoggingCategory &category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.Configuration");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.Configuration");
 
 // The lock of all facades: made by the first one, gone when the library is unloaded. Who comes
 // later does not get it.

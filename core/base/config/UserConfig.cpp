@@ -7,6 +7,7 @@
 #include "core/base/foundation/AcquirableMap.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -26,10 +27,7 @@ namespace Ostrel {
 
 namespace {
 
-LoggingCategory &category() {
-  static LoggingCategory &instance = LoggingCategory::get_instance("Ostrel.Core.Base.UserConfig");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.UserConfig");
 
 struct FullKey {
   std::string path; // of the key

@@ -8,6 +8,7 @@
 #include "core/base/foundation/ClassMark.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
@@ -35,10 +36,7 @@ namespace {
 
 constexpr char CATEGORY_NAME[] = "Ostrel.Core.Base.XmlConfigSource";
 
-LoggingCategory &category() {
-  static LoggingCategory &instance = LoggingCategory::get_instance(CATEGORY_NAME);
-  return instance;
-}
+ClassCategory category(CATEGORY_NAME);
 
 // Once, before any thread of the host can be in the parser. It is never cleaned up: the host may
 // use the XML library as well.

@@ -6,9 +6,12 @@
 #include "core/base/logging/LevelFunction.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingSpec.hpp"
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/Platform.hpp"
 
+#include <atomic>
 #include <cstring>
+#include <new>
 #include <string>
 
 namespace Ostrel {
@@ -17,15 +20,26 @@ namespace {
 
 bool read_timestamps_enabled() {
   std::string value;
-  return Platform::get_environment_variable("OVRA_LOG_TIMESTAMP", &value) &&
+  return read_environment("OVRA_LOG_TIMESTAMP", &value) &&
          (LoggingSpec::is_same_word(value, "YES") || LoggingSpec::is_same_word(value, "TRUE"));
 }
 
-// What the environment said as the library was loaded, or earlier, when the constructor of a static
-// object logs before this file's turn.
-bool timestamps_enabled() {
-  static bool const instance = read_timestamps_enabled();
-  return instance;
+enum class Answer { UNKNOWN, NO, YES };
+
+// What the environment said as the library was loaded; or earlier, when the constructor of a static
+// object logs before this file's turn, and later, when there was no memory to ask. Relaxed: the
+// answer orders nothing but itself.
+std::atomic<Answer> timestamps_answer{Answer::UNKNOWN};
+
+bool timestamps_enabled() try {
+  Answer answer = timestamps_answer.load(std::memory_order_relaxed);
+  if (answer == Answer::UNKNOWN) {
+    answer = read_timestamps_enabled() ? Answer::YES : Answer::NO;
+    timestamps_answer.store(answer, std::memory_order_relaxed);
+  }
+  return answer == Answer::YES;
+} catch (std::bad_alloc const &) {
+  return false;
 }
 
 [[maybe_unused]] bool const read_at_load = timestamps_enabled();

@@ -4,6 +4,7 @@
 #include "core/base/logging/ILoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingLock.hpp"
+#include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/ProcessLogging.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -20,6 +21,11 @@ LoggingHierarchy::LoggingHierarchy(Lifetime lifetime)
   if (root_ != nullptr) {
     root_->set_logging_output(nullptr);
   }
+}
+
+bool LoggingHierarchy::is_whole() const {
+  return mutex_ != nullptr && root_ != nullptr && root_->output_ != nullptr &&
+         static_cast<LoggingOutputImpl const &>(*root_->output_).is_whole();
 }
 
 // An output of somebody else's may ask for categories in its destructor: there is a root until the

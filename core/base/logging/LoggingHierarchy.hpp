@@ -56,6 +56,8 @@ private:
   using Categories = std::map<std::string, LoggingCategory *>;
 
   explicit LoggingHierarchy(Lifetime lifetime);
+  // Whether there was memory for all that a new hierarchy has.
+  bool is_whole() const;
 
   // These need the mutex held.
   LoggingCategory *find_category(std::string const &name) const;

@@ -40,6 +40,7 @@ void LoggingOutputImpl::set_layout(ILoggingLayout *layout) {
     layout_ = std::move(handed_over);
     has_default_layout_ = is_default;
   }
+  owes_layout_ = layout_ == nullptr;
 }
 
 ILoggingLayout *LoggingOutputImpl::get_layout() {
@@ -47,7 +48,7 @@ ILoggingLayout *LoggingOutputImpl::get_layout() {
 }
 
 void LoggingOutputImpl::delete_layout() {
-  has_default_layout_ = false;
+  has_default_layout_ = owes_layout_ = false;
   layout_.reset();
 }
 
@@ -58,6 +59,9 @@ bool LoggingOutputImpl::write_method(std::string const &text) {
 
 void LoggingOutputImpl::write(LoggingEvent const &event) try {
   LoggingLock const lock(mutex_.get());
+  if (owes_layout_) {
+    LoggingOutputImpl::set_layout(nullptr);
+  }
   if (layout_ != nullptr) {
     write_method(layout_->format(event));
   }

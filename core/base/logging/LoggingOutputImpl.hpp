@@ -25,7 +25,7 @@ public:
   bool re_open() override;
 
   /// The layout that is owned already stays. When a default layout cannot be had, the old one
-  /// stays.
+  /// stays; where there is none, the next event tries again.
   void set_layout(ILoggingLayout *layout) override;
   ILoggingLayout *get_layout() override;
 
@@ -40,12 +40,20 @@ public:
   void write(LoggingEvent const &event) override;
 
 private:
+  friend class FileLoggingOutput;
+  friend class LoggingHierarchy;
   friend class PlainOutput;
+  friend class ProcessLogging;
 
-  std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout
+  // Whether there was memory for all that a new output has.
+  bool is_whole() const { return mutex_ != nullptr && layout_ != nullptr && has_all_texts_; }
+
+  std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout, and while one is owed
   std::unique_ptr<IMutex> mutex_;          // null when it could not be had: events are then written
                                            // all the same
   bool has_default_layout_ = false;        // the layout was made here
+  bool owes_layout_ = false;               // a default one, for which there was no memory yet
+  bool has_all_texts_ = true;              // no text of a derived class lacked memory
 };
 
 } // namespace Ostrel

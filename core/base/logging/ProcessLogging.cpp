@@ -4,16 +4,18 @@
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
+#include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/LoggingSpec.hpp"
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <atomic>
 #include <cctype>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace Ostrel {
 
@@ -22,8 +24,8 @@ namespace {
 constexpr int LONGEST_WAIT_MS = 1000;
 constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
-std::once_flag set_up_once;
 std::atomic<LoggingHierarchy *> current{nullptr};
+std::atomic<bool> is_over{false}; // the teardown has begun
 unsigned long owner_process_id = 0; // the process that made the hierarchy; a fork copies it
 
 // The categories' memory is part of the library's image. So a category can outlive the hierarchy
@@ -49,6 +51,29 @@ void *allocate_further(std::size_t size) {
   return first + 1;
 }
 
+// The process of which a thread is setting up; 0 for none. No mutex: a fork would copy one that is
+// held, and nobody would give it back in the child.
+std::atomic<unsigned long> setting_up{0};
+
+// Keeps other threads from setting up until the end of a block.
+class SetUpTurn {
+public:
+  SetUpTurn() : process_id_(Platform::get_current_process_id()) {
+    for (unsigned long other = 0; !setting_up.compare_exchange_strong(other, process_id_);) {
+      if (other == process_id_) {
+        Platform::millisecond_sleep(1);
+        other = 0;
+      }
+    }
+  }
+  SetUpTurn(SetUpTurn const &) = delete;
+  SetUpTurn &operator=(SetUpTurn const &) = delete;
+  ~SetUpTurn() { setting_up.store(0); }
+
+private:
+  unsigned long process_id_;
+};
+
 class Teardown {
 public:
   Teardown() = default;
@@ -70,44 +95,18 @@ constexpr std::size_t aligned(std::size_t size) {
   return (size + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
 }
 
+// Throws std::bad_alloc without memory, which must not be taken for a variable that is not set.
 bool read_first_set(char const *name, char const *fallback_name, std::string *value) {
-  return Platform::get_environment_variable(name, value) ||
-         Platform::get_environment_variable(fallback_name, value);
+  return read_environment(name, value) || read_environment(fallback_name, value);
 }
 
-void configure_output(LoggingCategory &category) {
-  std::string path;
-  if (!read_first_set("OSTREL_LOG_OUTPUT", "OVRA_LOG_OUTPUT", &path)) {
-    return;
+// Once, however long there is no memory.
+void report_failure() {
+  static std::atomic<bool> is_reported{false};
+  constexpr char FAILURE[] = "WARN: Failed to set up logging.\n";
+  if (!is_reported.exchange(true)) {
+    Platform::write_standard_error(FAILURE, sizeof FAILURE - 1);
   }
-  auto *const output = new (std::nothrow) FileLoggingOutput(path.c_str());
-  if (output != nullptr) {
-    category.set_logging_output(output);
-  }
-}
-
-void configure_category(LoggingHierarchy &hierarchy, LoggingSpec::Entry const &entry) {
-  LoggingCategory *const category =
-      ProcessLogging::find_category(hierarchy, std::string(entry.category).c_str());
-  if (category == nullptr) {
-    return;
-  }
-  category->set_priority(LoggingSpec::priority_from_name(entry.priority));
-  configure_output(*category);
-}
-
-void configure_from_environment(LoggingHierarchy &hierarchy) try {
-  std::string text;
-  if (!read_first_set("OSTREL_LOG_PRIORITY", "OVRA_LOG_PRIORITY", &text)) {
-    return;
-  }
-  LoggingSpec::Entry entry = LoggingSpec::read_entry(text, 0);
-  while (!entry.category.empty()) {
-    configure_category(hierarchy, entry);
-    entry = LoggingSpec::read_entry(text, entry.next);
-  }
-} catch (std::bad_alloc const &) {
-  return; // what could be configured is
 }
 
 } // namespace
@@ -125,22 +124,68 @@ bool LoggingVisit::wait_for_all() noexcept {
 }
 
 LoggingVisit ProcessLogging::visit() {
-  std::call_once(set_up_once, set_up);
+  if (current.load() == nullptr && !is_over) {
+    set_up();
+  }
   return LoggingVisit(current);
 }
 
-// Reaches the categories through the hierarchy at hand: the once-only guard is held.
+// All or nothing: where something lacks memory, all of it is given back, and the next call tries
+// again. Reaches the categories through the hierarchy at hand, since it has the turn.
 void ProcessLogging::set_up() {
-  std::unique_ptr<LoggingHierarchy> hierarchy(
-      new (std::nothrow) LoggingHierarchy(LoggingHierarchy::Lifetime::PROCESS));
-  if (hierarchy == nullptr) {
-    constexpr char FAILURE[] = "WARN: Failed to set up logging.\n";
-    Platform::write_standard_error(FAILURE, sizeof FAILURE - 1);
+  SetUpTurn const turn;
+  if (current.load() != nullptr || is_over) {
     return;
   }
-  configure_from_environment(*hierarchy);
+  std::size_t const arena_used_before = arena_used;
+  std::unique_ptr<LoggingHierarchy> hierarchy = make_configured();
+  if (hierarchy == nullptr) {
+    arena_used = arena_used_before; // which nobody uses without a hierarchy
+    report_failure();
+    return;
+  }
   owner_process_id = Platform::get_current_process_id();
   current.store(hierarchy.release());
+}
+
+std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {
+  std::unique_ptr<LoggingHierarchy> hierarchy(
+      new LoggingHierarchy(LoggingHierarchy::Lifetime::PROCESS));
+  bool const is_done = hierarchy->is_whole() && configure_from_environment(*hierarchy);
+  return is_done ? std::move(hierarchy) : nullptr;
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+// These are false, or throw std::bad_alloc, without memory.
+
+bool ProcessLogging::configure_from_environment(LoggingHierarchy &hierarchy) {
+  std::string text;
+  if (!read_first_set("OSTREL_LOG_PRIORITY", "OVRA_LOG_PRIORITY", &text)) {
+    return true;
+  }
+  bool is_done = true;
+  LoggingSpec::Entry entry = LoggingSpec::read_entry(text, 0);
+  while (is_done && !entry.category.empty()) {
+    LoggingCategory *const category =
+        find_category(hierarchy, std::string(entry.category).c_str());
+    is_done = category != nullptr &&
+              configure(*category, LoggingSpec::priority_from_name(entry.priority));
+    entry = LoggingSpec::read_entry(text, entry.next);
+  }
+  return is_done;
+}
+
+bool ProcessLogging::configure(LoggingCategory &category, LoggingPriority::PriorityLevel priority) {
+  category.set_priority(priority);
+  std::string path;
+  if (!read_first_set("OSTREL_LOG_OUTPUT", "OVRA_LOG_OUTPUT", &path)) {
+    return true;
+  }
+  auto output = std::make_unique<FileLoggingOutput>(path.c_str());
+  bool const is_whole = output->is_whole();
+  category.set_logging_output(output.release());
+  return is_whole;
 }
 
 LoggingCategory *ProcessLogging::find_category(LoggingHierarchy &hierarchy, char const *name) try {
@@ -173,8 +218,8 @@ void *ProcessLogging::allocate_for_ever(std::size_t size) {
 }
 
 void ProcessLogging::tear_down() {
-  // Waits for a set-up that is under way, and lets none begin any more.
-  std::call_once(set_up_once, [] {});
+  is_over = true;
+  { SetUpTurn const after_the_last_set_up; }
   LoggingHierarchy *const hierarchy = current.exchange(nullptr);
   if (hierarchy == nullptr) {
     return;

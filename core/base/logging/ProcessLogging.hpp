@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/logging/LoggingPriority.hpp"
+
 #include <atomic>
 #include <cstddef>
+#include <memory>
 
 namespace Ostrel {
 
@@ -65,8 +68,8 @@ private:
 /// library goes, and what late callers are given then. Internal to the library.
 class ProcessLogging {
 public:
-  /// Visits the hierarchy, which the first call sets up from the environment. The visitor finds
-  /// null when it could not be made, and when it has been torn down.
+  /// Visits the hierarchy, which the first call for which there is memory sets up from the
+  /// environment. The visitor finds null before that, and when it has been torn down.
   static LoggingVisit visit();
 
   /// Gives the category of that name, in any mix of upper and lower case; null without memory.
@@ -88,6 +91,9 @@ public:
 
 private:
   static void set_up();
+  static std::unique_ptr<LoggingHierarchy> make_configured();
+  static bool configure_from_environment(LoggingHierarchy &hierarchy);
+  static bool configure(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
 };
 
 } // namespace Ostrel

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/EnvironmentSetup.hpp"
 
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/Environment.hpp"
@@ -22,11 +23,7 @@ constexpr char const *CONFIG_PATH = "OSTREL_CONFIG_PATH";
 constexpr char const *SOURCE_TREE = "ostrel-core"; // the name of its directory
 constexpr int DIRECTORY_SIZE = 260; // characters of the current directory, terminator included
 
-LoggingCategory &category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.EnvironmentSetup");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.EnvironmentSetup");
 
 // Null without memory.
 Text copy_text(char const *text) {

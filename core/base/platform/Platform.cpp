@@ -3,7 +3,6 @@
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/foundation/Waits.hpp"
-#include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
@@ -20,11 +19,7 @@ constexpr unsigned long LONGEST_SLEEP_MS = INFINITE - 1; // in one call: INFINIT
 
 } // namespace
 
-LoggingCategory &win32_platform_category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.Win32Platform");
-  return instance;
-}
+ClassCategory win32_platform_category("Ostrel.Core.Base.Win32Platform");
 
 OSTBASE_WAITS void Platform::millisecond_sleep(unsigned long milliseconds) {
   while (milliseconds > LONGEST_SLEEP_MS) {

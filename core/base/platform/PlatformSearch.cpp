@@ -2,6 +2,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
@@ -16,10 +17,7 @@ namespace {
 
 constexpr char DELIMITER = ';';
 
-LoggingCategory &category() {
-  static LoggingCategory &instance = LoggingCategory::get_instance("Ostrel.Core.Base.Platform");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.Platform");
 
 char const *text_or_empty(char const *text) {
   return text == nullptr ? "" : text;

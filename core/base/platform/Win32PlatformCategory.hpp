@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/logging/ClassCategory.hpp"
+
 namespace Ostrel {
 
-class LoggingCategory;
-
 /// The category of what `Platform` reports of the operating system. Internal to the library.
-LoggingCategory &win32_platform_category();
+extern ClassCategory win32_platform_category;
 
 } // namespace Ostrel

@@ -3,6 +3,7 @@
 
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/IMutex.hpp"
@@ -24,11 +25,7 @@ constexpr char const *PATH_VARIABLE = "PATH";
 constexpr char const *LIBRARY_PATH_VARIABLE = "OSTREL_LIBRARY_PATH";
 constexpr std::size_t LONGEST_DETAIL = 512; // characters of the loader's own words, terminator too
 
-LoggingCategory &category() {
-  static LoggingCategory &instance =
-      LoggingCategory::get_instance("Ostrel.Core.Base.Win32SharedLibrary");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.Win32SharedLibrary");
 
 // Keeps the loads of different threads apart; null, and they are not kept apart, as long as there
 // is no memory for it. Recursive: the constructors of a library may load further ones. Never

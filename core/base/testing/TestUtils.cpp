@@ -2,6 +2,7 @@
 #include "core/base/testing/TestUtils.hpp"
 
 #include "core/base/foundation/Formatting.h"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/EnvironmentSetup.hpp"
@@ -21,10 +22,7 @@ namespace {
 constexpr int STANDARD_ERROR = 2; // the descriptor
 constexpr char DOTS[] = "...";    // behind every description
 
-LoggingCategory &category() {
-  static LoggingCategory &instance = LoggingCategory::get_instance("Ostrel.Core.Base.TestUtils");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.TestUtils");
 
 // The name that the report shows. A program that is not installed yet is started through a wrapper,
 // which keeps it under its name with a prefix.

@@ -2,6 +2,7 @@
 #include "core/base/units/Units.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 
 #include <array>
@@ -14,10 +15,7 @@ namespace Ostrel {
 
 namespace {
 
-LoggingCategory &category() {
-  static LoggingCategory &instance = LoggingCategory::get_instance("Ostrel.Core.Base.Units");
-  return instance;
-}
+ClassCategory category("Ostrel.Core.Base.Units");
 
 struct Unit {
   std::string_view name;
