@@ -16,6 +16,9 @@ using Ostrel::NANOSECONDS_PER_SECOND;
 
 constexpr int FIRST_YEAR = 1900; // of tm_year
 
+// Read when there is memory for it: without, the C library would take the zone to be UTC, for good.
+[[maybe_unused]] bool const zone_is_read = (tzset(), true);
+
 void sleep_until(timespec const &end) {
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
   }
@@ -52,6 +55,7 @@ void GetLocalTime(SYSTEMTIME *time) {
   *time = {};
   timespec now = {};
   tm local = {};
+  tzset(); // reads the zone anew when the environment names another one
   if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
     return;
   }
