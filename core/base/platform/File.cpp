@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/File.hpp"
 
+#include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <algorithm>
@@ -44,9 +45,12 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
   return written;
 }
 
-bool File::open_for_reading(char const *path) noexcept {
+unsigned long File::open_for_reading(char const *path) noexcept {
   file_ = open_file(path, GENERIC_READ, OPEN_EXISTING);
-  return is_open();
+  if (is_open()) {
+    return RESULT_SUCCESS;
+  }
+  return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_NOT_FOUND;
 }
 
 bool File::open_for_appending(char const *path) noexcept {

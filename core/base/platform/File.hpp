@@ -38,9 +38,11 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
 /// Not synchronised. The descriptor is not inherited by child programs.
 class File {
 public:
-  /// Opens an existing file for reading; a directory cannot be opened. Null cannot either. False
-  /// leaves the reason in the system's last error, as it does below.
-  bool open_for_reading(char const *path) noexcept;
+  /// Opens an existing file for reading; a directory cannot be opened. Null cannot either.
+  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` when it cannot be opened, or
+  ///         `RESULT_OUT_OF_MEMORY` when nobody knows. The system's last error has the reason, as it
+  ///         has below.
+  unsigned long open_for_reading(char const *path) noexcept;
 
   /// Opens a file for writing at its end, wherever that is at each write; it is created when it
   /// does not exist.

@@ -259,7 +259,8 @@ public:
   /// Chooses where to write a new file: the name itself when absolute, else below the property's
   /// first directory, else below the current one. Creates and tests nothing.
   ///
-  /// @param out  emptied first; may hold the name; null does nothing. A null name is an empty one.
+  /// @param out  emptied first, and left empty without memory; may hold the name; null does
+  ///             nothing. A null name is an empty one.
   static void find_place_to_write(SystemProperty property, char const *file_name, std::string *out);
 };
 

@@ -98,7 +98,7 @@ unsigned long Platform::file_exists(char const *path) {
     return RESULT_INVALID_ARGUMENT;
   }
   File file;
-  return file.open_for_reading(path) ? RESULT_SUCCESS : RESULT_FAILURE;
+  return file.open_for_reading(path) == RESULT_SUCCESS ? RESULT_SUCCESS : RESULT_FAILURE;
 }
 
 unsigned long Platform::directory_exists(char const *path) {

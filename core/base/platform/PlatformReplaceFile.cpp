@@ -150,11 +150,16 @@ bool end_at(HANDLE file, std::size_t position) {
   return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
-// The bytes of a file; fewer when it cannot be read to its end, none when it cannot be read.
+// The bytes of a file; fewer when it cannot be read to its end, none when it cannot be read. Throws
+// std::bad_alloc without memory.
 std::string read_file(std::string const &path) {
   File file;
   std::string bytes;
-  if (file.open_for_reading(path.c_str())) {
+  unsigned long const result = file.open_for_reading(path.c_str());
+  if (result == RESULT_OUT_OF_MEMORY) {
+    throw std::bad_alloc();
+  }
+  if (result == RESULT_SUCCESS) {
     char block[BLOCK_SIZE];
     std::size_t count = 0;
     while (file.read(block, sizeof block, &count) && count > 0) {

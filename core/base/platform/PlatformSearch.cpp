@@ -6,7 +6,6 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
-#include "core/base/platform/winapi/winapi.hpp"
 
 #include <new>
 #include <utility>
@@ -21,16 +20,6 @@ ClassCategory category("Ostrel.Core.Base.Platform");
 
 char const *text_or_empty(char const *text) {
   return text == nullptr ? "" : text;
-}
-
-// Gives RESULT_NOT_FOUND for null and a file that cannot be read, or RESULT_OUT_OF_MEMORY when
-// nobody knows.
-unsigned long look_for(char const *path) {
-  File file;
-  if (file.open_for_reading(path)) {
-    return RESULT_SUCCESS;
-  }
-  return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_NOT_FOUND;
 }
 
 // Takes the element that begins at `*start`, and moves `*start` to the next one. Every element of
@@ -48,7 +37,11 @@ std::string join(std::string const &directory, char const *file_name) {
 
 std::string place_to_write(std::string const &search_path) {
   std::string directory;
-  if (Platform::get_first_path(search_path, &directory) != RESULT_SUCCESS) {
+  unsigned long const result = Platform::get_first_path(search_path, &directory);
+  if (result == RESULT_OUT_OF_MEMORY) {
+    throw std::bad_alloc();
+  }
+  if (result != RESULT_SUCCESS) {
     category().warn("Couldn't find a decent first path choice for saving.");
     return ".";
   }
@@ -68,7 +61,7 @@ unsigned long Platform::find_file(std::string search_path, char const *file_name
   search_path += DELIMITER;
   for (std::size_t start = 0; start < search_path.size();) {
     std::string candidate = join(take_element(search_path, &start), file_name);
-    unsigned long const result = look_for(candidate.c_str());
+    unsigned long const result = File().open_for_reading(candidate.c_str());
     if (result == RESULT_SUCCESS) {
       *out = std::move(candidate);
     }
@@ -140,7 +133,7 @@ unsigned long Platform::find_system_or_regular_file(SystemProperty property, cha
   out->clear();
   LoggingCategoryPostfixed(&category())
       .trace("find_system_or_regular_file() '%s'...", name.c_str());
-  unsigned long const result = look_for(wanted);
+  unsigned long const result = File().open_for_reading(wanted);
   if (result == RESULT_NOT_FOUND) {
     return find_system_file(property, wanted, out);
   }
@@ -165,7 +158,11 @@ void Platform::find_place_to_write(SystemProperty property, char const *file_nam
     return;
   }
   std::string search_path;
-  if (get_system_property(property, &search_path) != RESULT_SUCCESS) {
+  unsigned long const result = get_system_property(property, &search_path);
+  if (result == RESULT_OUT_OF_MEMORY) {
+    return;
+  }
+  if (result != RESULT_SUCCESS) {
     category().warn("Failed to find SLAM landmark path possibilities.");
     search_path = ".";
   }
