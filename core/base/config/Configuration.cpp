@@ -48,21 +48,23 @@ ConfigurationMutexEnd &mutex_end() {
 // From the load on, so that facades work in all destructors of the program.
 [[maybe_unused]] ConfigurationMutexEnd &built_at_load = mutex_end();
 
-void make_configuration_mutex() {
-  if (is_unloaded || configuration_mutex.load(std::memory_order_acquire) != nullptr) {
-    return;
+// Null as long as there is no memory for it, and once the library is unloaded.
+IMutex *get_configuration_mutex() {
+  IMutex *mutex = configuration_mutex.load(std::memory_order_acquire);
+  if (mutex != nullptr || is_unloaded) {
+    return mutex;
   }
   std::unique_ptr<IMutex> made(Platform::create_mutex(true));
-  IMutex *none = nullptr;
-  if (configuration_mutex.compare_exchange_strong(none, made.get())) {
-    static_cast<void>(made.release()); // owned by the variable now
+  if (configuration_mutex.compare_exchange_strong(mutex, made.get())) {
+    mutex = made.release(); // owned by the variable now
   }
+  return mutex;
 }
 
 class ConfigurationLock {
 public:
   ConfigurationLock()
-      : lock_(configuration_mutex.load(std::memory_order_acquire)),
+      : lock_(get_configuration_mutex()),
         // The second attempt follows an owner that ended inside: the first one only tells of it.
         is_held_(lock_.acquire()) {}
 
@@ -159,7 +161,7 @@ unsigned long get_number(Configuration const &configuration, Number *out, Place.
 } // namespace
 
 Configuration::Configuration(IConfigSource &source) : source_(&source) {
-  make_configuration_mutex();
+  get_configuration_mutex();
 }
 
 Configuration::~Configuration() = default;
@@ -207,8 +209,7 @@ void const *Configuration::find_key(char const *path) const {
 }
 
 void const *Configuration::find_key(void const *key, char const *sub_path) const try {
-  ConfigurationLock const lock;
-  return lock ? find_sub_key(key, sub_path) : nullptr;
+  return look_up(key, sub_path);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -285,15 +286,19 @@ unsigned long Configuration::delete_key(void const *key) {
                         : source_->delete_key(key);
 }
 
-unsigned long Configuration::delete_key(char const *path) {
-  return delete_key(path == nullptr ? nullptr : find_key(path));
+unsigned long Configuration::delete_key(char const *path) try {
+  return delete_key(path == nullptr ? nullptr : look_up(nullptr, path));
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
-unsigned long Configuration::delete_key(void const *key, char const *sub_path) {
+unsigned long Configuration::delete_key(void const *key, char const *sub_path) try {
   if (key == nullptr || sub_path == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  return delete_key(find_key(key, sub_path));
+  return delete_key(look_up(key, sub_path));
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 void const *Configuration::find_key_with_value(char const *path, char const *value_name,
@@ -324,13 +329,16 @@ void const *Configuration::find_key_with_value(void const *key, char const *sub_
 
 // --- Values -----------------------------------------------------------------------------------
 
-unsigned long Configuration::get_value(char const *path, char const *name, std::string *out) const {
+unsigned long Configuration::get_value(char const *path, char const *name, std::string *out) const
+    try {
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  void const *const key = find_key(path);
+  void const *const key = look_up(nullptr, path);
   return key == nullptr ? static_cast<unsigned long>(RESULT_NOT_FOUND)
                         : get_value(key, nullptr, name, out);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::get_value(char const *path, char const *name, double *out) const {
@@ -372,13 +380,15 @@ unsigned long Configuration::get_value(void const *key, char const *sub_path, ch
 }
 
 unsigned long Configuration::set_value(char const *path, char const *name, char const *value,
-                                       bool commit) {
-  void const *const key = find_key(path);
+                                       bool commit) try {
+  void const *const key = look_up(nullptr, path);
   if (key == nullptr) {
     category().warn("Can't find key '%s'", path == nullptr ? "" : path);
     return RESULT_NOT_FOUND;
   }
   return source_->set_value(key, name, value, commit);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::set_value(char const *path, char const *name, double value,
@@ -430,20 +440,28 @@ unsigned long Configuration::delete_value(void const *key, char const *name) try
   return RESULT_OUT_OF_MEMORY;
 }
 
-unsigned long Configuration::delete_value(char const *path, char const *name) {
-  return delete_value(path == nullptr ? nullptr : find_key(path), name);
+unsigned long Configuration::delete_value(char const *path, char const *name) try {
+  return delete_value(path == nullptr ? nullptr : look_up(nullptr, path), name);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
-unsigned long Configuration::delete_value(void const *key, char const *sub_path, char const *name) {
+unsigned long Configuration::delete_value(void const *key, char const *sub_path, char const *name)
+    try {
   if (key == nullptr || sub_path == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  return delete_value(find_key(key, sub_path), name);
+  return delete_value(look_up(key, sub_path), name);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::get_series(char const *path, char const *name, long *array,
-                                        unsigned int *count) const {
-  return get_series(path == nullptr ? nullptr : find_key(path), nullptr, name, array, count);
+                                        unsigned int *count) const try {
+  return get_series(path == nullptr ? nullptr : look_up(nullptr, path), nullptr, name, array,
+                    count);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::get_series(void const *key, char const *sub_path, char const *name,
@@ -457,6 +475,11 @@ unsigned long Configuration::get_series(void const *key, char const *sub_path, c
 }
 
 // --- What the operations above are made of ----------------------------------------------------
+
+void const *Configuration::look_up(void const *key, char const *sub_path) const {
+  ConfigurationLock const lock;
+  return lock ? find_sub_key(key, sub_path) : nullptr;
+}
 
 void const *Configuration::find_sub_key(void const *key, char const *path) const {
   if (path == nullptr) {

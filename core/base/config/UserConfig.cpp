@@ -59,6 +59,13 @@ struct HashOfQuestion {
   std::size_t operator()(Question const &question) const noexcept { return question.hash; }
 };
 
+// Whether there is that key: RESULT_SUCCESS, RESULT_NOT_FOUND, or RESULT_OUT_OF_MEMORY when nobody
+// knows, which a handle would not say. Every key has a text value.
+unsigned long find_key(Configuration const &configuration, char const *path) {
+  std::string text;
+  return configuration.get_value(path, nullptr, &text);
+}
+
 using Values = std::map<std::string, std::string>;
 using Cache = AcquirableMap<std::string, Values>;
 
@@ -77,18 +84,27 @@ public:
 
   Cache &cache() { return cache_; }
 
-  // Loads the file and the aliases at the first call.
-  void set_up() {
+  // Loads the file and the aliases at the first call. When that fails for lack of memory or a lock,
+  // nothing is kept, and the next call begins anew.
+  unsigned long set_up() {
     if (aliases_are_loaded_) {
-      return;
+      return RESULT_SUCCESS;
     }
-    load_file();
-    aliases_["VisualAvoidanceTolerance"] = "UserConfig/VisualAvoidance/Tolerance";
-    aliases_["ObstacleAvoidanceMethod"] = "UserConfig/ObstacleAvoidance/Method";
-    if (is_available_) {
-      load_declared_aliases();
+    Aliases aliases = {{"VisualAvoidanceTolerance", "UserConfig/VisualAvoidance/Tolerance"},
+                       {"ObstacleAvoidanceMethod", "UserConfig/ObstacleAvoidance/Method"}};
+    auto configuration = std::make_unique<Configuration>(source_);
+    unsigned long result = load_file(*configuration);
+    bool const is_available = result == RESULT_SUCCESS;
+    if (is_available) {
+      result = read_declared_aliases(*configuration, &aliases);
     }
+    if (result == RESULT_OUT_OF_MEMORY || result == RESULT_ACQUISITION_ERROR) {
+      return result;
+    }
+    configuration_ = is_available ? std::move(configuration) : nullptr;
+    aliases_ = std::move(aliases);
     aliases_are_loaded_ = true;
+    return RESULT_SUCCESS;
   }
 
   // Nothing, with a warning, when the key is malformed or its alias unknown.
@@ -156,47 +172,57 @@ public:
     // The next one who asks takes the long way.
   }
 
-  bool is_available() const { return is_available_; }
+  bool is_available() const { return configuration_ != nullptr; }
   Configuration &configuration() { return *configuration_; }
 
 private:
-  void load_file() {
+  using Aliases = std::map<std::string, std::string>;
+
+  unsigned long load_file(Configuration &configuration) {
     std::string path;
-    bool const has_path =
-        Platform::get_system_property(Platform::CONFIG_PATH, &path) == RESULT_SUCCESS &&
-        source_.set_search_path(path.c_str()) == RESULT_SUCCESS;
-    if (has_path) {
-      configuration_ = std::make_unique<Configuration>(source_);
-      is_available_ = configuration_->init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG,
-                                                  nullptr) == RESULT_SUCCESS;
+    unsigned long result = Platform::get_system_property(Platform::CONFIG_PATH, &path);
+    if (result == RESULT_SUCCESS) {
+      result = source_.set_search_path(path.c_str());
     }
+    if (result == RESULT_SUCCESS) {
+      result = configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
+    }
+    return result;
   }
 
-  void load_declared_aliases() {
+  // Gives RESULT_SUCCESS, or RESULT_OUT_OF_MEMORY.
+  static unsigned long read_declared_aliases(Configuration const &configuration,
+                                             Aliases *aliases) {
     constexpr unsigned int PATH_SIZE = 1024;
     char path[PATH_SIZE];
     for (int i = 0;; ++i) {
       ovra_snprintf(path, PATH_SIZE, "/UserConfig/Aliases/Alias:%d", i);
-      void const *const key = configuration_->find_key(path);
-      if (key == nullptr) {
-        return;
+      unsigned long result = find_key(configuration, path);
+      if (result == RESULT_NOT_FOUND) {
+        return RESULT_SUCCESS;
       }
       std::string name, value;
-      if (configuration_->get_value(key, nullptr, "name", &name) != RESULT_SUCCESS ||
-          configuration_->get_value(key, nullptr, "value", &value) != RESULT_SUCCESS) {
+      if (result == RESULT_SUCCESS) {
+        result = configuration.get_value(path, "name", &name);
+      }
+      if (result == RESULT_SUCCESS) {
+        result = configuration.get_value(path, "value", &value);
+      }
+      if (result == RESULT_SUCCESS) {
+        (*aliases)[name] = std::move(value);
+      } else if (result == RESULT_NOT_FOUND) {
         category().warn("Unable to parse alias declaration in user configuration: "
                         "Could not find 'value' parameter.");
-        continue;
+      } else {
+        return result;
       }
-      aliases_[name] = std::move(value);
     }
   }
 
   XmlConfigSource source_;
-  std::unique_ptr<Configuration> configuration_; // null until the first call
-  bool is_available_ = false;
+  std::unique_ptr<Configuration> configuration_; // null until the first call, and without a file
   bool aliases_are_loaded_ = false;
-  std::map<std::string, std::string> aliases_;
+  Aliases aliases_;
   Cache cache_; // by key path and value name; nothing is ever taken out
   std::deque<std::string> questions_;
   // From questions_ to cache_.
@@ -210,27 +236,36 @@ Settings &settings() {
 
 [[maybe_unused]] Settings &built_at_load = settings();
 
-// Takes the lock of the settings and has them set up; holds neither after their end.
+// Takes the lock of the settings and has them set up; holds nothing after their end.
 class SettingsLock {
 public:
-  SettingsLock() : lock_(is_torn_down ? nullptr : &settings().cache()), is_held_(lock_.acquire()) {
-    if (is_held_) {
-      settings().set_up();
-    }
+  SettingsLock() : lock_(is_torn_down ? nullptr : &settings().cache()) {
+    result_ = lock_.acquire() ? settings().set_up()
+                              : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
   }
 
-  explicit operator bool() const noexcept { return is_held_; }
+  // RESULT_SUCCESS when the settings can be used.
+  unsigned long result() const noexcept { return result_; }
 
 private:
   AcquirableLock lock_;
-  bool is_held_;
+  unsigned long result_;
 };
 
-bool commit_setting(Configuration &configuration, FullKey const &key, char const *text) {
-  bool const has_key = configuration.find_key(key.path.c_str()) != nullptr ||
-                       configuration.create_key(key.path.c_str()) != nullptr;
-  return has_key && configuration.set_value(key.path.c_str(), key.name.c_str(), text,
-                                            /*commit=*/true) == RESULT_SUCCESS;
+// What callers are told of a failure of the facade.
+unsigned long refusal(unsigned long result) {
+  return result == RESULT_OUT_OF_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_FAILURE;
+}
+
+unsigned long commit_setting(Configuration &configuration, FullKey const &key, char const *text) {
+  unsigned long result = find_key(configuration, key.path.c_str());
+  if (result == RESULT_NOT_FOUND && configuration.create_key(key.path.c_str()) != nullptr) {
+    result = RESULT_SUCCESS;
+  }
+  if (result == RESULT_SUCCESS) {
+    result = configuration.set_value(key.path.c_str(), key.name.c_str(), text, /*commit=*/true);
+  }
+  return result == RESULT_SUCCESS ? result : refusal(result);
 }
 
 } // namespace
@@ -241,8 +276,8 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
   }
   Question const asked(key == nullptr ? "" : key);
   SettingsLock const lock;
-  if (!lock) {
-    return RESULT_ACQUISITION_ERROR;
+  if (lock.result() != RESULT_SUCCESS) {
+    return lock.result();
   }
   Settings &user = settings();
   if (std::string const *answer = user.find_answer(asked); answer != nullptr) {
@@ -258,9 +293,10 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
     text = *cached;
   } else if (!user.is_available()) {
     return RESULT_SUCCESS;
-  } else if (user.configuration().get_value(full_key->path.c_str(), full_key->name.c_str(),
-                                            &text) != RESULT_SUCCESS) {
-    return RESULT_FAILURE;
+  } else if (unsigned long const result = user.configuration().get_value(
+                 full_key->path.c_str(), full_key->name.c_str(), &text);
+             result != RESULT_SUCCESS) {
+    return refusal(result);
   }
   std::string const *const kept = Settings::Keepsake(user, *full_key, std::move(text)).keep();
   user.add_answer(asked, kept);
@@ -276,8 +312,8 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   }
   Question const asked(key == nullptr ? "" : key);
   SettingsLock const lock;
-  if (!lock) {
-    return RESULT_ACQUISITION_ERROR;
+  if (lock.result() != RESULT_SUCCESS) {
+    return lock.result();
   }
   Settings &user = settings();
   std::optional<FullKey> const full_key = user.resolve(asked.text);
@@ -285,8 +321,11 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
     return RESULT_FAILURE;
   }
   Settings::Keepsake keepsake(user, *full_key, text);
-  if (commit && user.is_available() && !commit_setting(user.configuration(), *full_key, text)) {
-    return RESULT_FAILURE;
+  if (commit && user.is_available()) {
+    unsigned long const result = commit_setting(user.configuration(), *full_key, text);
+    if (result != RESULT_SUCCESS) {
+      return result;
+    }
   }
   user.add_answer(asked, keepsake.keep());
   return RESULT_SUCCESS;

@@ -57,12 +57,28 @@ std::atomic<IMutex *> source_mutex{nullptr};
 std::mutex lifetime_mutex;
 int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
 
-void join_source_mutex() {
-  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
-  ++source_mutex_users;
+// Needs lifetime_mutex held.
+void make_source_mutex() {
   if (source_mutex.load(std::memory_order_relaxed) == nullptr) {
     source_mutex.store(Platform::create_mutex(true), std::memory_order_release);
   }
+}
+
+void join_source_mutex() {
+  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
+  ++source_mutex_users;
+  make_source_mutex();
+}
+
+// For a user: null as long as there is no memory for it.
+IMutex *get_source_mutex() {
+  IMutex *const made = source_mutex.load(std::memory_order_acquire);
+  if (made != nullptr) {
+    return made;
+  }
+  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
+  make_source_mutex();
+  return source_mutex.load(std::memory_order_relaxed);
 }
 
 void leave_source_mutex() {
@@ -74,7 +90,7 @@ void leave_source_mutex() {
 
 class SourceLock {
 public:
-  SourceLock() : lock_(source_mutex.load(std::memory_order_acquire)) {
+  SourceLock() : lock_(get_source_mutex()) {
     // The second attempt follows an owner that ended inside: the first one only tells of it.
     is_held_ = lock_.acquire();
     if (!is_held_) {
@@ -109,11 +125,14 @@ using Parser = std::unique_ptr<xmlParserCtxt, FreeParser>;
 using Document = std::unique_ptr<xmlDoc, FreeXmlDocument>;
 
 struct Serialized {
-  XmlString text;
+  XmlString text; // null when it could not be made
   int size = 0;
+  bool lacked_memory = false;
 
+  // Never of what there was no memory for.
   bool operator==(Serialized const &other) const {
-    return size == other.size && std::memcmp(text.get(), other.text.get(), std::size_t(size)) == 0;
+    return text != nullptr && other.text != nullptr && size == other.size &&
+           std::memcmp(text.get(), other.text.get(), std::size_t(size)) == 0;
   }
 };
 
@@ -204,7 +223,7 @@ protected:
 
 class FileInput final : public Input {
 public:
-  bool open(char const *path) noexcept { return file_.open_for_reading(path); }
+  unsigned long open(char const *path) noexcept { return file_.open_for_reading(path); }
   unsigned long long size() const noexcept override { return file_.size(); }
   int read(char *buffer, int size) noexcept override {
     std::size_t count = 0;
@@ -287,6 +306,7 @@ private:
   unsigned long long allowance_; // bytes that entities may expand to
   unsigned long long expanded_ = 0;
   int declaration_bytes_ = 0;
+  bool lacks_memory_ = false;    // for what the limits need
   bool has_long_blanks_ = false; // the parser has kept some that are to be dropped
   // Why the input is refused; null when it is not. The parser's own verdict may be good all the
   // same: it takes what it was stopped at for the end.
@@ -382,7 +402,8 @@ xmlEntity *LimitedParse::get_entity(void *context, xmlChar const *name) noexcept
   return self.expand(parser, size) ? entity : nullptr;
 } catch (std::bad_alloc const &) {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  of(parser).refuse(parser, "there is no memory to measure its entities");
+  of(parser).lacks_memory_ = true;
+  xmlStopParser(parser);
   return nullptr;
 }
 
@@ -536,7 +557,7 @@ Parsed LimitedParse::run() {
   limit_callbacks();
   Document document(xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
                                   XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET));
-  if (errors_.lacked_memory()) {
+  if (errors_.lacked_memory() || lacks_memory_) {
     return {nullptr, true};
   }
   bool const has_expanded = expanded_ > 0 && document != nullptr;
@@ -555,7 +576,9 @@ Parsed LimitedParse::run() {
 
 Parsed parse_file(char const *path) {
   FileInput file;
-  return file.open(path) ? LimitedParse(file).run() : Parsed{};
+  unsigned long const result = file.open(path);
+  return result == RESULT_SUCCESS ? LimitedParse(file).run()
+                                  : Parsed{nullptr, result == RESULT_OUT_OF_MEMORY};
 }
 
 // --- Writing ----------------------------------------------------------------------------------
@@ -589,40 +612,50 @@ Serialized serialize(xmlDoc &document, char const *encoding) {
   Serialized result;
   xmlDocDumpFormatMemoryEnc(&document, &text, &result.size, encoding, /*format=*/1);
   result.text.reset(text);
-  return errors.lacked_memory() ? Serialized() : std::move(result);
+  return errors.lacked_memory() || text == nullptr ? Serialized{nullptr, 0, true}
+                                                   : std::move(result);
 }
 
 bool is_utf_8(xmlDoc const &document) {
   return document.encoding != nullptr && xmlStrcasecmp(document.encoding, xml(UTF_8)) == 0;
 }
 
-// The document that the text parses to; null when it does not, or has no root element.
-Document read_back(Serialized const &written) {
+// What the text parses to; no document when it does not, or has no root element.
+Parsed read_back(Serialized const &written) {
   if (written.text == nullptr || written.size <= 0) {
-    return nullptr;
+    return {nullptr, written.lacked_memory};
   }
   TextInput text({plain(written.text.get()), static_cast<std::size_t>(written.size)});
-  Document document = LimitedParse(text).run().document;
-  bool const has_root = document != nullptr && xmlDocGetRootElement(document.get()) != nullptr;
-  return has_root ? std::move(document) : nullptr;
+  Parsed parsed = LimitedParse(text).run();
+  bool const has_root =
+      parsed.document != nullptr && xmlDocGetRootElement(parsed.document.get()) != nullptr;
+  return has_root ? std::move(parsed) : Parsed{nullptr, parsed.lacked_memory};
 }
 
-// The text of the file; empty when it would not parse. Another encoding than UTF-8 is kept when the
-// same comes back out of it.
+// The text of the file; empty when it would not parse, and without memory. Another encoding than
+// UTF-8 is kept when the same comes back out of it.
 Serialized make_file_text(xmlDoc &document) {
   bool const is_converted = document.encoding != nullptr && !is_utf_8(document);
   Serialized written =
       serialize(document, document.encoding == nullptr ? nullptr : plain(document.encoding));
-  Document const again = read_back(written);
-  if (again != nullptr &&
-      (!is_converted || serialize(*again, UTF_8) == serialize(document, UTF_8))) {
-    return written;
-  }
-  if (!is_converted) {
+  Parsed const again = read_back(written);
+  if (again.lacked_memory) {
     return {};
   }
-  written = serialize(document, UTF_8);
-  return read_back(written) != nullptr ? std::move(written) : Serialized();
+  if (!is_converted) {
+    return again.document != nullptr ? std::move(written) : Serialized();
+  }
+  Serialized in_utf_8 = serialize(document, UTF_8);
+  if (again.document != nullptr) {
+    Serialized const come_back = serialize(*again.document, UTF_8);
+    if (come_back.lacked_memory || in_utf_8.lacked_memory) {
+      return {};
+    }
+    if (come_back == in_utf_8) {
+      return written;
+    }
+  }
+  return read_back(in_utf_8).document != nullptr ? std::move(in_utf_8) : Serialized();
 }
 
 // --- Keys and values --------------------------------------------------------------------------
@@ -973,7 +1006,11 @@ void const *XmlConfigSource::open_repository(char const *name) try {
   if (find_file(relative_path.c_str(), &record.file_name) != RESULT_SUCCESS) {
     return nullptr;
   }
-  record.document = parse_file(record.file_name.c_str()).document;
+  Parsed parsed = parse_file(record.file_name.c_str());
+  if (parsed.lacked_memory) {
+    return nullptr;
+  }
+  record.document = std::move(parsed.document);
   if (record.document == nullptr) {
     category().warn("Failed to parse config file %s", record.file_name.c_str());
     return nullptr;
@@ -1142,16 +1179,16 @@ void const *XmlConfigSource::search_sub_key(void const *key, std::string_view na
 
 void const *XmlConfigSource::search_value(void const *key, char const *name,
                                           std::string *text) const {
-  if (name == nullptr || *name == '\0') {
-    std::string found_name;
-    return find_first_value(key, &found_name, text);
-  }
   SourceLock const lock;
   if (!lock || key == nullptr) {
     return nullptr;
   }
-  xmlAttr *const attribute = find_attribute(*as_node(key), name);
-  return attribute != nullptr && read_content(as_node(attribute), text) ? attribute : nullptr;
+  bool const is_text_value = name == nullptr || *name == '\0';
+  void const *const value = is_text_value ? key : find_attribute(*as_node(key), name);
+  if (value != nullptr && !read_content(as_node(value), text)) {
+    throw std::bad_alloc();
+  }
+  return value;
 }
 
 _xmlNode *XmlConfigSource::top_key() const {
@@ -1327,13 +1364,20 @@ unsigned long XmlConfigSource::find_file(char const *name, std::string *found) t
       candidate += delimiter;
     }
     candidate += name;
-    if (Platform::file_exists(candidate.c_str()) == RESULT_SUCCESS) {
+    unsigned long result = File().open_for_reading(candidate.c_str());
+    if (result == RESULT_SUCCESS) {
       *found = std::move(candidate);
       return RESULT_SUCCESS;
     }
-    if (takes_name_as_it_is && Platform::file_exists(name) == RESULT_SUCCESS) {
-      *found = name;
-      return RESULT_SUCCESS;
+    if (result == RESULT_NOT_FOUND && takes_name_as_it_is) {
+      result = File().open_for_reading(name);
+      if (result == RESULT_SUCCESS) {
+        *found = name;
+        return RESULT_SUCCESS;
+      }
+    }
+    if (result != RESULT_NOT_FOUND) {
+      return result;
     }
     candidates.push_back(std::move(candidate));
   }

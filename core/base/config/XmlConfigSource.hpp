@@ -162,7 +162,7 @@ private:
   // How many sub-keys of that name the key has; counted like `find_indexed_sub_key`.
   int count_sub_keys(void const *key, char const *name) const noexcept;
 
-  // These two take the source mutex themselves.
+  // These two take the source mutex themselves, and throw std::bad_alloc without memory.
   // The key of a path, through the index.
   void const *search_key(void const *key, char const *path) const;
   // The first value of that name; null and empty name the text value. Writes nothing for none.
