@@ -13,8 +13,8 @@
 
 #include <atomic>
 #include <cstddef>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <new>
@@ -165,8 +165,9 @@ public:
   // Remembers where the answer to a question is.
   void add_answer(Question const &question, std::string const *text) noexcept try {
     if (find_answer(question) == nullptr) {
-      questions_.emplace_back(question.text);
-      answers_.emplace(Question(questions_.back()), text);
+      std::list<std::string> kept(1, std::string(question.text));
+      answers_.emplace(Question(kept.front()), text);
+      questions_.splice(questions_.end(), kept);
     }
   } catch (std::bad_alloc const &) {
     // The next one who asks takes the long way.
@@ -224,7 +225,7 @@ private:
   bool aliases_are_loaded_ = false;
   Aliases aliases_;
   Cache cache_; // by key path and value name; nothing is ever taken out
-  std::deque<std::string> questions_;
+  std::list<std::string> questions_;
   // From questions_ to cache_.
   std::unordered_map<Question, std::string const *, HashOfQuestion> answers_;
 };

@@ -298,6 +298,7 @@ private:
   char const *find_excess(int more_bytes) noexcept;
   bool expand(xmlParserCtxt *parser, unsigned long long size) noexcept;
   void refuse(xmlParserCtxt *parser, char const *reason) noexcept;
+  void give_up(xmlParserCtxt *parser) noexcept; // for lack of memory
   unsigned long long expanded_size(xmlEntity *entity, int nesting);
 
   ErrorTrap errors_; // first: making the parser may have something to say
@@ -306,7 +307,7 @@ private:
   unsigned long long allowance_; // bytes that entities may expand to
   unsigned long long expanded_ = 0;
   int declaration_bytes_ = 0;
-  bool lacks_memory_ = false;    // for what the limits need
+  bool lacks_memory_ = false;    // which the parser did not tell
   bool has_long_blanks_ = false; // the parser has kept some that are to be dropped
   // Why the input is refused; null when it is not. The parser's own verdict may be good all the
   // same: it takes what it was stopped at for the end.
@@ -341,6 +342,11 @@ int LimitedParse::read(void *parse, char *buffer, int size) noexcept {
 
 void LimitedParse::refuse(xmlParserCtxt *parser, char const *reason) noexcept {
   refusal_ = reason;
+  xmlStopParser(parser);
+}
+
+void LimitedParse::give_up(xmlParserCtxt *parser) noexcept {
+  lacks_memory_ = true;
   xmlStopParser(parser);
 }
 
@@ -402,8 +408,7 @@ xmlEntity *LimitedParse::get_entity(void *context, xmlChar const *name) noexcept
   return self.expand(parser, size) ? entity : nullptr;
 } catch (std::bad_alloc const &) {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  of(parser).lacks_memory_ = true;
-  xmlStopParser(parser);
+  of(parser).give_up(parser);
   return nullptr;
 }
 
@@ -430,6 +435,13 @@ void LimitedParse::declare_entity(void *context, xmlChar const *name, int type,
     return;
   }
   xmlSAX2EntityDecl(parser, name, type, public_id, system_id, content);
+  // Without memory the parser says nothing, and misses the entity later.
+  bool const is_general = type == XML_INTERNAL_GENERAL_ENTITY;
+  xmlEntity const *const declared = is_general ? xmlGetDocEntity(parser->myDoc, name)
+                                               : xmlGetParameterEntity(parser->myDoc, name);
+  if (declared == nullptr) {
+    of(parser).give_up(parser);
+  }
 }
 
 void LimitedParse::declare_unparsed_entity(void *context, xmlChar const *, xmlChar const *,

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/FileLoggingOutput.hpp"
 
+#include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/PlainOutput.hpp"
 #include "core/base/platform/File.hpp"
 
@@ -39,8 +40,11 @@ bool FileLoggingOutput::write_method(std::string const &text) {
 
 void FileLoggingOutput::open_file() {
   stream_.reset(new (std::nothrow) File);
-  if (stream_ != nullptr) {
-    stream_->open_for_appending(file_name_.c_str());
+  bool const lacks_memory =
+      stream_ != nullptr &&
+      stream_->open_for_appending(file_name_.c_str()) == RESULT_OUT_OF_MEMORY;
+  if (lacks_memory) {
+    stream_.reset(); // the next write tries again
   }
 }
 

@@ -38,7 +38,8 @@ public:
 
 protected:
   /// Opens the file for appending and makes it when it does not exist. One that cannot be opened
-  /// counts as open, and loses what is written to it, until `re_open`.
+  /// counts as open, and loses what is written to it, until `re_open`; without memory the next
+  /// write tries again.
   void open_file();
 
 private:

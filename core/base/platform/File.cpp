@@ -46,16 +46,20 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
 }
 
 unsigned long File::open_for_reading(char const *path) noexcept {
-  file_ = open_file(path, GENERIC_READ, OPEN_EXISTING);
+  return open(path, GENERIC_READ, OPEN_EXISTING);
+}
+
+unsigned long File::open_for_appending(char const *path) noexcept {
+  return open(path, FILE_APPEND_DATA, OPEN_ALWAYS);
+}
+
+unsigned long File::open(char const *path, std::uint32_t access,
+                         std::uint32_t disposition) noexcept {
+  file_ = open_file(path, access, disposition);
   if (is_open()) {
     return RESULT_SUCCESS;
   }
   return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_NOT_FOUND;
-}
-
-bool File::open_for_appending(char const *path) noexcept {
-  file_ = open_file(path, FILE_APPEND_DATA, OPEN_ALWAYS);
-  return is_open();
 }
 
 bool File::read(void *buffer, std::size_t size, std::size_t *count) noexcept {

@@ -46,7 +46,8 @@ public:
 
   /// Opens a file for writing at its end, wherever that is at each write; it is created when it
   /// does not exist.
-  bool open_for_appending(char const *path) noexcept;
+  /// @return as above.
+  unsigned long open_for_appending(char const *path) noexcept;
 
   bool is_open() const noexcept { return file_ != nullptr; }
 
@@ -64,6 +65,8 @@ public:
   void close() noexcept { file_.reset(); }
 
 private:
+  unsigned long open(char const *path, std::uint32_t access, std::uint32_t disposition) noexcept;
+
   OpenFile file_; // null when nothing is open
 };
 

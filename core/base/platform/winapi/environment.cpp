@@ -186,16 +186,26 @@ bool set(Name name, char const *value) noexcept {
   return entry != nullptr && (replace(name, count, entry) || add(count, entry));
 }
 
-// False without memory for what takes the place of the first variable that is removed. That is not
-// static: the environment outlives the library.
+// Gives what takes the place of a variable that is removed; null without memory. Not static: the
+// environment outlives the library. Needs the lock held.
+char *removed_entry() noexcept {
+  static char *entry = nullptr;
+  if (entry == nullptr) {
+    entry = strdup(REMOVED);
+  }
+  return entry;
+}
+
+// From the load on, so that a removal needs no memory.
+[[maybe_unused]] char const *const made_at_load = removed_entry();
+
 bool remove(Name name) noexcept {
   EnvironmentLock const lock;
-  static char *removed = nullptr;
-  if (removed == nullptr && (removed = strdup(REMOVED)) == nullptr) {
-    return false;
+  char *const entry = removed_entry();
+  if (entry != nullptr) {
+    replace(name, count_slots(), entry);
   }
-  replace(name, count_slots(), removed);
-  return true;
+  return entry != nullptr;
 }
 
 } // namespace
