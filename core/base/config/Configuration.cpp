@@ -446,8 +446,8 @@ unsigned long Configuration::delete_value(char const *path, char const *name) tr
   return RESULT_OUT_OF_MEMORY;
 }
 
-unsigned long Configuration::delete_value(void const *key, char const *sub_path, char const *name)
-    try {
+unsigned long Configuration::delete_value(void const *key, char const *sub_path,
+                                          char const *name) try {
   if (key == nullptr || sub_path == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }

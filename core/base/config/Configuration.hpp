@@ -26,8 +26,8 @@ namespace Ostrel {
 /// lock serialises loading and key look-ups of all of them. Callers that keep handles must keep
 /// other threads from deleting those keys or reloading the source. A null result pointer gives
 /// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null and a result `RESULT_OUT_OF_MEMORY`;
-/// but a null handle that a source of another class than `XmlConfigSource` gives for it is taken for
-/// what is not there. Messages go to the category "Ostrel.Core.Base.Configuration".
+/// but a null handle that a source of another class than `XmlConfigSource` gives for it is taken
+/// for what is not there. Messages go to the category "Ostrel.Core.Base.Configuration".
 class OSTBASE_API Configuration {
 public:
   /// @param source  borrowed; must outlive this object and its copies.

@@ -77,12 +77,27 @@ std::atomic<bool> is_torn_down{false};
 class Settings {
 public:
   // The source comes first, and with it all that its destructor needs: it outlives the facade.
-  Settings() : cache_(false, Cache::key_compare(), Cache::allocator_type()) {}
+  Settings() { cache(); }
   Settings(Settings const &) = delete;
   Settings &operator=(Settings const &) = delete;
-  ~Settings() { is_torn_down = true; }
+  ~Settings() {
+    is_torn_down = true;
+    delete cache_.load();
+  }
 
-  Cache &cache() { return cache_; }
+  // Whose lock is that of the settings. Needs no lock; null as long as there is no memory for it.
+  Cache *cache() {
+    Cache *cache = cache_.load(std::memory_order_acquire);
+    if (cache != nullptr) {
+      return cache;
+    }
+    std::unique_ptr<Cache> made(new (std::nothrow) Cache);
+    bool const is_lockable = made != nullptr && made->is_ok();
+    if (is_lockable && cache_.compare_exchange_strong(cache, made.get())) {
+      cache = made.release(); // owned by the variable now
+    }
+    return cache;
+  }
 
   // Loads the file and the aliases at the first call. When that fails for lack of memory or a lock,
   // nothing is kept, and the next call begins anew.
@@ -129,8 +144,9 @@ public:
   }
 
   std::string const *find_cached(FullKey const &key) const {
-    auto const values = cache_.find(key.path);
-    if (values == cache_.end()) {
+    Cache const &cache = *cache_.load(std::memory_order_relaxed);
+    auto const values = cache.find(key.path);
+    if (values == cache.end()) {
       return nullptr;
     }
     auto const value = values->second.find(key.name);
@@ -141,7 +157,7 @@ public:
   class Keepsake {
   public:
     Keepsake(Settings &settings, FullKey const &key, std::string text)
-        : values_(settings.cache_[key.path]) {
+        : values_((*settings.cache())[key.path]) {
       Values made;
       made.emplace(key.name, std::move(text));
       node_ = made.extract(made.begin());
@@ -192,8 +208,7 @@ private:
   }
 
   // Gives RESULT_SUCCESS, or RESULT_OUT_OF_MEMORY.
-  static unsigned long read_declared_aliases(Configuration const &configuration,
-                                             Aliases *aliases) {
+  static unsigned long read_declared_aliases(Configuration const &configuration, Aliases *aliases) {
     constexpr unsigned int PATH_SIZE = 1024;
     char path[PATH_SIZE];
     for (int i = 0;; ++i) {
@@ -224,7 +239,7 @@ private:
   std::unique_ptr<Configuration> configuration_; // null until the first call, and without a file
   bool aliases_are_loaded_ = false;
   Aliases aliases_;
-  Cache cache_; // by key path and value name; nothing is ever taken out
+  std::atomic<Cache *> cache_{nullptr}; // by key path and value name; nothing is ever taken out
   std::list<std::string> questions_;
   // From questions_ to cache_.
   std::unordered_map<Question, std::string const *, HashOfQuestion> answers_;
@@ -240,7 +255,7 @@ Settings &settings() {
 // Takes the lock of the settings and has them set up; holds nothing after their end.
 class SettingsLock {
 public:
-  SettingsLock() : lock_(is_torn_down ? nullptr : &settings().cache()) {
+  SettingsLock() : lock_(is_torn_down ? nullptr : settings().cache()) {
     result_ = lock_.acquire() ? settings().set_up()
                               : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
   }

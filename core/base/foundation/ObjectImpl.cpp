@@ -34,7 +34,7 @@ public:
   // Null before the first object that needs it, and once the library is unloaded.
   static IMutex *enter() noexcept {
     _inside.fetch_add(1);
-    if (_is_open.load()) {
+    if (_state.load() == State::OPEN) {
       return _mutex.load();
     }
     leave();
@@ -67,19 +67,30 @@ public:
     return is_released;
   }
 
-  // Makes the mutex; stays closed when it cannot be had.
-  static void open() { static Owner const owner; }
+  // Makes the mutex. Stays closed without memory, until the next object asks.
+  static void open() {
+    static End const end;
+    if (_state.load() != State::CLOSED) {
+      return;
+    }
+    std::unique_ptr<IMutex> made(Platform::create_mutex(true));
+    IMutex *none = nullptr;
+    if (made != nullptr && _mutex.compare_exchange_strong(none, made.get())) {
+      static_cast<void>(made.release()); // owned by the variable now
+      State closed = State::CLOSED;
+      _state.compare_exchange_strong(closed, State::OPEN);
+    }
+  }
 
 private:
-  struct Owner {
-    Owner() {
-      _mutex = Platform::create_mutex(true);
-      _is_open = _mutex != nullptr;
-    }
-    Owner(Owner const &) = delete;
-    Owner &operator=(Owner const &) = delete;
-    ~Owner() {
-      _is_open = false;
+  enum class State { CLOSED, OPEN, OVER };
+
+  struct End {
+    End() = default;
+    End(End const &) = delete;
+    End &operator=(End const &) = delete;
+    ~End() {
+      _state = State::OVER;
       if (_inside == 0) {
         delete _mutex.exchange(nullptr);
       }
@@ -87,14 +98,14 @@ private:
   };
 
   static std::atomic<IMutex *> _mutex;
-  static std::atomic<bool> _is_open;
+  static std::atomic<State> _state;
   static std::atomic<int> _inside; // holds, and steps on their way
   static thread_local unsigned int _holds
       __attribute__((tls_model("initial-exec"))); // of the thread
 };
 
 std::atomic<IMutex *> GlobalMutex::_mutex{nullptr};
-std::atomic<bool> GlobalMutex::_is_open{false};
+std::atomic<GlobalMutex::State> GlobalMutex::_state{State::CLOSED};
 std::atomic<int> GlobalMutex::_inside{0};
 thread_local unsigned int GlobalMutex::_holds = 0;
 

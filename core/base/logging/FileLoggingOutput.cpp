@@ -41,8 +41,7 @@ bool FileLoggingOutput::write_method(std::string const &text) {
 void FileLoggingOutput::open_file() {
   stream_.reset(new (std::nothrow) File);
   bool const lacks_memory =
-      stream_ != nullptr &&
-      stream_->open_for_appending(file_name_.c_str()) == RESULT_OUT_OF_MEMORY;
+      stream_ != nullptr && stream_->open_for_appending(file_name_.c_str()) == RESULT_OUT_OF_MEMORY;
   if (lacks_memory) {
     stream_.reset(); // the next write tries again
   }

@@ -25,7 +25,7 @@ constexpr int LONGEST_WAIT_MS = 1000;
 constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
 std::atomic<LoggingHierarchy *> current{nullptr};
-std::atomic<bool> is_over{false}; // the teardown has begun
+std::atomic<bool> is_over{false};   // the teardown has begun
 unsigned long owner_process_id = 0; // the process that made the hierarchy; a fork copies it
 
 // The categories' memory is part of the library's image. So a category can outlive the hierarchy
@@ -167,8 +167,7 @@ bool ProcessLogging::configure_from_environment(LoggingHierarchy &hierarchy) {
   bool is_done = true;
   LoggingSpec::Entry entry = LoggingSpec::read_entry(text, 0);
   while (is_done && !entry.category.empty()) {
-    LoggingCategory *const category =
-        find_category(hierarchy, std::string(entry.category).c_str());
+    LoggingCategory *const category = find_category(hierarchy, std::string(entry.category).c_str());
     is_done = category != nullptr &&
               configure(*category, LoggingSpec::priority_from_name(entry.priority));
     entry = LoggingSpec::read_entry(text, entry.next);

@@ -40,8 +40,8 @@ class File {
 public:
   /// Opens an existing file for reading; a directory cannot be opened. Null cannot either.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` when it cannot be opened, or
-  ///         `RESULT_OUT_OF_MEMORY` when nobody knows. The system's last error has the reason, as it
-  ///         has below.
+  ///         `RESULT_OUT_OF_MEMORY` when nobody knows. The system's last error has the reason, as
+  ///         it has below.
   unsigned long open_for_reading(char const *path) noexcept;
 
   /// Opens a file for writing at its end, wherever that is at each write; it is created when it
