@@ -18,9 +18,8 @@ class File;
 /// after a full disk, lines are written again as soon as there is room.
 class OSTBASE_API FileLoggingOutput : public LoggingOutputImpl {
 public:
-  /// @param file_name  path of the file, copied; null is an empty name, which opens nothing; so
-  /// does
-  ///                   one for which there is no memory.
+  /// @param file_name  path of the file, copied; null is an empty name, which opens nothing, and
+  ///                   so is one for which there is no memory.
   /// @param layout     handed over; null makes a default layout.
   explicit FileLoggingOutput(char const *file_name, ILoggingLayout *layout = nullptr);
   ~FileLoggingOutput() override;
