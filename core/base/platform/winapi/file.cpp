@@ -211,6 +211,9 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   }
   bool is_regular = false;
   if (!settle(opened.get(), &is_regular)) {
+    if (disposition == CREATE_NEW) { // the caller does not know of it
+      unlink(native.c_str());
+    }
     return INVALID_HANDLE_VALUE;
   }
   file->open(std::move(opened), is_regular);
@@ -281,9 +284,15 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
 }
 
 DWORD GetFileType(HANDLE file) {
-  int const descriptor = descriptor_of(file);
+  FileHandle const *const opened = file_of(file);
+  if (opened == nullptr) {
+    return FILE_TYPE_UNKNOWN;
+  }
+  if (opened->is_regular()) { // known since it was opened, so that this cannot fail
+    return FILE_TYPE_DISK;
+  }
   struct stat status = {};
-  if (descriptor == -1 || fstat(descriptor, &status) != 0) {
+  if (fstat(opened->descriptor(), &status) != 0) {
     return FILE_TYPE_UNKNOWN;
   }
   if (S_ISREG(status.st_mode)) {

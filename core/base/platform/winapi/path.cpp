@@ -51,14 +51,27 @@ bool is_read_as_it_stands(char const *path) {
   return std::strchr(path, '\\') == nullptr && Ostrel::drive_length(path) == 0;
 }
 
-// Whether following the text of the links led where the system goes; true when nothing is there
-// yet.
-bool leads_to(char const *link, char const *target) {
+// Whether the error says that there is no such file for this process, and not that the disk fails.
+bool says_of_path(int error) {
+  return error == ENOENT || error == ENOTDIR || error == EACCES || error == ELOOP ||
+         error == ENAMETOOLONG;
+}
+
+// Tells whether following the text of the links led where the system goes; true when nothing is
+// there yet. False, with errno, when the disk does not say.
+bool compare_ends(char const *link, char const *target, bool *is_same) {
   struct stat there = {}, found = {};
-  if (stat(link, &there) != 0) {
-    return true;
+  bool const is_there = stat(link, &there) == 0;
+  if (!is_there && !says_of_path(errno)) {
+    return false;
   }
-  return stat(target, &found) == 0 && there.st_dev == found.st_dev && there.st_ino == found.st_ino;
+  bool const is_found = is_there && stat(target, &found) == 0;
+  if (is_there && !is_found && !says_of_path(errno)) {
+    return false;
+  }
+  *is_same =
+      !is_there || (is_found && there.st_dev == found.st_dev && there.st_ino == found.st_ino);
+  return true;
 }
 
 } // namespace
@@ -109,8 +122,8 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   if (links > MAX_LINKS) {
     return fail(ERROR_PATH_NOT_FOUND);
   }
-  if (errno == ENAMETOOLONG) {
-    return fail(ERROR_FILENAME_EXCED_RANGE);
+  if (errno != EINVAL && errno != ENOENT) { // neither at what is no link, nor at nothing
+    return fail(error_from_errno(errno));
   }
   bool const is_spelled = is_read_as_it_stands(current);
   struct stat there = {};
@@ -119,7 +132,10 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   }
   // The links below /proc name open files, whatever their text says: they stay what they are. So
   // does a link whose text would be taken for another path.
-  bool const is_link = links > 0 && is_spelled && leads_to(native.c_str(), current);
+  bool is_link = links > 0 && is_spelled;
+  if (is_link && !compare_ends(native.c_str(), current, &is_link)) {
+    return fail(error_from_errno(errno));
+  }
   char const *result = is_link ? current : path;
   std::size_t const length = std::strlen(result);
   if (length >= size) {

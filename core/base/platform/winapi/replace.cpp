@@ -49,6 +49,7 @@ template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
   }
   bytes->data.reset(new (std::nothrow) char[static_cast<std::size_t>(needed)]);
   if (bytes->data == nullptr) {
+    errno = ENOMEM;
     return false;
   }
   ssize_t const size = get(bytes->data.get(), static_cast<std::size_t>(needed));
@@ -104,14 +105,29 @@ bool copy_owner(struct stat const &from, int to) {
     return false;
   }
   return (status.st_uid == from.st_uid && status.st_gid == from.st_gid) ||
-         fchown(to, from.st_uid, from.st_gid) == 0;
+         retry([=, &from] { return fchown(to, from.st_uid, from.st_gid); }) == 0;
 }
 
 // Until all is copied the file is its owner's alone. The owner comes first, since giving a file
 // away takes permissions from it.
 bool copy_identity(char const *from, struct stat const &status, int to) {
   return copy_owner(status, to) && copy_attributes(from, to) &&
-         fchmod(to, status.st_mode & PERMISSIONS) == 0;
+         retry([=, &status] { return fchmod(to, status.st_mode & PERMISSIONS); }) == 0;
+}
+
+// What could not be copied, since it may not be or has no place here, would be lost. A disk or a
+// memory that fails says nothing of that.
+DWORD error_of_copy(int error) {
+  switch (error) {
+  case EIO:
+  case ENOSPC:
+  case EDQUOT:
+  case ENOMEM:
+  case EINTR:
+    return error_from_errno(error);
+  default:
+    return ERROR_NOT_SUPPORTED;
+  }
 }
 
 // A rename cannot be undone, so a directory that cannot be flushed, or not be opened for that, is
@@ -165,7 +181,7 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
     return fail(error_from_errno(errno));
   }
   if (!copy_identity(to.c_str(), status, file.get())) {
-    return fail(ERROR_NOT_SUPPORTED);
+    return fail(error_of_copy(errno));
   }
   if (retry([&file] { return fsync(file.get()); }) != 0) {
     return fail(error_from_errno(errno));
