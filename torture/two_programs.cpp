@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// Two programs commit different settings to one file without pause, while a third loads it. What
+// one of them commits may be lost in what the other one does; each load must find the whole text of
+// some commit of each.
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/Files.hpp"
+#include "torture/support/Torture.hpp"
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <string>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Ostrel;
+
+constexpr char const *KEYS[] = {"First", "Second"};
+
+// The text of that number, in which each part is its number: no mixture of two is one of them.
+std::string make_text(unsigned int number) {
+  std::string result;
+  for (unsigned int i = 0; i <= number % 2000; ++i) {
+    result += std::to_string(number) + ",";
+  }
+  return result;
+}
+
+bool is_whole(std::string const &text) {
+  return !text.empty() &&
+         text == make_text(static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 10)));
+}
+
+// Commits with the numbers from 1 on until the file `end` is there.
+// @return the exit status.
+int commit_without_pause(char const *key, std::string const &end) {
+  std::string const name = std::string("UserConfig/") + key + "/v";
+  for (unsigned int number = 1; !std::filesystem::exists(end); ++number) {
+    if (UserConfig::set_user_config(name.c_str(), make_text(number).c_str(), true) !=
+        RESULT_SUCCESS) {
+      return EXIT_FAILURE;
+    }
+  }
+  return EXIT_SUCCESS;
+}
+
+pid_t start_program(char const *key, std::string const &end) {
+  pid_t const child = fork();
+  if (child == 0) {
+    _exit(commit_without_pause(key, end));
+  }
+  return child;
+}
+
+} // namespace
+
+int torture() {
+  using Clock = std::chrono::steady_clock;
+  Torture torture("Two programs, one settings file");
+  TemporaryDirectory const directory, elsewhere;
+  std::string const path = directory.path("user-config.xml"), end = elsewhere.path("end");
+  std::string const text = make_text(0);
+  write_file(path,
+             "<UserConfig><First v=\"" + text + "\"/><Second v=\"" + text + "\"/></UserConfig>");
+  setenv("OSTREL_CONFIG_PATH", directory.path().c_str(), 1);
+  pid_t const programs[] = {start_program(KEYS[0], end), start_program(KEYS[1], end)};
+
+  unsigned int loads = 0, changes = 0;
+  std::string before;
+  auto const stop = Clock::now() + std::chrono::milliseconds(rounds(20000) + 800);
+  for (; Clock::now() < stop; ++loads) {
+    XmlConfigSource source;
+    Configuration configuration(source);
+    unsigned long const result = configuration.init_source(path.c_str());
+    std::string first, second;
+    configuration.get_value("UserConfig/First", "v", &first);
+    configuration.get_value("UserConfig/Second", "v", &second);
+    if (result != RESULT_SUCCESS || !is_whole(first) || !is_whole(second)) {
+      torture.fault("load %u: result %lu, '%.20s', '%.20s'", loads, result, first.c_str(),
+                    second.c_str());
+    }
+    changes += first + second == before ? 0 : 1;
+    before = first + second;
+  }
+  write_file(end, "");
+  for (pid_t const program : programs) {
+    int status = 0;
+    waitpid(program, &status, 0);
+    if (status != EXIT_SUCCESS) {
+      torture.fault("a program's commit failed");
+    }
+  }
+  std::filesystem::directory_iterator const entries(directory.path());
+  if (std::distance(entries, {}) != 1) {
+    torture.fault("a temporary file is left");
+  }
+  return torture.row("two programs committed without pause, a third loaded %u times and met %u "
+                     "states of the file",
+                     loads, changes);
+}
