@@ -133,7 +133,7 @@ public:
   std::size_t below(std::size_t count) { return random_() % count; }
 
   Generated name() {
-    switch (below(8)) {
+    switch (below(16)) {
     case 0:
       return {random_bytes(), Fate::EITHER};
     case 1:
@@ -150,7 +150,7 @@ public:
   }
 
   Generated text() {
-    switch (below(8)) {
+    switch (below(16)) {
     case 0:
       return {random_bytes(), Fate::EITHER};
     case 1:
@@ -189,11 +189,13 @@ private:
 
   Generated long_or_short_name() {
     std::string name = valid_name();
-    if (!once_in(5000)) {
-      return {std::move(name), Fate::ACCEPTED};
+    if (once_in(5000)) {
+      name.resize(LONGEST_NAME + below(2), '.');
     }
-    name.resize(LONGEST_NAME + below(2), '.');
-    return {name, name.size() > LONGEST_NAME ? Fate::REFUSED : Fate::ACCEPTED};
+    // With two colons it depends on what is between them and behind them.
+    bool const is_sure = std::count(name.begin(), name.end(), ':') < 2;
+    Fate const fate = name.size() > LONGEST_NAME ? Fate::REFUSED : Fate::ACCEPTED;
+    return {std::move(name), is_sure ? fate : Fate::EITHER};
   }
 
   std::string valid_text() {
@@ -276,9 +278,16 @@ std::string described(XmlConfigSource const &source, void const *key) {
 
 // --- One file ---------------------------------------------------------------------------------
 
-constexpr std::string_view FILES[] = {"<R/>", "<?xml version='1.0' encoding='UTF-8'?><R/>",
-                                      "<?xml version='1.0' encoding='ISO-8859-1'?><R/>",
-                                      "<?xml version='1.0' encoding='US-ASCII'?><R/>"};
+struct File {
+  std::string_view content;
+  bool takes_all_names; // its encoding has all characters
+};
+
+constexpr File FILES[] = {{"<R/>"sv, true},
+                          {"<?xml version='1.0' encoding='UTF-8'?><R/>"sv, true},
+                          {"\xFF\xFE<\0R\0/\0>\0"sv, true}, // UTF-16
+                          {"<?xml version='1.0' encoding='ISO-8859-1'?><R/>"sv, false},
+                          {"<?xml version='1.0' encoding='US-ASCII'?><R/>"sv, false}};
 
 bool is_ascii(std::string const &text) {
   return std::all_of(text.begin(), text.end(),
@@ -354,10 +363,10 @@ void Run::set_value(XmlConfigSource &source, Key &key) {
 }
 
 void Run::fill_file() {
-  std::string_view const file = FILES[files_++ % std::size(FILES)];
-  takes_all_names_ = file == FILES[0] || file == FILES[1];
+  File const &file = FILES[files_++ % std::size(FILES)];
+  takes_all_names_ = file.takes_all_names;
   std::string const path = directory_.path("file.xml");
-  write_file(path, std::string(file));
+  write_file(path, std::string(file.content));
   XmlConfigSource source;
   std::string ignored;
   unsigned long const opened = source.init_source(path.c_str());

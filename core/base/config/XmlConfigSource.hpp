@@ -31,8 +31,8 @@ struct FreeXmlDocument {
 /// **What is stored is what is read**: every text that `set_value` accepts comes back byte for
 /// byte, in memory and after a reload; only a text of nothing but blanks is lost on reload once the
 /// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
-/// names that are no XML names, are longer than 50,000 bytes, belong to XML itself or use a prefix
-/// that the file declares; keys nested deeper than 257; more than 5,000 named values of a key;
+/// names that are no XML names, are longer than 50,000 bytes, belong to XML itself, use a prefix
+/// that the file declares, or have something behind a second ':' that begins no name; keys nested deeper than 257; more than 5,000 named values of a key;
 /// texts that are not UTF-8, hold characters that XML 1.0 forbids, or are longer than 10,000,000
 /// bytes (the named values of a key: all of them together, as they stand in the file).
 ///

@@ -105,6 +105,23 @@ bool begins_with(std::string_view text, std::string_view prefix) {
   return text.substr(0, prefix.size()) == prefix;
 }
 
+bool begins_a_name(std::string_view text) {
+  return !text.empty() && is_in(take_character(text), NAME_START);
+}
+
+// The parser takes a name apart at its first two colons, as a prefix and two names. It knows other
+// forms as well, but not that there is something behind the second colon that is no name.
+bool cannot_be_taken_apart(std::string_view name) {
+  std::size_t const first = name.find(':');
+  std::size_t const second = first == name.npos ? name.npos : name.find(':', first + 1);
+  if (first == 0 || second == name.npos) {
+    return false;
+  }
+  std::string_view const middle = name.substr(first + 1, second - first - 1);
+  std::string_view const rest = name.substr(second + 1);
+  return begins_a_name(middle) && !rest.empty() && !begins_a_name(rest);
+}
+
 } // namespace
 
 XmlFault find_name_fault(std::string_view name) {
@@ -116,6 +133,9 @@ XmlFault find_name_fault(std::string_view name) {
   }
   if (name == "xmlns" || begins_with(name, "xmlns:") || begins_with(name, "xml:")) {
     return "XML keeps it for itself";
+  }
+  if (cannot_be_taken_apart(name)) {
+    return "behind its second ':' no name begins";
   }
   bool is_first = true;
   while (!name.empty()) {
