@@ -55,6 +55,9 @@ TEST(HostileFile, DoesNotParse) {
       {"too many values", "<R" + repeated(" a@=''", 40000) + "/>"},
       {"too many namespaces",
        "<R" + repeated(" xmlns:n@='u'", 40000) + ">" + repeated("<n@:K/>", 40000) + "</R>"},
+      {"too many names", "<R>" + repeated("<K@/>", 60000) + "</R>"},
+      {"many elements",
+       with_entities("<!ENTITY e '" + repeated("<K/>", 10000) + "'>", repeated("&e;", 10))},
       {"too many choices",
        with_entities("<!ATTLIST R v (" + repeated("t@|", 100000) + "t) 't'>", "")},
       {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")}};

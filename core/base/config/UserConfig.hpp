@@ -16,7 +16,7 @@ namespace Ostrel {
 ///
 /// The settings file is "user-config.xml" along the search path of `Platform::CONFIG_PATH`, read at
 /// the first call. Every value that was read or set is kept for the life of the process: later
-/// changes to the file are not seen. Both functions may be called from any thread at any time while
+/// changes to the file are not seen, and are lost when this process commits. Both functions may be called from any thread at any time while
 /// the library is loaded. Messages go to the category "Ostrel.Core.Base.UserConfig".
 namespace UserConfig {
 

@@ -198,6 +198,7 @@ private:
 
 constexpr unsigned long long LEAST_EXPANSION = 1000000;   // bytes that any file's entities may have
 constexpr unsigned long long EXPANSION_TO_FILE_SIZE = 10; // or so many times the size of the file
+constexpr unsigned long long WEIGHT_OF_ELEMENTS = 10;     // they take more memory than their bytes
 constexpr int MAX_ENTITY_NESTING = 40;                    // the parser's own limit
 constexpr int MAX_DEPTH = 257; // elements inside each other that the parser takes; the root counts
 
@@ -209,6 +210,11 @@ constexpr unsigned long MAX_PARAMETER_REFERENCES = 10000;
 constexpr int MAX_NAMED_VALUES = 5000;           // of one key
 constexpr int MAX_NAMESPACES = 256;              // in force at one place
 constexpr int MAX_DECLARATION_BYTES = 32 * 1024; // besides the texts of entities
+
+// Names, prefixes, URIs, and texts of up to three bytes or of blanks. The parser keeps each once,
+// in a table that stops to grow at some thousand places, and then compares it with more and more
+// others.
+constexpr int MAX_WORDS = 50000;
 
 // What a parse reads.
 class Input {
@@ -324,6 +330,9 @@ char const *LimitedParse::find_excess(int more_bytes) noexcept {
   if (parser_->nsNr / 2 > MAX_NAMESPACES) { // prefix and URI
     return "it has too many namespaces";
   }
+  if (xmlDictSize(parser_->dict) > MAX_WORDS) {
+    return "it has too many different names and short texts";
+  }
   if (parser_->instate == XML_PARSER_DTD) {
     declaration_bytes_ += more_bytes;
   }
@@ -372,7 +381,8 @@ unsigned long long LimitedParse::expanded_size(xmlEntity *entity, int nesting) {
     return known->second;
   }
   std::string_view const content = plain(entity->content);
-  unsigned long long size = content.size();
+  bool const has_elements = content.find('<') != content.npos;
+  unsigned long long size = content.size() * (has_elements ? WEIGHT_OF_ELEMENTS : 1);
   for (std::size_t at = content.find('&'); at != content.npos; at = content.find('&', at + 1)) {
     std::string const name(content.substr(at + 1, content.find(';', at) - at - 1));
     xmlEntity *inner = xmlGetDocEntity(parser_->myDoc, xml(name.c_str()));

@@ -32,18 +32,22 @@ struct FreeXmlDocument {
 /// byte, in memory and after a reload; only a text of nothing but blanks is lost on reload once the
 /// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
 /// names that are no XML names, are longer than 50,000 bytes, belong to XML itself, use a prefix
-/// that the file declares, or have something behind a second ':' that begins no name; keys nested deeper than 257; more than 5,000 named values of a key;
-/// texts that are not UTF-8, hold characters that XML 1.0 forbids, or are longer than 10,000,000
-/// bytes (the named values of a key: all of them together, as they stand in the file).
+/// that the file declares, or have something behind a second ':' that begins no name; keys nested
+/// deeper than 257; more than 5,000 named values of a key; texts that are not UTF-8, hold characters
+/// that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key: all of them
+/// together, as they stand in the file).
 ///
-/// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first. A
-/// file keeps its encoding; one that would not read back in it becomes UTF-8.
+/// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first: it
+/// fails when the whole goes beyond the limits on a file, below. It writes all that the source has,
+/// so what another program has saved since the load is lost. A file keeps its encoding; one that
+/// would not read back in it becomes UTF-8.
 ///
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
 /// declares an external entity, goes beyond the limits above, has more than 32 KB of declarations
-/// (the texts of entities apart) or 256 namespaces at one place, or when its entities expand to
-/// more than 1 MB and more than ten times its size.
+/// (the texts of entities apart), 256 namespaces at one place or 50,000 different names and texts
+/// of up to three bytes, or when its entities expand to more than 1 MB and more than ten times its
+/// size (those that hold elements, to a tenth of that).
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
 /// `find_indexed_sub_key`, `get_key_name`, `get_value_data`, `get_config_root`, `create_source` and
