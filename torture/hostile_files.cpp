@@ -123,13 +123,14 @@ void add_deep_and_huge(Corpus &corpus) {
     corpus.add("<!DOCTYPE " + text + "><R/>");
     corpus.add("<!DOCTYPE R SYSTEM '" + text + "'><R/>");
     corpus.add("<?xml version='" + text + "'?><R/>");
-    corpus.add("<?xml version='1.0' encoding='" + text + "'?><R/>");
+    corpus.add("<?xml version='1.0' encoding='" + text.substr(0, 1000000) + "'?><R/>");
   }
   for (char const *part :
-       {"<K/>", "<K@/>", "x<K/>", "<K v=''/>", "<K>t</K>", "<!---->", "<?p?>", "&amp;", "&#65;",
-        "<![CDATA[x]]>", "]]>", "<K xmlns='u@'/>", "\n", "\r", " \t"}) {
+       {"<K/>", "<K@/>", "<K>@</K>", "x<K/>", "<K v=''/>", "<K>t</K>", "<!---->", "<?p?>", "&amp;",
+        "&#65;", "<![CDATA[x]]>", "]]>", "<K xmlns='u@'/>", "\n", "\r", " \t"}) {
     corpus.add("<R>" + repeated(part, SOME) + "</R>");
   }
+  corpus.add("<R>" + repeated("<K@/>", 10 * SOME) + "</R>");
   for (char const *part :
        {" a@=''", " a=''", " xmlns:n@='u'", " n@:a='' xmlns:n@='u'", " a@='&#60;'", " xml:a@=''"}) {
     corpus.add("<R" + repeated(part, SOME) + "/>");
@@ -283,7 +284,7 @@ unsigned long load(std::string const &path) {
 }
 
 // Loads a file in a process of its own; one that is nowhere costs what any process does.
-Cost measure_load(std::string const &path) {
+Cost measure_once(std::string const &path) {
   pid_t const child = fork();
   if (child == 0) {
     alarm(HANGS_AFTER);
@@ -298,6 +299,17 @@ Cost measure_load(std::string const &path) {
         static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_usec) / 1e3;
   }
   cost.peak_kb = usage.ru_maxrss;
+  return cost;
+}
+
+// The same; what takes long is tried again, since whatever else runs here takes the caches away.
+Cost measure_load(std::string const &path) {
+  constexpr int ATTEMPTS = 3;
+  Cost cost = measure_once(path);
+  for (int i = 1; i < ATTEMPTS && cost.status == EXIT_SUCCESS && cost.processor_ms > LONGEST_MS;
+       ++i) {
+    cost = measure_once(path);
+  }
   return cost;
 }
 
@@ -358,8 +370,8 @@ std::set<std::string> watch_loaded(Torture &torture, Corpus const &corpus, unsig
   }
   std::ifstream lines(trace);
   std::set<std::string> calls;
-  // The number of the process, and where something is in its memory.
-  std::regex const changing("^[0-9]+ +|0x[0-9a-f]+|\\{.*\\}| = .*");
+  // The number of the process, its arguments, and where something is in its memory.
+  std::regex const changing("^[0-9]+ +|0x[0-9a-f]+|\\[.*\\]|\\{.*\\}| = .*");
   std::regex const file("[^\"]*" + corpus.directory() + "/[0-9]+\\.xml");
   for (std::string line; std::getline(lines, line);) {
     calls.insert(std::regex_replace(std::regex_replace(line, changing, ""), file, "FILE"));
