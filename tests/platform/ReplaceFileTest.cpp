@@ -5,6 +5,7 @@
 #include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
+#include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +190,26 @@ TEST(ReplaceFile, FullDiskLeavesTheOldFile) {
     EXPECT_EQ(run_child("replace-on-full-disk", {path}).status, RESULT_IO_ERROR);
     EXPECT_TRUE(read_file(path) == old);
     EXPECT_EQ(entries(directory.path()), c.links);
+  }
+}
+
+TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("target");
+  std::filesystem::create_symlink("target", directory.path("link"));
+  unsigned int calls = 1;
+  for (unsigned int count = 0; count < calls; ++count) {
+    SCOPED_TRACE(count);
+    write_file(path, "old");
+    setxattr(path.c_str(), "user.note", "kept", 4, 0);
+    struct stat const old = status_of(path);
+    unsigned long result = RESULT_FAILURE;
+    calls = judge_system_calls(
+        [&] { result = replace(directory.path("link"), "new"); },
+        [&](unsigned int index, SystemCall const &) { return Verdict{index == count ? EIO : 0}; });
+    EXPECT_EQ(read_file(path), result == RESULT_SUCCESS ? "new" : "old");
+    EXPECT_EQ(status_of(path).st_ino != old.st_ino, result == RESULT_SUCCESS);
+    EXPECT_EQ(entries(directory.path()), 2);
   }
 }
 
