@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 
@@ -227,6 +228,21 @@ TEST(ReplaceFile, WithoutMemoryNothingChanges) {
     }
     EXPECT_EQ(result, RESULT_SUCCESS);
   }
+}
+
+TEST(ReplaceFile, RemovesWhatAKilledProcessLeftLongAgo) {
+  TemporaryDirectory const directory;
+  std::string const old = directory.path(".ostbase-1-1-1.tmp");
+  for (std::string const &path : {old, directory.path(".ostbase-1-1-2.tmp")}) {
+    write_file(path, "left over");
+  }
+  auto const now = std::filesystem::file_time_type::clock::now();
+  std::filesystem::last_write_time(old, now - std::chrono::hours(25));
+  for (int i = 0; i < 100; ++i) { // not every save looks
+    EXPECT_EQ(replace(directory.path("file"), "new"), RESULT_SUCCESS);
+  }
+  EXPECT_FALSE(std::filesystem::exists(old));
+  EXPECT_EQ(entries(directory.path()), 2);
 }
 
 // Output to a standard stream that is closed must not go into a file that has its number.

@@ -138,7 +138,8 @@ public:
   /// bytes. So it is where the temporary file's name makes an old file's path too long, and where a
   /// link's own text has a backslash or begins with a drive. A process that is killed inside may
   /// leave its temporary file behind, of which the name begins with ".ostbase-": nobody uses such
-  /// files again, and nobody removes them. A broken pipe is a failure like any other.
+  /// files again, and later saves in the directory remove those that are older than a day. A
+  /// broken pipe is a failure like any other.
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no

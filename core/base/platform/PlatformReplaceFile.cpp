@@ -11,7 +11,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 
 namespace Ostrel {
@@ -29,6 +31,54 @@ struct Contents {
 
 enum class Outcome { DONE, FAILED, WOULD_LOSE };
 
+// --- What killed processes leave --------------------------------------------------------------
+
+constexpr char NAME_BEGIN[] = ".ostbase-", NAME_END[] = ".tmp"; // of all temporary files
+
+// A day, in steps of 100 ns: no save lasts so long, even where the machine sleeps meanwhile.
+constexpr std::int64_t LEFT_OVER_AFTER = 24LL * 60 * 60 * 10000000;
+
+std::int64_t steps_of(FILETIME const &time) {
+  return static_cast<std::int64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+}
+
+bool is_left_over(std::string const &path) {
+  OpenFile const file = open_file(path.c_str(), GENERIC_READ, OPEN_EXISTING);
+  FILETIME written = {}, now = {};
+  GetSystemTimeAsFileTime(&now);
+  return file != nullptr && GetFileTime(file.get(), nullptr, nullptr, &written) != FALSE &&
+         steps_of(now) - steps_of(written) > LEFT_OVER_AFTER;
+}
+
+// Removes the temporary files that nobody will come back to. Should one belong to a save after all,
+// that save fails, and the file that it is for stays the old one.
+void remove_left_over(std::string const &directory) {
+  struct Close {
+    void operator()(void *search) const noexcept { FindClose(search); }
+  };
+  WIN32_FIND_DATAA data = {};
+  HANDLE const started = FindFirstFileA((directory + NAME_BEGIN + "*" + NAME_END).c_str(), &data);
+  if (started == INVALID_HANDLE_VALUE) {
+    return;
+  }
+  std::unique_ptr<void, Close> const search(started);
+  do {
+    std::string const path = directory + data.cFileName;
+    if (is_left_over(path)) {
+      DeleteFileA(path.c_str());
+    }
+  } while (FindNextFileA(search.get(), &data) != FALSE);
+}
+
+// At a process's first save and then now and then: what is there costs each save that looks at it.
+bool is_removal_due() {
+  constexpr unsigned long SAVES_PER_REMOVAL = 100;
+  static std::atomic<unsigned long> saves{0};
+  return saves++ % SAVES_PER_REMOVAL == 0;
+}
+
+// --- A save -----------------------------------------------------------------------------------
+
 // A file that is there for the time of a save; removed unless it has become the real one.
 class TemporaryFile {
 public:
@@ -45,6 +95,9 @@ public:
   // Makes the file in the directory of `target`; false, with the last error, when it cannot be had.
   bool create(std::string const &target, NewFile owner) {
     std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
+    if (is_removal_due()) {
+      remove_left_over(directory); // first: it may be what fills the disk
+    }
     for (int attempt = 0; attempt < NAME_ATTEMPTS && !is_there_; ++attempt) {
       path_ = directory + unique_name();
       file_ = open_file(path_.c_str(), GENERIC_WRITE, CREATE_NEW, owner);
@@ -84,8 +137,8 @@ private:
     static std::atomic<unsigned long> counter{0};
     LARGE_INTEGER now = {};
     QueryPerformanceCounter(&now);
-    return ".ostbase-" + std::to_string(GetCurrentProcessId()) + "-" +
-           std::to_string(now.QuadPart) + "-" + std::to_string(++counter) + ".tmp";
+    return NAME_BEGIN + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(now.QuadPart) +
+           "-" + std::to_string(++counter) + NAME_END;
   }
 
   bool has_left(BOOL is_renamed) {

@@ -11,6 +11,7 @@
 #include <climits>
 #include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <memory>
 #include <new>
@@ -120,6 +121,13 @@ bool settle(int descriptor, bool *is_regular) {
   }
   int const flags = fcntl(descriptor, F_GETFL);
   return (flags != -1 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0) || fail_with_errno();
+}
+
+FILETIME file_time(timespec const &time) {
+  constexpr std::int64_t EPOCH_S = 11644473600; // from the beginning of 1601 to that of 1970
+  constexpr std::int64_t STEPS_PER_S = 10000000, NS_PER_STEP = 100;
+  std::int64_t const steps = (time.tv_sec + EPOCH_S) * STEPS_PER_S + time.tv_nsec / NS_PER_STEP;
+  return {static_cast<DWORD>(steps), static_cast<DWORD>(steps >> 32)};
 }
 
 // Keeps SIGPIPE from this thread as long as it lives, and takes the one that a write has caused.
@@ -281,6 +289,28 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
   }
   size->QuadPart = status.st_size;
   return TRUE;
+}
+
+BOOL GetFileTime(HANDLE file, FILETIME *created, FILETIME *accessed, FILETIME *written) {
+  if (created != nullptr || accessed != nullptr) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) {
+    return fail_with_errno();
+  }
+  *written = file_time(status.st_mtim);
+  return TRUE;
+}
+
+void GetSystemTimeAsFileTime(FILETIME *time) {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  *time = file_time(now);
 }
 
 DWORD GetFileType(HANDLE file) {

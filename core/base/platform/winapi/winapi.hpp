@@ -91,6 +91,10 @@ union LARGE_INTEGER {
   std::int64_t QuadPart;
 };
 
+struct FILETIME {
+  DWORD dwLowDateTime, dwHighDateTime;
+};
+
 struct SECURITY_ATTRIBUTES {
   DWORD nLength;
   void *lpSecurityDescriptor;
@@ -338,6 +342,13 @@ BOOL FlushFileBuffers(HANDLE file);
 
 /// The size of a regular file; FALSE with ERROR_NOT_SUPPORTED for any other kind.
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
+
+/// When the file was last written, in steps of 100 ns since the beginning of 1601. The other times
+/// are not to be had: asked for one of them it fails with ERROR_NOT_SUPPORTED.
+BOOL GetFileTime(HANDLE file, FILETIME *created, FILETIME *accessed, FILETIME *written);
+
+/// What time it is, in the same measure.
+void GetSystemTimeAsFileTime(FILETIME *time);
 
 /// Whether the handle is one of a regular file (FILE_TYPE_DISK), a pipe or socket, or anything else
 /// (FILE_TYPE_CHAR).
