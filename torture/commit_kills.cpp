@@ -156,7 +156,7 @@ int torture() {
       left += settings.remove_temporary_files();
     }
     pid_t const child = start([&] { commit_without_pause(settings); });
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 10000));
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
     kill(child, SIGKILL);
     judge(was_killed(child, &status), "kill", i);
   }

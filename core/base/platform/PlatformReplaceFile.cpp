@@ -57,7 +57,7 @@ void remove_left_over(std::string const &directory) {
     void operator()(void *search) const noexcept { FindClose(search); }
   };
   WIN32_FIND_DATAA data = {};
-  HANDLE const started = FindFirstFileA((directory + NAME_BEGIN + "*" + NAME_END).c_str(), &data);
+  void *const started = FindFirstFileA((directory + NAME_BEGIN + "*" + NAME_END).c_str(), &data);
   if (started == INVALID_HANDLE_VALUE) {
     return;
   }
