@@ -16,8 +16,9 @@ namespace Ostrel {
 ///
 /// The settings file is "user-config.xml" along the search path of `Platform::CONFIG_PATH`, read at
 /// the first call. Every value that was read or set is kept for the life of the process: later
-/// changes to the file are not seen, and are lost when this process commits. Both functions may be called from any thread at any time while
-/// the library is loaded. Messages go to the category "Ostrel.Core.Base.UserConfig".
+/// changes to the file are not seen, and are lost when this process commits. Both functions may be
+/// called from any thread at any time while the library is loaded. Messages go to the category
+/// "Ostrel.Core.Base.UserConfig".
 namespace UserConfig {
 
 /// Reads a setting.

@@ -33,14 +33,14 @@ struct FreeXmlDocument {
 /// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
 /// names that are no XML names, are longer than 50,000 bytes, belong to XML itself, use a prefix
 /// that the file declares, or have something behind a second ':' that begins no name; keys nested
-/// deeper than 257; more than 5,000 named values of a key; texts that are not UTF-8, hold characters
-/// that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key: all of them
-/// together, as they stand in the file).
+/// deeper than 257; more than 5,000 named values of a key; texts that are not UTF-8, hold
+/// characters that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key:
+/// all of them together, as they stand in the file).
 ///
-/// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first: it
-/// fails when the whole goes beyond the limits on a file, below. It writes all that the source has,
-/// so what another program has saved since the load is lost. A file keeps its encoding; one that
-/// would not read back in it becomes UTF-8.
+/// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first:
+/// it fails when the whole goes beyond the limits on a file, below. It writes all that the source
+/// has, so what another program has saved since the load is lost. A file keeps its encoding; one
+/// that would not read back in it becomes UTF-8.
 ///
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
