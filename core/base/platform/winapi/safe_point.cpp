@@ -10,7 +10,7 @@
 //
 // A program that is in such calls nearly all the time is hardly ever met outside them: in 20,000
 // looks at a loop over `fflush` not once. So where the call was made by the program itself, its
-// return is redirected.
+// return is redirected, until the next look: the call may have come to a wait since, and stay there.
 //
 // The unwinder takes no lock: it finds its tables through the loader's index, which is made for
 // signal handlers. It is called once beforehand, so that nothing is resolved or set up late.
@@ -543,14 +543,20 @@ IN_HANDLER SafePointLook look_for_safe_point(ucontext_t const &context, void con
   return {interrupted.call == Call::NONE ? SafePoint::SOON : SafePoint::LATE, look.way_back()};
 }
 
-void turn_way_back(void **way_back, void (*function)()) noexcept {
+TurnedCall turn_way_back(void **way_back, void (*function)()) noexcept {
+  TurnedCall const call = {way_back, *way_back};
   ostbase_after_call = function;
   *way_back = reinterpret_cast<void *>(after_call);
+  return call;
 }
 
-bool is_still_in_call(ucontext_t const &context, void **way_back) noexcept {
-  return *way_back == reinterpret_cast<void *>(after_call) &&
-         stack_pointer(context) <= reinterpret_cast<Address>(way_back);
+void undo_turn(ucontext_t const &context, TurnedCall const &call) noexcept {
+  bool const is_going_on = call.way_back != nullptr &&
+                           *call.way_back == reinterpret_cast<void *>(after_call) &&
+                           stack_pointer(context) <= reinterpret_cast<Address>(call.way_back);
+  if (is_going_on) {
+    *call.way_back = call.home;
+  }
 }
 
 bool is_sanitized() noexcept {

@@ -37,13 +37,18 @@ struct SafePointLook {
 /// @param base  the function at which the thread's own part of the stack ends.
 SafePointLook look_for_safe_point(ucontext_t const &context, void const *base) noexcept;
 
-/// Has a function called, which must not return, when the call ends to which `way_back` belongs.
-/// Not to be looked at again before: its stack cannot be followed any more.
-void turn_way_back(void **way_back, void (*function)()) noexcept;
+/// A call whose return was turned elsewhere; none at first.
+struct TurnedCall {
+  void **way_back = nullptr; // where its return address is kept
+  void *home = nullptr;      // the address that it had
+};
 
-/// Whether the call is still going on whose way back was turned. It may also have been left by a
-/// jump.
-bool is_still_in_call(ucontext_t const &context, void **way_back) noexcept;
+/// Has a function called, which must not return, when the call ends to which `way_back` belongs.
+/// The stack cannot be followed until that is undone.
+TurnedCall turn_way_back(void **way_back, void (*function)()) noexcept;
+
+/// Lets the call return to where it came from, unless it has been left meanwhile, be it by a jump.
+void undo_turn(ucontext_t const &context, TurnedCall const &call) noexcept;
 
 /// Whether a sanitizer watches this process, to which a thread that vanishes is a fault of its own.
 bool is_sanitized() noexcept;

@@ -94,7 +94,7 @@ private:
   timer_t timer_{};           // when it is asked
   unsigned int attempts_ = 0; // the thread's: how often it could not be ended
   unsigned int slowness_ = 1; // the thread's: by how much the next pause is longer
-  void **way_back_ = nullptr; // the thread's: of a call whose return is redirected
+  TurnedCall turned_;         // the thread's: the call after which it ends
   Thread *next_ = nullptr;    // of those that are gone
 };
 
@@ -172,19 +172,13 @@ IN_HANDLER void Thread::on_signal(int signal, siginfo_t *info, void *context) no
 }
 
 void Thread::end_if_safe(ucontext_t const &context) noexcept {
-  if (way_back_ != nullptr && is_still_in_call(context, way_back_)) {
-    ask_again(/*is_asleep=*/true);
-    return;
-  }
+  undo_turn(context, turned_);
   auto const look = look_for_safe_point(context, reinterpret_cast<void const *>(main));
   if (look.point == SafePoint::HERE && not_ended_blocks == 0) {
     end_here();
   }
-  way_back_ = look.way_back;
-  if (way_back_ != nullptr) {
-    turn_way_back(way_back_, end_after_call);
-  }
-  ask_again(/*is_asleep=*/look.point != SafePoint::SOON);
+  turned_ = look.way_back != nullptr ? turn_way_back(look.way_back, end_after_call) : TurnedCall();
+  ask_again(/*is_asleep=*/look.point != SafePoint::SOON || turned_.way_back != nullptr);
 }
 
 void Thread::end_after_call() noexcept {

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+// A process forks while its threads log, read settings and load them: the copy has what they were in
+// the middle of, but not the threads.
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/Files.hpp"
+#include "torture/support/Torture.hpp"
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
+constexpr unsigned int MOST_FAULTS = 10;   // then it is known
+
+std::string settings_directory() {
+  return std::getenv("OSTREL_CONFIG_PATH");
+}
+
+bool log_all(std::string const &text, unsigned int number) {
+  std::string const made = "forks.made." + std::to_string(number);
+  LoggingCategory &category = LoggingCategory::get_instance(made.c_str());
+  LoggingCategoryPostfixed postfixed(&category, ".");
+  return category.warn("%s", text.c_str()) && postfixed.warn("%s", text.c_str());
+}
+
+bool read_user_settings(unsigned int number) {
+  std::string const key = "UserConfig/Key:" + std::to_string(number % 50) + "/Name";
+  std::string const kept = "UserConfig/Kept/Name" + std::to_string(number);
+  std::string value;
+  bool const is_read =
+      UserConfig::get_user_config(key.c_str(), &value) == RESULT_SUCCESS && value == "value";
+  return is_read &&
+         UserConfig::set_user_config(kept.c_str(), "here", /*commit=*/false) == RESULT_SUCCESS &&
+         UserConfig::get_user_config(kept.c_str(), &value) == RESULT_SUCCESS && value == "here";
+}
+
+bool read_configuration() {
+  XmlConfigSource source;
+  Configuration configuration(source);
+  std::string value;
+  return source.set_search_path(settings_directory().c_str()) == RESULT_SUCCESS &&
+         configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr) ==
+             RESULT_SUCCESS &&
+         configuration.get_value("UserConfig/Key:7", "Name", &value) == RESULT_SUCCESS &&
+         value == "value";
+}
+
+std::atomic<bool> is_done{false};
+std::atomic<bool> is_wrong{false}; // something in the parent
+
+void work(unsigned int thread) {
+  for (unsigned int i = 0; !is_done; ++i) {
+    bool const is_right = thread % 2 == 0 ? log_all("parent", thread * 1000 + i % 1000)
+                          : thread == 1   ? read_user_settings(i % 5000)
+                                          : read_configuration();
+    is_wrong = is_wrong || !is_right;
+  }
+}
+
+// In the child. The end is that of a program or that of one that replaces itself.
+[[noreturn]] void end_child(unsigned int number) {
+  alarm(CHILD_LIMIT_S);
+  bool const is_right = log_all("child " + std::to_string(number) + ".", 1000000 + number) &&
+                        read_user_settings(number) && read_configuration();
+  int const status = is_right ? 0 : 1;
+  if (number % 2 == 0) {
+    std::exit(status);
+  }
+  _exit(status);
+}
+
+// Each child logs its number twice, whole.
+bool is_logged(std::string const &log, unsigned int count) {
+  std::map<std::string, unsigned int> lines;
+  std::istringstream text(log);
+  for (std::string line; std::getline(text, line);) {
+    std::size_t const child = line.find("child ");
+    if (line.rfind("WARN ", 0) != 0) {
+      std::printf("a torn line: %s\n", line.c_str());
+      return false;
+    }
+    if (child != std::string::npos) {
+      ++lines[line.substr(child, line.find('.', child) - child)];
+    }
+  }
+  bool const is_complete =
+      lines.size() == count && std::all_of(lines.begin(), lines.end(),
+                                           [](auto const &line) { return line.second == 2; });
+  if (!is_complete) {
+    std::printf("lines of children are missing: %zu of %u were met\n", lines.size(), count);
+  }
+  return is_complete;
+}
+
+// Tells of each fault in a line.
+Role const forks_role("forks", [](Role::Arguments const &arguments) {
+  auto const count = static_cast<unsigned int>(std::stoul(arguments[0]));
+  constexpr unsigned int THREADS = 4;
+  std::vector<std::thread> threads;
+  for (unsigned int i = 0; i < THREADS; ++i) {
+    threads.emplace_back(work, i);
+  }
+  unsigned int faults = 0;
+  for (unsigned int i = 0; i < count && faults < MOST_FAULTS; ++i) {
+    pid_t const child = fork();
+    if (child == 0) {
+      end_child(i);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0) {
+      ++faults;
+      std::printf("child %u %s\n", i,
+                  !WIFSIGNALED(status)          ? "cannot do its work"
+                  : WTERMSIG(status) == SIGALRM ? "hangs"
+                                                : "crashes");
+    }
+  }
+  is_done = true;
+  for (std::thread &thread : threads) {
+    thread.join();
+  }
+  if (is_wrong) {
+    std::printf("the parent's threads cannot do their work\n");
+  }
+  if (faults == 0) {
+    is_logged(read_file(std::getenv("OSTREL_LOG_OUTPUT")), count);
+  }
+  return 0;
+});
+
+} // namespace
+
+int torture() {
+  Torture torture("A child of fork can do what its parent could");
+  TemporaryDirectory const directory;
+  std::string keys;
+  for (int i = 0; i < 50; ++i) {
+    keys += "<Key Name='value'/>";
+  }
+  write_file(directory.path("user-config.xml"), "<UserConfig>" + keys + "</UserConfig>");
+  std::string const log = directory.path("log");
+  unsigned int const count = rounds(1000);
+  ChildResult const parent = run_child("forks", {std::to_string(count)},
+                                       {{"OSTREL_CONFIG_PATH", directory.path().c_str()},
+                                        {"OSTREL_LOG_PRIORITY", "forks,INFO"},
+                                        {"OSTREL_LOG_OUTPUT", log.c_str()},
+                                        {"OVRA_LOG_TIMESTAMP", "YES"}});
+  std::istringstream faults(parent.out);
+  for (std::string line; std::getline(faults, line);) {
+    torture.fault("%s", line.c_str());
+  }
+  if (parent.status != 0) {
+    torture.fault("status %d: %s", parent.status, parent.err.c_str());
+  }
+  return torture.row("%u forks while four threads log and read settings: every child logs, reads "
+                     "its settings and ends",
+                     count);
+}
