@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A process forks while its threads log, read settings and load them: the copy has what they were in
-// the middle of, but not the threads.
+// A process forks while its threads log, read settings and load them: the copy has what they were
+// in the middle of, but not the threads.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -29,7 +29,10 @@ using namespace Ostrel;
 namespace {
 
 constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
-constexpr unsigned int MOST_FAULTS = 10;   // then it is known
+constexpr unsigned int PARENT_LIMIT_S = 60;
+constexpr unsigned int PARENTS = 100;
+constexpr unsigned int FORKS = 10;      // of each
+constexpr unsigned int MOST_FAULTS = 5; // then it is known
 
 std::string settings_directory() {
   return std::getenv("OSTREL_CONFIG_PATH");
@@ -42,12 +45,14 @@ bool log_all(std::string const &text, unsigned int number) {
   return category.warn("%s", text.c_str()) && postfixed.warn("%s", text.c_str());
 }
 
+// Also warns of a key that is none, by a category of the library that is made at its first warning.
 bool read_user_settings(unsigned int number) {
   std::string const key = "UserConfig/Key:" + std::to_string(number % 50) + "/Name";
   std::string const kept = "UserConfig/Kept/Name" + std::to_string(number);
   std::string value;
-  bool const is_read =
-      UserConfig::get_user_config(key.c_str(), &value) == RESULT_SUCCESS && value == "value";
+  bool const is_read = UserConfig::get_user_config(key.c_str(), &value) == RESULT_SUCCESS &&
+                       value == "value" &&
+                       UserConfig::get_user_config("none", &value) == RESULT_FAILURE;
   return is_read &&
          UserConfig::set_user_config(kept.c_str(), "here", /*commit=*/false) == RESULT_SUCCESS &&
          UserConfig::get_user_config(kept.c_str(), &value) == RESULT_SUCCESS && value == "here";
@@ -88,62 +93,71 @@ void work(unsigned int thread) {
   _exit(status);
 }
 
+// At once: a child has what is not written yet, and writes it again.
+void fault(std::string const &text) {
+  std::printf("%s\n", text.c_str());
+  std::fflush(stdout);
+}
+
 // Each child logs its number twice, whole.
-bool is_logged(std::string const &log, unsigned int count) {
+void look_at_log(std::string const &log, unsigned int count) {
   std::map<std::string, unsigned int> lines;
   std::istringstream text(log);
   for (std::string line; std::getline(text, line);) {
     std::size_t const child = line.find("child ");
     if (line.rfind("WARN ", 0) != 0) {
-      std::printf("a torn line: %s\n", line.c_str());
-      return false;
+      fault("a torn line: " + line);
     }
     if (child != std::string::npos) {
       ++lines[line.substr(child, line.find('.', child) - child)];
     }
   }
   bool const is_complete =
-      lines.size() == count && std::all_of(lines.begin(), lines.end(),
-                                           [](auto const &line) { return line.second == 2; });
+      lines.size() == count &&
+      std::all_of(lines.begin(), lines.end(), [](auto const &line) { return line.second == 2; });
   if (!is_complete) {
-    std::printf("lines of children are missing: %zu of %u were met\n", lines.size(), count);
+    fault("lines are missing of " + std::to_string(count) + " children");
   }
-  return is_complete;
 }
 
-// Tells of each fault in a line.
+bool fork_child(unsigned int number) {
+  pid_t const child = fork();
+  if (child == 0) {
+    end_child(number);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0) {
+    fault("child " + std::to_string(number) +
+          (!WIFSIGNALED(status)          ? " cannot do its work"
+           : WTERMSIG(status) == SIGALRM ? " hangs"
+                                         : " crashes"));
+  }
+  return status == 0;
+}
+
+// Forks from the first moment on, in which much is done for the first time.
 Role const forks_role("forks", [](Role::Arguments const &arguments) {
   auto const count = static_cast<unsigned int>(std::stoul(arguments[0]));
+  alarm(PARENT_LIMIT_S);
   constexpr unsigned int THREADS = 4;
   std::vector<std::thread> threads;
   for (unsigned int i = 0; i < THREADS; ++i) {
     threads.emplace_back(work, i);
   }
-  unsigned int faults = 0;
-  for (unsigned int i = 0; i < count && faults < MOST_FAULTS; ++i) {
-    pid_t const child = fork();
-    if (child == 0) {
-      end_child(i);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (status != 0) {
-      ++faults;
-      std::printf("child %u %s\n", i,
-                  !WIFSIGNALED(status)          ? "cannot do its work"
-                  : WTERMSIG(status) == SIGALRM ? "hangs"
-                                                : "crashes");
-    }
+  bool is_right = true;
+  for (unsigned int i = 0; i < count && is_right; ++i) {
+    is_right = fork_child(i);
   }
   is_done = true;
   for (std::thread &thread : threads) {
     thread.join();
   }
   if (is_wrong) {
-    std::printf("the parent's threads cannot do their work\n");
+    fault("the parent's threads cannot do their work");
   }
-  if (faults == 0) {
-    is_logged(read_file(std::getenv("OSTREL_LOG_OUTPUT")), count);
+  if (is_right) {
+    look_at_log(read_file(std::getenv("OSTREL_LOG_OUTPUT")), count);
   }
   return 0;
 });
@@ -158,21 +172,24 @@ int torture() {
     keys += "<Key Name='value'/>";
   }
   write_file(directory.path("user-config.xml"), "<UserConfig>" + keys + "</UserConfig>");
-  std::string const log = directory.path("log");
-  unsigned int const count = rounds(1000);
-  ChildResult const parent = run_child("forks", {std::to_string(count)},
-                                       {{"OSTREL_CONFIG_PATH", directory.path().c_str()},
-                                        {"OSTREL_LOG_PRIORITY", "forks,INFO"},
-                                        {"OSTREL_LOG_OUTPUT", log.c_str()},
-                                        {"OVRA_LOG_TIMESTAMP", "YES"}});
-  std::istringstream faults(parent.out);
-  for (std::string line; std::getline(faults, line);) {
-    torture.fault("%s", line.c_str());
+  unsigned int parents = 0, faulty = 0;
+  for (; parents < rounds(PARENTS) && faulty < MOST_FAULTS; ++parents) {
+    std::string const log = directory.path("log " + std::to_string(parents));
+    ChildResult const parent = run_child("forks", {std::to_string(FORKS)},
+                                         {{"OSTREL_CONFIG_PATH", directory.path().c_str()},
+                                          {"OSTREL_LOG_PRIORITY", "forks,INFO;Ostrel,INFO"},
+                                          {"OSTREL_LOG_OUTPUT", log.c_str()},
+                                          {"OVRA_LOG_TIMESTAMP", "YES"}});
+    std::istringstream faults(parent.out);
+    for (std::string line; std::getline(faults, line);) {
+      torture.fault("%s", line.c_str());
+    }
+    if (parent.status != 0) {
+      torture.fault("parent %u ends with %d: %s", parents, parent.status, parent.err.c_str());
+    }
+    faulty += parent.status != 0 || !parent.out.empty() ? 1 : 0;
   }
-  if (parent.status != 0) {
-    torture.fault("status %d: %s", parent.status, parent.err.c_str());
-  }
-  return torture.row("%u forks while four threads log and read settings: every child logs, reads "
-                     "its settings and ends",
-                     count);
+  return torture.row("%u forks while four threads log and read settings, in %u processes: every "
+                     "child logs, reads its settings and ends",
+                     parents * FORKS, parents);
 }

@@ -19,6 +19,7 @@ ostbase_test(
   INTERNAL platform/winapi/descriptor.cpp
            platform/winapi/environment.cpp
            platform/winapi/error.cpp
+           platform/winapi/fork.cpp
            platform/winapi/handle.cpp
            platform/winapi/mutex.cpp
            platform/winapi/named_mutex.cpp

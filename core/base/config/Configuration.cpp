@@ -8,6 +8,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/ForkLocks.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -40,8 +41,24 @@ public:
   }
 };
 
+// The second attempt follows an owner that ended inside: the first one only tells of it.
+bool take_mutex() {
+  IMutex *const mutex = configuration_mutex.load(std::memory_order_acquire);
+  return mutex != nullptr && (mutex->acquire() || mutex->acquire());
+}
+
+void give_mutex_back() {
+  IMutex *const mutex = configuration_mutex.load(std::memory_order_acquire);
+  if (mutex != nullptr) {
+    mutex->release();
+  }
+}
+
+constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, give_mutex_back};
+
 ConfigurationMutexEnd &mutex_end() {
   static ConfigurationMutexEnd instance;
+  ForkLocks::add(ForkLocks::CONFIGURATION, FORK_LOCK);
   return instance;
 }
 

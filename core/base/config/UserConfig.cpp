@@ -9,6 +9,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/ForkLocks.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <atomic>
@@ -250,7 +251,27 @@ Settings &settings() {
   return instance;
 }
 
-[[maybe_unused]] Settings &built_at_load = settings();
+// For as long as they are there, and without setting them up. The second attempt follows an owner
+// that ended inside: the first one only tells of it.
+bool take_lock() {
+  Cache *const cache = is_torn_down ? nullptr : settings().cache();
+  return cache != nullptr && (cache->acquire() || cache->acquire());
+}
+
+void give_lock_back() {
+  if (!is_torn_down) {
+    settings().cache()->release();
+  }
+}
+
+constexpr ForkLocks::Lock FORK_LOCK = {take_lock, give_lock_back};
+
+Settings &make_settings() {
+  ForkLocks::add(ForkLocks::USER_CONFIGURATION, FORK_LOCK);
+  return settings();
+}
+
+[[maybe_unused]] Settings &built_at_load = make_settings();
 
 // Takes the lock of the settings and has them set up; holds nothing after their end.
 class SettingsLock {

@@ -12,6 +12,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/ForkLocks.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -53,9 +54,29 @@ bool initialise_parser() noexcept {
 std::atomic<IMutex *> source_mutex{nullptr};
 
 // Guards the making and the end of source_mutex, which cannot guard them itself. Nobody waits for
-// source_mutex while holding it.
+// source_mutex while holding it, but who forks.
 std::mutex lifetime_mutex;
 int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
+
+// Nobody is in the XML library for us then, which has locks of its own.
+bool take_both_mutexes() {
+  lifetime_mutex.lock();
+  IMutex *const mutex = source_mutex.load(std::memory_order_relaxed);
+  if (mutex != nullptr && !mutex->acquire()) {
+    mutex->acquire(); // its owner ended inside, which the first attempt only tells
+  }
+  return true;
+}
+
+void give_both_mutexes_back() {
+  IMutex *const mutex = source_mutex.load(std::memory_order_relaxed);
+  if (mutex != nullptr) {
+    mutex->release();
+  }
+  lifetime_mutex.unlock();
+}
+
+constexpr ForkLocks::Lock FORK_LOCK = {take_both_mutexes, give_both_mutexes_back};
 
 // Needs lifetime_mutex held.
 void make_source_mutex() {
@@ -65,6 +86,7 @@ void make_source_mutex() {
 }
 
 void join_source_mutex() {
+  ForkLocks::add(ForkLocks::SOURCE, FORK_LOCK);
   std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
   ++source_mutex_users;
   make_source_mutex();

@@ -12,7 +12,9 @@ class LoggingCategory;
 /// library.
 ///
 /// To be defined at namespace scope, where it is constant at first and never destroyed, and used
-/// like a function: `category().warn("Unable to find file '%s'", name);`
+/// like a function: `category().warn("Unable to find file '%s'", name);` (Not a local static, whose
+/// first use is locked: a child of fork would wait for ever for one that another thread was just
+/// making.)
 class ClassCategory {
 public:
   /// @param name  borrowed for ever.

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <new>
+#include <utility>
 
 namespace Ostrel {
 
@@ -39,12 +40,14 @@ bool FileLoggingOutput::write_method(std::string const &text) {
 }
 
 void FileLoggingOutput::open_file() {
-  stream_.reset(new (std::nothrow) File);
+  std::unique_ptr<File> opened(new (std::nothrow) File);
   bool const lacks_memory =
-      stream_ != nullptr && stream_->open_for_appending(file_name_.c_str()) == RESULT_OUT_OF_MEMORY;
+      opened != nullptr && opened->open_for_appending(file_name_.c_str()) == RESULT_OUT_OF_MEMORY;
   if (lacks_memory) {
-    stream_.reset(); // the next write tries again
+    opened.reset(); // the next write tries again
   }
+  // Not before: a child of fork, which has none of the other threads, then opens it for itself.
+  stream_ = std::move(opened);
 }
 
 void FileLoggingOutput::append(std::string_view text) try {

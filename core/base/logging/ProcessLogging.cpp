@@ -7,6 +7,8 @@
 #include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/LoggingSpec.hpp"
 #include "core/base/platform/Environment.hpp"
+#include "core/base/platform/ForkLocks.hpp"
+#include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <atomic>
@@ -25,7 +27,8 @@ constexpr int LONGEST_WAIT_MS = 1000;
 constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
 std::atomic<LoggingHierarchy *> current{nullptr};
-std::atomic<bool> is_over{false};   // the teardown has begun
+std::atomic<bool> is_over{false}; // the teardown has begun
+thread_local IMutex *taken_to_fork = nullptr;
 unsigned long owner_process_id = 0; // the process that made the hierarchy; a fork copies it
 
 // The categories' memory is part of the library's image. So a category can outlive the hierarchy
@@ -146,6 +149,22 @@ void ProcessLogging::set_up() {
   }
   owner_process_id = Platform::get_current_process_id();
   current.store(hierarchy.release());
+  static constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, give_mutex_back};
+  ForkLocks::add(ForkLocks::HIERARCHY, FORK_LOCK);
+}
+
+// The teardown waits for the mutex before it deletes anything.
+bool ProcessLogging::take_mutex() {
+  LoggingVisit const visit(current);
+  IMutex *const mutex = visit.hierarchy() == nullptr ? nullptr : visit.hierarchy()->mutex_.get();
+  // The second attempt follows an owner that ended inside: the first one only tells of it.
+  bool const is_taken = mutex != nullptr && (mutex->acquire() || mutex->acquire());
+  taken_to_fork = is_taken ? mutex : nullptr;
+  return is_taken;
+}
+
+void ProcessLogging::give_mutex_back() {
+  taken_to_fork->release();
 }
 
 std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {

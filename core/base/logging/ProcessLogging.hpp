@@ -94,6 +94,10 @@ private:
   static std::unique_ptr<LoggingHierarchy> make_configured();
   static bool configure_from_environment(LoggingHierarchy &hierarchy);
   static bool configure(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
+
+  // Of the hierarchy, by whoever forks.
+  static bool take_mutex();
+  static void give_mutex_back();
 };
 
 } // namespace Ostrel

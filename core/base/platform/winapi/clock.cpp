@@ -2,6 +2,7 @@
 // Clocks, sleeping, the numbers of the process and its threads, and the version. What measures or
 // waits uses the monotonic clock, so that setting the calendar changes neither.
 #include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/moment.hpp"
 
 #include <cerrno>
@@ -18,6 +19,9 @@ constexpr int FIRST_YEAR = 1900; // of tm_year
 
 // Read when there is memory for it: without, the C library would take the zone to be UTC, for good.
 [[maybe_unused]] bool const zone_is_read = (tzset(), true);
+
+// The C library's own lock of the time zone is not given back in the child of a fork.
+Ostrel::ForkMutex time_zone_guard;
 
 void sleep_until(timespec const &end) {
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
@@ -53,6 +57,7 @@ void Sleep(DWORD milliseconds) {
 
 void GetLocalTime(SYSTEMTIME *time) {
   *time = {};
+  Ostrel::ForkLock const lock(time_zone_guard);
   timespec now = {};
   tm local = {};
   tzset(); // reads the zone anew when the environment names another one

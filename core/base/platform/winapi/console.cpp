@@ -15,7 +15,7 @@
 // the system.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
-#include "core/base/platform/winapi/fork_lock.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <algorithm>
@@ -43,8 +43,7 @@ constexpr int SIGNALS_LEFT_ALONE[] = {SIGCHLD, SIGURG, SIGWINCH, SIGTTIN, SIGTTO
 
 extern "C" void end_or_stop(int signal);
 
-pthread_mutex_t console_guard = PTHREAD_MUTEX_INITIALIZER;
-using ConsoleLock = Ostrel::ForkLock<&console_guard>;
+Ostrel::ForkMutex console_guard;
 
 // The state of the terminal during calls. Signal handlers read it, so it changes in an order in
 // which it is always true.
@@ -129,7 +128,7 @@ void Console::forget_parent() noexcept {
 }
 
 bool Console::enter() {
-  ConsoleLock const lock;
+  Ostrel::ForkLock const lock(console_guard);
   [[maybe_unused]] static int const registered = pthread_atfork(nullptr, nullptr, forget_parent);
   if (users_ == 0 && !open_terminal()) {
     return false;
@@ -143,7 +142,7 @@ bool Console::enter() {
 }
 
 void Console::leave() noexcept {
-  ConsoleLock const lock;
+  Ostrel::ForkLock const lock(console_guard);
   if (--users_ == 0) {
     restore();
     process_ = 0;

@@ -8,7 +8,7 @@
 // `unsetenv` pass it by, and so do the programs that inherit it (shells drop it). The next variable
 // that is new goes there, so that there are never more of them than there once were variables.
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork_lock.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -25,8 +25,7 @@ constexpr std::size_t BUCKETS = 256;    // of the table of entries
 constexpr std::size_t FIRST_SPARE = 32; // slots, in the first array
 constexpr char const *REMOVED = "(removed)";
 
-pthread_mutex_t environment_guard = PTHREAD_MUTEX_INITIALIZER;
-using EnvironmentLock = Ostrel::ForkLock<&environment_guard>;
+Ostrel::ForkMutex environment_guard;
 
 // --- Entries ----------------------------------------------------------------------------------
 
@@ -180,7 +179,7 @@ char const *find_value(Name name) noexcept {
 }
 
 bool set(Name name, char const *value) noexcept {
-  EnvironmentLock const lock;
+  Ostrel::ForkLock const lock(environment_guard);
   char *const entry = intern(name, value);
   std::size_t const count = count_slots();
   return entry != nullptr && (replace(name, count, entry) || add(count, entry));
@@ -200,7 +199,7 @@ char *removed_entry() noexcept {
 [[maybe_unused]] char const *const made_at_load = removed_entry();
 
 bool remove(Name name) noexcept {
-  EnvironmentLock const lock;
+  Ostrel::ForkLock const lock(environment_guard);
   char *const entry = removed_entry();
   if (entry != nullptr) {
     replace(name, count_slots(), entry);

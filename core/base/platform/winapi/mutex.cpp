@@ -17,6 +17,7 @@
 
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/wait.hpp"
 
@@ -125,36 +126,28 @@ public:
   EndOfThread &operator=(EndOfThread const &) = delete;
 
   ~EndOfThread() {
-    pthread_mutex_lock(&guard_);
+    ForkLock const lock(guard_);
     if (state_ == State::MADE) {
       pthread_key_delete(key_);
     }
     state_ = State::GONE;
-    pthread_mutex_unlock(&guard_);
   }
 
   // Without a key the thread can use mutexes all the same; only its end goes unnoticed, which the
   // result says.
   bool watch(Thread &thread) noexcept {
-    pthread_mutex_lock(&guard_);
+    ForkLock const lock(guard_);
     if (state_ == State::NEW && pthread_key_create(&key_, abandon_what_is_held) == 0) {
-      pthread_atfork(before_fork, in_parent, in_child);
+      pthread_atfork(nullptr, nullptr, adopt_what_is_held);
       state_ = State::MADE;
     }
-    bool const is_watched = state_ == State::MADE && pthread_setspecific(key_, &thread) == 0;
-    pthread_mutex_unlock(&guard_);
-    return is_watched;
+    return state_ == State::MADE && pthread_setspecific(key_, &thread) == 0;
   }
 
 private:
-  // The guard is held across a fork: in the child nobody would give it back.
-  static void before_fork() noexcept;
-  static void in_parent() noexcept;
-  static void in_child() noexcept;
-
   enum class State { NEW, MADE, GONE };
 
-  pthread_mutex_t guard_ = PTHREAD_MUTEX_INITIALIZER;
+  ForkMutex guard_;
   State state_ = State::NEW; // guarded by guard_
   pthread_key_t key_ = 0;    // guarded by guard_
 };
@@ -178,19 +171,6 @@ void abandon_what_is_held(void *thread) noexcept {
   if (auto *const at_end = std::exchange(self.at_end, nullptr); at_end != nullptr) {
     at_end(self.at_end_argument);
   }
-}
-
-void EndOfThread::before_fork() noexcept {
-  pthread_mutex_lock(&end_of_thread.guard_);
-}
-
-void EndOfThread::in_parent() noexcept {
-  pthread_mutex_unlock(&end_of_thread.guard_);
-}
-
-void EndOfThread::in_child() noexcept {
-  pthread_mutex_unlock(&end_of_thread.guard_);
-  adopt_what_is_held();
 }
 
 void enter(Thread &self) noexcept {
@@ -360,6 +340,10 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept {
   return Handle::is_mutex(mutex) &&
          static_cast<Mutex *>(Handle::of_mutex(mutex))->wake_at_release(word);
+}
+
+bool holds_mutex() noexcept {
+  return this_thread.held != nullptr;
 }
 
 void abandon_held_mutexes() noexcept {

@@ -17,7 +17,7 @@
 
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork_lock.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/wait.hpp"
 
@@ -334,11 +334,9 @@ int Mapping::unlock() noexcept {
 // --- The mutexes of this process --------------------------------------------------------------
 
 // The directory is locked within the table's lock only: so no child keeps that lock either.
-pthread_mutex_t table_guard = PTHREAD_MUTEX_INITIALIZER;
+ForkMutex table_guard;
 Mapping *table = nullptr;        // guarded by table_guard
 unsigned int creation_count = 0; // likewise
-
-using TableLock = ForkLock<&table_guard>;
 
 // The place of the link to that mutex, or of the end. Needs the table locked.
 Mapping **find(FileName const &file_name) noexcept {
@@ -424,7 +422,7 @@ Mapping *join_mapping(char const *name, FileName const &file_name, Descriptor fi
 // The last error is ERROR_ALREADY_EXISTS when somebody used the mutex already.
 Mapping *use_mapping(char const *name, Missing missing) noexcept {
   FileName const file_name(name);
-  TableLock const lock;
+  ForkLock const lock(table_guard);
   Mapping **const place = find(file_name);
   if (*place != nullptr && (*place)->handles > 0) {
     ++(*place)->handles;
@@ -446,7 +444,7 @@ Mapping *use_mapping(char const *name, Missing missing) noexcept {
 }
 
 void leave_mapping(Mapping *mapping) noexcept {
-  TableLock const lock;
+  ForkLock const lock(table_guard);
   if (--mapping->handles > 0) {
     return;
   }

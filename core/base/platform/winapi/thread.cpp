@@ -14,7 +14,7 @@
 // cleared.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork_lock.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
 #include "core/base/platform/winapi/safe_point.hpp"
@@ -41,13 +41,13 @@ namespace {
 constexpr int SIGNAL = __SIGRTMIN + 1;
 constexpr DWORD PATIENCE_MS = 100; // of TerminateThread, for a thread that cannot be ended at once
 
-pthread_mutex_t threads_guard = PTHREAD_MUTEX_INITIALIZER;
+ForkMutex threads_guard;
 
 // Nobody is cancelled or ended who holds it.
 class ThreadsLock {
 private:
   NotCancelled here_;
-  ForkLock<&threads_guard> lock_;
+  ForkLock lock_{threads_guard};
 };
 
 // It belongs to two: who has its handle, and the thread. The last of them deletes it.

@@ -60,6 +60,13 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
 
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
 
+// No process is a copy of another.
+inline void call_around_fork(void (*)(), void (*)()) noexcept {}
+
+inline bool holds_mutex() noexcept {
+  return false;
+}
+
 // The system's loader says no more than its number.
 inline bool loader_message(char *, std::size_t) noexcept {
   return false;
@@ -248,6 +255,24 @@ HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 /// Gives a mutex back that the calling thread has taken: once for each time. FALSE with
 /// ERROR_NOT_OWNER when it does not own the mutex, ERROR_INVALID_HANDLE for what is no mutex.
 BOOL ReleaseMutex(HANDLE mutex);
+
+namespace Ostrel {
+
+/// Whether the calling thread holds a mutex without a name.
+bool holds_mutex() noexcept;
+
+} // namespace Ostrel
+
+// --- Copies of the process: fork.cpp ----------------------------------------------------------
+
+namespace Ostrel {
+
+/// Has `before` called by every thread that is about to fork the process, while it holds no lock of
+/// the layer but the mutexes that it has taken by the calls above, and `after` by the same thread
+/// afterwards, in both processes.
+void call_around_fork(void (*before)(), void (*after)()) noexcept;
+
+} // namespace Ostrel
 
 // --- Paths: path.cpp --------------------------------------------------------------------------
 
