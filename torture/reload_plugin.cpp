@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+// What torture_reload loads: it brings the library along, and uses it until it is gone.
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/IThread.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/Win32Mutex.hpp"
+
+#include <memory>
+
+using namespace Ostrel;
+
+namespace {
+
+// Its end comes when the plug-in is unloaded, be it that the library is being unloaded as well.
+struct LogsToTheEnd {
+  ~LogsToTheEnd() {
+    LoggingCategory::get_instance("reload.end").warn("still here");
+    UserConfig::set_user_config("UserConfig/End/Reached", "yes", /*commit=*/false);
+  }
+};
+
+LogsToTheEnd const logs_to_the_end;
+
+unsigned int work(void *mutex) {
+  auto &held = *static_cast<IMutex *>(mutex);
+  LoggingCategory::get_instance("reload.thread").warn("in a thread");
+  held.acquire();
+  held.release();
+  return 0;
+}
+
+} // namespace
+
+// Whether a thread that logs, and a mutex with a name, can be had.
+extern "C" OSTBASE_API bool use_library(char const *mutex_name);
+
+bool use_library(char const *mutex_name) {
+  unsigned long result = RESULT_FAILURE;
+  Win32Mutex mutex(false, mutex_name, false, nullptr, &result);
+  std::unique_ptr<IThread> const thread(Platform::create_thread(work, &mutex, false));
+  return result == RESULT_SUCCESS && mutex.acquire() && mutex.release() && thread->start() &&
+         thread->wait_for_exit(OVRA_INFINITE) && mutex.acquire() && mutex.release();
+}
