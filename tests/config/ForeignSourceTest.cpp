@@ -5,6 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
 
 using namespace Ostrel;
@@ -49,6 +55,36 @@ TEST(Configuration, WalksAForeignSourceThroughItsOwnOperations) {
               c.value == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS);
     EXPECT_EQ(text, c.value == nullptr ? "" : c.value);
   }
+}
+
+// A source that takes its time to load.
+class SlowSource : public NullConfigSource {
+public:
+  unsigned long init_source(void const * /*description*/) override {
+    is_inside = true;
+    usleep(50000);
+    is_inside = false;
+    return RESULT_SUCCESS;
+  }
+
+  std::atomic<bool> is_inside{false};
+};
+
+TEST(Configuration, IsWholeInAChildOfFork) {
+  SlowSource source;
+  Configuration configuration(source);
+  std::thread other([&] { configuration.init_source("file.xml"); });
+  while (!source.is_inside) {
+    std::this_thread::yield();
+  }
+  pid_t const child = fork();
+  if (child == 0) {
+    _exit(source.is_inside ? 1 : 0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0) << "the load was over when the process was copied";
+  other.join();
 }
 
 } // namespace

@@ -86,6 +86,8 @@ TEST(SharedLibrary, IsFoundAlongThePathOfOneLoad) {
        ""},
       {{"plugin", "broken", "first"}, "P", nullptr, "10 - - then P", "'plugin.so' 193"},
       {{"plugin", "A"}, nullptr, nullptr, "10 - - then (none)", "'plugin.so' 126"},
+      {{"here", ";A;"}, ";P:", "", "10 - - then ;P:", "'here.so' 126"}, // is in the current
+                                                                        // directory
       {{"second/plugin"}, "P", nullptr, "10 - - then P", "'second/plugin' 126"},
       {{"./plugin", "first"}, "P", nullptr, "10 - - then P", "'./plugin' 126"},
       {{"", "first"}, "P", nullptr, "10 - - then P", "'.so' 126"}};

@@ -7,14 +7,20 @@
 // slot gets a text without an equals sign instead, which is nobody's: `getenv`, `setenv` and
 // `unsetenv` pass it by, and so do the programs that inherit it (shells drop it). The next variable
 // that is new goes there, so that there are never more of them than there once were variables.
+//
+// A program that runs with more rights than who started it (set-user-ID) would lend them to whoever
+// may say where its settings and libraries are. So there the variables of the library and PATH do
+// not count as this layer sees it, unless they were set since. Others find them as they are.
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
+#include <sys/auxv.h>
 #include <unistd.h>
 
 namespace {
@@ -26,6 +32,59 @@ constexpr std::size_t FIRST_SPARE = 32; // slots, in the first array
 constexpr char const *REMOVED = "(removed)";
 
 Ostrel::ForkMutex environment_guard;
+
+// --- What is not trusted ----------------------------------------------------------------------
+
+// What the entries begin with.
+constexpr char const *OF_LIBRARY[] = {"OSTREL_", "OVRA_", "PATH=", "srcdir="};
+
+bool is_of_library(char const *entry) noexcept {
+  return std::any_of(std::begin(OF_LIBRARY), std::end(OF_LIBRARY), [entry](char const *begin) {
+    return std::strncmp(entry, begin, std::strlen(begin)) == 0;
+  });
+}
+
+// The entries that the program was started with. Never destroyed: only memory.
+class Untrusted {
+public:
+  // As long as the library is loaded: it reads a variable while it is.
+  static Untrusted const &entries() noexcept {
+    static Untrusted const instance;
+    return instance;
+  }
+
+  // The entry itself, not its text.
+  bool hold(char const *entry) const noexcept {
+    return is_privileged_ &&
+           (begin_ == nullptr ? is_of_library(entry) : std::find(begin_, end_, entry) != end_);
+  }
+
+  // Null when there is none of that name.
+  template <typename Name> char *find(Name const &name) const noexcept {
+    char **const found =
+        std::find_if(begin_, end_, [&name](char const *entry) { return name.is_of(entry); });
+    return found != end_ ? *found : nullptr;
+  }
+
+private:
+  Untrusted() noexcept : is_privileged_(getauxval(AT_SECURE) != 0) {
+    if (!is_privileged_ || environ == nullptr) {
+      return;
+    }
+    std::size_t count = 0;
+    while (environ[count] != nullptr) {
+      ++count;
+    }
+    begin_ = end_ = static_cast<char **>(std::calloc(count + 1, sizeof(char *)));
+    if (begin_ != nullptr) {
+      end_ = std::copy_if(environ, environ + count, begin_, is_of_library);
+    }
+  }
+
+  bool const is_privileged_;
+  char **begin_ = nullptr; // also without memory: then no entry of the library is trusted
+  char **end_ = nullptr;
+};
 
 // --- Entries ----------------------------------------------------------------------------------
 
@@ -171,7 +230,7 @@ char const *find_value(Name name) noexcept {
     if (entry == nullptr) {
       break;
     }
-    if (name.is_of(entry)) {
+    if (name.is_of(entry) && !Untrusted::entries().hold(entry)) {
       return entry + name.length + 1;
     }
   }
@@ -198,9 +257,11 @@ char *removed_entry() noexcept {
 // From the load on, so that a removal needs no memory.
 [[maybe_unused]] char const *const made_at_load = removed_entry();
 
+// False without memory. Others get back what is not trusted here.
 bool remove(Name name) noexcept {
   Ostrel::ForkLock const lock(environment_guard);
-  char *const entry = removed_entry();
+  char *const untrusted = Untrusted::entries().find(name);
+  char *const entry = untrusted != nullptr ? untrusted : removed_entry();
   if (entry != nullptr) {
     replace(name, count_slots(), entry);
   }

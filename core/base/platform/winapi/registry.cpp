@@ -7,6 +7,7 @@
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -29,9 +30,18 @@ constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
 constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger one is none of ours
 
+struct FreeText {
+  void operator()(char *text) const noexcept { std::free(text); }
+};
+
+// Without memory it throws.
 std::string registry_path() {
-  char const *chosen = std::getenv("OSTREL_REGISTRY_FILE");
-  return chosen == nullptr || chosen[0] == '\0' ? DEFAULT_FILE : chosen;
+  char *value = nullptr;
+  if (_dupenv_s(&value, nullptr, "OSTREL_REGISTRY_FILE") == ENOMEM) {
+    throw std::bad_alloc();
+  }
+  std::unique_ptr<char, FreeText> const chosen(value);
+  return chosen == nullptr || chosen.get()[0] == '\0' ? DEFAULT_FILE : chosen.get();
 }
 
 // Reads the whole of a regular file. False when there is none, or when it cannot be read.

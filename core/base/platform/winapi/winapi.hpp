@@ -488,9 +488,10 @@ LONG RegCloseKey(HKEY key);
 // --- Environment: environment.cpp -------------------------------------------------------------
 
 /// Gives a copy of a variable's value, which the caller frees with `free`; null when the variable
-/// is not set. Other threads may change the environment at the same time.
-/// 0, or EINVAL for a null argument or ENOMEM, with a null value. `size`, which counts the
-/// terminator, may be null.
+/// is not set. Other threads may change the environment at the same time. In a program that runs
+/// with more rights than who started it, the library's own variables and PATH are not set, unless
+/// they were since it started. 0, or EINVAL for a null argument or ENOMEM, with a null value.
+/// `size`, which counts the terminator, may be null.
 int _dupenv_s(char **value, std::size_t *size, char const *name);
 
 /// Changes the environment so that the C library's `getenv`, which may run in other threads at the
