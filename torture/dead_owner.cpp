@@ -90,7 +90,8 @@ private:
   pid_t id_ = -1;
 };
 
-// The owner of a mutex is killed, while another process uses it, and every second time waits for it.
+// The owner of a mutex is killed, while another process uses it, and every second time waits for
+// it.
 void kill_owner(Torture &torture) {
   std::string const name = unique("owner");
   Mutex const mutex = create(name);

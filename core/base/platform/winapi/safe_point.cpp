@@ -10,7 +10,8 @@
 //
 // A program that is in such calls nearly all the time is hardly ever met outside them: in 20,000
 // looks at a loop over `fflush` not once. So where the call was made by the program itself, its
-// return is redirected, until the next look: the call may have come to a wait since, and stay there.
+// return is redirected, until the next look: the call may have come to a wait since, and stay
+// there.
 //
 // The unwinder takes no lock: it finds its tables through the loader's index, which is made for
 // signal handlers. It is called once beforehand, so that nothing is resolved or set up late.
