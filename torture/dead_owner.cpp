@@ -31,7 +31,10 @@ using Mutex = std::unique_ptr<Win32Mutex>;
 Mutex get_mutex(std::string const &name, bool open_existing) {
   unsigned long result = RESULT_FAILURE;
   auto mutex = std::make_unique<Win32Mutex>(false, name.c_str(), open_existing, nullptr, &result);
-  return result == RESULT_SUCCESS ? std::move(mutex) : nullptr;
+  if (result != RESULT_SUCCESS) {
+    mutex.reset();
+  }
+  return mutex;
 }
 
 Mutex create(std::string const &name) {

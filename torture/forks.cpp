@@ -34,8 +34,9 @@ constexpr unsigned int PARENTS = 100;
 constexpr unsigned int FORKS = 10;      // of each
 constexpr unsigned int MOST_FAULTS = 5; // then it is known
 
-std::string settings_directory() {
-  return std::getenv("OSTREL_CONFIG_PATH");
+std::string variable(char const *name) {
+  char const *const value = std::getenv(name);
+  return value == nullptr ? "" : value;
 }
 
 bool log_all(std::string const &text, unsigned int number) {
@@ -62,7 +63,7 @@ bool read_configuration() {
   XmlConfigSource source;
   Configuration configuration(source);
   std::string value;
-  return source.set_search_path(settings_directory().c_str()) == RESULT_SUCCESS &&
+  return source.set_search_path(variable("OSTREL_CONFIG_PATH").c_str()) == RESULT_SUCCESS &&
          configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr) ==
              RESULT_SUCCESS &&
          configuration.get_value("UserConfig/Key:7", "Name", &value) == RESULT_SUCCESS &&
@@ -157,7 +158,7 @@ Role const forks_role("forks", [](Role::Arguments const &arguments) {
     fault("the parent's threads cannot do their work");
   }
   if (is_right) {
-    look_at_log(read_file(std::getenv("OSTREL_LOG_OUTPUT")), count);
+    look_at_log(read_file(variable("OSTREL_LOG_OUTPUT")), count);
   }
   return 0;
 });

@@ -210,7 +210,8 @@ private:
     char program[] = "ostrel-core/torture";
     char *arguments[] = {program, nullptr};
     EnvironmentSetup const setup(1, arguments);
-    return std::getenv("OSTREL_CONFIG_PATH");
+    char const *const value = std::getenv("OSTREL_CONFIG_PATH");
+    return value == nullptr ? "" : value;
   }
 
   Torture &torture_;
