@@ -1342,9 +1342,15 @@ bool XmlConfigSource::save() const {
 // --- The end of a source ----------------------------------------------------------------------
 
 XmlConfigSource::~XmlConfigSource() {
-  if (SourceLock const lock; lock && is_counted_) {
-    repositories_.clear();
-    --_instance_count;
+  {
+    // The documents as well: the XML library frees them under a mutex of its own, which nobody must
+    // hold while somebody forks.
+    SourceLock const lock;
+    adopt({});
+    if (lock && is_counted_) {
+      repositories_.clear();
+      --_instance_count;
+    }
   }
   leave_source_mutex();
 }
