@@ -45,6 +45,11 @@ Mutex open_existing(std::string const &name) {
   return get_mutex(name, /*open_existing=*/true);
 }
 
+bool is_there(std::string const &name) {
+  Mutex const found = open_existing(name);
+  return found != nullptr;
+}
+
 std::string unique(char const *name) {
   return std::string("torture ") + name + " of " + std::to_string(getpid());
 }
@@ -149,7 +154,7 @@ void lose_last_user(Torture &torture) {
       torture.fault("user %u does not get the mutex", i);
     }
     way == EXITS || way == CLOSES ? static_cast<void>(user.end()) : user.kill_it();
-    if (open_existing(name) != nullptr) {
+    if (is_there(name)) {
       torture.fault("user %u, the last one, is gone, but not its mutex", i);
     }
     Mutex const anew = create(name);
@@ -184,7 +189,7 @@ void kill_anywhere(Torture &torture) {
       torture.fault("user %u was killed, and the mutex cannot be taken", i);
     }
   }
-  if (open_existing(name) != nullptr || open_existing(name + " too") != nullptr) {
+  if (is_there(name) || is_there(name + " too")) {
     torture.fault("a mutex is left of a process that was killed");
   }
 }
@@ -215,7 +220,8 @@ Role const none_role("none", [](Role::Arguments const &arguments) {
   if (!become_other()) {
     return 2;
   }
-  return create(arguments[0]) == nullptr && open_existing(arguments[0]) == nullptr ? 0 : 1;
+  Mutex const made = create(arguments[0]);
+  return made == nullptr && !is_there(arguments[0]) ? 0 : 1;
 });
 
 // Makes the mutex and puts a link to a file in the place of its own.
