@@ -181,7 +181,10 @@ void kill_anywhere(Torture &torture) {
       }
     });
     user.wait_until_told();
-    Mutex const here = i % 2 == 0 ? create(name) : nullptr;
+    Mutex here; // every second time this process uses it as well
+    if (i % 2 == 0) {
+      here = create(name);
+    }
     usleep(static_cast<useconds_t>(random() % LONGEST_US));
     user.kill_it();
     Mutex const mutex = create(name);
