@@ -60,6 +60,7 @@ TEST(HostileFile, DoesNotParse) {
        with_entities("<!ENTITY e '" + repeated("<K/>", 10000) + "'>", repeated("&e;", 10))},
       {"too many choices",
        with_entities("<!ATTLIST R v (" + repeated("t@|", 100000) + "t) 't'>", "")},
+      {"undeclared entity", with_entities("<!ENTITY % p ''>%p;", "&e;")},
       {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")}};
   CapturedLog log("Ostrel.Core.Base.XmlConfigSource");
   LoggingCategory &category = LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource");

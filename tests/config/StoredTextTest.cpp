@@ -51,9 +51,9 @@ TEST(StoredText, DocumentsComeBackAsTheyWereRead) {
       "<R xml:space='preserve'><A/><B> </B></R>",
       "<R xml:space='preserve'> t <A/> </R>",
       "<R><!-- c --><A>x<![CDATA[<y>]]>z</A><?p i?></R>",
-      "<R xmlns='d' xmlns:p='u' p:v='1'><p:A v='2' p:w='3'/></R>",
+      "<R xmlns='d&amp;' xmlns:p='u' p:v='1'><p:A v='2' p:w='3'/></R>",
       "<!DOCTYPE R [<!ATTLIST R v NMTOKENS #IMPLIED><!ENTITY e 'E'>]><R v=' a  b '>&e;</R>",
-      "<!DOCTYPE R [<!ATTLIST R v ID #IMPLIED w CDATA 'd' xmlns:p CDATA 'u'>]><R v='a'/>",
+      "<!DOCTYPE R [<!ATTLIST R v ID 'a b' w CDATA '&amp;' xmlns:p CDATA 'u'>]><R v='a'/>",
       "<?xml version='1.0' encoding='ISO-8859-1'?><R v='\xE9'>\xE9<A>&#x20AC;</A></R>"};
   for (char const *file : files) {
     SCOPED_TRACE(file);

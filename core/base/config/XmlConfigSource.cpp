@@ -144,6 +144,11 @@ struct FreeParser {
 };
 using Parser = std::unique_ptr<xmlParserCtxt, FreeParser>;
 
+struct FreeBuffer {
+  void operator()(xmlBuffer *buffer) const noexcept { xmlBufferFree(buffer); }
+};
+using Buffer = std::unique_ptr<xmlBuffer, FreeBuffer>;
+
 using Document = std::unique_ptr<xmlDoc, FreeXmlDocument>;
 
 struct Serialized {
@@ -314,6 +319,9 @@ private:
                                       xmlChar const *system_id, xmlChar const *notation) noexcept;
   static xmlParserInput *resolve_nothing(void *context, xmlChar const *public_id,
                                          xmlChar const *system_id) noexcept;
+  static void declare_attribute(void *context, xmlChar const *element, xmlChar const *name,
+                                int type, int kind, xmlChar const *default_text,
+                                xmlEnumeration *choices) noexcept;
   static void end_declarations(void *context, xmlChar const *name, xmlChar const *public_id,
                                xmlChar const *system_id) noexcept;
   static void start_element(void *context, xmlChar const *name, xmlChar const *prefix,
@@ -486,6 +494,31 @@ xmlParserInput *LimitedParse::resolve_nothing(void *, xmlChar const *, xmlChar c
   return nullptr;
 }
 
+// The text as it stands in a file, for what the XML library writes without turning it into that.
+// Null for null and without memory.
+XmlString file_text(xmlDoc *document, xmlChar const *text) {
+  Buffer const buffer(text == nullptr ? nullptr : xmlBufferCreate());
+  if (buffer == nullptr) {
+    return nullptr;
+  }
+  xmlAttrSerializeTxtContent(buffer.get(), document, nullptr, text);
+  return XmlString(xmlBufferDetach(buffer.get()));
+}
+
+// No attribute gets the default: only a save looks at it. One that does not fit the type would be
+// taken off, and a declaration be left that does not parse.
+void LimitedParse::declare_attribute(void *context, xmlChar const *element, xmlChar const *name,
+                                     int type, int kind, xmlChar const *default_text,
+                                     xmlEnumeration *choices) noexcept {
+  auto *parser = static_cast<xmlParserCtxt *>(context);
+  bool const fits =
+      default_text == nullptr ||
+      xmlValidateAttributeValue(static_cast<xmlAttributeType>(type), default_text) != 0;
+  XmlString const text = file_text(parser->myDoc, fits ? default_text : nullptr);
+  xmlSAX2AttributeDecl(parser, element, name, type, fits ? kind : XML_ATTRIBUTE_IMPLIED, text.get(),
+                       choices);
+}
+
 // Called where an external subset would be read, behind the internal one. What that says of
 // attributes is forgotten: by their types their texts would not come back as they were stored, and
 // defaults cost time at every element, though none would be taken.
@@ -496,6 +529,9 @@ void LimitedParse::end_declarations(void *context, xmlChar const *, xmlChar cons
   xmlHashFree(parser->attsSpecial, nullptr);
   parser->attsDefault = nullptr;
   parser->attsSpecial = nullptr;
+  // A reference to an entity that is not declared would else be taken, for one that the text of a
+  // parameter entity may have declared. A save leaves such texts out, and so it could not be saved.
+  parser->hasPErefs = 0;
 }
 
 void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar const *prefix,
@@ -507,6 +543,13 @@ void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar con
   *parser->space = NO_RULE; // `xml:space` would keep the blanks that a save puts in
   xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
                         defaulted_count, attributes);
+  xmlNs *declared = parser->node == nullptr ? nullptr : parser->node->nsDef;
+  for (; declared != nullptr; declared = declared->next) {
+    if (XmlString text = file_text(parser->myDoc, declared->href); text != nullptr) {
+      xmlFree(const_cast<xmlChar *>(declared->href));
+      declared->href = text.release();
+    }
+  }
 }
 
 void LimitedParse::take_characters(void *context, xmlChar const *text, int size) noexcept {
@@ -527,6 +570,7 @@ void LimitedParse::limit_callbacks() {
   parser_->sax->entityDecl = declare_entity;
   parser_->sax->unparsedEntityDecl = declare_unparsed_entity;
   parser_->sax->resolveEntity = resolve_nothing;
+  parser_->sax->attributeDecl = declare_attribute;
   parser_->sax->externalSubset = end_declarations;
   parser_->sax->startElementNs = start_element;
   parser_->sax->characters = take_characters;
@@ -776,10 +820,6 @@ bool fits_encoding(xmlDoc const &document, char const *name) {
   if (handler == nullptr) {
     return false;
   }
-  struct FreeBuffer {
-    void operator()(xmlBuffer *buffer) const noexcept { xmlBufferFree(buffer); }
-  };
-  using Buffer = std::unique_ptr<xmlBuffer, FreeBuffer>;
   ErrorTrap const errors;
   Buffer const before(xmlBufferCreate()), encoded(xmlBufferCreate()), after(xmlBufferCreate());
   bool const fits = before != nullptr && encoded != nullptr && after != nullptr &&
