@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+// The text of a registry file: what is read is found whatever the case, comes back when it is
+// written in the plainest form, is not swallowed by what stands before it, and is what the system
+// properties say.
+#include "core/base/platform/winapi/registry_file.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "fuzz/support/Fuzz.hpp"
+#include "tests/support/Files.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+namespace {
+
+using namespace Ostrel;
+
+constexpr char KEY[] = "HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA";
+constexpr char OTHER_KEY[] = "hkey_LOCAL_machine\\SOFTWARE\\ostrel labs\\ovra";
+
+struct Contents {
+  bool is_there = false;
+  RegistryValues values;
+};
+
+Contents read(std::string_view text, char const *key = KEY) {
+  ExactCopy copy(text);
+  Contents contents;
+  contents.is_there = parse_registry_file({copy.data(), text.size()}, key, &contents.values);
+  return contents;
+}
+
+bool operator==(Contents const &left, Contents const &right) {
+  return left.is_there == right.is_there && left.values.size() == right.values.size() &&
+         std::equal(left.values.begin(), left.values.end(), right.values.begin(),
+                    [](auto const &one, auto const &other) {
+                      return one.first == other.first && one.second.type == other.second.type &&
+                             one.second.data == other.second.data;
+                    });
+}
+
+std::string quoted(std::string const &text) {
+  std::string result = "\"";
+  for (char const character : text) {
+    result += character == '"' || character == '\\' ? "\\" : "";
+    result += character;
+  }
+  return result + "\"";
+}
+
+std::string hexadecimal(RegistryValue const &value) {
+  char text[24];
+  std::snprintf(text, sizeof text, "hex(%x):", value.type);
+  std::string result = text;
+  for (BYTE const byte : value.data) {
+    std::snprintf(text, sizeof text, "%02X,", byte);
+    result += text;
+  }
+  return result;
+}
+
+// A text and a number are written as such.
+std::string written(RegistryValue const &value) {
+  std::vector<BYTE> const &data = value.data;
+  if (value.type == REG_SZ && !data.empty() && data.back() == 0) {
+    return quoted(std::string(data.begin(), data.end() - 1));
+  }
+  if (value.type == REG_DWORD && data.size() == sizeof(DWORD)) {
+    char text[24];
+    std::snprintf(text, sizeof text, "dword:%02x%02x%02x%02x", data[3], data[2], data[1], data[0]);
+    return text;
+  }
+  return hexadecimal(value);
+}
+
+template <class Write> std::string file_of(RegistryValues const &values, Write write) {
+  std::string text = "REGEDIT4\r\n\r\n[" + std::string(KEY) + "]\r\n";
+  for (auto const &[name, value] : values) {
+    text += (name.empty() ? "@" : quoted(name)) + "=" + write(value) + "\r\n";
+  }
+  return text;
+}
+
+// The text that a property takes from a value; none when it takes none.
+std::optional<std::string> text_of(RegistryValues const &values, char const *name) {
+  auto const found = values.find(name);
+  if (found == values.end()) {
+    return {};
+  }
+  RegistryValue const &value = found->second;
+  std::string const bytes(value.data.begin(), value.data.end());
+  if (value.type == REG_SZ) {
+    return bytes.substr(0, bytes.find('\0'));
+  }
+  unsigned int number = 0;
+  if (value.type != REG_DWORD || bytes.size() != sizeof number) {
+    return {};
+  }
+  std::memcpy(&number, bytes.data(), sizeof number);
+  return std::to_string(number);
+}
+
+std::string property(Platform::SystemProperty which) {
+  std::string text;
+  require(Platform::get_system_property(which, &text) == 0, "no property");
+  return text;
+}
+
+std::string default_part(std::optional<std::string> const &install, std::string path,
+                         char const *relative, std::string const &build_time) {
+  if (!install.has_value()) {
+    return path + build_time;
+  }
+  path += *install;
+  return path + (path.empty() || path.back() == '\\' ? "" : "\\") + relative;
+}
+
+void check_properties(std::string_view text, Contents const &contents) {
+  static TemporaryDirectory const directory;
+  static std::string const file = directory.path("registry.reg");
+  static std::string const build_time = [] {
+    setenv("OSTREL_REGISTRY_FILE", "/dev/null", /*overwrite=*/1);
+    return property(Platform::AUDIO_PATH);
+  }();
+  setenv("OSTREL_REGISTRY_FILE", file.c_str(), /*overwrite=*/1);
+  write_file(file, std::string(text));
+  RegistryValues const values = contents.is_there ? contents.values : RegistryValues();
+  std::optional<std::string> const install = text_of(values, "installpath");
+  std::optional<std::string> const audio = text_of(values, "audiopath");
+  require(property(Platform::INSTALL_PATH) == install.value_or("c:\\OVRA"),
+          "another installation path");
+  require(property(Platform::AUDIO_PATH) ==
+              default_part(install, audio.has_value() ? *audio + ";" : "", "audio", build_time),
+          "another audio path");
+}
+
+// What stands before a section does not reach into it, if a blank line is between.
+void check_next_section(std::string_view text) {
+  std::string const next = std::string(text) + "\n\n[" + KEY + "]\n\"next\"=hex:41\n";
+  Contents const contents = read(next);
+  auto const found = contents.values.find("next");
+  require(contents.is_there && found != contents.values.end() && found->second.type == REG_BINARY &&
+              found->second.data == std::vector<BYTE>{'A'},
+          "the next section is not read");
+  Contents const deleted = read(next + "[-HKEY_LOCAL_MACHINE\\Software]\n");
+  require(!deleted.is_there && deleted.values.empty(), "a deletion is not read");
+}
+
+} // namespace
+
+void fuzz(Input input) {
+  silence_logging();
+  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+  std::string_view const text = input.take_rest();
+  Contents const contents = read(text);
+  require(contents == read(text, OTHER_KEY), "the case of the key matters");
+  if (text.substr(0, BYTE_ORDER_MARK.size()) != BYTE_ORDER_MARK) {
+    require(contents == read(std::string(BYTE_ORDER_MARK).append(text)), "the mark matters");
+  }
+  for (auto const &[name, value] : contents.values) {
+    require(registry_name(name) == name, "a name that is not found");
+  }
+  Contents const as_written = {true, contents.values};
+  require(read(file_of(contents.values, hexadecimal)) == as_written, "bytes do not come back");
+  require(read(file_of(contents.values, written)) == as_written, "texts do not come back");
+  require(read(std::string(text) + "\n\n[HKEY_USERS]\n") == contents, "another key matters");
+  check_next_section(text);
+  check_properties(text, contents);
+}
