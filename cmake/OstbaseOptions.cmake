@@ -8,7 +8,7 @@ option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${is_top_level})
 option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${is_top_level})
 option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark and the peers)" OFF)
 option(OSTBASE_BUILD_TORTURE "Build the programs that make failures on purpose" OFF)
-option(OSTBASE_BUILD_FUZZERS "Build the fuzz targets (needs Clang)" OFF)
+option(OSTBASE_BUILD_FUZZERS "Build the fuzz targets; without the sanitizer named fuzzer they run kept inputs" OFF)
 option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${is_top_level})
 set(OSTBASE_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")
 
