@@ -118,8 +118,13 @@ TEST(StoredText, TakesWhatTheParserJustTakes) {
   struct {
     char const *name, *text;
     int times = 1;
-  } const cases[] = {{"\xF0\x9F\xA4\x96.1-", "t"}, {"v", "x", 9989900}, {"a:b", "t"},
-                     {nullptr, "x", 10000000},     {"v", "&", 1997900}, {":", "t"}};
+  } const cases[] = {{"\xF0\x9F\xA4\x96.1-", "t"},
+                     {"v", "x", 9989900},
+                     {"a:b", "t"},
+                     {nullptr, "x", 10000000},
+                     {"v", "&", 1997900},
+                     {":", "t"},
+                     {"v", "\"<\t\n\xC3\xA9\xF0\x9F\xA4\x96", 399590}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + c.text);
     LoadedSource one("<?xml version='1.0' encoding='UTF-8'?><R/>");

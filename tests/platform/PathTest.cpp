@@ -30,6 +30,7 @@ TEST(Path, FormsOfPaths) {
     EXPECT_EQ(Platform::is_absolute_path(c.path), c.is_absolute);
     EXPECT_EQ(Platform::native_path(c.path), c.native);
   }
+  EXPECT_STREQ(Platform::get_line_delimiter(), "\r\n");
   std::string const beyond_the_system = std::string(100000, 'x') + "\\y";
   EXPECT_EQ(Platform::native_path(beyond_the_system.c_str()), std::string(100000, 'x') + "/y");
 }

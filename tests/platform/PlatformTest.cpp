@@ -64,6 +64,12 @@ Role const write_to_nobody("write-to-nobody", [](Role::Arguments const &) {
   return sigismember(&pending, SIGPIPE);
 });
 
+TEST(Process, OthersAreNeitherStartedNorEnded) {
+  int id = 1;
+  EXPECT_EQ(Platform::spawn("true", &id), RESULT_FAILURE);
+  EXPECT_EQ(Platform::kill(id), RESULT_FAILURE);
+}
+
 TEST(Process, StandardErrorTakesBytes) {
   testing::internal::CaptureStderr();
   Platform::write_standard_error("a\0b", 3);
