@@ -18,7 +18,9 @@ constexpr bool is_separator(char c) noexcept {
 
 #ifdef _WIN32
 
+#ifndef NOMINMAX // the standard library of GCC defines it too
 #define NOMINMAX
+#endif
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
@@ -127,6 +129,7 @@ constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
+constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
@@ -451,11 +454,11 @@ LONG RegCloseKey(HKEY key);
 
 // --- Environment: environment.cpp -------------------------------------------------------------
 
-/// Gives a copy of a variable's value, which the caller frees with `free`; null when the variable
-/// is not set. Other threads may change the environment at the same time.
-/// 0, or EINVAL for a null argument or ENOMEM, with a null value. `size`, which counts the
-/// terminator, may be null.
-int _dupenv_s(char **value, std::size_t *size, char const *name);
+/// Copies a variable's value into `size` characters, terminator included. Other threads may change
+/// the environment at the same time. Gives the length; the size that is needed when `size` is too
+/// small; or 0 with ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty
+/// value stays as it was.
+DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Changes the environment so that the C library's `getenv`, which may run in other threads at the
 /// same time, finds the old value or the new one, and every other variable all the while. Others
