@@ -38,11 +38,11 @@ struct Visit {
 
 // One for all libraries that define it.
 extern "C" {
-__attribute__((used)) OSTBASE_API inline int plugin_shared = 0;
+__attribute__((used)) OSTBASE_EXPORT inline int plugin_shared = 0;
 }
 
-extern "C" OSTBASE_API char const plugin_place[] = PLUGIN_PLACE;
+extern "C" OSTBASE_EXPORT char const plugin_place[] = PLUGIN_PLACE;
 
-extern "C" OSTBASE_API char const *plugin_seen() {
+extern "C" OSTBASE_EXPORT char const *plugin_seen() {
   return visit.seen_at_load.c_str();
 }

@@ -2,7 +2,6 @@
 ostbase_test(
   platform
   SOURCES ConditionVariableTest.cpp
-          ConsoleTest.cpp
           DirectoryTest.cpp
           EnvironmentSetupTest.cpp
           EnvironmentTest.cpp
@@ -11,19 +10,28 @@ ostbase_test(
           MutexTest.cpp
           PathTest.cpp
           PlatformTest.cpp
-          RegistryFileTest.cpp
           ReplaceFileTest.cpp
           SharedLibraryTest.cpp
           SystemPropertyTest.cpp
-          ThreadTest.cpp
-  INTERNAL platform/winapi/descriptor.cpp
-           platform/winapi/environment.cpp
-           platform/winapi/error.cpp
-           platform/winapi/handle.cpp
-           platform/winapi/mutex.cpp
-           platform/winapi/named_mutex.cpp
-           platform/winapi/registry_file.cpp
-           platform/winapi/wait.cpp)
+          ThreadTest.cpp)
+if(NOT WIN32)
+  # What Windows does not have: forks, signals, pseudo-terminals, users to change to, links that
+  # anybody may make, registry files, an end of threads that always goes well.
+  target_sources(
+    test_platform
+    PRIVATE platform/posix/ConsoleTest.cpp
+            platform/posix/DeepDirectoryTest.cpp
+            platform/posix/EnvironmentArrayTest.cpp
+            platform/posix/MutexProcessTest.cpp
+            platform/posix/RegistryFileTest.cpp
+            platform/posix/ReplaceFileTest.cpp
+            platform/posix/ThreadEndTest.cpp)
+  # Sources of the library whose behaviour no public operation reaches: they are hidden in the
+  # library, so the program compiles its own copy. On Windows they are the system's own calls.
+  foreach(source descriptor environment error handle mutex named_mutex registry_file wait)
+    target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/winapi/${source}.cpp")
+  endforeach()
+endif()
 
 # Libraries to load: two of the same name, one that loads another, and a text that is none.
 set(plugins "${CMAKE_CURRENT_BINARY_DIR}/plugins")
@@ -37,5 +45,5 @@ foreach(plugin first second nested)
                                      LIBRARY_OUTPUT_DIRECTORY "${plugins}/${plugin}")
   add_dependencies(test_platform test_plugin_${plugin})
 endforeach()
-file(WRITE "${plugins}/broken/plugin.so" "This is no library.\n")
+file(WRITE "${plugins}/broken/plugin${CMAKE_SHARED_MODULE_SUFFIX}" "This is no library.\n")
 target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}")

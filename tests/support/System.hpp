@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <filesystem>
+
+/// For the rows in which the systems differ.
+constexpr bool ON_WINDOWS = std::filesystem::path::preferred_separator == '\\';
+
+/// The file that takes everything and holds nothing.
+constexpr char const *NOWHERE = ON_WINDOWS ? "NUL" : "/dev/null";
+
+/// What `abort` gives for a child's status.
+constexpr int ABORTED = ON_WINDOWS ? 3 : -6;
+
+/// Sets a variable of this process, also to the empty text; null removes it.
+void set_variable(char const *name, char const *value);

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/support/Process.hpp"
+
+#include "tests/support/System.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+std::vector<char *> pointers(Texts &texts) {
+  std::vector<char *> result;
+  for (std::string &text : texts) {
+    result.push_back(text.data());
+  }
+  result.push_back(nullptr);
+  return result;
+}
+
+} // namespace
+
+Texts environment_entries() {
+  Texts entries;
+  for (char **entry = environ; *entry != nullptr; ++entry) {
+    entries.emplace_back(*entry);
+  }
+  return entries;
+}
+
+void set_variable(char const *name, char const *value) {
+  value == nullptr ? unsetenv(name) : setenv(name, value, 1);
+}
+
+int run_this_program(Texts arguments, Texts environment, std::string const &out,
+                     std::string const &err) {
+  constexpr char const *PROGRAM = "/proc/self/exe";
+  arguments.insert(arguments.begin(), PROGRAM);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  int const flags = O_WRONLY | O_CREAT | O_APPEND;
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), flags, 0600);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), flags, 0600);
+  pid_t child = -1;
+  int const error = posix_spawn(&child, PROGRAM, &actions, nullptr, pointers(arguments).data(),
+                                pointers(environment).data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) {
+    std::fprintf(stderr, "posix_spawn: %s\n", std::strerror(error));
+    return -1;
+  }
+  int status = 0;
+  while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
