@@ -5,6 +5,7 @@
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/System.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
@@ -165,6 +166,9 @@ TEST(FileLoggingOutput, LosesInSilenceWhatCannotBeWritten) {
 }
 
 TEST(FileLoggingOutput, LinesOfManyOutputsOnOneFileStayWhole) {
+  if (is_wine()) {
+    GTEST_SKIP() << "Wine looks for the end of the file first, and then writes there";
+  }
   constexpr int OUTPUTS = 3, LINES = 300;
   std::string const line = std::string(5000, 'x') + "\n";
   TemporaryDirectory const directory;

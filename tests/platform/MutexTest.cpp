@@ -136,9 +136,11 @@ bool is_seen_by_others(std::string const &name) {
 } // namespace
 
 TEST(NamedMutex, IsThereForAsLongAsAnybodyUsesIt) {
-  std::string const names[] = {unique("plain"), unique("a/b\\c: %s\n\x01\xff"),
-                               unique("../" + std::string(300, 'x')),
-                               unique("../" + std::string(300, 'x')) + "y", ""};
+  std::vector<std::string> names = {unique("plain"), unique("a/b: %s\n\x01\xff")};
+  if (!ON_WINDOWS) { // where names are short, have no backslash, and the empty one is none
+    std::string const long_name = unique("../" + std::string(300, 'x'));
+    names.insert(names.end(), {unique("a\\c"), long_name, long_name + "y", ""});
+  }
   for (std::string const &name : names) {
     SCOPED_TRACE(name);
     EXPECT_EQ(open_mutex(name, /*open_existing=*/true), nullptr);
@@ -178,6 +180,9 @@ TEST(NamedMutex, RefusesWhatItCannotHonour) {
     bool open_existing, has_security;
   } const cases[] = {{nullptr, true, false}, {nullptr, false, true}, {"refused", false, true}};
   for (auto const &c : cases) {
+    if (ON_WINDOWS && c.has_security) {
+      continue; // which it honours
+    }
     int security = 0;
     unsigned long result = RESULT_SUCCESS;
     Win32Mutex mutex(false, c.name, c.open_existing, c.has_security ? &security : nullptr, &result);

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -72,7 +73,7 @@ TEST(Thread, AWaitThatEndsEarlyForgetsTheThread) {
   EXPECT_TRUE(thread->stop()) << "ends nothing: it does not count as running";
   EXPECT_FALSE(thread->wait_for_exit(1));
   gate.set_value();
-  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE + 1)) << "above it there is no limit either";
+  EXPECT_TRUE(thread->wait_for_exit(ULONG_MAX)) << "above it there is no limit either";
 }
 
 TEST(Thread, GoesOnWhenItsObjectIsDestroyed) {

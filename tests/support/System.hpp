@@ -12,5 +12,8 @@ constexpr char const *NOWHERE = ON_WINDOWS ? "NUL" : "/dev/null";
 /// What `abort` gives for a child's status.
 constexpr int ABORTED = ON_WINDOWS ? 3 : -6;
 
+/// Whether this is Windows as Wine gives it, which falls short of it in places.
+bool is_wine();
+
 /// Sets a variable of this process, also to the empty text; null removes it.
 void set_variable(char const *name, char const *value);

@@ -34,6 +34,10 @@ Texts environment_entries() {
   return entries;
 }
 
+bool is_wine() {
+  return false;
+}
+
 void set_variable(char const *name, char const *value) {
   value == nullptr ? unsetenv(name) : setenv(name, value, 1);
 }

@@ -48,6 +48,10 @@ Texts environment_entries() {
   return entries;
 }
 
+bool is_wine() {
+  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+}
+
 void set_variable(char const *name, char const *value) {
   _putenv((std::string(name) + '=' + (value == nullptr ? "" : value)).c_str());
   SetEnvironmentVariableA(name, value); // the empty text as well

@@ -33,14 +33,32 @@ constexpr bool is_separator(char c) noexcept {
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <utility>
 
 namespace Ostrel {
 
 // The library's own helpers, which are described below. Here the system itself takes every form of
-// a path, and finds the end of the links; nobody is told of a thread that is terminated.
+// a path, and finds the end of the links; nobody is told of a thread that is terminated, but
+// everybody can ask.
 class TerminationHook {
 public:
   TerminationHook(void (*)(void *), void *) noexcept {}
+};
+
+class ThreadInWait {
+public:
+  void begin() noexcept { thread_ = OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()); }
+  void end() noexcept {
+    if (thread_ != nullptr) {
+      CloseHandle(std::exchange(thread_, nullptr));
+    }
+  }
+  bool has_ended() const noexcept {
+    return thread_ != nullptr && WaitForSingleObject(thread_, 0) == WAIT_OBJECT_0;
+  }
+
+private:
+  HANDLE thread_ = nullptr;
 };
 
 inline BOOL set_event_before(HANDLE event, HANDLE) noexcept {
@@ -220,6 +238,15 @@ private:
   void (*action_)(void *);
   void *argument_;
   TerminationHook const *outer_; // of the block around this one
+};
+
+/// The thread that waits from `begin` to `end`, for those who would wake it. On Windows it tells
+/// whether the thread has been terminated meanwhile; here the thread's own hook has told them.
+class ThreadInWait {
+public:
+  void begin() noexcept {}
+  void end() noexcept {}
+  constexpr bool has_ended() const noexcept { return false; }
 };
 
 } // namespace Ostrel
