@@ -22,10 +22,10 @@ TEST(Path, FormsOfPaths) {
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path == nullptr ? "null" : c.path);
     EXPECT_EQ(Platform::is_absolute_path(c.path), c.is_absolute);
-    EXPECT_EQ(Platform::native_path(c.path), c.native);
+    EXPECT_EQ(Platform::native_path(c.path), ON_WINDOWS && c.path != nullptr ? c.path : c.native);
   }
-  std::string const beyond_the_system = std::string(100000, 'x') + "\\y";
-  EXPECT_EQ(Platform::native_path(beyond_the_system.c_str()), std::string(100000, 'x') + "/y");
+  std::string const beyond_the_system(100000, 'x');
+  EXPECT_EQ(Platform::native_path(beyond_the_system.c_str()), beyond_the_system);
 }
 
 TEST(Path, OnlyRelativePathsBecomeAbsolute) {

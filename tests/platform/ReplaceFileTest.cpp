@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 
 namespace {
@@ -14,6 +15,36 @@ using namespace Ostrel;
 
 std::ptrdiff_t entries(std::string const &directory) {
   return std::distance(std::filesystem::directory_iterator(directory), {});
+}
+
+TEST(ReplaceFile, PutsWhatIsWholeInTheOldOnesPlace) {
+  TemporaryDirectory const directory;
+  struct {
+    char const *name, *text;
+    unsigned long result;
+  } const steps[] = {
+      {"file", "new", RESULT_SUCCESS},     {"file", "longer than before", RESULT_SUCCESS},
+      {"file", "short", RESULT_SUCCESS},   {"file", "", RESULT_SUCCESS},
+      {"other", "other", RESULT_SUCCESS},  {"", "x", RESULT_IO_ERROR},
+      {"none/file", "x", RESULT_IO_ERROR}, {"file/none", "x", RESULT_IO_ERROR}};
+  for (auto const &s : steps) {
+    SCOPED_TRACE(s.name + std::string(" ") + s.text);
+    std::string const path = directory.path(s.name);
+    EXPECT_EQ(Platform::replace_file(path.c_str(), s.text, std::strlen(s.text)), s.result);
+    EXPECT_EQ(read_file(path), s.result == RESULT_SUCCESS ? s.text : "");
+  }
+  EXPECT_EQ(entries(directory.path()), 2);
+  EXPECT_EQ(Platform::replace_file(nullptr, "x", 1), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(Platform::replace_file("x", nullptr, 1), RESULT_INVALID_ARGUMENT);
+}
+
+TEST(ReplaceFile, ReadsBackInPlaceWhatHasTwoNames) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("file"), other = directory.path("other");
+  write_file(path, "old");
+  std::filesystem::create_hard_link(path, other);
+  EXPECT_EQ(Platform::replace_file(path.c_str(), "new", 3), RESULT_SUCCESS);
+  EXPECT_EQ(read_file(path) + read_file(other), "newnew");
 }
 
 TEST(ReplaceFile, WithoutMemoryNothingChanges) {

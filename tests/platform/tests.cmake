@@ -21,6 +21,7 @@ if(NOT WIN32)
     test_platform
     PRIVATE platform/posix/ConsoleTest.cpp
             platform/posix/DeepDirectoryTest.cpp
+            platform/posix/DirectoryTest.cpp
             platform/posix/EnvironmentArrayTest.cpp
             platform/posix/MutexProcessTest.cpp
             platform/posix/RegistryFileTest.cpp
@@ -37,8 +38,9 @@ endif()
 set(plugins "${CMAKE_CURRENT_BINARY_DIR}/plugins")
 foreach(plugin first second nested)
   add_library(test_plugin_${plugin} MODULE platform/Plugin.cpp)
-  target_compile_definitions(test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}"
-                                                              TEST_PLUGINS="${plugins}")
+  target_compile_definitions(
+    test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}" TEST_PLUGINS="${plugins}"
+                                  TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")
   target_link_libraries(test_plugin_${plugin} PRIVATE Ostrel::ostbase ostbase_build_flags)
   set_target_properties(
     test_plugin_${plugin} PROPERTIES PREFIX "" OUTPUT_NAME plugin
@@ -46,4 +48,5 @@ foreach(plugin first second nested)
   add_dependencies(test_platform test_plugin_${plugin})
 endforeach()
 file(WRITE "${plugins}/broken/plugin${CMAKE_SHARED_MODULE_SUFFIX}" "This is no library.\n")
-target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}")
+target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}"
+                                                 TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")

@@ -110,7 +110,7 @@ TEST(ReplaceFile, WritesInPlaceWhatARenameWouldPart) {
 TEST(ReplaceFile, RefusesWhatCannotBeWritten) {
   TemporaryDirectory const directory;
   ASSERT_EQ(mkfifo(directory.path("pipe").c_str(), 0600), 0);
-  for (char const *name : {"", "none/file", "pipe", "pipe/file"}) {
+  for (char const *name : {"pipe", "pipe/file"}) {
     EXPECT_EQ(replace(directory.path(name), "x"), RESULT_IO_ERROR) << name;
   }
   EXPECT_EQ(Platform::file_exists(directory.path("pipe").c_str()), RESULT_SUCCESS);

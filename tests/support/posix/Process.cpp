@@ -38,6 +38,10 @@ bool is_wine() {
   return false;
 }
 
+RegistryContents::RegistryContents(std::string const & /*file*/) {}
+
+RegistryContents::~RegistryContents() = default;
+
 void set_variable(char const *name, char const *value) {
   value == nullptr ? unsetenv(name) : setenv(name, value, 1);
 }

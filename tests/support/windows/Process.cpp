@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/Process.hpp"
 
+#include "core/base/platform/Win32Mutex.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/System.hpp"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include <fcntl.h>
 
@@ -36,6 +38,20 @@ HANDLE make_output(std::string const &path) {
                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
+// Keeps test programs apart that run at the same time.
+Ostrel::IMutex &registry_mutex() {
+  static Ostrel::Win32Mutex mutex(/*initially_owned=*/false, "ostbase-test-registry",
+                                  /*open_existing=*/false, /*security=*/nullptr,
+                                  /*result=*/nullptr);
+  return mutex;
+}
+
+void run(std::string const &command) {
+  if (std::system((command + " >NUL 2>NUL").c_str()) != 0) {
+    std::fprintf(stderr, "failed: %s\n", command.c_str());
+  }
+}
+
 } // namespace
 
 Texts environment_entries() {
@@ -50,6 +66,16 @@ Texts environment_entries() {
 
 bool is_wine() {
   return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
+}
+
+RegistryContents::RegistryContents(std::string const &file) {
+  registry_mutex().acquire();
+  run("reg import \"" + file + "\"");
+}
+
+RegistryContents::~RegistryContents() {
+  run("reg delete \"HKLM\\Software\\Ostrel Labs\" /f");
+  registry_mutex().release();
 }
 
 void set_variable(char const *name, char const *value) {
