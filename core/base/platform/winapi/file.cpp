@@ -280,6 +280,19 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
   return TRUE;
 }
 
+BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information) {
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) {
+    return fail_with_errno();
+  }
+  information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
+  return TRUE;
+}
+
 DWORD GetFileType(HANDLE file) {
   int const descriptor = descriptor_of(file);
   struct stat status = {};

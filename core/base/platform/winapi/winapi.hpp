@@ -75,7 +75,10 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
   }
   DWORD const length = GetFinalPathNameByHandleA(file, target, static_cast<DWORD>(size), 0);
   CloseHandle(file);
-  return length > 0 && length < size;
+  if (length == 0) { // of a file system that cannot tell
+    return strcpy_s(target, size, path) == 0;
+  }
+  return length < size;
 }
 
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
@@ -138,6 +141,7 @@ constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 constexpr DWORD ERROR_NO_MORE_FILES = 18;
 constexpr DWORD ERROR_WRITE_FAULT = 29;
 constexpr DWORD ERROR_GEN_FAILURE = 31;
+constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 constexpr DWORD ERROR_FILE_EXISTS = 80;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
@@ -151,6 +155,7 @@ constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
+constexpr DWORD ERROR_UNABLE_TO_REMOVE_REPLACED = 1175;
 
 /// The calling thread's last-error number: set by the calls below where they fail.
 DWORD GetLastError();
@@ -369,6 +374,13 @@ BOOL FlushFileBuffers(HANDLE file);
 /// The size of a regular file; FALSE with ERROR_NOT_SUPPORTED for any other kind.
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
 
+struct BY_HANDLE_FILE_INFORMATION {
+  DWORD nNumberOfLinks;
+};
+
+/// Tells how many names a file has.
+BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
+
 /// Whether the handle is one of a regular file (FILE_TYPE_DISK), a pipe or socket, or anything else
 /// (FILE_TYPE_CHAR).
 DWORD GetFileType(HANDLE file);
@@ -393,8 +405,8 @@ BOOL DeleteFileA(char const *path);
 /// file, and the only flag is REPLACEFILE_WRITE_THROUGH.
 ///
 /// FALSE with ERROR_NOT_SUPPORTED, and both files as they were, when something would be lost:
-/// owner or attributes cannot be given, `replaced` has further hard links, is a mount point or is
-/// no regular file itself.
+/// owner or attributes cannot be given, `replaced` is a mount point or is no regular file itself.
+/// Further hard links to it are parted from it.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
 
