@@ -14,5 +14,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# A program starts without the services of a desktop, which would hold its output open long after its
+# end. Wine's own registry and drives are made where they are first needed (tests/CMakeLists.txt).
+set(OSTBASE_WINE env "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" WINEDEBUG=-all)
 set(CMAKE_CROSSCOMPILING_EMULATOR
-    env "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" WINEDEBUG=-all /usr/lib/wine/wine64)
+    ${OSTBASE_WINE} "WINEDLLOVERRIDES=wineboot.exe,services.exe,explorer.exe,winedbg.exe=d"
+    /usr/lib/wine/wine64)

@@ -97,7 +97,7 @@ TEST(ConditionVariable, BroadcastReleasesWhoIsThereAndNobodyElse) {
     Waiter thief(*condition, 10, 2);
     EXPECT_TRUE(condition->broadcast());
     EXPECT_EQ(first.join() + second.join(), 2);
-    EXPECT_EQ(thief.join(), 1);
+    EXPECT_LE(thief.join(), 1) << "none when it gave up before";
   }
 }
 

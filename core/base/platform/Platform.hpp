@@ -136,10 +136,10 @@ public:
   /// has further hard links, is a mount point or no regular file), and on Windows where a reader
   /// keeps the file open, it is overwritten in place, without the promise above: readers, and
   /// everyone after a kill, may find both kinds of bytes. So it is where the temporary file's name
-  /// makes an old file's path too long, and where a link's own text has a backslash or begins with a
-  /// drive. A process that is killed inside may leave its temporary file behind, of which the name
-  /// begins with ".ostbase-": nobody uses such files again, and nobody removes them. A broken pipe
-  /// is a failure like any other.
+  /// makes an old file's path too long, and where a link's own text has a backslash or begins with
+  /// a drive. A process that is killed inside may leave its temporary file behind, of which the
+  /// name begins with ".ostbase-": nobody uses such files again, and nobody removes them. A broken
+  /// pipe is a failure like any other.
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no
