@@ -18,5 +18,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # end. Wine's own registry and drives are made where they are first needed (tests/CMakeLists.txt).
 set(OSTBASE_WINE env "WINEPREFIX=${CMAKE_BINARY_DIR}/wine" WINEDEBUG=-all)
 set(CMAKE_CROSSCOMPILING_EMULATOR
-    ${OSTBASE_WINE} "WINEDLLOVERRIDES=wineboot.exe,services.exe,explorer.exe,winedbg.exe=d"
+    ${OSTBASE_WINE} "WINEDLLOVERRIDES=services.exe,explorer.exe,winedbg.exe=d"
     /usr/lib/wine/wine64)
