@@ -105,7 +105,7 @@ TEST(FileSearch, FilesOfAProperty) {
   write_file(
       directory.path("registry"),
       "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n\"InstallPath\"=\"\"\n");
-  RegistryContents const contents(directory.path("registry"));
+  auto const contents = provide_registry(directory.path("registry"));
   auto const missing = [&](char const *name) {
     return std::string("WARN  - Failed to find '") + name + "' in '" + searched + "'.\n";
   };

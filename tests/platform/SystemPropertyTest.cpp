@@ -75,7 +75,7 @@ TEST(SystemProperty, SourcesInTheirOrder) {
                  " and " + c.registry);
     write_file(file,
                "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + c.registry);
-    RegistryContents const contents(file);
+    auto const contents = provide_registry(file);
     ChildResult const child =
         run_child("property", {std::to_string(c.property)},
                   {{variables[c.property], c.variable}, {"OSTREL_REGISTRY_FILE", file.c_str()}});
@@ -86,7 +86,10 @@ TEST(SystemProperty, SourcesInTheirOrder) {
 }
 
 TEST(SystemProperty, UnusableRegistryFilesAreNone) {
-  for (char const *file : {"/dev/zero", "/", "/none", "/proc/self/mem"}) { // on Windows, any
+  if (ON_WINDOWS) {
+    GTEST_SKIP() << "whose registry is no file";
+  }
+  for (char const *file : {"/dev/zero", "/", "/none", "/proc/self/mem"}) {
     EXPECT_EQ(run_child("property", {"0"}, {{"OSTREL_REGISTRY_FILE", file}}).out, "c:\\OVRA")
         << file;
   }

@@ -68,14 +68,13 @@ bool is_wine() {
   return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-RegistryContents::RegistryContents(std::string const &file) {
+std::shared_ptr<void> provide_registry(std::string const &file) {
   registry_mutex().acquire();
   run("reg import \"" + file + "\"");
-}
-
-RegistryContents::~RegistryContents() {
-  run("reg delete \"HKLM\\Software\\Ostrel Labs\" /f");
-  registry_mutex().release();
+  return {&registry_mutex(), [](void * /*mutex*/) {
+            run("reg delete \"HKLM\\Software\\Ostrel Labs\" /f");
+            registry_mutex().release();
+          }};
 }
 
 void set_variable(char const *name, char const *value) {
