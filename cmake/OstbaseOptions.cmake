@@ -4,9 +4,10 @@
 # Inside somebody else's project only the library is built. (PROJECT_IS_TOP_LEVEL needs CMake 3.21.)
 string(COMPARE EQUAL "${CMAKE_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}" is_top_level)
 
+option(OSTBASE_BUILD_CONFIG "Build the settings, in C++ and in C (needs libxml2)" ON)
 option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${is_top_level})
 option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${is_top_level})
-option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark and the peers)" OFF)
+option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs the settings, Google Benchmark, the peers)" OFF)
 option(OSTBASE_BUILD_TORTURE "Build the programs that make failures on purpose" OFF)
 option(OSTBASE_BUILD_FUZZERS "Build the fuzz targets; without the sanitizer named fuzzer they run kept inputs" OFF)
 option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${is_top_level})

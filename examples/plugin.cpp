@@ -6,7 +6,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 
 // With C linkage, so that the name by which it is looked up is the name that stands here.
-extern "C" OSTBASE_API double stopping_distance_m(double speed_m_per_s) {
+extern "C" OSTBASE_EXPORT double stopping_distance_m(double speed_m_per_s) {
   constexpr double DECELERATION_M_PER_S2 = 0.5;
   Ostrel::LoggingCategory::get_instance("Robot.Plugin")
       .info("braking from %.1f m/s", speed_m_per_s);

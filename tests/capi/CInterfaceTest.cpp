@@ -2,18 +2,14 @@
 #include "core/base/capi/ovra.h"
 #include "core/base/foundation/ResultCode.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
-#include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 
 extern "C" {
-char const *check_values();
-char const *check_settings();
-char const *check_log(char const *name);
+#include "tests/capi/check.h"
 }
 
 namespace {
@@ -23,22 +19,6 @@ using Lines = std::vector<std::string>;
 
 TEST(CInterface, ValuesPassBothWays) {
   EXPECT_STREQ(check_values(), nullptr);
-}
-
-Role const settings("settings", [](Role::Arguments const &) {
-  EXPECT_STREQ(check_settings(), nullptr);
-  return testing::Test::HasFailure() ? 1 : 0;
-});
-
-TEST(CInterface, SettingsAreCommittedOnRequest) {
-  TemporaryDirectory const directory;
-  std::string const file = directory.path("user-config.xml");
-  write_file(file, "<UserConfig/>");
-  ChildResult const child =
-      run_child("settings", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
-  EXPECT_EQ(child.status, 0) << child.out;
-  EXPECT_NE(read_file(file).find("C99!"), std::string::npos);
-  EXPECT_EQ(read_file(file).find("Kept"), std::string::npos);
 }
 
 TEST(CInterface, MessagesReachTheCategoryUnchanged) {
@@ -51,9 +31,8 @@ TEST(CInterface, MessagesReachTheCategoryUnchanged) {
 }
 
 TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
-  constexpr char LONG[] = "a name that needs memory of its own", KEY[] = "UserConfig/Long/Key/Name";
+  constexpr char LONG[] = "a name that needs memory of its own";
   double value = 0;
-  char text[64] = "stale";
   ovra_array *array = nullptr;
   for (int count = 0; array == nullptr; ++count) {
     fail_allocation(count);
@@ -61,20 +40,17 @@ TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
     EXPECT_EQ(stop_failing(), array == nullptr);
   }
   ovra_array__clear(array);
-  EXPECT_EQ(ovra_user_config__set_value(KEY, LONG, 0), RESULT_SUCCESS);
   std::function<unsigned long()> const operations[] = {
       [&] { return ovra_units__set_default(0, LONG); },
       [&] { return ovra_units__convert_to_default(0, LONG, 1, &value); },
       [&] { return ovra_units__convert_from_default(0, LONG, 1, &value); },
       [&] { return ovra_units__convert(0, "m", 1, LONG, &value); },
-      [&] { return ovra_user_config__set_value(KEY, LONG, 0); },
-      [&] { return ovra_user_config__get_value(KEY, text, sizeof text); },
       [&] { return ovra_doublearray__push_back(array, 1); }};
   for (auto const &operation : operations) {
     fail_allocation(0);
     EXPECT_EQ(operation(), RESULT_OUT_OF_MEMORY) << &operation - operations;
     stop_failing();
-    EXPECT_TRUE(value == 0 && text == std::string("stale") && ovra_array__get_size(array) == 0);
+    EXPECT_TRUE(value == 0 && ovra_array__get_size(array) == 0);
   }
   ovra_doublearray__delete(array);
 }

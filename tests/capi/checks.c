@@ -1,20 +1,10 @@
 /* SPDX-License-Identifier: Apache-2.0 */
+#include "tests/capi/check.h"
+
 #include "core/base/capi/ovra.h"
 
 #include <stddef.h>
 #include <string.h>
-
-/* What a program in C sees. Each function gives the first condition that does not hold, or null. */
-char const *check_values(void);
-char const *check_settings(void);
-char const *check_log(char const *name);
-
-#define CHECK(condition)                                                                           \
-  if (!(condition)) {                                                                              \
-    return #condition;                                                                             \
-  }
-
-enum { FAILURE = 1, REFUSED = 4, NOT_FOUND = 10, OUT_OF_BOUND = 13, TOO_SMALL = 16 };
 
 char const *check_values(void) {
   double const values[] = {1.5, -2.0, 3.25};
@@ -72,20 +62,6 @@ char const *check_values(void) {
   CHECK(ovra_units__convert_from_default(0, NULL, 1.0, &value) == REFUSED)
   CHECK(ovra_units__convert(0, NULL, 1.0, "cm", &value) == REFUSED)
   CHECK(ovra_units__convert(0, "cm", 1.0, NULL, &value) == REFUSED && value == 250.0)
-  return NULL;
-}
-
-char const *check_settings(void) {
-  char const *const key = "UserConfig/Written/By";
-  char text[8] = "stale";
-  CHECK(ovra_user_config__set_value("UserConfig/Kept/For", "now", 0) == 0)
-  CHECK(ovra_user_config__set_value(key, "C99!", 2) == 0)
-  CHECK(ovra_user_config__get_value(key, text, 4) == TOO_SMALL)
-  CHECK(ovra_user_config__get_value(key, NULL, 8) == TOO_SMALL)
-  CHECK(ovra_user_config__get_value(NULL, text, 8) == FAILURE && strcmp(text, "stale") == 0)
-  CHECK(ovra_user_config__get_value(key, text, 5) == 0 && strcmp(text, "C99!") == 0)
-  CHECK(ovra_user_config__set_value(NULL, "1", 0) == FAILURE)
-  CHECK(ovra_user_config__set_value(key, NULL, 0) == REFUSED)
   return NULL;
 }
 

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <climits>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -79,7 +80,7 @@ TEST(ConditionVariable, WaitsEndWithTheMutexAsTheyBegan) {
 }
 
 TEST(ConditionVariable, LongTimeOutsDoNotEndAtOnce) {
-  for (unsigned long const timeout : {OVRA_INFINITE - 1, OVRA_INFINITE, OVRA_INFINITE + 1}) {
+  for (unsigned long const timeout : {OVRA_INFINITE - 1, OVRA_INFINITE, ULONG_MAX}) {
     SCOPED_TRACE(timeout);
     auto const condition = make_condition();
     Waiter waiter(*condition, timeout);
@@ -96,7 +97,7 @@ TEST(ConditionVariable, BroadcastReleasesWhoIsThereAndNobodyElse) {
     Waiter thief(*condition, 10, 2);
     EXPECT_TRUE(condition->broadcast());
     EXPECT_EQ(first.join() + second.join(), 2);
-    EXPECT_EQ(thief.join(), 1);
+    EXPECT_LE(thief.join(), 1) << "none when it gave up before";
   }
 }
 

@@ -27,22 +27,17 @@ Names sorted_names(Names paths, std::string const &prefix) {
 
 TEST(Directory, FilesWhoseNamesEndInAPattern) {
   TemporaryDirectory const directory;
-  for (char const *name :
-       {"a.xml", ".b.xml", "C.XML", "a.xmlx", "[c].xml", "\xFF\xFE.xml", "aab", "a\\b.xml"}) {
+  for (char const *name : {"a.xml", ".b.xml", "a.xml.c", "[c].xml", "aab", "long.xml"}) {
     write_file(directory.path(name), "");
   }
   std::filesystem::create_directory(directory.path("d.xml"));
-  std::filesystem::create_symlink("a.xml", directory.path("link.xml"));
-  Names const all = {".b.xml", "C.XML", "[c].xml",  "a.xml",
-                     "a.xmlx", "aab",   "link.xml", "\xFF\xFE.xml"};
+  Names const all = {".b.xml", "[c].xml", "a.xml", "a.xml.c", "aab", "long.xml"};
   struct {
     char const *pattern;
     Names names;
-  } const cases[] = {{".xml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
-                     {".?ml", {".b.xml", "[c].xml", "a.xml", "link.xml", "\xFF\xFE.xml"}},
-                     {".XML", {"C.XML"}},
+  } const cases[] = {{".xml", {".b.xml", "[c].xml", "a.xml", "long.xml"}},
+                     {".?ml", {".b.xml", "[c].xml", "a.xml", "long.xml"}},
                      {"a*b", {"aab"}},
-                     {"????????", {"link.xml"}},
                      {"", all},
                      {nullptr, all}};
   for (auto const &c : cases) {
@@ -62,7 +57,7 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
 
 TEST(Directory, DirectoriesBelowAPrefix) {
   TemporaryDirectory const directory;
-  for (char const *name : {"in/sub", "in/.hidden", "inner", "in/back\\slash"}) {
+  for (char const *name : {"in/sub", "in/.hidden", "inner"}) {
     std::filesystem::create_directories(directory.path(name));
   }
   write_file(directory.path("in/file"), "");
@@ -95,20 +90,16 @@ Role const list_files("list-files", [](Role::Arguments const &arguments) {
 
 TEST(Directory, ProblemsOfAListAreWarnings) {
   TemporaryDirectory const directory;
-  std::filesystem::create_symlink("none", directory.path("dangling"));
   write_file(directory.path("a/b"), "");
-  write_file(directory.path("a\\b"), "");
   std::string const query = directory.path() + "\\";
-  std::string const unreadable = "Unable to read the status of '" + query;
   struct {
     Role::Arguments arguments;
     std::string message;
   } const cases[] = {
       {{}, "NULL path: return empty file list."},
       {{query, ".xml"}, "Error checking files in '" + query + "*.xml': return empty file list."},
-      {{query + "none"}, "Error checking files in '" + query + "none\\*': return empty file list."},
-      {{query, "ng"}, unreadable + "dangling': left out of the file list."},
-      {{query, "b"}, unreadable + "a\\b': left out of the file list."}};
+      {{query + "none"},
+       "Error checking files in '" + query + "none\\*': return empty file list."}};
   for (auto const &c : cases) {
     ChildResult const child = run_child("list-files", c.arguments);
     EXPECT_EQ(child.out, "00");

@@ -4,6 +4,7 @@
 #include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
@@ -12,8 +13,6 @@
 #include <memory>
 #include <set>
 #include <string>
-
-#include <unistd.h>
 
 namespace {
 
@@ -41,7 +40,7 @@ Role const set_up("set-up", [](Role::Arguments const &arguments) {
   std::string name = arguments[1];
   char other[] = "other";
   char *argv[] = {name.empty() ? nullptr : name.data()}, *others[] = {other};
-  int const is_lost = chdir(arguments[0].c_str());
+  std::filesystem::current_path(arguments[0]);
   {
     EnvironmentSetup two;
     {
@@ -55,7 +54,7 @@ Role const set_up("set-up", [](Role::Arguments const &arguments) {
     std::cout << State::show();
   }
   std::cout << State::show();
-  return is_lost;
+  return 0;
 });
 
 TEST(EnvironmentSetup, AppendsTheConfigDirectoryInTheSourceTree) {
@@ -93,7 +92,7 @@ TEST(EnvironmentSetup, PathsBelowSrcdir) {
                      {"", "x", "\\x"}};
   for (auto const &c : cases) {
     SCOPED_TRACE(shown(c.directory) + " " + shown(c.path));
-    EXPECT_EQ(c.directory == nullptr ? unsetenv("srcdir") : setenv("srcdir", c.directory, 1), 0);
+    set_variable("srcdir", c.directory);
     std::unique_ptr<char[]> const path(EnvironmentSetup::make_srcdir_path(c.path));
     EXPECT_EQ(shown(path.get()), c.result);
   }
@@ -104,8 +103,8 @@ TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
   auto &category = LoggingCategory::get_instance("Ostrel.Core.Base.EnvironmentSetup");
   category.set_priority(LoggingPriority::LEVEL_TRACE);
   std::string const before(100, 'p');
-  setenv("srcdir", before.c_str(), 1);
-  setenv("OSTREL_CONFIG_PATH", before.c_str(), 1);
+  set_variable("srcdir", before.c_str());
+  set_variable("OSTREL_CONFIG_PATH", before.c_str());
   std::unique_ptr<char[]> path;
   for (int count = 0; path == nullptr; ++count) {
     fail_allocation(count);
@@ -118,7 +117,7 @@ TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
   std::set<std::string> states;
   bool has_failed = true;
   for (int count = 0; has_failed; ++count) {
-    setenv("OSTREL_CONFIG_PATH", before.c_str(), 1);
+    set_variable("OSTREL_CONFIG_PATH", before.c_str());
     EnvironmentSetup setup;
     fail_allocation(count);
     setup.init(1, argv);

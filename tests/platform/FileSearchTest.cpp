@@ -3,6 +3,7 @@
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
@@ -45,17 +46,21 @@ TEST(FileSearch, FirstReadableFileWins) {
   write_file(b + "/both", "");
   write_file(b + "/one", "");
   write_file(a + "/one/directory", "");
-  std::string const below_root = a.substr(1) + "/both";
-  struct {
+  std::string const below = a.substr(1) + "/both";
+  struct Case {
     std::string path, found;
     char const *name;
     unsigned long result;
-  } const cases[] = {{a + ";" + b, a + "\\both", "both", RESULT_SUCCESS},
-                     {a + ";" + b, b + "\\one", "one", RESULT_SUCCESS}, // in a it is a directory
-                     {";none;" + b + "\\", b + "\\\\both", "both", RESULT_SUCCESS},
-                     {"", "\\" + below_root, below_root.c_str(), RESULT_SUCCESS},
-                     {a, "stale", "none", RESULT_NOT_FOUND},
-                     {a, "stale", nullptr, RESULT_NOT_FOUND}};
+  };
+  // The empty directory is the root: on Windows that of the current drive, where the file is not.
+  Case const below_root = ON_WINDOWS ? Case{"", "stale", below.c_str(), RESULT_NOT_FOUND}
+                                     : Case{"", "\\" + below, below.c_str(), RESULT_SUCCESS};
+  Case const cases[] = {{a + ";" + b, a + "\\both", "both", RESULT_SUCCESS},
+                        {a + ";" + b, b + "\\one", "one", RESULT_SUCCESS}, // in a it is a directory
+                        {";none;" + b + "\\", b + "\\\\both", "both", RESULT_SUCCESS},
+                        below_root,
+                        {a, "stale", "none", RESULT_NOT_FOUND},
+                        {a, "stale", nullptr, RESULT_NOT_FOUND}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path);
     std::string found = "stale";
@@ -97,8 +102,10 @@ TEST(FileSearch, FilesOfAProperty) {
   std::string const regular = directory.path("file"), found = directory.path() + "\\file";
   std::string const path = directory.path() + ";" + directory.path("other");
   std::string const searched = path + ";\\data"; // there is no installation directory either
-  write_file(directory.path("registry"),
-             "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n\"InstallPath\"=\"\"\n");
+  write_file(
+      directory.path("registry"),
+      "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n\"InstallPath\"=\"\"\n");
+  auto const contents = provide_registry(directory.path("registry"));
   auto const missing = [&](char const *name) {
     return std::string("WARN  - Failed to find '") + name + "' in '" + searched + "'.\n";
   };

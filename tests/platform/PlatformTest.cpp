@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Platform.hpp"
 #include "core/base/foundation/ResultCode.hpp"
-#include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <functional>
-
-#include <unistd.h>
 
 namespace {
 
@@ -53,17 +49,6 @@ TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
 }
 
-Role const write_to_nobody("write-to-nobody", [](Role::Arguments const &) {
-  int ends[2];
-  if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) == -1 || close(ends[0]) != 0) {
-    return 1;
-  }
-  Platform::write_standard_error("x", 1);
-  sigset_t pending;
-  sigpending(&pending);
-  return sigismember(&pending, SIGPIPE);
-});
-
 TEST(Process, OthersAreNeitherStartedNorEnded) {
   int id = 1;
   EXPECT_EQ(Platform::spawn("true", &id), RESULT_FAILURE);
@@ -75,7 +60,6 @@ TEST(Process, StandardErrorTakesBytes) {
   Platform::write_standard_error("a\0b", 3);
   Platform::write_standard_error(nullptr, 3);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), std::string("a\0b", 3));
-  EXPECT_EQ(run_child("write-to-nobody").status, 0);
 }
 
 } // namespace

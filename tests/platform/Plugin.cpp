@@ -4,21 +4,21 @@
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 
-#include <cstdlib>
 #include <string>
 
 namespace {
 
 std::string path() {
-  char const *const text = std::getenv("PATH");
-  return text != nullptr ? text : "(none)";
+  std::string text = "(none)";
+  Ostrel::Platform::get_environment_variable("PATH", &text);
+  return text;
 }
 
 std::string look_around() {
   std::string seen = path();
   if (std::string(PLUGIN_PLACE) == "nested") {
     Ostrel::ISharedLibrary *const inner = Ostrel::Platform::create_shared_library();
-    inner->set_name(TEST_PLUGINS "/first/plugin.so");
+    inner->set_name(TEST_PLUGINS "/first/plugin" TEST_EXTENSION);
     inner->add_search_path("inner");
     seen += " " + std::to_string(inner->load());
     void *address = nullptr;
@@ -38,11 +38,11 @@ struct Visit {
 
 // One for all libraries that define it.
 extern "C" {
-__attribute__((used)) OSTBASE_API inline int plugin_shared = 0;
+__attribute__((used)) OSTBASE_EXPORT inline int plugin_shared = 0;
 }
 
-extern "C" OSTBASE_API char const plugin_place[] = PLUGIN_PLACE;
+extern "C" OSTBASE_EXPORT char const plugin_place[] = PLUGIN_PLACE;
 
-extern "C" OSTBASE_API char const *plugin_seen() {
+extern "C" OSTBASE_EXPORT char const *plugin_seen() {
   return visit.seen_at_load.c_str();
 }

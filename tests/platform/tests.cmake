@@ -2,7 +2,6 @@
 ostbase_test(
   platform
   SOURCES ConditionVariableTest.cpp
-          ConsoleTest.cpp
           DirectoryTest.cpp
           EnvironmentSetupTest.cpp
           EnvironmentTest.cpp
@@ -11,33 +10,45 @@ ostbase_test(
           MutexTest.cpp
           PathTest.cpp
           PlatformTest.cpp
-          RegistryFileTest.cpp
           ReplaceFileTest.cpp
           SharedLibraryTest.cpp
           SystemPropertyTest.cpp
-          ThreadTest.cpp
-  INTERNAL platform/winapi/descriptor.cpp
-           platform/winapi/environment.cpp
-           platform/winapi/error.cpp
-           platform/winapi/fork.cpp
-           platform/winapi/handle.cpp
-           platform/winapi/mutex.cpp
-           platform/winapi/named_mutex.cpp
-           platform/winapi/registry_file.cpp
-           platform/winapi/wait.cpp)
+          ThreadTest.cpp)
+if(NOT WIN32)
+  # What Windows does not have: forks, signals, pseudo-terminals, users to change to, links that
+  # anybody may make, registry files, an end of threads that always goes well.
+  target_sources(
+    test_platform
+    PRIVATE platform/posix/ConsoleTest.cpp
+            platform/posix/DeepDirectoryTest.cpp
+            platform/posix/DirectoryTest.cpp
+            platform/posix/EnvironmentArrayTest.cpp
+            platform/posix/MutexProcessTest.cpp
+            platform/posix/PrivilegeTest.cpp
+            platform/posix/RegistryFileTest.cpp
+            platform/posix/ReplaceFileTest.cpp
+            platform/posix/ThreadEndTest.cpp)
+  # Sources of the library whose behaviour no public operation reaches: they are hidden in the
+  # library, so the program compiles its own copy. On Windows they are the system's own calls.
+  foreach(source descriptor environment error fork handle mutex named_mutex registry_file wait)
+    target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/winapi/${source}.cpp")
+  endforeach()
+endif()
 
 # Libraries to load: two of the same name, one that loads another, and a text that is none.
 set(plugins "${CMAKE_CURRENT_BINARY_DIR}/plugins")
 foreach(plugin first second nested)
   add_library(test_plugin_${plugin} MODULE platform/Plugin.cpp)
-  target_compile_definitions(test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}"
-                                                              TEST_PLUGINS="${plugins}")
+  target_compile_definitions(
+    test_plugin_${plugin} PRIVATE PLUGIN_PLACE="${plugin}" TEST_PLUGINS="${plugins}"
+                                  TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")
   target_link_libraries(test_plugin_${plugin} PRIVATE Ostrel::ostbase ostbase_build_flags)
   set_target_properties(
     test_plugin_${plugin} PROPERTIES PREFIX "" OUTPUT_NAME plugin
                                      LIBRARY_OUTPUT_DIRECTORY "${plugins}/${plugin}")
   add_dependencies(test_platform test_plugin_${plugin})
 endforeach()
-file(WRITE "${plugins}/broken/plugin.so" "This is no library.\n")
+file(WRITE "${plugins}/broken/plugin${CMAKE_SHARED_MODULE_SUFFIX}" "This is no library.\n")
 file(WRITE "${plugins}/here.so" "Nor is this.\n")
-target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}")
+target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}"
+                                                 TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")

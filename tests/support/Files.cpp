@@ -4,15 +4,16 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 TemporaryDirectory::TemporaryDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "ostbase-test-XXXXXX").string();
-  char const *made = mkdtemp(pattern.data());
-  if (made == nullptr) {
-    std::abort(); // a test would write, and delete, elsewhere
-  }
-  path_ = made;
+  std::random_device number;
+  std::string const base =
+      (std::filesystem::temp_directory_path() / "ostbase-test-").generic_string();
+  do {
+    path_ = base + std::to_string(number());
+  } while (!std::filesystem::create_directory(path_));
 }
 
 TemporaryDirectory::~TemporaryDirectory() {

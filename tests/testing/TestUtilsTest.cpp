@@ -4,12 +4,12 @@
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
+#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -56,8 +56,8 @@ TEST(TestUtils, EndsTheProgram) {
                      {"yes", "s", 2, 1, FAIL},
                      {"yes", "s", 3, 1, auto_exit},
                      {"yes", "s", 4, 1, auto_exit},
-                     {"yes", "s", 5, -SIGABRT, FAIL + "No %s. Aborting.\n"},
-                     {"yes", "s", 6, -SIGABRT, "Unknown internal error. Aborting.\n"}};
+                     {"yes", "s", 5, ABORTED, FAIL + "No %s. Aborting.\n"},
+                     {"yes", "s", 6, ABORTED, "Unknown internal error. Aborting.\n"}};
   for (auto const &c : cases) {
     SCOPED_TRACE(&c - cases);
     ChildResult const result =
@@ -125,18 +125,18 @@ TEST(TestUtils, ReadsTheCommandLine) {
 }
 
 TEST(TestUtils, HardwareIsLeftAloneWhenMemoryLacks) {
-  setenv("OSTREL_TEST_HARDWARE", std::string(100, 'n').c_str(), 1);
-  unsetenv("srcdir");
+  set_variable("OSTREL_TEST_HARDWARE", std::string(100, 'n').c_str());
+  set_variable("srcdir", nullptr);
   fail_allocation(0);
   EXPECT_FALSE(TestUtils::is_interactive());
   EXPECT_TRUE(stop_failing());
-  unsetenv("OSTREL_TEST_HARDWARE");
+  set_variable("OSTREL_TEST_HARDWARE", nullptr);
 }
 
 TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
   CapturedLog log("Ostrel.Core.Base.TestUtils");
   char core[] = "ostrel-core/t", *argv[] = {core};
-  setenv("OSTREL_CONFIG_PATH", "V", 1);
+  set_variable("OSTREL_CONFIG_PATH", "V");
   std::string path;
   testing::internal::CaptureStderr();
   {

@@ -153,6 +153,9 @@ OSTBASE_API char const *ovra_result__get_description(unsigned long code) OSTBASE
 /// front, such as "$ObstacleAvoidanceMethod". The settings are read at the first call, from the
 /// first `user-config.xml` in the directories that the environment variable `OSTREL_CONFIG_PATH`
 /// names, separated by ";". A null key is a malformed one.
+///
+/// A library that was built without the settings (`OSTBASE_BUILD_CONFIG`) does not have these
+/// functions: a program that calls them does not link with it.
 /// @{
 
 /// Reads a setting; the empty text when there is no settings file.

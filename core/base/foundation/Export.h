@@ -5,14 +5,17 @@
 /// The attributes of the library's interface; C can read this header as well.
 
 #if defined(_MSC_VER) || defined(__MINGW32__)
-#ifdef OSTBASE_BUILDING
-#define OSTBASE_API __declspec(dllexport)
+#define OSTBASE_EXPORT __declspec(dllexport)
 #else
-#define OSTBASE_API __declspec(dllimport)
+/// Marks what leaves a shared library: for libraries that are loaded at run time.
+#define OSTBASE_EXPORT __attribute__((visibility("default")))
 #endif
+
+#if (defined(_MSC_VER) || defined(__MINGW32__)) && !defined(OSTBASE_BUILDING)
+#define OSTBASE_API __declspec(dllimport)
 #else
-/// Marks what leaves the shared library; everything else stays hidden in it.
-#define OSTBASE_API __attribute__((visibility("default")))
+/// Marks what leaves this library; everything else stays hidden in it.
+#define OSTBASE_API OSTBASE_EXPORT
 #endif
 
 #ifdef __GNUC__

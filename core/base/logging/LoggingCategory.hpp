@@ -74,7 +74,7 @@ public:
   char const *get_granted_priority_name() const;
 
   /// Whether messages of that level pass.
-  bool priority_satisfied(LoggingPriority::PriorityLevel level) const;
+  inline bool priority_satisfied(LoggingPriority::PriorityLevel level) const;
   bool fatal_enabled() const { return priority_satisfied(LoggingPriority::LEVEL_FATAL); }
   bool error_enabled() const { return priority_satisfied(LoggingPriority::LEVEL_ERROR); }
   bool warn_enabled() const { return priority_satisfied(LoggingPriority::LEVEL_WARN); }

@@ -133,13 +133,13 @@ public:
   /// file's name, permissions and owner; then the directory is flushed. A new file gets the
   /// process's default permissions. A symbolic link stays, its target is replaced. Where taking the
   /// name would lose something (the directory is not writable, the owner cannot be kept, the file
-  /// has further hard links, is a mount point or no regular file), the file is overwritten in
-  /// place, without the promise above: readers, and everyone after a kill, may find both kinds of
-  /// bytes. So it is where the temporary file's name makes an old file's path too long, and where a
-  /// link's own text has a backslash or begins with a drive. A process that is killed inside may
-  /// leave its temporary file behind, of which the name begins with ".ostbase-": nobody uses such
-  /// files again, and later saves in the directory remove those that are older than a day. A
-  /// broken pipe is a failure like any other.
+  /// has further hard links, is a mount point or no regular file), and on Windows where a reader
+  /// keeps the file open, it is overwritten in place, without the promise above: readers, and
+  /// everyone after a kill, may find both kinds of bytes. So it is where the temporary file's name
+  /// makes an old file's path too long, and where a link's own text has a backslash or begins with
+  /// a drive. A process that is killed inside may leave its temporary file behind, of which the
+  /// name begins with ".ostbase-": nobody uses such files again, and later saves in the directory
+  /// remove those that are older than a day. A broken pipe is a failure like any other.
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no

@@ -4,33 +4,29 @@
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <cerrno>
-#include <cstdlib>
-#include <memory>
 #include <new>
+#include <utility>
 
 namespace Ostrel {
 
-namespace {
-
-struct FreeText {
-  void operator()(char *text) const noexcept { std::free(text); }
-};
-
-} // namespace
-
+// The system's call and not the C library's `getenv`, which does not see on Windows what
+// SetEnvironmentVariableA has changed: a library's PATH, for the time of its load.
 bool read_environment(char const *name, std::string *value) {
-  char *copy = nullptr;
-  int const error = _dupenv_s(&copy, nullptr, name);
-  std::unique_ptr<char, FreeText> const text(copy);
-  if (error == ENOMEM) {
-    throw std::bad_alloc();
-  }
-  if (text == nullptr) {
-    return false;
-  }
+  std::string text;
+  DWORD length = 0;
+  // Asked again for as long as the value does not fit: another thread may have set a longer one in
+  // between.
+  do {
+    text.resize(length);
+    SetLastError(ERROR_SUCCESS); // all that tells an empty value from none
+    length = GetEnvironmentVariableA(name, text.data(), static_cast<DWORD>(text.size()));
+    if (length == 0 && GetLastError() != ERROR_SUCCESS) {
+      return false;
+    }
+  } while (length > text.size());
   if (value != nullptr) {
-    *value = text.get();
+    text.resize(length);
+    *value = std::move(text);
   }
   return true;
 }

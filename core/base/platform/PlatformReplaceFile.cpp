@@ -163,7 +163,9 @@ Outcome failed_or_would_lose() {
   switch (GetLastError()) {
   case ERROR_NOT_SUPPORTED:
   case ERROR_ACCESS_DENIED:
-  case ERROR_FILENAME_EXCED_RANGE: // of the temporary file alone: the target has been opened
+  case ERROR_SHARING_VIOLATION:         // on Windows a reader may keep the name from being taken
+  case ERROR_UNABLE_TO_REMOVE_REPLACED: // likewise
+  case ERROR_FILENAME_EXCED_RANGE:      // of the temporary file alone: the target has been opened
     return Outcome::WOULD_LOSE;
   default:
     return Outcome::FAILED;
@@ -252,6 +254,12 @@ bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   return false;
 }
 
+// Whether a rename parts the file from no other name of it.
+bool has_one_name(HANDLE file) {
+  BY_HANDLE_FILE_INFORMATION information = {};
+  return GetFileInformationByHandle(file, &information) != FALSE && information.nNumberOfLinks == 1;
+}
+
 // Opening the old file for writing is what asks whether the caller may: the directory, in which a
 // rename happens, does not say.
 bool replace(std::string const &target, Contents const &contents) {
@@ -259,7 +267,7 @@ bool replace(std::string const &target, Contents const &contents) {
   if (old == nullptr) {
     return GetLastError() == ERROR_FILE_NOT_FOUND && write_new(target, contents);
   }
-  Outcome const outcome = GetFileType(old.get()) == FILE_TYPE_DISK
+  Outcome const outcome = GetFileType(old.get()) == FILE_TYPE_DISK && has_one_name(old.get())
                               ? replace_by_name(target, contents)
                               : Outcome::WOULD_LOSE;
   return outcome == Outcome::DONE ||

@@ -49,6 +49,7 @@ struct Win32ConditionVariable::Waiter {
   bool is_enlisted = false;
   bool is_one_of_all = false; // released by a broadcast
   bool takes_mutex = false;   // after the wait
+  ThreadInWait thread;        // as long as somebody uses it
 };
 
 class Win32ConditionVariable::Guarded {
@@ -147,6 +148,7 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist(bool takes_mutex)
   waiter->is_enlisted = true;
   waiter->is_one_of_all = false;
   waiter->takes_mutex = takes_mutex;
+  waiter->thread.begin();
   waiter->next = nullptr;
   waiter->previous = last_;
   (last_ == nullptr ? first_ : last_->next) = waiter;
@@ -185,7 +187,17 @@ void Win32ConditionVariable::unlink(Waiter &waiter) {
   waiter.is_enlisted = false;
 }
 
+// Takes the waiters whose threads have been terminated from the front of the row. Needs the guard.
+void Win32ConditionVariable::drop_ended() {
+  while (first_ != nullptr && first_->thread.has_ended()) {
+    Waiter &ended = *first_;
+    unlink(ended);
+    keep(ended);
+  }
+}
+
 void Win32ConditionVariable::keep(Waiter &waiter) {
+  waiter.thread.end();
   waiter.next = spare_.load(std::memory_order_relaxed);
   while (!spare_.compare_exchange_weak(waiter.next, &waiter, std::memory_order_release,
                                        std::memory_order_relaxed)) {
@@ -201,6 +213,7 @@ bool Win32ConditionVariable::signal() {
   Waiter *released = nullptr;
   {
     Guarded const guarded(guard_);
+    drop_ended();
     if (first_ == nullptr) {
       return true;
     }
@@ -223,9 +236,13 @@ bool Win32ConditionVariable::broadcast() {
   }
   bool is_done = true;
   while (released != nullptr) {
-    Waiter const &waiter = *released;
+    Waiter &waiter = *released;
     released = waiter.next;
-    is_done = wake(waiter) && is_done;
+    if (waiter.thread.has_ended()) {
+      keep(waiter);
+    } else {
+      is_done = wake(waiter) && is_done;
+    }
   }
   return is_done;
 }

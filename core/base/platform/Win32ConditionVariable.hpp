@@ -38,6 +38,7 @@ private:
   Waiter *enlist(bool takes_mutex);
   bool dismiss(Waiter &waiter);
   void unlink(Waiter &waiter);
+  void drop_ended();
   bool wake(Waiter const &waiter) const;
   void keep(Waiter &waiter);
 

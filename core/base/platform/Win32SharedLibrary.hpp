@@ -53,6 +53,8 @@ public:
   /// A name without dot and slash gets the system's extension (".so", on Windows ".dll"). A name
   /// with a directory is that of a file; any other is looked for along `PATH` first, and then in
   /// the loader's usual places. The first file of the name is taken, even when it cannot be loaded.
+  /// On Windows the order is the loader's own: a library of that name that is loaded already, the
+  /// usual places, `PATH`.
   ///
   /// @return as `load`. `RESULT_OUT_OF_MEMORY` also when `PATH` cannot be set or, with the library
   ///         loaded if it could be, not be set back (each logged as a warning).

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// _dupenv_s, _putenv and SetEnvironmentVariableA, on the C library's own array of entries
-// ("NAME=value"), which its `getenv` walks in other threads without a lock. So no entry and no
-// array that was ever in place is freed or written again, and a change is one store of a pointer.
+// GetEnvironmentVariableA, _putenv and SetEnvironmentVariableA, on the C library's own array of
+// entries ("NAME=value"), which its `getenv` walks in other threads without a lock. So no entry and
+// no array that was ever in place is freed or written again, and a change is one store of a
+// pointer.
 //
 // A removed entry must not be closed up: a walk would miss an entry that moves down past it. Its
 // slot gets a text without an equals sign instead, which is nobody's: `getenv`, `setenv` and
@@ -270,23 +271,18 @@ bool remove(Name name) noexcept {
 
 } // namespace
 
-int _dupenv_s(char **value, std::size_t *size, char const *name) {
+DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size) {
+  char const *const value = name == nullptr ? nullptr : find_value({name, std::strlen(name)});
   if (value == nullptr) {
-    return EINVAL;
-  }
-  *value = nullptr;
-  if (name == nullptr) {
-    return EINVAL;
-  }
-  char const *const found = find_value({name, std::strlen(name)});
-  if (found == nullptr) {
+    SetLastError(ERROR_ENVVAR_NOT_FOUND);
     return 0;
   }
-  *value = strdup(found);
-  if (*value != nullptr && size != nullptr) {
-    *size = std::strlen(*value) + 1;
+  auto const length = static_cast<DWORD>(std::strlen(value));
+  if (length >= size) {
+    return length + 1;
   }
-  return *value != nullptr ? 0 : ENOMEM;
+  std::memcpy(buffer, value, std::size_t{length} + 1);
+  return length;
 }
 
 int _putenv(char const *text) {

@@ -291,6 +291,19 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
   return TRUE;
 }
 
+BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information) {
+  int const descriptor = descriptor_of(file);
+  if (descriptor == -1) {
+    return FALSE;
+  }
+  struct stat status = {};
+  if (fstat(descriptor, &status) != 0) {
+    return fail_with_errno();
+  }
+  information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
+  return TRUE;
+}
+
 BOOL GetFileTime(HANDLE file, FILETIME *created, FILETIME *accessed, FILETIME *written) {
   if (created != nullptr || accessed != nullptr) {
     return fail(ERROR_NOT_SUPPORTED);

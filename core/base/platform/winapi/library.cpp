@@ -25,20 +25,6 @@ namespace {
 using Ostrel::fail;
 using Ostrel::NotCancelled;
 
-struct FreeText {
-  void operator()(char *text) const noexcept { std::free(text); }
-};
-
-// Null when it is not set. Without memory it throws, as the texts below do.
-std::unique_ptr<char, FreeText> read_path() {
-  char *value = nullptr;
-  int const error = _dupenv_s(&value, nullptr, "PATH");
-  if (error == ENOMEM) {
-    throw std::bad_alloc();
-  }
-  return std::unique_ptr<char, FreeText>(value);
-}
-
 std::string to_native(std::string path) {
   Ostrel::to_native_path(path.data());
   path.resize(std::strlen(path.c_str()));
@@ -58,8 +44,9 @@ std::size_t element_length(char const *search_path) {
 
 // Gives the path of the first file of that name; the empty text when there is none.
 std::string find_along_path(std::string const &name) {
-  std::unique_ptr<char, FreeText> const path = read_path();
-  char const *element = path != nullptr ? path.get() : "";
+  char const *const variable = std::getenv("PATH");
+  std::string const path = variable != nullptr ? variable : "";
+  char const *element = path.c_str();
   while (*element != '\0') {
     std::size_t const length = element_length(element);
     std::string file = to_native(std::string(element, length)) + '/' + name;

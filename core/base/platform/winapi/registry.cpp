@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The registry, as a text file that whoever installs the library keeps. A key is read when it is
 // opened, so no reader meets a change half way.
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -30,18 +29,11 @@ constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
 constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger one is none of ours
 
-struct FreeText {
-  void operator()(char *text) const noexcept { std::free(text); }
-};
-
 // Without memory it throws.
 std::string registry_path() {
-  char *value = nullptr;
-  if (_dupenv_s(&value, nullptr, "OSTREL_REGISTRY_FILE") == ENOMEM) {
-    throw std::bad_alloc();
-  }
-  std::unique_ptr<char, FreeText> const chosen(value);
-  return chosen == nullptr || chosen.get()[0] == '\0' ? DEFAULT_FILE : chosen.get();
+  std::string chosen;
+  Ostrel::read_environment("OSTREL_REGISTRY_FILE", &chosen);
+  return chosen.empty() ? DEFAULT_FILE : chosen;
 }
 
 // Reads the whole of a regular file. False when there is none, or when it cannot be read.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Files that take another one's place. `rename` puts one file in the place of another in a single
-// step, but with its own owner, permissions and attributes, and it parts hard links: what it would
-// lose is given to the new file first, or it is not called. It says nothing about the disk either,
-// so the directory is flushed afterwards.
+// step, but with its own owner, permissions and attributes: what it would lose is given to the new
+// file first, or it is not called. It says nothing about the disk either, so the directory is
+// flushed afterwards.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -173,7 +173,7 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
   if (lstat(to.c_str(), &status) != 0) {
     return fail(error_from_errno(errno));
   }
-  if (!S_ISREG(status.st_mode) || status.st_nlink != 1) {
+  if (!S_ISREG(status.st_mode)) {
     return fail(ERROR_NOT_SUPPORTED);
   }
   Descriptor const file = Descriptor::open(from.c_str(), O_WRONLY);

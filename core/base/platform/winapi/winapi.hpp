@@ -18,7 +18,9 @@ constexpr bool is_separator(char c) noexcept {
 
 #ifdef _WIN32
 
+#ifndef NOMINMAX // the standard library of GCC defines it too
 #define NOMINMAX
+#endif
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
@@ -31,14 +33,32 @@ constexpr bool is_separator(char c) noexcept {
 #include <sys/stat.h>
 
 #include <cstddef>
+#include <utility>
 
 namespace Ostrel {
 
 // The library's own helpers, which are described below. Here the system itself takes every form of
-// a path, and finds the end of the links; nobody is told of a thread that is terminated.
+// a path, and finds the end of the links; nobody is told of a thread that is terminated, but
+// everybody can ask.
 class TerminationHook {
 public:
   TerminationHook(void (*)(void *), void *) noexcept {}
+};
+
+class ThreadInWait {
+public:
+  void begin() noexcept { thread_ = OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()); }
+  void end() noexcept {
+    if (thread_ != nullptr) {
+      CloseHandle(std::exchange(thread_, nullptr));
+    }
+  }
+  bool has_ended() const noexcept {
+    return thread_ != nullptr && WaitForSingleObject(thread_, 0) == WAIT_OBJECT_0;
+  }
+
+private:
+  HANDLE thread_ = nullptr;
 };
 
 inline BOOL set_event_before(HANDLE event, HANDLE) noexcept {
@@ -55,7 +75,10 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
   }
   DWORD const length = GetFinalPathNameByHandleA(file, target, static_cast<DWORD>(size), 0);
   CloseHandle(file);
-  return length > 0 && length < size;
+  if (length == 0) { // of a file system that cannot tell
+    return strcpy_s(target, size, path) == 0;
+  }
+  return length < size;
 }
 
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
@@ -129,6 +152,7 @@ constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 constexpr DWORD ERROR_NO_MORE_FILES = 18;
 constexpr DWORD ERROR_WRITE_FAULT = 29;
 constexpr DWORD ERROR_GEN_FAILURE = 31;
+constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 constexpr DWORD ERROR_NOT_SUPPORTED = 50;
 constexpr DWORD ERROR_FILE_EXISTS = 80;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
@@ -138,9 +162,11 @@ constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
+constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
+constexpr DWORD ERROR_UNABLE_TO_REMOVE_REPLACED = 1175;
 
 /// The calling thread's last-error number: set by the calls below where they fail.
 DWORD GetLastError();
@@ -228,6 +254,15 @@ private:
   void (*action_)(void *);
   void *argument_;
   TerminationHook const *outer_; // of the block around this one
+};
+
+/// The thread that waits from `begin` to `end`, for those who would wake it. On Windows it tells
+/// whether the thread has been terminated meanwhile; here the thread's own hook has told them.
+class ThreadInWait {
+public:
+  void begin() noexcept {}
+  void end() noexcept {}
+  constexpr bool has_ended() const noexcept { return false; }
 };
 
 } // namespace Ostrel
@@ -368,6 +403,13 @@ BOOL FlushFileBuffers(HANDLE file);
 /// The size of a regular file; FALSE with ERROR_NOT_SUPPORTED for any other kind.
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
 
+struct BY_HANDLE_FILE_INFORMATION {
+  DWORD nNumberOfLinks;
+};
+
+/// Tells how many names a file has.
+BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
+
 /// When the file was last written, in steps of 100 ns since the beginning of 1601. The other times
 /// are not to be had: asked for one of them it fails with ERROR_NOT_SUPPORTED.
 BOOL GetFileTime(HANDLE file, FILETIME *created, FILETIME *accessed, FILETIME *written);
@@ -399,8 +441,8 @@ BOOL DeleteFileA(char const *path);
 /// file, and the only flag is REPLACEFILE_WRITE_THROUGH.
 ///
 /// FALSE with ERROR_NOT_SUPPORTED, and both files as they were, when something would be lost:
-/// owner or attributes cannot be given, `replaced` has further hard links, is a mount point or is
-/// no regular file itself.
+/// owner or attributes cannot be given, `replaced` is a mount point or is no regular file itself.
+/// Further hard links to it are parted from it.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
 
@@ -487,12 +529,11 @@ LONG RegCloseKey(HKEY key);
 
 // --- Environment: environment.cpp -------------------------------------------------------------
 
-/// Gives a copy of a variable's value, which the caller frees with `free`; null when the variable
-/// is not set. Other threads may change the environment at the same time. In a program that runs
-/// with more rights than who started it, the library's own variables and PATH are not set, unless
-/// they were since it started. 0, or EINVAL for a null argument or ENOMEM, with a null value.
-/// `size`, which counts the terminator, may be null.
-int _dupenv_s(char **value, std::size_t *size, char const *name);
+/// Copies a variable's value into `size` characters, terminator included. Other threads may change
+/// the environment at the same time. Gives the length; the size that is needed when `size` is too
+/// small; or 0 with ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty
+/// value stays as it was.
+DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Changes the environment so that the C library's `getenv`, which may run in other threads at the
 /// same time, finds the old value or the new one, and every other variable all the while. Others

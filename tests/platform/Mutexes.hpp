@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/Win32Mutex.hpp"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <future>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+using Event = std::promise<void>;
+
+inline std::unique_ptr<Ostrel::IMutex> make_mutex() {
+  return std::unique_ptr<Ostrel::IMutex>(Ostrel::Platform::create_mutex(true));
+}
+
+inline std::unique_ptr<Ostrel::IMutex> open_mutex(std::string const &name, bool open_existing,
+                                                  bool initially_owned = false) {
+  unsigned long result = Ostrel::RESULT_FAILURE;
+  auto mutex = std::make_unique<Ostrel::Win32Mutex>(initially_owned, name.c_str(), open_existing,
+                                                    nullptr, &result);
+  if (result == Ostrel::RESULT_SUCCESS) {
+    return mutex;
+  }
+  EXPECT_EQ(result, Ostrel::RESULT_SYSTEM_ERROR);
+  return nullptr;
+}
+
+/// A name that no other run uses.
+inline std::string unique(std::string const &name) {
+  return name + " of " + std::to_string(Ostrel::Platform::get_current_process_id());
+}
+
+inline void in_other_thread(std::function<void()> const &work) {
+  std::thread(work).join();
+}
+
+/// Takes what it is given and ends without giving it back.
+inline void abandon(std::vector<Ostrel::IMutex *> const &mutexes) {
+  in_other_thread([&mutexes] {
+    for (Ostrel::IMutex *mutex : mutexes) {
+      EXPECT_TRUE(mutex->acquire());
+    }
+  });
+}
+
+/// Whether the mutex is free, asked by a thread that does not own it. An abandoned one becomes so.
+inline bool is_free(Ostrel::IMutex &mutex) {
+  bool result = false;
+  in_other_thread([&] { result = (mutex.acquire() || mutex.acquire()) && mutex.release(); });
+  return result;
+}
+
+/// Whether this thread gets the mutex and has given it back after one release.
+inline bool is_taken_once(Ostrel::IMutex &mutex) {
+  return mutex.acquire() && mutex.release() && !mutex.release();
+}

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+// Names that Windows does not have, and patterns that it takes otherwise: it looks at the short
+// form of a name as well.
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tests/support/CapturedLog.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace {
+
+using namespace Ostrel;
+using Names = std::vector<std::string>;
+
+TEST(Directory, NamesThatCannotBeNamedAreLeftOut) {
+  TemporaryDirectory const directory;
+  std::string const start = directory.path() + "\\";
+  for (char const *name : {"a.xml", "C.XML", "\xFF\xFE.xml", "a\\b.xml"}) {
+    write_file(directory.path(name), "");
+  }
+  std::filesystem::create_symlink("a.xml", directory.path("link.xml"));
+  std::filesystem::create_symlink("none", directory.path("dangling.xml"));
+  std::filesystem::create_directory(directory.path("back\\slash"));
+  CapturedLog log("Ostrel.Core.Base.Win32Platform");
+  Names names;
+  EXPECT_EQ(Platform::get_file_list(start.c_str(), ".xml", &names), RESULT_SUCCESS);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (Names{start + "a.xml", start + "link.xml", start + "\xFF\xFE.xml"}));
+  Names lines = log.take();
+  std::sort(lines.begin(), lines.end());
+  std::string const unreadable = "WARN  - Unable to read the status of '" + start;
+  EXPECT_EQ(lines, (Names{unreadable + "a\\b.xml': left out of the file list.",
+                          unreadable + "dangling.xml': left out of the file list."}));
+  EXPECT_EQ(Platform::get_file_list(start.c_str(), ".XML", &names), RESULT_SUCCESS);
+  EXPECT_EQ(names, Names{start + "C.XML"});
+  EXPECT_EQ(Platform::get_file_list(start.c_str(), "????????", &names), RESULT_SUCCESS);
+  EXPECT_EQ(names, Names{start + "link.xml"}); // on Windows "?" may stand for nothing
+  EXPECT_EQ(Platform::get_dir_list(start.c_str(), &names), RESULT_SUCCESS);
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (Names{start + ".", start + ".."}));
+}
+
+} // namespace

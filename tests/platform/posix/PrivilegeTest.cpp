@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/ISharedLibrary.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tests/support/Child.hpp"
+#include "tests/support/Files.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <sys/auxv.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Ostrel::Platform;
+
+namespace {
+
+std::string read_variable(char const *name) {
+  std::string value;
+  return Platform::get_environment_variable(name, &value) ? value : "(none)";
+}
+
+// Tells what the library makes of the environment, and whether others find it as it was.
+Role const told_role("told", [](Role::Arguments const &) {
+  char const *const before = std::getenv("PATH");
+  for (auto const property : {Platform::INSTALL_PATH, Platform::CONFIG_PATH, Platform::DATA_PATH}) {
+    std::string path;
+    Platform::get_system_property(property, &path);
+    std::printf("%s\n", path.c_str());
+  }
+  Ostrel::ISharedLibrary *const library = Platform::create_shared_library();
+  library->set_name("plugin");
+  std::printf("%lu %s %d %s\n", library->load(), read_variable("PATH").c_str(),
+              std::getenv("PATH") == before ? 1 : 0, getauxval(AT_SECURE) != 0 ? "secure" : "");
+  return 0;
+});
+
+std::string output_of(std::string const &command) {
+  std::FILE *const child = popen((command + " 2>/dev/null").c_str(), "r");
+  std::string all;
+  for (int c = 0; (c = std::fgetc(child)) != EOF;) {
+    all += static_cast<char>(c);
+  }
+  pclose(child);
+  return all;
+}
+
+} // namespace
+
+TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
+  constexpr uid_t NOBODY = 65534;
+  TemporaryDirectory const directory;
+  std::string const program = directory.path("program"), registry = directory.path("registry");
+  std::string const hostile =
+      "/usr/bin/env -i PATH=" TEST_PLUGINS "/first OSTREL_LIBRARY_PATH=" TEST_PLUGINS
+      "/first OSTREL_CONFIG_PATH=/x OSTREL_DATA_PATH=/x OSTREL_REGISTRY_FILE=" +
+      registry + " " + program + " --role told";
+  std::string const empty = "/usr/bin/env -i " + program + " --role told";
+  write_file(registry, "REGEDIT4\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
+                       "\"InstallPath\"=\"/x\"\n");
+  std::filesystem::copy_file("/proc/self/exe", program);
+  EXPECT_NE(output_of(hostile), output_of(empty));
+  if (chown(program.c_str(), NOBODY, NOBODY) != 0 || chmod(program.c_str(), S_ISUID | 0755) != 0 ||
+      output_of(empty).find("secure") == std::string::npos) {
+    GTEST_SKIP() << "nobody's program cannot be run with his rights here";
+  }
+  EXPECT_EQ(output_of(hostile), output_of(empty));
+}

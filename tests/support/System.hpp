@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+/// For the rows in which the systems differ.
+constexpr bool ON_WINDOWS = std::filesystem::path::preferred_separator == '\\';
+
+/// The file that takes everything and holds nothing.
+constexpr char const *NOWHERE = ON_WINDOWS ? "NUL" : "/dev/null";
+
+/// What `abort` gives for a child's status.
+constexpr int ABORTED = ON_WINDOWS ? 3 : -6;
+
+/// Whether this is Windows as Wine gives it, which falls short of it in places.
+bool is_wine();
+
+/// Lets the library read a registry file of the key HKEY_LOCAL_MACHINE\Software\Ostrel Labs for as
+/// long as what is returned is kept: on Windows it is imported, elsewhere OSTREL_REGISTRY_FILE has
+/// to name it.
+std::shared_ptr<void> provide_registry(std::string const &file);
+
+/// Sets a variable of this process, also to the empty text; null removes it.
+void set_variable(char const *name, char const *value);
