@@ -18,15 +18,19 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <mutex>
 #include <random>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
 
 #include <fcntl.h>
+#include <pthread.h>
+#include <semaphore.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -47,13 +51,17 @@ Thread make_thread(IThread::Routine routine, void *argument = nullptr) {
 // --- What the threads are doing ---------------------------------------------------------------
 
 struct Surroundings {
-  std::unique_ptr<IMutex> mutex{Platform::create_mutex(true)}; // the main thread holds these three
+  std::unique_ptr<IMutex> mutex{
+      Platform::create_mutex(true)}; // the main thread holds what can be held
   Win32Mutex named{true, ("torture stop " + std::to_string(getpid())).c_str(), false, nullptr,
                    nullptr};
   std::mutex program_mutex;
   std::unique_ptr<IConditionVariable> condition{Platform::create_condition_variable()};
   std::mutex program_condition_mutex;
   std::condition_variable program_condition;
+  sem_t program_semaphore = {};
+  pthread_spinlock_t program_spin = {};
+  std::FILE *nowhere = std::fopen("/dev/null", "w");
   Thread idle = make_thread([](void *) -> unsigned int {
     for (;;) {
       pause();
@@ -89,6 +97,11 @@ constexpr long NOTHING = 1024;
 constexpr long BLOCKS = 8192;
 constexpr long A_THREAD = 16384;
 
+int compare_without_end(void const * /*unused*/, void const * /*unused*/) {
+  for (;;) {
+  }
+}
+
 struct State {
   char const *name;
   long most_lost;
@@ -106,6 +119,25 @@ constexpr State STATES[] = {
        void *volatile const block = std::malloc(1000);
        std::free(block);
      }},
+    {"computes with all signals blocked", NOTHING,
+     [] {
+       sigset_t all;
+       sigfillset(&all);
+       pthread_sigmask(SIG_SETMASK, &all, nullptr);
+     }},
+    {"computes in a callback of the C library", NOTHING,
+     [] {
+       std::array<int, 64> numbers = {};
+       qsort(numbers.data(), numbers.size(), sizeof(int), compare_without_end);
+     }},
+    {"throws", BLOCKS,
+     [] {
+       try {
+         throw std::runtime_error("thrown");
+       } catch (std::runtime_error const &) { // and goes on
+       }
+     }},
+    {"prints", NOTHING, [] { std::fprintf(around->nowhere, "%d", 1); }},
     {"logs", NOTHING, log},
     {"logs through a new category", BLOCKS,
      [] {
@@ -126,6 +158,8 @@ constexpr State STATES[] = {
     {"waits for a mutex", NOTHING, [] { around->mutex->acquire(); }},
     {"waits for a mutex with a name", NOTHING, [] { around->named.acquire(); }},
     {"waits for a mutex of the program", NOTHING, [] { around->program_mutex.lock(); }},
+    {"waits for a semaphore of the program", NOTHING, [] { sem_wait(&around->program_semaphore); }},
+    {"spins for a lock of the program", NOTHING, [] { pthread_spin_lock(&around->program_spin); }},
     {"waits for a thread", NOTHING, [] { around->idle->wait_for_exit(OVRA_INFINITE); }},
     {"waits for a condition", NOTHING, [] { around->condition->wait(OVRA_INFINITE, true); }},
     {"waits for a condition, again and again", NOTHING, [] { around->condition->wait(0, true); }},
@@ -249,9 +283,19 @@ Role const stop_role("stop", [](Role::Arguments const &arguments) {
   LoggingCategory::get_instance("torture").set_logging_output(new FileLoggingOutput("/dev/null"));
   around->mutex->acquire();
   around->program_mutex.lock();
+  sem_init(&around->program_semaphore, 0, 0);
+  pthread_spin_init(&around->program_spin, PTHREAD_PROCESS_PRIVATE);
+  pthread_spin_lock(&around->program_spin);
   if (pipe(around->pipe.data()) != 0 || !make_terminal() || !around->idle->start()) {
     return 2;
   }
+  // The C library signals all threads for it, and waits for the answer of each.
+  std::thread([] {
+    for (;;) {
+      [[maybe_unused]] int const result = setuid(getuid());
+      usleep(5000);
+    }
+  }).detach();
   for (State const &state : STATES) {
     std::fprintf(stderr, "%s\n", state.name);
     stop_in(state, 1 + times / 10);

@@ -15,14 +15,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
 #include <dlfcn.h>
 #include <pthread.h>
-#include <semaphore.h>
 #include <unistd.h>
 
 using namespace Ostrel;
@@ -44,22 +42,12 @@ struct Unwinding {
   ~Unwinding() { ++unwound; }
 };
 
-sem_t nobody_posts;
-std::mutex held_by_main;
-pthread_spinlock_t spun_on;
 IMutex *mutex_of_main = nullptr;
-std::array<int, 2> silent_pipe;
 
 struct Routine {
   char const *name;
   void (*step)();
 };
-
-void *spoilt_by_main(void * /*unused*/) {
-  for (;;) {
-    pause();
-  }
-}
 
 void block_all_signals() {
   sigset_t all;
@@ -68,54 +56,16 @@ void block_all_signals() {
   ++work;
 }
 
-int compare_without_end(void const * /*unused*/, void const * /*unused*/) {
-  for (;;) {
-    ++work;
-  }
-}
-
+// The torture has more of them.
 constexpr Routine ROUTINES[] = {
-    {"computes", [] { ++work; }},
     {"computes, all signals blocked", block_all_signals},
-    {"computes in a callback",
-     [] {
-       std::array<int, 64> numbers = {};
-       qsort(numbers.data(), numbers.size(), sizeof(int), compare_without_end);
-     }},
-    {"sleeps", [] { sleep(1000); }},
-    {"sleeps in the library", [] { Platform::millisecond_sleep(1000000); }},
-    {"waits for a semaphore", [] { sem_wait(&nobody_posts); }},
-    {"waits for a mutex", [] { held_by_main.lock(); }},
     {"waits for a mutex of the library", [] { mutex_of_main->acquire(); }},
-    {"spins for a lock", [] { pthread_spin_lock(&spun_on); }},
-    {"waits for a thread",
-     [] {
-       pthread_t other;
-       pthread_create(&other, nullptr, spoilt_by_main, nullptr);
-       pthread_join(other, nullptr);
-     }},
-    {"reads",
-     [] {
-       char byte = 0;
-       [[maybe_unused]] ssize_t const count = read(silent_pipe[0], &byte, 1);
-     }},
     {"allocates",
      [] {
        void *volatile const block = std::malloc(1000);
        std::free(block);
      }},
-    {"prints",
-     [] {
-       static std::FILE *const nowhere = std::fopen("/dev/null", "w");
-       std::fprintf(nowhere, "%d", 1);
-     }},
     {"logs", [] { LoggingCategory::get_instance("a.b").warn("%s", ""); }},
-    {"loads",
-     [] {
-       if (void *const library = dlopen("libm.so.6", RTLD_NOW)) {
-         dlclose(library);
-       }
-     }},
     {"throws",
      [] {
        try {
@@ -145,15 +95,8 @@ void use_everything() {
 }
 
 int stop_each(Role::Arguments const &rounds) {
-  sem_init(&nobody_posts, 0, 0);
-  held_by_main.lock();
-  pthread_spin_init(&spun_on, PTHREAD_PROCESS_PRIVATE);
-  pthread_spin_lock(&spun_on);
   mutex_of_main = Platform::create_mutex(true);
   mutex_of_main->acquire();
-  if (pipe(silent_pipe.data()) != 0) {
-    return 1;
-  }
   std::atomic<bool> is_done{false};
   // The C library signals all threads for it, and waits for each of them.
   std::thread changer([&is_done] {
