@@ -77,6 +77,8 @@ public:
     IMutex *none = nullptr;
     if (made != nullptr && _mutex.compare_exchange_strong(none, made.get())) {
       static_cast<void>(made.release()); // owned by the variable now
+    }
+    if (_mutex.load() != nullptr) { // whoever has made it
       State closed = State::CLOSED;
       _state.compare_exchange_strong(closed, State::OPEN);
     }
