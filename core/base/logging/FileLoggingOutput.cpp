@@ -16,7 +16,7 @@ FileLoggingOutput::FileLoggingOutput(char const *file_name, ILoggingLayout *layo
   try {
     file_name_ = file_name == nullptr ? "" : file_name;
   } catch (std::bad_alloc const &) {
-    has_all_texts_ = false; // it opens nothing
+    has_name_ = false; // it opens nothing
   }
   PlainOutput::learn_file_class(*this);
 }

@@ -44,11 +44,15 @@ protected:
 
 private:
   friend class PlainOutput;
+  friend class ProcessLogging;
 
+  // Whether there was memory for all that a new output has.
+  bool is_whole() const { return LoggingOutputImpl::is_whole() && has_name_; }
   void append(std::string_view text);
   void append_after_fragment(std::string_view text);
 
   std::string file_name_;
+  bool has_name_ = true;          // there was memory for it
   std::unique_ptr<File> stream_;  // null until first needed
   bool ends_inside_line_ = false; // the last write was cut short by a full disk
 };

@@ -38,7 +38,7 @@ void LoggingOutputImpl::set_layout(ILoggingLayout *layout) {
                                                          : layout);
   if (handed_over != nullptr) {
     layout_ = std::move(handed_over);
-    has_default_layout_ = is_default;
+    has_default_layout_.store(is_default, std::memory_order_relaxed);
   }
   owes_layout_ = layout_ == nullptr;
 }
@@ -48,7 +48,8 @@ ILoggingLayout *LoggingOutputImpl::get_layout() {
 }
 
 void LoggingOutputImpl::delete_layout() {
-  has_default_layout_ = owes_layout_ = false;
+  has_default_layout_.store(false, std::memory_order_relaxed);
+  owes_layout_ = false;
   layout_.reset();
 }
 

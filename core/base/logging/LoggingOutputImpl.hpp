@@ -3,6 +3,7 @@
 
 #include "core/base/logging/ILoggingOutput.hpp"
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -39,21 +40,21 @@ public:
   /// Formats and writes under the output's mutex; an event for which there is no memory is lost.
   void write(LoggingEvent const &event) override;
 
+protected:
+  /// Whether there was memory for all that a new output has.
+  bool is_whole() const { return mutex_ != nullptr && layout_ != nullptr; }
+
 private:
-  friend class FileLoggingOutput;
   friend class LoggingHierarchy;
   friend class PlainOutput;
-  friend class ProcessLogging;
-
-  // Whether there was memory for all that a new output has.
-  bool is_whole() const { return mutex_ != nullptr && layout_ != nullptr && has_all_texts_; }
 
   std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout, and while one is owed
   std::unique_ptr<IMutex> mutex_;          // null when it could not be had: events are then written
                                            // all the same
-  bool has_default_layout_ = false;        // the layout was made here
-  bool owes_layout_ = false;               // a default one, for which there was no memory yet
-  bool has_all_texts_ = true;              // no text of a derived class lacked memory
+  // The layout was made here. Relaxed: the short way looks at it without the mutex, and does not
+  // use the layout.
+  std::atomic<bool> has_default_layout_{false};
+  bool owes_layout_ = false; // a default one, for which there was no memory yet
 };
 
 } // namespace Ostrel

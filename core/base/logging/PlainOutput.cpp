@@ -38,7 +38,7 @@ bool PlainOutput::write(ILoggingOutput &output, LoggingPriority::PriorityLevel l
     return false;
   }
   auto &plain = static_cast<LoggingOutputImpl &>(output);
-  if (!plain.has_default_layout_) {
+  if (!plain.has_default_layout_.load(std::memory_order_relaxed)) {
     return false;
   }
   [[maybe_unused]] LoggingTimeStamp const number;
