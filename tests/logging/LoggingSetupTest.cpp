@@ -225,8 +225,15 @@ Role const exit_in_layout("exit-in-layout", [](Role::Arguments const &) {
   return 1;
 });
 
+// An allocator of somebody's logs, and ends the process, while logging is set up.
+Role const exit_in_set_up("exit-in-set-up", [](Role::Arguments const &) {
+  at_allocation(0, [] { std::exit(LoggingCategory::get_instance("lost").fatal("no") ? 1 : 0); });
+  LoggingCategory::get_instance("never.made");
+  return 1;
+});
+
 TEST(LoggingTeardown, WhateverOtherThreadsDo) {
-  for (char const *role : {"made-late", "exit-in-layout"}) {
+  for (char const *role : {"made-late", "exit-in-layout", "exit-in-set-up"}) {
     // The thread sanitizer's own wait at the end is a second.
     ChildResult const result = run_child(role, {}, {{"TSAN_OPTIONS", "atexit_sleep_ms=0"}});
     EXPECT_EQ(result.status, 0) << role << result.err;

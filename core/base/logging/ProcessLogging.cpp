@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/ProcessLogging.hpp"
 
+#include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
@@ -54,27 +55,61 @@ void *allocate_further(std::size_t size) {
   return first + 1;
 }
 
+// Of a set-up that failed, after which nobody has a category.
+void give_back_category_memory() {
+  arena_used = 0;
+  FurtherMemory *memory = further_memory.exchange(nullptr);
+  while (memory != nullptr) {
+    ::operator delete(std::exchange(memory, memory->next));
+  }
+}
+
 // The process of which a thread is setting up; 0 for none. No mutex: a fork would copy one that is
 // held, and nobody would give it back in the child.
 std::atomic<unsigned long> setting_up{0};
 
-// Keeps other threads from setting up until the end of a block.
+// Whether that is the calling thread. Not made at the first use, when there may be no memory.
+thread_local bool is_setting_up __attribute__((tls_model("initial-exec"))) = false;
+
+// Keeps other threads from setting up until the end of a block. Not had by a thread that is setting
+// up already: somebody's allocator that logs, or that ends the process, is called inside.
 class SetUpTurn {
 public:
-  SetUpTurn() : process_id_(Platform::get_current_process_id()) {
-    for (unsigned long other = 0; !setting_up.compare_exchange_strong(other, process_id_);) {
-      if (other == process_id_) {
-        Platform::millisecond_sleep(1);
-        other = 0;
-      }
+  explicit SetUpTurn(unsigned long longest_wait_ms) {
+    if (is_setting_up) {
+      return;
     }
+    unsigned long const process_id = Platform::get_current_process_id();
+    is_held_ = take(process_id);
+    for (unsigned long waited_ms = 0; !is_held_ && waited_ms < longest_wait_ms; ++waited_ms) {
+      Platform::millisecond_sleep(1);
+      is_held_ = take(process_id);
+    }
+    is_setting_up = is_held_;
   }
   SetUpTurn(SetUpTurn const &) = delete;
   SetUpTurn &operator=(SetUpTurn const &) = delete;
-  ~SetUpTurn() { setting_up.store(0); }
+  ~SetUpTurn() {
+    if (is_held_) {
+      is_setting_up = false;
+      setting_up.store(0);
+    }
+  }
+
+  explicit operator bool() const noexcept { return is_held_; }
 
 private:
-  unsigned long process_id_;
+  // Takes it from a thread of another process as well: the fork left that one behind.
+  static bool take(unsigned long process_id) {
+    unsigned long other = 0;
+    bool is_taken = setting_up.compare_exchange_strong(other, process_id);
+    while (!is_taken && other != process_id) {
+      is_taken = setting_up.compare_exchange_strong(other, process_id);
+    }
+    return is_taken;
+  }
+
+  bool is_held_ = false;
 };
 
 class Teardown {
@@ -92,6 +127,9 @@ Teardown &teardown() {
 
 // From the load on, so that the teardown comes after all that the program registers for its end.
 [[maybe_unused]] Teardown &built_at_load = teardown();
+
+// From the load on, so that no thread is inside its making while another one forks.
+[[maybe_unused]] LoggingCategory &made_at_load = ProcessLogging::discarding_category();
 
 constexpr std::size_t aligned(std::size_t size) {
   constexpr std::size_t ALIGNMENT = alignof(std::max_align_t);
@@ -136,14 +174,13 @@ LoggingVisit ProcessLogging::visit() {
 // All or nothing: where something lacks memory, all of it is given back, and the next call tries
 // again. Reaches the categories through the hierarchy at hand, since it has the turn.
 void ProcessLogging::set_up() {
-  SetUpTurn const turn;
-  if (current.load() != nullptr || is_over) {
+  SetUpTurn const turn(OVRA_INFINITE);
+  if (!turn || current.load() != nullptr || is_over) {
     return;
   }
-  std::size_t const arena_used_before = arena_used;
   std::unique_ptr<LoggingHierarchy> hierarchy = make_configured();
   if (hierarchy == nullptr) {
-    arena_used = arena_used_before; // which nobody uses without a hierarchy
+    give_back_category_memory();
     report_failure();
     return;
   }
@@ -237,7 +274,10 @@ void *ProcessLogging::allocate_for_ever(std::size_t size) {
 
 void ProcessLogging::tear_down() {
   is_over = true;
-  { SetUpTurn const after_the_last_set_up; }
+  bool const is_after_the_last_set_up{SetUpTurn(LONGEST_WAIT_MS)};
+  if (!is_after_the_last_set_up) {
+    return;
+  }
   LoggingHierarchy *const hierarchy = current.exchange(nullptr);
   if (hierarchy == nullptr) {
     return;

@@ -69,7 +69,8 @@ private:
 class ProcessLogging {
 public:
   /// Visits the hierarchy, which the first call for which there is memory sets up from the
-  /// environment. The visitor finds null before that, and when it has been torn down.
+  /// environment. The visitor finds null before that, also when it comes from inside the set-up,
+  /// and when it has been torn down.
   static LoggingVisit visit();
 
   /// Gives the category of that name, in any mix of upper and lower case; null without memory.
@@ -86,7 +87,8 @@ public:
   /// files. They are left as they are when a visitor stays for longer than a second: it may have
   /// been terminated there, or be the caller, whose layout or output ends the process. So are they
   /// in a child of a process of which another thread was on a visit at the fork: the child has the
-  /// visit, but not the thread.
+  /// visit, but not the thread. While a set-up lasts for longer than a second, or is the caller's,
+  /// there is nothing to tear down.
   static void tear_down();
 
 private:
