@@ -81,13 +81,15 @@ IMutex *get_configuration_mutex() {
 class ConfigurationLock {
 public:
   ConfigurationLock()
-      : lock_(get_configuration_mutex()),
+      : mutex_(get_configuration_mutex()), lock_(mutex_),
         // The second attempt follows an owner that ended inside: the first one only tells of it.
         is_held_(lock_.acquire()) {}
 
   explicit operator bool() const noexcept { return is_held_; }
+  bool lacks_memory() const noexcept { return mutex_ == nullptr && !is_unloaded; }
 
 private:
+  IMutex *mutex_;
   AcquirableLock lock_;
   bool is_held_;
 };
@@ -495,6 +497,9 @@ unsigned long Configuration::get_series(void const *key, char const *sub_path, c
 
 void const *Configuration::look_up(void const *key, char const *sub_path) const {
   ConfigurationLock const lock;
+  if (lock.lacks_memory()) {
+    throw std::bad_alloc();
+  }
   return lock ? find_sub_key(key, sub_path) : nullptr;
 }
 

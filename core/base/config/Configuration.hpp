@@ -25,9 +25,10 @@ namespace Ostrel {
 /// Handles are the source's and live as long as it says. Any thread may use a `Configuration`; one
 /// lock serialises loading and key look-ups of all of them. Callers that keep handles must keep
 /// other threads from deleting those keys or reloading the source. A null result pointer gives
-/// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null and a result `RESULT_OUT_OF_MEMORY`;
-/// but a null handle that a source of another class than `XmlConfigSource` gives for it is taken
-/// for what is not there. Messages go to the category "Ostrel.Core.Base.Configuration".
+/// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null and a result `RESULT_OUT_OF_MEMORY`,
+/// or `RESULT_ACQUISITION_ERROR` when a load or a change has none for its lock; but a null handle
+/// that a source of another class than `XmlConfigSource` gives for it is taken for what is not
+/// there. Messages go to the category "Ostrel.Core.Base.Configuration".
 class OSTBASE_API Configuration {
 public:
   /// @param source  borrowed; must outlive this object and its copies.
@@ -163,6 +164,8 @@ protected:
                                           char const *value_text) const;
 
 private:
+  friend class KeyLookUp; // of the user settings, which must know that there is no key
+
   // What `find_key` finds. Throws std::bad_alloc without memory.
   void const *look_up(void const *key, char const *sub_path) const;
 

@@ -26,6 +26,15 @@
 
 namespace Ostrel {
 
+// Tells a key that is not there from one that nobody can look for, which a handle would not say.
+class KeyLookUp {
+public:
+  // Null when there is no such key. Throws std::bad_alloc without memory.
+  static void const *find(Configuration const &configuration, char const *path) {
+    return configuration.look_up(nullptr, path);
+  }
+};
+
 namespace {
 
 ClassCategory category("Ostrel.Core.Base.UserConfig");
@@ -60,13 +69,6 @@ struct HashOfQuestion {
   std::size_t operator()(Question const &question) const noexcept { return question.hash; }
 };
 
-// Whether there is that key: RESULT_SUCCESS, RESULT_NOT_FOUND, or RESULT_OUT_OF_MEMORY when nobody
-// knows, which a handle would not say. Every key has a text value.
-unsigned long find_key(Configuration const &configuration, char const *path) {
-  std::string text;
-  return configuration.get_value(path, nullptr, &text);
-}
-
 using Values = std::map<std::string, std::string>;
 using Cache = AcquirableMap<std::string, Values>;
 
@@ -100,8 +102,8 @@ public:
     return cache;
   }
 
-  // Loads the file and the aliases at the first call. When that fails for lack of memory or a lock,
-  // nothing is kept, and the next call begins anew.
+  // Loads the file and the aliases at the first call. When that fails for lack of memory, which it
+  // may throw std::bad_alloc for, or of a lock, nothing is kept, and the next call begins anew.
   unsigned long set_up() {
     if (aliases_are_loaded_) {
       return RESULT_SUCCESS;
@@ -109,15 +111,14 @@ public:
     Aliases aliases = {{"VisualAvoidanceTolerance", "UserConfig/VisualAvoidance/Tolerance"},
                        {"ObstacleAvoidanceMethod", "UserConfig/ObstacleAvoidance/Method"}};
     auto configuration = std::make_unique<Configuration>(source_);
-    unsigned long result = load_file(*configuration);
-    bool const is_available = result == RESULT_SUCCESS;
-    if (is_available) {
-      result = read_declared_aliases(*configuration, &aliases);
-    }
+    unsigned long const result = load_file(*configuration);
     if (result == RESULT_OUT_OF_MEMORY || result == RESULT_ACQUISITION_ERROR) {
       return result;
     }
-    configuration_ = is_available ? std::move(configuration) : nullptr;
+    if (result == RESULT_SUCCESS) {
+      read_declared_aliases(*configuration, &aliases);
+      configuration_ = std::move(configuration);
+    }
     aliases_ = std::move(aliases);
     aliases_are_loaded_ = true;
     return RESULT_SUCCESS;
@@ -182,7 +183,8 @@ public:
   // Remembers where the answer to a question is.
   void add_answer(Question const &question, std::string const *text) noexcept try {
     if (find_answer(question) == nullptr) {
-      std::list<std::string> kept(1, std::string(question.text));
+      std::list<std::string> kept;
+      kept.emplace_back(question.text);
       answers_.emplace(Question(kept.front()), text);
       questions_.splice(questions_.end(), kept);
     }
@@ -198,42 +200,46 @@ private:
 
   unsigned long load_file(Configuration &configuration) {
     std::string path;
-    unsigned long result = Platform::get_system_property(Platform::CONFIG_PATH, &path);
-    if (result == RESULT_SUCCESS) {
-      result = source_.set_search_path(path.c_str());
+    if (unsigned long const result = Platform::get_system_property(Platform::CONFIG_PATH, &path);
+        result != RESULT_SUCCESS) {
+      return result;
     }
-    if (result == RESULT_SUCCESS) {
-      result = configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
+    if (unsigned long const result = source_.set_search_path(path.c_str());
+        result != RESULT_SUCCESS) {
+      return result;
     }
-    return result;
+    return configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
   }
 
-  // Gives RESULT_SUCCESS, or RESULT_OUT_OF_MEMORY.
-  static unsigned long read_declared_aliases(Configuration const &configuration, Aliases *aliases) {
+  // Throws std::bad_alloc without memory, with some of them read.
+  static void read_declared_aliases(Configuration const &configuration, Aliases *aliases) {
     constexpr unsigned int PATH_SIZE = 1024;
     char path[PATH_SIZE];
     for (int i = 0;; ++i) {
       ovra_snprintf(path, PATH_SIZE, "/UserConfig/Aliases/Alias:%d", i);
-      unsigned long result = find_key(configuration, path);
-      if (result == RESULT_NOT_FOUND) {
-        return RESULT_SUCCESS;
+      void const *const key = KeyLookUp::find(configuration, path);
+      if (key == nullptr) {
+        return;
       }
       std::string name, value;
-      if (result == RESULT_SUCCESS) {
-        result = configuration.get_value(path, "name", &name);
-      }
-      if (result == RESULT_SUCCESS) {
-        result = configuration.get_value(path, "value", &value);
-      }
-      if (result == RESULT_SUCCESS) {
+      if (read_text(configuration, key, "name", &name) &&
+          read_text(configuration, key, "value", &value)) {
         (*aliases)[name] = std::move(value);
-      } else if (result == RESULT_NOT_FOUND) {
+      } else {
         category().warn("Unable to parse alias declaration in user configuration: "
                         "Could not find 'value' parameter.");
-      } else {
-        return result;
       }
     }
+  }
+
+  // False when there is no such value. Throws std::bad_alloc without memory.
+  static bool read_text(Configuration const &configuration, void const *key, char const *name,
+                        std::string *text) {
+    unsigned long const result = configuration.get_value(key, nullptr, name, text);
+    if (result == RESULT_OUT_OF_MEMORY) {
+      throw std::bad_alloc();
+    }
+    return result == RESULT_SUCCESS;
   }
 
   XmlConfigSource source_;
@@ -294,14 +300,17 @@ unsigned long refusal(unsigned long result) {
   return result == RESULT_OUT_OF_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_FAILURE;
 }
 
+// Throws std::bad_alloc without memory to look the key up.
 unsigned long commit_setting(Configuration &configuration, FullKey const &key, char const *text) {
-  unsigned long result = find_key(configuration, key.path.c_str());
-  if (result == RESULT_NOT_FOUND && configuration.create_key(key.path.c_str()) != nullptr) {
-    result = RESULT_SUCCESS;
+  void const *handle = KeyLookUp::find(configuration, key.path.c_str());
+  if (handle == nullptr) {
+    handle = configuration.create_key(key.path.c_str());
   }
-  if (result == RESULT_SUCCESS) {
-    result = configuration.set_value(key.path.c_str(), key.name.c_str(), text, /*commit=*/true);
+  if (handle == nullptr) {
+    return RESULT_FAILURE;
   }
+  unsigned long const result =
+      configuration.set_value(handle, nullptr, key.name.c_str(), text, /*commit=*/true);
   return result == RESULT_SUCCESS ? result : refusal(result);
 }
 
