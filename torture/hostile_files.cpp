@@ -127,7 +127,7 @@ void add_deep_and_huge(Corpus &corpus) {
   }
   for (char const *part :
        {"<K/>", "<K@/>", "<K>@</K>", "x<K/>", "<K v=''/>", "<K>t</K>", "<!---->", "<?p?>", "&amp;",
-        "&#65;", "<![CDATA[x]]>", "]]>", "<K xmlns='u@'/>", "\n", "\r", " \t"}) {
+        "&#65;", "<![CDATA[x]]>", "]]>", "<K xmlns='u@'/>", "<K xmlns='u'/>", "\n", "\r", " \t"}) {
     corpus.add("<R>" + repeated(part, SOME) + "</R>");
   }
   corpus.add("<R>" + repeated("<K@/>", 10 * SOME) + "</R>");

@@ -502,7 +502,16 @@ XmlString file_text(xmlDoc *document, xmlChar const *text) {
     return nullptr;
   }
   xmlAttrSerializeTxtContent(buffer.get(), document, nullptr, text);
-  return XmlString(xmlBufferDetach(buffer.get()));
+  return XmlString(xmlStrdup(xmlBufferContent(buffer.get()))); // the buffer itself has 4 KB
+}
+
+// Whether a text stands in a file as it is.
+bool is_file_text(xmlChar const *text) {
+  constexpr xmlChar FIRST_NOT_ASCII = 0x80;
+  char const *const end = plain(text) + xmlStrlen(text);
+  return std::strpbrk(plain(text), "&<>\"\t\r\n") == nullptr &&
+         std::none_of(plain(text), end,
+                      [](char c) { return static_cast<xmlChar>(c) >= FIRST_NOT_ASCII; });
 }
 
 // No attribute gets the default: only a save looks at it. One that does not fit the type would be
@@ -545,6 +554,9 @@ void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar con
                         defaulted_count, attributes);
   xmlNs *declared = parser->node == nullptr ? nullptr : parser->node->nsDef;
   for (; declared != nullptr; declared = declared->next) {
+    if (is_file_text(declared->href)) {
+      continue;
+    }
     if (XmlString text = file_text(parser->myDoc, declared->href); text != nullptr) {
       xmlFree(const_cast<xmlChar *>(declared->href));
       declared->href = text.release();
