@@ -225,7 +225,7 @@ private:
 
 constexpr unsigned long long LEAST_EXPANSION = 1000000;   // bytes that any file's entities may have
 constexpr unsigned long long EXPANSION_TO_FILE_SIZE = 10; // or so many times the size of the file
-constexpr unsigned long long WEIGHT_OF_ELEMENTS = 10;     // they take more memory than their bytes
+constexpr unsigned long long WEIGHT_OF_NODE = 25;         // bytes, of its hundred or two in memory
 constexpr int MAX_ENTITY_NESTING = 40;                    // the parser's own limit
 constexpr int MAX_DEPTH = 257; // elements inside each other that the parser takes; the root counts
 
@@ -399,8 +399,17 @@ bool LimitedParse::expand(xmlParserCtxt *parser, unsigned long long size) noexce
   return true;
 }
 
-// The size of an entity with everything that it refers to, as far as it matters. Only when all are
-// declared.
+// The bytes of an entity's text, and more where it becomes elements: one for each '<', with a named
+// value for each '='.
+unsigned long long weight_of(std::string_view text) {
+  bool const has_elements = text.find('<') != text.npos;
+  auto const becomes_node = [](char c) { return c == '<' || c == '='; };
+  auto const nodes = has_elements ? std::count_if(text.begin(), text.end(), becomes_node) : 0;
+  return text.size() + static_cast<unsigned long long>(nodes) * WEIGHT_OF_NODE;
+}
+
+// The weight of an entity with everything that it refers to, as far as it matters. Only when all
+// are declared.
 unsigned long long LimitedParse::expanded_size(xmlEntity *entity, int nesting) {
   if (nesting > MAX_ENTITY_NESTING) {
     return allowance_ + 1;
@@ -411,8 +420,7 @@ unsigned long long LimitedParse::expanded_size(xmlEntity *entity, int nesting) {
     return known->second;
   }
   std::string_view const content = plain(entity->content);
-  bool const has_elements = content.find('<') != content.npos;
-  unsigned long long size = content.size() * (has_elements ? WEIGHT_OF_ELEMENTS : 1);
+  unsigned long long size = weight_of(content);
   for (std::size_t at = content.find('&'); at != content.npos; at = content.find('&', at + 1)) {
     std::string const name(content.substr(at + 1, content.find(';', at) - at - 1));
     xmlEntity *inner = xmlGetDocEntity(parser_->myDoc, xml(name.c_str()));
