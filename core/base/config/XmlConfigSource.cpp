@@ -241,7 +241,7 @@ constexpr int MAX_DECLARATION_BYTES = 32 * 1024; // besides the texts of entitie
 // Names, prefixes, URIs, and texts of up to three bytes or of blanks. The parser keeps each once,
 // in a table that stops to grow at some thousand places, and then compares it with more and more
 // others.
-constexpr int MAX_WORDS = 50000;
+constexpr int MAX_WORDS = 100000;
 
 // What a parse reads.
 class Input {
@@ -332,6 +332,7 @@ private:
 
   void limit_callbacks();
   char const *find_excess(int more_bytes) noexcept;
+  char const *find_excess_at_end(xmlDoc &document) noexcept;
   bool expand(xmlParserCtxt *parser, unsigned long long size) noexcept;
   void refuse(xmlParserCtxt *parser, char const *reason) noexcept;
   void give_up(xmlParserCtxt *parser) noexcept; // for lack of memory
@@ -658,6 +659,14 @@ bool is_too_deep(xmlDoc &document) {
   return false;
 }
 
+// What came after the last look at it counts as well: what is loaded can be saved and loaded again.
+char const *LimitedParse::find_excess_at_end(xmlDoc &document) noexcept {
+  if (char const *excess = find_excess(0); excess != nullptr) {
+    return excess;
+  }
+  return expanded_ > 0 && is_too_deep(document) ? "its entities nest too deep" : nullptr;
+}
+
 Parsed LimitedParse::run() {
   if (parser_ == nullptr) {
     return {nullptr, true};
@@ -668,9 +677,8 @@ Parsed LimitedParse::run() {
   if (errors_.lacked_memory() || lacks_memory_) {
     return {nullptr, true};
   }
-  bool const has_expanded = expanded_ > 0 && document != nullptr;
-  if (has_expanded && refusal_ == nullptr && is_too_deep(*document)) {
-    refusal_ = "its entities nest too deep";
+  if (refusal_ == nullptr && document != nullptr) {
+    refusal_ = find_excess_at_end(*document);
   }
   if (document == nullptr || refusal_ != nullptr) {
     category().debug("%s", refusal_ != nullptr ? refusal_ : errors_.first());
