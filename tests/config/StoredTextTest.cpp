@@ -96,7 +96,7 @@ TEST(StoredText, RefusesWhatAFileCannotHold) {
       {UTF_8, nullptr, "\xED\xA0\x80"}, {UTF_8, "xmlns", "t"},      {UTF_8, "1a", "t"},
       {UTF_8, nullptr, "\xEF\xBF\xBE"}, {UTF_8, "xmlns:a", "t"},    {UTF_8, "a:b:0", "t"},
       {UTF_8, nullptr, "cut \xE2\x82"}, {UTF_8, "xml:lang", "t"},   {UTF_8, "", "t"},
-      {UTF_8, nullptr, "\xC0\x80"},     {UTF_8, "\xFF", "t"}};
+      {UTF_8, nullptr, "\xC0\x80"},     {UTF_8, "\xFF", "t"},       {UTF_8, "-a", "t"}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + c.text);

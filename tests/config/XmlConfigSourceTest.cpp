@@ -191,7 +191,9 @@ TEST(XmlConfigSource, AFailedLoadKeepsOrDropsTheOldDocument) {
 
 TEST(XmlConfigSource, ADocumentWithoutTopKeyIsNotWritten) {
   LoadedSource one("<R/>");
+  CapturedLog log(CATEGORY);
   EXPECT_EQ(one.source.delete_key(one.top()), RESULT_IO_ERROR);
+  EXPECT_EQ(log.take().size(), 1u);
   EXPECT_EQ(read_file(one.path), "<R/>");
 }
 

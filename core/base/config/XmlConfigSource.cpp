@@ -23,6 +23,7 @@
 #include <libxml/valid.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstring>
 #include <limits>
@@ -110,21 +111,28 @@ void leave_source_mutex() {
   }
 }
 
-class SourceLock {
+// For what goes on without the lock as well, where that cannot be had.
+class SourceTurn {
 public:
-  SourceLock() : lock_(get_source_mutex()) {
-    // The second attempt follows an owner that ended inside: the first one only tells of it.
-    is_held_ = lock_.acquire();
-    if (!is_held_) {
+  // The second attempt follows an owner that ended inside: the first one only tells of it.
+  SourceTurn() : mutex_(get_source_mutex()), lock_(mutex_), is_held_(lock_.acquire()) {}
+
+  explicit operator bool() const noexcept { return is_held_; }
+  bool lacks_memory() const noexcept { return mutex_ == nullptr; }
+
+private:
+  IMutex *mutex_;
+  AcquirableLock lock_;
+  bool is_held_;
+};
+
+class SourceLock : public SourceTurn {
+public:
+  SourceLock() {
+    if (!*this) {
       LoggingCategory::get_instance(CATEGORY_NAME).warn("Could not obtain mutex lock");
     }
   }
-
-  explicit operator bool() const noexcept { return is_held_; }
-
-private:
-  AcquirableLock lock_;
-  bool is_held_;
 };
 
 // --- XML resources ----------------------------------------------------------------------------
@@ -152,15 +160,12 @@ using Buffer = std::unique_ptr<xmlBuffer, FreeBuffer>;
 using Document = std::unique_ptr<xmlDoc, FreeXmlDocument>;
 
 struct Serialized {
-  XmlString text; // null when it could not be made
-  int size = 0;
-  bool lacked_memory = false;
-
-  // Never of what there was no memory for.
-  bool operator==(Serialized const &other) const {
-    return text != nullptr && other.text != nullptr && size == other.size &&
-           std::memcmp(text.get(), other.text.get(), std::size_t(size)) == 0;
+  std::string_view view() const {
+    return {reinterpret_cast<char const *>(text.get()), static_cast<std::size_t>(size)};
   }
+
+  XmlString text;
+  int size = 0;
 };
 
 xmlChar const *xml(char const *text) {
@@ -179,6 +184,9 @@ bool is_element(xmlNode const *node) {
   return node->type == XML_ELEMENT_NODE;
 }
 
+constexpr unsigned int ERROR_TEXT_SIZE = 512;
+using ErrorText = std::array<char, ERROR_TEXT_SIZE>;
+
 // Keeps what the XML library has to say, which without this goes to standard error, and puts the
 // host's own handler back at the end. Errors of character decoding reach no narrower handler.
 class ErrorTrap {
@@ -191,7 +199,7 @@ public:
   ~ErrorTrap() { xmlSetStructuredErrorFunc(context_, handler_); }
 
   // The first message, with its place; empty when there was none.
-  char const *first() const { return first_; }
+  char const *first() const { return first_.data(); }
 
   // Whether something is missing for which there was no memory.
   bool lacked_memory() const { return lacked_memory_; }
@@ -203,22 +211,19 @@ private:
     }
     auto &trap = *static_cast<ErrorTrap *>(context);
     trap.lacked_memory_ = trap.lacked_memory_ || error->code == XML_ERR_NO_MEMORY;
-    char(&first)[MESSAGE_SIZE] = trap.first_;
-    if (first[0] != '\0') {
+    if (trap.first()[0] != '\0') {
       return;
     }
     char const *message = error->message == nullptr ? "unknown error" : error->message;
     int const length = static_cast<int>(std::strcspn(message, "\n")); // it ends in a line feed
-    ovra_snprintf(first, MESSAGE_SIZE, "line %d, column %d: %.*s", error->line, error->int2, length,
-                  message);
+    ovra_snprintf(trap.first_.data(), ERROR_TEXT_SIZE, "line %d, column %d: %.*s", error->line,
+                  error->int2, length, message);
   }
-
-  static constexpr unsigned int MESSAGE_SIZE = 512;
 
   xmlStructuredErrorFunc handler_;
   void *context_;
   bool lacked_memory_ = false;
-  char first_[MESSAGE_SIZE] = "";
+  ErrorText first_ = {};
 };
 
 // --- Reading ----------------------------------------------------------------------------------
@@ -285,6 +290,7 @@ private:
 struct Parsed {
   Document document;          // null when the input does not parse
   bool lacked_memory = false; // then it might have parsed
+  ErrorText fault = {};       // why it does not parse; empty for lack of memory
 };
 
 bool is_blank(xmlChar const *text, int size) {
@@ -681,8 +687,10 @@ Parsed LimitedParse::run() {
     refusal_ = find_excess_at_end(*document);
   }
   if (document == nullptr || refusal_ != nullptr) {
-    category().debug("%s", refusal_ != nullptr ? refusal_ : errors_.first());
-    return {};
+    Parsed parsed;
+    ovra_snprintf(parsed.fault.data(), ERROR_TEXT_SIZE, "%s",
+                  refusal_ != nullptr ? refusal_ : errors_.first());
+    return parsed;
   }
   if (has_long_blanks_) {
     drop_long_blanks(*document);
@@ -692,9 +700,14 @@ Parsed LimitedParse::run() {
 
 Parsed parse_file(char const *path) {
   FileInput file;
-  unsigned long const result = file.open(path);
-  return result == RESULT_SUCCESS ? LimitedParse(file).run()
-                                  : Parsed{nullptr, result == RESULT_OUT_OF_MEMORY};
+  if (unsigned long const result = file.open(path); result != RESULT_SUCCESS) {
+    return {nullptr, result == RESULT_OUT_OF_MEMORY};
+  }
+  Parsed parsed = LimitedParse(file).run();
+  if (parsed.document == nullptr && !parsed.lacked_memory) {
+    category().debug("%s", parsed.fault.data());
+  }
+  return parsed;
 }
 
 // --- Writing ----------------------------------------------------------------------------------
@@ -721,6 +734,7 @@ private:
 
 constexpr char UTF_8[] = "UTF-8";
 
+// Throws std::bad_alloc without memory.
 Serialized serialize(xmlDoc &document, char const *encoding) {
   WriterSettings const settings;
   ErrorTrap const errors;
@@ -728,50 +742,44 @@ Serialized serialize(xmlDoc &document, char const *encoding) {
   Serialized result;
   xmlDocDumpFormatMemoryEnc(&document, &text, &result.size, encoding, /*format=*/1);
   result.text.reset(text);
-  return errors.lacked_memory() || text == nullptr ? Serialized{nullptr, 0, true}
-                                                   : std::move(result);
+  if (text == nullptr || errors.lacked_memory()) {
+    throw std::bad_alloc();
+  }
+  return result;
 }
 
 bool is_utf_8(xmlDoc const &document) {
   return document.encoding != nullptr && xmlStrcasecmp(document.encoding, xml(UTF_8)) == 0;
 }
 
-// What the text parses to; no document when it does not, or has no root element.
+// What the text parses to. Throws std::bad_alloc without memory.
 Parsed read_back(Serialized const &written) {
-  if (written.text == nullptr || written.size <= 0) {
-    return {nullptr, written.lacked_memory};
-  }
-  TextInput text({plain(written.text.get()), static_cast<std::size_t>(written.size)});
+  TextInput text(written.view());
   Parsed parsed = LimitedParse(text).run();
-  bool const has_root =
-      parsed.document != nullptr && xmlDocGetRootElement(parsed.document.get()) != nullptr;
-  return has_root ? std::move(parsed) : Parsed{nullptr, parsed.lacked_memory};
+  if (parsed.lacked_memory) {
+    throw std::bad_alloc();
+  }
+  return parsed;
 }
 
-// The text of the file; empty when it would not parse, and without memory. Another encoding than
-// UTF-8 is kept when the same comes back out of it.
-Serialized make_file_text(xmlDoc &document) {
+bool are_equal(xmlDoc &one, xmlDoc &other) {
+  return serialize(one, UTF_8).view() == serialize(other, UTF_8).view();
+}
+
+// The text of the file, null and with the reason in `fault` when that would not parse. Another
+// encoding than UTF-8 is kept when the same comes back out of it. Throws std::bad_alloc without
+// memory.
+Serialized make_file_text(xmlDoc &document, ErrorText *fault) {
   bool const is_converted = document.encoding != nullptr && !is_utf_8(document);
   Serialized written =
       serialize(document, document.encoding == nullptr ? nullptr : plain(document.encoding));
-  Parsed const again = read_back(written);
-  if (again.lacked_memory) {
-    return {};
+  Parsed again = read_back(written);
+  if (is_converted && (again.document == nullptr || !are_equal(*again.document, document))) {
+    written = serialize(document, UTF_8);
+    again = read_back(written);
   }
-  if (!is_converted) {
-    return again.document != nullptr ? std::move(written) : Serialized();
-  }
-  Serialized in_utf_8 = serialize(document, UTF_8);
-  if (again.document != nullptr) {
-    Serialized const come_back = serialize(*again.document, UTF_8);
-    if (come_back.lacked_memory || in_utf_8.lacked_memory) {
-      return {};
-    }
-    if (come_back == in_utf_8) {
-      return written;
-    }
-  }
-  return read_back(in_utf_8).document != nullptr ? std::move(in_utf_8) : Serialized();
+  *fault = again.fault;
+  return again.document != nullptr ? std::move(written) : Serialized();
 }
 
 // --- Keys and values --------------------------------------------------------------------------
@@ -1017,11 +1025,11 @@ XmlConfigSource const *XmlConfigSource::exactly(IConfigSource const &source) noe
 
 XmlConfigSource::XmlConfigSource() {
   xml_source_class.store(class_mark<IConfigSource>(*this), std::memory_order_relaxed);
-  xmlIndentTreeOutput = 1;
-  xmlKeepBlanksDefault(0);
   join_source_mutex();
   {
     SourceLock const lock;
+    xmlIndentTreeOutput = 1;
+    xmlKeepBlanksDefault(0);
     if (!lock) {
       return;
     }
@@ -1258,6 +1266,9 @@ bool XmlConfigSource::get_value_data(void const *value, std::string *name, std::
 
 void const *XmlConfigSource::search_key(void const *key, char const *path) const {
   SourceLock const lock;
+  if (lock.lacks_memory()) {
+    throw std::bad_alloc();
+  }
   if (!lock) {
     return nullptr;
   }
@@ -1292,6 +1303,9 @@ void const *XmlConfigSource::search_sub_key(void const *key, std::string_view na
 void const *XmlConfigSource::search_value(void const *key, char const *name,
                                           std::string *text) const {
   SourceLock const lock;
+  if (lock.lacks_memory()) {
+    throw std::bad_alloc();
+  }
   if (!lock || key == nullptr) {
     return nullptr;
   }
@@ -1396,15 +1410,23 @@ unsigned long XmlConfigSource::commit() {
   return save() ? RESULT_SUCCESS : RESULT_FAILURE;
 }
 
-bool XmlConfigSource::save() const {
+bool XmlConfigSource::save() const try {
+  SourceTurn const turn;
   if (main_document_.document == nullptr) {
     return false;
   }
   xmlKeepBlanksDefault(0);
-  Serialized const text = make_file_text(*main_document_.document);
-  return text.text != nullptr &&
-         Platform::replace_file(main_document_.file_name.c_str(), plain(text.text.get()),
-                                static_cast<std::size_t>(text.size)) == RESULT_SUCCESS;
+  char const *const path = main_document_.file_name.c_str();
+  ErrorText fault = {};
+  Serialized const written = make_file_text(*main_document_.document, &fault);
+  if (written.text == nullptr) {
+    category().warn("Refused to save '%s': %s", path, fault.data());
+    return false;
+  }
+  std::string_view const text = written.view();
+  return Platform::replace_file(path, text.data(), text.size()) == RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return false;
 }
 
 // --- The end of a source ----------------------------------------------------------------------
@@ -1415,9 +1437,9 @@ XmlConfigSource::~XmlConfigSource() {
     // hold while somebody forks.
     SourceLock const lock;
     adopt({});
-    if (lock && is_counted_) {
+    if (lock) {
       repositories_.clear();
-      --_instance_count;
+      _instance_count -= is_counted_ ? 1 : 0;
     }
   }
   leave_source_mutex();
@@ -1432,6 +1454,7 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
     return RESULT_INVALID_ARGUMENT;
   }
   std::string path = file_name;
+  SourceTurn const turn;
   ErrorTrap const errors;
   Document made(xmlNewDoc(xml("1.0")));
   if (made == nullptr) {

@@ -38,9 +38,9 @@ struct FreeXmlDocument {
 /// all of them together, as they stand in the file).
 ///
 /// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first:
-/// it fails when the whole goes beyond the limits on a file, below. It writes all that the source
-/// has, so what another program has saved since the load is lost. A file keeps its encoding; one
-/// that would not read back in it becomes UTF-8.
+/// it is refused with a warning when the whole goes beyond the limits on a file, below. It writes
+/// all that the source has, so what another program has saved since the load is lost. A file keeps
+/// its encoding; one that would not read back in it becomes UTF-8.
 ///
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
@@ -50,8 +50,9 @@ struct FreeXmlDocument {
 /// size (each tag and each named value in them counts 25 bytes more).
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
-/// `find_indexed_sub_key`, `get_key_name`, `get_value_data`, `get_config_root`, `create_source` and
-/// `commit` take no lock and must not run while another thread loads, edits or destroys a source.
+/// `find_indexed_sub_key`, `get_key_name`, `get_value_data` and `get_config_root` take no lock and
+/// must not run while another thread loads, edits or destroys a source; `create_source` and
+/// `commit` go on without the lock where it cannot be had.
 /// Messages go to the category "Ostrel.Core.Base.XmlConfigSource".
 class OSTBASE_API XmlConfigSource : public IConfigSource {
 public:
@@ -186,7 +187,9 @@ private:
   std::vector<std::string> search_path_;
   // Made at the first search, dropped when a key comes or goes; guarded by the source mutex.
   mutable std::unique_ptr<KeyIndex> index_;
-  bool is_counted_ = false; // whether _instance_count has a unit of ours
+  // Whether _instance_count has a unit of ours: not when the constructor could not have the lock,
+  // and then never.
+  bool is_counted_ = false;
 };
 
 } // namespace Ostrel
