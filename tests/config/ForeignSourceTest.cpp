@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include <sys/wait.h>
@@ -75,18 +76,25 @@ class SlowSource : public NullConfigSource {
 public:
   unsigned long init_source(void const * /*description*/) override {
     is_inside = true;
-    usleep(50000);
+    work();
     is_inside = false;
     return RESULT_SUCCESS;
   }
 
   std::atomic<bool> is_inside{false};
+  std::function<void()> work = [] { usleep(50000); };
 };
 
 TEST(Configuration, IsWholeInAChildOfFork) {
   SlowSource source;
   Configuration configuration(source);
-  std::thread other([&] { configuration.init_source("file.xml"); });
+  std::atomic<bool> is_copied{false};
+  std::thread other([&] {
+    configuration.init_source("file.xml");
+    while (!is_copied) { // else the thread sanitizer takes it for lost in the child
+      std::this_thread::yield();
+    }
+  });
   while (!source.is_inside) {
     std::this_thread::yield();
   }
@@ -94,10 +102,19 @@ TEST(Configuration, IsWholeInAChildOfFork) {
   if (child == 0) {
     _exit(source.is_inside ? 1 : 0);
   }
+  is_copied = true;
   int status = -1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0) << "the load was over when the process was copied";
   other.join();
+}
+
+TEST(Configuration, DoesNotHoldUpAForkThatItsSourceWaitsFor) {
+  SlowSource source;
+  source.work = [] {
+    std::thread([] { fork() == 0 ? _exit(0) : static_cast<void>(wait(nullptr)); }).join();
+  };
+  EXPECT_EQ(Configuration(source).init_source("file.xml"), RESULT_SUCCESS);
 }
 
 } // namespace

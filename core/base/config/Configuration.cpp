@@ -41,10 +41,8 @@ public:
   }
 };
 
-// The second attempt follows an owner that ended inside: the first one only tells of it.
 bool take_mutex() {
-  IMutex *const mutex = configuration_mutex.load(std::memory_order_acquire);
-  return mutex != nullptr && (mutex->acquire() || mutex->acquire());
+  return ForkLocks::acquire(configuration_mutex.load(std::memory_order_acquire));
 }
 
 void give_mutex_back() {

@@ -257,11 +257,9 @@ Settings &settings() {
   return instance;
 }
 
-// For as long as they are there, and without setting them up. The second attempt follows an owner
-// that ended inside: the first one only tells of it.
+// For as long as they are there, and without setting them up.
 bool take_lock() {
-  Cache *const cache = is_torn_down ? nullptr : settings().cache();
-  return cache != nullptr && (cache->acquire() || cache->acquire());
+  return ForkLocks::acquire(is_torn_down ? nullptr : settings().cache());
 }
 
 void give_lock_back() {

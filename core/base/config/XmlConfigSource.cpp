@@ -59,20 +59,20 @@ std::atomic<IMutex *> source_mutex{nullptr};
 std::mutex lifetime_mutex;
 int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
 
-// Nobody is in the XML library for us then, which has locks of its own.
+IMutex *held_to_fork = nullptr; // source_mutex, if it could be had; guarded by lifetime_mutex
+
+// Nobody is in the XML library for us then, which has locks of its own; unless source_mutex cannot
+// be had in time.
 bool take_both_mutexes() {
   lifetime_mutex.lock();
   IMutex *const mutex = source_mutex.load(std::memory_order_relaxed);
-  if (mutex != nullptr && !mutex->acquire()) {
-    mutex->acquire(); // its owner ended inside, which the first attempt only tells
-  }
+  held_to_fork = ForkLocks::acquire(mutex) ? mutex : nullptr;
   return true;
 }
 
 void give_both_mutexes_back() {
-  IMutex *const mutex = source_mutex.load(std::memory_order_relaxed);
-  if (mutex != nullptr) {
-    mutex->release();
+  if (held_to_fork != nullptr) {
+    held_to_fork->release();
   }
   lifetime_mutex.unlock();
 }

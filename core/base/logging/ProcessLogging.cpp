@@ -29,7 +29,7 @@ constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
 std::atomic<LoggingHierarchy *> current{nullptr};
 std::atomic<bool> is_over{false}; // the teardown has begun
-thread_local IMutex *taken_to_fork = nullptr;
+thread_local IMutex *held_to_fork __attribute__((tls_model("initial-exec"))) = nullptr;
 unsigned long owner_process_id = 0; // the process that made the hierarchy; a fork copies it
 
 // The categories' memory is part of the library's image. So a category can outlive the hierarchy
@@ -194,14 +194,12 @@ void ProcessLogging::set_up() {
 bool ProcessLogging::take_mutex() {
   LoggingVisit const visit(current);
   IMutex *const mutex = visit.hierarchy() == nullptr ? nullptr : visit.hierarchy()->mutex_.get();
-  // The second attempt follows an owner that ended inside: the first one only tells of it.
-  bool const is_taken = mutex != nullptr && (mutex->acquire() || mutex->acquire());
-  taken_to_fork = is_taken ? mutex : nullptr;
-  return is_taken;
+  held_to_fork = ForkLocks::acquire(mutex) ? mutex : nullptr;
+  return held_to_fork != nullptr;
 }
 
 void ProcessLogging::give_mutex_back() {
-  taken_to_fork->release();
+  held_to_fork->release();
 }
 
 std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {

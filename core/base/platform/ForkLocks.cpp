@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/ForkLocks.hpp"
 
+#include "core/base/foundation/IAcquirable.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <atomic>
@@ -15,12 +16,9 @@ constexpr int RANKS = ForkLocks::HIERARCHY + 1;
 std::atomic<ForkLocks::Lock const *> locks[RANKS];
 
 // By the calling thread, which is forking; null otherwise.
-thread_local ForkLocks::Lock const *taken[RANKS];
+thread_local ForkLocks::Lock const *taken[RANKS] __attribute__((tls_model("initial-exec")));
 
 void take_all() {
-  if (holds_mutex()) {
-    return;
-  }
   for (int rank = 0; rank < RANKS; ++rank) {
     ForkLocks::Lock const *const lock = locks[rank].load(std::memory_order_acquire);
     taken[rank] = lock != nullptr && lock->take() ? lock : nullptr;
@@ -35,11 +33,19 @@ void give_all_back() {
   }
 }
 
+constexpr ForkSteps STEPS = {take_all, give_all_back};
+
+[[maybe_unused]] bool const called_from_load_on = (call_around_fork(STEPS), true);
+
 } // namespace
 
 void ForkLocks::add(Rank rank, Lock const &lock) noexcept {
   locks[rank].store(&lock, std::memory_order_release);
-  call_around_fork(take_all, give_all_back);
+}
+
+// The second attempt follows an owner that ended inside: the first one only tells of it.
+bool ForkLocks::acquire(IAcquirable *target) {
+  return target != nullptr && (target->acquire() || target->acquire());
 }
 
 } // namespace Ostrel

@@ -3,25 +3,38 @@
 
 namespace Ostrel {
 
+class IAcquirable;
+
 /// The locks of the process-wide state, which every thread that forks the process holds meanwhile:
 /// in the child, where the other threads are not, that state is then whole and nobody's. Internal
 /// to the library.
 ///
-/// A thread that forks while it holds a mutex of this library takes none of them, since it would
-/// come too late in the order of locks. The child gets what other threads held as abandoned then.
+/// A thread that forks waits for them for about a second in all and then goes on without those that
+/// it could not have, since their owner may be waiting for it: a source that is being loaded, or an
+/// output, is not our code. The child gets such a lock as abandoned, with its state as it was.
+///
+/// Likewise it gets the locks that are not among these when other threads hold them: those of
+/// outputs, the one that objects of `SAFETY_GLOBAL` share, and that of library loads. They stop
+/// nobody there, since whoever meets an abandoned lock asks twice. But a line may be written in
+/// part, an object count as held, and a load be half done, and what an output of the program's own
+/// has taken for itself nobody gives back.
 class ForkLocks {
 public:
-  /// The order in which they are taken, outermost first.
+  /// The order in which they are taken, outermost first: that of all who hold several.
   enum Rank : int { USER_CONFIGURATION, CONFIGURATION, SOURCE, HIERARCHY };
 
   struct Lock {
-    bool (*take)(); // false, with nothing taken, when there is no such lock at the time
+    bool (*take)(); // false, with nothing taken, when it is not there or cannot be had
     void (*give_back)();
   };
 
   /// Makes a lock known.
   /// @param lock  borrowed for as long as the library is loaded.
   static void add(Rank rank, Lock const &lock) noexcept;
+
+  /// For `take`: acquires what may have been abandoned.
+  /// @param target  borrowed; null is never had.
+  static bool acquire(IAcquirable *target);
 };
 
 } // namespace Ostrel

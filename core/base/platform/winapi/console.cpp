@@ -43,8 +43,6 @@ constexpr int SIGNALS_LEFT_ALONE[] = {SIGCHLD, SIGURG, SIGWINCH, SIGTTIN, SIGTTO
 
 extern "C" void end_or_stop(int signal);
 
-Ostrel::ForkMutex console_guard;
-
 // The state of the terminal during calls. Signal handlers read it, so it changes in an order in
 // which it is always true.
 class Console {
@@ -75,7 +73,8 @@ private:
   bool open_terminal() noexcept;
   static void forget_parent() noexcept;
 
-  int users_ = 0;             // guarded by console_guard
+  Ostrel::ForkMutex guard_{forget_parent};
+  int users_ = 0;             // guarded by guard_
   Descriptor descriptor_;     // changes without users only
   bool is_exchanged_ = false; // likewise: a line feed means Enter
   termios before_{};          // likewise
@@ -128,8 +127,7 @@ void Console::forget_parent() noexcept {
 }
 
 bool Console::enter() {
-  Ostrel::ForkLock const lock(console_guard);
-  [[maybe_unused]] static int const registered = pthread_atfork(nullptr, nullptr, forget_parent);
+  Ostrel::ForkLock const lock(guard_);
   if (users_ == 0 && !open_terminal()) {
     return false;
   }
@@ -142,7 +140,7 @@ bool Console::enter() {
 }
 
 void Console::leave() noexcept {
-  Ostrel::ForkLock const lock(console_guard);
+  Ostrel::ForkLock const lock(guard_);
   if (--users_ == 0) {
     restore();
     process_ = 0;

@@ -2,76 +2,130 @@
 // What is held across a fork, in one order for all: first the locks of those who use the layer,
 // then the layer's own, inside which nobody waits for anything else. The system by itself would
 // begin with what was registered last, which is whatever was used last for the first time.
+//
+// The first of them can be held for long, by somebody who waits for the very thread that forks. So
+// that thread does not wait for ever.
 #include "core/base/platform/winapi/fork.hpp"
 
-#include "core/base/platform/winapi/winapi.hpp"
+#include "core/base/platform/winapi/moment.hpp"
+
+#include <algorithm>
+#include <cstdint>
+#include <ctime>
 
 namespace Ostrel {
 
 namespace {
 
-std::atomic<void (*)()> before_all{nullptr};
-std::atomic<void (*)()> after_all{nullptr};
+constexpr DWORD PATIENCE_MS = 1000;        // of a thread that forks, with all mutexes together
+constexpr std::int64_t LEAST_WAIT_MS = 50; // for each, also when another one took all of that
 
-void call(std::atomic<void (*)()> const &step) noexcept {
-  if (auto *const function = step.load(std::memory_order_acquire); function != nullptr) {
-    function();
-  }
-}
-
-} // namespace
-
-class Forking {
-public:
-  static void add(ForkMutex &mutex) noexcept {
-    pthread_mutex_lock(&_guard);
-    if (!mutex.is_known_.load(std::memory_order_relaxed)) {
-      mutex.next_ = _first;
-      _first = &mutex;
-      mutex.is_known_.store(true, std::memory_order_relaxed);
-    }
-    pthread_mutex_unlock(&_guard);
-  }
-
-  static void before() noexcept {
-    call(before_all);
-    pthread_mutex_lock(&_guard);
-    for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
-      pthread_mutex_lock(&mutex->mutex_);
-    }
-  }
-
-  static void after() noexcept {
-    for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
-      pthread_mutex_unlock(&mutex->mutex_);
-    }
-    pthread_mutex_unlock(&_guard);
-    call(after_all);
-  }
-
-private:
-  static pthread_mutex_t _guard;
-  static ForkMutex *_first; // guarded by _guard
+// The fork that the calling thread is about to make, or has just made.
+struct Fork {
+  bool is_under_way = false;
+  bool holds_layer = false; // every ForkMutex
+  timespec end_of_patience{};
 };
 
-pthread_mutex_t Forking::_guard = PTHREAD_MUTEX_INITIALIZER;
-ForkMutex *Forking::_first = nullptr;
+thread_local Fork this_fork __attribute__((tls_model("initial-exec")));
 
-namespace {
+std::atomic<ForkSteps const *> steps{nullptr};
 
-// From the load on; the system forgets it when the library is unloaded.
-[[maybe_unused]] int const registered =
-    pthread_atfork(Forking::before, Forking::after, Forking::after);
+// Again with the first use of each mutex, since there may be no memory for it at the load.
+[[maybe_unused]] bool const registered_at_load = ForkMutex::register_with_system();
 
 } // namespace
 
-void ForkMutex::make_known() noexcept {
-  Forking::add(*this);
+pthread_mutex_t ForkMutex::_guard = PTHREAD_MUTEX_INITIALIZER;
+ForkMutex *ForkMutex::_first = nullptr;
+
+void ForkMutex::lock() noexcept {
+  if (this_fork.holds_layer) {
+    return;
+  }
+  if (!is_known_.load(std::memory_order_relaxed)) {
+    make_known();
+  }
+  pthread_mutex_lock(&mutex_);
 }
 
-void call_around_fork(void (*before)(), void (*after)()) noexcept {
-  after_all.store(after, std::memory_order_release);
-  before_all.store(before, std::memory_order_release);
+void ForkMutex::unlock() noexcept {
+  if (!this_fork.holds_layer) {
+    pthread_mutex_unlock(&mutex_);
+  }
+}
+
+bool ForkMutex::register_with_system() noexcept {
+  static std::atomic<bool> is_registered{false};
+  if (!is_registered.exchange(true) && pthread_atfork(before, after, after_in_child) != 0) {
+    is_registered = false;
+  }
+  return is_registered;
+}
+
+void ForkMutex::make_known() noexcept {
+  // Outside the guard: the system has a lock for it, which it may hold while somebody forks.
+  if (!register_with_system()) {
+    return;
+  }
+  pthread_mutex_lock(&_guard);
+  if (!is_known_.load(std::memory_order_relaxed)) {
+    next_ = _first;
+    _first = this;
+    is_known_.store(true, std::memory_order_relaxed);
+  }
+  pthread_mutex_unlock(&_guard);
+}
+
+void ForkMutex::before() noexcept {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  this_fork.end_of_patience = later(now, PATIENCE_MS);
+  this_fork.is_under_way = true;
+  if (ForkSteps const *const known = steps.load(std::memory_order_acquire); known != nullptr) {
+    known->before();
+  }
+  pthread_mutex_lock(&_guard);
+  for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
+    pthread_mutex_lock(&mutex->mutex_);
+  }
+  this_fork.holds_layer = true;
+}
+
+void ForkMutex::after() noexcept {
+  for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
+    pthread_mutex_unlock(&mutex->mutex_);
+  }
+  pthread_mutex_unlock(&_guard);
+  this_fork = Fork();
+  if (ForkSteps const *const known = steps.load(std::memory_order_acquire); known != nullptr) {
+    known->after();
+  }
+}
+
+void ForkMutex::after_in_child() noexcept {
+  for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
+    if (mutex->in_child_ != nullptr) {
+      mutex->in_child_();
+    }
+  }
+  after();
+}
+
+void call_around_fork(ForkSteps const &borrowed) noexcept {
+  steps.store(&borrowed, std::memory_order_release);
+}
+
+DWORD limit_while_forking(DWORD milliseconds) noexcept {
+  if (!this_fork.is_under_way) {
+    return milliseconds;
+  }
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  timespec const &end = this_fork.end_of_patience;
+  std::int64_t const left_ms = (end.tv_sec - now.tv_sec) * MILLISECONDS_PER_SECOND +
+                               (end.tv_nsec - now.tv_nsec) / NANOSECONDS_PER_MILLISECOND;
+  return std::min(milliseconds, static_cast<DWORD>(std::max(left_ms, LEAST_WAIT_MS)));
 }
 
 } // namespace Ostrel

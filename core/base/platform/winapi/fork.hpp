@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/platform/winapi/winapi.hpp"
+
 #include <atomic>
 
 #include <pthread.h>
@@ -10,27 +12,37 @@ namespace Ostrel {
 /// A mutex of the process-wide state that is held across every fork: in a child that is made while
 /// another thread holds it, nobody would ever give it back. In static storage, constant at first
 /// and never destroyed, since the state is used before constructors have run and after destructors
-/// have.
+/// have. Nobody waits for anything else while he holds one.
+///
+/// The thread that forks holds them all, and may use the state in other people's steps around the
+/// fork, which the system calls as well: its `lock` and `unlock` do nothing then.
 class ForkMutex {
 public:
-  constexpr ForkMutex() noexcept = default;
+  /// @param in_child  called in the child of every fork once the mutex has been used, to make the
+  ///                  state that of the one thread that is left; null for nothing.
+  constexpr explicit ForkMutex(void (*in_child)() noexcept = nullptr) noexcept
+      : in_child_(in_child) {}
   ForkMutex(ForkMutex const &) = delete;
   ForkMutex &operator=(ForkMutex const &) = delete;
 
-  void lock() noexcept {
-    if (!is_known_.load(std::memory_order_relaxed)) {
-      make_known();
-    }
-    pthread_mutex_lock(&mutex_);
-  }
-  void unlock() noexcept { pthread_mutex_unlock(&mutex_); }
+  void lock() noexcept;
+  void unlock() noexcept;
+
+  /// Has all that is held across forks taken by those that follow. @return false without memory.
+  static bool register_with_system() noexcept;
 
 private:
-  friend class Forking;
+  static void before() noexcept;
+  static void after() noexcept;
+  static void after_in_child() noexcept;
 
   void make_known() noexcept;
 
+  static pthread_mutex_t _guard;
+  static ForkMutex *_first; // guarded by _guard
+
   pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+  void (*const in_child_)() noexcept;
   std::atomic<bool> is_known_{false}; // once: to those who fork
   ForkMutex *next_ = nullptr;
 };
@@ -46,5 +58,8 @@ public:
 private:
   ForkMutex &mutex_;
 };
+
+/// What is left of a wait for a mutex, which ends early when the calling thread is forking.
+DWORD limit_while_forking(DWORD milliseconds) noexcept;
 
 } // namespace Ostrel

@@ -138,7 +138,6 @@ public:
   bool watch(Thread &thread) noexcept {
     ForkLock const lock(guard_);
     if (state_ == State::NEW && pthread_key_create(&key_, abandon_what_is_held) == 0) {
-      pthread_atfork(nullptr, nullptr, adopt_what_is_held);
       state_ = State::MADE;
     }
     return state_ == State::MADE && pthread_setspecific(key_, &thread) == 0;
@@ -147,7 +146,7 @@ public:
 private:
   enum class State { NEW, MADE, GONE };
 
-  ForkMutex guard_;
+  ForkMutex guard_{adopt_what_is_held};
   State state_ = State::NEW; // guarded by guard_
   pthread_key_t key_ = 0;    // guarded by guard_
 };
@@ -209,7 +208,7 @@ DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
 DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   // A sleeper that was woken must not give up before it has announced the next one: it may have
   // been woken in that one's place. So the deadline is looked at in the sleep only.
-  Deadline const deadline(milliseconds);
+  Deadline const deadline(limit_while_forking(milliseconds));
   bool is_in_time = true;
   DWORD result = WAIT_TIMEOUT;
   while ((result = take_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
@@ -340,10 +339,6 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept {
   return Handle::is_mutex(mutex) &&
          static_cast<Mutex *>(Handle::of_mutex(mutex))->wake_at_release(word);
-}
-
-bool holds_mutex() noexcept {
-  return this_thread.held != nullptr;
 }
 
 void abandon_held_mutexes() noexcept {

@@ -14,6 +14,12 @@ constexpr bool is_separator(char c) noexcept {
   return c == '/' || c == '\\';
 }
 
+/// What a thread that forks the process calls.
+struct ForkSteps {
+  void (*before)();
+  void (*after)(); // in both processes
+};
+
 } // namespace Ostrel
 
 #ifdef _WIN32
@@ -84,11 +90,7 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
 
 // No process is a copy of another.
-inline void call_around_fork(void (*)(), void (*)()) noexcept {}
-
-inline bool holds_mutex() noexcept {
-  return false;
-}
+inline void call_around_fork(ForkSteps const &) noexcept {}
 
 // The system's loader says no more than its number.
 inline bool loader_message(char *, std::size_t) noexcept {
@@ -291,21 +293,17 @@ HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 /// ERROR_NOT_OWNER when it does not own the mutex, ERROR_INVALID_HANDLE for what is no mutex.
 BOOL ReleaseMutex(HANDLE mutex);
 
-namespace Ostrel {
-
-/// Whether the calling thread holds a mutex without a name.
-bool holds_mutex() noexcept;
-
-} // namespace Ostrel
-
 // --- Copies of the process: fork.cpp ----------------------------------------------------------
 
 namespace Ostrel {
 
-/// Has `before` called by every thread that is about to fork the process, while it holds no lock of
-/// the layer but the mutexes that it has taken by the calls above, and `after` by the same thread
-/// afterwards, in both processes.
-void call_around_fork(void (*before)(), void (*after)()) noexcept;
+/// Has these steps, borrowed for good and in the place of any before, called by every thread that
+/// forks the process, while it holds no lock of the layer but the mutexes that it has taken by the
+/// calls above.
+///
+/// From the first step to the last the thread waits for mutexes without a name for about a second
+/// in all, however long it wants to: WAIT_TIMEOUT then. Their owner may be waiting for it.
+void call_around_fork(ForkSteps const &borrowed) noexcept;
 
 } // namespace Ostrel
 
