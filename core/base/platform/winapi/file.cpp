@@ -4,6 +4,7 @@
 // nobody reads from fails its writer, and does not end the program.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
@@ -190,6 +191,16 @@ ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
   return write_waiting(file.descriptor(), data, size);
 }
 
+// Held while a file is opened. For a child of fork the system copies first the descriptors and then
+// the memory: opened in between, a file would leave the child a handle without its descriptor,
+// whose number is that of the next file that the child opens.
+Ostrel::ForkMutex opening_guard;
+
+Descriptor open_between_forks(char const *path, int flags, mode_t mode) noexcept {
+  Ostrel::ForkLock const lock(opening_guard);
+  return Descriptor::open(path, flags, mode);
+}
+
 } // namespace
 
 HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
@@ -212,7 +223,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   }
   int const open_flags = how | whether | O_NOCTTY | O_NONBLOCK;
   mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
-  Descriptor opened = Descriptor::open(native.c_str(), open_flags, mode);
+  Descriptor opened = open_between_forks(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
     SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
     return INVALID_HANDLE_VALUE;
