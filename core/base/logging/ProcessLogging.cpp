@@ -185,9 +185,9 @@ void ProcessLogging::set_up() {
     return;
   }
   owner_process_id = Platform::get_current_process_id();
-  current.store(hierarchy.release());
   static constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, give_mutex_back};
-  ForkLocks::add(ForkLocks::HIERARCHY, FORK_LOCK);
+  ForkLocks::add(ForkLocks::HIERARCHY, FORK_LOCK); // before others can hold it
+  current.store(hierarchy.release());
 }
 
 // The teardown waits for the mutex before it deletes anything.
