@@ -30,8 +30,8 @@ namespace {
 
 constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
 constexpr unsigned int PARENT_LIMIT_S = 60;
-constexpr unsigned int PARENTS = 100;
-constexpr unsigned int FORKS = 10;      // of each
+constexpr unsigned int PARENTS = 400;
+constexpr unsigned int FORKS = 4;       // of each: most of what goes wrong does so at first
 constexpr unsigned int MOST_FAULTS = 5; // then it is known
 
 std::string variable(char const *name) {
