@@ -40,7 +40,7 @@ class File {
 public:
   /// Opens an existing file for reading; a directory cannot be opened. Null cannot either.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` when it cannot be opened, or
-  ///         `RESULT_OUT_OF_MEMORY` when nobody knows. The system's last error has the reason, as
+  ///         `RESULT_OUT_OF_MEMORY` without memory. The system's last error has the reason, as
   ///         it has below.
   unsigned long open_for_reading(char const *path) noexcept;
 

@@ -3,6 +3,7 @@
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/foundation/Waits.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"

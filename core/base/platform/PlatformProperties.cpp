@@ -3,6 +3,7 @@
 
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"

@@ -4,6 +4,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"

@@ -43,7 +43,7 @@ struct Bytes {
 
 // Reads what `get(buffer, size)` gives in as many bytes as it says to need; false when it fails.
 template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
-  ssize_t const needed = get(nullptr, 0);
+  ssize_t const needed = retry([&get] { return get(nullptr, 0); });
   if (needed <= 0) {
     return needed == 0;
   }
@@ -52,7 +52,8 @@ template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
     errno = ENOMEM;
     return false;
   }
-  ssize_t const size = get(bytes->data.get(), static_cast<std::size_t>(needed));
+  ssize_t const size =
+      retry([=, &get] { return get(bytes->data.get(), static_cast<std::size_t>(needed)); });
   bytes->size = size > 0 ? static_cast<std::size_t>(size) : 0;
   return size >= 0;
 }
@@ -73,13 +74,15 @@ bool copy_attribute(char const *from, int to, char const *name) {
   }
   // What the system gave to both files by itself, such as a security label, may not be settable.
   return (read_attribute(to, name, &present) && wanted == present) ||
-         fsetxattr(to, name, wanted.data.get(), wanted.size, 0) == 0;
+         retry([=, &wanted] { return fsetxattr(to, name, wanted.data.get(), wanted.size, 0); }) ==
+             0;
 }
 
 // Gives `to` the extended attributes of `from`, the access list among them, and no access list that
 // it has from its directory alone.
 bool copy_attributes(char const *from, int to) {
-  if (fremovexattr(to, ACCESS_LIST) != 0 && errno != ENODATA && errno != ENOTSUP) {
+  if (retry([to] { return fremovexattr(to, ACCESS_LIST); }) != 0 && errno != ENODATA &&
+      errno != ENOTSUP) {
     return false;
   }
   Bytes names;
@@ -123,7 +126,6 @@ DWORD error_of_copy(int error) {
   case ENOSPC:
   case EDQUOT:
   case ENOMEM:
-  case EINTR:
     return error_from_errno(error);
   default:
     return ERROR_NOT_SUPPORTED;
