@@ -49,6 +49,7 @@ std::atomic<long> held_blocks{0};
 // From the start of the program to the constructors of its own objects.
 bool is_loading = true;
 bool is_planned = false; // for that time
+unsigned long failed_while_loading = 0;
 unsigned long strained_while_loading = 0;
 
 void look(Stack *stack) {
@@ -129,6 +130,7 @@ void *counted(void *memory) {
 constexpr int FIRST = 101;
 __attribute__((constructor(FIRST))) void end_load() {
   is_loading = false;
+  failed_while_loading = plan_of_thread.failed;
   strained_while_loading = std::exchange(plan_of_thread.strained, 0);
   plan(Failures::NONE, 0);
   Stack stack;
@@ -157,6 +159,10 @@ void show_first_failure(int descriptor) {
 
 unsigned long strained() {
   return plan_of_thread.strained;
+}
+
+unsigned long failed_at_load() {
+  return failed_while_loading;
 }
 
 unsigned long strained_at_load() {

@@ -16,10 +16,11 @@ void plan(Failures failures, unsigned long count);
 /// allocates while it is being loaded.
 constexpr char const *AT_LOAD = "FAILING_MALLOC_AT_LOAD";
 
-/// How many of this thread's allocations failed, and how many could have; and how many of the
+/// How many of this thread's allocations failed, and how many could have; and the same of the
 /// library's while it was being loaded with a plan.
 unsigned long failed();
 unsigned long strained();
+unsigned long failed_at_load();
 unsigned long strained_at_load();
 
 /// Whether the first of the failures was in a call of that function, of which the loader must know

@@ -17,11 +17,18 @@ using Ostrel::NANOSECONDS_PER_SECOND;
 
 constexpr int FIRST_YEAR = 1900; // of tm_year
 
-// Read when there is memory for it: without, the C library would take the zone to be UTC, for good.
+// The zone, once and when there is memory for it: without, the C library would take it to be UTC,
+// for good. Later it would ask the environment, which others may be changing.
 [[maybe_unused]] bool const zone_is_read = (tzset(), true);
 
-// The C library's own lock of the time zone is not given back in the child of a fork.
+// Held around the C library's own lock of the time zone, which is not given back in the child of a
+// fork.
 Ostrel::ForkMutex time_zone_guard;
+
+bool to_local_time(time_t time, tm *local) {
+  Ostrel::ForkLock const lock(time_zone_guard);
+  return localtime_r(&time, local) != nullptr;
+}
 
 void sleep_until(timespec const &end) {
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
@@ -57,11 +64,9 @@ void Sleep(DWORD milliseconds) {
 
 void GetLocalTime(SYSTEMTIME *time) {
   *time = {};
-  Ostrel::ForkLock const lock(time_zone_guard);
   timespec now = {};
   tm local = {};
-  tzset(); // reads the zone anew when the environment names another one
-  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || localtime_r(&now.tv_sec, &local) == nullptr) {
+  if (clock_gettime(CLOCK_REALTIME, &now) != 0 || !to_local_time(now.tv_sec, &local)) {
     return;
   }
   time->wYear = static_cast<WORD>(local.tm_year + FIRST_YEAR);

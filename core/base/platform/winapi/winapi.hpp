@@ -482,7 +482,8 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 /// Blocks the calling thread on the monotonic clock; for ever with INFINITE.
 void Sleep(DWORD milliseconds);
 
-/// The calendar time in the time zone of the process; all 0 when it cannot be told.
+/// The calendar time in the time zone that the environment named when the library was loaded, or
+/// when somebody called `tzset` since; all 0 when it cannot be told.
 void GetLocalTime(SYSTEMTIME *time);
 
 DWORD GetCurrentProcessId();
