@@ -409,14 +409,15 @@ Outcome search_files() {
   unsigned long const system = strain([&] {
     return Platform::find_system_or_regular_file(Platform::CONFIG_PATH, "robot.xml", &element);
   });
+  // Without memory for the property it is a place below the current directory, and says so.
   strain([&] {
     Platform::find_place_to_write(Platform::CONFIG_PATH, "a name that needs memory", &to_write);
     return 0;
   });
-  return worst(
-      {by_code(result, found == directory + "\\robot.xml"),
-       by_code(system, element == directory + "\\robot.xml"),
-       all_or_nothing(to_write == directory + "\\a name that needs memory", to_write.empty())});
+  return worst({by_code(result, found == directory + "\\robot.xml"),
+                by_code(system, element == directory + "\\robot.xml"),
+                all_or_nothing(to_write == directory + "\\a name that needs memory",
+                               to_write.empty() || to_write == ".\\a name that needs memory")});
 }
 
 Outcome miss_system_file() {

@@ -260,10 +260,11 @@ public:
                                                    std::string *out);
 
   /// Chooses where to write a new file: the name itself when absolute, else below the property's
-  /// first directory, else below the current one. Creates and tests nothing.
+  /// first directory, else, with a warning, below the current one: also when there was no memory to
+  /// read the property. Creates and tests nothing.
   ///
-  /// @param out  emptied first, and left empty without memory; may hold the name; null does
-  ///             nothing. A null name is an empty one.
+  /// @param out  emptied first, and left empty without memory for the path itself; may hold the
+  ///             name; null does nothing. A null name is an empty one.
   static void find_place_to_write(SystemProperty property, char const *file_name, std::string *out);
 };
 

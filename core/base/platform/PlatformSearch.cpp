@@ -37,11 +37,7 @@ std::string join(std::string const &directory, char const *file_name) {
 
 std::string place_to_write(std::string const &search_path) {
   std::string directory;
-  unsigned long const result = Platform::get_first_path(search_path, &directory);
-  if (result == RESULT_OUT_OF_MEMORY) {
-    throw std::bad_alloc();
-  }
-  if (result != RESULT_SUCCESS) {
+  if (Platform::get_first_path(search_path, &directory) != RESULT_SUCCESS) {
     category().warn("Couldn't find a decent first path choice for saving.");
     return ".";
   }
@@ -158,11 +154,7 @@ void Platform::find_place_to_write(SystemProperty property, char const *file_nam
     return;
   }
   std::string search_path;
-  unsigned long const result = get_system_property(property, &search_path);
-  if (result == RESULT_OUT_OF_MEMORY) {
-    return;
-  }
-  if (result != RESULT_SUCCESS) {
+  if (get_system_property(property, &search_path) != RESULT_SUCCESS) {
     category().warn("Failed to find SLAM landmark path possibilities.");
     search_path = ".";
   }
