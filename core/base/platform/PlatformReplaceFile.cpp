@@ -14,6 +14,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
 
@@ -43,16 +44,22 @@ std::int64_t steps_of(FILETIME const &time) {
   return static_cast<std::int64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
 
+// Not opened: a link or a device of such a name is not ours.
 bool is_left_over(std::string const &path) {
-  OpenFile const file = open_file(path.c_str(), GENERIC_READ, OPEN_EXISTING);
-  FILETIME written = {}, now = {};
+  constexpr DWORD NO_FILE =
+      FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_REPARSE_POINT;
+  WIN32_FILE_ATTRIBUTE_DATA data = {};
+  FILETIME now = {};
   GetSystemTimeAsFileTime(&now);
-  return file != nullptr && GetFileTime(file.get(), nullptr, nullptr, &written) != FALSE &&
-         steps_of(now) - steps_of(written) > LEFT_OVER_AFTER;
+  return GetFileAttributesExA(path.c_str(), GetFileExInfoStandard, &data) != FALSE &&
+         (data.dwFileAttributes & NO_FILE) == 0 &&
+         steps_of(now) - steps_of(data.ftLastWriteTime) > LEFT_OVER_AFTER;
 }
 
-// Removes the temporary files that nobody will come back to. Should one belong to a save after all,
-// that save fails, and the file that it is for stays the old one.
+// Removes the temporary files that nobody will come back to. One belongs to a save after all when
+// the calendar is set forward by more than a day between that save's first byte and its rename: the
+// save fails then, and the file that it is for stays the old one. Whether its process still lives
+// is not asked, since the number in the name may be that of another machine's.
 void remove_left_over(std::string const &directory) {
   struct Close {
     void operator()(void *search) const noexcept { FindClose(search); }
@@ -71,11 +78,14 @@ void remove_left_over(std::string const &directory) {
   } while (FindNextFileA(search.get(), &data) != FALSE);
 }
 
-// At a process's first save and then now and then: what is there costs each save that looks at it.
-bool is_removal_due() {
-  constexpr unsigned long SAVES_PER_REMOVAL = 100;
-  static std::atomic<unsigned long> saves{0};
-  return saves++ % SAVES_PER_REMOVAL == 0;
+// At a process's first save in a directory and then now and then: what is there costs each save
+// that looks at it.
+bool is_removal_due(std::string const &directory) {
+  constexpr std::size_t COUNTERS = 64;
+  // Prime, so that directories that share a counter and are saved to in turn have theirs in turn.
+  constexpr unsigned long SAVES_PER_REMOVAL = 101;
+  static std::atomic<unsigned long> saves[COUNTERS];
+  return saves[std::hash<std::string>()(directory) % COUNTERS]++ % SAVES_PER_REMOVAL == 0;
 }
 
 // --- A save -----------------------------------------------------------------------------------
@@ -96,7 +106,7 @@ public:
   // Makes the file in the directory of `target`; false, with the last error, when it cannot be had.
   bool create(std::string const &target, NewFile owner) {
     std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
-    if (is_removal_due()) {
+    if (is_removal_due(directory)) {
       remove_left_over(directory); // first: it may be what fills the disk
     }
     for (int attempt = 0; attempt < NAME_ATTEMPTS && !is_there_; ++attempt) {

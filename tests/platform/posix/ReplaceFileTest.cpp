@@ -212,18 +212,23 @@ TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
 }
 
 TEST(ReplaceFile, RemovesWhatAKilledProcessLeftLongAgo) {
-  TemporaryDirectory const directory;
-  std::string const old = directory.path(".ostbase-1-1-1.tmp");
-  for (std::string const &path : {old, directory.path(".ostbase-1-1-2.tmp")}) {
-    write_file(path, "left over");
+  TemporaryDirectory const first, second;
+  auto const old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(25);
+  for (TemporaryDirectory const *directory : {&first, &second}) {
+    for (char const *name : {".ostbase-1-1-1.tmp", ".ostbase-1-1-2.tmp", "old"}) {
+      write_file(directory->path(name), "left over");
+    }
+    std::filesystem::last_write_time(directory->path(".ostbase-1-1-1.tmp"), old);
+    std::filesystem::last_write_time(directory->path("old"), old);
+    std::filesystem::create_symlink("old", directory->path(".ostbase-1-1-3.tmp"));
   }
-  auto const now = std::filesystem::file_time_type::clock::now();
-  std::filesystem::last_write_time(old, now - std::chrono::hours(25));
-  for (int i = 0; i < 100; ++i) { // not every save looks
-    EXPECT_EQ(replace(directory.path("file"), "new"), RESULT_SUCCESS);
+  for (int i = 0; i < 202; ++i) { // not every save looks
+    EXPECT_EQ(replace((i % 2 == 0 ? first : second).path("file"), "new"), RESULT_SUCCESS);
   }
-  EXPECT_FALSE(std::filesystem::exists(old));
-  EXPECT_EQ(entries(directory.path()), 2);
+  for (TemporaryDirectory const *directory : {&first, &second}) {
+    EXPECT_FALSE(std::filesystem::exists(directory->path(".ostbase-1-1-1.tmp")));
+    EXPECT_EQ(entries(directory->path()), 4);
+  }
 }
 
 // Output to a standard stream that is closed must not go into a file that has its number.

@@ -124,6 +124,19 @@ bool settle(int descriptor, bool *is_regular) {
   return (flags != -1 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0) || fail_with_errno();
 }
 
+DWORD attribute_of(mode_t mode) {
+  switch (mode & S_IFMT) {
+  case S_IFREG:
+    return FILE_ATTRIBUTE_NORMAL;
+  case S_IFDIR:
+    return FILE_ATTRIBUTE_DIRECTORY;
+  case S_IFLNK:
+    return FILE_ATTRIBUTE_REPARSE_POINT;
+  default:
+    return FILE_ATTRIBUTE_DEVICE;
+  }
+}
+
 FILETIME file_time(timespec const &time) {
   constexpr std::int64_t EPOCH_S = 11644473600; // from the beginning of 1601 to that of 1970
   constexpr std::int64_t STEPS_PER_S = 10000000, NS_PER_STEP = 100;
@@ -315,28 +328,6 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *informa
   return TRUE;
 }
 
-BOOL GetFileTime(HANDLE file, FILETIME *created, FILETIME *accessed, FILETIME *written) {
-  if (created != nullptr || accessed != nullptr) {
-    return fail(ERROR_NOT_SUPPORTED);
-  }
-  int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
-    return FALSE;
-  }
-  struct stat status = {};
-  if (fstat(descriptor, &status) != 0) {
-    return fail_with_errno();
-  }
-  *written = file_time(status.st_mtim);
-  return TRUE;
-}
-
-void GetSystemTimeAsFileTime(FILETIME *time) {
-  timespec now = {};
-  clock_gettime(CLOCK_REALTIME, &now);
-  *time = file_time(now);
-}
-
 DWORD GetFileType(HANDLE file) {
   FileHandle const *const opened = file_of(file);
   if (opened == nullptr) {
@@ -395,4 +386,24 @@ HANDLE GetStdHandle(DWORD number) {
   alignas(StandardErrorHandle) static std::byte storage[sizeof(StandardErrorHandle)];
   static Handle *const instance = new (storage) StandardErrorHandle;
   return instance->handle();
+}
+
+BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS /*level*/, void *data) {
+  NativePath const native(path);
+  if (!native.is_valid()) {
+    return FALSE;
+  }
+  struct stat status = {};
+  if (lstat(native.c_str(), &status) != 0) {
+    return fail_with_errno();
+  }
+  auto *const found = static_cast<WIN32_FILE_ATTRIBUTE_DATA *>(data);
+  *found = {attribute_of(status.st_mode), file_time(status.st_mtim)};
+  return TRUE;
+}
+
+void GetSystemTimeAsFileTime(FILETIME *time) {
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  *time = file_time(now);
 }

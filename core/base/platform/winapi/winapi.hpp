@@ -430,6 +430,27 @@ BOOL SetEndOfFile(HANDLE file);
 /// ERROR_NOT_SUPPORTED for another number.
 HANDLE GetStdHandle(DWORD number);
 
+constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+constexpr DWORD FILE_ATTRIBUTE_DEVICE = 0x40;
+constexpr DWORD FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
+
+enum GET_FILEEX_INFO_LEVELS { GetFileExInfoStandard };
+
+struct WIN32_FILE_ATTRIBUTE_DATA {
+  DWORD dwFileAttributes;
+  FILETIME ftLastWriteTime;
+};
+
+/// Tells, without opening it and without following a link, what a path names and when that was last
+/// written, in steps of 100 ns since the beginning of 1601. The attribute is one of
+/// FILE_ATTRIBUTE_NORMAL for a regular file, FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT
+/// for a symbolic link, and FILE_ATTRIBUTE_DEVICE for anything else. `data` is a
+/// WIN32_FILE_ATTRIBUTE_DATA. FALSE with what the system refuses.
+BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS level, void *data);
+
+/// What time it is, in the same measure.
+void GetSystemTimeAsFileTime(FILETIME *time);
+
 /// Takes a name from its file, which is gone with its last name and its last handle. A directory
 /// cannot be deleted: FALSE with ERROR_ACCESS_DENIED, or with what else the system refuses.
 BOOL DeleteFileA(char const *path);
