@@ -70,10 +70,6 @@ void append_to_search_path(std::string *search_path, std::string const &director
   *search_path += directories;
 }
 
-bool set_path(char const *value) {
-  return SetEnvironmentVariableA(PATH_VARIABLE, value) != FALSE;
-}
-
 // Changes PATH until the end of a block, whatever way that is left.
 class TemporaryPath {
 public:
@@ -85,16 +81,14 @@ public:
   // Puts the libraries' directories behind those of PATH. False, with PATH as it was, without
   // memory.
   bool extend(std::string const &search_path) try {
-    before_ = read_variable(PATH_VARIABLE);
-    std::string path = before_.value_or("");
+    std::string path = read_variable(PATH_VARIABLE).value_or("");
     if (std::optional<std::string> const libraries = read_variable(LIBRARY_PATH_VARIABLE)) {
       append_to_search_path(&path, *libraries);
     }
     if (!search_path.empty()) {
       append_to_search_path(&path, search_path);
     }
-    // First as it is: then the way back takes no memory.
-    is_changed_ = set_path(value_before()) && set_path(path.c_str());
+    is_changed_ = exchange_variable(PATH_VARIABLE, path.c_str(), &before_);
     return is_changed_;
   } catch (std::bad_alloc const &) {
     return false;
@@ -102,13 +96,11 @@ public:
 
   bool restore() {
     bool const is_due = std::exchange(is_changed_, false);
-    return !is_due || set_path(value_before());
+    return !is_due || put_back_variable(PATH_VARIABLE, before_);
   }
 
 private:
-  char const *value_before() const { return before_ ? before_->c_str() : nullptr; }
-
-  std::optional<std::string> before_; // nothing when it was not set
+  char *before_ = nullptr; // as everybody finds it: what does not count here must not get lost
   bool is_changed_ = false;
 };
 

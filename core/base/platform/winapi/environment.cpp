@@ -12,21 +12,28 @@
 // A program that runs with more rights than who started it (set-user-ID) would lend them to whoever
 // may say where its settings and libraries are. So there the variables of the library and PATH do
 // not count as this layer sees it, unless they were set since. Others find them as they are.
+#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <new>
+#include <string>
 
+#include <fcntl.h>
 #include <sys/auxv.h>
 #include <unistd.h>
 
 namespace {
 
+using Ostrel::Descriptor;
 using Ostrel::fail;
+using Ostrel::retry;
 
 constexpr std::size_t BUCKETS = 256;    // of the table of entries
 constexpr std::size_t FIRST_SPARE = 32; // slots, in the first array
@@ -45,47 +52,73 @@ bool is_of_library(char const *entry) noexcept {
   });
 }
 
-// The entries that the program was started with. Never destroyed: only memory.
+// Gives the entries that the program was started with, each with its terminator. False when the
+// system does not tell: a program with more rights than who started it may read that as root alone.
+bool read_first_entries(std::string *entries) {
+  constexpr std::size_t BLOCK_SIZE = 4096; // bytes, read at once
+  Descriptor const file = Descriptor::open("/proc/self/environ", O_RDONLY);
+  ssize_t count = file.is_open() ? 1 : -1;
+  while (count > 0) {
+    char block[BLOCK_SIZE];
+    count = retry([&file, &block] { return read(file.get(), block, sizeof block); });
+    entries->append(block, count > 0 ? static_cast<std::size_t>(count) : 0);
+  }
+  return count == 0;
+}
+
+// The same of the entries that there are.
+void copy_entries(std::string *entries) {
+  entries->clear();
+  for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    entries->append(*entry).push_back('\0');
+  }
+}
+
+// What the program was started with. By its text, since a program may move its environment.
 class Untrusted {
 public:
-  // As long as the library is loaded: it reads a variable while it is.
+  // Never destroyed: only memory.
   static Untrusted const &entries() noexcept {
-    static Untrusted const instance;
-    return instance;
+    alignas(Untrusted) static std::byte storage[sizeof(Untrusted)];
+    static Untrusted const *const instance = new (storage) Untrusted;
+    return *instance;
   }
 
-  // The entry itself, not its text.
   bool hold(char const *entry) const noexcept {
-    return is_privileged_ &&
-           (begin_ == nullptr ? is_of_library(entry) : std::find(begin_, end_, entry) != end_);
-  }
-
-  // Null when there is none of that name.
-  template <typename Name> char *find(Name const &name) const noexcept {
-    char **const found =
-        std::find_if(begin_, end_, [&name](char const *entry) { return name.is_of(entry); });
-    return found != end_ ? *found : nullptr;
+    return is_privileged_ && is_of_library(entry) && (!is_known_ || is_first_entry(entry));
   }
 
 private:
-  Untrusted() noexcept : is_privileged_(getauxval(AT_SECURE) != 0) {
-    if (!is_privileged_ || environ == nullptr) {
-      return;
+  Untrusted() noexcept
+      : is_privileged_(getauxval(AT_SECURE) != 0), is_known_(is_privileged_ && read()) {}
+
+  // False without memory.
+  bool read() noexcept try {
+    if (!read_first_entries(&first_entries_)) {
+      copy_entries(&first_entries_);
     }
-    std::size_t count = 0;
-    while (environ[count] != nullptr) {
-      ++count;
-    }
-    begin_ = end_ = static_cast<char **>(std::calloc(count + 1, sizeof(char *)));
-    if (begin_ != nullptr) {
-      end_ = std::copy_if(environ, environ + count, begin_, is_of_library);
-    }
+    return true;
+  } catch (std::bad_alloc const &) {
+    return false;
   }
 
+  bool is_first_entry(char const *entry) const noexcept {
+    char const *const end = first_entries_.data() + first_entries_.size();
+    for (char const *first = first_entries_.data(); first < end; first += std::strlen(first) + 1) {
+      if (std::strcmp(first, entry) == 0) {
+        return true;
+      }
+    }
+    return false;
+  }
+
+  std::string first_entries_;
   bool const is_privileged_;
-  char **begin_ = nullptr; // also without memory: then no entry of the library is trusted
-  char **end_ = nullptr;
+  bool const is_known_; // otherwise no entry of the library is trusted
 };
+
+// From the load on: what the program sets after that is its own.
+[[maybe_unused]] Untrusted const &read_at_load = Untrusted::entries();
 
 // --- Entries ----------------------------------------------------------------------------------
 
@@ -223,30 +256,47 @@ bool add(std::size_t count, char *entry) noexcept {
   return true;
 }
 
-// Without the lock, as `getenv` does.
-char const *find_value(Name name) noexcept {
+// Gives the first entry of that variable that `counts`; null when there is none. Without the lock,
+// as `getenv` does.
+template <typename Counts> char *find_entry(Name name, Counts counts) noexcept {
   char **slot = __atomic_load_n(&environ, __ATOMIC_ACQUIRE);
   for (; slot != nullptr; ++slot) {
-    char const *const entry = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
+    char *const entry = __atomic_load_n(slot, __ATOMIC_ACQUIRE);
     if (entry == nullptr) {
       break;
     }
-    if (name.is_of(entry) && !Untrusted::entries().hold(entry)) {
-      return entry + name.length + 1;
+    if (name.is_of(entry) && counts(entry)) {
+      return entry;
     }
   }
   return nullptr;
 }
 
-bool set(Name name, char const *value) noexcept {
-  Ostrel::ForkLock const lock(environment_guard);
-  char *const entry = intern(name, value);
-  std::size_t const count = count_slots();
-  return entry != nullptr && (replace(name, count, entry) || add(count, entry));
+char const *find_value(Name name) noexcept {
+  char const *const entry =
+      find_entry(name, [](char const *found) { return !Untrusted::entries().hold(found); });
+  return entry != nullptr ? entry + name.length + 1 : nullptr;
 }
 
-// Gives what takes the place of a variable that is removed; null without memory. Not static: the
-// environment outlives the library. Needs the lock held.
+// False without memory. Needs environment_guard held.
+bool set_entry(Name name, char *entry) noexcept {
+  std::size_t const count = count_slots();
+  return replace(name, count, entry) || add(count, entry);
+}
+
+// The same.
+bool set_value(Name name, char const *value) noexcept {
+  char *const entry = intern(name, value);
+  return entry != nullptr && set_entry(name, entry);
+}
+
+bool set(Name name, char const *value) noexcept {
+  Ostrel::ForkLock const lock(environment_guard);
+  return set_value(name, value);
+}
+
+// Gives what takes the place of a variable that is removed; null without memory. In memory of its
+// own, since the environment outlives the library. Needs environment_guard held, but at load.
 char *removed_entry() noexcept {
   static char *entry = nullptr;
   if (entry == nullptr) {
@@ -258,11 +308,10 @@ char *removed_entry() noexcept {
 // From the load on, so that a removal needs no memory.
 [[maybe_unused]] char const *const made_at_load = removed_entry();
 
-// False without memory. Others get back what is not trusted here.
+// False without memory.
 bool remove(Name name) noexcept {
   Ostrel::ForkLock const lock(environment_guard);
-  char *const untrusted = Untrusted::entries().find(name);
-  char *const entry = untrusted != nullptr ? untrusted : removed_entry();
+  char *const entry = removed_entry();
   if (entry != nullptr) {
     replace(name, count_slots(), entry);
   }
@@ -308,3 +357,27 @@ BOOL SetEnvironmentVariableA(char const *name, char const *value) {
   bool const is_done = value == nullptr ? remove(variable) : set(variable, value);
   return is_done ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
 }
+
+namespace Ostrel {
+
+bool exchange_variable(char const *name, char const *value, char **before) noexcept {
+  Name const variable = {name, std::strlen(name)};
+  ForkLock const lock(environment_guard);
+  char *const entry = find_entry(variable, [](char const *) { return true; });
+  if (!set_value(variable, value)) {
+    return false;
+  }
+  *before = entry;
+  return true;
+}
+
+bool put_back_variable(char const *name, char *before) noexcept {
+  Name const variable = {name, std::strlen(name)};
+  if (before == nullptr) {
+    return remove(variable);
+  }
+  ForkLock const lock(environment_guard);
+  return set_entry(variable, before);
+}
+
+} // namespace Ostrel

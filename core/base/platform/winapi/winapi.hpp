@@ -92,6 +92,25 @@ constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
 // No process is a copy of another.
 inline void call_around_fork(ForkSteps const &) noexcept {}
 
+inline bool exchange_variable(char const *name, char const *value, char **before) noexcept {
+  DWORD const size = GetEnvironmentVariableA(name, nullptr, 0); // 0 when it is not set
+  char *copy = size == 0 ? nullptr : static_cast<char *>(malloc(size));
+  bool const is_copied =
+      size == 0 || (copy != nullptr && GetEnvironmentVariableA(name, copy, size) < size);
+  if (!is_copied || SetEnvironmentVariableA(name, value) == FALSE) {
+    free(copy);
+    return false;
+  }
+  *before = copy;
+  return true;
+}
+
+inline bool put_back_variable(char const *name, char *before) noexcept {
+  bool const is_done = SetEnvironmentVariableA(name, before) != FALSE;
+  free(before);
+  return is_done;
+}
+
 // The system's loader says no more than its number.
 inline bool loader_message(char *, std::size_t) noexcept {
   return false;
@@ -408,13 +427,6 @@ struct BY_HANDLE_FILE_INFORMATION {
 /// Tells how many names a file has.
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
 
-/// When the file was last written, in steps of 100 ns since the beginning of 1601. The other times
-/// are not to be had: asked for one of them it fails with ERROR_NOT_SUPPORTED.
-BOOL GetFileTime(HANDLE file, FILETIME *created, FILETIME *accessed, FILETIME *written);
-
-/// What time it is, in the same measure.
-void GetSystemTimeAsFileTime(FILETIME *time);
-
 /// Whether the handle is one of a regular file (FILE_TYPE_DISK), a pipe or socket, or anything else
 /// (FILE_TYPE_CHAR).
 DWORD GetFileType(HANDLE file);
@@ -489,8 +501,7 @@ BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
 /// Gives a search back; FALSE with ERROR_INVALID_HANDLE for what is none.
 BOOL FindClose(HANDLE search);
 
-// --- Clocks, identifiers, version: clock.cpp
-// -----------------------------------------------------------
+// --- Clocks, identifiers, version: clock.cpp --------------------------------------------------
 
 struct SYSTEMTIME {
   WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
@@ -550,9 +561,11 @@ LONG RegCloseKey(HKEY key);
 // --- Environment: environment.cpp -------------------------------------------------------------
 
 /// Copies a variable's value into `size` characters, terminator included. Other threads may change
-/// the environment at the same time. Gives the length; the size that is needed when `size` is too
-/// small; or 0 with ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty
-/// value stays as it was.
+/// the environment at the same time. In a program that runs with more rights than who started it,
+/// the library's own variables and PATH are not set, unless they were since it started, to something
+/// else. Gives the length; the size that is needed when `size` is too small; or 0 with
+/// ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty value stays as it
+/// was.
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Changes the environment so that the C library's `getenv`, which may run in other threads at the
@@ -569,6 +582,20 @@ int _putenv(char const *text);
 /// empty text is a value. FALSE with ERROR_INVALID_PARAMETER for a name that is null, empty or has
 /// an equals sign, and ERROR_NOT_ENOUGH_MEMORY.
 BOOL SetEnvironmentVariableA(char const *name, char const *value);
+
+namespace Ostrel {
+
+/// Sets a variable for a while, as SetEnvironmentVariableA does.
+/// @param before  receives what `put_back_variable` takes: the variable as everybody finds it, also
+///                where it does not count here; null when it is not set. Untouched on failure.
+/// @return false, with the variable as it was, without memory.
+bool exchange_variable(char const *name, char const *value, char **before) noexcept;
+
+/// Sets the variable to what it was, once for each exchange; the program must not have freed that
+/// text meanwhile. False when it has to be removed, or is no longer there, and there is no memory.
+bool put_back_variable(char const *name, char *before) noexcept;
+
+} // namespace Ostrel
 
 // --- Dynamic libraries: library.cpp -----------------------------------------------------------
 
