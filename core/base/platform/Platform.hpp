@@ -55,7 +55,8 @@ public:
   /// The same counter in microseconds.
   static double get_microsecond_time();
 
-  /// Gives the local time of day (addition).
+  /// Gives the local time of day (addition), in the time zone that `TZ` named when the library was
+  /// loaded; another one takes effect when the program calls `tzset`.
   ///
   /// @param hour    0 to 23; null is skipped, here and below.
   /// @param minute  0 to 59.
@@ -153,7 +154,7 @@ public:
 
   /// Reads an environment variable (addition). To a program that runs set-user-ID, or otherwise
   /// with more rights than who started it, the library's own variables and `PATH` are not set,
-  /// unless they were since it started.
+  /// unless they were since it started, to something else.
   ///
   /// @param value  receives its text; untouched when the variable is not set; may be null.
   /// @return true when the variable is set, be it to the empty text; false also for a null name

@@ -377,7 +377,10 @@ constexpr DWORD FILE_SHARE_DELETE = 0x4;
 constexpr DWORD CREATE_NEW = 1;
 constexpr DWORD OPEN_EXISTING = 3;
 constexpr DWORD OPEN_ALWAYS = 4;
+constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+constexpr DWORD FILE_ATTRIBUTE_DEVICE = 0x40;
 constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+constexpr DWORD FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
 constexpr DWORD FILE_BEGIN = 0;
 constexpr DWORD FILE_TYPE_UNKNOWN = 0;
 constexpr DWORD FILE_TYPE_DISK = 1;
@@ -441,10 +444,6 @@ BOOL SetEndOfFile(HANDLE file);
 /// The handle of standard error, which closing it leaves open; INVALID_HANDLE_VALUE with
 /// ERROR_NOT_SUPPORTED for another number.
 HANDLE GetStdHandle(DWORD number);
-
-constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
-constexpr DWORD FILE_ATTRIBUTE_DEVICE = 0x40;
-constexpr DWORD FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
 
 enum GET_FILEEX_INFO_LEVELS { GetFileExInfoStandard };
 
