@@ -220,11 +220,13 @@ bool replace(Name name, std::size_t count, char *entry) noexcept {
 
 // The first slot of a variable that was removed, be it by the program that started this one; null
 // when there is none.
-char **find_removed(std::size_t count) noexcept {
-  char **const end = environ + count;
-  char **const slot = std::find_if(
-      environ, end, [](char const *entry) { return std::strcmp(entry, REMOVED) == 0; });
-  return slot != end ? slot : nullptr;
+char **find_removed() noexcept {
+  for (char **slot = environ; slot != nullptr && *slot != nullptr; ++slot) {
+    if (std::strcmp(*slot, REMOVED) == 0) {
+      return slot;
+    }
+  }
+  return nullptr;
 }
 
 // Puts an array with room in place of the one that is full, or that somebody else has put there.
@@ -244,7 +246,7 @@ bool grow(std::size_t count) noexcept {
 }
 
 bool add(std::size_t count, char *entry) noexcept {
-  if (char **const slot = find_removed(count); slot != nullptr) {
+  if (char **const slot = find_removed(); slot != nullptr) {
     put(slot, entry);
     return true;
   }

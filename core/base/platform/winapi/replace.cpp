@@ -104,7 +104,7 @@ bool copy_attributes(char const *from, int to) {
 
 bool copy_owner(struct stat const &from, int to) {
   struct stat status = {};
-  if (fstat(to, &status) != 0) {
+  if (retry([to, &status] { return fstat(to, &status); }) != 0) {
     return false;
   }
   return (status.st_uid == from.st_uid && status.st_gid == from.st_gid) ||
