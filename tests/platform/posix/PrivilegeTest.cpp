@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 
@@ -8,8 +9,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <sys/auxv.h>
 #include <sys/stat.h>
@@ -24,18 +27,29 @@ std::string read_variable(char const *name) {
   return Platform::get_environment_variable(name, &value) ? value : "(none)";
 }
 
-// Tells what the library makes of the environment, and whether others find it as it was.
+// Tells what the library makes of an environment that has moved, whether others find it as it was,
+// and what becomes of what the program sets and removes itself.
 Role const told_role("told", [](Role::Arguments const &) {
+  static std::vector<char *> moved;
+  for (char **entry = environ; *entry != nullptr; ++entry) {
+    moved.push_back(strdup(*entry));
+  }
+  moved.push_back(nullptr);
+  environ = moved.data();
   char const *const before = std::getenv("PATH");
   for (auto const property : {Platform::INSTALL_PATH, Platform::CONFIG_PATH, Platform::DATA_PATH}) {
     std::string path;
     Platform::get_system_property(property, &path);
     std::printf("%s\n", path.c_str());
   }
+  setenv("OSTREL_DATA_PATH", "/mine", 1);
   Ostrel::ISharedLibrary *const library = Platform::create_shared_library();
   library->set_name("plugin");
   std::printf("%lu %s %d %s\n", library->load(), read_variable("PATH").c_str(),
               std::getenv("PATH") == before ? 1 : 0, getauxval(AT_SECURE) != 0 ? "secure" : "");
+  _putenv("OSTREL_CONFIG_PATH=");
+  std::printf("%d %s\n", std::getenv("OSTREL_CONFIG_PATH") == nullptr ? 1 : 0,
+              read_variable("OSTREL_DATA_PATH").c_str());
   return 0;
 });
 
