@@ -14,6 +14,7 @@
 
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -87,6 +88,17 @@ void answer_call(int listener, seccomp_notif const &stopped, Verdict const &verd
   }
 }
 
+// False when the thread has ended.
+bool wait_for_call(int listener) {
+  pollfd ready = {listener, POLLIN, 0};
+  while (poll(&ready, 1, -1) == -1) {
+    if (errno != EINTR) {
+      give_up("wait for a system call");
+    }
+  }
+  return (ready.revents & POLLIN) != 0;
+}
+
 seccomp_notif next_call(int listener) {
   for (;;) {
     seccomp_notif stopped = {};
@@ -112,15 +124,13 @@ judge_system_calls(std::function<void()> const &action,
   });
   int const listener = promised.get_future().get();
   unsigned int count = 0;
-  for (;;) {
+  bool is_over = false; // after that the thread ends itself, for which a sanitizer makes calls
+  while (wait_for_call(listener)) {
     seccomp_notif const stopped = next_call(listener);
-    bool const is_end = stopped.data.nr == END_MARK;
+    is_over = is_over || stopped.data.nr == END_MARK;
     Verdict const verdict =
-        is_end ? Verdict() : judge(count++, {stopped.data.nr, stopped.data.args});
+        is_over ? Verdict() : judge(count++, {stopped.data.nr, stopped.data.args});
     answer_call(listener, stopped, verdict);
-    if (is_end) {
-      break;
-    }
   }
   thread.join();
   close(listener);
