@@ -26,7 +26,7 @@ namespace {
 
 using namespace Ostrel;
 
-constexpr double LONGEST_MS = 300;      // of processor time
+constexpr double LONGEST_MS = 100;      // of processor time
 constexpr long MOST_KB = 64L * 1024;    // above what an empty file takes
 constexpr unsigned int HANGS_AFTER = 5; // seconds
 constexpr int SOME = 100000;            // of what is many

@@ -45,7 +45,7 @@ struct FreeXmlDocument {
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
 /// declares an external entity, goes beyond the limits above, has more than 32 KB of declarations
-/// (the texts of entities apart), 256 namespaces at one place or 100,000 different names and texts
+/// (the texts of entities apart), 256 namespaces at one place or 60,000 different names and texts
 /// of up to three bytes, or when its entities expand to more than 1 MB and more than ten times its
 /// size (each tag and each named value in them counts 25 bytes more).
 ///

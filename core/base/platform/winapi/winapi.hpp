@@ -561,10 +561,10 @@ LONG RegCloseKey(HKEY key);
 
 /// Copies a variable's value into `size` characters, terminator included. Other threads may change
 /// the environment at the same time. In a program that runs with more rights than who started it,
-/// the library's own variables and PATH are not set, unless they were since it started, to something
-/// else. Gives the length; the size that is needed when `size` is too small; or 0 with
-/// ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty value stays as it
-/// was.
+/// the library's own variables and PATH are not set, unless they were since it started, to
+/// something else. Gives the length; the size that is needed when `size` is too small; or 0 with
+/// ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty value stays as
+/// it was.
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Changes the environment so that the C library's `getenv`, which may run in other threads at the
