@@ -152,7 +152,7 @@ Result run(Plan const &plan) {
        {"OSTREL_LOG_PRIORITY", "Torture.Unused.Category,WARN;Torture.Configured,DEBUG"},
        {"OSTREL_LOG_OUTPUT", log.c_str()},
        {"OVRA_LOG_TIMESTAMP", "YES"},
-       {"TZ", "XXX-5:30"},
+       {"TZ", "LOC-5:30"},
        {"srcdir", "/a/directory/of/sources"},
        {FailingMalloc::AT_LOAD, at_load.c_str()}});
   Result result;
