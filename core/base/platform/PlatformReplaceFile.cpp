@@ -265,12 +265,6 @@ bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   return false;
 }
 
-// Whether a rename parts the file from no other name of it.
-bool has_one_name(HANDLE file) {
-  BY_HANDLE_FILE_INFORMATION information = {};
-  return GetFileInformationByHandle(file, &information) != FALSE && information.nNumberOfLinks == 1;
-}
-
 // Opening the old file for writing is what asks whether the caller may: the directory, in which a
 // rename happens, does not say.
 bool replace(std::string const &target, Contents const &contents) {
@@ -278,9 +272,13 @@ bool replace(std::string const &target, Contents const &contents) {
   if (old == nullptr) {
     return GetLastError() == ERROR_FILE_NOT_FOUND && write_new(target, contents);
   }
-  Outcome const outcome = GetFileType(old.get()) == FILE_TYPE_DISK && has_one_name(old.get())
-                              ? replace_by_name(target, contents)
-                              : Outcome::WOULD_LOSE;
+  BY_HANDLE_FILE_INFORMATION information = {};
+  bool const is_on_disk = GetFileType(old.get()) == FILE_TYPE_DISK;
+  if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
+    return false;
+  }
+  bool const has_one_name = is_on_disk && information.nNumberOfLinks == 1;
+  Outcome const outcome = has_one_name ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;
   return outcome == Outcome::DONE ||
          (outcome == Outcome::WOULD_LOSE && overwrite(old.get(), target, contents));
 }

@@ -204,14 +204,18 @@ ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
   return write_waiting(file.descriptor(), data, size);
 }
 
-// Held while a file is opened. For a child of fork the system copies first the descriptors and then
-// the memory: opened in between, a file would leave the child a handle without its descriptor,
+// Shared by those who open a file. For a child of fork the system copies first the descriptors and
+// then the memory: opened in between, a file would leave the child a handle without its descriptor,
 // whose number is that of the next file that the child opens.
 Ostrel::ForkMutex opening_guard;
 
 Descriptor open_between_forks(char const *path, int flags, mode_t mode) noexcept {
-  Ostrel::ForkLock const lock(opening_guard);
-  return Descriptor::open(path, flags, mode);
+  opening_guard.lock_shared();
+  Descriptor opened = Descriptor::open(path, flags, mode);
+  int const error = errno;
+  opening_guard.unlock();
+  errno = error;
+  return opened;
 }
 
 } // namespace
@@ -321,7 +325,7 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *informa
     return FALSE;
   }
   struct stat status = {};
-  if (fstat(descriptor, &status) != 0) {
+  if (retry([&status, descriptor] { return fstat(descriptor, &status); }) != 0) {
     return fail_with_errno();
   }
   information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);

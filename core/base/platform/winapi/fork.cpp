@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is held across a fork, in one order for all: first the locks of those who use the layer,
-// then the layer's own, inside which nobody waits for anything else. The system by itself would
-// begin with what was registered last, which is whatever was used last for the first time.
+// then the layer's own. The system by itself would begin with what was registered last, which is
+// whatever was used last for the first time.
 //
-// The first of them can be held for long, by somebody who waits for the very thread that forks. So
-// that thread does not wait for ever.
+// Any of them can be held for long: by somebody who waits for the very thread that forks, or for a
+// disk, or for another process. So that thread does not wait for ever.
 #include "core/base/platform/winapi/fork.hpp"
 
 #include "core/base/platform/winapi/moment.hpp"
@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <ctime>
+#include <utility>
 
 namespace Ostrel {
 
@@ -23,7 +24,7 @@ constexpr std::int64_t LEAST_WAIT_MS = 50; // for each, also when another one to
 // The fork that the calling thread is about to make, or has just made.
 struct Fork {
   bool is_under_way = false;
-  bool holds_layer = false; // every ForkMutex
+  bool holds_layer = false; // every ForkMutex that is_taken_
   timespec end_of_patience{};
 };
 
@@ -34,24 +35,61 @@ std::atomic<ForkSteps const *> steps{nullptr};
 // Again with the first use of each mutex, since there may be no memory for it at the load.
 [[maybe_unused]] bool const registered_at_load = ForkMutex::register_with_system();
 
+// How long the thread that forks may wait for the next mutex.
+std::int64_t patience_ms() noexcept {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  timespec const &end = this_fork.end_of_patience;
+  std::int64_t const left_ms = (end.tv_sec - now.tv_sec) * MILLISECONDS_PER_SECOND +
+                               (end.tv_nsec - now.tv_nsec) / NANOSECONDS_PER_MILLISECOND;
+  return std::max(left_ms, LEAST_WAIT_MS);
+}
+
+// In steps: the thread sanitizer does not know the system's wait on the monotonic clock.
+bool take_to_fork(pthread_rwlock_t *lock) noexcept {
+  constexpr timespec STEP = {0, NANOSECONDS_PER_MILLISECOND};
+  std::int64_t left_ms = patience_ms();
+  while (pthread_rwlock_trywrlock(lock) != 0) {
+    if (left_ms-- == 0) {
+      return false;
+    }
+    nanosleep(&STEP, nullptr);
+  }
+  return true;
+}
+
 } // namespace
 
 pthread_mutex_t ForkMutex::_guard = PTHREAD_MUTEX_INITIALIZER;
 ForkMutex *ForkMutex::_first = nullptr;
 
+bool ForkMutex::is_held_to_fork() const noexcept {
+  return this_fork.holds_layer && is_taken_;
+}
+
 void ForkMutex::lock() noexcept {
-  if (this_fork.holds_layer) {
+  if (is_held_to_fork()) {
     return;
   }
   if (!is_known_.load(std::memory_order_relaxed)) {
     make_known();
   }
-  pthread_mutex_lock(&mutex_);
+  pthread_rwlock_wrlock(&lock_);
+}
+
+void ForkMutex::lock_shared() noexcept {
+  if (is_held_to_fork()) {
+    return;
+  }
+  if (!is_known_.load(std::memory_order_relaxed)) {
+    make_known();
+  }
+  pthread_rwlock_rdlock(&lock_);
 }
 
 void ForkMutex::unlock() noexcept {
-  if (!this_fork.holds_layer) {
-    pthread_mutex_unlock(&mutex_);
+  if (!is_held_to_fork()) {
+    pthread_rwlock_unlock(&lock_);
   }
 }
 
@@ -87,14 +125,16 @@ void ForkMutex::before() noexcept {
   }
   pthread_mutex_lock(&_guard);
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
-    pthread_mutex_lock(&mutex->mutex_);
+    mutex->is_taken_ = take_to_fork(&mutex->lock_);
   }
   this_fork.holds_layer = true;
 }
 
 void ForkMutex::after() noexcept {
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
-    pthread_mutex_unlock(&mutex->mutex_);
+    if (std::exchange(mutex->is_taken_, false)) {
+      pthread_rwlock_unlock(&mutex->lock_);
+    }
   }
   pthread_mutex_unlock(&_guard);
   this_fork = Fork();
@@ -103,11 +143,16 @@ void ForkMutex::after() noexcept {
   }
 }
 
+// The locks are made anew: the system would not know the thread again that took them.
 void ForkMutex::after_in_child() noexcept {
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
     if (mutex->in_child_ != nullptr) {
       mutex->in_child_();
     }
+  }
+  for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
+    mutex->is_taken_ = false;
+    pthread_rwlock_init(&mutex->lock_, nullptr);
   }
   after();
 }
@@ -117,15 +162,8 @@ void call_around_fork(ForkSteps const &borrowed) noexcept {
 }
 
 DWORD limit_while_forking(DWORD milliseconds) noexcept {
-  if (!this_fork.is_under_way) {
-    return milliseconds;
-  }
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  timespec const &end = this_fork.end_of_patience;
-  std::int64_t const left_ms = (end.tv_sec - now.tv_sec) * MILLISECONDS_PER_SECOND +
-                               (end.tv_nsec - now.tv_nsec) / NANOSECONDS_PER_MILLISECOND;
-  return std::min(milliseconds, static_cast<DWORD>(std::max(left_ms, LEAST_WAIT_MS)));
+  return this_fork.is_under_way ? std::min(milliseconds, static_cast<DWORD>(patience_ms()))
+                                : milliseconds;
 }
 
 } // namespace Ostrel

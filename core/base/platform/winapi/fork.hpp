@@ -12,10 +12,12 @@ namespace Ostrel {
 /// A mutex of the process-wide state that is held across every fork: in a child that is made while
 /// another thread holds it, nobody would ever give it back. In static storage, constant at first
 /// and never destroyed, since the state is used before constructors have run and after destructors
-/// have. Nobody waits for anything else while he holds one.
+/// have.
 ///
 /// The thread that forks holds them all, and may use the state in other people's steps around the
-/// fork, which the system calls as well: its `lock` and `unlock` do nothing then.
+/// fork, which the system calls as well: its `lock` and `unlock` do nothing then. One that another
+/// thread keeps (a file system that does not answer, another process that was stopped) is left out
+/// after a while: the child has it free, with the state as that thread left it.
 class ForkMutex {
 public:
   /// @param in_child  called in the child of every fork once the mutex has been used, to make the
@@ -26,6 +28,8 @@ public:
   ForkMutex &operator=(ForkMutex const &) = delete;
 
   void lock() noexcept;
+  /// Together with others that share it.
+  void lock_shared() noexcept;
   void unlock() noexcept;
 
   /// Has all that is held across forks taken by those that follow. @return false without memory.
@@ -36,14 +40,16 @@ private:
   static void after() noexcept;
   static void after_in_child() noexcept;
 
+  bool is_held_to_fork() const noexcept;
   void make_known() noexcept;
 
   static pthread_mutex_t _guard;
   static ForkMutex *_first; // guarded by _guard
 
-  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+  pthread_rwlock_t lock_ = PTHREAD_RWLOCK_INITIALIZER;
   void (*const in_child_)() noexcept;
   std::atomic<bool> is_known_{false}; // once: to those who fork
+  bool is_taken_ = false;             // by the thread that forks; guarded by _guard
   ForkMutex *next_ = nullptr;
 };
 
