@@ -81,12 +81,14 @@ public:
     return read(pipe_[0], &byte, 1) == 1;
   }
 
-  void kill_it() const {
+  // Gives minus SIGKILL, or what ended it before.
+  int kill_it() const {
     kill(id_, SIGKILL);
-    waitpid(id_, nullptr, 0);
+    return end();
   }
 
-  // Its exit status, or minus the signal that ended it.
+  // Waits for its end.
+  // @return its exit status, or minus the signal that ended it.
   int end() const {
     int status = 0;
     waitpid(id_, &status, 0);
@@ -121,7 +123,10 @@ void kill_owner(Torture &torture) {
     if (waiter.joinable()) {
       usleep(100);
     }
-    owner.kill_it();
+    int const status = owner.kill_it();
+    if (status != -SIGKILL) {
+      torture.fault("owner %u was not killed, but ended with %d", i, status);
+    }
     waiter.joinable() ? waiter.join() : meet();
     if (!is_first_refused || !mutex->acquire() || !mutex->release() || mutex->release()) {
       torture.fault("owner %u is dead: the next acquire is %s", i,
@@ -139,21 +144,26 @@ void lose_last_user(Torture &torture) {
     alarm(HANG_S);
     auto const way = static_cast<Way>(i % WAYS);
     Copy const user([&name, way](Copy const &self) {
-      Mutex mine = create(name);
+      Mutex const mine = create(name);
       if (mine == nullptr || (way != KILLED && !mine->acquire())) {
         return;
       }
       self.tell();
-      if (way == KILLED || way == KILLED_INSIDE) {
+      if (way == EXITS) {
+        _exit(0); // inside, with nothing closed
+      }
+      if (way != CLOSES) {
         pause();
-      } else if (way == CLOSES) {
-        mine.reset();
       }
     });
     if (!user.wait_until_told()) {
       torture.fault("user %u does not get the mutex", i);
     }
-    way == EXITS || way == CLOSES ? static_cast<void>(user.end()) : user.kill_it();
+    bool const is_killed = way == KILLED || way == KILLED_INSIDE;
+    int const status = is_killed ? user.kill_it() : user.end();
+    if (status != (is_killed ? -SIGKILL : 0)) {
+      torture.fault("user %u ended with %d", i, status);
+    }
     if (is_there(name)) {
       torture.fault("user %u, the last one, is gone, but not its mutex", i);
     }
@@ -166,6 +176,7 @@ void lose_last_user(Torture &torture) {
 
 // Killed at any moment, also while it makes, opens, takes, gives back and closes.
 void kill_anywhere(Torture &torture) {
+  enum { NOT_MADE = 1, NOT_TAKEN };
   constexpr unsigned int LONGEST_US = 1000;
   static std::minstd_rand random(1); // the same every time
   std::string const name = unique("anywhere");
@@ -175,18 +186,24 @@ void kill_anywhere(Torture &torture) {
       self.tell();
       for (;;) {
         Mutex const mine = create(name), other = create(name + " too");
-        if (mine->acquire() || mine->acquire()) {
-          mine->release();
+        if (mine == nullptr || other == nullptr) {
+          _exit(NOT_MADE);
+        }
+        if (!(mine->acquire() || mine->acquire()) || !mine->release()) {
+          _exit(NOT_TAKEN);
         }
       }
     });
-    user.wait_until_told();
+    bool const has_begun = user.wait_until_told();
     Mutex here; // every second time this process uses it as well
     if (i % 2 == 0) {
       here = create(name);
     }
     usleep(static_cast<useconds_t>(random() % LONGEST_US));
-    user.kill_it();
+    int const status = user.kill_it();
+    if (!has_begun || status != -SIGKILL) {
+      torture.fault("user %u was not killed, but ended with %d", i, status);
+    }
     Mutex const mutex = create(name);
     if (mutex == nullptr || !(mutex->acquire() || mutex->acquire()) || !mutex->release()) {
       torture.fault("user %u was killed, and the mutex cannot be taken", i);
