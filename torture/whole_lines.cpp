@@ -8,6 +8,7 @@
 #include "tests/support/Threads.hpp"
 #include "torture/support/Torture.hpp"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -21,6 +22,7 @@ using namespace Ostrel;
 constexpr int PROCESSES = 8;
 constexpr char CATEGORY[] = "Torture.Lines";
 constexpr unsigned int SHORTEST = 80, LONGEST = 16000; // characters
+constexpr std::chrono::seconds LONGEST_START(30);      // of all processes
 
 // The message of that process and number: it tells them, and all that follows is filled with what
 // depends on both.
@@ -33,17 +35,26 @@ std::string make_message(unsigned int process, unsigned int number) {
 }
 
 // Waits until all processes have come here, so that they write at the same time.
-void wait_for_all(std::string const &path) {
+// @return false when one does not come.
+bool wait_for_all(std::string const &path) {
+  using Clock = std::chrono::steady_clock;
   std::string const ready = path + ".ready";
   FileLoggingOutput(ready.c_str()).write_method("x");
+  auto const end = Clock::now() + LONGEST_START;
   while (read_file(ready).size() < PROCESSES) {
+    if (Clock::now() > end) {
+      return false;
+    }
     std::this_thread::yield();
   }
+  return true;
 }
 
 // Arguments: number of the process, number of lines, path of the file.
 Role const own_output("own-output", [](Role::Arguments const &arguments) {
-  wait_for_all(arguments[2]);
+  if (!wait_for_all(arguments[2])) {
+    return EXIT_FAILURE;
+  }
   auto const process = static_cast<unsigned int>(std::stoul(arguments[0]));
   FileLoggingOutput output(arguments[2].c_str());
   for (unsigned int number = 0; number < std::stoul(arguments[1]); ++number) {
@@ -53,7 +64,9 @@ Role const own_output("own-output", [](Role::Arguments const &arguments) {
 });
 
 Role const category("category", [](Role::Arguments const &arguments) {
-  wait_for_all(arguments[2]);
+  if (!wait_for_all(arguments[2])) {
+    return EXIT_FAILURE;
+  }
   auto const process = static_cast<unsigned int>(std::stoul(arguments[0]));
   LoggingCategory &lines = LoggingCategory::get_instance(CATEGORY);
   for (unsigned int number = 0; number < std::stoul(arguments[1]); ++number) {
