@@ -26,6 +26,7 @@ namespace {
 using namespace Ostrel;
 
 constexpr char KEY[] = "UserConfig/K/v";
+constexpr unsigned int KILLS_PER_COMMIT = 10; // at most
 
 // The settings file, and what processes that are killed have to tell.
 class Settings {
@@ -162,6 +163,9 @@ int torture() {
   }
   unsigned int const commits = settings.committed();
   left += settings.remove_temporary_files();
+  if (commits < kills / KILLS_PER_COMMIT) {
+    torture.fault("%u commits only: the kills met none", commits);
+  }
   unsigned int calls = 0;
   while (was_killed(start([&] { commit_until_killed(settings, calls); }), &status)) {
     judge(true, "kill before system call", calls);

@@ -13,7 +13,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <sstream>
@@ -30,6 +32,7 @@ namespace {
 
 constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
 constexpr unsigned int PARENT_LIMIT_S = 60;
+constexpr double LONGEST_FORK_MS = 1500;
 constexpr unsigned int PARENTS = 400;
 constexpr unsigned int FORKS = 4;       // of each: most of what goes wrong does so at first
 constexpr unsigned int MOST_FAULTS = 5; // then it is known
@@ -121,11 +124,17 @@ void look_at_log(std::string const &log, unsigned int count) {
   }
 }
 
+double slowest_ms = 0; // fork of this process
+
 bool fork_child(unsigned int number) {
+  using Clock = std::chrono::steady_clock;
+  auto const start = Clock::now();
   pid_t const child = fork();
   if (child == 0) {
     end_child(number);
   }
+  std::chrono::duration<double, std::milli> const taken = Clock::now() - start;
+  slowest_ms = std::max(slowest_ms, taken.count());
   int status = 0;
   waitpid(child, &status, 0);
   if (status != 0) {
@@ -137,7 +146,8 @@ bool fork_child(unsigned int number) {
   return status == 0;
 }
 
-// Forks from the first moment on, in which much is done for the first time.
+// Forks from the first moment on, in which much is done for the first time. Standard output gets
+// the faults, standard error how long the slowest fork took.
 Role const forks_role("forks", [](Role::Arguments const &arguments) {
   auto const count = static_cast<unsigned int>(std::stoul(arguments[0]));
   alarm(PARENT_LIMIT_S);
@@ -160,6 +170,7 @@ Role const forks_role("forks", [](Role::Arguments const &arguments) {
   if (is_right) {
     look_at_log(read_file(variable("OSTREL_LOG_OUTPUT")), count);
   }
+  std::fprintf(stderr, "%f ms", slowest_ms);
   return 0;
 });
 
@@ -174,6 +185,7 @@ int torture() {
   }
   write_file(directory.path("user-config.xml"), "<UserConfig>" + keys + "</UserConfig>");
   unsigned int parents = 0, faulty = 0;
+  double slowest = 0; // fork of all, in milliseconds
   for (; parents < rounds(PARENTS) && faulty < MOST_FAULTS; ++parents) {
     std::string const log = directory.path("log " + std::to_string(parents));
     ChildResult const parent = run_child("forks", {std::to_string(FORKS)},
@@ -188,9 +200,13 @@ int torture() {
     if (parent.status != 0) {
       torture.fault("parent %u ends with %d: %s", parents, parent.status, parent.err.c_str());
     }
+    slowest = std::max(slowest, std::strtod(parent.err.c_str(), nullptr));
     faulty += parent.status != 0 || !parent.out.empty() ? 1 : 0;
   }
+  if (slowest > LONGEST_FORK_MS) {
+    torture.fault("a fork took %.0f ms", slowest);
+  }
   return torture.row("%u forks while four threads log and read settings, in %u processes: every "
-                     "child logs, reads its settings and ends",
-                     parents * FORKS, parents);
+                     "child logs, reads its settings and ends; the slowest fork took %.0f ms",
+                     parents * FORKS, parents, slowest);
 }

@@ -9,6 +9,7 @@
 #include "tests/support/Files.hpp"
 #include "torture/support/Torture.hpp"
 
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -23,6 +24,7 @@ namespace {
 using namespace Ostrel;
 
 constexpr char const *KEYS[] = {"First", "Second"};
+constexpr unsigned int FEWEST_STATES = 10; // of the file, a small part of what a slow disk allows
 
 // The text of that number, in which each part is its number: no mixture of two is one of them.
 std::string make_text(unsigned int number) {
@@ -72,22 +74,26 @@ int torture() {
   setenv("OSTREL_CONFIG_PATH", directory.path().c_str(), 1);
   pid_t const programs[] = {start_program(KEYS[0], end), start_program(KEYS[1], end)};
 
-  unsigned int loads = 0, changes = 0;
-  std::string before;
+  unsigned int loads = 0, states = 0;
+  std::array<unsigned int, 2> changes = {}; // of each key
+  std::array<std::string, 2> before = {text, text};
   auto const stop = Clock::now() + std::chrono::milliseconds(rounds(20000) + 800);
   for (; Clock::now() < stop; ++loads) {
     XmlConfigSource source;
     Configuration configuration(source);
     unsigned long const result = configuration.init_source(path.c_str());
-    std::string first, second;
-    configuration.get_value("UserConfig/First", "v", &first);
-    configuration.get_value("UserConfig/Second", "v", &second);
-    if (result != RESULT_SUCCESS || !is_whole(first) || !is_whole(second)) {
-      torture.fault("load %u: result %lu, '%.20s', '%.20s'", loads, result, first.c_str(),
-                    second.c_str());
+    std::array<std::string, 2> found;
+    configuration.get_value("UserConfig/First", "v", &found[0]);
+    configuration.get_value("UserConfig/Second", "v", &found[1]);
+    if (result != RESULT_SUCCESS || !is_whole(found[0]) || !is_whole(found[1])) {
+      torture.fault("load %u: result %lu, '%.20s', '%.20s'", loads, result, found[0].c_str(),
+                    found[1].c_str());
     }
-    changes += first + second == before ? 0 : 1;
-    before = first + second;
+    states += found == before ? 0 : 1;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+      changes[i] += found[i] == before[i] ? 0 : 1;
+    }
+    before = found;
   }
   write_file(end, "");
   for (pid_t const program : programs) {
@@ -101,7 +107,11 @@ int torture() {
   if (std::distance(entries, {}) != 1) {
     torture.fault("a temporary file is left");
   }
+  if (states < FEWEST_STATES || changes[0] == 0 || changes[1] == 0) {
+    torture.fault("%u states met, %u and %u changes of the two settings: nothing was tried", states,
+                  changes[0], changes[1]);
+  }
   return torture.row("two programs committed without pause, a third loaded %u times and met %u "
                      "states of the file",
-                     loads, changes);
+                     loads, states);
 }
