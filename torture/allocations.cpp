@@ -213,7 +213,7 @@ int torture() {
   std::thread second(work);
   work();
   second.join();
-  return torture.row("%zu calls, in each of %zu processes with another allocation failing, at load "
-                     "or later, alone or with all after it",
-                     scenario().size(), plans.size());
+  return torture.row("%zu calls, in each of %zu processes with another allocation failing, of n = "
+                     "%lu at load and %lu in use, alone or with all after it",
+                     scenario().size(), plans.size(), whole.strained_at_load, whole.strained);
 }

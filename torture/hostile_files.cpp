@@ -407,6 +407,7 @@ int torture() {
   add_encodings(corpus);
   Cost const most = measure_loads(torture, corpus);
   watch_loads(torture, corpus, harmless);
-  return torture.row("%u files loaded: each within %.0f ms and %ld MB, nothing else opened",
+  return torture.row("%u files loaded: each within %.0f ms of processor time and %ld MB above an "
+                     "empty load, nothing else opened",
                      corpus.size(), most.processor_ms, most.peak_kb / 1024);
 }
