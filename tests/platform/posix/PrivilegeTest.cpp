@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
@@ -42,6 +43,11 @@ Role const told_role("told", [](Role::Arguments const &) {
     Platform::get_system_property(property, &path);
     std::printf("%s\n", path.c_str());
   }
+  Ostrel::LoggingCategory::get_instance("a").warn("line");
+  for (auto const name :
+       {"OSTREL_LOG_OUTPUT", "OSTREL_LOG_PRIORITY", "OVRA_LOG_TIMESTAMP", "srcdir"}) {
+    std::printf("%s\n", read_variable(name).c_str());
+  }
   setenv("OSTREL_DATA_PATH", "/mine", 1);
   Ostrel::ISharedLibrary *const library = Platform::create_shared_library();
   library->set_name("plugin");
@@ -69,18 +75,23 @@ TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
   constexpr uid_t NOBODY = 65534;
   TemporaryDirectory const directory;
   std::string const program = directory.path("program"), registry = directory.path("registry");
+  std::string const log = directory.path("log");
   std::string const hostile =
       "/usr/bin/env -i PATH=" TEST_PLUGINS "/first OSTREL_LIBRARY_PATH=" TEST_PLUGINS
       "/first OSTREL_CONFIG_PATH=/x OSTREL_DATA_PATH=/x OSTREL_REGISTRY_FILE=" +
-      registry + " " + program + " --role told";
+      registry + " OSTREL_LOG_PRIORITY=a,WARN OSTREL_LOG_OUTPUT=" + log +
+      " OVRA_LOG_TIMESTAMP=yes srcdir=/x " + program + " --role told";
   std::string const empty = "/usr/bin/env -i " + program + " --role told";
   write_file(registry, "REGEDIT4\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
                        "\"InstallPath\"=\"/x\"\n");
   std::filesystem::copy_file("/proc/self/exe", program);
   EXPECT_NE(output_of(hostile), output_of(empty));
-  if (chown(program.c_str(), NOBODY, NOBODY) != 0 || chmod(program.c_str(), S_ISUID | 0755) != 0 ||
+  EXPECT_TRUE(std::filesystem::remove(log));
+  if (chown(directory.path("").c_str(), NOBODY, NOBODY) != 0 || // it could write there
+      chown(program.c_str(), NOBODY, NOBODY) != 0 || chmod(program.c_str(), S_ISUID | 0755) != 0 ||
       output_of(empty).find("secure") == std::string::npos) {
     GTEST_SKIP() << "nobody's program cannot be run with his rights here";
   }
   EXPECT_EQ(output_of(hostile), output_of(empty));
+  EXPECT_FALSE(std::filesystem::exists(log));
 }
