@@ -77,6 +77,7 @@ Win32ConditionVariable::Win32ConditionVariable()
              /*security=*/nullptr, /*result=*/nullptr) {}
 
 Win32ConditionVariable::~Win32ConditionVariable() {
+  drop_ended(); // nobody else is left in the row
   Waiter *waiter = spare_.load(std::memory_order_acquire);
   while (waiter != nullptr) {
     std::unique_ptr<Waiter> const last(waiter);
@@ -187,7 +188,9 @@ void Win32ConditionVariable::unlink(Waiter &waiter) {
   waiter.is_enlisted = false;
 }
 
-// Takes the waiters whose threads have been terminated from the front of the row. Needs the guard.
+// Takes the waiters whose threads have been terminated from the front of the row, so that the first
+// one can be released. Those behind a living one take no wake-up from anybody: they are met when
+// they come to the front. Needs the guard.
 void Win32ConditionVariable::drop_ended() {
   while (first_ != nullptr && first_->thread.has_ended()) {
     Waiter &ended = *first_;

@@ -53,6 +53,11 @@ public:
 
 class ThreadInWait {
 public:
+  ThreadInWait() = default;
+  ThreadInWait(ThreadInWait const &) = delete;
+  ThreadInWait &operator=(ThreadInWait const &) = delete;
+  ~ThreadInWait() { end(); }
+
   void begin() noexcept { thread_ = OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()); }
   void end() noexcept {
     if (thread_ != nullptr) {
