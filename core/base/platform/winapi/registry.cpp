@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The registry, as a text file that whoever installs the library keeps. A key is read when it is
 // opened, so no reader meets a change half way.
-#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
+#include <climits>
 #include <memory>
 #include <new>
 
@@ -29,16 +29,17 @@ constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
 constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger one is none of ours
 
-// Without memory it throws.
-std::string registry_path() {
-  std::string chosen;
-  Ostrel::read_environment("OSTREL_REGISTRY_FILE", &chosen);
-  return chosen.empty() ? DEFAULT_FILE : chosen;
+// Not valid when the variable's text is longer than any path that the system takes.
+NativePath registry_path() {
+  char chosen[PATH_MAX] = "";
+  bool const fits = GetEnvironmentVariableA("OSTREL_REGISTRY_FILE", chosen, PATH_MAX) < PATH_MAX;
+  char const *const path = chosen[0] == '\0' ? DEFAULT_FILE : chosen;
+  return NativePath(fits ? path : nullptr);
 }
 
 // Reads the whole of a regular file. False when there is none, or when it cannot be read.
 bool read_registry(std::string *text) {
-  NativePath const path(registry_path().c_str());
+  NativePath const path = registry_path();
   Descriptor const file = path.is_valid()
                               ? Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY)
                               : Descriptor();
