@@ -392,6 +392,9 @@ HANDLE GetStdHandle(DWORD number) {
   return instance->handle();
 }
 
+// From the load on, so that no thread is inside its making while another one forks.
+[[maybe_unused]] static void *const made_at_load = GetStdHandle(STD_ERROR_HANDLE);
+
 BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS /*level*/, void *data) {
   NativePath const native(path);
   if (!native.is_valid()) {
