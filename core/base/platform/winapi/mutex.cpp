@@ -15,7 +15,6 @@
 // still in it as abandoned. Only the owner follows or changes the links of a mutex.
 #include "core/base/platform/winapi/mutex.hpp"
 
-#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
