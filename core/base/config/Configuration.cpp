@@ -37,22 +37,18 @@ public:
   ConfigurationMutexEnd &operator=(ConfigurationMutexEnd const &) = delete;
   ~ConfigurationMutexEnd() {
     is_unloaded = true;
-    delete configuration_mutex.exchange(nullptr);
+    IMutex const *const mutex = configuration_mutex.exchange(nullptr);
+    if (ForkLocks::wait_for_all()) {
+      delete mutex;
+    }
   }
 };
 
-bool take_mutex() {
-  return ForkLocks::acquire(configuration_mutex.load(std::memory_order_acquire));
+IAcquirable *take_mutex() {
+  return ForkLocks::acquire(configuration_mutex);
 }
 
-void give_mutex_back() {
-  IMutex *const mutex = configuration_mutex.load(std::memory_order_acquire);
-  if (mutex != nullptr) {
-    mutex->release();
-  }
-}
-
-constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, give_mutex_back};
+constexpr ForkLocks::Lock FORK_LOCK = {take_mutex};
 
 ConfigurationMutexEnd &mutex_end() {
   static ConfigurationMutexEnd instance;

@@ -85,7 +85,9 @@ public:
   Settings &operator=(Settings const &) = delete;
   ~Settings() {
     is_torn_down = true;
-    delete cache_.load();
+    if (ForkLocks::wait_for_all()) {
+      delete cache_.load();
+    }
   }
 
   // Whose lock is that of the settings. Needs no lock; null as long as there is no memory for it.
@@ -258,17 +260,11 @@ Settings &settings() {
 }
 
 // For as long as they are there, and without setting them up.
-bool take_lock() {
+IAcquirable *take_lock() {
   return ForkLocks::acquire(is_torn_down ? nullptr : settings().cache());
 }
 
-void give_lock_back() {
-  if (!is_torn_down) {
-    settings().cache()->release();
-  }
-}
-
-constexpr ForkLocks::Lock FORK_LOCK = {take_lock, give_lock_back};
+constexpr ForkLocks::Lock FORK_LOCK = {take_lock};
 
 Settings &make_settings() {
   ForkLocks::add(ForkLocks::USER_CONFIGURATION, FORK_LOCK);

@@ -59,21 +59,15 @@ std::atomic<IMutex *> source_mutex{nullptr};
 std::mutex lifetime_mutex;
 int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
 
-IMutex *held_to_fork = nullptr; // source_mutex, if it could be had; guarded by lifetime_mutex
-
 // Nobody is in the XML library for us then, which has locks of its own; unless source_mutex cannot
 // be had in time.
-bool take_both_mutexes() {
+IAcquirable *take_both_mutexes() {
   lifetime_mutex.lock();
-  IMutex *const mutex = source_mutex.load(std::memory_order_relaxed);
-  held_to_fork = ForkLocks::acquire(mutex) ? mutex : nullptr;
-  return true;
+  return ForkLocks::acquire(source_mutex.load(std::memory_order_relaxed));
 }
 
-void give_both_mutexes_back() {
-  if (held_to_fork != nullptr) {
-    held_to_fork->release();
-  }
+void give_both_mutexes_back(IAcquirable *taken) {
+  ForkLocks::release(taken);
   lifetime_mutex.unlock();
 }
 

@@ -28,8 +28,7 @@ constexpr int LONGEST_WAIT_MS = 1000;
 constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
 std::atomic<LoggingHierarchy *> current{nullptr};
-std::atomic<bool> is_over{false}; // the teardown has begun
-thread_local IMutex *held_to_fork __attribute__((tls_model("initial-exec"))) = nullptr;
+std::atomic<bool> is_over{false};   // the teardown has begun
 unsigned long owner_process_id = 0; // the process that made the hierarchy; a fork copies it
 
 // The categories' memory is part of the library's image. So a category can outlive the hierarchy
@@ -185,21 +184,16 @@ void ProcessLogging::set_up() {
     return;
   }
   owner_process_id = Platform::get_current_process_id();
-  static constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, give_mutex_back};
+  static constexpr ForkLocks::Lock FORK_LOCK = {take_mutex};
   ForkLocks::add(ForkLocks::HIERARCHY, FORK_LOCK); // before others can hold it
   current.store(hierarchy.release());
 }
 
 // The teardown waits for the mutex before it deletes anything.
-bool ProcessLogging::take_mutex() {
+IAcquirable *ProcessLogging::take_mutex() {
   LoggingVisit const visit(current);
-  IMutex *const mutex = visit.hierarchy() == nullptr ? nullptr : visit.hierarchy()->mutex_.get();
-  held_to_fork = ForkLocks::acquire(mutex) ? mutex : nullptr;
-  return held_to_fork != nullptr;
-}
-
-void ProcessLogging::give_mutex_back() {
-  held_to_fork->release();
+  LoggingHierarchy const *const hierarchy = visit.hierarchy();
+  return ForkLocks::acquire(hierarchy == nullptr ? nullptr : hierarchy->mutex_.get());
 }
 
 std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {

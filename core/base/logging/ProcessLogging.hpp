@@ -9,6 +9,7 @@
 
 namespace Ostrel {
 
+class IAcquirable;
 class LoggingCategory;
 class LoggingHierarchy;
 
@@ -97,9 +98,8 @@ private:
   static bool configure_from_environment(LoggingHierarchy &hierarchy);
   static bool configure(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
 
-  // Of the hierarchy, by whoever forks.
-  static bool take_mutex();
-  static void give_mutex_back();
+  // That of the hierarchy, for whoever forks.
+  static IAcquirable *take_mutex();
 };
 
 } // namespace Ostrel

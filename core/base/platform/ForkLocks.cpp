@@ -12,24 +12,44 @@ namespace Ostrel {
 namespace {
 
 constexpr int RANKS = ForkLocks::HIERARCHY + 1;
+constexpr int LONGEST_WAIT_MS = 2000; // twice what a thread that forks waits for locks
 
 std::atomic<ForkLocks::Lock const *> locks[RANKS];
 
-// By the calling thread, which is forking; null otherwise.
-thread_local ForkLocks::Lock const *taken[RANKS] __attribute__((tls_model("initial-exec")));
+// How many threads hold locks to fork, or are taking them. Sequentially consistent, with the end of
+// a lock: either that waits for the thread, or the thread does not find the lock.
+std::atomic<int> forking{0};
+
+struct Taken {
+  ForkLocks::Lock const *lock; // null when there is none of that rank
+  IAcquirable *target;
+};
+
+// By the calling thread, which is forking.
+thread_local Taken taken[RANKS] __attribute__((tls_model("initial-exec")));
+thread_local DWORD forked_process_id __attribute__((tls_model("initial-exec")));
 
 void take_all() {
+  ++forking;
+  forked_process_id = GetCurrentProcessId();
   for (int rank = 0; rank < RANKS; ++rank) {
     ForkLocks::Lock const *const lock = locks[rank].load(std::memory_order_acquire);
-    taken[rank] = lock != nullptr && lock->take() ? lock : nullptr;
+    taken[rank] = {lock, lock != nullptr ? lock->take() : nullptr};
   }
 }
 
 void give_all_back() {
   for (int rank = RANKS - 1; rank >= 0; --rank) {
-    if (ForkLocks::Lock const *const lock = std::exchange(taken[rank], nullptr); lock != nullptr) {
-      lock->give_back();
+    Taken const last = std::exchange(taken[rank], Taken());
+    if (last.lock != nullptr) {
+      last.lock->give_back(last.target);
     }
+  }
+  DWORD const process_id = std::exchange(forked_process_id, 0);
+  if (process_id == GetCurrentProcessId()) {
+    --forking;
+  } else if (process_id != 0) { // else the library was loaded meanwhile
+    forking = 0;                // others who were forking are not in the child
   }
 }
 
@@ -44,8 +64,25 @@ void ForkLocks::add(Rank rank, Lock const &lock) noexcept {
 }
 
 // The second attempt follows an owner that ended inside: the first one only tells of it.
-bool ForkLocks::acquire(IAcquirable *target) {
-  return target != nullptr && (target->acquire() || target->acquire());
+IAcquirable *ForkLocks::acquire(IAcquirable *target) {
+  bool const is_had = target != nullptr && (target->acquire() || target->acquire());
+  return is_had ? target : nullptr;
+}
+
+void ForkLocks::release(IAcquirable *taken) {
+  if (taken != nullptr) {
+    taken->release();
+  }
+}
+
+bool ForkLocks::wait_for_all() noexcept {
+  for (int waited_ms = 0; forking > 0; ++waited_ms) {
+    if (waited_ms == LONGEST_WAIT_MS) {
+      return false;
+    }
+    Sleep(1);
+  }
+  return true;
 }
 
 } // namespace Ostrel

@@ -18,14 +18,20 @@ class IAcquirable;
 /// nobody there, since whoever meets an abandoned lock asks twice. But a line may be written in
 /// part, an object count as held, and a load be half done, and what an output of the program's own
 /// has taken for itself nobody gives back.
+///
+/// The turn of a logging set-up is not among them either: it is no mutex but the number of the
+/// process, so that a child sees whose it was and takes it, and nothing of the set-up is in place
+/// before it is whole.
 class ForkLocks {
 public:
   /// The order in which they are taken, outermost first: that of all who hold several.
   enum Rank : int { USER_CONFIGURATION, CONFIGURATION, SOURCE, HIERARCHY };
 
   struct Lock {
-    bool (*take)(); // false, with nothing taken, when it is not there or cannot be had
-    void (*give_back)();
+    /// Gives what `acquire` gives.
+    IAcquirable *(*take)();
+    /// Gets what `take` gave.
+    void (*give_back)(IAcquirable *taken) = release;
   };
 
   /// Makes a lock known.
@@ -34,7 +40,16 @@ public:
 
   /// For `take`: acquires what may have been abandoned.
   /// @param target  borrowed; null is never had.
-  static bool acquire(IAcquirable *target);
+  /// @return the target, or null when it could not be had.
+  static IAcquirable *acquire(IAcquirable *target);
+
+  /// Gives back what was had, if anything.
+  static void release(IAcquirable *taken);
+
+  /// For the end of a lock that `take` does not find any more: waits until nobody forks who may
+  /// still have it.
+  /// @return false when that lasts too long: then the lock must stay.
+  static bool wait_for_all() noexcept;
 };
 
 } // namespace Ostrel
