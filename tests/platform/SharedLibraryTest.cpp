@@ -91,8 +91,12 @@ TEST(SharedLibrary, IsFoundAlongThePathOfOneLoad) {
        ""},
       {{"plugin", "broken", "first"}, "P", nullptr, "10 - - then P", "'" FILE_NAME "' 193"},
       {{"plugin", "A"}, nullptr, nullptr, "10 - - then (none)", "'" FILE_NAME "' 126"},
-      // An empty element is not the current directory, where it would be found.
-      {{"here", ";A;"}, ";P:", "", "10 - - then ;P:", "'here" TEST_EXTENSION "' 126"},
+      // An empty element is not the current directory, where the loader of Windows looks anyway.
+      {{"here", ";A;"},
+       ";P:",
+       "",
+       "10 - - then ;P:",
+       ON_WINDOWS ? "'here" TEST_EXTENSION "' 193" : "'here" TEST_EXTENSION "' 126"},
       {{"second/plugin"},
        "P",
        nullptr,

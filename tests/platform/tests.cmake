@@ -49,6 +49,6 @@ foreach(plugin first second nested)
   add_dependencies(test_platform test_plugin_${plugin})
 endforeach()
 file(WRITE "${plugins}/broken/plugin${CMAKE_SHARED_MODULE_SUFFIX}" "This is no library.\n")
-file(WRITE "${plugins}/here.so" "Nor is this.\n")
+file(WRITE "${plugins}/here${CMAKE_SHARED_MODULE_SUFFIX}" "Nor is this.\n")
 target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}"
                                                  TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")
