@@ -32,7 +32,7 @@ namespace {
 
 constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
 constexpr unsigned int PARENT_LIMIT_S = 60;
-constexpr double LONGEST_FORK_MS = 3000; // the library waits a second for locks; a busy machine more
+constexpr double LONGEST_FORK_MS = 3000; // the library waits a second for locks
 constexpr unsigned int PARENTS = 400;
 constexpr unsigned int FORKS = 4;       // of each: most of what goes wrong does so at first
 constexpr unsigned int MOST_FAULTS = 5; // then it is known

@@ -38,6 +38,16 @@ cmake_consumer() {
   run_consumer "$work/cmake/settings"
 }
 
+# The library without the settings refuses who asks for them, and nobody else.
+bare_consumer() {
+  mkdir -p "$work/bare"
+  printf '%s\n' 'cmake_minimum_required(VERSION 3.20)' 'project(bare LANGUAGES CXX)' \
+    'find_package(ostbase REQUIRED ${components})' >"$work/bare/CMakeLists.txt"
+  local -a configure=(cmake -S "$work/bare" -B "$work/bare" -D CMAKE_PREFIX_PATH="$prefix")
+  "${configure[@]}"
+  ! "${configure[@]}" -D components=config || fail "there are no settings"
+}
+
 pkgconfig_consumer() {
   local pc_dir
   pc_dir=$(dirname "$(find "$prefix" -name ostbase.pc)")

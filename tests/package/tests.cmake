@@ -5,6 +5,8 @@ if(NOT OSTBASE_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
   set(checks install headers symbols)
   if(OSTBASE_BUILD_CONFIG) # the consumers are programs with settings
     list(APPEND checks cmake_consumer pkgconfig_consumer readme)
+  else()
+    list(APPEND checks bare_consumer)
   endif()
   foreach(check IN LISTS checks)
     add_test(
