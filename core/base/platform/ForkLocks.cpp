@@ -26,7 +26,7 @@ struct Taken {
 };
 
 // By the calling thread, which is forking.
-thread_local Taken taken[RANKS] __attribute__((tls_model("initial-exec")));
+thread_local Taken held[RANKS] __attribute__((tls_model("initial-exec")));
 thread_local DWORD forked_process_id __attribute__((tls_model("initial-exec")));
 
 void take_all() {
@@ -34,13 +34,13 @@ void take_all() {
   forked_process_id = GetCurrentProcessId();
   for (int rank = 0; rank < RANKS; ++rank) {
     ForkLocks::Lock const *const lock = locks[rank].load(std::memory_order_acquire);
-    taken[rank] = {lock, lock != nullptr ? lock->take() : nullptr};
+    held[rank] = {lock, lock != nullptr ? lock->take() : nullptr};
   }
 }
 
 void give_all_back() {
   for (int rank = RANKS - 1; rank >= 0; --rank) {
-    Taken const last = std::exchange(taken[rank], Taken());
+    Taken const last = std::exchange(held[rank], Taken());
     if (last.lock != nullptr) {
       last.lock->give_back(last.target);
     }
