@@ -127,7 +127,7 @@ LoggingCategory &category() {
 // What the output gets; a message ends at its first terminator.
 template <class... Values>
 void check_log(Formatted const &expected, char const *format, Values... values) {
-  std::string const full = expected.full.c_str();
+  std::string const full = expected.full.substr(0, expected.full.find('\0'));
   auto const longest = static_cast<std::size_t>(LoggingCategory::MAX_CATEGORY_SIZE) - 1;
   category().info(format, values...);
   require(std::exchange(lines(), {}) == "INFO  - " + full.substr(0, longest) + "\n",
