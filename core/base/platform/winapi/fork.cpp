@@ -68,23 +68,21 @@ bool ForkMutex::is_held_to_fork() const noexcept {
 }
 
 void ForkMutex::lock() noexcept {
-  if (is_held_to_fork()) {
-    return;
-  }
-  if (!is_known_.load(std::memory_order_relaxed)) {
-    make_known();
-  }
-  pthread_rwlock_wrlock(&lock_);
+  take(pthread_rwlock_wrlock);
 }
 
 void ForkMutex::lock_shared() noexcept {
+  take(pthread_rwlock_rdlock);
+}
+
+void ForkMutex::take(int (*wait)(pthread_rwlock_t *)) noexcept {
   if (is_held_to_fork()) {
     return;
   }
   if (!is_known_.load(std::memory_order_relaxed)) {
     make_known();
   }
-  pthread_rwlock_rdlock(&lock_);
+  wait(&lock_);
 }
 
 void ForkMutex::unlock() noexcept {

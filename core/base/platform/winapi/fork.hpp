@@ -41,6 +41,7 @@ private:
   static void after_in_child() noexcept;
 
   bool is_held_to_fork() const noexcept;
+  void take(int (*wait)(pthread_rwlock_t *)) noexcept;
   void make_known() noexcept;
 
   static pthread_mutex_t _guard;
