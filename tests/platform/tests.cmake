@@ -19,7 +19,8 @@ if(NOT WIN32)
   # anybody may make, registry files, an end of threads that always goes well.
   target_sources(
     test_platform
-    PRIVATE platform/posix/ConsoleTest.cpp
+    PRIVATE platform/posix/ConditionVariableTest.cpp
+            platform/posix/ConsoleTest.cpp
             platform/posix/DeepDirectoryTest.cpp
             platform/posix/DirectoryTest.cpp
             platform/posix/EnvironmentArrayTest.cpp
@@ -27,7 +28,8 @@ if(NOT WIN32)
             platform/posix/PrivilegeTest.cpp
             platform/posix/RegistryFileTest.cpp
             platform/posix/ReplaceFileTest.cpp
-            platform/posix/ThreadEndTest.cpp)
+            platform/posix/ThreadEndTest.cpp
+            "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
   # Sources of the library whose behaviour no public operation reaches: they are hidden in the
   # library, so the program compiles its own copy. On Windows they are the system's own calls.
   foreach(source descriptor environment error fork handle mutex named_mutex registry_file wait)
