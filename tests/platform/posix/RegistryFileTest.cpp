@@ -91,6 +91,7 @@ TEST(RegistryFile, DamageStaysInItsLine) {
       EXPECT_EQ(value_in(damaged.substr(0, i + 1)), "");
     }
   }
+  EXPECT_EQ(value_in(HEADER + "\"a\"=hex:41,\\" + next), "3:A");
   EXPECT_EQ(value_in(std::string(1000000, '[') + next), "3:A");
 }
 

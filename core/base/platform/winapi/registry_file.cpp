@@ -104,8 +104,7 @@ bool take_quoted(std::string_view *line, std::string *text) {
 }
 
 // A text with line breaks in it goes on in `rest`, as far as its closing quote. One that is never
-// closed seems to end at the first quote of another line, where more follows: then it is damaged,
-// and `rest` stays as it is.
+// closed seems to end at the first quote of another line, where more follows: then it is damaged.
 bool parse_text(std::string_view line, std::string_view *rest, RegistryValue *value) {
   std::string_view whole(line.data(),
                          static_cast<std::size_t>(rest->data() + rest->size() - line.data()));
@@ -182,7 +181,9 @@ void parse_value(std::string_view line, std::string_view *rest, RegistryValues *
     return;
   }
   RegistryValue value;
-  if (parse_data(line, rest, &value)) {
+  std::string_view behind = *rest; // what is damaged takes no line with it
+  if (parse_data(line, &behind, &value)) {
+    *rest = behind;
     (*values)[registry_name(name)] = std::move(value);
   }
 }
