@@ -137,9 +137,9 @@ void check_properties(std::string_view text, Contents const &contents) {
           "another audio path");
 }
 
-// What stands before a section does not reach into it, if a blank line is between.
+// What stands before a section does not reach into it.
 void check_next_section(std::string_view text) {
-  std::string const next = std::string(text) + "\n\n[" + KEY + "]\n\"next\"=hex:41\n";
+  std::string const next = std::string(text) + "\n[" + KEY + "]\n\"next\"=hex:41\n";
   Contents const contents = read(next);
   auto const found = contents.values.find("next");
   require(contents.is_there && found != contents.values.end() && found->second.type == REG_BINARY &&
