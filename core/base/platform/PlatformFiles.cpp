@@ -5,11 +5,10 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/FileSearch.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <cstring>
-#include <memory>
 #include <new>
 #include <utility>
 
@@ -19,14 +18,9 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-struct CloseSearch {
-  void operator()(void *search) const noexcept { FindClose(search); }
-};
-using Search = std::unique_ptr<void, CloseSearch>;
-
-// Tells why a search has ended, unless it came to its end.
-unsigned long search_result(std::string const &query) {
-  DWORD const error = GetLastError();
+// Tells why a search has ended, unless it came to its end: RESULT_SUCCESS, also when the directory
+// cannot be read, or RESULT_OUT_OF_MEMORY.
+unsigned long search_result(std::string const &query, DWORD error) {
   if (error == ERROR_NOT_ENOUGH_MEMORY) {
     return RESULT_OUT_OF_MEMORY;
   }
@@ -35,23 +29,6 @@ unsigned long search_result(std::string const &query) {
                                     static_cast<unsigned long>(error));
   }
   return RESULT_SUCCESS;
-}
-
-// Calls `visit` with every name that matches, and says in `has_matches` whether there was one.
-// Gives RESULT_SUCCESS, also when the directory cannot be read, or RESULT_OUT_OF_MEMORY.
-template <typename Visit>
-unsigned long for_each_match(std::string const &query, bool *has_matches, Visit visit) {
-  WIN32_FIND_DATAA data = {};
-  void *const started = FindFirstFileA(query.c_str(), &data);
-  *has_matches = started != INVALID_HANDLE_VALUE;
-  if (!*has_matches) {
-    return search_result(query);
-  }
-  Search const search(started);
-  do {
-    visit(data.cFileName);
-  } while (FindNextFileA(search.get(), &data) != FALSE);
-  return search_result(query);
 }
 
 bool is_kind(struct __stat64 const &status, unsigned short kind) {
@@ -64,11 +41,6 @@ std::string with_delimiter(char const *directory) {
     prefix += Platform::get_path_delimiter();
   }
   return prefix;
-}
-
-// A backslash in a path is a separator: joined to its directory, such a name means another file.
-bool can_be_named(char const *name) {
-  return std::strchr(name, '\\') == nullptr;
 }
 
 void add_regular_file(std::string const &prefix, char const *name, Names *files) {
@@ -124,8 +96,11 @@ unsigned long Platform::get_file_list(char const *directory, char const *pattern
   std::string const prefix = with_delimiter(directory);
   std::string const query = prefix + "*" + (pattern == nullptr ? "" : pattern);
   bool has_matches = false;
-  unsigned long const result = for_each_match(
-      query, &has_matches, [&](char const *name) { add_regular_file(prefix, name, out); });
+  DWORD const error = for_each_match(query.c_str(), [&](char const *name) {
+    has_matches = true;
+    add_regular_file(prefix, name, out);
+  });
+  unsigned long const result = search_result(query, error);
   if (result == RESULT_SUCCESS && !has_matches) {
     win32_platform_category().warn("Error checking files in '%s': return empty file list.",
                                    query.c_str());
@@ -141,13 +116,14 @@ unsigned long Platform::get_dir_list(char const *prefix, std::vector<std::string
   }
   Names const previous = std::exchange(*out, {}); // the prefix may point into it
   std::string const start = prefix == nullptr ? "" : prefix;
-  bool has_matches = false;
-  return for_each_match(start + "*", &has_matches, [&](char const *name) {
+  std::string const query = start + "*";
+  DWORD const error = for_each_match(query.c_str(), [&](char const *name) {
     std::string path = start + name;
     if (can_be_named(name) && directory_exists(path.c_str()) == RESULT_SUCCESS) {
       out->push_back(std::move(path));
     }
   });
+  return search_result(query, error);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

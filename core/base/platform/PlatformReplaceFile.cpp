@@ -7,6 +7,7 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/FileSearch.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -15,7 +16,6 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <memory>
 #include <new>
 
 namespace Ostrel {
@@ -61,21 +61,13 @@ bool is_left_over(std::string const &path) {
 // save fails then, and the file that it is for stays the old one. Whether its process still lives
 // is not asked, since the number in the name may be that of another machine's.
 void remove_left_over(std::string const &directory) {
-  struct Close {
-    void operator()(void *search) const noexcept { FindClose(search); }
-  };
-  WIN32_FIND_DATAA data = {};
-  void *const started = FindFirstFileA((directory + NAME_BEGIN + "*" + NAME_END).c_str(), &data);
-  if (started == INVALID_HANDLE_VALUE) {
-    return;
-  }
-  std::unique_ptr<void, Close> const search(started);
-  do {
-    std::string const path = directory + data.cFileName;
-    if (is_left_over(path)) {
+  std::string const query = directory + NAME_BEGIN + "*" + NAME_END;
+  for_each_match(query.c_str(), [&directory](char const *name) {
+    std::string const path = directory + name;
+    if (can_be_named(name) && is_left_over(path)) {
       DeleteFileA(path.c_str());
     }
-  } while (FindNextFileA(search.get(), &data) != FALSE);
+  });
 }
 
 // At a process's first save in a directory and then now and then: what is there costs each save
