@@ -31,6 +31,7 @@ struct Fork {
 thread_local Fork this_fork __attribute__((tls_model("initial-exec")));
 
 std::atomic<ForkSteps const *> steps{nullptr};
+std::atomic<unsigned int> forks{0};
 
 // Again with the first use of each mutex, since there may be no memory for it at the load.
 [[maybe_unused]] bool const registered_at_load = ForkMutex::register_with_system();
@@ -45,50 +46,42 @@ std::int64_t patience_ms() noexcept {
   return std::max(left_ms, LEAST_WAIT_MS);
 }
 
-// In steps: the thread sanitizer does not know the system's wait on the monotonic clock.
-bool take_to_fork(pthread_rwlock_t *lock) noexcept {
-  constexpr timespec STEP = {0, NANOSECONDS_PER_MILLISECOND};
-  std::int64_t left_ms = patience_ms();
-  while (pthread_rwlock_trywrlock(lock) != 0) {
-    if (left_ms-- == 0) {
-      return false;
-    }
-    nanosleep(&STEP, nullptr);
-  }
-  return true;
-}
-
 } // namespace
 
 pthread_mutex_t ForkMutex::_guard = PTHREAD_MUTEX_INITIALIZER;
 ForkMutex *ForkMutex::_first = nullptr;
 
-bool ForkMutex::is_held_to_fork() const noexcept {
-  return this_fork.holds_layer && is_taken_;
-}
-
 void ForkMutex::lock() noexcept {
-  take(pthread_rwlock_wrlock);
+  if (!is_for_fork()) {
+    lock_.lock(INFINITE);
+  }
 }
 
 void ForkMutex::lock_shared() noexcept {
-  take(pthread_rwlock_rdlock);
-}
-
-void ForkMutex::take(int (*wait)(pthread_rwlock_t *)) noexcept {
-  if (is_held_to_fork()) {
-    return;
+  if (!is_for_fork()) {
+    lock_.lock_shared();
   }
-  if (!is_known_.load(std::memory_order_relaxed)) {
-    make_known();
-  }
-  wait(&lock_);
 }
 
 void ForkMutex::unlock() noexcept {
-  if (!is_held_to_fork()) {
-    pthread_rwlock_unlock(&lock_);
+  if (!this_fork.holds_layer) {
+    lock_.unlock();
   }
+}
+
+// Whether the calling thread is forking: what it has not taken yet, it then takes for all of that.
+bool ForkMutex::is_for_fork() noexcept {
+  if (!is_known_.load(std::memory_order_relaxed)) {
+    make_known();
+  }
+  if (this_fork.holds_layer && !is_taken_) {
+    is_taken_ = take_to_fork();
+  }
+  return this_fork.holds_layer;
+}
+
+bool ForkMutex::take_to_fork() noexcept {
+  return lock_.lock(static_cast<DWORD>(patience_ms()));
 }
 
 bool ForkMutex::register_with_system() noexcept {
@@ -104,13 +97,18 @@ void ForkMutex::make_known() noexcept {
   if (!register_with_system()) {
     return;
   }
-  pthread_mutex_lock(&_guard);
+  bool const has_guard = this_fork.holds_layer;
+  if (!has_guard) {
+    pthread_mutex_lock(&_guard);
+  }
   if (!is_known_.load(std::memory_order_relaxed)) {
     next_ = _first;
     _first = this;
     is_known_.store(true, std::memory_order_relaxed);
   }
-  pthread_mutex_unlock(&_guard);
+  if (!has_guard) {
+    pthread_mutex_unlock(&_guard);
+  }
 }
 
 void ForkMutex::before() noexcept {
@@ -123,7 +121,7 @@ void ForkMutex::before() noexcept {
   }
   pthread_mutex_lock(&_guard);
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
-    mutex->is_taken_ = take_to_fork(&mutex->lock_);
+    mutex->is_taken_ = mutex->take_to_fork();
   }
   this_fork.holds_layer = true;
 }
@@ -131,7 +129,7 @@ void ForkMutex::before() noexcept {
 void ForkMutex::after() noexcept {
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
     if (std::exchange(mutex->is_taken_, false)) {
-      pthread_rwlock_unlock(&mutex->lock_);
+      mutex->lock_.unlock();
     }
   }
   pthread_mutex_unlock(&_guard);
@@ -141,8 +139,9 @@ void ForkMutex::after() noexcept {
   }
 }
 
-// The locks are made anew: the system would not know the thread again that took them.
+// A lock that another thread kept is made anew with the rest.
 void ForkMutex::after_in_child() noexcept {
+  forks.fetch_add(1, std::memory_order_relaxed);
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
     if (mutex->in_child_ != nullptr) {
       mutex->in_child_();
@@ -150,13 +149,17 @@ void ForkMutex::after_in_child() noexcept {
   }
   for (ForkMutex *mutex = _first; mutex != nullptr; mutex = mutex->next_) {
     mutex->is_taken_ = false;
-    pthread_rwlock_init(&mutex->lock_, nullptr);
+    mutex->lock_.reset();
   }
   after();
 }
 
 void call_around_fork(ForkSteps const &borrowed) noexcept {
   steps.store(&borrowed, std::memory_order_release);
+}
+
+unsigned int fork_count() noexcept {
+  return forks.load(std::memory_order_relaxed);
 }
 
 DWORD limit_while_forking(DWORD milliseconds) noexcept {

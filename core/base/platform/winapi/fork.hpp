@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/platform/winapi/shareable_lock.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <atomic>
@@ -40,14 +41,14 @@ private:
   static void after() noexcept;
   static void after_in_child() noexcept;
 
-  bool is_held_to_fork() const noexcept;
-  void take(int (*wait)(pthread_rwlock_t *)) noexcept;
+  bool is_for_fork() noexcept;
+  bool take_to_fork() noexcept;
   void make_known() noexcept;
 
   static pthread_mutex_t _guard;
   static ForkMutex *_first; // guarded by _guard
 
-  pthread_rwlock_t lock_ = PTHREAD_RWLOCK_INITIALIZER;
+  ShareableLock lock_;
   void (*const in_child_)() noexcept;
   std::atomic<bool> is_known_{false}; // once: to those who fork
   bool is_taken_ = false;             // by the thread that forks; guarded by _guard
