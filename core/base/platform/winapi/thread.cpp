@@ -41,7 +41,9 @@ namespace {
 constexpr int SIGNAL = __SIGRTMIN + 1;
 constexpr DWORD PATIENCE_MS = 100; // of TerminateThread, for a thread that cannot be ended at once
 
-ForkMutex threads_guard;
+void keep_forking_thread() noexcept;
+
+ForkMutex threads_guard{keep_forking_thread};
 
 // Nobody is cancelled or ended who holds it.
 class ThreadsLock {
@@ -62,6 +64,9 @@ public:
   BOOL terminate() noexcept override;
   void close() noexcept override;
 
+  // For the thread that has forked, in the child.
+  void move_to_child() noexcept;
+
 private:
   enum State : std::uint32_t { RUNNING, ENDED, TERMINATED };
   enum class Stack { TAKEN, LOOKED_AFTER, GIVEN_BACK };
@@ -75,6 +80,7 @@ private:
 
   bool ask() noexcept;
   bool ask_in(std::int64_t nanoseconds) const noexcept;
+  void drop_timer() noexcept;
   void ask_again(bool is_asleep) noexcept;
   void end_if_safe(ucontext_t const &context) noexcept;
   [[noreturn]] void end_here() noexcept;
@@ -83,7 +89,7 @@ private:
 
   ThreadRoutine const routine_;
   void *const argument_;
-  pid_t const process_ = getpid(); // a copy of this one, made by fork, does not have the thread
+  pid_t process_ = getpid(); // a copy of it, made by fork, has no thread but the one that forked
   pthread_t thread_{};
   std::atomic<std::uint32_t> id_{0};          // set by the thread; waited for
   std::atomic<std::uint32_t> state_{RUNNING}; // changes under threads_guard; waited for
@@ -232,6 +238,13 @@ bool Thread::ask_in(std::int64_t nanoseconds) const noexcept {
   return timer_settime(timer_, 0, &when, nullptr) == 0;
 }
 
+// Needs threads_guard held.
+void Thread::drop_timer() noexcept {
+  if (std::exchange(is_asked_, false)) {
+    timer_delete(timer_);
+  }
+}
+
 // Soon, since most calls are short, but a thread that sleeps for long is not kept awake by the
 // question. Uneven, since a loop of the same length would be met at the same place each time.
 void Thread::ask_again(bool is_asleep) noexcept {
@@ -250,9 +263,9 @@ void Thread::end_here() noexcept {
   }
   abandon_held_mutexes();
   clear_keys();
-  timer_delete(timer_);
   {
     ThreadsLock const lock;
+    drop_timer();
     show_release(&state_);
     state_.store(TERMINATED, std::memory_order_release);
     if (is_closed_) {
@@ -265,6 +278,19 @@ void Thread::end_here() noexcept {
   wake_all(&state_);
   this_thread = nullptr; // the handler has nothing to do any more
   vanish();
+}
+
+// What asks it to end stays with the parent's.
+void Thread::move_to_child() noexcept {
+  process_ = getpid();
+  id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_relaxed);
+  is_asked_ = false;
+}
+
+void keep_forking_thread() noexcept {
+  if (this_thread != nullptr) {
+    this_thread->move_to_child();
+  }
 }
 
 BOOL Thread::terminate() noexcept {
@@ -289,7 +315,10 @@ void *Thread::main(void *thread) {
   auto *const self = static_cast<Thread *>(thread);
   this_thread = self;
   bool const is_told = call_at_thread_end(leave, self);
-  self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
+  {
+    ThreadsLock const lock; // known to every fork from here on
+    self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
+  }
   wake_all(&self->id_);
   // Also when the thread ends itself.
   struct AtReturn {
@@ -311,9 +340,7 @@ void Thread::leave(void *thread) noexcept {
   bool is_last = false;
   {
     ThreadsLock const lock;
-    if (self->is_asked_) {
-      timer_delete(self->timer_);
-    }
+    self->drop_timer();
     self->state_.store(ENDED, std::memory_order_release);
     is_last = self->is_closed_;
   }
@@ -395,9 +422,11 @@ bool Thread::is_gone() noexcept {
   }
   if (state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized()) {
     pthread_detach(thread_); // it sleeps for ever
-  } else if (pthread_tryjoin_np(thread_, nullptr) == EBUSY) {
+  } else if (int const error = pthread_tryjoin_np(thread_, nullptr); error == EBUSY) {
     stack_ = Stack::TAKEN;
     return false;
+  } else if (error != 0) { // it waits for itself, in its last steps
+    pthread_detach(thread_);
   }
   stack_ = Stack::GIVEN_BACK;
   return true;
