@@ -188,9 +188,9 @@ void Win32ConditionVariable::unlink(Waiter &waiter) {
   waiter.is_enlisted = false;
 }
 
-// Takes the waiters whose threads have been terminated from the front of the row, so that the first
-// one can be released. Those behind a living one take no wake-up from anybody: they are met when
-// they come to the front. Needs the guard.
+// Takes the waiters whose threads are not there any more from the front of the row, so that the
+// first one can be released. Those behind a living one take no wake-up from anybody: they are met
+// when they come to the front. Needs the guard.
 void Win32ConditionVariable::drop_ended() {
   while (first_ != nullptr && first_->thread.has_ended()) {
     Waiter &ended = *first_;
@@ -216,6 +216,9 @@ bool Win32ConditionVariable::signal() {
   Waiter *released = nullptr;
   {
     Guarded const guarded(guard_);
+    if (!guarded.is_held()) {
+      return false;
+    }
     drop_ended();
     if (first_ == nullptr) {
       return true;
@@ -230,6 +233,9 @@ bool Win32ConditionVariable::broadcast() {
   Waiter *released = nullptr;
   {
     Guarded const guarded(guard_);
+    if (!guarded.is_held()) {
+      return false;
+    }
     released = first_;
     for (Waiter *waiter = released; waiter != nullptr; waiter = waiter->next) {
       waiter->is_enlisted = false;

@@ -53,10 +53,9 @@ bool Win32Mutex::acquire_for_certain() {
   return true;
 }
 
-bool Win32Mutex::release_and_wait(void *event, unsigned long timeout_ms) {
+bool Win32Mutex::release_and_wait(void *event, std::uint32_t timeout_ms) {
   acquired_.store(false, std::memory_order_relaxed);
-  return SignalObjectAndWait(handle_, event, static_cast<DWORD>(timeout_ms),
-                             /*alertable=*/FALSE) == WAIT_OBJECT_0;
+  return SignalObjectAndWait(handle_, event, timeout_ms, /*alertable=*/FALSE) == WAIT_OBJECT_0;
 }
 
 bool Win32Mutex::is_acquired() const {

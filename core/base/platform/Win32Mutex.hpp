@@ -4,6 +4,7 @@
 #include "core/base/platform/IMutex.hpp"
 
 #include <atomic>
+#include <cstdint>
 
 namespace Ostrel {
 
@@ -52,7 +53,7 @@ private:
   // Releases the mutex and waits for the event, in one step to whoever sets it. False when the
   // event was not taken: on time-out, and without a wait when the calling thread does not own the
   // mutex.
-  bool release_and_wait(void *event, unsigned long timeout_ms);
+  bool release_and_wait(void *event, std::uint32_t timeout_ms);
 
   void *handle_; // null when the mutex could not be had
   // Read by threads that do not hold the mutex and promise nothing by it: any order will do.

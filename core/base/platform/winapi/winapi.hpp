@@ -282,13 +282,20 @@ private:
   TerminationHook const *outer_; // of the block around this one
 };
 
+/// How many forks lie between this process and the one that loaded the library.
+unsigned int fork_count() noexcept;
+
 /// The thread that waits from `begin` to `end`, for those who would wake it. On Windows it tells
-/// whether the thread has been terminated meanwhile; here the thread's own hook has told them.
+/// whether the thread has been terminated meanwhile; here the thread's own hook has told them, but
+/// a child of fork does not have it.
 class ThreadInWait {
 public:
-  void begin() noexcept {}
+  void begin() noexcept { fork_count_ = fork_count(); }
   void end() noexcept {}
-  constexpr bool has_ended() const noexcept { return false; }
+  bool has_ended() const noexcept { return fork_count_ != fork_count(); }
+
+private:
+  unsigned int fork_count_ = 0;
 };
 
 } // namespace Ostrel
@@ -493,10 +500,9 @@ struct WIN32_FIND_DATAA {
 
 /// Starts a search for the names in one directory that match the last part of `query`. Only `*`
 /// and `?` are wild, upper and lower case differ, names that start with a dot are names like any
-/// other, and "." and ".." are among them. A name with a backslash is left out: no path of this
-/// layer names its file. Give the search back with FindClose.
-/// INVALID_HANDLE_VALUE with ERROR_FILE_NOT_FOUND when nothing matches, or with why the directory
-/// cannot be read.
+/// other, and "." and ".." are among them. A name with a backslash is given as it is, though no
+/// path of this layer names its file. Give the search back with FindClose. INVALID_HANDLE_VALUE
+/// with ERROR_FILE_NOT_FOUND when nothing matches, or with why the directory cannot be read.
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
 
 /// Goes on to the next name; FALSE with ERROR_NO_MORE_FILES at the end.
