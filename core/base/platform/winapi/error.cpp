@@ -27,7 +27,7 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {ETXTBSY, ERROR_ACCESS_DENIED},
     {EBADF, ERROR_INVALID_HANDLE},
     {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
-    {EAGAIN, ERROR_NOT_ENOUGH_MEMORY}, // of the calls that create a thread or a key
+    {EAGAIN, ERROR_SHARING_VIOLATION}, // of a file that is lent to somebody else
     {EIO, ERROR_WRITE_FAULT},
     {EPIPE, ERROR_WRITE_FAULT},
     {ENOTSUP, ERROR_NOT_SUPPORTED},

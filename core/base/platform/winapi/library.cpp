@@ -82,8 +82,8 @@ template <typename Item> Item const *table_at(ElfW(Dyn) const &entry) {
   return reinterpret_cast<Item const *>(entry.d_un.d_ptr);
 }
 
-// The symbols that a library has, by the hash table that the linker has made of those that it
-// defines itself.
+// The symbols that a library has, by the hash table that most linkers make of those that it defines
+// itself.
 class Symbols {
 public:
   explicit Symbols(link_map const &library) {
@@ -98,9 +98,10 @@ public:
     }
   }
 
-  bool define(char const *name) const {
-    if (symbols_ == nullptr || names_ == nullptr || hashes_ == nullptr) {
-      return false;
+  // Without such a table or a place in it nobody can tell.
+  bool may_define(char const *name) const {
+    if (symbols_ == nullptr || names_ == nullptr || hashes_ == nullptr || hashes_[0] == 0) {
+      return true;
     }
     std::uint32_t const bucket_count = hashes_[0], first = hashes_[1];
     std::size_t const filter_words = hashes_[2] * sizeof(ElfW(Addr)) / sizeof(std::uint32_t);
@@ -139,13 +140,13 @@ private:
 // What lies in another library may be defined in this one as well: of some symbols, such as inline
 // variables, all libraries of a process share the first. True also when it cannot be told, as for
 // what each thread has a copy of.
-bool is_defined_in(void *library, char const *name, void *address) {
+bool may_be_defined_in(void *library, char const *name, void *address) {
   Dl_info names = {};
   void *owner = nullptr;
   link_map *self = nullptr;
   return dladdr1(address, &names, &owner, RTLD_DL_LINKMAP) == 0 ||
          dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self ||
-         Symbols(*self).define(name);
+         Symbols(*self).may_define(name);
 }
 
 } // namespace
@@ -197,7 +198,7 @@ FARPROC GetProcAddress(HMODULE library, char const *symbol) {
     return nullptr;
   }
   void *const address = dlsym(library, symbol);
-  if (address == nullptr || !is_defined_in(library, symbol, address)) {
+  if (address == nullptr || !may_be_defined_in(library, symbol, address)) {
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;
   }
