@@ -31,7 +31,7 @@ constexpr std::uint64_t with_owners(std::uint64_t count, unsigned int owners) no
 // and the library's destructors run: who is inside then keeps the mutex, for good.
 class GlobalMutex {
 public:
-  // Null before the first object that needs it, and once the library is unloaded.
+  // Null as long as there is no memory for it, and once the library is unloaded.
   static IMutex *enter() noexcept {
     _inside.fetch_add(1);
     if (_state.load() == State::OPEN) {

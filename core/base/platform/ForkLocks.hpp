@@ -15,9 +15,9 @@ class IAcquirable;
 ///
 /// Likewise it gets the locks that are not among these when other threads hold them: those of
 /// outputs, the one that objects of `SAFETY_GLOBAL` share, and that of library loads. They stop
-/// nobody there, since whoever meets an abandoned lock asks twice. But a line may be written in
-/// part, an object count as held, and a load be half done, and what an output of the program's own
-/// has taken for itself nobody gives back.
+/// nobody there for good: who meets an abandoned lock asks twice, and `maybe_lock` tells its caller
+/// once. But a line may be written in part, an object count as held, and a load be half done, and
+/// what an output of the program's own has taken for itself nobody gives back.
 ///
 /// The turn of a logging set-up is not among them either: it is no mutex but the number of the
 /// process, so that a child sees whose it was and takes it, and nothing of the set-up is in place
