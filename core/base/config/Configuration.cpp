@@ -11,6 +11,7 @@
 #include "core/base/platform/ForkLocks.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/Visits.hpp"
 
 #include <atomic>
 #include <climits>
@@ -28,7 +29,7 @@ ClassCategory category("Ostrel.Core.Base.Configuration");
 // The lock of all facades: made by the first one, gone when the library is unloaded. Who comes
 // later does not get it.
 std::atomic<IMutex *> configuration_mutex{nullptr};
-std::atomic<bool> is_unloaded{false};
+Visits mutex_users;
 
 class ConfigurationMutexEnd {
 public:
@@ -36,7 +37,9 @@ public:
   ConfigurationMutexEnd(ConfigurationMutexEnd const &) = delete;
   ConfigurationMutexEnd &operator=(ConfigurationMutexEnd const &) = delete;
   ~ConfigurationMutexEnd() {
-    is_unloaded = true;
+    if (!mutex_users.close()) {
+      return;
+    }
     IMutex const *const mutex = configuration_mutex.exchange(nullptr);
     if (ForkLocks::wait_for_all()) {
       delete mutex;
@@ -59,10 +62,10 @@ ConfigurationMutexEnd &mutex_end() {
 // From the load on, so that facades work in all destructors of the program.
 [[maybe_unused]] ConfigurationMutexEnd &built_at_load = mutex_end();
 
-// Null as long as there is no memory for it, and once the library is unloaded.
+// For a visitor: null as long as there is no memory for it.
 IMutex *get_configuration_mutex() {
   IMutex *mutex = configuration_mutex.load(std::memory_order_acquire);
-  if (mutex != nullptr || is_unloaded) {
+  if (mutex != nullptr) {
     return mutex;
   }
   std::unique_ptr<IMutex> made(Platform::create_mutex(true));
@@ -75,14 +78,15 @@ IMutex *get_configuration_mutex() {
 class ConfigurationLock {
 public:
   ConfigurationLock()
-      : mutex_(get_configuration_mutex()), lock_(mutex_),
+      : visit_(mutex_users), mutex_(visit_ ? get_configuration_mutex() : nullptr), lock_(mutex_),
         // The second attempt follows an owner that ended inside: the first one only tells of it.
         is_held_(lock_.acquire()) {}
 
   explicit operator bool() const noexcept { return is_held_; }
-  bool lacks_memory() const noexcept { return mutex_ == nullptr && !is_unloaded; }
+  bool lacks_memory() const noexcept { return visit_ && mutex_ == nullptr; }
 
 private:
+  Visit visit_; // first: until the lock is given back
   IMutex *mutex_;
   AcquirableLock lock_;
   bool is_held_;
@@ -159,7 +163,7 @@ constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included
 
 // Reads the value at a place (a path, or a key and a sub path, and a name) as a number.
 template <class Number, class... Place>
-unsigned long get_number(Configuration const &configuration, Number *out, Place... place) {
+unsigned long get_number(Configuration const &configuration, Number *out, Place... place) try {
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
@@ -169,12 +173,16 @@ unsigned long get_number(Configuration const &configuration, Number *out, Place.
     read_number(text.c_str(), out);
   }
   return result;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 } // namespace
 
 Configuration::Configuration(IConfigSource &source) : source_(&source) {
-  get_configuration_mutex();
+  if (Visit const visit(mutex_users); visit) {
+    get_configuration_mutex();
+  }
 }
 
 Configuration::~Configuration() = default;
@@ -241,7 +249,7 @@ void const *Configuration::create_key(char const *path) try {
     std::string const component(rest, std::strcspn(rest, "/\\"));
     rest = skip_key_separators(rest + component.size());
     bool const is_last = *rest == '\0';
-    void const *next = is_last ? nullptr : find_sub_key(key, component.c_str());
+    void const *next = is_last ? nullptr : search_sub_key(key, component.c_str());
     key = next != nullptr ? next : create_sub_key(key, component.c_str(), /*commit=*/true);
     if (key == nullptr) {
       return nullptr;
@@ -320,12 +328,12 @@ void const *Configuration::find_key_with_value(char const *path, char const *val
   if (!lock) {
     return nullptr;
   }
-  void const *const key = find_sub_key(nullptr, path);
+  void const *const key = search_sub_key(nullptr, path);
   if (key == nullptr) {
     category().warn("Can't find key '%s'", path == nullptr ? "" : path);
     return nullptr;
   }
-  return find_indexed_key_with_value(key, 0, value_name, value_text);
+  return search_indexed_key(key, 0, value_name, value_text);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -334,8 +342,8 @@ void const *Configuration::find_key_with_value(void const *key, char const *sub_
                                                char const *value_name, char const *value_text) const
     try {
   ConfigurationLock const lock;
-  void const *const found = lock ? find_sub_key(key, sub_path) : nullptr;
-  return found == nullptr ? nullptr : find_indexed_key_with_value(found, 0, value_name, value_text);
+  void const *const found = lock ? search_sub_key(key, sub_path) : nullptr;
+  return found == nullptr ? nullptr : search_indexed_key(found, 0, value_name, value_text);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -372,7 +380,7 @@ unsigned long Configuration::get_value(void const *key, char const *sub_path, ch
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  return find_value(key, sub_path, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
+  return search_value(key, sub_path, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -421,7 +429,7 @@ unsigned long Configuration::set_value(char const *path, char const *name, unsig
 
 unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
                                        char const *value, bool commit) try {
-  return source_->set_value(find_sub_key(key, sub_path), name, value, commit);
+  return source_->set_value(search_sub_key(key, sub_path), name, value, commit);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -446,7 +454,7 @@ unsigned long Configuration::delete_value(void const *key, char const *name) try
     return RESULT_INVALID_ARGUMENT;
   }
   std::string text;
-  void const *const value = find_value(key, nullptr, name, &text);
+  void const *const value = search_value(key, nullptr, name, &text);
   return value == nullptr ? static_cast<unsigned long>(RESULT_NOT_FOUND)
                           : source_->delete_value(value);
 } catch (std::bad_alloc const &) {
@@ -494,10 +502,10 @@ void const *Configuration::look_up(void const *key, char const *sub_path) const 
   if (lock.lacks_memory()) {
     throw std::bad_alloc();
   }
-  return lock ? find_sub_key(key, sub_path) : nullptr;
+  return lock ? search_sub_key(key, sub_path) : nullptr;
 }
 
-void const *Configuration::find_sub_key(void const *key, char const *path) const {
+void const *Configuration::search_sub_key(void const *key, char const *path) const {
   if (path == nullptr) {
     return key;
   }
@@ -511,9 +519,9 @@ void const *Configuration::find_sub_key(void const *key, char const *path) const
                        });
 }
 
-void const *Configuration::find_value(void const *key, char const *sub_path, char const *name,
-                                      std::string *out) const {
-  void const *const owner = find_sub_key(key, sub_path);
+void const *Configuration::search_value(void const *key, char const *sub_path, char const *name,
+                                        std::string *out) const {
+  void const *const owner = search_sub_key(key, sub_path);
   if (owner == nullptr || out == nullptr) {
     return nullptr;
   }
@@ -527,6 +535,27 @@ void const *Configuration::find_value(void const *key, char const *sub_path, cha
     *out = std::move(text);
   }
   return value;
+}
+
+void const *Configuration::find_sub_key(void const *key, char const *path) const try {
+  return search_sub_key(key, path);
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+void const *Configuration::find_value(void const *key, char const *sub_path, char const *name,
+                                      std::string *out) const try {
+  return search_value(key, sub_path, name, out);
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+void const *Configuration::find_indexed_key_with_value(void const *key, int index,
+                                                       char const *value_name,
+                                                       char const *value_text) const try {
+  return search_indexed_key(key, index, value_name, value_text);
+} catch (std::bad_alloc const &) {
+  return nullptr;
 }
 
 unsigned long Configuration::parse_long_series(char const *text, long *array,
@@ -555,9 +584,8 @@ unsigned long Configuration::parse_long_series(char const *text, long *array,
   return RESULT_SUCCESS;
 }
 
-void const *Configuration::find_indexed_key_with_value(void const *key, int index,
-                                                       char const *value_name,
-                                                       char const *value_text) const {
+void const *Configuration::search_indexed_key(void const *key, int index, char const *value_name,
+                                              char const *value_text) const {
   std::string wanted_name;
   if (key == nullptr || !source_->get_key_name(key, &wanted_name)) {
     category().warn("Failure in find_indexed_key_with_value");
@@ -569,7 +597,7 @@ void const *Configuration::find_indexed_key_with_value(void const *key, int inde
   std::string name = wanted_name, text;
   for (; key != nullptr; key = source_->find_next(key, &name)) {
     bool const matches = name == wanted_name &&
-                         find_value(key, nullptr, value_name, &text) != nullptr &&
+                         search_value(key, nullptr, value_name, &text) != nullptr &&
                          text == value_text;
     if (matches && index-- <= 0) {
       break;

@@ -110,9 +110,9 @@ public:
 
   /// Sets a value of an existing key.
   /// @param commit  true makes the source write its file at once.
-  /// @return the source's result; `RESULT_NOT_FOUND`, with a warning, when an absolute path names
-  /// no
-  ///         key. A sub path that names no key sets nothing, and the source says with what result.
+  /// @return the source's result; `RESULT_NOT_FOUND`, with a warning, when there is no key of an
+  ///         absolute path. A sub path without one sets nothing, and the source says with what
+  ///         result.
   unsigned long set_value(char const *path, char const *name, char const *value, bool commit);
   unsigned long set_value(char const *path, char const *name, double value, bool commit);
   unsigned long set_value(char const *path, char const *name, long value, bool commit);
@@ -128,8 +128,7 @@ public:
 
   /// Deletes a named value; the source refuses the text value.
   /// @return the source's result; `RESULT_INVALID_ARGUMENT` for a null argument and when there is
-  /// no
-  ///         such key, `RESULT_NOT_FOUND` when there is no such value.
+  ///         no such key, `RESULT_NOT_FOUND` when there is no such value.
   unsigned long delete_value(void const *key, char const *name);
   unsigned long delete_value(char const *path, char const *name);
   unsigned long delete_value(void const *key, char const *sub_path, char const *name);
@@ -166,8 +165,15 @@ protected:
 private:
   friend class KeyLookUp; // of the user settings, which must know that there is no key
 
-  // What `find_key` finds. Throws std::bad_alloc without memory.
+  // These throw std::bad_alloc without memory.
+  // What `find_key` finds.
   void const *look_up(void const *key, char const *sub_path) const;
+  // What those of similar names above find.
+  void const *search_sub_key(void const *key, char const *path) const;
+  void const *search_value(void const *key, char const *sub_path, char const *name,
+                           std::string *out) const;
+  void const *search_indexed_key(void const *key, int index, char const *value_name,
+                                 char const *value_text) const;
 
   IConfigSource *source_; // never null
   IConfigSource::ConfigRoot config_root_ = IConfigSource::CONFIG_ROOT_NONE;

@@ -11,6 +11,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/ForkLocks.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/Visits.hpp"
 
 #include <atomic>
 #include <cstddef>
@@ -72,9 +73,8 @@ struct HashOfQuestion {
 using Values = std::map<std::string, std::string>;
 using Cache = AcquirableMap<std::string, Values>;
 
-// Tells calls that come after the end of the settings, from destructors of others, that they are
-// gone: constant-initialised, so it outlives them.
-std::atomic<bool> is_torn_down{false};
+// Calls that come after the end of the settings, from destructors of others, are not let in.
+Visits settings_users;
 
 // The settings of the process. Every operation needs the lock of `cache()` held.
 class Settings {
@@ -84,9 +84,9 @@ public:
   Settings(Settings const &) = delete;
   Settings &operator=(Settings const &) = delete;
   ~Settings() {
-    is_torn_down = true;
+    Cache const *const cache = cache_.exchange(nullptr);
     if (ForkLocks::wait_for_all()) {
-      delete cache_.load();
+      delete cache;
     }
   }
 
@@ -255,28 +255,42 @@ private:
 };
 
 Settings &settings() {
-  static Settings instance;
+  alignas(Settings) static std::byte storage[sizeof(Settings)];
+  static Settings &instance = *new (storage) Settings;
   return instance;
 }
 
 // For as long as they are there, and without setting them up.
 IAcquirable *take_lock() {
-  return ForkLocks::acquire(is_torn_down ? nullptr : settings().cache());
+  Visit const visit(settings_users);
+  return ForkLocks::acquire(visit ? settings().cache() : nullptr);
 }
 
 constexpr ForkLocks::Lock FORK_LOCK = {take_lock};
 
-Settings &make_settings() {
-  ForkLocks::add(ForkLocks::USER_CONFIGURATION, FORK_LOCK);
-  return settings();
-}
+// From the load on, so that the settings are there for all destructors of the program. Threads that
+// are in a call when the process ends keep them from going.
+class SettingsEnd {
+public:
+  SettingsEnd() {
+    settings();
+    ForkLocks::add(ForkLocks::USER_CONFIGURATION, FORK_LOCK);
+  }
+  SettingsEnd(SettingsEnd const &) = delete;
+  SettingsEnd &operator=(SettingsEnd const &) = delete;
+  ~SettingsEnd() {
+    if (settings_users.close()) {
+      settings().~Settings();
+    }
+  }
+};
 
-[[maybe_unused]] Settings &built_at_load = make_settings();
+SettingsEnd const built_at_load;
 
 // Takes the lock of the settings and has them set up; holds nothing after their end.
 class SettingsLock {
 public:
-  SettingsLock() : lock_(is_torn_down ? nullptr : settings().cache()) {
+  SettingsLock() : visit_(settings_users), lock_(visit_ ? settings().cache() : nullptr) {
     result_ = lock_.acquire() ? settings().set_up()
                               : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
   }
@@ -285,6 +299,7 @@ public:
   unsigned long result() const noexcept { return result_; }
 
 private:
+  Visit visit_; // first: until the lock is given back
   AcquirableLock lock_;
   unsigned long result_;
 };
@@ -296,15 +311,12 @@ unsigned long refusal(unsigned long result) {
 
 // Throws std::bad_alloc without memory to look the key up.
 unsigned long commit_setting(Configuration &configuration, FullKey const &key, char const *text) {
-  void const *handle = KeyLookUp::find(configuration, key.path.c_str());
-  if (handle == nullptr) {
-    handle = configuration.create_key(key.path.c_str());
-  }
-  if (handle == nullptr) {
-    return RESULT_FAILURE;
-  }
+  char const *const path = key.path.c_str();
+  bool const has_key =
+      KeyLookUp::find(configuration, path) != nullptr || configuration.create_key(path) != nullptr;
   unsigned long const result =
-      configuration.set_value(handle, nullptr, key.name.c_str(), text, /*commit=*/true);
+      has_key ? configuration.set_value(path, key.name.c_str(), text, /*commit=*/true)
+              : static_cast<unsigned long>(RESULT_FAILURE);
   return result == RESULT_SUCCESS ? result : refusal(result);
 }
 
