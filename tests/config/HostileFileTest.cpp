@@ -24,6 +24,7 @@ std::string laughs(char const *kind, char const *reference) {
 
 TEST(HostileFile, DoesNotParse) {
   std::string const kilobytes_50(50000, 'x'), entity = "<!ENTITY e '" + kilobytes_50 + "'>";
+  std::string const too_long(10000001, 'x');
   struct {
     char const *what;
     std::string content;
@@ -51,6 +52,10 @@ TEST(HostileFile, DoesNotParse) {
        with_entities("<!ENTITY a '" + repeated("<K>", 200) + "&b;" + repeated("</K>", 200) +
                          "'><!ENTITY b '" + repeated("<K>", 100) + repeated("</K>", 100) + "'>",
                      "&a;")},
+      {"too long text", "<R>" + too_long + "</R>"},
+      {"too long text behind another", "<R>a<K/>" + too_long + "</R>"},
+      {"too many blanks", "<R><K/>" + repeated(" ", 10000001) + "<K/></R>"},
+      {"too long value", "<R v='" + too_long + "'/>"},
       {"too many values", "<R" + repeated(" a@=''", 40000) + "/>"},
       {"too many namespaces",
        "<R" + repeated(" xmlns:n@='u'", 40000) + ">" + repeated("<n@:K/>", 40000) + "</R>"},

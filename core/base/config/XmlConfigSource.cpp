@@ -57,21 +57,38 @@ std::atomic<IMutex *> source_mutex{nullptr};
 // Guards the making and the end of source_mutex, which cannot guard them itself. Nobody waits for
 // source_mutex while holding it, but who forks.
 std::mutex lifetime_mutex;
+thread_local bool has_lifetime_to_fork __attribute__((tls_model("initial-exec"))) = false;
 int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
 
 // Nobody is in the XML library for us then, which has locks of its own; unless source_mutex cannot
 // be had in time.
 IAcquirable *take_both_mutexes() {
   lifetime_mutex.lock();
+  has_lifetime_to_fork = true;
   return ForkLocks::acquire(source_mutex.load(std::memory_order_relaxed));
 }
 
 void give_both_mutexes_back(IAcquirable *taken) {
   ForkLocks::release(taken);
+  has_lifetime_to_fork = false;
   lifetime_mutex.unlock();
 }
 
 constexpr ForkLocks::Lock FORK_LOCK = {take_both_mutexes, give_both_mutexes_back};
+
+// Holds lifetime_mutex until the end of a block; somebody else's step around the fork has it
+// anyway.
+class LifetimeLock {
+public:
+  LifetimeLock() : lock_(lifetime_mutex, std::defer_lock) {
+    if (!has_lifetime_to_fork) {
+      lock_.lock();
+    }
+  }
+
+private:
+  std::unique_lock<std::mutex> lock_;
+};
 
 // Needs lifetime_mutex held.
 void make_source_mutex() {
@@ -82,7 +99,7 @@ void make_source_mutex() {
 
 void join_source_mutex() {
   ForkLocks::add(ForkLocks::SOURCE, FORK_LOCK);
-  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
+  LifetimeLock const lifetime;
   ++source_mutex_users;
   make_source_mutex();
 }
@@ -93,14 +110,15 @@ IMutex *get_source_mutex() {
   if (made != nullptr) {
     return made;
   }
-  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
+  LifetimeLock const lifetime;
   make_source_mutex();
   return source_mutex.load(std::memory_order_relaxed);
 }
 
 void leave_source_mutex() {
-  std::lock_guard<std::mutex> const lifetime(lifetime_mutex);
-  if (--source_mutex_users == 0) {
+  LifetimeLock const lifetime;
+  bool const is_held_to_fork = has_lifetime_to_fork; // then it stays for the next user
+  if (--source_mutex_users == 0 && !is_held_to_fork) {
     delete source_mutex.exchange(nullptr);
   }
 }
@@ -195,7 +213,8 @@ public:
   // The first message, with its place; empty when there was none.
   char const *first() const { return first_.data(); }
 
-  // Whether something is missing for which there was no memory.
+  // Whether something is missing for which there was no memory. What is malformed would be missing
+  // with it as well; and the library says so of a named value that is too long.
   bool lacked_memory() const { return lacked_memory_; }
 
 private:
@@ -204,7 +223,11 @@ private:
       return;
     }
     auto &trap = *static_cast<ErrorTrap *>(context);
-    trap.lacked_memory_ = trap.lacked_memory_ || error->code == XML_ERR_NO_MEMORY;
+    if (error->code == XML_ERR_NO_MEMORY) {
+      trap.lacked_memory_ = trap.lacked_memory_ || !trap.met_fault_;
+    } else if (error->level == XML_ERR_FATAL) {
+      trap.met_fault_ = true;
+    }
     if (trap.first()[0] != '\0') {
       return;
     }
@@ -217,6 +240,7 @@ private:
   xmlStructuredErrorFunc handler_;
   void *context_;
   bool lacked_memory_ = false;
+  bool met_fault_ = false; // what is read is malformed
   ErrorText first_ = {};
 };
 
@@ -284,7 +308,7 @@ private:
 struct Parsed {
   Document document;          // null when the input does not parse
   bool lacked_memory = false; // then it might have parsed
-  ErrorText fault = {};       // why it does not parse; empty for lack of memory
+  ErrorText fault = {};       // why it does not parse; empty without memory, and without a file
 };
 
 bool is_blank(xmlChar const *text, int size) {
@@ -532,8 +556,11 @@ void LimitedParse::declare_attribute(void *context, xmlChar const *element, xmlC
   bool const fits =
       default_text == nullptr ||
       xmlValidateAttributeValue(static_cast<xmlAttributeType>(type), default_text) != 0;
-  XmlString const text = file_text(parser->myDoc, fits ? default_text : nullptr);
-  xmlSAX2AttributeDecl(parser, element, name, type, fits ? kind : XML_ATTRIBUTE_IMPLIED, text.get(),
+  xmlChar const *text = fits ? default_text : nullptr;
+  // The other types have names and numbers, and are compared with them before they are written.
+  XmlString const written = file_text(parser->myDoc, type == XML_ATTRIBUTE_CDATA ? text : nullptr);
+  text = type == XML_ATTRIBUTE_CDATA ? written.get() : text;
+  xmlSAX2AttributeDecl(parser, element, name, type, fits ? kind : XML_ATTRIBUTE_IMPLIED, text,
                        choices);
 }
 
@@ -578,6 +605,13 @@ void LimitedParse::take_characters(void *context, xmlChar const *text, int size)
   // It always sees so many bytes ahead, so that shorter blanks are never cut.
   constexpr int UNCUT_BLANKS = INPUT_CHUNK;
   auto *parser = static_cast<xmlParserCtxt *>(context);
+  // The parser itself takes such a text for a lack of memory.
+  bool const goes_on = parser->nodemem != 0 && parser->node != nullptr &&
+                       parser->node->last != nullptr && parser->node->last->type == XML_TEXT_NODE;
+  if (goes_on && parser->nodelen > XML_MAX_TEXT_LENGTH - size) {
+    of(parser).refuse(parser, "a text is too long");
+    return;
+  }
   if (size >= UNCUT_BLANKS && is_blank(text, size)) {
     of(parser).has_long_blanks_ = true;
   }
@@ -674,7 +708,8 @@ Parsed LimitedParse::run() {
   limit_callbacks();
   Document document(xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
                                   XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET));
-  if (errors_.lacked_memory() || lacks_memory_) {
+  bool const lacks_memory = errors_.lacked_memory() || lacks_memory_;
+  if (lacks_memory && refusal_ == nullptr) {
     return {nullptr, true};
   }
   if (refusal_ == nullptr && document != nullptr) {
@@ -1414,7 +1449,7 @@ bool XmlConfigSource::save() const try {
   ErrorText fault = {};
   Serialized const written = make_file_text(*main_document_.document, &fault);
   if (written.text == nullptr) {
-    category().warn("Refused to save '%s': %s", path, fault.data());
+    category().debug("Refused to save '%s': %s", path, fault.data());
     return false;
   }
   std::string_view const text = written.view();

@@ -38,9 +38,9 @@ struct FreeXmlDocument {
 /// all of them together, as they stand in the file).
 ///
 /// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first:
-/// it is refused with a warning when the whole goes beyond the limits on a file, below. It writes
-/// all that the source has, so what another program has saved since the load is lost. A file keeps
-/// its encoding; one that would not read back in it becomes UTF-8.
+/// it is refused, with the reason at debug level, when the whole goes beyond the limits on a file,
+/// below. It writes all that the source has, so what another program has saved since the load is
+/// lost. A file keeps its encoding; one that would not read back in it becomes UTF-8.
 ///
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
@@ -93,6 +93,7 @@ public:
                                std::string *text) const override;
   void const *find_next_value(void const *value, std::string *name,
                               std::string *text) const override;
+  /// Counts elements alone: comments and texts have no name that anybody could ask for.
   void const *find_indexed_sub_key(void const *key, char const *name, int index) const override;
   bool get_key_name(void const *key, std::string *name) const override;
   /// A text value has the empty name.
