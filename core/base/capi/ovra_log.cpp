@@ -3,6 +3,7 @@
 
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "core/base/logging/ProcessLogging.hpp"
 
 #include <cstdarg>
 
@@ -22,7 +23,7 @@ LoggingCategory *receiver(LoggingPriority::PriorityLevel priority, char const *c
     return nullptr;
   }
   LoggingCategory &named = LoggingCategory::get_instance(category);
-  return named.priority_satisfied(priority) ? &named : nullptr;
+  return ProcessLogging::may_pass(named, priority) ? &named : nullptr;
 }
 
 bool log_message(LoggingCategory *category, Level level, char const *format, va_list arguments)

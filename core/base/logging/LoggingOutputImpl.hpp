@@ -40,13 +40,13 @@ public:
   /// Formats and writes under the output's mutex; an event for which there is no memory is lost.
   void write(LoggingEvent const &event) override;
 
-protected:
-  /// Whether there was memory for all that a new output has.
-  bool is_whole() const { return mutex_ != nullptr && layout_ != nullptr; }
-
 private:
+  friend class FileLoggingOutput;
   friend class LoggingHierarchy;
   friend class PlainOutput;
+
+  // Whether there was memory for all that a new output has.
+  bool is_whole() const { return mutex_ != nullptr && layout_ != nullptr; }
 
   std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout, and while one is owed
   std::unique_ptr<IMutex> mutex_;          // null when it could not be had: events are then written

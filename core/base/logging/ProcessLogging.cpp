@@ -5,7 +5,6 @@
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
-#include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/LoggingSpec.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/ForkLocks.hpp"
@@ -170,6 +169,11 @@ LoggingVisit ProcessLogging::visit() {
   return LoggingVisit(current);
 }
 
+bool ProcessLogging::may_pass(LoggingCategory const &category,
+                              LoggingPriority::PriorityLevel level) noexcept {
+  return category.may_pass(level);
+}
+
 // All or nothing: where something lacks memory, all of it is given back, and the next call tries
 // again. Reaches the categories through the hierarchy at hand, since it has the turn.
 void ProcessLogging::set_up() {
@@ -177,6 +181,7 @@ void ProcessLogging::set_up() {
   if (!turn || current.load() != nullptr || is_over) {
     return;
   }
+  LoggingVisit::forget_all(); // of the parent's set-up, which a fork may have left behind
   std::unique_ptr<LoggingHierarchy> hierarchy = make_configured();
   if (hierarchy == nullptr) {
     give_back_category_memory();

@@ -58,6 +58,9 @@ public:
   /// @return whether they have.
   static bool wait_for_all() noexcept;
 
+  /// For who knows that nobody can be there.
+  static void forget_all() noexcept { _visitors.store(0); }
+
 private:
   LoggingHierarchy *hierarchy_;
   bool is_counted_ = false;
@@ -83,6 +86,11 @@ public:
   /// Gives memory for a category of the process's hierarchy; null when there is none. It is never
   /// given back: a category stays for whoever kept a pointer to it.
   static void *allocate_for_ever(std::size_t size);
+
+  /// Whether a message of that level may be written: asked before it is formatted, and without the
+  /// report of a root that has no priority.
+  static bool may_pass(LoggingCategory const &category,
+                       LoggingPriority::PriorityLevel level) noexcept;
 
   /// Makes every category drop what it is given and then deletes the outputs, which closes their
   /// files. They are left as they are when a visitor stays for longer than a second: it may have
