@@ -12,6 +12,7 @@
 #include <string>
 
 #include <dlfcn.h>
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -75,12 +76,35 @@ bool use_plugin(void *plugin) {
   return use != nullptr && use(("reload of " + std::to_string(getpid())).c_str());
 }
 
+bool use_source(void *plugin) {
+  auto *const make = symbol<bool()>(plugin, "make_source");
+  return make != nullptr && make();
+}
+
+struct Loaded {
+  void *library, *plugin;
+};
+
+// For the host's own steps around a fork, which were there before the library: they are taken while
+// it has all of its state for the fork.
+Loaded const *loaded_for_steps = nullptr;
+bool is_used_in_steps = true;
+
+void step() {
+  if (loaded_for_steps != nullptr) {
+    is_used_in_steps = use_c_interface(loaded_for_steps->library) &&
+                       use_source(loaded_for_steps->plugin) && is_used_in_steps;
+  }
+}
+
 // A child of fork has the library as well, and ends with it.
-bool is_used_in_child(void *library) {
+bool is_used_in_child(Loaded const &loaded) {
+  loaded_for_steps = &loaded;
   pid_t const child = fork();
+  loaded_for_steps = nullptr;
   if (child == 0) {
     alarm(HANG_S);
-    std::exit(use_c_interface(library) ? 0 : 1);
+    std::exit(use_c_interface(loaded.library) && is_used_in_steps ? 0 : 1);
   }
   int status = 0;
   return waitpid(child, &status, 0) == child && status == 0;
@@ -94,13 +118,17 @@ void load_and_unload(Torture &torture, unsigned int round) {
     torture.fault("round %u: %s", round, dlerror());
     return;
   }
+  bool const is_forked_first = round % 20 == 0; // the steps then use everything for the first time
+  if (is_forked_first && !is_used_in_child({library, plugin})) {
+    torture.fault("round %u: no use in a child at first", round);
+  }
   if (!use_c_interface(library)) {
     torture.fault("round %u: no use through the C interface", round);
   }
   if (!use_plugin(plugin)) {
     torture.fault("round %u: no thread or mutex", round);
   }
-  if (round % 10 == 0 && !is_used_in_child(library)) {
+  if (round % 10 == 0 && !is_used_in_child({library, plugin})) {
     torture.fault("round %u: no use in a child", round);
   }
   // The plug-in goes alone, or takes the library with it.
@@ -127,6 +155,7 @@ int torture() {
   if (dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_NOLOAD) != nullptr) {
     torture.fault("this program is linked to the library, and so proves nothing");
   }
+  pthread_atfork(step, step, step);
   for (unsigned int i = 0; i < SETTLED; ++i) {
     load_and_unload(torture, i);
   }
@@ -138,6 +167,9 @@ int torture() {
     if (read_file(log).find("still here") == std::string::npos) {
       torture.fault("round %u: what a destructor logs at the unload is lost", i);
     }
+  }
+  if (!is_used_in_steps) {
+    torture.fault("no use in the host's steps around a fork");
   }
   Holdings const after = look();
   if (after.resident_kb > before.resident_kb + MOST_KB || after.mappings != before.mappings ||

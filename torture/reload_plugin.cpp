@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What torture_reload loads: it brings the library along, and uses it until it is gone.
 #include "core/base/config/UserConfig.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/IThread.hpp"
@@ -42,4 +43,12 @@ bool use_library(char const *mutex_name) {
   std::unique_ptr<IThread> const thread(Platform::create_thread(work, &mutex, false));
   return result == RESULT_SUCCESS && mutex.acquire() && mutex.release() && thread->start() &&
          thread->wait_for_exit(OVRA_INFINITE) && mutex.acquire() && mutex.release();
+}
+
+// Whether a source can be had.
+extern "C" OSTBASE_API bool make_source();
+
+bool make_source() {
+  XmlConfigSource source;
+  return source.set_search_path(".") == RESULT_SUCCESS;
 }
