@@ -579,12 +579,14 @@ void LimitedParse::end_declarations(void *context, xmlChar const *, xmlChar cons
   parser->hasPErefs = 0;
 }
 
+// What the parser knows of the blanks in an element: nothing, or that there is text beside them.
+constexpr int NO_RULE = -1, BESIDE_TEXT = -2;
+
 void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar const *prefix,
                                  xmlChar const *uri, int namespace_count,
                                  xmlChar const **namespaces, int attribute_count,
                                  int defaulted_count, xmlChar const **attributes) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  constexpr int NO_RULE = -1;
   *parser->space = NO_RULE; // `xml:space` would keep the blanks that a save puts in
   xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
                         defaulted_count, attributes);
@@ -612,10 +614,16 @@ void LimitedParse::take_characters(void *context, xmlChar const *text, int size)
     of(parser).refuse(parser, "a text is too long");
     return;
   }
-  if (size >= UNCUT_BLANKS && is_blank(text, size)) {
+  bool const has_text = !is_blank(text, size);
+  if (size >= UNCUT_BLANKS && !has_text) {
     of(parser).has_long_blanks_ = true;
   }
   xmlSAX2Characters(parser, text, size);
+  // The parser does so itself, but not where the text stands as a reference: as which a save writes
+  // what the file had as it is.
+  if (has_text && *parser->space == NO_RULE) {
+    *parser->space = BESIDE_TEXT;
+  }
 }
 
 void LimitedParse::limit_callbacks() {
