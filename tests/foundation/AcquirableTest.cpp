@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/base/foundation/AcquirableImpl.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/AcquirableMap.hpp"
 #include "tests/support/FailingAllocations.hpp"
@@ -52,27 +51,17 @@ TEST(Acquirable, LockCallsItsTargetOnceForEachChange) {
   EXPECT_FALSE(nothing.acquire() || nothing.release());
 }
 
-TEST(Acquirable, ImplIsTakenAndGivenBackOrHasNoMutex) {
+TEST(Acquirable, MapIsLockedAsAWholeOrHasNoMutex) {
   for (bool has_mutex : {true, false}) {
     SCOPED_TRACE(has_mutex);
     fail_allocation(has_mutex ? 1000 : 0);
-    AcquirableImpl acquirable;
+    AcquirableMap<std::string, int> map;
     EXPECT_EQ(stop_failing(), !has_mutex);
-    EXPECT_EQ(acquirable.is_ok(), has_mutex);
-    EXPECT_FALSE(acquirable.is_acquired());
-    EXPECT_EQ(acquirable.acquire(), has_mutex);
-    EXPECT_EQ(acquirable.is_acquired(), has_mutex);
-    EXPECT_EQ(acquirable.release(), has_mutex);
-    EXPECT_FALSE(acquirable.is_acquired());
-  }
-}
-
-TEST(Acquirable, MapIsLockedAsAWhole) {
-  AcquirableMap<std::string, int> map;
-  {
-    AcquirableLock const lock(map);
+    EXPECT_EQ(map.is_ok(), has_mutex);
+    EXPECT_EQ(map.acquire(), has_mutex);
     ++map["a"];
-    EXPECT_TRUE(map.is_acquired());
+    EXPECT_EQ(map.is_acquired(), has_mutex);
+    EXPECT_EQ(map.release(), has_mutex);
+    EXPECT_FALSE(map.is_acquired());
   }
-  EXPECT_FALSE(map.is_acquired());
 }

@@ -13,30 +13,14 @@ using Fields = std::deque<std::string>;
 constexpr auto NO_CLASS = static_cast<StringUtils::CharacterClass>(11);
 
 TEST(StringUtils, TrimsAndKeepsTheFirstOfARun) {
-  constexpr int BY_CHARACTER = -1;
-  struct {
-    char const *text, *trimmed;
-    int character_class;
-    char delimiter;
-  } const cases[] = {
-      {"  a   b  ", "a b", BY_CHARACTER, ' '}, {"", "", BY_CHARACTER, ','},
-      {",,,", "", BY_CHARACTER, ','},          {",a", "a", BY_CHARACTER, ','},
-      {"a,,b,", "a,b", BY_CHARACTER, ','},     {"a b", "a b", BY_CHARACTER, ','},
-      {nullptr, "", BY_CHARACTER, ','},        {"x\t  y", "x\ty", StringUtils::SPACE, 0},
-      {" \t\n", "", StringUtils::SPACE, 0},    {"12ab34cd5", "ab3cd", StringUtils::DIGIT, 0},
-      {"  a  ", "  a  ", NO_CLASS, 0},         {"\xE9 \xE9", "\xE9 \xE9", StringUtils::SPACE, 0}};
-  for (auto const &c : cases) {
-    SCOPED_TRACE(c.trimmed);
-    auto const character_class = static_cast<StringUtils::CharacterClass>(c.character_class);
-    bool const by_character = c.character_class == BY_CHARACTER;
-    std::string out = "stale";
-    by_character ? StringUtils::trim(c.text, c.delimiter, &out)
-                 : StringUtils::trim(c.text, character_class, &out);
-    EXPECT_EQ(out, c.trimmed);
-  }
-  std::string text = "  its own  text ";
-  StringUtils::trim(text.c_str(), ' ', &text);
+  std::string text = "  its own \t text ";
+  StringUtils::trim(text.c_str() + 1, ' ', &text);
+  EXPECT_EQ(text, "its own \t text");
+  StringUtils::trim(text.c_str(), StringUtils::SPACE, &text);
   EXPECT_EQ(text, "its own text");
+  StringUtils::trim(nullptr, ' ', &text);
+  EXPECT_EQ(text, "");
+  StringUtils::trim("a", ' ', nullptr);
 }
 
 TEST(StringUtils, EachClassHasItsMembers) {
@@ -64,21 +48,12 @@ TEST(StringUtils, EachClassHasItsMembers) {
 }
 
 TEST(StringUtils, SplitsAtEveryDelimiterAndAppends) {
-  std::pair<char const *, Fields> const cases[] = {{"a,b", {"first", "a", "b"}},
-                                                   {",a,,b,", {"first", "", "a", "", "b", ""}},
-                                                   {"", {"first", ""}},
-                                                   {nullptr, {"first", ""}},
-                                                   {"a b", {"first", "a b"}}};
-  for (auto const &[text, fields] : cases) {
-    Fields out = {"first"};
-    StringUtils::split(text, ',', &out);
-    EXPECT_EQ(out, fields);
-  }
-  Fields out;
-  StringUtils::split("a1b22c", StringUtils::DIGIT, &out);
-  EXPECT_EQ(out, (Fields{"a", "b", "", "c"}));
+  Fields fields = {"first"};
+  StringUtils::split(",a,,b,", ',', &fields);
+  StringUtils::split(nullptr, ',', &fields);
+  StringUtils::split("a1b", StringUtils::DIGIT, &fields);
+  EXPECT_EQ(fields, (Fields{"first", "", "a", "", "b", "", "", "a", "b"}));
   StringUtils::split("a", ',', nullptr);
-  StringUtils::trim("a", StringUtils::DIGIT, nullptr);
 }
 
 constexpr char UNTOUCHED = '#';
