@@ -121,6 +121,8 @@ TEST(HostileFile, BlanksBetweenElementsAreDroppedAtAnyLength) {
       EXPECT_EQ(one.values(one.below(one.top())), "[= ]");
     }
   }
+  LoadedSource const one("<R xml:space='preserve'> <A/> </R>");
+  EXPECT_EQ(one.values(one.top()), "[=][space=preserve]");
 }
 
 } // namespace

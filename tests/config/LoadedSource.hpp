@@ -21,8 +21,7 @@ inline std::string repeated(std::string const &text, int count) {
 /// A source over a file of its own in a fresh directory.
 class LoadedSource {
 public:
-  explicit LoadedSource(std::string const &content, std::string const &name = "file.xml")
-      : path(directory.path(name)) {
+  explicit LoadedSource(std::string const &content) : path(directory.path("file.xml")) {
     write_file(path, content);
     result = source.init_source(path.c_str());
   }
