@@ -2,13 +2,11 @@
 #include "core/base/config/UserConfig.hpp"
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/Child.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
 
 namespace {
 
@@ -100,29 +98,6 @@ TEST(UserConfig, WorksWithoutAFile) {
                            "WARN  - Failed to initialize source: The requested item or "
                            "information was not found.\n" +
                            MALFORMED);
-}
-
-// One allocation of the first call fails.
-Role const short_of_memory("short-of-memory", [](Role::Arguments const &arguments) {
-  std::string text;
-  fail_allocation(std::atoi(arguments[0].c_str()));
-  unsigned long const first = UserConfig::get_user_config("$Speed", &text);
-  bool const has_failed = stop_failing();
-  unsigned long const second = UserConfig::get_user_config("$Speed", &text);
-  std::printf("%d %lu %s", first == RESULT_OUT_OF_MEMORY || first == 0, second, text.c_str());
-  return has_failed ? 0 : 1;
-});
-
-TEST(UserConfig, AMomentWithoutMemoryIsForgotten) {
-  TemporaryDirectory const directory;
-  write_file(directory.path("user-config.xml"), SETTINGS);
-  ChildResult child;
-  for (int count = 0; count == 0 || child.status == 0; ++count) {
-    child = run_child("short-of-memory", {std::to_string(count)},
-                      {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
-    EXPECT_EQ(child.out, "1 0 3") << count;
-  }
-  EXPECT_EQ(child.status, 1);
 }
 
 TEST(UserConfig, NullArgumentsAreNotFollowed) {
