@@ -5,8 +5,6 @@
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "tests/support/Files.hpp"
-#include "tests/support/System.hpp"
-#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -111,24 +109,21 @@ TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
 TEST(LoggingOutput, OwnsItsLayout) {
   int deleted = 0;
   TemporaryDirectory const directory;
-  LoggingHierarchy hierarchy;
-  LoggingCategory &root = hierarchy.get_root_category();
-  auto *const output = new FileLoggingOutput(directory.path("log").c_str());
-  root.set_logging_output(output);
+  FileLoggingOutput output(directory.path("log").c_str());
   auto *const layout = new CountedLayout(&deleted);
-  output->set_layout(layout);
-  output->set_layout(layout);
-  EXPECT_EQ(output->get_layout(), layout);
+  output.set_layout(layout);
+  output.set_layout(layout);
+  EXPECT_EQ(output.get_layout(), layout);
   EXPECT_EQ(deleted, 0);
-  root.warn("1");
-  output->set_layout(nullptr);
+  output.write(event("1"));
+  output.set_layout(nullptr);
   EXPECT_EQ(deleted, 1);
-  root.warn("2");
-  output->delete_layout();
-  EXPECT_EQ(output->get_layout(), nullptr);
-  root.warn("lost");
-  output->set_layout(new CountedLayout(&deleted));
-  root.warn("3");
+  output.write(event("2"));
+  output.delete_layout();
+  EXPECT_EQ(output.get_layout(), nullptr);
+  output.write(event("lost"));
+  output.set_layout(new CountedLayout(&deleted));
+  output.write(event("3"));
   EXPECT_EQ(read_file(directory.path("log")), "<1>WARN  - 2\n<3>");
 }
 
@@ -163,26 +158,6 @@ TEST(FileLoggingOutput, LosesInSilenceWhatCannotBeWritten) {
   EXPECT_TRUE(output.re_open());
   output.write(event("one"));
   EXPECT_EQ(read_file(path), "WARN  - one\n");
-}
-
-TEST(FileLoggingOutput, LinesOfManyOutputsOnOneFileStayWhole) {
-  if (is_wine()) {
-    GTEST_SKIP() << "Wine looks for the end of the file first, and then writes there";
-  }
-  constexpr int OUTPUTS = 3, LINES = 300;
-  std::string const line = std::string(5000, 'x') + "\n";
-  TemporaryDirectory const directory;
-  in_threads(OUTPUTS, [&](int) {
-    FileLoggingOutput output(directory.path("log").c_str());
-    for (int i = 0; i < LINES; ++i) {
-      output.write_method(line);
-    }
-  });
-  std::string whole;
-  for (int i = 0; i < OUTPUTS * LINES; ++i) {
-    whole += line;
-  }
-  EXPECT_TRUE(read_file(directory.path("log")) == whole);
 }
 
 } // namespace
