@@ -106,8 +106,8 @@ TEST(Configuration, NumbersAreStoredAsText) {
   EXPECT_EQ(one.values(one.top()), "[=][l=-7][u=18446744073709551615][d=0.500000000000]");
 }
 
-Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &arguments) {
-  bool const is_set = std::setlocale(LC_ALL, arguments.at(0).c_str()) != nullptr;
+Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &) {
+  bool const is_set = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
   Facade one("<U r='1.75x'/>");
   std::string text;
   double real = 0, comma = 1;
@@ -123,10 +123,8 @@ TEST(Configuration, NumbersDoNotDependOnTheLocale) {
   TemporaryDirectory const locales;
   std::string const make = "localedef -i de_DE -f UTF-8 " + locales.path("de_DE.UTF-8");
   ASSERT_EQ(std::system(make.c_str()), 0) << "needs Debian's package 'locales'";
-  for (char const *locale : {"C", "de_DE.UTF-8"}) {
-    Environment const environment = {{"LOCPATH", locales.path().c_str()}};
-    EXPECT_EQ(run_child("numbers-in-locale", {locale}, environment).status, 0) << locale;
-  }
+  Environment const environment = {{"LOCPATH", locales.path().c_str()}};
+  EXPECT_EQ(run_child("numbers-in-locale", {}, environment).status, 0);
 }
 
 TEST(Configuration, ValuesThatAreNotThere) {

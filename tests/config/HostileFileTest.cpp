@@ -29,10 +29,8 @@ TEST(HostileFile, DoesNotParse) {
     char const *what;
     std::string content;
   } const cases[] = {
-      {"empty", ""},
       {"no root element", "<?xml version='1.0'?>"},
       {"cut off", "<R><K"},
-      {"no XML", std::string(100000, '\0')},
       {"bad characters", "<?xml version='1.0' encoding='UTF-8'?><R>" + repeated("\xFF", 100000)},
       {"unknown encoding", "<?xml version='1.0' encoding='nonsense'?><R/>"},
       {"too deep", repeated("<K>", 258) + repeated("</K>", 258)},
@@ -41,7 +39,6 @@ TEST(HostileFile, DoesNotParse) {
       {"unparsed entity",
        with_entities("<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'e' NDATA n>", "")},
       {"many references", with_entities(entity, repeated("&e;", 50000))},
-      {"references in a value", with_entities(entity, "<K v='" + repeated("&e;", 100) + "'/>")},
       {"nested entities", with_entities(laughs("", "&"), "&e11;")},
       {"nested parameter entities", with_entities(laughs("% ", "&#37;") + "%e11;", "")},
       {"entity that is declared after its use",
@@ -64,7 +61,6 @@ TEST(HostileFile, DoesNotParse) {
        with_entities("<!ENTITY e '" + repeated("<K/>", 10000) + "'>", repeated("&e;", 10))},
       {"too many choices",
        with_entities("<!ATTLIST R v (" + repeated("t@|", 100000) + "t) 't'>", "")},
-      {"undeclared entity", with_entities("<!ENTITY % p ''>%p;", "&e;")},
       {"entity in itself", with_entities("<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "&a;")}};
   CapturedLog log("Ostrel.Core.Base.XmlConfigSource");
   LoggingCategory &category = LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource");

@@ -11,22 +11,6 @@ using namespace Ostrel;
 constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
 constexpr char LATIN[] = "<?xml version='1.0' encoding='ISO-8859-1'?><R/>";
 
-// Blanks are lost once a sub-key stands beside them, in any encoding, and nothing else is.
-TEST(StoredText, KeepsTextBesideSubKeys) {
-  struct {
-    char const *file, *text, *reloaded;
-  } const cases[] = {{"<R/>", " text \n", " text \n"}, {"<R/>", "  ", ""}, {LATIN, "  ", ""}};
-  for (auto const &c : cases) {
-    SCOPED_TRACE(std::string(c.file) + c.text);
-    LoadedSource one(c.file);
-    ASSERT_EQ(one.source.set_value(one.top(), nullptr, c.text, false), RESULT_SUCCESS);
-    ASSERT_NE(one.source.create_key(one.top(), "K", true), nullptr);
-    EXPECT_EQ(one.values(one.top()), std::string("[=") + c.text + "]");
-    LoadedSource const again = one.reloaded();
-    EXPECT_EQ(again.values(again.top()), std::string("[=") + c.reloaded + "]");
-  }
-}
-
 TEST(StoredText, RefusesWhatAFileCannotHold) {
   constexpr char ATTRIBUTE[] = "v", EURO[] = "\xE2\x82\xAC", UTF_8[] = "<R xmlns:p='u'/>";
   struct {
