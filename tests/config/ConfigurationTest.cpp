@@ -108,11 +108,10 @@ TEST(Configuration, NumbersAreStoredAsText) {
 
 Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &) {
   bool const is_set = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
-  Facade one("<U r='1.75x'/>");
+  Facade one("<U r='1.75x' c='2,5'/>");
   std::string text;
   double real = 0, comma = 1;
   one.facade.set_value("U", "d", 0.5, false);
-  one.facade.set_value("U", "c", "2,5", false);
   one.facade.get_value("U", "d", &text);
   one.facade.get_value("U", "r", &real);
   one.facade.get_value("U", "c", &comma);

@@ -34,8 +34,6 @@ private:
   int *deleted_;
 };
 
-} // namespace
-
 TEST(Object, IsCountedAndDeletedInEveryMode) {
   for (ObjectImpl::ThreadSafety mode : MODES) {
     SCOPED_TRACE(mode);
@@ -154,8 +152,6 @@ TEST(Object, OtherThreadsWaitForTheLock) {
   }
 }
 
-namespace {
-
 // The library's destructors run beside threads that still count.
 Role const end_counting("end-counting", [](Role::Arguments const &) {
   static int deleted = 0;
@@ -171,10 +167,10 @@ Role const end_counting("end-counting", [](Role::Arguments const &) {
   return 0;
 });
 
-} // namespace
-
 TEST(Object, IsCountedUntilTheProcessIsGone) {
   for (int i = 0; i < 30; ++i) {
     ASSERT_EQ(run_child("end-counting", {}, {}).status, 0);
   }
 }
+
+} // namespace

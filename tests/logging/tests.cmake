@@ -2,8 +2,7 @@
 ostbase_test(logging SOURCES ForeignOutput.cpp LoggingCategoryTest.cpp LoggingOutputTest.cpp
                              LoggingSetupTest.cpp)
 if(NOT WIN32) # which has neither forks nor limits on the size of files
-  target_sources(test_logging PRIVATE logging/posix/InterruptedOutputTest.cpp
-                                      logging/posix/LoggingForkTest.cpp)
+  target_sources(test_logging PRIVATE logging/posix/InterruptedOutputTest.cpp)
 endif()
 if(NOT OSTBASE_SANITIZE) # the sanitizers want type information
   set_source_files_properties(logging/ForeignOutput.cpp PROPERTIES COMPILE_OPTIONS -fno-rtti)
