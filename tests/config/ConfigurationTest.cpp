@@ -86,6 +86,7 @@ TEST(Configuration, CreatesSubKeysUpToAnIndex) {
   void const *third = one.facade.create_sub_key(one.top(), "A:2", false);
   EXPECT_EQ(one.facade.find_key("U/A:2"), third);
   EXPECT_EQ(one.facade.create_sub_key(one.top(), "A:2", false), third);
+  EXPECT_EQ(one.facade.create_sub_key(one.top(), "A:0", false), one.below(one.top()));
   EXPECT_EQ(one.facade.find_key("U/A:3"), nullptr);
   EXPECT_EQ(log.take(), Lines{});
   EXPECT_EQ(one.facade.create_sub_key(nullptr, "A", false), nullptr);

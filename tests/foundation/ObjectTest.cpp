@@ -129,8 +129,9 @@ TEST(Object, OtherThreadsWaitForTheLock) {
     SCOPED_TRACE(mode);
     bool const is_shared = mode == ObjectImpl::SAFETY_GLOBAL;
     int deleted = 0;
-    auto *const thing = new Thing(&deleted, mode), *const neighbour = new Thing(&deleted, mode);
+    auto *const thing = new Thing(&deleted, mode);
     ASSERT_TRUE(thing->maybe_lock());
+    auto *const neighbour = new Thing(&deleted, mode);
     std::promise<void> started;
     std::thread other([&] {
       EXPECT_FALSE(thing->maybe_unlock());
