@@ -169,7 +169,7 @@ TEST(Configuration, ReadsSeries) {
   EXPECT_EQ(series("x, 1 2 5:8 -3", 10), " 1 2 5 6 7 8 -3");
   EXPECT_EQ(series("1 2 5:8 -3", 4), " 1 2 5 6");
   EXPECT_EQ(series("7", 0), "");
-  EXPECT_EQ(series(":3 1::-2", 10), " 3 0 -1 -2");
+  EXPECT_EQ(series("::3 1::-2", 10), " 3 0 -1 -2");
   long number;
   unsigned int count = 1;
   EXPECT_EQ(one.facade.get_series("U", "none", &number, &count), RESULT_NOT_FOUND);
