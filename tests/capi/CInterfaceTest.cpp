@@ -30,6 +30,15 @@ TEST(CInterface, MessagesReachTheCategoryUnchanged) {
   EXPECT_EQ(log.take(), Lines{"WARN  - " + std::string(3999, 'x')});
 }
 
+TEST(CInterface, ARootWithoutPriorityIsReportedOnce) {
+  LoggingCategory::set_root_priority(LoggingPriority::NOT_SET);
+  testing::internal::CaptureStderr();
+  EXPECT_TRUE(ovra_log__warn_no_debug("Test.Heir", "w"));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "NOT SET - <ROOT CATEGORY NOT SET>\nWARN  - w\n");
+  LoggingCategory::set_root_priority(LoggingPriority::INFO);
+}
+
 TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
   constexpr char LONG[] = "a name that needs memory of its own";
   double value = 0;

@@ -3,6 +3,7 @@
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
+#include "tests/support/FailingAllocations.hpp"
 
 #include <gtest/gtest.h>
 
@@ -109,13 +110,19 @@ TEST(Configuration, NumbersAreStoredAsText) {
 
 Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &) {
   bool const is_set = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
-  Facade one("<U r='1.75x' c='2,5'/>");
+  Facade one("<U r='1.75x' c='2,5' long='1.00000000000000000000000000000000'/>");
   std::string text;
   double real = 0, comma = 1;
   one.facade.set_value("U", "d", 0.5, false);
   one.facade.get_value("U", "d", &text);
   one.facade.get_value("U", "r", &real);
   one.facade.get_value("U", "c", &comma);
+  for (int allowed = 0; allowed < 8; ++allowed) {
+    double number = 0;
+    fail_allocation(allowed);
+    one.facade.get_value("U", "long", &number); // lets no exception out
+    stop_failing();
+  }
   return is_set && text == "0.500000000000" && real == 1.75 && comma == 2.0 ? 0 : 1;
 });
 

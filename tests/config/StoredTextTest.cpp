@@ -78,6 +78,16 @@ TEST(StoredText, NestsAsDeepAsALoadTakes) {
   EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
 }
 
+// As a reference, where the file names no encoding.
+TEST(StoredText, BlanksBesideTextSurviveASave) {
+  for (std::string const text : {">", "\xC3\xA9"}) {
+    LoadedSource one("<R><A/>" + text + "<B/>\n</R>");
+    ASSERT_EQ(one.source.commit(), RESULT_SUCCESS);
+    LoadedSource const again = one.reloaded();
+    EXPECT_EQ(again.values(again.top()), "[=" + text + "\n]");
+  }
+}
+
 TEST(StoredText, EncodingAndCommentsSurviveASave) {
   for (std::string const encoding : {"ISO-8859-1", "UTF-16", "US-ASCII", "UTF-8"}) {
     SCOPED_TRACE(encoding);
