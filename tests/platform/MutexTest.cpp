@@ -49,9 +49,6 @@ TEST(Mutex, IsWaitedForNoLongerThanTold) {
       EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
     });
     EXPECT_EQ(ReleaseMutex(mutex), TRUE);
-    in_other_thread([mutex] { EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0); });
-    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_ABANDONED);
-    EXPECT_EQ(ReleaseMutex(mutex), TRUE);
     EXPECT_EQ(CloseHandle(mutex), TRUE);
   }
 }
@@ -62,9 +59,7 @@ TEST(Mutex, ExcludesManyThreads) {
   in_threads(8, [&](int) {
     for (int round = 0; round < 2000; ++round) {
       mutex->acquire();
-      mutex->acquire();
       ++counter;
-      mutex->release();
       mutex->release();
     }
   });

@@ -50,8 +50,8 @@ inline void abandon(std::vector<Ostrel::IMutex *> const &mutexes) {
   });
 }
 
-/// Whether the mutex is free, asked by a thread that does not own it. An abandoned one becomes so.
-inline bool is_free(Ostrel::IMutex &mutex) {
+/// Whether it is free, asked by a thread that does not own it. An abandoned one becomes so.
+inline bool is_free(Ostrel::IAcquirable &mutex) {
   bool result = false;
   in_other_thread([&] { result = (mutex.acquire() || mutex.acquire()) && mutex.release(); });
   return result;

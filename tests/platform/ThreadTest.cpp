@@ -20,8 +20,6 @@ using namespace Ostrel;
 
 namespace {
 
-constexpr unsigned long LONG_MS = 30000;
-
 std::unique_ptr<IThread> make_thread(IThread::Routine routine, void *argument = nullptr) {
   return std::unique_ptr<IThread>(Platform::create_thread(routine, argument, false));
 }
@@ -31,14 +29,17 @@ unsigned int wait_for_gate(void *gate) {
   return 0;
 }
 
-int throw_from_a_routine(Role::Arguments const & /*unused*/) {
-  auto const thread = make_thread([](void *) -> unsigned int { throw std::runtime_error("out"); });
-  thread->start();
-  thread->wait_for_exit(LONG_MS);
+unsigned int set_value(void *promise) {
+  static_cast<std::promise<void> *>(promise)->set_value();
   return 0;
 }
 
-Role const throw_role("throw-from-a-routine", throw_from_a_routine);
+Role const throw_role("throw-from-a-routine", [](Role::Arguments const &) {
+  auto const thread = make_thread([](void *) -> unsigned int { throw std::runtime_error("out"); });
+  thread->start();
+  thread->wait_for_exit(OVRA_INFINITE);
+  return 0;
+});
 
 } // namespace
 
@@ -57,8 +58,7 @@ TEST(Thread, IsStartedAndWaitedFor) {
   EXPECT_FALSE(thread->wait_for_exit(OVRA_INFINITE));
   for (int again = 0; again < 2; ++again) {
     EXPECT_TRUE(thread->start());
-    EXPECT_FALSE(thread->start())
-        << "until somebody has waited, also when the routine has returned";
+    EXPECT_FALSE(thread->start()) << "until somebody has waited";
     EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
     EXPECT_TRUE(thread->wait_for_exit(0)) << "twice";
     EXPECT_EQ(thread->get_id(), id);
@@ -78,13 +78,7 @@ TEST(Thread, AWaitThatEndsEarlyForgetsTheThread) {
 
 TEST(Thread, GoesOnWhenItsObjectIsDestroyed) {
   std::promise<void> done;
-  make_thread(
-      [](void *argument) {
-        static_cast<std::promise<void> *>(argument)->set_value();
-        return 0U;
-      },
-      &done)
-      ->start();
+  make_thread(set_value, &done)->start();
   done.get_future().wait();
 }
 

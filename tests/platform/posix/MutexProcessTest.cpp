@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Mutexes in forked processes, in processes that are killed, and in the file system.
+// Mutexes in forked processes and in the file system. For processes that are killed inside one
+// there is a torture.
 #include "tests/platform/Mutexes.hpp"
 #include "tests/support/Files.hpp"
 
@@ -98,30 +99,6 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
   done.set_value();
   other.join();
   EXPECT_TRUE(is_free(*theirs[0]));
-}
-
-TEST(NamedMutex, SurvivesTheDeathOfAProcess) {
-  struct {
-    char const *what, *then; // `then` is what the parent meets: abandoned, free or gone
-    bool is_used_here, is_held_there;
-  } const cases[] = {{"owner", "abandoned", true, true},
-                     {"user", "free", true, false},
-                     {"last user", "gone", false, true}};
-  for (auto const &c : cases) {
-    SCOPED_TRACE(c.what);
-    std::string const name = unique(c.what);
-    auto const here = c.is_used_here ? open_mutex(name, /*open_existing=*/false) : nullptr;
-    EXPECT_EQ(in_forked_child([&] {
-                auto const there = open_mutex(name, /*open_existing=*/false);
-                return c.is_held_there && !there->acquire() ? 1 : raise(SIGKILL);
-              }),
-              -SIGKILL);
-    auto const met = open_mutex(name, /*open_existing=*/true);
-    std::string const then = met == nullptr ? "gone" : met->acquire() ? "free" : "abandoned";
-    EXPECT_EQ(then, c.then);
-    auto const anew = open_mutex(name, /*open_existing=*/false);
-    EXPECT_TRUE(anew->acquire() && anew->release());
-  }
 }
 
 TEST(NamedMutex, OwnedAndClosedIsOwnedWhenOpenedAgain) {
