@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -14,8 +13,8 @@ namespace {
 
 using namespace Ostrel;
 
-std::ptrdiff_t entries(std::string const &directory) {
-  return std::distance(std::filesystem::directory_iterator(directory), {});
+unsigned long replace(std::string const &path, std::string const &text) {
+  return Platform::replace_file(path.c_str(), text.data(), text.size());
 }
 
 TEST(ReplaceFile, PutsWhatIsWholeInTheOldOnesPlace) {
@@ -31,10 +30,10 @@ TEST(ReplaceFile, PutsWhatIsWholeInTheOldOnesPlace) {
   for (auto const &s : steps) {
     SCOPED_TRACE(s.name + std::string(" ") + s.text);
     std::string const path = directory.path(s.name);
-    EXPECT_EQ(Platform::replace_file(path.c_str(), s.text, std::strlen(s.text)), s.result);
+    EXPECT_EQ(replace(path, s.text), s.result);
     EXPECT_EQ(read_file(path), s.result == RESULT_SUCCESS ? s.text : "");
   }
-  EXPECT_EQ(entries(directory.path()), 2);
+  EXPECT_EQ(count_entries(directory.path()), 2);
   EXPECT_EQ(Platform::replace_file(nullptr, "x", 1), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(Platform::replace_file("x", nullptr, 1), RESULT_INVALID_ARGUMENT);
 }
@@ -44,11 +43,13 @@ TEST(ReplaceFile, KeepsItsOtherNamesAndItsReaders) {
   std::string const path = directory.path("file"), other = directory.path("other");
   write_file(path, "old");
   std::filesystem::create_hard_link(path, other);
-  EXPECT_EQ(Platform::replace_file(path.c_str(), "new", 3), RESULT_SUCCESS);
-  EXPECT_EQ(read_file(path) + read_file(other), "newnew");
+  for (char const *text : {"a longer text", "short", ""}) {
+    EXPECT_EQ(replace(path, text), RESULT_SUCCESS);
+    EXPECT_EQ(read_file(other), text);
+  }
   std::filesystem::remove(other);
   std::ifstream const reader(path); // which keeps a name from being taken on Windows
-  EXPECT_EQ(Platform::replace_file(path.c_str(), "read", 4), RESULT_SUCCESS);
+  EXPECT_EQ(replace(path, "read"), RESULT_SUCCESS);
   EXPECT_EQ(read_file(path), "read");
 }
 
@@ -59,9 +60,9 @@ TEST(ReplaceFile, WithoutMemoryNothingChanges) {
     unsigned long result = RESULT_OUT_OF_MEMORY;
     for (int count = 0; result == RESULT_OUT_OF_MEMORY; ++count) {
       EXPECT_EQ(read_file(path), old);
-      EXPECT_EQ(entries(directory.path()), *old == '\0' ? 0 : 1);
+      EXPECT_EQ(count_entries(directory.path()), *old == '\0' ? 0 : 1);
       fail_allocation(count);
-      result = Platform::replace_file(path.c_str(), "old text", 8);
+      result = replace(path, "old text");
       stop_failing();
     }
     EXPECT_EQ(result, RESULT_SUCCESS);

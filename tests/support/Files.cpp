@@ -37,3 +37,7 @@ void write_file(std::string const &path, std::string const &content) {
     std::abort(); // a test would go on with what was there before
   }
 }
+
+std::ptrdiff_t count_entries(std::string const &directory) {
+  return std::distance(std::filesystem::directory_iterator(directory), {});
+}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 /// A fresh directory that is removed with everything in it.
@@ -24,3 +25,6 @@ std::string read_file(std::string const &path);
 
 /// Makes a file with that content, its directories included.
 void write_file(std::string const &path, std::string const &content);
+
+/// How many names a directory has.
+std::ptrdiff_t count_entries(std::string const &directory);
