@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What many waiters and signallers come to is for the torture.
-#include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/platform/IConditionVariable.hpp"
 #include "tests/platform/Mutexes.hpp"
 
 #include <atomic>

@@ -99,9 +99,7 @@ TEST(EnvironmentSetup, PathsBelowSrcdir) {
 }
 
 TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
-  CapturedLog log("Ostrel.Core.Base.EnvironmentSetup");
-  auto &category = LoggingCategory::get_instance("Ostrel.Core.Base.EnvironmentSetup");
-  category.set_priority(LoggingPriority::LEVEL_TRACE);
+  CapturedLog log("Ostrel.Core.Base.EnvironmentSetup", LoggingPriority::TRACE);
   std::string const before(100, 'p');
   set_variable("srcdir", before.c_str());
   set_variable("OSTREL_CONFIG_PATH", before.c_str());
@@ -126,7 +124,6 @@ TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
   }
   EXPECT_EQ(states, (std::set<std::string>{before + " - ostrel-core1\n", before + TREE + " - -0\n",
                                            before + TREE + " - ostrel-core1\n"}));
-  category.set_priority(LoggingPriority::LEVEL_NOT_SET);
 }
 
 } // namespace

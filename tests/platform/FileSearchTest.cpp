@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
-#include "tests/support/Child.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <iostream>
 
 namespace {
 
@@ -78,72 +77,77 @@ TEST(FileSearch, TheResultMayHoldTheName) {
   EXPECT_EQ(place, "/new");
 }
 
-// Arguments: how to look, the property's number, the name ("null" for none).
-Role const search("search", [](Role::Arguments const &arguments) {
-  auto const property = static_cast<Platform::SystemProperty>(std::stoi(arguments[1]));
-  char const *name = arguments[2] == "null" ? nullptr : arguments[2].c_str();
-  std::string out = "stale";
-  if (arguments[0] == "place") {
-    Platform::find_place_to_write(property, name, &out);
-    Platform::find_place_to_write(property, name, nullptr);
-    std::cout << out;
-    return 0;
-  }
-  auto const find =
-      arguments[0] == "system" ? Platform::find_system_file : Platform::find_system_or_regular_file;
-  unsigned long const result = find(property, name, &out);
-  std::cout << out;
-  return find(property, name, nullptr) == RESULT_INVALID_ARGUMENT ? int(result) : 99;
-});
+unsigned long find_place(Platform::SystemProperty property, char const *name, std::string *out) {
+  Platform::find_place_to_write(property, name, out);
+  return out == nullptr ? RESULT_INVALID_ARGUMENT : RESULT_SUCCESS;
+}
 
 TEST(FileSearch, FilesOfAProperty) {
   TemporaryDirectory const directory;
-  write_file(directory.path("file"), "");
   std::string const regular = directory.path("file"), found = directory.path() + "\\file";
   std::string const path = directory.path() + ";" + directory.path("other");
-  std::string const searched = path + ";\\data"; // there is no installation directory either
-  write_file(
-      directory.path("registry"),
-      "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n\"InstallPath\"=\"\"\n");
-  auto const contents = provide_registry(directory.path("registry"));
-  auto const missing = [&](char const *name) {
-    return std::string("WARN  - Failed to find '") + name + "' in '" + searched + "'.\n";
+  std::string const registry = directory.path("registry");
+  write_file(regular, "");
+  write_file(registry, "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
+                       "\"InstallPath\"=\"\"\n");
+  auto const contents = provide_registry(registry);
+  set_variable("OSTREL_REGISTRY_FILE", registry.c_str());
+  set_variable("OSTREL_DATA_PATH", path.c_str());
+  auto const missing = [&](std::string const &name) { // there is no installation directory either
+    return "WARN  - Failed to find '" + name + "' in '" + path + ";\\data'.";
   };
   auto const traced = [](std::string const &name) {
-    return "TRACE  - find_system_or_regular_file() '" + name + "'... [platform]\n";
+    return "TRACE  - find_system_or_regular_file() '" + name + "'... [platform]";
   };
-  std::string const unknown = "WARN  - Failed to get system property:8.\n";
+  auto const in_system = Platform::find_system_file;
+  auto const anywhere = Platform::find_system_or_regular_file;
+  constexpr auto DATA = Platform::DATA_PATH;
   struct {
-    char const *how;
+    decltype(&find_place) find;
     Platform::SystemProperty property;
-    std::string name, out, log;
+    char const *name;
     unsigned long result;
+    std::string out;
+    std::vector<std::string> log;
   } const cases[] = {
-      {"system", Platform::DATA_PATH, "file", found, "", RESULT_SUCCESS},
-      {"system", Platform::DATA_PATH, "x", "stale", missing("x"), RESULT_NOT_FOUND},
-      {"system", Platform::DATA_PATH, "null", "stale", missing(""), RESULT_NOT_FOUND},
-      {"system", UNKNOWN, "file", "stale", unknown, RESULT_INVALID_ARGUMENT},
-      {"any", UNKNOWN, regular, regular, traced(regular), RESULT_SUCCESS},
-      {"any", Platform::DATA_PATH, "file", found, traced("file"), RESULT_SUCCESS},
-      {"any", Platform::DATA_PATH, "null", "", traced("") + missing(""), RESULT_NOT_FOUND},
-      {"place", Platform::DATA_PATH, "new", directory.path() + "\\new", "", 0},
-      {"place", Platform::DATA_PATH, "./new", "./new", "", 0},
-      {"place", Platform::DATA_PATH, "null", directory.path() + "\\", "", 0},
-      {"place", UNKNOWN, "new", ".\\new",
-       "WARN  - Failed to find SLAM landmark path possibilities.\n", 0},
-      {"place", Platform::INSTALL_PATH, "new", ".\\new",
-       "WARN  - Couldn't find a decent first path choice for saving.\n", 0}};
+      {in_system, DATA, "file", RESULT_SUCCESS, found, {}},
+      {in_system, DATA, "x", RESULT_NOT_FOUND, "stale", {missing("x")}},
+      {in_system, DATA, nullptr, RESULT_NOT_FOUND, "stale", {missing("")}},
+      {in_system,
+       UNKNOWN,
+       "file",
+       RESULT_INVALID_ARGUMENT,
+       "stale",
+       {"WARN  - Failed to get system property:8."}},
+      {anywhere, UNKNOWN, regular.c_str(), RESULT_SUCCESS, regular, {traced(regular)}},
+      {anywhere, DATA, "file", RESULT_SUCCESS, found, {traced("file")}},
+      {anywhere, DATA, nullptr, RESULT_NOT_FOUND, "", {traced(""), missing("")}},
+      {find_place, DATA, "new", RESULT_SUCCESS, directory.path() + "\\new", {}},
+      {find_place, DATA, "./new", RESULT_SUCCESS, "./new", {}},
+      {find_place, DATA, nullptr, RESULT_SUCCESS, directory.path() + "\\", {}},
+      {find_place,
+       UNKNOWN,
+       "new",
+       RESULT_SUCCESS,
+       ".\\new",
+       {"WARN  - Failed to find SLAM landmark path possibilities."}},
+      {find_place,
+       Platform::INSTALL_PATH,
+       "new",
+       RESULT_SUCCESS,
+       ".\\new",
+       {"WARN  - Couldn't find a decent first path choice for saving."}}};
+  CapturedLog log("Ostrel.Core.Base.Platform", LoggingPriority::TRACE);
   for (auto const &c : cases) {
-    SCOPED_TRACE(std::string(c.how) + " " + c.name);
-    ChildResult const child =
-        run_child("search", {c.how, std::to_string(c.property), c.name},
-                  {{"OSTREL_DATA_PATH", path.c_str()},
-                   {"OSTREL_REGISTRY_FILE", directory.path("registry").c_str()},
-                   {"OSTREL_LOG_PRIORITY", "Ostrel.Core.Base.Platform,TRACE"}});
-    EXPECT_EQ(child.status, c.result);
-    EXPECT_EQ(child.out, c.out);
-    EXPECT_EQ(child.err, c.log);
+    SCOPED_TRACE(&c - cases);
+    std::string out = "stale";
+    EXPECT_EQ(c.find(c.property, c.name, &out), c.result);
+    EXPECT_EQ(out, c.out);
+    EXPECT_EQ(log.take(), c.log);
+    EXPECT_EQ(c.find(c.property, c.name, nullptr), RESULT_INVALID_ARGUMENT);
   }
+  set_variable("OSTREL_REGISTRY_FILE", nullptr);
+  set_variable("OSTREL_DATA_PATH", nullptr);
 }
 
 } // namespace

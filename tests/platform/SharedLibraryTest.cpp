@@ -145,15 +145,13 @@ TEST(SharedLibrary, GoesFromStateToState) {
 }
 
 TEST(SharedLibrary, TellsWhyTheLoaderRefuses) {
-  LoggingCategory::get_instance(CATEGORY).set_priority(LoggingPriority::DEBUG);
-  CapturedLog log(CATEGORY);
+  CapturedLog log(CATEGORY, LoggingPriority::DEBUG);
   EXPECT_EQ(make_library(TEST_PLUGINS "/broken/" FILE_NAME)->load(), RESULT_NOT_FOUND);
   auto const lines = log.take();
   ASSERT_EQ(lines.size(), ON_WINDOWS ? 1U : 2U); // there it has no more to say than the number
   EXPECT_TRUE(ON_WINDOWS || lines[1].find("plugin.so: ") != std::string::npos) << lines[1];
   EXPECT_EQ(make_library("/nowhere" TEST_EXTENSION)->load(), RESULT_NOT_FOUND);
   EXPECT_EQ(log.take().size(), 1U);
-  LoggingCategory::get_instance(CATEGORY).set_priority(LoggingPriority::NOT_SET);
 }
 
 TEST(SharedLibrary, CountsItsOwners) {

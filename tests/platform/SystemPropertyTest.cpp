@@ -1,28 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
-#include "tests/support/Child.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
-#include <iostream>
-
 namespace {
 
 using namespace Ostrel;
 
-constexpr char const *SLAM_WARNING =
-    "WARN  - Could not read registry value for Software\\Ostrel Labs\\OVRA\\SlamLandmarkPath\n";
-
-Role const print_property("property", [](Role::Arguments const &arguments) {
-  auto const property = static_cast<Platform::SystemProperty>(std::stoi(arguments[0]));
+std::string read_property(Platform::SystemProperty property) {
   std::string text = "stale";
-  unsigned long const result = Platform::get_system_property(property, &text);
-  std::cout << text;
-  return static_cast<int>(result);
-});
+  EXPECT_EQ(Platform::get_system_property(property, &text), RESULT_SUCCESS);
+  return text;
+}
 
 // The directory of the sources, in which the defaults are.
 std::string const ROOT = std::string(__FILE__).substr(0, std::string(__FILE__).find("/tests/"));
@@ -34,7 +27,6 @@ TEST(SystemProperty, SourcesInTheirOrder) {
     Platform::SystemProperty property;
     char const *variable; // its value, if any
     std::string registry, text;
-    char const *warning = "";
   } const cases[] = {
       {Platform::INSTALL_PATH, nullptr, "", "c:\\OVRA"},
       {Platform::INSTALL_PATH, nullptr, installed, "D:\\robot"},
@@ -63,26 +55,30 @@ TEST(SystemProperty, SourcesInTheirOrder) {
       {Platform::SLAM_LANDMARK_PATH, "S", installed, "S"},
       {Platform::SLAM_LANDMARK_PATH, "", "\"SlamLandmarkPath\"=\"R\"\n", "R"},
       {Platform::SLAM_LANDMARK_PATH, nullptr, "\"SlamLandmarkPath\"=\"\"\n", data + "/slam"},
-      {Platform::SLAM_LANDMARK_PATH, nullptr, installed, "D:\\robot\\data\\slam", SLAM_WARNING}};
+      {Platform::SLAM_LANDMARK_PATH, nullptr, installed, "D:\\robot\\data\\slam"}};
   char const *const variables[] = {"OSTREL_INSTALL_PATH",   "OSTREL_CONFIG_PATH",
                                    "OSTREL_DATA_PATH",      "OSTREL_AUDIO_PATH",
                                    "OSTREL_IMAGES_PATH",    "OSTREL_FACES_PATH",
                                    "OSTREL_MODELSETS_PATH", "OSTREL_SLAM_LANDMARK_PATH"};
   TemporaryDirectory const directory;
   std::string const file = directory.path("registry.reg");
+  CapturedLog log("Ostrel.Core.Base.Win32Platform");
+  set_variable("OSTREL_REGISTRY_FILE", file.c_str());
   for (auto const &c : cases) {
     SCOPED_TRACE(std::to_string(c.property) + " with " + (c.variable ? c.variable : "none") +
                  " and " + c.registry);
     write_file(file,
                "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + c.registry);
     auto const contents = provide_registry(file);
-    ChildResult const child =
-        run_child("property", {std::to_string(c.property)},
-                  {{variables[c.property], c.variable}, {"OSTREL_REGISTRY_FILE", file.c_str()}});
-    EXPECT_EQ(child.status, RESULT_SUCCESS);
-    EXPECT_EQ(child.out, c.text);
-    EXPECT_EQ(child.err, c.warning);
+    set_variable(variables[c.property], c.variable);
+    EXPECT_EQ(read_property(c.property), c.text);
+    set_variable(variables[c.property], nullptr);
   }
+  EXPECT_EQ(log.take(),
+            std::vector<std::string>{"WARN  - Could not read registry value for Software\\Ostrel "
+                                     "Labs\\OVRA\\SlamLandmarkPath"})
+      << "from the last one";
+  set_variable("OSTREL_REGISTRY_FILE", nullptr);
 }
 
 TEST(SystemProperty, UnusableRegistryFilesAreNone) {
@@ -90,9 +86,10 @@ TEST(SystemProperty, UnusableRegistryFilesAreNone) {
     GTEST_SKIP() << "whose registry is no file";
   }
   for (char const *file : {"/dev/zero", "/", "/none", "/proc/self/mem"}) {
-    EXPECT_EQ(run_child("property", {"0"}, {{"OSTREL_REGISTRY_FILE", file}}).out, "c:\\OVRA")
-        << file;
+    set_variable("OSTREL_REGISTRY_FILE", file);
+    EXPECT_EQ(read_property(Platform::INSTALL_PATH), "c:\\OVRA") << file;
   }
+  set_variable("OSTREL_REGISTRY_FILE", nullptr);
 }
 
 TEST(SystemProperty, RefusesWhatItDoesNotKnow) {

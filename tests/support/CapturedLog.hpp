@@ -28,16 +28,22 @@ private:
   std::function<void()> at_end_;
 };
 
-/// Keeps the lines of a category as long as it lives, instead of letting them out.
+/// Keeps the lines of a category as long as it lives, instead of letting them out; on request with
+/// a threshold of its own.
 class CapturedLog {
 public:
-  explicit CapturedLog(char const *category)
+  explicit CapturedLog(char const *category, Ostrel::LoggingPriority::PriorityLevel threshold =
+                                                 Ostrel::LoggingPriority::LEVEL_NOT_SET)
       : category_(Ostrel::LoggingCategory::get_instance(category)) {
     category_.set_logging_output(new RecordingOutput(&lines_));
+    category_.set_priority(threshold);
   }
   CapturedLog(CapturedLog const &) = delete;
   CapturedLog &operator=(CapturedLog const &) = delete;
-  ~CapturedLog() { category_.remove_logging_output(); }
+  ~CapturedLog() {
+    category_.remove_logging_output();
+    category_.set_priority(Ostrel::LoggingPriority::LEVEL_NOT_SET);
+  }
 
   /// The lines since the last call, without their line feeds.
   std::vector<std::string> take() {
