@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/EnvironmentSetup.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
@@ -9,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <iostream>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <string>
@@ -26,7 +25,7 @@ std::string shown(char const *text) {
 struct State : EnvironmentSetup {
   static std::string show() {
     return shown(getenv("OSTREL_CONFIG_PATH")) + " " + shown(getenv("OSTREL_LIBRARY_PATH")) + " " +
-           shown(_argv0) + std::to_string(_argv0_ref_count) + "\n";
+           shown(_argv0) + std::to_string(_argv0_ref_count);
   }
 };
 
@@ -34,33 +33,10 @@ struct State : EnvironmentSetup {
 std::string const TREE =
     ";" + std::string(__FILE__).substr(0, std::string(__FILE__).rfind("/tests/")) + "/config";
 
-// Sets up in that directory, for one program and then, with no argument counted, for another. The
-// first object goes first.
-Role const set_up("set-up", [](Role::Arguments const &arguments) {
-  std::string name = arguments[1];
-  char other[] = "other";
-  char *argv[] = {name.empty() ? nullptr : name.data()}, *others[] = {other};
-  std::filesystem::current_path(arguments[0]);
-  {
-    EnvironmentSetup two;
-    {
-      EnvironmentSetup const one(1, argv);
-      std::cout << State::show();
-      two.init(0, name.empty() ? nullptr : others);
-      std::cout << State::show();
-    }
-    std::cout << State::show();
-    two.init(0, others);
-    std::cout << State::show();
-  }
-  std::cout << State::show();
-  return 0;
-});
-
 TEST(EnvironmentSetup, AppendsTheConfigDirectoryInTheSourceTree) {
   TemporaryDirectory const directory;
   std::string const &outside = directory.path(), inside = directory.path("ostrel-core");
-  write_file(inside + "/file", "");
+  std::filesystem::create_directory(inside);
   struct {
     std::string directory, program;
     char const *before;
@@ -72,16 +48,30 @@ TEST(EnvironmentSetup, AppendsTheConfigDirectoryInTheSourceTree) {
                      {outside, "", nullptr, "-", "-"},
                      {inside, "t", "V", "V" + TREE, "V" + TREE + TREE},
                      {inside, "", "", TREE, TREE + TREE}};
+  auto const before = std::filesystem::current_path();
   for (auto const &c : cases) {
     SCOPED_TRACE(c.directory + " " + c.program);
-    Environment const environment = {{"OSTREL_CONFIG_PATH", c.before},
-                                     {"OSTREL_LIBRARY_PATH", "L"}};
-    std::string const rest = " L " + (c.program.empty() ? "-0\n" : c.program + "1\n");
-    ChildResult const result = run_child("set-up", {c.directory, c.program}, environment);
-    EXPECT_EQ(result.status, 0);
-    std::string const later = (c.directory == inside ? TREE : "-") + " - other1\n";
-    EXPECT_EQ(result.out, c.then + rest + c.at_last + rest + "- - -0\n" + later + "- - -0\n");
+    std::filesystem::current_path(c.directory);
+    set_variable("OSTREL_CONFIG_PATH", c.before);
+    set_variable("OSTREL_LIBRARY_PATH", "L");
+    std::string name = c.program, other = "other";
+    char *argv[] = {name.empty() ? nullptr : name.data()}, *others[] = {other.data()};
+    {
+      EnvironmentSetup second;
+      {
+        EnvironmentSetup const first(1, argv);
+        std::string const rest = " L " + (name.empty() ? "-0" : name + "1");
+        EXPECT_EQ(State::show(), c.then + rest);
+        second.init(0, name.empty() ? nullptr : others);
+        EXPECT_EQ(State::show(), c.at_last + rest);
+      }
+      EXPECT_EQ(State::show(), "- - -0");
+      second.init(0, others);
+      EXPECT_EQ(State::show(), (c.directory == inside ? TREE : "-") + " - other1");
+    }
+    EXPECT_EQ(State::show(), "- - -0");
   }
+  std::filesystem::current_path(before);
 }
 
 TEST(EnvironmentSetup, PathsBelowSrcdir) {
@@ -122,8 +112,8 @@ TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
     has_failed = stop_failing();
     states.insert(State::show());
   }
-  EXPECT_EQ(states, (std::set<std::string>{before + " - ostrel-core1\n", before + TREE + " - -0\n",
-                                           before + TREE + " - ostrel-core1\n"}));
+  EXPECT_EQ(states, (std::set<std::string>{before + " - ostrel-core1", before + TREE + " - -0",
+                                           before + TREE + " - ostrel-core1"}));
 }
 
 } // namespace

@@ -85,23 +85,22 @@ unsigned long find_place(Platform::SystemProperty property, char const *name, st
 TEST(FileSearch, FilesOfAProperty) {
   TemporaryDirectory const directory;
   std::string const regular = directory.path("file"), found = directory.path() + "\\file";
-  std::string const path = directory.path() + ";" + directory.path("other");
-  std::string const registry = directory.path("registry");
   write_file(regular, "");
-  write_file(registry, "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
-                       "\"InstallPath\"=\"\"\n");
-  auto const contents = provide_registry(registry);
-  set_variable("OSTREL_REGISTRY_FILE", registry.c_str());
+  std::string const path = directory.path() + ";" + directory.path("other");
+  auto const no_installation = provide_registry("\"InstallPath\"=\"\"\n");
   set_variable("OSTREL_DATA_PATH", path.c_str());
-  auto const missing = [&](std::string const &name) { // there is no installation directory either
+  auto const missing = [&path](std::string const &name) {
     return "WARN  - Failed to find '" + name + "' in '" + path + ";\\data'.";
   };
   auto const traced = [](std::string const &name) {
     return "TRACE  - find_system_or_regular_file() '" + name + "'... [platform]";
   };
+  std::string const no_property = "WARN  - Failed to get system property:8.";
+  std::string const no_path = "WARN  - Failed to find SLAM landmark path possibilities.";
+  std::string const no_place = "WARN  - Couldn't find a decent first path choice for saving.";
   auto const in_system = Platform::find_system_file;
   auto const anywhere = Platform::find_system_or_regular_file;
-  constexpr auto DATA = Platform::DATA_PATH;
+  constexpr auto DATA = Platform::DATA_PATH, INSTALL = Platform::INSTALL_PATH;
   struct {
     decltype(&find_place) find;
     Platform::SystemProperty property;
@@ -113,30 +112,15 @@ TEST(FileSearch, FilesOfAProperty) {
       {in_system, DATA, "file", RESULT_SUCCESS, found, {}},
       {in_system, DATA, "x", RESULT_NOT_FOUND, "stale", {missing("x")}},
       {in_system, DATA, nullptr, RESULT_NOT_FOUND, "stale", {missing("")}},
-      {in_system,
-       UNKNOWN,
-       "file",
-       RESULT_INVALID_ARGUMENT,
-       "stale",
-       {"WARN  - Failed to get system property:8."}},
+      {in_system, UNKNOWN, "file", RESULT_INVALID_ARGUMENT, "stale", {no_property}},
       {anywhere, UNKNOWN, regular.c_str(), RESULT_SUCCESS, regular, {traced(regular)}},
       {anywhere, DATA, "file", RESULT_SUCCESS, found, {traced("file")}},
       {anywhere, DATA, nullptr, RESULT_NOT_FOUND, "", {traced(""), missing("")}},
       {find_place, DATA, "new", RESULT_SUCCESS, directory.path() + "\\new", {}},
       {find_place, DATA, "./new", RESULT_SUCCESS, "./new", {}},
       {find_place, DATA, nullptr, RESULT_SUCCESS, directory.path() + "\\", {}},
-      {find_place,
-       UNKNOWN,
-       "new",
-       RESULT_SUCCESS,
-       ".\\new",
-       {"WARN  - Failed to find SLAM landmark path possibilities."}},
-      {find_place,
-       Platform::INSTALL_PATH,
-       "new",
-       RESULT_SUCCESS,
-       ".\\new",
-       {"WARN  - Couldn't find a decent first path choice for saving."}}};
+      {find_place, UNKNOWN, "new", RESULT_SUCCESS, ".\\new", {no_path}},
+      {find_place, INSTALL, "new", RESULT_SUCCESS, ".\\new", {no_place}}};
   CapturedLog log("Ostrel.Core.Base.Platform", LoggingPriority::TRACE);
   for (auto const &c : cases) {
     SCOPED_TRACE(&c - cases);
@@ -146,7 +130,6 @@ TEST(FileSearch, FilesOfAProperty) {
     EXPECT_EQ(log.take(), c.log);
     EXPECT_EQ(c.find(c.property, c.name, nullptr), RESULT_INVALID_ARGUMENT);
   }
-  set_variable("OSTREL_REGISTRY_FILE", nullptr);
   set_variable("OSTREL_DATA_PATH", nullptr);
 }
 

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
-#include "tests/support/Child.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
-
-#include <iostream>
 
 namespace {
 
@@ -40,21 +38,18 @@ TEST(File, WhatExists) {
   EXPECT_EQ(Platform::directory_exists(nullptr), RESULT_INVALID_ARGUMENT);
 }
 
-Role const make_directories("mkdir", [](Role::Arguments const &paths) {
-  for (std::string const &path : paths) {
-    std::cout << Platform::mkdir(path.c_str(), 0) << ' ';
-  }
-  std::cout << Platform::mkdir(nullptr, 0);
-  return 0;
-});
-
 TEST(File, DirectoriesAreMadeOneByOne) {
   TemporaryDirectory const directory;
   std::string const made = directory.path() + "\\a", below = made + "\\b\\c";
-  ChildResult const child = run_child("mkdir", {made, made, below, made + "/b", below});
-  EXPECT_EQ(child.out, "0 17 17 0 0 17");
-  std::string const failure = "INFO  - Failed to mkdir('";
-  EXPECT_EQ(child.err, failure + made + "')\n" + failure + below + "')\n" + failure + "')\n");
+  CapturedLog log("Ostrel.Core.Base.Win32Platform");
+  EXPECT_EQ(Platform::mkdir(made.c_str(), 0), RESULT_SUCCESS);
+  for (char const *path : {made.c_str(), below.c_str(), static_cast<char const *>(nullptr)}) {
+    EXPECT_EQ(Platform::mkdir(path, 0), RESULT_IO_ERROR);
+    std::string const name = path == nullptr ? "" : path;
+    EXPECT_EQ(log.take(), std::vector<std::string>{"INFO  - Failed to mkdir('" + name + "')"});
+  }
+  EXPECT_EQ(Platform::mkdir((made + "/b").c_str(), 0), RESULT_SUCCESS);
+  EXPECT_EQ(Platform::mkdir(below.c_str(), 0), RESULT_SUCCESS);
   EXPECT_EQ(Platform::directory_exists(directory.path("a/b/c").c_str()), RESULT_SUCCESS);
 }
 

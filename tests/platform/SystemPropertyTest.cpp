@@ -2,7 +2,6 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
@@ -60,16 +59,11 @@ TEST(SystemProperty, SourcesInTheirOrder) {
                                    "OSTREL_DATA_PATH",      "OSTREL_AUDIO_PATH",
                                    "OSTREL_IMAGES_PATH",    "OSTREL_FACES_PATH",
                                    "OSTREL_MODELSETS_PATH", "OSTREL_SLAM_LANDMARK_PATH"};
-  TemporaryDirectory const directory;
-  std::string const file = directory.path("registry.reg");
   CapturedLog log("Ostrel.Core.Base.Win32Platform");
-  set_variable("OSTREL_REGISTRY_FILE", file.c_str());
   for (auto const &c : cases) {
     SCOPED_TRACE(std::to_string(c.property) + " with " + (c.variable ? c.variable : "none") +
                  " and " + c.registry);
-    write_file(file,
-               "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + c.registry);
-    auto const contents = provide_registry(file);
+    auto const contents = provide_registry(c.registry);
     set_variable(variables[c.property], c.variable);
     EXPECT_EQ(read_property(c.property), c.text);
     set_variable(variables[c.property], nullptr);
@@ -78,7 +72,6 @@ TEST(SystemProperty, SourcesInTheirOrder) {
             std::vector<std::string>{"WARN  - Could not read registry value for Software\\Ostrel "
                                      "Labs\\OVRA\\SlamLandmarkPath"})
       << "from the last one";
-  set_variable("OSTREL_REGISTRY_FILE", nullptr);
 }
 
 TEST(SystemProperty, UnusableRegistryFilesAreNone) {

@@ -41,3 +41,7 @@ void write_file(std::string const &path, std::string const &content) {
 std::ptrdiff_t count_entries(std::string const &directory) {
   return std::distance(std::filesystem::directory_iterator(directory), {});
 }
+
+std::string registry_file(std::string const &values) {
+  return "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n" + values;
+}

@@ -28,3 +28,6 @@ void write_file(std::string const &path, std::string const &content);
 
 /// How many names a directory has.
 std::ptrdiff_t count_entries(std::string const &directory);
+
+/// A registry file in which the library's key has these values, each in a line.
+std::string registry_file(std::string const &values);

@@ -17,10 +17,8 @@ constexpr int ABORTED = ON_WINDOWS ? 3 : -6;
 /// Whether this is Windows as Wine gives it, which falls short of it in places.
 bool is_wine();
 
-/// Lets the library read a registry file of the key HKEY_LOCAL_MACHINE\Software\Ostrel Labs for as
-/// long as what is returned is kept: on Windows it is imported, elsewhere OSTREL_REGISTRY_FILE has
-/// to name it.
-std::shared_ptr<void> provide_registry(std::string const &file);
+/// Lets the library find these values in its registry for as long as what is returned is kept.
+std::shared_ptr<void> provide_registry(std::string const &values);
 
 /// Sets a variable of this process, also to the empty text; null removes it.
 void set_variable(char const *name, char const *value);

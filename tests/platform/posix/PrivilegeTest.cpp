@@ -60,13 +60,10 @@ Role const told_role("told", [](Role::Arguments const &) {
 });
 
 std::string output_of(std::string const &command) {
-  std::FILE *const child = popen((command + " 2>/dev/null").c_str(), "r");
-  std::string all;
-  for (int c = 0; (c = std::fgetc(child)) != EOF;) {
-    all += static_cast<char>(c);
-  }
-  pclose(child);
-  return all;
+  TemporaryDirectory const directory;
+  std::string const out = directory.path("out");
+  static_cast<void>(std::system((command + " >" + out + " 2>/dev/null").c_str()));
+  return read_file(out);
 }
 
 } // namespace
@@ -82,8 +79,7 @@ TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
       registry + " OSTREL_LOG_PRIORITY=a,WARN OSTREL_LOG_OUTPUT=" + log +
       " OVRA_LOG_TIMESTAMP=yes srcdir=/x " + program + " --role told";
   std::string const empty = "/usr/bin/env -i " + program + " --role told";
-  write_file(registry, "REGEDIT4\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
-                       "\"InstallPath\"=\"/x\"\n");
+  write_file(registry, registry_file("\"InstallPath\"=\"/x\"\n"));
   std::filesystem::copy_file("/proc/self/exe", program);
   EXPECT_NE(output_of(hostile), output_of(empty));
   EXPECT_TRUE(std::filesystem::remove(log));

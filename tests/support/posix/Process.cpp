@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/support/Process.hpp"
 
+#include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
 #include <cerrno>
@@ -39,8 +40,13 @@ bool is_wine() {
   return false;
 }
 
-std::shared_ptr<void> provide_registry(std::string const & /*file*/) {
-  return nullptr;
+std::shared_ptr<void> provide_registry(std::string const &values) {
+  auto const directory = std::make_shared<TemporaryDirectory>();
+  std::string const file = directory->path("registry.reg");
+  write_file(file, registry_file(values));
+  set_variable("OSTREL_REGISTRY_FILE", file.c_str());
+  return {directory.get(),
+          [directory](void * /*directory*/) { set_variable("OSTREL_REGISTRY_FILE", nullptr); }};
 }
 
 void set_variable(char const *name, char const *value) {

@@ -3,6 +3,7 @@
 
 #include "core/base/platform/Win32Mutex.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
+#include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
 #include <cstdio>
@@ -68,9 +69,11 @@ bool is_wine() {
   return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
-std::shared_ptr<void> provide_registry(std::string const &file) {
+std::shared_ptr<void> provide_registry(std::string const &values) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("registry.reg"), registry_file(values));
   registry_mutex().acquire();
-  run("reg import \"" + file + "\"");
+  run("reg import \"" + directory.path("registry.reg") + "\"");
   return {&registry_mutex(), [](void * /*mutex*/) {
             run("reg delete \"HKLM\\Software\\Ostrel Labs\" /f");
             registry_mutex().release();
