@@ -9,7 +9,7 @@
 /// per process (environment, exit) or needs a process of its own.
 ///
 /// Define one at namespace scope: `Role const warn_once("warn-once", [](auto const &arguments)
-/// {...});`
+/// {...});` It may use the assertions of GoogleTest: when one fails, the status is not 0.
 class Role {
 public:
   using Arguments = std::vector<std::string>;
