@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <thread>
-#include <vector>
 
 using Event = std::promise<void>;
 
@@ -39,15 +38,6 @@ inline std::string unique(std::string const &name) {
 
 inline void in_other_thread(std::function<void()> const &work) {
   std::thread(work).join();
-}
-
-/// Takes what it is given and ends without giving it back.
-inline void abandon(std::vector<Ostrel::IMutex *> const &mutexes) {
-  in_other_thread([&mutexes] {
-    for (Ostrel::IMutex *mutex : mutexes) {
-      EXPECT_TRUE(mutex->acquire());
-    }
-  });
 }
 
 /// Whether it is free, asked by a thread that does not own it. An abandoned one becomes so.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>
@@ -51,22 +50,6 @@ TEST(ReplaceFile, KeepsItsOtherNamesAndItsReaders) {
   std::ifstream const reader(path); // which keeps a name from being taken on Windows
   EXPECT_EQ(replace(path, "read"), RESULT_SUCCESS);
   EXPECT_EQ(read_file(path), "read");
-}
-
-TEST(ReplaceFile, WithoutMemoryNothingChanges) {
-  TemporaryDirectory const directory;
-  std::string const path = directory.path("file");
-  for (char const *old : {"", "old text"}) { // "" stands for no file
-    unsigned long result = RESULT_OUT_OF_MEMORY;
-    for (int count = 0; result == RESULT_OUT_OF_MEMORY; ++count) {
-      EXPECT_EQ(read_file(path), old);
-      EXPECT_EQ(count_entries(directory.path()), *old == '\0' ? 0 : 1);
-      fail_allocation(count);
-      result = replace(path, "old text");
-      stop_failing();
-    }
-    EXPECT_EQ(result, RESULT_SUCCESS);
-  }
 }
 
 } // namespace
