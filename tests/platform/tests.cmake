@@ -2,13 +2,10 @@
 ostbase_test(
   platform
   SOURCES ConditionVariableTest.cpp
-          DirectoryTest.cpp
           EnvironmentSetupTest.cpp
-          EnvironmentTest.cpp
           FileSearchTest.cpp
           FileTest.cpp
           MutexTest.cpp
-          PathTest.cpp
           PlatformTest.cpp
           ReplaceFileTest.cpp
           SharedLibraryTest.cpp
@@ -21,9 +18,8 @@ if(NOT WIN32)
     test_platform
     PRIVATE platform/posix/ConditionVariableTest.cpp
             platform/posix/ConsoleTest.cpp
-            platform/posix/DeepDirectoryTest.cpp
-            platform/posix/DirectoryTest.cpp
             platform/posix/EnvironmentArrayTest.cpp
+            platform/posix/FileTest.cpp
             platform/posix/MutexProcessTest.cpp
             platform/posix/PrivilegeTest.cpp
             platform/posix/RegistryFileTest.cpp
