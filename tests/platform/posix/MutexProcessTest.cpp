@@ -16,20 +16,18 @@ using namespace Ostrel;
 
 namespace {
 
-// Waits for the child, and gives its exit status or minus the signal that ended it.
-int end_of(pid_t child) {
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-// Runs `work` in a copy of this process, which ends without any clean-up.
-int in_forked_child(std::function<int()> const &work) {
+// Runs `work` in a copy of this process, which ends without any clean-up: by itself or by a signal.
+void in_forked_child(std::function<void()> const &work, int signal = 0) {
   pid_t const child = fork();
   if (child == 0) {
-    _exit(work());
+    alarm(60); // rather than wait for a thread that is not there
+    work();
+    raise(signal);
+    _exit(testing::Test::HasFailure() ? 1 : 0);
   }
-  return end_of(child);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), -signal);
 }
 
 // The permissions of the files that hold that name.
@@ -74,18 +72,17 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
     done.get_future().wait();
   });
   taken.get_future().wait();
-  EXPECT_EQ(in_forked_child([&] {
-              alarm(60); // rather than wait for a thread that is not there
-              bool is_right = mine->release() && mine->acquire() && mine->release();
-              theirs[2].reset(); // while it looks taken
-              for (std::size_t i : {0U, 1U}) {
-                is_right = is_right && !theirs[i]->acquire() && is_taken_once(*theirs[i]);
-                theirs[i].reset();
-              }
-              // Taking one looks at the list of those that are held: nothing of theirs is in it.
-              return is_right && mine->acquire() && mine->release() ? 0 : 1;
-            }),
-            0);
+  in_forked_child([&] {
+    EXPECT_TRUE(mine->release() && mine->acquire() && mine->release());
+    theirs[2].reset(); // while it looks taken
+    for (std::size_t i : {0U, 1U}) {
+      EXPECT_FALSE(theirs[i]->acquire());
+      EXPECT_TRUE(is_taken_once(*theirs[i]));
+      theirs[i].reset();
+    }
+    // Taking one looks at the list of those that are held: nothing of theirs is in it.
+    EXPECT_TRUE(mine->acquire() && mine->release());
+  });
   EXPECT_TRUE(mine->release());
   done.set_value();
   other.join();
@@ -94,20 +91,16 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
 
 TEST(NamedMutex, OwnedAndClosedIsOwnedWhenOpenedAgain) {
   std::string const name = unique("opened again");
-  auto mutex = open_mutex(name, /*open_existing=*/false, /*initially_owned=*/true);
-  pid_t const user = fork(); // with the handles of this process
-  if (user == 0) {
-    pause();
-    _exit(1);
-  }
-  mutex.reset();
-  mutex = open_mutex(name, /*open_existing=*/true);
-  ASSERT_NE(mutex, nullptr);
-  EXPECT_TRUE(mutex->acquire() && mutex->release() && mutex->release());
-  EXPECT_FALSE(mutex->release());
+  auto mutex = open_mutex(name, /*open_existing=*/false);
+  in_forked_child([&] {
+    EXPECT_TRUE(mutex->acquire());
+    mutex.reset(); // the parent still uses it
+    mutex = open_mutex(name, /*open_existing=*/true);
+    ASSERT_NE(mutex, nullptr);
+    EXPECT_TRUE(mutex->acquire() && mutex->release() && mutex->release());
+    EXPECT_FALSE(mutex->release());
+  });
   EXPECT_TRUE(is_free(*mutex));
-  kill(user, SIGKILL);
-  EXPECT_EQ(end_of(user), -SIGKILL);
 }
 
 TEST(NamedMutex, LeavesNothingBehind) {
@@ -117,17 +110,14 @@ TEST(NamedMutex, LeavesNothingBehind) {
   umask(mask);
   EXPECT_EQ(files_of(name), "600 ");
   in_other_thread([&] { EXPECT_TRUE(mutex->acquire()); });
-  EXPECT_EQ(in_forked_child([&] { return mutex->acquire() || !mutex->acquire() ? 1 : 0; }), 0);
+  in_forked_child([&] { EXPECT_TRUE(!mutex->acquire() && mutex->acquire()); });
   EXPECT_FALSE(mutex->acquire()); // the child ended inside
-  EXPECT_EQ(in_forked_child([&] { return is_taken_once(*mutex) ? 0 : 1; }), 0);
+  in_forked_child([&] { EXPECT_TRUE(is_taken_once(*mutex)); });
   EXPECT_TRUE(mutex->acquire() && mutex->release());
   mutex.reset();
   EXPECT_EQ(files_of(name), "");
 
-  in_forked_child([&] {
-    auto const killed = open_mutex(name, /*open_existing=*/false);
-    return raise(SIGKILL);
-  });
+  in_forked_child([&] { mutex = open_mutex(name, /*open_existing=*/false); }, SIGKILL);
   for (int i = 0; i < 64; ++i) {
     open_mutex(unique("other"), /*open_existing=*/false);
   }
