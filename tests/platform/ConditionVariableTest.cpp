@@ -4,7 +4,6 @@
 #include "core/base/platform/IConditionVariable.hpp"
 #include "tests/platform/Mutexes.hpp"
 
-#include <atomic>
 #include <climits>
 
 using namespace Ostrel;
@@ -15,33 +14,19 @@ std::unique_ptr<IConditionVariable> make_condition() {
   return std::unique_ptr<IConditionVariable>(Platform::create_condition_variable());
 }
 
-// A thread that waits.
-class Waiter {
-public:
-  explicit Waiter(IConditionVariable &condition, unsigned long timeout_ms = OVRA_INFINITE)
-      : thread_([&condition, timeout_ms, this] {
-          condition.lock_mutex();
-          is_there_ = true;
-          is_released_ = condition.wait(timeout_ms, false);
-          condition.unlock_mutex();
-        }) {
-    while (!is_there_) {
-      std::this_thread::yield();
-    }
-    // The mutex is free when the other waits.
-    AcquirableLock const until_it_waits(condition);
-  }
-
-  bool is_released() {
-    thread_.join();
-    return is_released_;
-  }
-
-private:
-  std::atomic<bool> is_there_{false};
-  bool is_released_ = false;
-  std::thread thread_;
-};
+// Gives what the wait of another thread comes to, once that one waits.
+std::future<bool> start_waiter(IConditionVariable &condition,
+                               unsigned long timeout_ms = OVRA_INFINITE) {
+  Event there;
+  auto is_released = std::async(std::launch::async, [&there, &condition, timeout_ms] {
+    AcquirableLock const lock(condition);
+    there.set_value();
+    return condition.wait(timeout_ms, false);
+  });
+  there.get_future().wait();
+  AcquirableLock const until_it_waits(condition); // when it gives the mutex back
+  return is_released;
+}
 
 } // namespace
 
@@ -65,30 +50,33 @@ TEST(ConditionVariable, LongTimeOutsDoNotEndAtOnce) {
   for (unsigned long const timeout : {OVRA_INFINITE - 1, OVRA_INFINITE, ULONG_MAX}) {
     SCOPED_TRACE(timeout);
     auto const condition = make_condition();
-    Waiter waiter(*condition, timeout);
+    auto waiter = start_waiter(*condition, timeout);
     EXPECT_TRUE(condition->signal());
-    EXPECT_TRUE(waiter.is_released());
+    EXPECT_TRUE(waiter.get());
   }
 }
 
 TEST(ConditionVariable, SignalReleasesTheFirstAndBroadcastAll) {
   auto const condition = make_condition();
-  Waiter first(*condition), second(*condition), third(*condition);
+  std::future<bool> waiters[3];
+  for (auto &waiter : waiters) {
+    waiter = start_waiter(*condition);
+  }
   EXPECT_TRUE(condition->signal());
-  EXPECT_TRUE(first.is_released()) << "the one that has waited longest";
+  EXPECT_TRUE(waiters[0].get()) << "the one that has waited longest";
   EXPECT_TRUE(condition->broadcast());
-  EXPECT_TRUE(second.is_released());
-  EXPECT_TRUE(third.is_released());
+  EXPECT_TRUE(waiters[1].get());
+  EXPECT_TRUE(waiters[2].get());
 }
 
 TEST(ConditionVariable, ComesBackWithAMutexWhoseOwnerDied) {
   auto const condition = make_condition();
-  Waiter waiter(*condition);
+  auto waiter = start_waiter(*condition);
   in_other_thread([&] {
     condition->lock_mutex();
     condition->signal();
   });
-  EXPECT_TRUE(waiter.is_released());
+  EXPECT_TRUE(waiter.get());
   EXPECT_TRUE(condition->lock_mutex()) << "the waiter held it, and gave it back";
   EXPECT_TRUE(condition->unlock_mutex());
 }

@@ -83,12 +83,6 @@ TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
 }
 
-TEST(Process, OthersAreNeitherStartedNorEnded) {
-  int id = 1;
-  EXPECT_EQ(Platform::spawn("true", &id), RESULT_FAILURE);
-  EXPECT_EQ(Platform::kill(id), RESULT_FAILURE);
-}
-
 TEST(Process, StandardErrorTakesBytes) {
   testing::internal::CaptureStderr();
   Platform::write_standard_error("a\0b", 3);
