@@ -34,8 +34,8 @@ bool make_terminal() {
   return ioctl(terminal, TIOCSCTTY, 0) == 0;
 }
 
-bool type(std::string const &keys) {
-  return write(master, keys.data(), keys.size()) == static_cast<ssize_t>(keys.size());
+void type(std::string const &keys) {
+  [[maybe_unused]] ssize_t const count = write(master, keys.data(), keys.size());
 }
 
 // Types before anybody reads: the keys have arrived when the terminal has echoed one of them, which
@@ -63,20 +63,35 @@ void wait_for_reader() {
   }
 }
 
-// Reads so many keys, of which `later` are typed once the reader waits.
-std::string read_keys(std::size_t count, std::string const &later = "") {
-  std::thread typist([&later] {
-    if (!later.empty()) {
+// Reads so many keys; once the reader waits, something may be done by another thread.
+std::string read_keys(std::size_t count, void (*meanwhile)() = nullptr) {
+  std::thread other([meanwhile] {
+    if (meanwhile != nullptr) {
       wait_for_reader();
-      type(later);
+      meanwhile();
     }
   });
   std::string keys;
   while (keys.size() < count) {
     keys += Platform::get_char();
   }
-  typist.join();
+  other.join();
   return keys;
+}
+
+// A copy of the process that is made while a thread waits for a key has nothing to do with that.
+void fork_meanwhile() {
+  if (fork() == 0) {
+    alarm(60);
+    struct sigaction action = {};
+    sigaction(SIGTERM, nullptr, &action);
+    _exit(action.sa_handler != SIG_DFL || is_line_edited() || Platform::input_ready(stdin) ? 1 : 0);
+  }
+  int status = 0;
+  EXPECT_GT(wait(&status), 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_FALSE(is_line_edited());
+  type("f");
 }
 
 // Ends another process by a signal and gives the status of its end. One signal has to do, except
@@ -107,8 +122,8 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   EXPECT_EQ(read_keys(4), "ab\rc");
   type_ahead("a\x04z", 'z');
   EXPECT_EQ(read_keys(3), "a\x04z");
-  EXPECT_EQ(read_keys(4, "x\r\ny"), "x\r\ny");
-  EXPECT_EQ(read_keys(1, "x\r\n\r"), "x");
+  EXPECT_EQ(read_keys(4, [] { type("x\r\ny"); }), "x\r\ny");
+  EXPECT_EQ(read_keys(1, [] { type("x\r\n\r"); }), "x");
   EXPECT_EQ(read_keys(3), "\r\n\r") << "typed during an earlier call";
   EXPECT_NE(type_ahead("pq\r", 'q').find('x'), std::string::npos) << "what is read is echoed";
   std::string line;
@@ -124,34 +139,13 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   tcsetattr(terminal, TCSANOW, &mode);
   type_ahead("z\r\n", 'z');
   EXPECT_EQ(read_keys(3), "z\r\n");
-  EXPECT_EQ(read_keys(2, "\r\n"), "\r\n");
+  EXPECT_EQ(read_keys(2, [] { type("\r\n"); }), "\r\n");
   EXPECT_TRUE(is_line_edited());
 
-  // A copy of the process that is made meanwhile has nothing to do with it.
-  std::thread reader([] { Platform::get_char(); });
-  wait_for_reader();
-  if (fork() == 0) {
-    alarm(60);
-    struct sigaction action = {};
-    sigaction(SIGTERM, nullptr, &action);
-    _exit(action.sa_handler != SIG_DFL || is_line_edited() || Platform::input_ready(stdin) ? 1 : 0);
-  }
-  int status = 0;
-  EXPECT_GT(wait(&status), 0);
-  EXPECT_EQ(status, 0);
-  EXPECT_FALSE(is_line_edited());
-  type("f");
-  reader.join();
-
-  // A signal that the program handles.
-  std::signal(SIGUSR1, [](int) { type("s"); });
-  std::thread sender([] {
-    wait_for_reader();
-    kill(getpid(), SIGUSR1);
-  });
-  EXPECT_EQ(Platform::get_char(), 's');
+  EXPECT_EQ(read_keys(1, fork_meanwhile), "f");
+  std::signal(SIGUSR1, [](int) { type("s"); }); // a signal that the program handles
+  EXPECT_EQ(read_keys(1, [] { kill(getpid(), SIGUSR1); }), "s");
   EXPECT_TRUE(is_line_edited());
-  sender.join();
 
   std::signal(SIGHUP, SIG_IGN);
   close(master);
