@@ -2,6 +2,7 @@
 // What many waiters and signallers come to is for the torture.
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/platform/IConditionVariable.hpp"
+#include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
 
 #include <climits>
@@ -67,6 +68,30 @@ TEST(ConditionVariable, SignalReleasesTheFirstAndBroadcastAll) {
   EXPECT_TRUE(condition->broadcast());
   EXPECT_TRUE(waiters[1].get());
   EXPECT_TRUE(waiters[2].get());
+}
+
+TEST(ConditionVariable, WhoIsGoneTakesNoWakeUp) {
+  auto const condition = make_condition();
+  EXPECT_FALSE(start_waiter(*condition, 1).get());
+  struct Waiting {
+    IConditionVariable &condition;
+    Event there;
+  } waiting = {*condition, {}};
+  std::unique_ptr<IThread> const ended(Platform::create_thread(
+      [](void *argument) -> unsigned int {
+        auto &self = *static_cast<Waiting *>(argument);
+        self.condition.lock_mutex();
+        self.there.set_value();
+        return self.condition.wait(OVRA_INFINITE, false) ? 0 : 1;
+      },
+      &waiting, false));
+  ended->start();
+  waiting.there.get_future().wait();
+  auto waiter = start_waiter(*condition);
+  EXPECT_TRUE(ended->stop());
+  EXPECT_TRUE(ended->wait_for_exit(OVRA_INFINITE));
+  EXPECT_TRUE(condition->signal());
+  EXPECT_TRUE(waiter.get());
 }
 
 TEST(ConditionVariable, ComesBackWithAMutexWhoseOwnerDied) {
