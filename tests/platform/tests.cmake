@@ -18,10 +18,9 @@ if(NOT WIN32)
     test_platform
     PRIVATE platform/posix/ConditionVariableTest.cpp
             platform/posix/ConsoleTest.cpp
-            platform/posix/EnvironmentArrayTest.cpp
+            platform/posix/EnvironmentTest.cpp
             platform/posix/FileTest.cpp
             platform/posix/MutexProcessTest.cpp
-            platform/posix/PrivilegeTest.cpp
             platform/posix/RegistryFileTest.cpp
             platform/posix/ReplaceFileTest.cpp
             platform/posix/ThreadEndTest.cpp
