@@ -27,6 +27,8 @@ namespace {
 
 constexpr char const *DRIVE = ON_WINDOWS ? TEST_PLUGINS "\\second" : "C:\\" TEST_PLUGINS "\\second";
 constexpr char const *COLON = ON_WINDOWS ? "P;second;first" : "P:second;first";
+// An empty element is not the current directory, where the loader of Windows looks anyway.
+constexpr int HERE = ON_WINDOWS ? 193 : 126;
 constexpr char const *CATEGORY = "Ostrel.Core.Base.Win32SharedLibrary";
 
 struct LetGo {
@@ -96,12 +98,7 @@ TEST(SharedLibrary, IsFoundAlongThePathOfOneLoad) {
       {{"plugin", "nested"}, "P", "0 nested P;nested 0 P;nested;inner P;nested then P"},
       {{"plugin", "broken", "first"}, "P", "10 - - then P", not_found(FILE_NAME, 193)},
       {{"plugin", "A"}, nullptr, "10 - - then (none)", not_found(FILE_NAME, 126)},
-      // An empty element is not the current directory, where the loader of Windows looks anyway.
-      {{"here", ";A;"},
-       ";P:",
-       "10 - - then ;P:",
-       not_found("here" TEST_EXTENSION, ON_WINDOWS ? 193 : 126),
-       ""},
+      {{"here", ";A;"}, ";P:", "10 - - then ;P:", not_found("here" TEST_EXTENSION, HERE), ""},
       {{"second/plugin"},
        "P",
        ON_WINDOWS ? "0 second P then P" : "10 - - then P",

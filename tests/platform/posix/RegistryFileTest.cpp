@@ -60,18 +60,14 @@ TEST(RegistryFile, Keys) {
   struct {
     std::string text;
     bool is_there, has_value;
-  } const cases[] = {
-      {"\xEF\xBB\xBFREGEDIT4\r\n\r\n[hkey_local_machine\\SOFTWARE\\OSTREL LABS\\ovra]\r\n" + value,
-       true, true},
-      {ours + "[HKEY_LOCAL_MACHINE]\n" + value, true, false},
-      {ours + "[HKEY_LOCAL_MACHINE]\n" + ours + value, true, true},
-      {std::string("[") + KEY + "\\Sub]\n" + value, true, false},
-      {std::string("[") + KEY + "x]\n" + value, false, false},
-      {"[HKEY_CURRENT_USER\\Software\\Ostrel Labs\\OVRA]\n" + value, false, false},
-      {ours + value + "[-" + KEY + "]\n" + value, false, false},
-      {ours + value + "[-HKEY_LOCAL_MACHINE\\Software]\n", false, false},
-      {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
-      {"", false, false}};
+  } const cases[] = {{ours + "[HKEY_LOCAL_MACHINE]\n" + value, true, false},
+                     {ours + "[HKEY_LOCAL_MACHINE]\n" + ours + value, true, true},
+                     {std::string("[") + KEY + "\\Sub]\n" + value, true, false},
+                     {std::string("[") + KEY + "x]\n" + value, false, false},
+                     {"[HKEY_CURRENT_USER\\Software\\Ostrel Labs\\OVRA]\n" + value, false, false},
+                     {ours + value + "[-" + KEY + "]\n" + value, false, false},
+                     {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
+                     {"", false, false}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.text);
     RegistryValues values;
