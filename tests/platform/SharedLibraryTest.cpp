@@ -84,7 +84,7 @@ TEST(SharedLibrary, IsFoundAlongThePathOfOneLoad) {
   struct {
     Role::Arguments arguments; // the name, and what is added to the search path
     char const *path;
-    std::string out, err = "";
+    std::string out, err = {};
     char const *library_path = nullptr;
   } const cases[] = {
       {{"plugin", "A", "first;B"}, "P", "0 first P;L;A;first;B then P", "", "L"},
