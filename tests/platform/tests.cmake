@@ -23,6 +23,7 @@ if(NOT WIN32)
             platform/posix/MutexProcessTest.cpp
             platform/posix/RegistryFileTest.cpp
             platform/posix/ReplaceFileTest.cpp
+            platform/posix/ShareableLockTest.cpp
             platform/posix/ThreadEndTest.cpp
             "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
   # Sources of the library whose behaviour no public operation reaches: they are hidden in the
@@ -46,6 +47,9 @@ foreach(plugin first second nested)
                                      LIBRARY_OUTPUT_DIRECTORY "${plugins}/${plugin}")
   add_dependencies(test_platform test_plugin_${plugin})
 endforeach()
+if(NOT WIN32) # one without the table of symbols that the GNU linker makes
+  target_link_options(test_plugin_second PRIVATE -Wl,--hash-style=sysv)
+endif()
 file(WRITE "${plugins}/broken/plugin${CMAKE_SHARED_MODULE_SUFFIX}" "This is no library.\n")
 file(WRITE "${plugins}/here${CMAKE_SHARED_MODULE_SUFFIX}" "Nor is this.\n")
 target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}"

@@ -9,7 +9,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
+
+#include <fcntl.h>
 
 namespace {
 
@@ -42,6 +45,22 @@ TEST(Directory, NamesThatCannotBeNamedAreLeftOut) {
   EXPECT_EQ(Platform::get_dir_list(start.c_str(), &names), RESULT_SUCCESS);
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (Names{start + ".", start + ".."}));
+}
+
+// As a file server lends it to its clients.
+TEST(File, LentToAnotherProgramIsNotThere) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("file");
+  write_file(path, "");
+  int const lender = open(path.c_str(), O_RDWR);
+  auto const before = std::signal(SIGIO, SIG_IGN); // somebody asks for it
+  ASSERT_EQ(fcntl(lender, F_SETLEASE, F_WRLCK), 0);
+  std::string found;
+  EXPECT_EQ(Platform::find_file(directory.path(), "file", &found), RESULT_NOT_FOUND);
+  EXPECT_EQ(Platform::replace_file(path.c_str(), "x", 1), RESULT_IO_ERROR);
+  close(lender);
+  std::signal(SIGIO, before);
+  EXPECT_EQ(Platform::find_file(directory.path(), "file", &found), RESULT_SUCCESS);
 }
 
 TEST(Path, CurrentDirectoryOfAnyLength) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Mutexes in forked processes and in the file system. For processes that are killed inside one
-// there is a torture.
+// Mutexes in forked processes and in the file system, and what else a fork divides. For processes
+// that are killed inside a mutex there is a torture.
+#include "core/base/platform/IConditionVariable.hpp"
+#include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
 #include "tests/support/Files.hpp"
 
@@ -87,6 +89,53 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
   done.set_value();
   other.join();
   EXPECT_TRUE(is_free(*theirs[0]));
+}
+
+TEST(ConditionVariable, ASignalInAChildReachesTheChildsOwnWaiter) {
+  std::unique_ptr<IConditionVariable> const condition(Platform::create_condition_variable());
+  // Waits, and is in the row as soon as the mutex can be had again.
+  auto const start_waiter = [&condition](bool *is_released) {
+    Event is_there;
+    std::thread waiter([&] {
+      condition->lock_mutex();
+      is_there.set_value();
+      *is_released = condition->wait(OVRA_INFINITE, false);
+      condition->unlock_mutex();
+    });
+    is_there.get_future().wait();
+    EXPECT_TRUE(condition->lock_mutex() && condition->unlock_mutex());
+    return waiter;
+  };
+  bool is_released = false;
+  std::thread parents = start_waiter(&is_released);
+  in_forked_child([&] {
+    std::thread own = start_waiter(&is_released);
+    EXPECT_TRUE(condition->signal());
+    own.join();
+    EXPECT_TRUE(is_released);
+  });
+  EXPECT_TRUE(condition->signal());
+  parents.join();
+  EXPECT_TRUE(is_released);
+}
+
+TEST(Thread, ThatForkedLivesOnInTheChild) {
+  static std::unique_ptr<IThread> thread;
+  static Event is_started;
+  thread.reset(Platform::create_thread(
+      [](void *) -> unsigned int {
+        is_started.get_future().wait();
+        in_forked_child([] {
+          EXPECT_FALSE(thread->wait_for_exit(0));
+          thread.reset();
+        });
+        return 0;
+      },
+      nullptr, false));
+  thread->start();
+  is_started.set_value();
+  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
+  thread.reset();
 }
 
 TEST(NamedMutex, OwnedAndClosedIsOwnedWhenOpenedAgain) {

@@ -67,6 +67,7 @@ TEST(RegistryFile, Keys) {
                      {"[HKEY_CURRENT_USER\\Software\\Ostrel Labs\\OVRA]\n" + value, false, false},
                      {ours + value + "[-" + KEY + "]\n" + value, false, false},
                      {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
+                     {ours + "\"a\"=hex:41,\\\n[HKEY_LOCAL_MACHINE]\n" + value, true, false},
                      {"", false, false}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.text);

@@ -197,13 +197,20 @@ TEST(ReplaceFile, RemovesWhatAKilledProcessLeftLongAgo) {
     std::filesystem::last_write_time(directory->path("old"), old);
     std::filesystem::create_symlink("old", directory->path(".ostbase-1-1-3.tmp"));
   }
+  // A name that in a path would mean a file elsewhere.
+  TemporaryDirectory const elsewhere;
+  write_file(elsewhere.path("old.tmp"), "of others");
+  std::filesystem::last_write_time(elsewhere.path("old.tmp"), old);
+  std::filesystem::create_symlink(elsewhere.path(), first.path(".ostbase-x"));
+  write_file(first.path(".ostbase-x\\old.tmp"), "");
   for (int i = 0; i < 202; ++i) { // not every save looks
     EXPECT_EQ(replace((i % 2 == 0 ? first : second).path("file"), "new"), RESULT_SUCCESS);
   }
   for (TemporaryDirectory const *directory : {&first, &second}) {
     EXPECT_FALSE(std::filesystem::exists(directory->path(".ostbase-1-1-1.tmp")));
-    EXPECT_EQ(count_entries(directory->path()), 4);
+    EXPECT_EQ(count_entries(directory->path()), directory == &first ? 6 : 4);
   }
+  EXPECT_EQ(count_entries(elsewhere.path()), 1);
 }
 
 // Output to a standard stream that is closed must not go into a file that has its number.
