@@ -420,12 +420,14 @@ bool Thread::is_gone() noexcept {
   if (is_of_parent() || !stack_.compare_exchange_strong(stack, Stack::LOOKED_AFTER)) {
     return stack != Stack::LOOKED_AFTER;
   }
-  if (state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized()) {
-    pthread_detach(thread_); // it sleeps for ever
-  } else if (int const error = pthread_tryjoin_np(thread_, nullptr); error == EBUSY) {
+  bool const sleeps_for_ever =
+      state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized();
+  int const error = sleeps_for_ever ? 0 : pthread_tryjoin_np(thread_, nullptr);
+  if (error == EBUSY) {
     stack_ = Stack::TAKEN;
     return false;
-  } else if (error != 0) { // it waits for itself, in its last steps
+  }
+  if (sleeps_for_ever || error != 0) { // it waits for itself, in its last steps
     pthread_detach(thread_);
   }
   stack_ = Stack::GIVEN_BACK;
