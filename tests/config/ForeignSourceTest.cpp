@@ -24,8 +24,19 @@ TEST(NullConfigSource, HoldsNothing) {
   EXPECT_EQ(configuration.get_value("A", "v", &text), RESULT_NOT_FOUND);
   EXPECT_EQ(configuration.find_repository_key("r", nullptr), nullptr);
   EXPECT_EQ(configuration.commit(), RESULT_FAILURE);
-  EXPECT_EQ(source.create_key(&source, "A", true), nullptr);
-  EXPECT_EQ(source.set_value(&source, "v", "t", true), RESULT_FAILURE);
+  for (void const *handle : {source.open_repository("r"), source.create_key(&source, "A", true),
+                             source.find_first(nullptr, &text), source.find_next(&source, &text),
+                             source.find_first_value(&source, &text, &text),
+                             source.find_next_value(&source, &text, &text),
+                             source.find_indexed_sub_key(&source, "A", 0)}) {
+    EXPECT_EQ(handle, nullptr);
+  }
+  for (unsigned long const result :
+       {source.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr),
+        source.set_value(&source, "v", "t", true), source.delete_key(&source),
+        source.delete_value(&source)}) {
+    EXPECT_EQ(result, RESULT_FAILURE);
+  }
   EXPECT_FALSE(source.get_key_name(&source, &text) || source.get_value_data(&source, &text, &text));
   EXPECT_EQ(text, "stale");
 }

@@ -48,6 +48,22 @@ unsigned long move_by_growth(CharArray &array) {
 
 } // namespace
 
+struct OwnStorage : Array {
+  using Array::allocate;
+  using Array::Array;
+};
+
+TEST(Array, ANewBlockLeavesTheOldOneToTheCaller) {
+  OwnStorage array(2);
+  EXPECT_EQ(array.allocate(0), RESULT_FAILURE);
+  EXPECT_EQ(array.push_back_data("abcd", 2), OK);
+  std::unique_ptr<char const[]> const old(static_cast<char const *>(array.data()));
+  EXPECT_EQ(array.allocate(2), OK);
+  EXPECT_EQ(array.capacity() + array.size(), 2U + 2U);
+  EXPECT_NE(array.data(), old.get());
+  EXPECT_EQ(std::memcmp(old.get(), "abcd", 4), 0);
+}
+
 TEST(Array, GrowsByThePolicy) {
   struct Growing : Array {
     using Array::Array, Array::next_capacity;

@@ -761,12 +761,17 @@ Outcome miss_key() {
   return is_found ? Outcome::WRONG : err.has("WARN  - Can't find key 'Robot/Leg'\n");
 }
 
+// A source over a file that may be changed.
+std::unique_ptr<XmlConfigSource> load_copy(Outcome *outcome) {
+  write_file(in_directory("edited.xml"), read_file(in_directory("robot.xml")));
+  return load("edited.xml", outcome);
+}
+
 // Every save writes all or nothing, and an edit that is refused changes nothing.
 Outcome edit_file() {
   std::string const path = in_directory("edited.xml");
-  write_file(path, read_file(in_directory("robot.xml")));
   Outcome outcome = Outcome::WRONG;
-  std::unique_ptr<XmlConfigSource> const source = load("edited.xml", &outcome);
+  std::unique_ptr<XmlConfigSource> const source = load_copy(&outcome);
   if (source == nullptr) {
     return outcome;
   }
@@ -798,6 +803,50 @@ Outcome edit_file() {
   }
   return by_code(result, false,
                  {RESULT_IO_ERROR, RESULT_NOT_FOUND, RESULT_INVALID_ARGUMENT, RESULT_FAILURE});
+}
+
+// By a key and a path below it. What is refused is told, and the others go on.
+Outcome edit_below_key() {
+  Outcome outcome = Outcome::WRONG;
+  std::unique_ptr<XmlConfigSource> const source = load_copy(&outcome);
+  if (source == nullptr) {
+    return outcome;
+  }
+  Configuration configuration(*source);
+  void const *const robot = configuration.find_key("Robot");
+  double real = 0.0;
+  long whole = 0;
+  unsigned long natural = 0;
+  long series[10];
+  unsigned int count = 10;
+  unsigned long const results[] = {
+      strain([&] { return configuration.set_value(robot, "Arm", "length", 0.5, false); }),
+      strain([&] { return configuration.set_value(robot, "Arm", "turns", -3L, false); }),
+      strain([&] { return configuration.set_value(robot, "Arm", "parts", 3UL, false); }),
+      strain([&] { return configuration.set_value("Robot/Arm", "weight", 0.5, false); }),
+      strain([&] { return configuration.set_value("Robot/Arm", "number", 3UL, false); }),
+      strain([&] { return configuration.get_value(robot, "Arm", "length", &real); }),
+      strain([&] { return configuration.get_value(robot, "Arm", "turns", &whole); }),
+      strain([&] { return configuration.get_value(robot, "Arm", "parts", &natural); }),
+      strain([&] { return configuration.get_series(robot, "Series", "values", series, &count); }),
+      strain([&] { return configuration.delete_value(robot, "Arm", "joints"); })};
+  void const *const second =
+      strain([&] { return configuration.find_key_with_value(robot, "Arm", "joints", "7"); });
+  bool const has_hands =
+      strain([&] { return configuration.create_sub_key(robot, "Hand:2", false) != nullptr; });
+  unsigned long const deleted = strain([&] { return configuration.delete_key(robot, "Arm:1"); });
+  outcome = worst(
+      {has_hands ? right_if(configuration.find_key("Robot/Hand:2") != nullptr) : Outcome::REFUSED,
+       by_code(deleted, configuration.find_key("Robot/Arm:1") == nullptr,
+               {RESULT_INVALID_ARGUMENT, RESULT_IO_ERROR}),
+       second != nullptr ? Outcome::RIGHT : Outcome::REFUSED});
+  for (unsigned long const result : results) {
+    outcome = worst({outcome, by_code(result, true,
+                                      {RESULT_NOT_FOUND, RESULT_INVALID_ARGUMENT, RESULT_IO_ERROR,
+                                       RESULT_FAILURE})});
+  }
+  bool const is_right = real == 0.5 && whole == -3 && natural == 3 && count == 7;
+  return outcome == Outcome::RIGHT ? right_if(is_right) : outcome;
 }
 
 Outcome create_file() {
@@ -998,6 +1047,7 @@ std::vector<Call> const &scenario() {
       {"read typed values", read_typed_values},
       {"miss a key", miss_key},
       {"edit a file", edit_file},
+      {"edit below a key", edit_below_key},
       {"create a file", create_file},
       {"open a repository", open_repository},
       {"get a declared alias", get_declared_alias},
