@@ -108,6 +108,24 @@ TEST(Configuration, NumbersAreStoredAsText) {
   EXPECT_EQ(one.values(one.top()), "[=][l=-7][u=18446744073709551615][d=0.500000000000]");
 }
 
+struct HeirOfFacade : Configuration {
+  using Configuration::Configuration;
+  using Configuration::find_indexed_key_with_value;
+  using Configuration::find_sub_key;
+  using Configuration::find_value;
+};
+
+TEST(Configuration, HeirsLookBelowKeys) {
+  Facade one("<U><K v='a'/><K v='b'/><L v='b'/><K v='b'/></U>");
+  HeirOfFacade const heir(one.source);
+  void const *const first = heir.find_sub_key(one.top(), "K");
+  std::string text;
+  EXPECT_EQ(first, one.below(one.top()));
+  EXPECT_NE(heir.find_value(one.top(), "K:1", "v", &text), nullptr);
+  EXPECT_EQ(text, "b");
+  EXPECT_EQ(heir.find_indexed_key_with_value(first, 1, "v", "b"), one.facade.find_key("U/K:2"));
+}
+
 Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &) {
   bool const is_set = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
   Facade one("<U r='1.75x' c='2,5' long='1.00000000000000000000000000000000'/>");

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -32,11 +33,14 @@ LoggingEvent event(std::string message) {
 Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   FileLoggingOutput output(arguments[0].c_str());
-  for (rlim_t limit : {14U, 14U, 18U, 100U}) { // the largest size of a file
+  auto const set_limit = [](rlim_t limit) {
     rlimit limits = {};
     getrlimit(RLIMIT_FSIZE, &limits);
-    limits.rlim_cur = limit;
+    limits.rlim_cur = std::min(limit, limits.rlim_max);
     setrlimit(RLIMIT_FSIZE, &limits);
+  };
+  for (rlim_t limit : {14U, 14U, 18U, 100U}) { // the largest size of a file
+    set_limit(limit);
     output.write(event(std::to_string(limit)));
   }
   output.write(event(std::string(100, 'x')));
@@ -44,6 +48,7 @@ Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
     std::filesystem::resize_file(arguments[0], 0);
   }
   output.write(event("end"));
+  set_limit(RLIM_INFINITY); // for what a process writes at its end
   return 0;
 });
 
