@@ -124,9 +124,11 @@ void const *Subject::sub_key(void const *key, std::string_view name, long index)
   std::string found;
   void const *sub = source_.find_first(key, &found);
   for (; sub != nullptr; sub = source_.find_next(sub, &found)) {
-    if ((name.empty() || found == name) && index-- <= 0) {
+    bool const is_one = name.empty() || found == name;
+    if (is_one && index <= 0) {
       break;
     }
+    index -= is_one ? 1 : 0;
   }
   return sub;
 }

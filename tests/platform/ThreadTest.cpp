@@ -88,9 +88,8 @@ TEST(Thread, AbandonsWhatItHeldWhenItIsEnded) {
   auto const thread = make_thread(
       [](void *argument) -> unsigned int {
         is_held = static_cast<IMutex *>(argument)->acquire();
-        for (;;) {
-          std::this_thread::sleep_for(std::chrono::seconds(1));
-        }
+        Platform::millisecond_sleep(OVRA_INFINITE); // Windows ends a thread wherever it is
+        return 0;
       },
       mutex.get());
   thread->start();

@@ -29,7 +29,7 @@ ClassCategory category("Ostrel.Core.Base.Configuration");
 // The lock of all facades: made by the first one, gone when the library is unloaded. Who comes
 // later does not get it.
 std::atomic<IMutex *> configuration_mutex{nullptr};
-Visits mutex_users;
+Visits mutex_users(Visits::FACADES);
 
 class ConfigurationMutexEnd {
 public:
@@ -51,7 +51,11 @@ IAcquirable *take_mutex() {
   return ForkLocks::acquire(configuration_mutex);
 }
 
-constexpr ForkLocks::Lock FORK_LOCK = {take_mutex};
+void forget_other_users() {
+  mutex_users.forget_others();
+}
+
+constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, ForkLocks::release, forget_other_users};
 
 ConfigurationMutexEnd &mutex_end() {
   static ConfigurationMutexEnd instance;
@@ -180,6 +184,7 @@ unsigned long get_number(Configuration const &configuration, Number *out, Place.
 } // namespace
 
 Configuration::Configuration(IConfigSource &source) : source_(&source) {
+  mutex_end(); // before whatever the caller is making
   if (Visit const visit(mutex_users); visit) {
     get_configuration_mutex();
   }

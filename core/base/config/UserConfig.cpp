@@ -74,13 +74,17 @@ using Values = std::map<std::string, std::string>;
 using Cache = AcquirableMap<std::string, Values>;
 
 // Calls that come after the end of the settings, from destructors of others, are not let in.
-Visits settings_users;
+Visits settings_users(Visits::SETTINGS);
 
 // The settings of the process. Every operation needs the lock of `cache()` held.
 class Settings {
 public:
-  // The source comes first, and with it all that its destructor needs: it outlives the facade.
-  Settings() { cache(); }
+  // The source comes first, and with it all that its destructor needs: it outlives the facade. A
+  // facade comes before the end of the settings is ordered, and so its lock outlives them.
+  Settings() {
+    Configuration const facade(source_);
+    cache();
+  }
   Settings(Settings const &) = delete;
   Settings &operator=(Settings const &) = delete;
   ~Settings() {
@@ -266,7 +270,11 @@ IAcquirable *take_lock() {
   return ForkLocks::acquire(visit ? settings().cache() : nullptr);
 }
 
-constexpr ForkLocks::Lock FORK_LOCK = {take_lock};
+void forget_other_users() {
+  settings_users.forget_others();
+}
+
+constexpr ForkLocks::Lock FORK_LOCK = {take_lock, ForkLocks::release, forget_other_users};
 
 // From the load on, so that the settings are there for all destructors of the program. Threads that
 // are in a call when the process ends keep them from going.
@@ -285,7 +293,12 @@ public:
   }
 };
 
-SettingsEnd const built_at_load;
+SettingsEnd &settings_end() {
+  static SettingsEnd instance;
+  return instance;
+}
+
+[[maybe_unused]] SettingsEnd &built_at_load = settings_end();
 
 // Takes the lock of the settings and has them set up; holds nothing after their end.
 class SettingsLock {

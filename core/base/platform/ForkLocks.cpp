@@ -39,17 +39,25 @@ void take_all() {
 }
 
 void give_all_back() {
+  DWORD const process_id = std::exchange(forked_process_id, 0);
+  if (process_id == 0) {
+    return; // the library was loaded meanwhile
+  }
+  bool const is_child = process_id != GetCurrentProcessId();
   for (int rank = RANKS - 1; rank >= 0; --rank) {
     Taken const last = std::exchange(held[rank], Taken());
-    if (last.lock != nullptr) {
-      last.lock->give_back(last.target);
+    if (last.lock == nullptr) {
+      continue;
     }
+    if (is_child && last.lock->in_child != nullptr) {
+      last.lock->in_child();
+    }
+    last.lock->give_back(last.target);
   }
-  DWORD const process_id = std::exchange(forked_process_id, 0);
-  if (process_id == GetCurrentProcessId()) {
+  if (is_child) {
+    forking = 0; // others who were forking are not there
+  } else {
     --forking;
-  } else if (process_id != 0) { // else the library was loaded meanwhile
-    forking = 0;                // others who were forking are not in the child
   }
 }
 

@@ -32,6 +32,8 @@ public:
     IAcquirable *(*take)();
     /// Gets what `take` gave.
     void (*give_back)(IAcquirable *taken) = release;
+    /// Called in the child alone, before that; null for nothing.
+    void (*in_child)() = nullptr;
   };
 
   /// Makes a lock known.

@@ -13,35 +13,55 @@ namespace Ostrel {
 /// In static storage, constant at first and never destroyed.
 class Visits {
 public:
-  constexpr Visits() noexcept = default;
+  /// What is visited: one object for each.
+  enum Place : int { SETTINGS, FACADES, PLACES };
+
+  constexpr explicit Visits(Place place) noexcept : place_(place) {}
   Visits(Visits const &) = delete;
   Visits &operator=(Visits const &) = delete;
 
-  /// Lets nobody in any more, and waits for about a second until everybody has left. Threads that a
-  /// fork left behind in the parent do not count.
-  /// @return whether they have: else what they are inside must stay.
+  /// Lets nobody in any more, and waits for about a second until everybody has left; not at all
+  /// when the caller is inside, whose log output or layout ends the process.
+  /// @return whether nobody is there: else what they are inside must stay.
   bool close() noexcept;
+
+  /// For the child of a fork, which has the visits of the other threads, but not the threads.
+  void forget_others() noexcept;
 
 private:
   friend class Visit;
 
-  bool enter(std::uint32_t process) noexcept;
-  void leave(std::uint32_t process) noexcept;
+  // Either the end sees the visitor, or the visitor sees the end.
+  bool enter() noexcept {
+    ++_own[place_];
+    bool const is_let_in = (inside_.fetch_add(1) & CLOSED) == 0;
+    if (!is_let_in) {
+      leave();
+    }
+    return is_let_in;
+  }
+  void leave() noexcept {
+    inside_.fetch_sub(1);
+    --_own[place_];
+  }
 
-  std::atomic<bool> is_closed_{false};
-  // The number of visitors, and above it that of the process whose they are (`fork_count`).
-  std::atomic<std::uint64_t> inside_{0};
+  static constexpr std::uint32_t CLOSED = 1U << 31;
+  // The calling thread's.
+  static thread_local std::uint32_t _own[PLACES] __attribute__((tls_model("initial-exec")));
+
+  Place const place_;
+  std::atomic<std::uint32_t> inside_{0}; // the number of visitors, and CLOSED
 };
 
 /// One visit, until the end of a block.
 class Visit {
 public:
-  explicit Visit(Visits &visits) noexcept;
+  explicit Visit(Visits &visits) noexcept : visits_(visits), is_inside_(visits.enter()) {}
   Visit(Visit const &) = delete;
   Visit &operator=(Visit const &) = delete;
   ~Visit() {
     if (is_inside_) {
-      visits_.leave(process_);
+      visits_.leave();
     }
   }
 
@@ -50,7 +70,6 @@ public:
 
 private:
   Visits &visits_;
-  std::uint32_t const process_;
   bool const is_inside_;
 };
 

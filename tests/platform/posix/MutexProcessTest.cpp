@@ -4,6 +4,7 @@
 #include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
+#include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 
 #include <csignal>
@@ -136,6 +137,34 @@ TEST(Thread, ThatForkedLivesOnInTheChild) {
   is_started.set_value();
   EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
   thread.reset();
+}
+
+// Waits at the end of the process: in the child that is that of the thread itself.
+struct WaitingAtEnd {
+  ~WaitingAtEnd() {
+    if (thread != nullptr) {
+      alarm(20);
+      thread->wait_for_exit(OVRA_INFINITE);
+    }
+  }
+  std::unique_ptr<IThread> thread;
+} waiting_at_end;
+
+Role const fork_in_thread("fork-in-thread", [](Role::Arguments const &) {
+  static pid_t child = -1;
+  auto const routine = [](void *) -> unsigned int {
+    child = fork();
+    return 0;
+  };
+  waiting_at_end.thread.reset(Platform::create_thread(routine, nullptr, false));
+  waiting_at_end.thread->start();
+  waiting_at_end.thread->wait_for_exit(OVRA_INFINITE);
+  int status = 0;
+  return waitpid(child, &status, 0) == child ? status : 1;
+});
+
+TEST(Thread, IsWaitedForAtItsOwnEndInAChild) {
+  EXPECT_EQ(run_child("fork-in-thread").status, 0);
 }
 
 TEST(NamedMutex, OwnedAndClosedIsOwnedWhenOpenedAgain) {

@@ -206,7 +206,8 @@ ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
 
 // Shared by those who open a file. For a child of fork the system copies first the descriptors and
 // then the memory: opened in between, a file would leave the child a handle without its descriptor,
-// whose number is that of the next file that the child opens.
+// whose number is that of the next file that the child opens. While somebody hangs in his opening,
+// as of a dead file server, a fork waits its second for him, and others open nothing meanwhile.
 Ostrel::ForkMutex opening_guard;
 
 Descriptor open_between_forks(char const *path, int flags, mode_t mode) noexcept {

@@ -52,13 +52,13 @@ pthread_mutex_t ForkMutex::_guard = PTHREAD_MUTEX_INITIALIZER;
 ForkMutex *ForkMutex::_first = nullptr;
 
 void ForkMutex::lock() noexcept {
-  if (!is_for_fork()) {
+  if (!take_if_forking()) {
     lock_.lock(INFINITE);
   }
 }
 
 void ForkMutex::lock_shared() noexcept {
-  if (!is_for_fork()) {
+  if (!take_if_forking()) {
     lock_.lock_shared();
   }
 }
@@ -69,8 +69,8 @@ void ForkMutex::unlock() noexcept {
   }
 }
 
-// Whether the calling thread is forking: what it has not taken yet, it then takes for all of that.
-bool ForkMutex::is_for_fork() noexcept {
+// Whether the calling thread is forking. What it has not taken for that yet, it takes now.
+bool ForkMutex::take_if_forking() noexcept {
   if (!is_known_.load(std::memory_order_relaxed)) {
     make_known();
   }

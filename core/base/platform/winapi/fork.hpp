@@ -16,9 +16,12 @@ namespace Ostrel {
 /// have.
 ///
 /// The thread that forks holds them all, and may use the state in other people's steps around the
-/// fork, which the system calls as well: its `lock` and `unlock` do nothing then. One that another
-/// thread keeps (a file system that does not answer, another process that was stopped) is left out
-/// after a while: the child has it free, with the state as that thread left it.
+/// fork, which the system calls as well: what it locks then, it has until after the fork. Such a
+/// step must not wait for another thread, which may need one of them.
+///
+/// One that another thread keeps (a file system that does not answer, another process that was
+/// stopped) is left out after a while: the child has it free, with the state as that thread left
+/// it.
 class ForkMutex {
 public:
   /// @param in_child  called in the child of every fork once the mutex has been used, to make the
@@ -41,7 +44,7 @@ private:
   static void after() noexcept;
   static void after_in_child() noexcept;
 
-  bool is_for_fork() noexcept;
+  bool take_if_forking() noexcept;
   bool take_to_fork() noexcept;
   void make_known() noexcept;
 

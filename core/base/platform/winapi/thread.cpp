@@ -314,12 +314,10 @@ BOOL Thread::terminate() noexcept {
 void *Thread::main(void *thread) {
   auto *const self = static_cast<Thread *>(thread);
   this_thread = self;
-  bool const is_told = call_at_thread_end(leave, self);
-  {
-    ThreadsLock const lock; // known to every fork from here on
-    self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
-  }
+  // First, and without a lock: who starts it may be forking, and then has all of them.
+  self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
   wake_all(&self->id_);
+  bool const is_told = call_at_thread_end(leave, self);
   // Also when the thread ends itself.
   struct AtReturn {
     ~AtReturn() {
@@ -353,6 +351,7 @@ void Thread::leave(void *thread) noexcept {
 
 DWORD Thread::start(std::size_t stack_size) noexcept {
   release_gone();
+  { ThreadsLock const lock; } // known to every fork from here on, for that of the thread
   pthread_attr_t attributes;
   int error = pthread_attr_init(&attributes);
   if (error == 0 && stack_size != 0) {
@@ -422,13 +421,12 @@ bool Thread::is_gone() noexcept {
   }
   bool const sleeps_for_ever =
       state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized();
-  int const error = sleeps_for_ever ? 0 : pthread_tryjoin_np(thread_, nullptr);
-  if (error == EBUSY) {
+  bool const is_caller = pthread_equal(thread_, pthread_self()) != 0; // in its last steps
+  if (sleeps_for_ever || is_caller) {
+    pthread_detach(thread_);
+  } else if (pthread_tryjoin_np(thread_, nullptr) == EBUSY) {
     stack_ = Stack::TAKEN;
     return false;
-  }
-  if (sleeps_for_ever || error != 0) { // it waits for itself, in its last steps
-    pthread_detach(thread_);
   }
   stack_ = Stack::GIVEN_BACK;
   return true;

@@ -95,9 +95,6 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
 
 // No process is a copy of another.
-constexpr unsigned int fork_count() noexcept {
-  return 0;
-}
 inline void call_around_fork(ForkSteps const &) noexcept {}
 
 inline bool exchange_variable(char const *name, char const *value, char **before) noexcept {
