@@ -14,9 +14,6 @@ constexpr char const *NOWHERE = ON_WINDOWS ? "NUL" : "/dev/null";
 /// What `abort` gives for a child's status.
 constexpr int ABORTED = ON_WINDOWS ? 3 : -6;
 
-/// Whether this is Windows as Wine gives it, which falls short of it in places.
-bool is_wine();
-
 /// Lets the library find these values in its registry for as long as what is returned is kept.
 std::shared_ptr<void> provide_registry(std::string const &values);
 

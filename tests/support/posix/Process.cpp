@@ -36,10 +36,6 @@ Texts environment_entries() {
   return entries;
 }
 
-bool is_wine() {
-  return false;
-}
-
 std::shared_ptr<void> provide_registry(std::string const &values) {
   auto const directory = std::make_shared<TemporaryDirectory>();
   std::string const file = directory->path("registry.reg");

@@ -65,10 +65,6 @@ Texts environment_entries() {
   return entries;
 }
 
-bool is_wine() {
-  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
-}
-
 std::shared_ptr<void> provide_registry(std::string const &values) {
   TemporaryDirectory const directory;
   write_file(directory.path("registry.reg"), registry_file(values));

@@ -351,7 +351,7 @@ void Thread::leave(void *thread) noexcept {
 
 DWORD Thread::start(std::size_t stack_size) noexcept {
   release_gone();
-  { ThreadsLock const lock; } // known to every fork from here on, for that of the thread
+  { ThreadsLock const known_to_forks; } // for `move_to_child`, when the new thread makes one
   pthread_attr_t attributes;
   int error = pthread_attr_init(&attributes);
   if (error == 0 && stack_size != 0) {
