@@ -1,35 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // What many waiters and signallers come to is for the torture.
-#include "core/base/foundation/AcquirableLock.hpp"
-#include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
 
 #include <climits>
 
 using namespace Ostrel;
-
-namespace {
-
-std::unique_ptr<IConditionVariable> make_condition() {
-  return std::unique_ptr<IConditionVariable>(Platform::create_condition_variable());
-}
-
-// Gives what the wait of another thread comes to, once that one waits.
-std::future<bool> start_waiter(IConditionVariable &condition,
-                               unsigned long timeout_ms = OVRA_INFINITE) {
-  Event there;
-  auto is_released = std::async(std::launch::async, [&there, &condition, timeout_ms] {
-    AcquirableLock const lock(condition);
-    there.set_value();
-    return condition.wait(timeout_ms, false);
-  });
-  there.get_future().wait();
-  AcquirableLock const until_it_waits(condition); // when it gives the mutex back
-  return is_released;
-}
-
-} // namespace
 
 TEST(ConditionVariable, WaitsEndWithTheMutexAsTheyBegan) {
   auto const condition = make_condition();

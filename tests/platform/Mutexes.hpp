@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
 
@@ -50,4 +52,22 @@ inline bool is_free(Ostrel::IAcquirable &mutex) {
 /// Whether this thread gets the mutex and has given it back after one release.
 inline bool is_taken_once(Ostrel::IMutex &mutex) {
   return mutex.acquire() && mutex.release() && !mutex.release();
+}
+
+inline std::unique_ptr<Ostrel::IConditionVariable> make_condition() {
+  return std::unique_ptr<Ostrel::IConditionVariable>(Ostrel::Platform::create_condition_variable());
+}
+
+/// Gives what the wait of another thread comes to, once that one waits.
+inline std::future<bool> start_waiter(Ostrel::IConditionVariable &condition,
+                                      unsigned long timeout_ms = Ostrel::OVRA_INFINITE) {
+  Event there;
+  auto is_released = std::async(std::launch::async, [&there, &condition, timeout_ms] {
+    Ostrel::AcquirableLock const lock(condition);
+    there.set_value();
+    return condition.wait(timeout_ms, false);
+  });
+  there.get_future().wait();
+  Ostrel::AcquirableLock const until_it_waits(condition); // when it gives the mutex back
+  return is_released;
 }

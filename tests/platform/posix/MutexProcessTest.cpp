@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Mutexes in forked processes and in the file system, and what else a fork divides. For processes
 // that are killed inside a mutex there is a torture.
-#include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
 #include "tests/support/Child.hpp"
@@ -96,31 +95,15 @@ TEST(ConditionVariable, ASignalInAChildReachesTheChildsOwnWaiter) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "the thread sanitizer lets no copy of a process start a thread";
 #endif
-  std::unique_ptr<IConditionVariable> const condition(Platform::create_condition_variable());
-  // Waits, and is in the row as soon as the mutex can be had again.
-  auto const start_waiter = [&condition](bool *is_released) {
-    Event is_there;
-    std::thread waiter([&] {
-      condition->lock_mutex();
-      is_there.set_value();
-      *is_released = condition->wait(OVRA_INFINITE, false);
-      condition->unlock_mutex();
-    });
-    is_there.get_future().wait();
-    EXPECT_TRUE(condition->lock_mutex() && condition->unlock_mutex());
-    return waiter;
-  };
-  bool is_released = false;
-  std::thread parents = start_waiter(&is_released);
-  in_forked_child([&] {
-    std::thread own = start_waiter(&is_released);
+  auto const condition = make_condition();
+  auto parents = start_waiter(*condition);
+  in_forked_child([&condition] {
+    auto own = start_waiter(*condition);
     EXPECT_TRUE(condition->signal());
-    own.join();
-    EXPECT_TRUE(is_released);
+    EXPECT_TRUE(own.get());
   });
   EXPECT_TRUE(condition->signal());
-  parents.join();
-  EXPECT_TRUE(is_released);
+  EXPECT_TRUE(parents.get());
 }
 
 TEST(Thread, ThatForkedLivesOnInTheChild) {
