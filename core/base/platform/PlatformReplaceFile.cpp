@@ -269,8 +269,11 @@ bool replace(std::string const &target, Contents const &contents) {
   if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
     return false;
   }
-  bool const has_one_name = is_on_disk && information.nNumberOfLinks == 1;
-  Outcome const outcome = has_one_name ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;
+  // It has no name when another program has replaced it since it was opened: then only those see it
+  // who are still reading it, and must not meet a text that changes.
+  bool const has_further_names = information.nNumberOfLinks > 1;
+  Outcome const outcome =
+      is_on_disk && !has_further_names ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;
   return outcome == Outcome::DONE ||
          (outcome == Outcome::WOULD_LOSE && overwrite(old.get(), target, contents));
 }

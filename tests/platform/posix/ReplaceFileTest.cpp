@@ -11,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -183,6 +184,32 @@ TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
     EXPECT_EQ(read_file(path), result == RESULT_SUCCESS ? "new" : "old");
     EXPECT_EQ(status_of(path).st_ino != old.st_ino, result == RESULT_SUCCESS);
     EXPECT_EQ(count_entries(directory.path()), 2);
+  }
+}
+
+// Whoever is reading a file meets one text, whatever programs replace it meanwhile.
+TEST(ReplaceFile, LeavesAFileThatAnotherProgramHasReplaced) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("file"), others = directory.path("others");
+  unsigned int calls = 1;
+  for (unsigned int count = 0; count < calls; ++count) {
+    SCOPED_TRACE(count);
+    write_file(path, "old");
+    std::ifstream reader(path);
+    unsigned long result = RESULT_FAILURE;
+    calls = judge_system_calls([&] { result = replace(path, "new"); },
+                               [&](unsigned int index, SystemCall const &) {
+                                 if (index == count) {
+                                   write_file(others, "another");
+                                   std::filesystem::rename(others, path);
+                                 }
+                                 return Verdict();
+                               });
+    EXPECT_EQ(result, RESULT_SUCCESS);
+    std::string seen;
+    reader >> seen;
+    EXPECT_EQ(seen, "old");
+    EXPECT_EQ(count_entries(directory.path()), 1);
   }
 }
 
