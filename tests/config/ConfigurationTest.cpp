@@ -4,9 +4,11 @@
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <climits>
 #include <clocale>
 #include <cstdlib>
@@ -79,6 +81,73 @@ TEST(Configuration, CreatesTheKeysOfAPath) {
   <C/>
 </U>
 )");
+}
+
+// A document that no save reaches, so that edits take no time in the disk.
+class Unsaved {
+public:
+  Unsaved() : facade(source) {
+    source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, "/nowhere/file.xml", "R");
+    std::string name;
+    top = source.find_first(nullptr, &name);
+  }
+
+  XmlConfigSource source;
+  Configuration facade;
+  void const *top;
+};
+
+// Looking up what is there and creating what is not is one step.
+TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
+  for (int round = 0; round < 20; ++round) {
+    Unsaved one;
+    std::atomic<int> waiting{4};
+    in_threads(4, [&](int thread) {
+      for (--waiting; waiting > 0;) {
+      }
+      one.facade.create_sub_key(one.top, "S:20", false);
+      one.facade.create_key(("R/S:20/New:5/K" + std::to_string(thread)).c_str());
+    });
+    EXPECT_NE(one.facade.find_key("R/S:20/New:5"), nullptr);
+    EXPECT_EQ(one.facade.find_key("R/S:21"), nullptr);
+    EXPECT_EQ(one.facade.find_key("R/S:20/New:6"), nullptr);
+  }
+}
+
+// What a path names may be deleted or loaded anew at any moment, but not while it is used.
+TEST(Configuration, PathsAreSafeBesideEditsAndReloads) {
+  Unsaved edited;
+  Facade loaded("<R><K v='1' w='1'>t</K><K v='2'/></R>");
+  ASSERT_EQ(loaded.facade.init_source(loaded.path.c_str()), RESULT_SUCCESS);
+  void (*const steps[])(Configuration &) = {[](Configuration &facade) {
+                                              facade.create_key("R/K");
+                                              facade.delete_key("R/K");
+                                            },
+                                            [](Configuration &facade) {
+                                              facade.set_value("R/K", "v", 2L, /*commit=*/false);
+                                              facade.delete_value("R/K", "v");
+                                              facade.set_value("R", nullptr, "new",
+                                                               /*commit=*/false);
+                                            },
+                                            [](Configuration &facade) {
+                                              std::string text;
+                                              long number = 0;
+                                              unsigned int count = 1;
+                                              facade.get_value("R/K", "v", &text);
+                                              facade.get_series("R/K", "v", &number, &count);
+                                              facade.find_key_with_value("R/K", "v", "2");
+                                            }};
+  CapturedLog const log(CATEGORY);
+  in_threads(4, [&](int thread) {
+    for (int i = 0; i < 5000; ++i) {
+      steps[thread % 3](edited.facade);
+      if (thread == 3 && i % 2 == 0) {
+        EXPECT_EQ(loaded.facade.init_source(loaded.path.c_str()), RESULT_SUCCESS);
+      }
+      steps[2](loaded.facade);
+      EXPECT_EQ(loaded.facade.get_config_root(), IConfigSource::CONFIG_ROOT_OTHER);
+    }
+  });
 }
 
 TEST(Configuration, CreatesSubKeysUpToAnIndex) {

@@ -3,6 +3,7 @@
 
 #include "core/base/config/KeyPath.hpp"
 #include "core/base/config/NumberText.hpp"
+#include "core/base/config/SourceLock.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -19,6 +20,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 
 namespace Ostrel {
 
@@ -90,10 +92,34 @@ public:
   bool lacks_memory() const noexcept { return visit_ && mutex_ == nullptr; }
 
 private:
-  Visit visit_; // first: until the lock is given back
+  Visit visit_; // first: until the lock is released
   IMutex *mutex_;
   AcquirableLock lock_;
   bool is_held_;
+};
+
+// Holds the lock of all facades, and then that of all XML sources where the source is one, from the
+// look-up of an operation to the end of its use. At the end of the library, when the facades' lock
+// is gone, an operation on a handle goes on under the source's lock.
+class FacadeLock {
+public:
+  // @param source  null for one of another class, which is free to lock itself.
+  explicit FacadeLock(XmlConfigSource const *source) {
+    if (source != nullptr) {
+      source_.emplace();
+    }
+  }
+
+  // False when the lock of the facades is not held.
+  explicit operator bool() const noexcept { return static_cast<bool>(facades_); }
+
+  bool lacks_memory() const noexcept {
+    return facades_.lacks_memory() || (source_ && source_->lacks_memory());
+  }
+
+private:
+  ConfigurationLock facades_;
+  std::optional<SourceLock> source_;
 };
 
 void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
@@ -183,6 +209,16 @@ unsigned long get_number(Configuration const &configuration, Number *out, Place.
 
 } // namespace
 
+class Configuration::Lock : public FacadeLock {
+public:
+  explicit Lock(Configuration const &facade)
+      : FacadeLock(XmlConfigSource::exactly(*facade.source_)) {
+    if (lacks_memory()) {
+      throw std::bad_alloc();
+    }
+  }
+};
+
 Configuration::Configuration(IConfigSource &source) : source_(&source) {
   mutex_end(); // before whatever the caller is making
   if (Visit const visit(mutex_users); visit) {
@@ -193,7 +229,7 @@ Configuration::Configuration(IConfigSource &source) : source_(&source) {
 Configuration::~Configuration() = default;
 
 unsigned long Configuration::init_source(void const *description) {
-  ConfigurationLock const lock;
+  FacadeLock const lock(XmlConfigSource::exactly(*source_));
   if (!lock) {
     category().warn("internal error: acquisition error");
     return RESULT_ACQUISITION_ERROR;
@@ -210,7 +246,7 @@ unsigned long Configuration::init_source(void const *description) {
 }
 
 unsigned long Configuration::init_source(IConfigSource::ConfigRoot root, void const *argument) {
-  ConfigurationLock const lock;
+  FacadeLock const lock(XmlConfigSource::exactly(*source_));
   if (!lock) {
     category().warn("internal error: acquisition error");
     return RESULT_ACQUISITION_ERROR;
@@ -235,7 +271,7 @@ void const *Configuration::find_key(char const *path) const {
 }
 
 void const *Configuration::find_key(void const *key, char const *sub_path) const try {
-  return look_up(key, sub_path);
+  return look_up(Lock(*this), key, sub_path);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -248,6 +284,7 @@ void const *Configuration::create_key(char const *path) try {
   if (path == nullptr) {
     return nullptr;
   }
+  Lock const lock(*this);
   void const *key = nullptr;
   char const *rest = skip_key_separators(path);
   while (*rest != '\0') {
@@ -281,6 +318,7 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
     category().warn("Refused to create key '%s': its index is too large", name);
     return nullptr;
   }
+  Lock const lock(*this);
   if (index < 0) {
     return source_->create_key(parent, key_name.c_str(), commit);
   }
@@ -307,13 +345,17 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
   return nullptr;
 }
 
-unsigned long Configuration::delete_key(void const *key) {
+unsigned long Configuration::delete_key(void const *key) try {
+  Lock const lock(*this);
   return key == nullptr ? static_cast<unsigned long>(RESULT_INVALID_ARGUMENT)
                         : source_->delete_key(key);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::delete_key(char const *path) try {
-  return delete_key(path == nullptr ? nullptr : look_up(nullptr, path));
+  Lock const lock(*this);
+  return delete_key(path == nullptr ? nullptr : look_up(lock, nullptr, path));
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -322,14 +364,15 @@ unsigned long Configuration::delete_key(void const *key, char const *sub_path) t
   if (key == nullptr || sub_path == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  return delete_key(look_up(key, sub_path));
+  Lock const lock(*this);
+  return delete_key(look_up(lock, key, sub_path));
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
 
 void const *Configuration::find_key_with_value(char const *path, char const *value_name,
                                                char const *value_text) const try {
-  ConfigurationLock const lock;
+  Lock const lock(*this);
   if (!lock) {
     return nullptr;
   }
@@ -346,8 +389,8 @@ void const *Configuration::find_key_with_value(char const *path, char const *val
 void const *Configuration::find_key_with_value(void const *key, char const *sub_path,
                                                char const *value_name, char const *value_text) const
     try {
-  ConfigurationLock const lock;
-  void const *const found = lock ? search_sub_key(key, sub_path) : nullptr;
+  Lock const lock(*this);
+  void const *const found = look_up(lock, key, sub_path);
   return found == nullptr ? nullptr : search_indexed_key(found, 0, value_name, value_text);
 } catch (std::bad_alloc const &) {
   return nullptr;
@@ -360,9 +403,9 @@ unsigned long Configuration::get_value(char const *path, char const *name, std::
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  void const *const key = look_up(nullptr, path);
-  return key == nullptr ? static_cast<unsigned long>(RESULT_NOT_FOUND)
-                        : get_value(key, nullptr, name, out);
+  Lock const lock(*this);
+  void const *const key = look_up(lock, nullptr, path);
+  return search_value(key, nullptr, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -385,6 +428,7 @@ unsigned long Configuration::get_value(void const *key, char const *sub_path, ch
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
+  Lock const lock(*this);
   return search_value(key, sub_path, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -407,7 +451,8 @@ unsigned long Configuration::get_value(void const *key, char const *sub_path, ch
 
 unsigned long Configuration::set_value(char const *path, char const *name, char const *value,
                                        bool commit) try {
-  void const *const key = look_up(nullptr, path);
+  Lock const lock(*this);
+  void const *const key = look_up(lock, nullptr, path);
   if (key == nullptr) {
     category().warn("Can't find key '%s'", path == nullptr ? "" : path);
     return RESULT_NOT_FOUND;
@@ -434,6 +479,7 @@ unsigned long Configuration::set_value(char const *path, char const *name, unsig
 
 unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
                                        char const *value, bool commit) try {
+  Lock const lock(*this);
   return source_->set_value(search_sub_key(key, sub_path), name, value, commit);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -458,6 +504,7 @@ unsigned long Configuration::delete_value(void const *key, char const *name) try
   if (key == nullptr || name == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
+  Lock const lock(*this);
   std::string text;
   void const *const value = search_value(key, nullptr, name, &text);
   return value == nullptr ? static_cast<unsigned long>(RESULT_NOT_FOUND)
@@ -467,7 +514,8 @@ unsigned long Configuration::delete_value(void const *key, char const *name) try
 }
 
 unsigned long Configuration::delete_value(char const *path, char const *name) try {
-  return delete_value(path == nullptr ? nullptr : look_up(nullptr, path), name);
+  Lock const lock(*this);
+  return delete_value(path == nullptr ? nullptr : look_up(lock, nullptr, path), name);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -477,14 +525,16 @@ unsigned long Configuration::delete_value(void const *key, char const *sub_path,
   if (key == nullptr || sub_path == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  return delete_value(look_up(key, sub_path), name);
+  Lock const lock(*this);
+  return delete_value(look_up(lock, key, sub_path), name);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::get_series(char const *path, char const *name, long *array,
                                         unsigned int *count) const try {
-  return get_series(path == nullptr ? nullptr : look_up(nullptr, path), nullptr, name, array,
+  Lock const lock(*this);
+  return get_series(path == nullptr ? nullptr : look_up(lock, nullptr, path), nullptr, name, array,
                     count);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -502,12 +552,12 @@ unsigned long Configuration::get_series(void const *key, char const *sub_path, c
 
 // --- What the operations above are made of ----------------------------------------------------
 
-void const *Configuration::look_up(void const *key, char const *sub_path) const {
-  ConfigurationLock const lock;
-  if (lock.lacks_memory()) {
-    throw std::bad_alloc();
-  }
+void const *Configuration::look_up(Lock const &lock, void const *key, char const *sub_path) const {
   return lock ? search_sub_key(key, sub_path) : nullptr;
+}
+
+void const *Configuration::look_up(char const *path) const {
+  return look_up(Lock(*this), nullptr, path);
 }
 
 void const *Configuration::search_sub_key(void const *key, char const *path) const {
@@ -543,6 +593,7 @@ void const *Configuration::search_value(void const *key, char const *sub_path, c
 }
 
 void const *Configuration::find_sub_key(void const *key, char const *path) const try {
+  Lock const lock(*this);
   return search_sub_key(key, path);
 } catch (std::bad_alloc const &) {
   return nullptr;
@@ -550,6 +601,7 @@ void const *Configuration::find_sub_key(void const *key, char const *path) const
 
 void const *Configuration::find_value(void const *key, char const *sub_path, char const *name,
                                       std::string *out) const try {
+  Lock const lock(*this);
   return search_value(key, sub_path, name, out);
 } catch (std::bad_alloc const &) {
   return nullptr;
@@ -558,6 +610,7 @@ void const *Configuration::find_value(void const *key, char const *sub_path, cha
 void const *Configuration::find_indexed_key_with_value(void const *key, int index,
                                                        char const *value_name,
                                                        char const *value_text) const try {
+  Lock const lock(*this);
   return search_indexed_key(key, index, value_name, value_text);
 } catch (std::bad_alloc const &) {
   return nullptr;

@@ -3,6 +3,7 @@
 
 #include "core/base/config/IConfigSource.hpp"
 
+#include <atomic>
 #include <string>
 
 namespace Ostrel {
@@ -22,23 +23,37 @@ namespace Ostrel {
 /// **Numbers** are stored as "%ld", "%lu" and "%.12f" give them in the C locale, whatever the
 /// program's locale is, cut after 63 characters; text that does not begin with a number reads as 0.
 ///
-/// Handles are the source's and live as long as it says. Any thread may use a `Configuration`; one
-/// lock serialises loading and key look-ups of all of them. Callers that keep handles must keep
-/// other threads from deleting those keys or reloading the source. A null result pointer gives
+/// Handles are the source's and live as long as it says. A null result pointer returns
 /// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null and a result `RESULT_OUT_OF_MEMORY`,
-/// or `RESULT_ACQUISITION_ERROR` when a load or a change has none for its lock; but a null handle
-/// that a source of another class than `XmlConfigSource` gives for it is taken for what is not
-/// there. Messages go to the category "Ostrel.Core.Base.Configuration".
+/// or `RESULT_ACQUISITION_ERROR` when a load has none for its lock; but a null handle that a source
+/// of another class than `XmlConfigSource` returns for it is taken for a key that does not exist.
+/// Messages go to the category "Ostrel.Core.Base.Configuration".
+///
+/// **Threads.** Any thread may use a `Configuration`. Every operation but `commit` and
+/// `find_repository_key` is one step beside other threads: it holds the lock of all facades, and
+/// then that of all XML sources, from the look-up of its key to the end of what it does with it. So
+/// a path is safe beside edits and reloads; a handle that a caller keeps is safe as long as no
+/// other thread deletes its key or reloads the source. A source of a class of the program's own,
+/// also one derived from `XmlConfigSource`, is called under the lock of all facades alone: it must
+/// not use facades or user settings from other threads that it waits for, and edits that bypass the
+/// facade must not run beside it.
 class OSTBASE_API Configuration {
 public:
   /// @param source  borrowed; must outlive this object and its copies.
   explicit Configuration(IConfigSource &source);
   /// The copy works on the same source.
-  Configuration(Configuration const &) = default;
-  Configuration &operator=(Configuration const &) = default;
+  Configuration(Configuration const &other)
+      : source_(other.source_), config_root_(other.get_config_root()) {}
+  Configuration &operator=(Configuration const &other) {
+    source_ = other.source_;
+    config_root_.store(other.get_config_root(), std::memory_order_relaxed);
+    return *this;
+  }
   virtual ~Configuration();
 
-  IConfigSource::ConfigRoot get_config_root() const { return config_root_; }
+  IConfigSource::ConfigRoot get_config_root() const {
+    return config_root_.load(std::memory_order_relaxed);
+  }
   IConfigSource &get_config_source() { return *source_; }
   IConfigSource const &get_config_source() const { return *source_; }
 
@@ -165,10 +180,14 @@ protected:
 private:
   friend class KeyLookUp; // of the user settings, which must know that there is no key
 
+  class Lock; // of one operation, from its look-up to the end of its use
+
   // These throw std::bad_alloc without memory.
   // What `find_key` finds.
-  void const *look_up(void const *key, char const *sub_path) const;
-  // What those of similar names above find.
+  void const *look_up(char const *path) const;
+  // What `find_key` finds under that lock.
+  void const *look_up(Lock const &lock, void const *key, char const *sub_path) const;
+  // What those of similar names above find; under a lock.
   void const *search_sub_key(void const *key, char const *path) const;
   void const *search_value(void const *key, char const *sub_path, char const *name,
                            std::string *out) const;
@@ -176,7 +195,8 @@ private:
                                  char const *value_text) const;
 
   IConfigSource *source_; // never null
-  IConfigSource::ConfigRoot config_root_ = IConfigSource::CONFIG_ROOT_NONE;
+  // Read without a lock, also while another thread loads; it says nothing of other memory.
+  std::atomic<IConfigSource::ConfigRoot> config_root_{IConfigSource::CONFIG_ROOT_NONE};
 };
 
 } // namespace Ostrel

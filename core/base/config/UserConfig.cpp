@@ -32,7 +32,7 @@ class KeyLookUp {
 public:
   // Null when there is no such key. Throws std::bad_alloc without memory.
   static void const *find(Configuration const &configuration, char const *path) {
-    return configuration.look_up(nullptr, path);
+    return configuration.look_up(path);
   }
 };
 

@@ -3,8 +3,8 @@
 
 #include "core/base/config/KeyIndex.hpp"
 #include "core/base/config/KeyPath.hpp"
+#include "core/base/config/SourceLock.hpp"
 #include "core/base/config/XmlText.hpp"
-#include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ClassMark.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
@@ -12,8 +12,6 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
-#include "core/base/platform/ForkLocks.hpp"
-#include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <libxml/hash.h>
@@ -27,7 +25,6 @@
 #include <atomic>
 #include <cstring>
 #include <limits>
-#include <mutex>
 #include <new>
 #include <unordered_map>
 #include <utility>
@@ -49,98 +46,10 @@ bool initialise_parser() noexcept {
 
 [[maybe_unused]] bool const parser_is_ready = initialise_parser();
 
-// --- The lock of all sources ------------------------------------------------------------------
-
-// Made by the first source and gone with the last one.
-std::atomic<IMutex *> source_mutex{nullptr};
-
-// Guards the making and the end of source_mutex, which cannot guard them itself. Nobody waits for
-// source_mutex while holding it, but who forks.
-std::mutex lifetime_mutex;
-thread_local bool has_lifetime_to_fork __attribute__((tls_model("initial-exec"))) = false;
-int source_mutex_users = 0; // sources that need source_mutex; guarded by lifetime_mutex
-
-// Nobody is in the XML library for us then, which has locks of its own; unless source_mutex cannot
-// be had in time.
-IAcquirable *take_both_mutexes() {
-  lifetime_mutex.lock();
-  has_lifetime_to_fork = true;
-  return ForkLocks::acquire(source_mutex.load(std::memory_order_relaxed));
-}
-
-void give_both_mutexes_back(IAcquirable *taken) {
-  ForkLocks::release(taken);
-  has_lifetime_to_fork = false;
-  lifetime_mutex.unlock();
-}
-
-constexpr ForkLocks::Lock FORK_LOCK = {take_both_mutexes, give_both_mutexes_back};
-
-// Holds lifetime_mutex until the end of a block; somebody else's step around the fork has it
-// anyway.
-class LifetimeLock {
+// The lock of an operation that does nothing without it.
+class LoggedSourceLock : public SourceLock {
 public:
-  LifetimeLock() : lock_(lifetime_mutex, std::defer_lock) {
-    if (!has_lifetime_to_fork) {
-      lock_.lock();
-    }
-  }
-
-private:
-  std::unique_lock<std::mutex> lock_;
-};
-
-// Needs lifetime_mutex held.
-void make_source_mutex() {
-  if (source_mutex.load(std::memory_order_relaxed) == nullptr) {
-    source_mutex.store(Platform::create_mutex(true), std::memory_order_release);
-  }
-}
-
-void join_source_mutex() {
-  ForkLocks::add(ForkLocks::SOURCE, FORK_LOCK);
-  LifetimeLock const lifetime;
-  ++source_mutex_users;
-  make_source_mutex();
-}
-
-// For a user: null as long as there is no memory for it.
-IMutex *get_source_mutex() {
-  IMutex *const made = source_mutex.load(std::memory_order_acquire);
-  if (made != nullptr) {
-    return made;
-  }
-  LifetimeLock const lifetime;
-  make_source_mutex();
-  return source_mutex.load(std::memory_order_relaxed);
-}
-
-void leave_source_mutex() {
-  LifetimeLock const lifetime;
-  bool const is_held_to_fork = has_lifetime_to_fork; // then it stays for the next user
-  if (--source_mutex_users == 0 && !is_held_to_fork) {
-    delete source_mutex.exchange(nullptr);
-  }
-}
-
-// For what goes on without the lock as well, where that cannot be had.
-class SourceTurn {
-public:
-  // The second attempt follows an owner that ended inside: the first one only tells of it.
-  SourceTurn() : mutex_(get_source_mutex()), lock_(mutex_), is_held_(lock_.acquire()) {}
-
-  explicit operator bool() const noexcept { return is_held_; }
-  bool lacks_memory() const noexcept { return mutex_ == nullptr; }
-
-private:
-  IMutex *mutex_;
-  AcquirableLock lock_;
-  bool is_held_;
-};
-
-class SourceLock : public SourceTurn {
-public:
-  SourceLock() {
+  LoggedSourceLock() {
     if (!*this) {
       LoggingCategory::get_instance(CATEGORY_NAME).warn("Could not obtain mutex lock");
     }
@@ -1064,7 +973,7 @@ XmlConfigSource::XmlConfigSource() {
   xml_source_class.store(class_mark<IConfigSource>(*this), std::memory_order_relaxed);
   join_source_mutex();
   {
-    SourceLock const lock;
+    LoggedSourceLock const lock;
     xmlIndentTreeOutput = 1;
     xmlKeepBlanksDefault(0);
     if (!lock) {
@@ -1083,7 +992,7 @@ XmlConfigSource::XmlConfigSource() {
 
 unsigned long XmlConfigSource::init_source(void const *file) try {
   auto const *const file_name = static_cast<char const *>(file);
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
@@ -1145,7 +1054,7 @@ void const *XmlConfigSource::open_repository(char const *name) try {
   if (name == nullptr) {
     return nullptr;
   }
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock) {
     return nullptr;
   }
@@ -1184,7 +1093,7 @@ void const *XmlConfigSource::open_repository(char const *name) try {
 }
 
 void XmlConfigSource::close_repository(char const *name) try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock || name == nullptr) {
     return;
   }
@@ -1203,7 +1112,7 @@ IConfigSource::ConfigRoot XmlConfigSource::get_config_root() {
 // --- Walking ----------------------------------------------------------------------------------
 
 void const *XmlConfigSource::find_first(void const *key, std::string *name) const try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock || name == nullptr) {
     return nullptr;
   }
@@ -1213,7 +1122,7 @@ void const *XmlConfigSource::find_first(void const *key, std::string *name) cons
 }
 
 void const *XmlConfigSource::find_next(void const *key, std::string *name) const try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock || key == nullptr || name == nullptr) {
     return nullptr;
   }
@@ -1224,7 +1133,7 @@ void const *XmlConfigSource::find_next(void const *key, std::string *name) const
 
 void const *XmlConfigSource::find_first_value(void const *key, std::string *name,
                                               std::string *text) const try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock || key == nullptr || name == nullptr || text == nullptr) {
     return nullptr;
   }
@@ -1239,7 +1148,7 @@ void const *XmlConfigSource::find_first_value(void const *key, std::string *name
 
 void const *XmlConfigSource::find_next_value(void const *value, std::string *name,
                                              std::string *text) const try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock || value == nullptr || name == nullptr || text == nullptr) {
     return nullptr;
   }
@@ -1302,13 +1211,6 @@ bool XmlConfigSource::get_value_data(void const *value, std::string *name, std::
 }
 
 void const *XmlConfigSource::search_key(void const *key, char const *path) const {
-  SourceLock const lock;
-  if (lock.lacks_memory()) {
-    throw std::bad_alloc();
-  }
-  if (!lock) {
-    return nullptr;
-  }
   return walk_key_path(key, path,
                        [this](void const *parent, std::string_view name, unsigned int index) {
                          return search_sub_key(parent, name, index);
@@ -1339,13 +1241,6 @@ void const *XmlConfigSource::search_sub_key(void const *key, std::string_view na
 
 void const *XmlConfigSource::search_value(void const *key, char const *name,
                                           std::string *text) const {
-  SourceLock const lock;
-  if (lock.lacks_memory()) {
-    throw std::bad_alloc();
-  }
-  if (!lock || key == nullptr) {
-    return nullptr;
-  }
   bool const is_text_value = name == nullptr || *name == '\0';
   void const *const value = is_text_value ? key : find_attribute(*as_node(key), name);
   if (value != nullptr && !read_content(as_node(value), text)) {
@@ -1362,7 +1257,7 @@ _xmlNode *XmlConfigSource::top_key() const {
 // --- Editing ----------------------------------------------------------------------------------
 
 void const *XmlConfigSource::create_key(void const *parent, char const *name, bool commit) try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock || parent == nullptr || name == nullptr || !is_element(as_node(parent))) {
     return nullptr;
   }
@@ -1387,7 +1282,7 @@ void const *XmlConfigSource::create_key(void const *parent, char const *name, bo
 
 unsigned long XmlConfigSource::set_value(void const *key, char const *name, char const *text,
                                          bool commit) try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
@@ -1417,7 +1312,7 @@ unsigned long XmlConfigSource::set_value(void const *key, char const *name, char
 }
 
 unsigned long XmlConfigSource::delete_key(void const *key) {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
@@ -1431,7 +1326,7 @@ unsigned long XmlConfigSource::delete_key(void const *key) {
 }
 
 unsigned long XmlConfigSource::delete_value(void const *value) {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
@@ -1448,7 +1343,7 @@ unsigned long XmlConfigSource::commit() {
 }
 
 bool XmlConfigSource::save() const try {
-  SourceTurn const turn;
+  SourceLock const lock;
   if (main_document_.document == nullptr) {
     return false;
   }
@@ -1472,7 +1367,7 @@ XmlConfigSource::~XmlConfigSource() {
   {
     // The documents as well: the XML library frees them under a mutex of its own, which nobody must
     // hold while somebody forks.
-    SourceLock const lock;
+    LoggedSourceLock const lock;
     adopt({});
     if (lock) {
       repositories_.clear();
@@ -1491,7 +1386,7 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
     return RESULT_INVALID_ARGUMENT;
   }
   std::string path = file_name;
-  SourceTurn const turn;
+  SourceLock const lock;
   ErrorTrap const errors;
   Document made(xmlNewDoc(xml("1.0")));
   if (made == nullptr) {
@@ -1513,7 +1408,7 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
 }
 
 unsigned long XmlConfigSource::set_search_path(char const *path) try {
-  SourceLock const lock;
+  LoggedSourceLock const lock;
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }

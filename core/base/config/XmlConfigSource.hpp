@@ -3,6 +3,7 @@
 
 #include "core/base/config/IConfigSource.hpp"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
@@ -165,16 +166,14 @@ private:
   // walk in a way of its own, which the index would leave out.
   static XmlConfigSource const *exactly(IConfigSource const &source) noexcept;
 
+  // These need the source mutex held.
   // How many sub-keys of that name the key has; counted like `find_indexed_sub_key`.
   int count_sub_keys(void const *key, char const *name) const noexcept;
-
-  // These two take the source mutex themselves, and throw std::bad_alloc without memory.
-  // The key of a path, through the index.
+  // The next two throw std::bad_alloc without memory. The key of a path, through the index.
   void const *search_key(void const *key, char const *path) const;
   // The first value of that name; null and empty name the text value. Writes nothing for none.
   void const *search_value(void const *key, char const *name, std::string *text) const;
 
-  // These need the source mutex held.
   unsigned long load(std::string path);
   void adopt(DocumentRecord record);
   // The sub-key of that name and number, from 0; the empty name counts every sub-key, and a null
@@ -182,7 +181,7 @@ private:
   void const *search_sub_key(void const *key, std::string_view name, unsigned int index) const;
   _xmlNode *top_key() const;
 
-  ConfigRoot config_root_ = CONFIG_ROOT_NONE;
+  std::atomic<ConfigRoot> config_root_{CONFIG_ROOT_NONE}; // read without the mutex
   DocumentRecord main_document_;
   std::map<std::string, DocumentRecord> repositories_;
   std::vector<std::string> search_path_;
