@@ -16,6 +16,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <sys/resource.h>
@@ -26,10 +27,11 @@ namespace {
 
 using namespace Ostrel;
 
-constexpr double LONGEST_MS = 100;      // of processor time
-constexpr long MOST_KB = 64L * 1024;    // above what an empty file takes
-constexpr unsigned int HANGS_AFTER = 5; // seconds
-constexpr int SOME = 100000;            // of what is many
+constexpr double LONGEST_MS = 100;        // of processor time, for a small file
+constexpr double LONGEST_MS_PER_MB = 200; // more for each megabyte of a larger one
+constexpr long MOST_KB = 64L * 1024;      // above what an empty file takes
+constexpr unsigned int HANGS_AFTER = 5;   // seconds
+constexpr int SOME = 100000;              // of what is many
 
 // --- The corpus -------------------------------------------------------------------------------
 
@@ -283,6 +285,14 @@ unsigned long load(std::string const &path) {
   return source.init_source(path.c_str());
 }
 
+// What the load of a file may take: more for a larger one, since the limits on a file are numbers
+// of what it has.
+double longest_ms(std::string const &path) {
+  std::error_code error; // for no file
+  auto const size = std::filesystem::file_size(path, error);
+  return LONGEST_MS + (error ? 0 : static_cast<double>(size) * 1e-6 * LONGEST_MS_PER_MB);
+}
+
 // Loads a file in a process of its own; one that is nowhere costs what any process does.
 Cost measure_once(std::string const &path) {
   pid_t const child = fork();
@@ -306,8 +316,8 @@ Cost measure_once(std::string const &path) {
 Cost measure_load(std::string const &path) {
   constexpr int ATTEMPTS = 3;
   Cost cost = measure_once(path);
-  for (int i = 1; i < ATTEMPTS && cost.status == EXIT_SUCCESS && cost.processor_ms > LONGEST_MS;
-       ++i) {
+  double const longest = longest_ms(path);
+  for (int i = 1; i < ATTEMPTS && cost.status == EXIT_SUCCESS && cost.processor_ms > longest; ++i) {
     cost = measure_once(path);
   }
   return cost;
@@ -329,7 +339,8 @@ Cost measure_loads(Torture &torture, Corpus const &corpus) {
   for (unsigned int number = 0; number < corpus.size(); ++number) {
     Cost cost = measure_load(corpus.path(number));
     cost.peak_kb -= nothing.peak_kb;
-    if (cost.status != EXIT_SUCCESS || cost.processor_ms > LONGEST_MS || cost.peak_kb > MOST_KB) {
+    if (cost.status != EXIT_SUCCESS || cost.processor_ms > longest_ms(corpus.path(number)) ||
+        cost.peak_kb > MOST_KB) {
       torture.fault("file %u: status %d, %.0f ms, %ld KB, %ju bytes: %s", number, cost.status,
                     cost.processor_ms, cost.peak_kb,
                     std::filesystem::file_size(corpus.path(number)),

@@ -67,6 +67,20 @@ TEST(StoredText, TakesWhatTheParserJustTakes) {
   EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
 }
 
+TEST(StoredText, HasAsManyNamesAsALoadTakes) {
+  LoadedSource one("<R>" + repeated("<K@/>", 99998) + "</R>");
+  ASSERT_EQ(one.result, RESULT_SUCCESS);
+  void const *const last = one.source.create_key(one.top(), "Last", false);
+  ASSERT_NE(last, nullptr);
+  EXPECT_EQ(one.source.create_key(one.top(), "Other", false), nullptr);
+  EXPECT_EQ(one.source.create_key(one.top(), "p:K1", false), nullptr);
+  EXPECT_EQ(one.source.set_value(last, "Other", "t", false), RESULT_INVALID_ARGUMENT);
+  EXPECT_NE(one.source.create_key(one.top(), "K1", true), nullptr);
+  EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
+  EXPECT_EQ(one.source.delete_key(last), RESULT_SUCCESS); // its name no longer counts
+  EXPECT_EQ(one.source.set_value(one.top(), "Other", "t", false), RESULT_SUCCESS);
+}
+
 TEST(StoredText, NestsAsDeepAsALoadTakes) {
   LoadedSource one("<R/>");
   int depth = 0;
@@ -80,12 +94,21 @@ TEST(StoredText, NestsAsDeepAsALoadTakes) {
 
 // As a reference, where the file names no encoding.
 TEST(StoredText, BlanksBesideTextSurviveASave) {
-  for (std::string const text : {">", "\xC3\xA9"}) {
+  for (std::string const text : {"> ", " \xC3\xA9\n"}) {
     LoadedSource one("<R><A/>" + text + "<B/>\n</R>");
     ASSERT_EQ(one.source.commit(), RESULT_SUCCESS);
     LoadedSource const again = one.reloaded();
-    EXPECT_EQ(again.values(again.top()), "[=" + text + "\n]");
+    EXPECT_EQ(again.values(again.top()), "[=" + text + "]");
   }
+}
+
+TEST(StoredText, AFileKeepsItsEncodingUnlessATextDoesNotFit) {
+  LoadedSource one(LATIN);
+  ASSERT_EQ(one.source.set_value(one.top(), nullptr, " ", false), RESULT_SUCCESS);
+  ASSERT_NE(one.source.create_key(one.top(), "K", true), nullptr);
+  EXPECT_EQ(one.source.set_value(one.top(), "v", "\xE2\x82\xAC\xC3\xA9", true), RESULT_SUCCESS);
+  EXPECT_EQ(read_file(one.path), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
+                                 "<R v=\"&#8364;\xE9\"> <K/></R>\n");
 }
 
 TEST(StoredText, EncodingAndCommentsSurviveASave) {

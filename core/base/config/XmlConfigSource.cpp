@@ -27,6 +27,7 @@
 #include <limits>
 #include <new>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace Ostrel {
@@ -170,10 +171,11 @@ constexpr int MAX_NAMED_VALUES = 5000;           // of one key
 constexpr int MAX_NAMESPACES = 256;              // in force at one place
 constexpr int MAX_DECLARATION_BYTES = 32 * 1024; // besides the texts of entities
 
-// Names, prefixes, URIs, and texts of up to three bytes or of blanks. The parser keeps each once,
-// in a table that stops to grow at some thousand places, and then compares it with more and more
-// others.
-constexpr int MAX_WORDS = 60000; // read in 0.1 s at the most
+// Names, prefixes and URIs. The parser keeps each once, in a table that stops to grow at some
+// thousand places, and then compares it with more and more others. (Short texts would be in there
+// as well, but for XML_PARSE_COMPACT.)
+constexpr int MAX_WORDS = 100000; // read in 0.2 s at the most
+constexpr int PARSER_WORDS = 100; // and the parser's own, and those of texts of many blanks
 
 // What a parse reads.
 class Input {
@@ -219,10 +221,6 @@ struct Parsed {
   bool lacked_memory = false; // then it might have parsed
   ErrorText fault = {};       // why it does not parse; empty without memory, and without a file
 };
-
-bool is_blank(xmlChar const *text, int size) {
-  return std::all_of(text, text + size, [](xmlChar c) { return IS_BLANK_CH(c); });
-}
 
 // One parse, held to the limits above. The parser's callbacks reach it through `_private`.
 class LimitedParse {
@@ -277,8 +275,7 @@ private:
   unsigned long long allowance_; // bytes that entities may expand to
   unsigned long long expanded_ = 0;
   int declaration_bytes_ = 0;
-  bool lacks_memory_ = false;    // which the parser did not tell
-  bool has_long_blanks_ = false; // the parser has kept some that are to be dropped
+  bool lacks_memory_ = false; // which the parser did not tell
   // Why the input is refused; null when it is not. The parser's own verdict may be good all the
   // same: it takes what it was stopped at for the end.
   char const *refusal_ = nullptr;
@@ -294,8 +291,8 @@ char const *LimitedParse::find_excess(int more_bytes) noexcept {
   if (parser_->nsNr / 2 > MAX_NAMESPACES) { // prefix and URI
     return "it has too many namespaces";
   }
-  if (xmlDictSize(parser_->dict) > MAX_WORDS) {
-    return "it has too many different names and short texts";
+  if (xmlDictSize(parser_->dict) > MAX_WORDS + PARSER_WORDS) {
+    return "it has too many different names";
   }
   if (parser_->instate == XML_PARSER_DTD) {
     declaration_bytes_ += more_bytes;
@@ -488,15 +485,13 @@ void LimitedParse::end_declarations(void *context, xmlChar const *, xmlChar cons
   parser->hasPErefs = 0;
 }
 
-// What the parser knows of the blanks in an element: nothing, or that there is text beside them.
-constexpr int NO_RULE = -1, BESIDE_TEXT = -2;
-
 void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar const *prefix,
                                  xmlChar const *uri, int namespace_count,
                                  xmlChar const **namespaces, int attribute_count,
                                  int defaulted_count, xmlChar const **attributes) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  *parser->space = NO_RULE; // `xml:space` would keep the blanks that a save puts in
+  constexpr int NO_RULE = -1; // `xml:space` would keep the blanks that a save puts in
+  *parser->space = NO_RULE;
   xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
                         defaulted_count, attributes);
   xmlNs *declared = parser->node == nullptr ? nullptr : parser->node->nsDef;
@@ -512,9 +507,6 @@ void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar con
 }
 
 void LimitedParse::take_characters(void *context, xmlChar const *text, int size) noexcept {
-  // The parser hands long blanks on in pieces, and takes a piece that no element follows for text.
-  // It always sees so many bytes ahead, so that shorter blanks are never cut.
-  constexpr int UNCUT_BLANKS = INPUT_CHUNK;
   auto *parser = static_cast<xmlParserCtxt *>(context);
   // The parser itself takes such a text for a lack of memory.
   bool const goes_on = parser->nodemem != 0 && parser->node != nullptr &&
@@ -523,16 +515,7 @@ void LimitedParse::take_characters(void *context, xmlChar const *text, int size)
     of(parser).refuse(parser, "a text is too long");
     return;
   }
-  bool const has_text = !is_blank(text, size);
-  if (size >= UNCUT_BLANKS && !has_text) {
-    of(parser).has_long_blanks_ = true;
-  }
   xmlSAX2Characters(parser, text, size);
-  // The parser does so itself, but not where the text stands as a reference: as which a save writes
-  // what the file had as it is.
-  if (has_text && *parser->space == NO_RULE) {
-    *parser->space = BESIDE_TEXT;
-  }
 }
 
 void LimitedParse::limit_callbacks() {
@@ -548,26 +531,39 @@ void LimitedParse::limit_callbacks() {
   parser_->sax->characters = take_characters;
 }
 
-bool is_blank_text(xmlNode const *node) {
-  return node->type == XML_TEXT_NODE && is_blank(node->content, xmlStrlen(node->content));
+bool is_text(xmlNode const *node) {
+  return node != nullptr && node->type == XML_TEXT_NODE;
 }
 
-// Drops the blank text between the elements inside this one. As everywhere, an element that begins
-// with text keeps all its blanks, and so does one that holds nothing else.
-void drop_blanks(xmlNode &parent) {
-  xmlNode *first = parent.children;
-  bool const begins_with_text = first != nullptr && xmlNodeIsText(first) != 0;
-  bool const holds_only_blanks = first != nullptr && first->next == nullptr;
-  if (holds_only_blanks || (begins_with_text && !is_blank_text(first))) {
-    return;
-  }
-  for (xmlNode *node = first; node != nullptr;) {
-    xmlNode *const next = node->next;
-    if (is_blank_text(node)) {
-      xmlUnlinkNode(node);
-      xmlFreeNode(node);
+// Whether the text nodes from `first` to before `end` hold nothing but blanks.
+bool are_blanks(xmlNode const *first, xmlNode const *end) {
+  for (; first != end; first = first->next) {
+    char const *const text = plain(first->content);
+    if (text[std::strspn(text, " \t\r\n")] != '\0') {
+      return false;
     }
-    node = next;
+  }
+  return true;
+}
+
+// Drops each text of only blanks that stands beside something else in the element: the layout of
+// the file. A text may be several nodes in a row, where an entity was in it.
+void drop_layout(xmlNode &element) {
+  for (xmlNode *node = element.children; node != nullptr;) {
+    xmlNode *const first = node;
+    while (is_text(node)) {
+      node = node->next;
+    }
+    bool const is_all = first == element.children && node == nullptr;
+    if (first != node && !is_all && are_blanks(first, node)) {
+      for (xmlNode *blank = first; blank != node;) {
+        xmlNode *const next = blank->next;
+        xmlUnlinkNode(blank);
+        xmlFreeNode(blank);
+        blank = next;
+      }
+    }
+    node = node == nullptr ? nullptr : node->next;
   }
 }
 
@@ -582,11 +578,14 @@ xmlNode *next_in_file(xmlNode *node) {
   return node == nullptr ? nullptr : node->next;
 }
 
-void drop_long_blanks(xmlDoc &document) {
+// The parser drops most of the layout itself (XML_PARSE_NOBLANKS), which saves their nodes, but
+// goes by how far it has read and by what comes first in an element. It never drops what this would
+// keep.
+void drop_layout(xmlDoc &document) {
   for (xmlNode *node = xmlDocGetRootElement(&document); node != nullptr;
        node = next_in_file(node)) {
     if (is_element(node)) {
-      drop_blanks(*node);
+      drop_layout(*node);
     }
   }
 }
@@ -623,8 +622,9 @@ Parsed LimitedParse::run() {
     return {nullptr, true};
   }
   limit_callbacks();
-  Document document(xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
-                                  XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET));
+  Document document(
+      xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
+                    XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_COMPACT));
   bool const lacks_memory = errors_.lacked_memory() || lacks_memory_;
   if (lacks_memory && refusal_ == nullptr) {
     return {nullptr, true};
@@ -638,9 +638,7 @@ Parsed LimitedParse::run() {
                   refusal_ != nullptr ? refusal_ : errors_.first());
     return parsed;
   }
-  if (has_long_blanks_) {
-    drop_long_blanks(*document);
-  }
+  drop_layout(*document);
   return {std::move(document)};
 }
 
@@ -713,16 +711,19 @@ bool are_equal(xmlDoc &one, xmlDoc &other) {
 }
 
 // The text of the file, null and with the reason in `fault` when that would not parse. Another
-// encoding than UTF-8 is kept when the same comes back out of it. Throws std::bad_alloc without
-// memory.
+// encoding than UTF-8 is kept when the same is read back as out of UTF-8. Throws std::bad_alloc
+// without memory.
 Serialized make_file_text(xmlDoc &document, ErrorText *fault) {
-  bool const is_converted = document.encoding != nullptr && !is_utf_8(document);
-  Serialized written =
-      serialize(document, document.encoding == nullptr ? nullptr : plain(document.encoding));
-  Parsed again = read_back(written);
-  if (is_converted && (again.document == nullptr || !are_equal(*again.document, document))) {
-    written = serialize(document, UTF_8);
-    again = read_back(written);
+  char const *const encoding = reinterpret_cast<char const *>(document.encoding); // may be null
+  bool const is_converted = encoding != nullptr && !is_utf_8(document);
+  Serialized written = serialize(document, is_converted ? UTF_8 : encoding);
+  Parsed const again = read_back(written);
+  if (is_converted && again.document != nullptr) {
+    Serialized kept = serialize(document, encoding);
+    Parsed const kept_again = read_back(kept);
+    if (kept_again.document != nullptr && are_equal(*kept_again.document, *again.document)) {
+      return kept;
+    }
   }
   *fault = again.fault;
   return again.document != nullptr ? std::move(written) : Serialized();
@@ -813,6 +814,59 @@ bool fits_encoding(xmlDoc const &document, char const *name) {
   return fits;
 }
 
+// The words of a name, as the parser keeps them: one with a prefix is there whole and in its parts.
+template <class Visit> void for_each_word(std::string_view name, Visit visit) {
+  visit(name);
+  if (std::size_t const colon = name.find(':'); colon != name.npos) {
+    visit(name.substr(0, colon));
+    visit(name.substr(colon + 1));
+  }
+}
+
+// Counts the words that the document has now. Throws std::bad_alloc without memory.
+std::size_t count_words(xmlDoc &document) {
+  std::unordered_set<std::string_view> words;
+  auto const add = [&words](std::string_view word) { words.insert(word); };
+  for (xmlNode *node = xmlDocGetRootElement(&document); node != nullptr;
+       node = next_in_file(node)) {
+    if (!is_element(node)) {
+      continue;
+    }
+    for_each_word(plain(node->name), add);
+    for (xmlAttr const *attribute = node->properties; attribute != nullptr;
+         attribute = attribute->next) {
+      for_each_word(plain(attribute->name), add);
+    }
+    for (xmlNs const *space = node->nsDef; space != nullptr; space = space->next) {
+      add(plain(space->prefix));
+      add(plain(space->href));
+    }
+  }
+  return words.size();
+}
+
+// Whether a load takes the document with one more name, which is counted then. The document's
+// dictionary has every word that it ever had, so only when that is full the words are counted.
+bool has_room_for(xmlDoc &document, char const *name) {
+  std::size_t added = 0;
+  auto const look_up = [&](std::string_view word) {
+    bool const is_new = xmlDictExists(document.dict, xml(word.data()), int(word.size())) == nullptr;
+    added += is_new ? 1 : 0;
+  };
+  for_each_word(name, look_up);
+  if (added == 0) {
+    return true;
+  }
+  auto const known = static_cast<std::size_t>(xmlDictSize(document.dict));
+  if (known + added > MAX_WORDS && count_words(document) + added > MAX_WORDS) {
+    return false;
+  }
+  for_each_word(name, [&](std::string_view word) {
+    xmlDictLookup(document.dict, xml(word.data()), int(word.size()));
+  });
+  return true;
+}
+
 // Why the name cannot stand at this element or below it; null when it can.
 XmlFault find_fault_in_place(xmlNode &element, char const *name) {
   if (XmlFault const fault = find_name_fault(name); fault != nullptr) {
@@ -824,7 +878,10 @@ XmlFault find_fault_in_place(xmlNode &element, char const *name) {
       return "the file declares its prefix, and a load would take that off";
     }
   }
-  return fits_encoding(*element.doc, name) ? nullptr : "the file's encoding lacks a character";
+  if (!fits_encoding(*element.doc, name)) {
+    return "the file's encoding lacks a character";
+  }
+  return has_room_for(*element.doc, name) ? nullptr : "the file has too many different names";
 }
 
 // The parser holds a start tag in one buffer, for which it has a limit of 10,000,000 bytes; some of
@@ -1389,7 +1446,10 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
   SourceLock const lock;
   ErrorTrap const errors;
   Document made(xmlNewDoc(xml("1.0")));
-  if (made == nullptr) {
+  if (made != nullptr) {
+    made->dict = xmlDictCreate(); // as a parsed one has
+  }
+  if (made == nullptr || made->dict == nullptr) {
     category().warn("Failed to create new file %s", file_name);
     return RESULT_FAILURE;
   }
