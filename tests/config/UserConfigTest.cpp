@@ -2,11 +2,16 @@
 #include "core/base/config/UserConfig.hpp"
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/Child.hpp"
+#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
+#include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
+
+#include <sys/syscall.h>
 
 namespace {
 
@@ -98,6 +103,54 @@ TEST(UserConfig, WorksWithoutAFile) {
                            "WARN  - Failed to initialize source: The requested item or "
                            "information was not found.\n" +
                            MALFORMED);
+}
+
+Role const first_without_descriptor("first-without-descriptor", [](Role::Arguments const &) {
+  std::string text;
+  judge_system_calls(
+      [&text] {
+        EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/Speed", &text), RESULT_FAILURE);
+        EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/Speed", "4", true), RESULT_FAILURE);
+      },
+      [](unsigned int, SystemCall const &call) {
+        return Verdict{call.number == SYS_openat ? EMFILE : 0, false};
+      });
+  EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/Speed", &text), RESULT_SUCCESS);
+  EXPECT_EQ(text, "3");
+  EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/Speed", "5", true), RESULT_SUCCESS);
+  return 0;
+});
+
+TEST(UserConfig, IsSetUpAnewAfterAMomentWithoutDescriptors) {
+  TemporaryDirectory const directory;
+  std::string const registry = directory.path("registry.reg"), path = directory.path("config");
+  for (Environment const &environment : {Environment{{"OSTREL_CONFIG_PATH", path.c_str()}},
+                                         Environment{{"OSTREL_REGISTRY_FILE", registry.c_str()}}}) {
+    write_file(registry, registry_file("\"InstallPath\"=\"" + directory.path() + "\"\n"));
+    write_file(directory.path("config/user-config.xml"), "<UserConfig><A Speed='3'/></UserConfig>");
+    ChildResult const child = run_child("first-without-descriptor", {}, environment);
+    EXPECT_EQ(child.status, 0) << child.out << child.err;
+    EXPECT_NE(read_file(directory.path("config/user-config.xml")).find("Speed=\"5\""),
+              std::string::npos);
+  }
+}
+
+Role const failed_sets("failed-sets", [](Role::Arguments const &) {
+  long before = 0;
+  for (int i = 0; i <= 100; ++i) {
+    std::string const key = "Other/Key" + std::to_string(i) + "/Value";
+    EXPECT_EQ(UserConfig::set_user_config(key.c_str(), "1", true), RESULT_FAILURE);
+    before = i == 0 ? allocations_alive() : before; // the first one sets up
+  }
+  EXPECT_LT(allocations_alive(), before + 10);
+  return 0;
+});
+
+TEST(UserConfig, ASetThatFailsKeepsNothing) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("user-config.xml"), "<UserConfig/>");
+  EXPECT_EQ(run_child("failed-sets", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}}).status,
+            0);
 }
 
 TEST(UserConfig, NullArgumentsAreNotFollowed) {

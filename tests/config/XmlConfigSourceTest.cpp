@@ -3,8 +3,14 @@
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
+#include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include <sys/syscall.h>
 
 namespace {
 
@@ -151,6 +157,64 @@ TEST(XmlConfigSource, AFailedLoadKeepsOrDropsTheOldDocument) {
   EXPECT_EQ(one.top(), nullptr);
   EXPECT_EQ(one.source.commit(), RESULT_FAILURE);
   EXPECT_EQ(read_file(broken), "<R>");
+}
+
+// Has the first calls that open or read a file of that name fail, after some others.
+unsigned long load_beside_failures(XmlConfigSource &source, std::string const &file, int number,
+                                   int error, int skipped) {
+  unsigned long result = RESULT_NOT_IMPLEMENTED;
+  std::string const directory = "a/" + file;
+  bool is_open = false; // the file has been
+  judge_system_calls([&] { result = source.init_source(file.c_str()); },
+                     [&](unsigned int, SystemCall const &call) {
+                       if (call.number == SYS_openat) {
+                         std::string const path(reinterpret_cast<char const *>(call.arguments[1]));
+                         is_open = path.size() > directory.size() &&
+                                   path.substr(path.size() - directory.size()) == directory;
+                       }
+                       bool const fails = is_open && call.number == number && skipped-- == 0;
+                       return fails ? Verdict{error, false} : Verdict();
+                     });
+  return result;
+}
+
+TEST(XmlConfigSource, AFileThatCannotBeReadForAMomentIsNotPassedOver) {
+  TemporaryDirectory const directory;
+  write_file(directory.path("a/in.xml"), "<A/>");
+  write_file(directory.path("b/in.xml"), "<B/>");
+  write_file(directory.path("b/only-in-b.xml"), "<B/>");
+  std::string const path = directory.path("a") + ";" + directory.path("b");
+  struct {
+    int call, error, skipped;
+    unsigned long result;
+    char const *top, *file = "in.xml";
+  } const cases[] = {
+      {SYS_openat, EMFILE, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, EMFILE, 0, RESULT_SUCCESS, "B", "only-in-b.xml"},
+      {SYS_openat, ENFILE, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, EIO, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, ESTALE, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, ETIMEDOUT, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, ENOMEM, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, EMFILE, 1, RESULT_SYSTEM_ERROR, "Old"}, // found, and opened again to be parsed
+      {SYS_read, EIO, 0, RESULT_SYSTEM_ERROR, "Old"},
+      {SYS_openat, EACCES, 0, RESULT_SUCCESS, "B"},
+      {SYS_openat, ENOENT, 0, RESULT_SUCCESS, "B"},
+      {SYS_openat, ENOTDIR, 0, RESULT_SUCCESS, "B"}};
+  CapturedLog log(CATEGORY);
+  for (auto const &c : cases) {
+    SCOPED_TRACE(std::string(std::strerror(c.error)) + " in call " + std::to_string(c.call));
+    LoadedSource one("<Old/>");
+    ASSERT_EQ(one.source.set_search_path(path.c_str()), RESULT_SUCCESS);
+    EXPECT_EQ(load_beside_failures(one.source, c.file, c.call, c.error, c.skipped), c.result);
+    std::string name;
+    one.source.find_first(nullptr, &name);
+    EXPECT_EQ(name, c.top);
+    EXPECT_EQ(log.take().empty(), c.result == RESULT_SUCCESS);
+    EXPECT_EQ(one.source.init_source("in.xml"), RESULT_SUCCESS);
+    one.source.find_first(nullptr, &name);
+    EXPECT_EQ(name, "A");
+  }
 }
 
 TEST(XmlConfigSource, ADocumentWithoutTopKeyIsNotWritten) {

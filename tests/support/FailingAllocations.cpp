@@ -10,6 +10,7 @@ namespace {
 constexpr int NEVER = -1;
 thread_local int allocations_left = NEVER;   // before the one that is meant
 thread_local void (*due_action)() = nullptr; // null fails it
+thread_local long alive = 0;
 
 bool is_due() {
   return allocations_left != NEVER && allocations_left-- == 0;
@@ -32,6 +33,10 @@ bool stop_failing() {
   return has_failed;
 }
 
+long allocations_alive() {
+  return alive;
+}
+
 void *operator new(std::size_t size, std::nothrow_t const &) noexcept {
   if (is_due()) {
     if (due_action == nullptr) {
@@ -39,6 +44,7 @@ void *operator new(std::size_t size, std::nothrow_t const &) noexcept {
     }
     due_action();
   }
+  ++alive;
   return std::malloc(size == 0 ? 1 : size);
 }
 
@@ -60,17 +66,18 @@ void *operator new[](std::size_t size) {
 }
 
 void operator delete(void *memory) noexcept {
+  alive -= memory == nullptr ? 0 : 1;
   std::free(memory);
 }
 
 void operator delete(void *memory, std::size_t) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 
 void operator delete[](void *memory) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }
 
 void operator delete[](void *memory, std::size_t) noexcept {
-  std::free(memory);
+  operator delete(memory);
 }

@@ -10,3 +10,6 @@ void at_allocation(int count, void (*action)());
 /// Ends that.
 /// @return whether an allocation failed.
 bool stop_failing();
+
+/// How many allocations with `new` this thread has made and not freed.
+long allocations_alive();

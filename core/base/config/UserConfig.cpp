@@ -108,8 +108,9 @@ public:
     return cache;
   }
 
-  // Loads the file and the aliases at the first call. When that fails for lack of memory, which it
-  // may throw std::bad_alloc for, or of a lock, nothing is kept, and the next call begins anew.
+  // Loads the file and the aliases at the first call. If that fails for a reason that may go away
+  // (the file cannot be read at this moment, no memory, for which std::bad_alloc may be thrown, or
+  // no lock), nothing is kept, and the next call begins anew.
   unsigned long set_up() {
     if (aliases_are_loaded_) {
       return RESULT_SUCCESS;
@@ -118,6 +119,9 @@ public:
                        {"ObstacleAvoidanceMethod", "UserConfig/ObstacleAvoidance/Method"}};
     auto configuration = std::make_unique<Configuration>(source_);
     unsigned long const result = load_file(*configuration);
+    if (result == RESULT_SYSTEM_ERROR) {
+      return RESULT_FAILURE;
+    }
     if (result == RESULT_OUT_OF_MEMORY || result == RESULT_ACQUISITION_ERROR) {
       return result;
     }
@@ -161,29 +165,31 @@ public:
     return value == values->second.end() ? nullptr : &value->second;
   }
 
-  // Keeps a text for the next one who asks for it; made first of all, since it needs memory.
-  class Keepsake {
+  // A cache entry, allocated before the commit so that `keep` cannot fail; not in the cache before.
+  class CacheEntry {
   public:
-    Keepsake(Settings &settings, FullKey const &key, std::string text)
-        : values_((*settings.cache())[key.path]) {
-      Values made;
-      made.emplace(key.name, std::move(text));
-      node_ = made.extract(made.begin());
+    CacheEntry(FullKey const &key, std::string text) {
+      std::map<std::string, Values> made;
+      made[key.path].emplace(key.name, std::move(text));
+      key_ = made.extract(made.begin());
     }
 
-    // Puts the text into the cache; gives its place.
-    std::string const *keep() {
-      auto const known = values_.find(node_.key());
-      if (known != values_.end()) {
-        known->second.swap(node_.mapped());
-        return &known->second;
+    // Puts the text into the cache and returns its place.
+    std::string const *keep(Cache &cache) {
+      auto const known_key = cache.find(key_.key());
+      if (known_key == cache.end()) {
+        return &cache.insert(std::move(key_)).position->second.begin()->second;
       }
-      return &values_.insert(std::move(node_)).position->second;
+      Values &known = known_key->second, &made = key_.mapped();
+      auto const value = known.insert(made.extract(made.begin()));
+      if (!value.inserted) {
+        value.position->second.swap(value.node.mapped());
+      }
+      return &value.position->second;
     }
 
   private:
-    Values &values_;
-    Values::node_type node_;
+    std::map<std::string, Values>::node_type key_; // with the one value
   };
 
   // Remembers where the answer to a question is.
@@ -363,7 +369,8 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
              result != RESULT_SUCCESS) {
     return refusal(result);
   }
-  std::string const *const kept = Settings::Keepsake(user, *full_key, std::move(text)).keep();
+  std::string const *const kept =
+      Settings::CacheEntry(*full_key, std::move(text)).keep(*user.cache());
   user.add_answer(asked, kept);
   *value = *kept;
   return RESULT_SUCCESS;
@@ -385,14 +392,14 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   if (!full_key) {
     return RESULT_FAILURE;
   }
-  Settings::Keepsake keepsake(user, *full_key, text);
+  Settings::CacheEntry entry(*full_key, text);
   if (commit && user.is_available()) {
     unsigned long const result = commit_setting(user.configuration(), *full_key, text);
     if (result != RESULT_SUCCESS) {
       return result;
     }
   }
-  user.add_answer(asked, keepsake.keep());
+  user.add_answer(asked, entry.keep(*user.cache()));
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

@@ -15,11 +15,13 @@ namespace Ostrel {
 /// with the values `name` (the alias) and `value` (the full key).
 ///
 /// The settings file is "user-config.xml" along the search path of `Platform::CONFIG_PATH`, read at
-/// the first call; without memory for that, the call gives `RESULT_OUT_OF_MEMORY` (or, for a lock,
-/// `RESULT_ACQUISITION_ERROR`), and the next one reads anew. Every value that was read or set is
-/// kept for the life of the process: later changes to the file are not seen, and are lost when this
-/// process commits. Both functions may be called from any thread at any time while the library is
-/// loaded. Messages go to the category "Ostrel.Core.Base.UserConfig".
+/// the first call. If a file that exists cannot be read at that moment (no descriptor, a device or
+/// a file server that fails), the call returns `RESULT_FAILURE`; without memory it returns
+/// `RESULT_OUT_OF_MEMORY` (or, for a lock, `RESULT_ACQUISITION_ERROR`). Nothing is kept then, and
+/// the next call reads anew. Every value that was read or set is kept for the life of the process:
+/// later changes to the file are not seen, and are lost when this process commits. Both functions
+/// may be called from any thread at any time while the library is loaded. Messages go to the
+/// category "Ostrel.Core.Base.UserConfig".
 namespace UserConfig {
 
 /// Reads a setting.

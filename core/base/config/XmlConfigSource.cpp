@@ -194,12 +194,14 @@ public:
   unsigned long long size() const noexcept override { return file_.size(); }
   int read(char *buffer, int size) noexcept override {
     std::size_t count = 0;
-    return file_.read(buffer, static_cast<std::size_t>(size), &count) ? static_cast<int>(count)
-                                                                      : -1;
+    has_failed_ = !file_.read(buffer, static_cast<std::size_t>(size), &count);
+    return has_failed_ ? -1 : static_cast<int>(count);
   }
+  bool has_failed() const noexcept { return has_failed_; }
 
 private:
   File file_;
+  bool has_failed_ = false;
 };
 
 class TextInput final : public Input {
@@ -217,9 +219,11 @@ private:
 };
 
 struct Parsed {
-  Document document;          // null when the input does not parse
-  bool lacked_memory = false; // then it might have parsed
-  ErrorText fault = {};       // why it does not parse; empty without memory, and without a file
+  Document document; // null on failure
+  // RESULT_FAILURE when the input does not parse, RESULT_SYSTEM_ERROR when it cannot be read,
+  // RESULT_OUT_OF_MEMORY.
+  unsigned long result = RESULT_SUCCESS;
+  ErrorText fault = {}; // why the input does not parse
 };
 
 // One parse, held to the limits above. The parser's callbacks reach it through `_private`.
@@ -619,7 +623,7 @@ char const *LimitedParse::find_excess_at_end(xmlDoc &document) noexcept {
 
 Parsed LimitedParse::run() {
   if (parser_ == nullptr) {
-    return {nullptr, true};
+    return {nullptr, RESULT_OUT_OF_MEMORY};
   }
   limit_callbacks();
   Document document(
@@ -627,13 +631,13 @@ Parsed LimitedParse::run() {
                     XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_COMPACT));
   bool const lacks_memory = errors_.lacked_memory() || lacks_memory_;
   if (lacks_memory && refusal_ == nullptr) {
-    return {nullptr, true};
+    return {nullptr, RESULT_OUT_OF_MEMORY};
   }
   if (refusal_ == nullptr && document != nullptr) {
     refusal_ = find_excess_at_end(*document);
   }
   if (document == nullptr || refusal_ != nullptr) {
-    Parsed parsed;
+    Parsed parsed = {nullptr, RESULT_FAILURE};
     ovra_snprintf(parsed.fault.data(), ERROR_TEXT_SIZE, "%s",
                   refusal_ != nullptr ? refusal_ : errors_.first());
     return parsed;
@@ -642,13 +646,22 @@ Parsed LimitedParse::run() {
   return {std::move(document)};
 }
 
+// For a file that was found, and cannot be opened or read at this moment.
+unsigned long report_unreadable(char const *path) {
+  category().warn("Unable to read file '%s'", path);
+  return RESULT_SYSTEM_ERROR;
+}
+
 Parsed parse_file(char const *path) {
   FileInput file;
   if (unsigned long const result = file.open(path); result != RESULT_SUCCESS) {
-    return {nullptr, result == RESULT_OUT_OF_MEMORY};
+    return {nullptr, result == RESULT_OUT_OF_MEMORY ? result : report_unreadable(path)};
   }
   Parsed parsed = LimitedParse(file).run();
-  if (parsed.document == nullptr && !parsed.lacked_memory) {
+  if (file.has_failed()) {
+    return {nullptr, report_unreadable(path)};
+  }
+  if (parsed.result == RESULT_FAILURE) {
     category().debug("%s", parsed.fault.data());
   }
   return parsed;
@@ -700,7 +713,7 @@ bool is_utf_8(xmlDoc const &document) {
 Parsed read_back(Serialized const &written) {
   TextInput text(written.view());
   Parsed parsed = LimitedParse(text).run();
-  if (parsed.lacked_memory) {
+  if (parsed.result == RESULT_OUT_OF_MEMORY) {
     throw std::bad_alloc();
   }
   return parsed;
@@ -995,6 +1008,19 @@ IConfigSource::ConfigRoot root_of(xmlNode const &top_key) {
   return IConfigSource::CONFIG_ROOT_OTHER;
 }
 
+// A file that exists but cannot be opened at this moment is not passed over: what is found behind
+// it would be another configuration.
+unsigned long try_candidate(std::string const &path, std::string *found) {
+  unsigned long const result = File().open_for_reading(path.c_str());
+  if (result == RESULT_SYSTEM_ERROR) {
+    return report_unreadable(path.c_str());
+  }
+  if (result == RESULT_SUCCESS) {
+    *found = path;
+  }
+  return result;
+}
+
 std::vector<std::string> split_search_path(std::string_view path) {
   std::string_view const delimiter = Platform::get_search_path_delimiter();
   std::vector<std::string> entries;
@@ -1069,13 +1095,12 @@ unsigned long XmlConfigSource::init_source(void const *file) try {
 
 unsigned long XmlConfigSource::load(std::string path) {
   Parsed parsed = parse_file(path.c_str());
-  if (parsed.lacked_memory) {
-    return RESULT_OUT_OF_MEMORY;
-  }
-  if (parsed.document == nullptr) {
+  if (parsed.result == RESULT_FAILURE) {
     category().warn("Failed to parse config file %s", path.c_str());
     adopt({nullptr, std::move(path)});
-    return RESULT_FAILURE;
+  }
+  if (parsed.result != RESULT_SUCCESS) {
+    return parsed.result;
   }
   xmlNode const *top = xmlDocGetRootElement(parsed.document.get());
   if (top == nullptr) {
@@ -1130,14 +1155,13 @@ void const *XmlConfigSource::open_repository(char const *name) try {
     return nullptr;
   }
   Parsed parsed = parse_file(record.file_name.c_str());
-  if (parsed.lacked_memory) {
+  if (parsed.result == RESULT_FAILURE) {
+    category().warn("Failed to parse config file %s", record.file_name.c_str());
+  }
+  if (parsed.result != RESULT_SUCCESS) {
     return nullptr;
   }
   record.document = std::move(parsed.document);
-  if (record.document == nullptr) {
-    category().warn("Failed to parse config file %s", record.file_name.c_str());
-    return nullptr;
-  }
   xmlNode const *top_key = xmlDocGetRootElement(record.document.get());
   if (top_key == nullptr) {
     category().warn("Root node of %s is null, aborting parse", record.file_name.c_str());
@@ -1497,17 +1521,9 @@ unsigned long XmlConfigSource::find_file(char const *name, std::string *found) t
       candidate += delimiter;
     }
     candidate += name;
-    unsigned long result = File().open_for_reading(candidate.c_str());
-    if (result == RESULT_SUCCESS) {
-      *found = std::move(candidate);
-      return RESULT_SUCCESS;
-    }
+    unsigned long result = try_candidate(candidate, found);
     if (result == RESULT_NOT_FOUND && takes_name_as_it_is) {
-      result = File().open_for_reading(name);
-      if (result == RESULT_SUCCESS) {
-        *found = name;
-        return RESULT_SUCCESS;
-      }
+      result = try_candidate(name, found);
     }
     if (result != RESULT_NOT_FOUND) {
       return result;

@@ -31,29 +31,31 @@ struct FreeXmlDocument {
 ///
 /// **What is stored is what is read**: every text that `set_value` accepts comes back byte for
 /// byte, in memory and after a reload; only a text of nothing but blanks is lost on reload once the
-/// key has sub-keys. What a file could not hold is refused with a warning, and nothing is stored:
-/// names that are no XML names, are longer than 50,000 bytes, belong to XML itself, use a prefix
-/// that the file declares, or have something behind a second ':' that begins no name; keys nested
-/// deeper than 257; more than 5,000 named values of a key; texts that are not UTF-8, hold
+/// key has sub-keys: between other content a file keeps no text of blanks alone. What a file could
+/// not hold is refused with a warning, and nothing is stored: names that are no XML names, are
+/// longer than 50,000 bytes, belong to XML itself, use a prefix that the file declares, or have
+/// something behind a second ':' that begins no name; keys nested deeper than 257; more than 5,000
+/// named values of a key; more than 100,000 different names; texts that are not UTF-8, hold
 /// characters that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key:
 /// all of them together, as they stand in the file).
 ///
 /// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first:
 /// it is refused, with the reason at debug level, when the whole goes beyond the limits on a file,
 /// below. It writes all that the source has, so what another program has saved since the load is
-/// lost. A file keeps its encoding; one that would not read back in it becomes UTF-8.
+/// lost. A file keeps its encoding, unless what is stored cannot be written in it: then it becomes
+/// UTF-8.
 ///
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
 /// declares an external entity, goes beyond the limits above, has more than 32 KB of declarations
-/// (the texts of entities apart), 256 namespaces at one place or 60,000 different names and texts
-/// of up to three bytes, or when its entities expand to more than 1 MB and more than ten times its
-/// size (each tag and each named value in them counts 25 bytes more).
+/// (the texts of entities apart), 256 namespaces at one place or 100,000 different names (one with
+/// a prefix counts as three), or when its entities expand to more than 1 MB and more than ten times
+/// its size (each tag and each named value in them counts 25 bytes more).
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
-/// `find_indexed_sub_key`, `get_key_name`, `get_value_data` and `get_config_root` take no lock and
-/// must not run while another thread loads, edits or destroys a source; `create_source` and
-/// `commit` go on without the lock where it cannot be had.
+/// `find_indexed_sub_key`, `get_key_name` and `get_value_data` take no lock and must not run while
+/// another thread loads, edits or destroys a source; `create_source` and `commit` go on without the
+/// lock if it cannot be acquired.
 /// Messages go to the category "Ostrel.Core.Base.XmlConfigSource".
 class OSTBASE_API XmlConfigSource : public IConfigSource {
 public:
@@ -71,7 +73,10 @@ public:
   /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` for null; `RESULT_NOT_FOUND`, or
   ///         `RESULT_FAILURE` when the file has no root element, both with the previous document
   ///         kept; `RESULT_FAILURE` when it does not parse, which leaves the source without a
-  ///         document; `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
+  ///         document; `RESULT_SYSTEM_ERROR` when a file that exists cannot be opened or read at
+  ///         this moment (no descriptor, no memory of the kernel's, a device or a file server that
+  ///         fails): that ends the search, and the previous document is kept;
+  ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
   unsigned long init_source(void const *file) override;
 
   /// Loads the file of that root.
@@ -105,7 +110,8 @@ public:
   void const *create_key(void const *parent, char const *name, bool commit) override;
 
   /// Sets a value; a null name means the text value, which replaces everything inside the key, its
-  /// sub-keys included.
+  /// sub-keys included. Named values go by their local names, in reading and in writing: the first
+  /// of `p:v` and `v` is `v`.
   ///
   /// @return `RESULT_SUCCESS`, also for a null key, which changes nothing;
   ///         `RESULT_INVALID_ARGUMENT` when the text is null or name or text are refused;
@@ -148,7 +154,8 @@ protected:
   /// Looks for a readable file along the search path. Needs the source mutex held.
   ///
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (a warning for each place that was tried),
-  ///         `RESULT_INVALID_ARGUMENT` for null, `RESULT_OUT_OF_MEMORY`.
+  ///         `RESULT_INVALID_ARGUMENT` for null, `RESULT_SYSTEM_ERROR` (a warning) as
+  ///         `init_source`, `RESULT_OUT_OF_MEMORY`.
   unsigned long find_file(char const *name, std::string *found);
 
   /// Writes the main document to its file; false when there is none or the write fails.

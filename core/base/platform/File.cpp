@@ -14,6 +14,19 @@ constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 
 } // namespace
 
+bool is_momentary(std::uint32_t error) noexcept {
+  switch (error) {
+  case ERROR_TOO_MANY_OPEN_FILES:
+  case ERROR_NO_SYSTEM_RESOURCES:
+  case ERROR_IO_DEVICE:
+  case ERROR_UNEXP_NET_ERR:
+  case ERROR_SEM_TIMEOUT:
+    return true;
+  default:
+    return false;
+  }
+}
+
 std::uint32_t transfer_size(std::size_t size) noexcept {
   return static_cast<std::uint32_t>(std::min(size, LARGEST_TRANSFER));
 }
@@ -59,7 +72,11 @@ unsigned long File::open(char const *path, std::uint32_t access,
   if (is_open()) {
     return RESULT_SUCCESS;
   }
-  return GetLastError() == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_NOT_FOUND;
+  DWORD const error = GetLastError();
+  if (error == ERROR_NOT_ENOUGH_MEMORY) {
+    return RESULT_OUT_OF_MEMORY;
+  }
+  return is_momentary(error) ? RESULT_SYSTEM_ERROR : RESULT_NOT_FOUND;
 }
 
 bool File::read(void *buffer, std::size_t size, std::size_t *count) noexcept {

@@ -23,6 +23,11 @@ enum class NewFile { EVERYBODYS, OWNERS };
 OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
                    NewFile owner = NewFile::EVERYBODYS) noexcept;
 
+/// Whether an error of the system is one that goes away by itself, so that the same call may
+/// succeed later: no descriptor, no memory of the kernel's, a device or a file server that fails.
+/// Internal to the library.
+bool is_momentary(std::uint32_t error) noexcept;
+
 /// How many of `size` bytes one call of the system is asked to move, which narrows the number too.
 /// Internal to the library.
 std::uint32_t transfer_size(std::size_t size) noexcept;
@@ -39,7 +44,8 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
 class File {
 public:
   /// Opens an existing file for reading; a directory cannot be opened. Null cannot either.
-  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` when it cannot be opened, or
+  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` when it cannot be opened, `RESULT_SYSTEM_ERROR`
+  ///         when a file that exists cannot be opened at this moment (`is_momentary`), or
   ///         `RESULT_OUT_OF_MEMORY` without memory. The system's last error has the reason, as
   ///         it has below.
   unsigned long open_for_reading(char const *path) noexcept;

@@ -6,12 +6,15 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
+#include "core/base/platform/File.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace Ostrel {
@@ -67,78 +70,119 @@ bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   return true;
 }
 
-// Whether a call of the registry succeeded. A lack of memory must not look like a value that is not
-// there: it flies on to the operation.
-bool is_success(LONG result) {
-  if (result == ERROR_NOT_ENOUGH_MEMORY) {
+// What a call of the registry means for the value. A value that cannot be read at this moment must
+// not look like one that does not exist: another file would be found. Throws std::bad_alloc without
+// memory.
+unsigned long result_of(LONG error) {
+  if (error == ERROR_NOT_ENOUGH_MEMORY) {
     throw std::bad_alloc();
   }
-  return result == ERROR_SUCCESS;
+  if (error == ERROR_SUCCESS) {
+    return RESULT_SUCCESS;
+  }
+  return is_momentary(static_cast<std::uint32_t>(error)) ? RESULT_SYSTEM_ERROR : RESULT_NOT_FOUND;
 }
 
-bool read_registry(char const *name, std::string *out) {
+// RESULT_SUCCESS, RESULT_NOT_FOUND (also for a null name and another type) or RESULT_SYSTEM_ERROR.
+unsigned long read_registry_value(char const *name, std::string *out) {
+  if (name == nullptr) {
+    return RESULT_NOT_FOUND;
+  }
   HKEY opened = nullptr;
-  if (name == nullptr ||
-      !is_success(RegOpenKeyExA(HKEY_LOCAL_MACHINE, REGISTRY_KEY, 0, KEY_READ, &opened))) {
-    return false;
+  if (unsigned long const result =
+          result_of(RegOpenKeyExA(HKEY_LOCAL_MACHINE, REGISTRY_KEY, 0, KEY_READ, &opened));
+      result != RESULT_SUCCESS) {
+    return result;
   }
   OpenKey const key(opened);
   DWORD type = 0, size = 0;
-  if (!is_success(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size))) {
-    return false;
+  if (unsigned long const result =
+          result_of(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size));
+      result != RESULT_SUCCESS) {
+    return result;
   }
   std::vector<BYTE> data(std::size_t{size} + 1); // not null either where the value has no bytes
-  return is_success(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size)) &&
-         registry_text(type, data.data(), size, out);
+  unsigned long const result =
+      result_of(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size));
+  if (result == RESULT_SUCCESS && !registry_text(type, data.data(), size, out)) {
+    return RESULT_NOT_FOUND;
+  }
+  return result;
 }
 
+// These write the property, or return RESULT_SYSTEM_ERROR when the registry cannot be read at this
+// moment.
+
 // Appends the directory that always comes last: the installed one, else that of the build tree.
-void append_default(PropertySources const &sources, std::string *path) {
+unsigned long append_default(PropertySources const &sources, std::string *path) {
   std::string installation;
-  if (!read_registry(INSTALL_VALUE, &installation)) {
+  unsigned long const result = read_registry_value(INSTALL_VALUE, &installation);
+  if (result == RESULT_SYSTEM_ERROR) {
+    return result;
+  }
+  if (result != RESULT_SUCCESS) {
     *path += sources.build_time;
-    return;
+    return RESULT_SUCCESS;
   }
   *path += installation;
   if (!path->empty() && path->back() != '\\') {
     *path += Platform::get_path_delimiter();
   }
   *path += sources.relative;
+  return RESULT_SUCCESS;
 }
 
-std::string install_path(PropertySources const &sources) {
-  std::string path;
-  return read_registry(sources.value, &path) ? path : sources.build_time;
-}
-
-// The user's own directories first, then the default one. `empty_counts` says whether a variable
-// that is set to the empty text keeps the registry from being asked.
-std::string search_path(PropertySources const &sources, bool empty_counts) {
-  std::string path;
-  bool const is_set = read_environment(sources.variable, &path);
-  bool const is_final = is_set && (empty_counts || !path.empty());
-  bool const is_registered = !is_final && read_registry(sources.value, &path);
-  if (is_set || is_registered) {
-    path += Platform::get_search_path_delimiter();
+unsigned long install_path(PropertySources const &sources, std::string *path) {
+  unsigned long const result = read_registry_value(sources.value, path);
+  if (result != RESULT_NOT_FOUND) {
+    return result;
   }
-  append_default(sources, &path);
-  return path;
+  *path = sources.build_time;
+  return RESULT_SUCCESS;
+}
+
+// The user's own directories first, then the default one. `empty_counts` says whether the registry
+// stays unread when the variable is set to the empty text.
+unsigned long search_path(PropertySources const &sources, bool empty_counts, std::string *path) {
+  bool const is_set = read_environment(sources.variable, path);
+  bool const is_final = is_set && (empty_counts || !path->empty());
+  unsigned long const result = is_final ? static_cast<unsigned long>(RESULT_NOT_FOUND)
+                                        : read_registry_value(sources.value, path);
+  if (result == RESULT_SYSTEM_ERROR) {
+    return result;
+  }
+  if (is_set || result == RESULT_SUCCESS) {
+    *path += Platform::get_search_path_delimiter();
+  }
+  return append_default(sources, path);
 }
 
 // A single place: the first source that names one.
-std::string single_directory(PropertySources const &sources) {
-  std::string path;
-  if (read_environment(sources.variable, &path) && !path.empty()) {
-    return path;
+unsigned long single_directory(PropertySources const &sources, std::string *path) {
+  if (read_environment(sources.variable, path) && !path->empty()) {
+    return RESULT_SUCCESS;
   }
-  if (!read_registry(sources.value, &path)) {
+  unsigned long const result = read_registry_value(sources.value, path);
+  if (result != RESULT_SUCCESS) {
     win32_platform_category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY,
                                    sources.value);
   }
-  if (path.empty()) {
-    append_default(sources, &path);
+  if (result == RESULT_SYSTEM_ERROR) {
+    return result;
   }
-  return path;
+  return path->empty() ? append_default(sources, path) : static_cast<unsigned long>(RESULT_SUCCESS);
+}
+
+unsigned long read_property(Platform::SystemProperty property, std::string *path) {
+  PropertySources const &sources = SOURCES[property];
+  switch (property) {
+  case Platform::INSTALL_PATH:
+    return install_path(sources, path);
+  case Platform::SLAM_LANDMARK_PATH:
+    return single_directory(sources, path);
+  default:
+    return search_path(sources, /*empty_counts=*/property != Platform::MODELSETS_PATH, path);
+  }
 }
 
 } // namespace
@@ -147,19 +191,12 @@ unsigned long Platform::get_system_property(SystemProperty property, std::string
   if (out == nullptr || property < INSTALL_PATH || property > SLAM_LANDMARK_PATH) {
     return RESULT_INVALID_ARGUMENT;
   }
-  PropertySources const &sources = SOURCES[property];
-  switch (property) {
-  case INSTALL_PATH:
-    *out = install_path(sources);
-    break;
-  case SLAM_LANDMARK_PATH:
-    *out = single_directory(sources);
-    break;
-  default:
-    *out = search_path(sources, /*empty_counts=*/property != MODELSETS_PATH);
-    break;
+  std::string path;
+  unsigned long const result = read_property(property, &path);
+  if (result == RESULT_SUCCESS) {
+    *out = std::move(path);
   }
-  return RESULT_SUCCESS;
+  return result;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

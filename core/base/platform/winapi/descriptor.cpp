@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace Ostrel {
 
@@ -31,6 +32,18 @@ private:
   Descriptor held_[STDERR_FILENO + 1];
 };
 
+// Why a name cannot be opened. The kernel reserves the descriptor before it looks the name up, so
+// that a lack of either hides that there is no such file.
+int error_of_open_at(int directory, char const *name, int flags, int error) noexcept {
+  bool const hides_name = error == EMFILE || error == ENFILE || error == ENOMEM;
+  struct stat status = {};
+  if (!hides_name || (flags & O_CREAT) != 0 ||
+      fstatat(directory, name, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    return error;
+  }
+  return errno;
+}
+
 } // namespace
 
 Descriptor Descriptor::open(char const *path, int flags, mode_t mode) noexcept {
@@ -40,6 +53,9 @@ Descriptor Descriptor::open(char const *path, int flags, mode_t mode) noexcept {
 Descriptor Descriptor::open_at(int directory, char const *name, int flags, mode_t mode) noexcept {
   ClosedStreams const held;
   Descriptor opened(retry([=] { return ::openat(directory, name, flags | O_CLOEXEC, mode); }));
+  if (!opened.is_open()) {
+    errno = error_of_open_at(directory, name, flags, errno);
+  }
   // A stream may have been closed since.
   opened.leave_standard_streams();
   return opened;

@@ -28,7 +28,9 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {EBADF, ERROR_INVALID_HANDLE},
     {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
     {EAGAIN, ERROR_SHARING_VIOLATION}, // of a file that is lent to somebody else
-    {EIO, ERROR_WRITE_FAULT},
+    {EIO, ERROR_IO_DEVICE},
+    {ESTALE, ERROR_UNEXP_NET_ERR},
+    {ETIMEDOUT, ERROR_SEM_TIMEOUT},
     {EPIPE, ERROR_WRITE_FAULT},
     {ENOTSUP, ERROR_NOT_SUPPORTED},
     {ENOSYS, ERROR_NOT_SUPPORTED},
@@ -57,6 +59,10 @@ namespace Ostrel {
 BOOL fail(DWORD error) noexcept {
   SetLastError(error);
   return FALSE;
+}
+
+DWORD error_of_open(int error) noexcept {
+  return error == ENOMEM ? ERROR_NO_SYSTEM_RESOURCES : error_from_errno(error);
 }
 
 DWORD error_from_errno(int error) noexcept {

@@ -11,6 +11,9 @@ namespace Ostrel {
 /// The Windows error number for a POSIX one; `ERROR_GEN_FAILURE` for one that has no counterpart.
 DWORD error_from_errno(int error) noexcept;
 
+/// The same for a file that cannot be opened: ENOMEM is then the kernel's, not the process's.
+DWORD error_of_open(int error) noexcept;
+
 /// Sets the last error and gives FALSE: the way in which most calls of the layer fail.
 BOOL fail(DWORD error) noexcept;
 

@@ -28,6 +28,7 @@ namespace {
 
 using Ostrel::Descriptor;
 using Ostrel::error_from_errno;
+using Ostrel::error_of_open;
 using Ostrel::fail;
 using Ostrel::Handle;
 using Ostrel::NativePath;
@@ -243,7 +244,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
   Descriptor opened = open_between_forks(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
-    SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_from_errno(errno));
+    SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_of_open(errno));
     return INVALID_HANDLE_VALUE;
   }
   bool is_regular = false;

@@ -18,6 +18,8 @@
 namespace {
 
 using Ostrel::Descriptor;
+using Ostrel::error_from_errno;
+using Ostrel::error_of_open;
 using Ostrel::NativePath;
 using Ostrel::parse_registry_file;
 using Ostrel::registry_name;
@@ -37,16 +39,20 @@ NativePath registry_path() {
   return NativePath(fits ? path : nullptr);
 }
 
-// Reads the whole of a regular file. False when there is none, or when it cannot be read.
-bool read_registry(std::string *text) {
+// Reads the whole of a regular file; ERROR_FILE_NOT_FOUND for anything else.
+LONG read_registry(std::string *text) {
   NativePath const path = registry_path();
-  Descriptor const file = path.is_valid()
-                              ? Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY)
-                              : Descriptor();
+  if (!path.is_valid()) {
+    return ERROR_FILE_NOT_FOUND;
+  }
+  Descriptor const file = Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  if (!file.is_open()) {
+    return static_cast<LONG>(error_of_open(errno));
+  }
   struct stat status = {};
-  if (!file.is_open() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
       status.st_size > LARGEST_FILE) {
-    return false;
+    return ERROR_FILE_NOT_FOUND;
   }
   text->resize(static_cast<std::size_t>(status.st_size));
   std::size_t length = 0;
@@ -55,8 +61,11 @@ bool read_registry(std::string *text) {
     count = retry([&] { return read(file.get(), text->data() + length, text->size() - length); });
     length += count > 0 ? static_cast<std::size_t>(count) : 0;
   }
+  if (count < 0) {
+    return static_cast<LONG>(error_from_errno(errno));
+  }
   text->resize(length);
-  return count >= 0;
+  return ERROR_SUCCESS;
 }
 
 } // namespace
@@ -66,8 +75,11 @@ LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access,
     return ERROR_NOT_SUPPORTED;
   }
   std::string text;
-  if (root != HKEY_LOCAL_MACHINE || sub_key == nullptr || !read_registry(&text)) {
+  if (root != HKEY_LOCAL_MACHINE || sub_key == nullptr) {
     return ERROR_FILE_NOT_FOUND;
+  }
+  if (LONG const result = read_registry(&text); result != ERROR_SUCCESS) {
+    return result;
   }
   auto values = std::make_unique<RegistryValues>();
   if (!parse_registry_file(text, std::string(LOCAL_MACHINE) + sub_key, values.get())) {

@@ -180,9 +180,11 @@ constexpr DWORD ERROR_WRITE_FAULT = 29;
 constexpr DWORD ERROR_GEN_FAILURE = 31;
 constexpr DWORD ERROR_SHARING_VIOLATION = 32;
 constexpr DWORD ERROR_NOT_SUPPORTED = 50;
+constexpr DWORD ERROR_UNEXP_NET_ERR = 59;
 constexpr DWORD ERROR_FILE_EXISTS = 80;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_DISK_FULL = 112;
+constexpr DWORD ERROR_SEM_TIMEOUT = 121;
 constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
@@ -192,7 +194,9 @@ constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
+constexpr DWORD ERROR_IO_DEVICE = 1117;
 constexpr DWORD ERROR_UNABLE_TO_REMOVE_REPLACED = 1175;
+constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
 
 /// The calling thread's last-error number: set by the calls below where they fail.
 DWORD GetLastError();
@@ -555,7 +559,8 @@ inline void *const HKEY_LOCAL_MACHINE = reinterpret_cast<void *>(std::uintptr_t{
 /// registry file: the one that the environment variable OSTREL_REGISTRY_FILE names, else
 /// ostrel/registry.reg in the system configuration directory. Later changes of the file do not
 /// reach an open key. Only KEY_READ and no options.
-/// Gives ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_NOT_SUPPORTED or ERROR_NOT_ENOUGH_MEMORY.
+/// Returns ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_NOT_SUPPORTED, ERROR_NOT_ENOUGH_MEMORY, or
+/// why a file that exists cannot be read.
 LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access, HKEY *key);
 
 /// Gives the type and the bytes of a value; with null `data` its size alone. A null name is that of
