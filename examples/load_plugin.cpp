@@ -22,7 +22,7 @@ using Library = std::unique_ptr<ISharedLibrary, LetGo>;
 using StoppingDistance = double (*)(double speed_m_per_s);
 
 void print(char const *step, unsigned long result) {
-  std::printf("%-11s %s\n", step, result_code_get_name(static_cast<ResultCode>(result)));
+  std::printf("%-11s %s\n", step, result_code_get_name(result));
 }
 
 void call(void *function) {

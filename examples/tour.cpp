@@ -27,7 +27,7 @@ void begin_section(char const *title) {
 }
 
 char const *name_of(unsigned long result) {
-  return result_code_get_name(static_cast<ResultCode>(result));
+  return result_code_get_name(result);
 }
 
 void show_where_the_file_is() {

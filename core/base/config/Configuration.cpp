@@ -254,8 +254,7 @@ unsigned long Configuration::init_source(IConfigSource::ConfigRoot root, void co
   config_root_ = root;
   unsigned long const result = source_->init_source(root, argument);
   if (result != RESULT_SUCCESS) {
-    category().warn("Failed to initialize source: %s",
-                    result_code_get_str(static_cast<ResultCode>(result)));
+    category().warn("Failed to initialize source: %s", result_code_get_str(result));
   }
   return result;
 }

@@ -71,10 +71,18 @@ static_assert(every_code_is_its_own_index());
 unsigned long const OVRA_INFINITE = 0xFFFFFFFFUL;
 
 char const *result_code_get_name(ResultCode code) noexcept {
+  return result_code_get_name(static_cast<unsigned long>(code));
+}
+
+char const *result_code_get_name(unsigned long code) noexcept {
   return code < RESULT_TEXTS.size() ? RESULT_TEXTS[code].name : "UNKNOWN_RESULT_CODE???";
 }
 
 char const *result_code_get_str(ResultCode code) noexcept {
+  return result_code_get_str(static_cast<unsigned long>(code));
+}
+
+char const *result_code_get_str(unsigned long code) noexcept {
   return code < RESULT_TEXTS.size() ? RESULT_TEXTS[code].description
                                     : "Unknown result code; internal error???";
 }

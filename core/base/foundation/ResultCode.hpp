@@ -40,16 +40,28 @@ enum ResultCode : unsigned int {
 /// The time-out that means to wait without limit.
 extern OSTBASE_API unsigned long const OVRA_INFINITE;
 
-/// Gives the name of a code, for example "RESULT_NOT_FOUND".
+/// Returns the name of a code, for example "RESULT_NOT_FOUND".
 ///
 /// @return a static text, never null; "UNKNOWN_RESULT_CODE???" for a value that is not a code.
 ///         Callable from any thread at any time.
 OSTBASE_API char const *result_code_get_name(ResultCode code) noexcept;
 
-/// Gives the one-line description of a code.
+/// The same for the result of an operation (addition). All of its bits count: where a `long` has 64
+/// bits, 0x100000000 is not a code.
+OSTBASE_API char const *result_code_get_name(unsigned long code) noexcept;
+
+/// Returns the one-line description of a code.
 ///
 /// @return a static text, never null; "Unknown result code; internal error???" for a value that
 ///         is not a code. Callable from any thread at any time.
 OSTBASE_API char const *result_code_get_str(ResultCode code) noexcept;
+
+/// The same for the result of an operation (addition).
+OSTBASE_API char const *result_code_get_str(unsigned long code) noexcept;
+
+/// `result_code_get_str` under the name that the interface for C has (addition).
+inline char const *result_code_get_description(unsigned long code) noexcept {
+  return result_code_get_str(code);
+}
 
 } // namespace Ostrel
