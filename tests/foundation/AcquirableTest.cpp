@@ -48,7 +48,27 @@ TEST(Acquirable, LockCallsItsTargetOnceForEachChange) {
     EXPECT_EQ(target.released, c.released);
   }
   AcquirableLock nothing(nullptr);
-  EXPECT_FALSE(nothing.acquire() || nothing.release());
+  EXPECT_FALSE(nothing.acquire());
+  EXPECT_FALSE(nothing.release());
+}
+
+// Acquires once more through its lock while that releases it.
+struct Reentrant : Recorder {
+  bool release() override {
+    lock->acquire();
+    return Recorder::release();
+  }
+
+  AcquirableLock *lock = nullptr;
+};
+
+TEST(Acquirable, LockHoldsItsTargetUntilTheTargetHasReleased) {
+  Reentrant target;
+  AcquirableLock lock(target);
+  target.lock = &lock;
+  EXPECT_TRUE(lock.release());
+  EXPECT_EQ(target.acquired, 1);
+  EXPECT_FALSE(lock.release());
 }
 
 TEST(Acquirable, MapIsLockedAsAWholeOrHasNoMutex) {
@@ -58,10 +78,19 @@ TEST(Acquirable, MapIsLockedAsAWholeOrHasNoMutex) {
     AcquirableMap<std::string, int> map;
     EXPECT_EQ(stop_failing(), !has_mutex);
     EXPECT_EQ(map.is_ok(), has_mutex);
+    EXPECT_FALSE(map.is_acquired());
     EXPECT_EQ(map.acquire(), has_mutex);
-    ++map["a"];
+    EXPECT_EQ(map.is_acquired(), has_mutex);
+    std::map<std::string, int> const one = {{"a", 1}};
+    map = one;
+    EXPECT_EQ(map, one);
+    map = {{"b", 2}, {"c", 3}};
+    EXPECT_EQ(map.size(), 2U);
+    map = std::map<std::string, int>(one);
+    EXPECT_EQ(map, one);
     EXPECT_EQ(map.is_acquired(), has_mutex);
     EXPECT_EQ(map.release(), has_mutex);
     EXPECT_FALSE(map.is_acquired());
+    EXPECT_FALSE(map.release());
   }
 }

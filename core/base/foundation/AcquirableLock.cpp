@@ -28,8 +28,9 @@ bool AcquirableLock::release() {
   if (!acquired_) {
     return false;
   }
+  bool const is_released = target_->release();
   acquired_ = false;
-  return target_->release();
+  return is_released;
 }
 
 } // namespace Ostrel

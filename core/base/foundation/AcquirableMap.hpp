@@ -12,7 +12,9 @@ namespace Ostrel {
 
 /// An ordered map that is locked as a whole.
 ///
-/// The map's own operations take no lock: hold an `AcquirableLock` on the map around them.
+/// The map's own operations acquire no lock: hold an `AcquirableLock` on the map around them. A map
+/// or a list of pairs can be assigned, which replaces the elements and leaves the mutex alone; the
+/// object itself is neither copied nor moved.
 template <typename Key, typename Value, typename Compare = std::less<Key>,
           typename Allocator = std::allocator<std::pair<Key const, Value>>>
 class AcquirableMap : public std::map<Key, Value, Compare, Allocator>, public AcquirableImpl {
@@ -22,6 +24,11 @@ public:
   explicit AcquirableMap(bool flag = false, Compare const &compare = Compare(),
                          Allocator const &allocator = Allocator())
       : std::map<Key, Value, Compare, Allocator>(compare, allocator), AcquirableImpl(flag) {}
+
+  AcquirableMap(AcquirableMap const &) = delete;
+  AcquirableMap &operator=(AcquirableMap const &) = delete;
+
+  using std::map<Key, Value, Compare, Allocator>::operator=;
 
   ~AcquirableMap() override = default;
 };
