@@ -65,6 +65,22 @@ Array &Array::operator=(Array const &other) {
   return *this;
 }
 
+Array::Array(Array &&other) noexcept
+    : element_size_(other.element_size_), size_(std::exchange(other.size_, 0)),
+      capacity_(std::exchange(other.capacity_, 0)), step_size_(other.step_size_),
+      data_(std::move(other.data_)) {}
+
+Array &Array::operator=(Array &&other) noexcept {
+  if (this != &other) {
+    element_size_ = other.element_size_;
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+    step_size_ = other.step_size_;
+    data_ = std::move(other.data_);
+  }
+  return *this;
+}
+
 unsigned long Array::push_back_data(void const *source, unsigned int count) {
   if (count == 0) {
     return RESULT_SUCCESS;
@@ -166,10 +182,7 @@ unsigned long Array::unflatten(char const *buffer, unsigned int length) {
   read.set_step_size(header[STEP_SIZE]);
   unsigned long const result = read.push_back_data(buffer + HEADER_BYTES, header[SIZE]);
   if (result == RESULT_SUCCESS) {
-    size_ = read.size_;
-    capacity_ = read.capacity_;
-    step_size_ = read.step_size_;
-    data_ = std::move(read.data_);
+    *this = std::move(read);
   }
   return result;
 }

@@ -15,8 +15,8 @@ namespace Ostrel {
 
 /// A growable block of equally sized elements, whose size in bytes is chosen at run time.
 ///
-/// A value: copies are independent. Elements are copied as raw bytes, and what they point to is
-/// somebody else's. Not synchronised: one thread at a time. All counts are in elements. Where a
+/// A value: copies are independent. Elements are copied as raw bytes; what they point to is not
+/// owned. Not synchronised: one thread at a time. All counts are in elements. Where a
 /// number of elements does not fit 32 bits, or its memory cannot be had, the result is
 /// `RESULT_OUT_OF_MEMORY`; where elements of 0 bytes would need storage, `RESULT_FAILURE`. Unless
 /// something else is said, the array is then as before. Sources and buffers must not be part of the
@@ -32,6 +32,14 @@ public:
 
   /// The same, in place of what the array held. An array assigned to itself stays as it is.
   Array &operator=(Array const &other);
+
+  /// Takes over the other's elements, capacity and step size (addition). The other is then empty,
+  /// keeps its element size and step size, and works as before.
+  Array(Array &&other) noexcept;
+
+  /// The same, in place of what the array held (addition). An array assigned to itself stays as it
+  /// is.
+  Array &operator=(Array &&other) noexcept;
 
   ~Array() = default;
 
@@ -140,7 +148,8 @@ private:
 /// What arrays of one type of element share. Not meant to be named by users.
 ///
 /// A flattened form may bring elements of another size. A value that is appended to them is cut, or
-/// filled up with zeros, and an index gives what begins at its element.
+/// filled up with zeros, an index returns what begins at its element, and the range from `begin` to
+/// `end` is empty.
 template <typename Element> class OSTBASE_API TypedArray : public Array {
 public:
   /// Appends an element. @return `RESULT_SUCCESS`, or as `Array` says.
@@ -154,11 +163,22 @@ public:
     return RESULT_SUCCESS;
   }
 
-  /// Gives an element to read and to change. An index out of range gives a spare element, which all
-  /// arrays of the class share: every call sets it to zero, and what is stored there is lost. To
-  /// store there while another thread indexes an array of the class is a data race. The spare also
-  /// stands for what would not be aligned, or not lie within the storage, because the array took
-  /// over elements of another size.
+  /// `Array::data` as elements (addition): valid until the array next changes; null while there is
+  /// no storage.
+  Element *data() noexcept { return reinterpret_cast<Element *>(data_.get()); }
+  Element const *data() const noexcept { return reinterpret_cast<Element const *>(data_.get()); }
+
+  /// The range of the elements (addition), valid until the array next changes.
+  Element *begin() noexcept { return data(); }
+  Element *end() noexcept { return data() + typed_size(); }
+  Element const *begin() const noexcept { return data(); }
+  Element const *end() const noexcept { return data() + typed_size(); }
+
+  /// Returns an element to read and to change. An index out of range returns a spare element, which
+  /// all arrays of the class share: every call sets it to zero, and what is stored there is lost.
+  /// To store there while another thread indexes an array of the class is a data race. The spare
+  /// also stands for what would not be aligned, or not lie within the storage, because the array
+  /// took over elements of another size.
   Element &operator[](unsigned int index) const noexcept {
     Element &spare = zero_spare();
     char const *const element = get_element_pointer(index);
@@ -174,6 +194,8 @@ protected:
   }
 
 private:
+  unsigned int typed_size() const noexcept { return element_size_ == sizeof(Element) ? size_ : 0; }
+
   // Compared by its bytes, as -0.0 is not zero. Written only when needed: threads that merely read
   // their arrays do not wait for each other's caches.
   static Element &zero_spare() noexcept {
@@ -207,9 +229,9 @@ public:
   /// Takes bytes one by one. @param count  none when negative.
   CharArray(char const *bytes, int count);
 
-  /// What `data` gives.
-  char const *get_char_data() const noexcept { return static_cast<char const *>(data()); }
-  char *get_char_data() noexcept { return static_cast<char *>(const_cast<void *>(data())); }
+  /// What `data` returns.
+  char const *get_char_data() const noexcept { return data(); }
+  char *get_char_data() noexcept { return data(); }
 };
 
 class OSTBASE_API ShortArray : public TypedArray<short> {
@@ -233,6 +255,10 @@ public:
   PointerArray() = default;
   /// Takes the elements at once.
   PointerArray(void const **elements, unsigned int count) { push_back_data(elements, count); }
+  /// The same for pointers to what may be changed (addition).
+  PointerArray(void *const *elements, unsigned int count) : TypedArray(elements, count) {}
+  /// Makes an empty array: a null pointer would suit both constructors above.
+  PointerArray(std::nullptr_t, unsigned int) {}
 };
 
 class OSTBASE_API DoubleArray : public TypedArray<double> {
