@@ -7,9 +7,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-enum { SUCCESS = 0 };  /* the result code */
-enum { DISTANCE = 0 }; /* the type of units */
-
 static char const CATEGORY[] = "Robot.Drive";
 static char const MARGIN[] = "UserConfig/Drive/MarginFeet";
 
@@ -18,7 +15,7 @@ static double read_margin(void) {
   double meters = 0.5; /* what it stays when the user wants nothing */
   char text[32];
   unsigned long const result = ovra_user_config__get_value(MARGIN, text, sizeof text);
-  if (result != SUCCESS) {
+  if (result != OVRA_RESULT_SUCCESS) {
     ovra_log__warn(CATEGORY, "%s: %s", "robot.c", __LINE__, MARGIN,
                    ovra_result__get_description(result));
     return meters;
@@ -29,7 +26,8 @@ static double read_margin(void) {
     ovra_log__warn(CATEGORY, "%s is '%s', which is no number", "robot.c", __LINE__, MARGIN, text);
     return meters;
   }
-  if (ovra_units__convert(DISTANCE, "feet", feet, "meters", &meters) != SUCCESS) {
+  if (ovra_units__convert(OVRA_UNIT_TYPE_DISTANCE, "feet", feet, "meters", &meters) !=
+      OVRA_RESULT_SUCCESS) {
     return meters;
   }
   ovra_log__info(CATEGORY, "keeping %s feet away, which are %.3f m", text, meters);
@@ -47,8 +45,9 @@ static double smallest(ovra_array const *distances) {
 
 static void print_way(double meters, char const *units) {
   double way = 0;
-  unsigned long const result = ovra_units__convert(DISTANCE, "m", meters, units, &way);
-  if (result == SUCCESS) {
+  unsigned long const result =
+      ovra_units__convert(OVRA_UNIT_TYPE_DISTANCE, "m", meters, units, &way);
+  if (result == OVRA_RESULT_SUCCESS) {
     printf("drive %.2f %s\n", way, units);
   } else {
     printf("no way in %s: %s\n", units, ovra_result__get_name(result));
@@ -61,7 +60,7 @@ int main(void) {
 
   double const measured[] = {3.25, 1.75, 2.5}; /* in meters */
   ovra_array *const distances = ovra_doublearray__create(measured, 3);
-  if (ovra_doublearray__push_back(distances, 4.0) != SUCCESS) {
+  if (ovra_doublearray__push_back(distances, 4.0) != OVRA_RESULT_SUCCESS) {
     ovra_doublearray__delete(distances);
     return EXIT_FAILURE;
   }
@@ -70,7 +69,7 @@ int main(void) {
   ovra_doublearray__delete(distances);
 
   print_way(way - read_margin(), "inches");
-  if (ovra_user_config__set_value(MARGIN, "2.5", /* commit = */ 0) == SUCCESS) {
+  if (ovra_user_config__set_value(MARGIN, "2.5", /* commit = */ 0) == OVRA_RESULT_SUCCESS) {
     print_way(way - read_margin(), "inches");
   }
   print_way(way, "parsecs");

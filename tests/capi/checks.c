@@ -47,9 +47,10 @@ char const *check_values(void) {
   CHECK((size_t)&sSiProData % 8 == 0 && pSiProData == NULL)
 
   double value = 0;
-  CHECK(ovra_units__convert(0, "ft", 2.0, "cm", &value) == 0 && value == 60.96)
+  CHECK(ovra_units__convert(OVRA_UNIT_TYPE_DISTANCE, "ft", 2.0, "cm", &value) == 0)
+  CHECK(value == 60.96)
   CHECK(ovra_units__convert_to_default(2, "min", 2.0, &value) == 0 && value == 120.0)
-  CHECK(ovra_units__set_default(0, "meters") == 0)
+  CHECK(ovra_units__set_default(0, "meters") == OVRA_RESULT_SUCCESS)
   CHECK(ovra_units__convert_from_default(0, "cm", 2.5, &value) == 0 && value == 250.0)
   char name[] = "stale text";
   CHECK(ovra_units__get_default(3, name, sizeof name) == REFUSED)
@@ -67,7 +68,7 @@ char const *check_values(void) {
 
 char const *check_log(char const *name) {
   ovra_log_category *const category = ovra_log__get_instance(name);
-  ovra_log__set_priority(category, 500);
+  ovra_log__set_priority(category, OVRA_PRIORITY_DEBUG);
   ovra_log__warn(name, "x=%d", "a.c", 12, 5);
   ovra_log__debug(name, "%s", NULL, -1, "100%d");
   CHECK(ovra_log__info(name, "i%c%s", '1', "%s") && ovra_log__io_prof(name, "io%d", 2))

@@ -5,11 +5,10 @@
 /// The library for programs in C: logging, arrays of numbers, the texts of result codes, user
 /// settings, units, and the last part of a path.
 ///
-/// Functions that can fail return a result code as an `unsigned long`: 0 is success,
-/// `ovra_result__get_name` gives the name of any code. The names are used below. A failure leaves
-/// what the result would have been written to as it was. Every function takes null wherever it
-/// takes a pointer, and says what that means. Texts end with a zero byte, and are borrowed for the
-/// call.
+/// Functions that can fail return a code of `ovra_result_code` as an `unsigned long`, below without
+/// its prefix `OVRA_`. A failure leaves what the result would have been written to as it was. Every
+/// function takes null wherever it takes a pointer, and says what that means. Texts end with a zero
+/// byte, and are borrowed for the call.
 ///
 /// Any thread may call any function at any time, with one exception: an array is used by one thread
 /// at a time.
@@ -27,35 +26,91 @@ typedef struct ovra_array ovra_array;
 typedef struct tagSimpleProfilerData tagSimpleProfilerData;
 #endif
 
-/// A named source of log messages. Lives as long as the library is loaded; nobody frees it.
+/// A named source of log messages. Lives as long as the library is loaded; the caller does not free
+/// it.
 struct ovra_log_category;
 
-/// A growing row of numbers in one block of memory, owned by whoever made it.
+/// A growing row of numbers in one block of memory, owned by the caller that made it. In C++ it is
+/// an `Ostrel::Array`, which `reinterpret_cast` turns it into and back; those of
+/// `ovra_doublearray__create` are an `Ostrel::DoubleArray`.
 struct ovra_array;
+
+/// The result codes: `Ostrel::ResultCode` with a prefix. `ovra_result__get_description` returns
+/// what each means.
+enum ovra_result_code {
+  OVRA_RESULT_SUCCESS = 0,
+  OVRA_RESULT_FAILURE = 1,
+  OVRA_RESULT_INTERNAL_ERROR = 2,
+  OVRA_RESULT_PRECONDITION_ERROR = 3,
+  OVRA_RESULT_INVALID_ARGUMENT = 4,
+  OVRA_RESULT_INVALID_STATE = 5,
+  OVRA_RESULT_OUT_OF_MEMORY = 6,
+  OVRA_RESULT_SYSTEM_ERROR = 7,
+  OVRA_RESULT_UNKNOWN_ERROR = 8,
+  OVRA_RESULT_NOT_IMPLEMENTED = 9,
+  OVRA_RESULT_NOT_FOUND = 10,
+  OVRA_RESULT_ALREADY_EXISTS = 11,
+  OVRA_RESULT_NOT_EMPTY = 12,
+  OVRA_RESULT_OUT_OF_BOUND = 13,
+  OVRA_RESULT_INVALID_CONFIGURATION = 14,
+  OVRA_RESULT_NOT_ACTIVE = 15,
+  OVRA_RESULT_BUFFER_TOO_SMALL = 16,
+  OVRA_RESULT_IO_ERROR = 17,
+  OVRA_RESULT_INSUFFICIENT_ACCESS = 18,
+  OVRA_RESULT_BUSY = 19,
+  OVRA_RESULT_ACQUISITION_ERROR = 20,
+  OVRA_RESULT_NETWORK_ERROR = 21,
+  OVRA_RESULT_CORBA_ERROR = 22,
+  OVRA_RESULT_CRC_FAILURE = 23,
+  OVRA_RESULT_INVALID_TYPE = 24,
+  OVRA_RESULT_TIMEOUT = 25,
+  OVRA_RESULT_FILE_NOT_OPEN = 26,
+  OVRA_RESULT_UNSUPPORTED_FORMAT = 27
+};
+
+/// The kinds of quantities that have units: `Ostrel::UnitType` with a prefix.
+enum ovra_unit_type {
+  OVRA_UNIT_TYPE_DISTANCE = 0,
+  OVRA_UNIT_TYPE_ANGLE = 1,
+  OVRA_UNIT_TYPE_TIME = 2
+};
+
+/// The priorities of messages and categories: `Ostrel::LoggingPriority::PriorityLevel` with a
+/// prefix. A category lets a message through whose priority is not above its own.
+enum ovra_priority {
+  OVRA_PRIORITY_DISABLED = 0, ///< Nothing passes.
+  OVRA_PRIORITY_FATAL = 100,
+  OVRA_PRIORITY_ERROR = 200,
+  OVRA_PRIORITY_WARN = 300,
+  OVRA_PRIORITY_INFO = 400,
+  OVRA_PRIORITY_TRACE = 450,
+  OVRA_PRIORITY_DEBUG = 500,
+  OVRA_PRIORITY_VERBOSE = 600, ///< Everything passes.
+  OVRA_PRIORITY_NOT_SET = 1000 ///< As the category above says.
+};
 
 /// @name Logging
 ///
 /// Category names are parts joined by dots, such as "Robot.Arm", in any mix of upper and lower
 /// case; the empty name is the root of all. A category lets messages up to its priority through;
-/// one that has none asks the category above it. Formats are those of `printf`; messages are cut to
-/// 3999 characters. A null category name and a null format log nothing.
+/// one that has none uses that of the category above it. Formats are those of `printf`; messages
+/// are cut to 3999 characters. A null category name and a null format log nothing.
 ///
 /// At first the root lets information and what is more urgent through, to standard error. The
 /// environment variable `OSTREL_LOG_PRIORITY` changes that, for example to "Robot.Arm,DEBUG",
-/// `OSTREL_LOG_OUTPUT` names a file instead, and with `OVRA_LOG_TIMESTAMP` set to "YES" the time of
-/// day stands before the messages that show their place.
+/// `OSTREL_LOG_OUTPUT` names a file to which the categories that `OSTREL_LOG_PRIORITY` lists write
+/// instead: without `OSTREL_LOG_PRIORITY` it has no effect. With `OVRA_LOG_TIMESTAMP` set to "YES"
+/// the time of day stands before the messages that show their place.
 /// @{
 
-/// Gives the category of that name, and makes it when there is none. Never null but for a null
-/// name: where a category cannot be had, one is given that drops everything.
+/// Returns the category of that name, and makes it when there is none. Never null but for a null
+/// name: where a category cannot be had, the result is one that drops everything.
 OSTBASE_API ovra_log_category *ovra_log__get_instance(char const *name) OSTBASE_NOEXCEPT;
 
 /// Sets which messages a category lets through: those whose own number is not above this one.
 ///
 /// @param category  null is ignored.
-/// @param priority  0 lets nothing through, 100 fatal messages, 200 errors, 300 warnings,
-///                  400 information, 450 traces, 500 debug messages, 600 everything; 1000 asks the
-///                  category above.
+/// @param priority  one of `ovra_priority`, or a number between two of them.
 OSTBASE_API void ovra_log__set_priority(ovra_log_category *category, int priority) OSTBASE_NOEXCEPT;
 
 /// Logs a debug message and the place in the source behind it: "message [file:line]".
@@ -85,13 +140,13 @@ OSTBASE_API bool ovra_log__warn_no_debug(char const *category, char const *forma
 /// A null array has the size and the capacity 0 and null data, and takes nothing.
 /// @{
 
-/// Gives the number of elements.
+/// Returns the number of elements.
 OSTBASE_API unsigned int ovra_array__get_size(ovra_array const *array) OSTBASE_NOEXCEPT;
 
-/// Gives the number of elements that fit without another block of memory.
+/// Returns the number of elements that fit without another block of memory.
 OSTBASE_API unsigned int ovra_array__get_capacity(ovra_array const *array) OSTBASE_NOEXCEPT;
 
-/// Gives the elements, which stay the array's and are in place until it next grows, is cleared or
+/// Returns the elements, which stay the array's and are in place until it next grows, is cleared or
 /// deleted; null while the capacity is 0.
 OSTBASE_API void const *ovra_array__get_data(ovra_array const *array) OSTBASE_NOEXCEPT;
 
@@ -99,7 +154,7 @@ OSTBASE_API void const *ovra_array__get_data(ovra_array const *array) OSTBASE_NO
 /// number stays.
 OSTBASE_API void ovra_array__set_size(ovra_array *array, unsigned int size) OSTBASE_NOEXCEPT;
 
-/// Removes all elements and gives their memory back.
+/// Removes all elements and frees their memory.
 OSTBASE_API void ovra_array__clear(ovra_array *array) OSTBASE_NOEXCEPT;
 
 /// Removes `count` elements, the first of them at `index`.
@@ -120,7 +175,7 @@ OSTBASE_API ovra_array *ovra_doublearray__create(double const *values,
 /// Deletes an array that `ovra_doublearray__create` made. Null is ignored.
 OSTBASE_API void ovra_doublearray__delete(ovra_array *array) OSTBASE_NOEXCEPT;
 
-/// Gives an element; 0.0 when there is none at that index.
+/// Returns an element; 0.0 when there is none at that index.
 OSTBASE_API double ovra_doublearray__get(ovra_array const *array,
                                          unsigned int index) OSTBASE_NOEXCEPT;
 
@@ -137,13 +192,13 @@ OSTBASE_API unsigned long ovra_doublearray__push_back(ovra_array *array,
 /// @}
 /// @name Result codes
 ///
-/// The texts are the library's and never null; a number that is no code has texts that say so.
+/// The texts are the library's and never null; a number that is not a code has texts that say so.
 /// @{
 
-/// Gives the name of a code, for example "RESULT_NOT_FOUND" for 10.
+/// Returns the name of a code, for example "RESULT_NOT_FOUND" for 10.
 OSTBASE_API char const *ovra_result__get_name(unsigned long code) OSTBASE_NOEXCEPT;
 
-/// Gives the one-line description of a code.
+/// Returns the one-line description of a code.
 OSTBASE_API char const *ovra_result__get_description(unsigned long code) OSTBASE_NOEXCEPT;
 
 /// @}
@@ -181,9 +236,8 @@ OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char cons
 /// @}
 /// @name Units
 ///
-/// The type is 0 for distances, 1 for angles and 2 for times; other numbers are unknown types. Each
-/// type has a default unit, at first "cm", "rad" and "sec". These are units, upper and lower case
-/// as written:
+/// The type is one of `ovra_unit_type`; other numbers are unknown types. Each type has a default
+/// unit, at first "cm", "rad" and "sec". These are units, upper and lower case as written:
 ///
 /// - distances: mm, millimeter, millimeters, cm, centimeter, centimeters, Centimeter, Centimeters,
 ///   m, meter, meters, in, inch, inches, Inch, Inches, ft, foot, feet, Foot, Feet, fists (of 32 cm)
@@ -192,10 +246,10 @@ OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char cons
 ///   hour, hours
 ///
 /// A null unit is an unknown one. A conversion from or to an unknown unit or of an unknown type is
-/// logged as a warning. Each operation gives `RESULT_OUT_OF_MEMORY` where it lacks memory.
+/// logged as a warning. Each operation returns `RESULT_OUT_OF_MEMORY` where it lacks memory.
 /// @{
 
-/// Gives the name of the type's default unit.
+/// Returns the name of the type's default unit.
 ///
 /// @param buffer  receives the name; what the name leaves of its `size` bytes is filled with zeros.
 ///                A null buffer is too small for any name.
@@ -240,7 +294,7 @@ OSTBASE_API unsigned long ovra_units__convert(int type, char const *from_units, 
 /// @name Paths
 /// @{
 
-/// Gives what stands behind the last backslash of a path, or all of a path that has none. A slash
+/// Returns what stands behind the last backslash of a path, or all of a path that has none. A slash
 /// does not count.
 ///
 /// @return an address within the path, which is not changed; null for null.
