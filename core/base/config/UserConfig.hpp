@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/foundation/Export.h"
+#include "core/base/foundation/ResultCode.hpp"
 
 #include <string>
 

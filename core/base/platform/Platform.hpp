@@ -2,6 +2,10 @@
 #pragma once
 
 #include "core/base/foundation/Export.h"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/IConditionVariable.hpp"
+#include "core/base/platform/IMutex.hpp"
+#include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/IThread.hpp"
 
 #include <cstddef>
@@ -10,10 +14,6 @@
 #include <vector>
 
 namespace Ostrel {
-
-class IConditionVariable;
-class IMutex;
-class ISharedLibrary;
 
 /// The operating system's everyday services: clocks, paths, files, directories, the console,
 /// identifiers, mutexes, shared libraries, and where the framework's files are.

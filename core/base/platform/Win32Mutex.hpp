@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IMutex.hpp"
 
 #include <atomic>
