@@ -18,13 +18,37 @@ endforeach()
 option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${is_top_level})
 set(OSTBASE_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")
 
-set(OSTBASE_CONFIG_DIR "${PROJECT_SOURCE_DIR}/config" CACHE PATH
-    "Configuration directory of the build tree, the last resort of every configuration search")
-set(OSTBASE_LOCAL_CONFIG_DIR "${PROJECT_SOURCE_DIR}/local/config" CACHE PATH
-    "Second configuration directory of the build tree")
-set(OSTBASE_DATA_DIR "${PROJECT_SOURCE_DIR}/data" CACHE PATH "Data directory of the build tree")
-set(OSTBASE_SYSCONF_DIR "/etc" CACHE PATH
-    "System configuration directory; ostrel/registry.reg below it is the default registry file")
+# A build with a prefix is made to be installed: a package names one, a developer's build does not.
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
+  set(has_prefix OFF)
+else()
+  set(has_prefix ON)
+endif()
+option(OSTBASE_INSTALLED "Take the default directories below the install prefix, not in this tree" ${has_prefix})
+if(OSTBASE_INSTALLED)
+  set(default_config_dir "${CMAKE_INSTALL_FULL_DATADIR}/ostrel/config")
+  set(default_local_config_dir "${CMAKE_INSTALL_FULL_SYSCONFDIR}/ostrel/config")
+  set(default_data_dir "${CMAKE_INSTALL_FULL_DATADIR}/ostrel/data")
+else()
+  set(default_config_dir "${PROJECT_SOURCE_DIR}/config")
+  set(default_local_config_dir "${PROJECT_SOURCE_DIR}/local/config")
+  set(default_data_dir "${PROJECT_SOURCE_DIR}/data")
+endif()
+
+# A directory that can be named in the cache. The default is not kept there: it follows the prefix.
+macro(ostbase_directory name default help)
+  set(${name} "" CACHE PATH "${help}; empty for ${default}")
+  if(NOT ${name})
+    set(${name} "${default}")
+  endif()
+endmacro()
+ostbase_directory(OSTBASE_CONFIG_DIR "${default_config_dir}"
+                  "Default configuration directory, the last resort of every configuration search")
+ostbase_directory(OSTBASE_LOCAL_CONFIG_DIR "${default_local_config_dir}"
+                  "Second default configuration directory")
+ostbase_directory(OSTBASE_DATA_DIR "${default_data_dir}" "Default data directory")
+ostbase_directory(OSTBASE_SYSCONF_DIR "/etc"
+                  "System configuration directory, which holds the registry file ostrel/registry.reg")
 
 # Said to the compiler even where it is its default: clang-tidy reads the commands, and has another.
 set(CMAKE_CXX_STANDARD 17)
@@ -42,6 +66,14 @@ target_compile_options(
   ostbase_build_flags
   INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
             $<$<BOOL:${OSTBASE_WARNINGS_AS_ERRORS}>:-Werror>)
+if(OSTBASE_INSTALLED)
+  # Debug information names the sources relative to the tree: nothing installed tells where that was.
+  # Link-time optimisation writes some of it at the link.
+  set(prefix_maps "-ffile-prefix-map=${PROJECT_BINARY_DIR}=."
+                  "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+  target_compile_options(ostbase_build_flags INTERFACE ${prefix_maps})
+  target_link_options(ostbase_build_flags INTERFACE ${prefix_maps})
+endif()
 if(OSTBASE_SANITIZE)
   set(sanitizer_flags -fsanitize=${OSTBASE_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# check.sh CHECK BUILD_DIR WORK_DIR: one look at the installed package, by its name.
+# check.sh CHECK WORK_DIR HAS_SETTINGS CXX: one look at the installed package, by its name.
 set -euo pipefail
 
-check=$1 build=$2 work=$3
+check=$1 work=$2 has_settings=$3 compiler=$4
 tree=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../..")
 prefix=$work/moved
 warnings=(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
@@ -13,11 +13,27 @@ fail() {
   exit 1
 }
 
-# The package is used at another place than that where it was installed.
+# The package is used at another place than that where it was installed. It is built with debug
+# information, which names sources.
 install() {
   rm -rf "$work"
-  cmake --install "$build" --prefix "$work/installed"
-  mv "$work/installed" "$prefix"
+  cmake --preset install -S "$tree" -B "$work/build" -D CMAKE_INSTALL_PREFIX=/srv/robot \
+    -D OSTBASE_BUILD_CONFIG="$has_settings" -D CMAKE_CXX_COMPILER="$compiler" -D CMAKE_CXX_FLAGS=-g
+  cmake --build "$work/build"
+  DESTDIR=$work/root cmake --install "$work/build"
+  mv "$work/root/srv/robot" "$prefix"
+}
+
+# The default directories are below the prefix, and no file names a place of the machine that built it.
+places() {
+  local library place
+  library=$(find "$prefix" -name libostbase.so)
+  for place in /srv/robot/share/ostrel/config /srv/robot/etc/ostrel/config \
+    /srv/robot/share/ostrel/data /etc/ostrel/registry.reg; do
+    grep -qaF "$place" "$library" || fail "not looked for: $place"
+  done
+  ! grep -rlF -e "$tree" -e "$work" "$prefix" || fail "a path of this machine is installed"
+  diff "$tree/LICENSE" "$prefix/share/doc/ostbase/LICENSE"
 }
 
 # Settings of its own, whatever the tree's say today.
@@ -38,14 +54,24 @@ cmake_consumer() {
   run_consumer "$work/cmake/settings"
 }
 
-# The library without the settings refuses who asks for them, and nobody else.
-bare_consumer() {
-  mkdir -p "$work/bare"
-  printf '%s\n' 'cmake_minimum_required(VERSION 3.20)' 'project(bare LANGUAGES CXX)' \
-    'find_package(ostbase REQUIRED ${components})' >"$work/bare/CMakeLists.txt"
-  local -a configure=(cmake -S "$work/bare" -B "$work/bare" -D CMAKE_PREFIX_PATH="$prefix")
+# A consumer that asks for a component which is not there is told which one.
+components() {
+  mkdir -p "$work/components"
+  printf '%s\n' 'cmake_minimum_required(VERSION 3.20)' 'project(components LANGUAGES CXX)' \
+    'find_package(ostbase REQUIRED ${components})' >"$work/components/CMakeLists.txt"
+  local -a configure=(cmake -S "$work/components" -B "$work/components/build"
+    -D CMAKE_PREFIX_PATH="$prefix")
   "${configure[@]}"
-  ! "${configure[@]}" -D components=config || fail "there are no settings"
+  local output
+  ! output=$("${configure[@]}" -D "components=config;wheels" 2>&1) || fail "there are no wheels"
+  [[ $output == *"no component 'wheels'"* ]] || fail "$output"
+  if [ "$has_settings" = ON ]; then
+    [[ $output != *"'config'"* ]] || fail "$output"
+    "${configure[@]}" -D components=config
+  else
+    [[ $output == *"no component 'config'"*"without the settings"* ]] || fail "$output"
+    "${configure[@]}" -D components=OPTIONAL_COMPONENTS\;config
+  fi
 }
 
 pkgconfig_consumer() {
