@@ -78,7 +78,8 @@ pkgconfig_consumer() {
   local pc_dir
   pc_dir=$(dirname "$(find "$prefix" -name ostbase.pc)")
   local -a flags
-  read -ra flags <<<"$(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs ostbase)"
+  # A blank in a path comes out quoted for the shell.
+  eval "flags=($(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs ostbase))"
   c++ -std=c++17 "$tree/examples/settings/settings.cpp" "${flags[@]}" -o "$work/settings"
   LD_LIBRARY_PATH=$(dirname "$pc_dir") run_consumer "$work/settings"
   cc -std=c99 "${warnings[@]}" "$tree/examples/robot.c" "${flags[@]}" -o "$work/robot"

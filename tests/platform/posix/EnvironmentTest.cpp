@@ -143,8 +143,8 @@ TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
   std::string const program = directory.path("program"), registry = directory.path("registry");
   std::string const log = directory.path("log");
   std::string const hostile =
-      "/usr/bin/env -i PATH=" TEST_PLUGINS "/first OSTREL_LIBRARY_PATH=" TEST_PLUGINS
-      "/first OSTREL_CONFIG_PATH=/x OSTREL_DATA_PATH=/x OSTREL_REGISTRY_FILE=" +
+      "/usr/bin/env -i 'PATH=" TEST_PLUGINS "/first' 'OSTREL_LIBRARY_PATH=" TEST_PLUGINS
+      "/first' OSTREL_CONFIG_PATH=/x OSTREL_DATA_PATH=/x OSTREL_REGISTRY_FILE=" +
       registry + " OSTREL_LOG_PRIORITY=a,WARN OSTREL_LOG_OUTPUT=" + log +
       " OVRA_LOG_TIMESTAMP=yes srcdir=/x " + program + " --role told";
   std::string const empty = "/usr/bin/env -i " + program + " --role told";
