@@ -10,7 +10,7 @@ int main() {
 
   std::string method = "Stop"; // what it stays when there is no settings file
   auto result = Ostrel::UserConfig::get_user_config("$ObstacleAvoidanceMethod", &method);
-  std::cout << "avoid obstacles by " << method << " (" << result << ")" << std::endl;
+  std::cout << method << ": " << Ostrel::result_code_get_name(result) << std::endl;
 
   Ostrel::UserConfig::set_user_config("UserConfig/Speech/Volume", "40", /*commit=*/false);
   std::string volume;

@@ -43,7 +43,7 @@ run_consumer() {
     >"$work/config/user-config.xml"
   local output
   output=$(OSTREL_CONFIG_PATH=$work/config "$@" 2>&1)
-  [ "$output" = $'avoid obstacles by Test (0)\nINFO  - speaking at 40 %' ] || fail "$output"
+  [ "$output" = $'Test: RESULT_SUCCESS\nINFO  - speaking at 40 %' ] || fail "$output"
 }
 
 cmake_consumer() {
