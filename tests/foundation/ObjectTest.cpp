@@ -60,7 +60,9 @@ TEST(Object, IsCountedAndDeletedInEveryMode) {
 TEST(Object, DefaultIsForObjectsMadeLaterAndPrintLeavesHexadecimal) {
   int deleted = 0;
   auto *const before = new Thing(&deleted);
-  ObjectImpl::set_default_thread_safety(ObjectImpl::SAFETY_GLOBAL);
+  ObjectImpl::ThreadSafety const first = ObjectImpl::_default_thread_safety;
+  EXPECT_EQ(first, ObjectImpl::SAFETY_NONE);
+  ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY_GLOBAL;
   auto *const after = new Thing(&deleted);
   ObjectImpl::set_default_thread_safety(ObjectImpl::SAFETY_DEFAULT);
   EXPECT_EQ(ObjectImpl::get_default_thread_safety(), ObjectImpl::SAFETY_NONE);
@@ -88,12 +90,13 @@ TEST(Object, IsCountedByManyThreadsAlsoWithoutItsMutex) {
       EXPECT_EQ(is_locked, has_mutex || mode == ObjectImpl::SAFETY_GLOBAL);
       EXPECT_EQ(thing->maybe_unlock(), is_locked);
       in_threads(4, [&](int index) {
-        for (int step = 0; step < 2000; ++step) {
-          bool const holds = (step + index) % 8 == 0 && thing->maybe_lock();
+        for (int step = 0; step < 50000; ++step) {
+          bool const holds = (step + index) % 2 == 0 && thing->maybe_lock();
           unsigned int const count = thing->add_ref();
           EXPECT_TRUE(!holds || thing->ref_count() == count);
           thing->remove_ref();
           EXPECT_TRUE(!holds || thing->maybe_unlock());
+          EXPECT_FALSE(holds && thing->maybe_unlock()) << "once too often, beside a holder";
         }
       });
       EXPECT_EQ(thing->ref_count(), 1U);
@@ -103,8 +106,8 @@ TEST(Object, IsCountedByManyThreadsAlsoWithoutItsMutex) {
   }
 }
 
-// Who lets go under the lock and gives it back is no owner then: the last one waits for that.
-TEST(Object, IsThereUntilItsLockIsGivenBack) {
+// A thread that lets go under the lock is no owner while it releases the lock.
+TEST(Object, IsThereUntilItsLockIsReleased) {
   for (int i = 0; i < 500; ++i) {
     int deleted = 0;
     auto *const thing = new Thing(&deleted, ObjectImpl::SAFETY_PER_OBJECT);

@@ -8,13 +8,13 @@
 
 namespace Ostrel {
 
-/// An object with several owners, which deletes itself when the last one lets go.
+/// An object with several owners, deleted when the last of them calls `remove_ref`.
 ///
-/// Its creator is the first owner. `ObjectImpl` is the ready-made implementation of the counting.
+/// The creator is the first owner. `ObjectImpl` is the ready-made implementation of the counting.
 class OSTBASE_API IObject {
 protected:
-  // First of all, so that it has the first place in the table of virtual functions. Not for users:
-  // they call `remove_ref`.
+  // Declared first to have the first slot in the table of virtual functions. Users call
+  // `remove_ref` instead.
   virtual ~IObject();
 
 public:
@@ -22,11 +22,11 @@ public:
   /// @return the number of owners, the caller included.
   virtual unsigned int add_ref() = 0;
 
-  /// Lets go; the object is gone when nobody else owns it.
+  /// Ends the caller's ownership; the last owner's call deletes the object.
   /// @return the number of owners that are left.
   virtual unsigned int remove_ref() = 0;
 
-  /// Gives the number of owners.
+  /// Returns the number of owners.
   virtual unsigned int ref_count() = 0;
 
   /// Asks for another interface of the object.

@@ -22,16 +22,16 @@ public:
     SAFETY_PER_OBJECT = 3 ///< By a mutex of the object's own.
   };
 
-  /// Makes an object that its creator owns. Where the mode's mutex cannot be had, the count is
-  /// right all the same, but `maybe_lock` gives false.
+  /// Makes an object that its creator owns. If there is no memory for the mode's mutex, the count
+  /// is right all the same, but `maybe_lock` returns false.
   explicit ObjectImpl(ThreadSafety thread_safety = SAFETY_DEFAULT);
   ObjectImpl(ObjectImpl const &) = delete;
   ObjectImpl &operator=(ObjectImpl const &) = delete;
 
   unsigned int add_ref() override;
 
-  /// Deletes the object, with no lock held, when the last owner lets go. Gives 0 and does nothing
-  /// when nobody owns the object, as in its destructor.
+  /// Deletes the object, after releasing the lock, when the last owner lets go. If the count is 0,
+  /// as in the object's destructor, returns 0 and does nothing.
   unsigned int remove_ref() override;
 
   unsigned int ref_count() override;
@@ -49,37 +49,32 @@ public:
   static void set_default_thread_safety(ThreadSafety thread_safety) noexcept;
   static ThreadSafety get_default_thread_safety() noexcept;
 
-  /// What the two operations above set and read; at first `SAFETY_NONE`.
-  static std::atomic<ThreadSafety> _default_thread_safety;
+  /// What the two operations above set and read; at first `SAFETY_NONE`. A direct access needs a
+  /// moment at which no other thread makes an object or calls these operations.
+  static ThreadSafety _default_thread_safety;
 
 protected:
   ~ObjectImpl() override;
 
-  /// Takes the lock of the object's mode, so that its count stands still; the owner may take it
-  /// again. Does nothing and gives true in `SAFETY_NONE`.
-  /// @return whether the caller holds it. False without a mutex, after the unload of the library
-  ///         in `SAFETY_GLOBAL`, and where this is the first to meet a lock whose holder has ended.
+  /// Acquires the lock of the object's mode, so that other threads cannot change the count. The
+  /// owner may acquire it again. In `SAFETY_NONE` does nothing and returns true.
+  /// @return whether the caller holds it. False without a mutex, and once after a thread has ended
+  ///         while holding the lock: the next call acquires it.
   bool maybe_lock();
 
-  /// Gives the lock back. Does nothing and gives true in `SAFETY_NONE`.
-  /// @return false when the caller does not hold it.
+  /// Releases the lock once. In `SAFETY_NONE` does nothing and returns true.
+  /// @return false, with nothing changed, when the caller does not hold it.
   bool maybe_unlock();
 
 private:
-  class Turn;
+  class CountLock;
 
   bool is_lockable() const noexcept;
-  void note_hold() noexcept;
-  bool is_held_by_caller() const noexcept;
-  template <typename Next> unsigned int step(Next next);
-  template <typename Next> unsigned int step_in_turn(Next next);
+  IMutex *mutex() const;
+  unsigned int add(unsigned int difference) noexcept;
 
-  // Owners in the lower half. In the upper one, how often the object's own mutex is held; in
-  // SAFETY_GLOBAL a number that never changes and is not zero. What a thread that ended has held
-  // stays there until the next hold, which costs time alone.
-  std::atomic<std::uint64_t> count_{0};
-  std::unique_ptr<IMutex> mutex_; // null but in SAFETY_PER_OBJECT, and when it could not be made
-  std::atomic<std::uint64_t> holder_{0}; // the thread that took that mutex last; changes under it
+  std::atomic<std::uint32_t> count_{0};
+  std::unique_ptr<IMutex> mutex_; // of SAFETY_PER_OBJECT; null in other modes and without memory
   ThreadSafety thread_safety_;
 };
 
