@@ -4,6 +4,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/PlainOutput.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/Platform.hpp"
 
 #include <cstddef>
 #include <new>
@@ -41,17 +42,23 @@ bool FileLoggingOutput::write_method(std::string const &text) {
 
 void FileLoggingOutput::open_file() {
   std::unique_ptr<File> opened(new (std::nothrow) File);
-  bool const lacks_memory =
-      opened != nullptr && opened->open_for_appending(file_name_.c_str()) == RESULT_OUT_OF_MEMORY;
-  if (lacks_memory) {
-    opened.reset(); // the next write tries again
+  if (opened != nullptr) {
+    unsigned long const result = opened->open_for_appending(file_name_.c_str());
+    is_tried_again_ = result == RESULT_OUT_OF_MEMORY || result == RESULT_SYSTEM_ERROR;
+    tried_at_ = Platform::get_timestamp();
   }
   // Not before: a child of fork, which has none of the other threads, then opens it for itself.
   stream_ = std::move(opened);
 }
 
+bool FileLoggingOutput::is_opening_due() const {
+  constexpr double PAUSE_S = 1; // between two tries, so that lost lines cost little
+  return stream_ == nullptr ||
+         (is_tried_again_ && Platform::get_timestamp() - tried_at_ >= PAUSE_S);
+}
+
 void FileLoggingOutput::append(std::string_view text) try {
-  if (stream_ == nullptr) {
+  if (is_opening_due()) {
     open_file();
   }
   if (stream_ == nullptr || !stream_->is_open()) {

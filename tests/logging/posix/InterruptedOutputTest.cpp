@@ -63,6 +63,36 @@ TEST(FileLoggingOutput, WritesAgainAfterAFullDisk) {
   EXPECT_EQ(read_file(emptied), "WARN  - end\n");
 }
 
+// Writes to two files that cannot be opened, one for want of a descriptor, and goes on when both
+// could be, until the first has a line or there is no more hope. Fails if that is too early.
+Role const few_descriptors("few-descriptors", [](Role::Arguments const &arguments) {
+  FileLoggingOutput passing(arguments[0].c_str()), lasting(arguments[1].c_str());
+  rlimit limits = {};
+  getrlimit(RLIMIT_NOFILE, &limits);
+  rlimit const none = {0, limits.rlim_max};
+  auto const start = std::chrono::steady_clock::now();
+  setrlimit(RLIMIT_NOFILE, &none);
+  passing.write(event("lost"));
+  setrlimit(RLIMIT_NOFILE, &limits);
+  lasting.write(event("lost"));
+  write_file(arguments[1], "");
+  auto elapsed = start - start;
+  while (read_file(arguments[0]).empty() && elapsed < std::chrono::minutes(1)) {
+    passing.write(event("late"));
+    lasting.write(event("late"));
+    elapsed = std::chrono::steady_clock::now() - start;
+  }
+  return elapsed < std::chrono::seconds(1) ? 1 : 0;
+});
+
+TEST(FileLoggingOutput, TriesAgainWhatFailedForAMoment) {
+  TemporaryDirectory const directory;
+  std::string const passing = directory.path("passing"), lasting = directory.path("no/lasting");
+  EXPECT_EQ(run_child("few-descriptors", {passing, lasting}).status, 0);
+  EXPECT_EQ(read_file(passing), "WARN  - late\n");
+  EXPECT_EQ(read_file(lasting), "");
+}
+
 TEST(FileLoggingOutput, WritesTheLineOfACancelledThread) {
   TemporaryDirectory const directory;
   FileLoggingOutput output(directory.path("log").c_str());
