@@ -112,16 +112,8 @@ private:
 
 constexpr char const *STANDARD_ERROR = "/proc/self/fd/2";
 
-// Puts the variable where it was removed. By hand: between changes of the C library and of ours,
-// each would make a new array of the environment.
 void restore_config_path() {
-  static std::string entry = "OSTREL_CONFIG_PATH=" + directory;
-  for (char **slot = environ; *slot != nullptr; ++slot) {
-    std::string_view const text = *slot;
-    if (text == "(removed)" || text.rfind("OSTREL_CONFIG_PATH=", 0) == 0) {
-      *slot = entry.data();
-    }
-  }
+  setenv("OSTREL_CONFIG_PATH", directory.c_str(), 1);
 }
 
 // --- Foundation -------------------------------------------------------------------------------

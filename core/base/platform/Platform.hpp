@@ -152,9 +152,9 @@ public:
 
   // --- Environment ----------------------------------------------------------------------------
 
-  /// Reads an environment variable (addition). To a program that runs set-user-ID, or otherwise
-  /// with more rights than who started it, the library's own variables and `PATH` are not set,
-  /// unless they were since it started, to something else.
+  /// Reads an environment variable (addition). In a program that runs set-user-ID, or otherwise
+  /// with more rights than its user, the library removes its own variables and `PATH` when it is
+  /// loaded.
   ///
   /// @param value  receives its text; untouched when the variable is not set; may be null.
   /// @return true when the variable is set, be it to the empty text; false also for a null name

@@ -26,38 +26,29 @@ using Ostrel::Platform;
 
 namespace {
 
+std::string shown(char const *text) {
+  return text == nullptr ? "(none)" : text;
+}
+
 std::string read_variable(char const *name) {
   std::string value;
   return Platform::get_environment_variable(name, &value) ? value : "(none)";
 }
 
-// What a program that is started now gets, in alphabetical order. An entry that is no variable
-// stands where one has been removed.
+// What a program that is started now inherits, in alphabetical order.
 std::string inherited() {
-  std::multiset<std::string> variables;
-  for (std::string const &entry : environment_entries()) {
-    if (entry.find('=') != std::string::npos) {
-      variables.insert(entry);
-    }
-  }
   std::string all;
-  for (std::string const &variable : variables) {
-    EXPECT_STREQ(std::getenv(variable.substr(0, 1).c_str()), variable.c_str() + 2);
-    all += (all.empty() ? "" : " ") + variable;
+  Texts const entries = environment_entries();
+  for (std::string const &entry : std::multiset<std::string>(entries.begin(), entries.end())) {
+    EXPECT_EQ(shown(std::getenv(entry.substr(0, 1).c_str())), entry.substr(2));
+    all += (all.empty() ? "" : " ") + entry;
   }
   return all;
 }
 
-// Tells what the library makes of an environment that has moved, whether others find it as it was,
-// and what becomes of what the program sets and removes itself.
+// Shows what the library makes of its environment, and what becomes of what the program sets and
+// removes itself.
 Role const told_role("told", [](Role::Arguments const &) {
-  static std::vector<char *> moved;
-  for (char **entry = environ; *entry != nullptr; ++entry) {
-    moved.push_back(strdup(*entry));
-  }
-  moved.push_back(nullptr);
-  environ = moved.data();
-  char const *const before = std::getenv("PATH");
   for (auto const property : {Platform::INSTALL_PATH, Platform::CONFIG_PATH, Platform::DATA_PATH}) {
     std::string path;
     Platform::get_system_property(property, &path);
@@ -65,14 +56,14 @@ Role const told_role("told", [](Role::Arguments const &) {
   }
   Ostrel::LoggingCategory::get_instance("a").warn("line");
   for (auto const name :
-       {"OSTREL_LOG_OUTPUT", "OSTREL_LOG_PRIORITY", "OVRA_LOG_TIMESTAMP", "srcdir"}) {
-    std::printf("%s\n", read_variable(name).c_str());
+       {"PATH", "OSTREL_LOG_OUTPUT", "OSTREL_LOG_PRIORITY", "OVRA_LOG_TIMESTAMP", "srcdir"}) {
+    std::printf("%s\n", shown(std::getenv(name)).c_str());
   }
+  std::printf("%s\n", shown(std::getenv("KEPT")).c_str());
   setenv("OSTREL_DATA_PATH", "/mine", 1);
   Ostrel::ISharedLibrary *const library = Platform::create_shared_library();
   library->set_name("plugin");
-  std::printf("%lu %s %d %s\n", library->load(), read_variable("PATH").c_str(),
-              std::getenv("PATH") == before ? 1 : 0, getauxval(AT_SECURE) != 0 ? "secure" : "");
+  std::printf("%lu %s\n", library->load(), getauxval(AT_SECURE) != 0 ? "secure" : "");
   _putenv("OSTREL_CONFIG_PATH=");
   std::printf("%d %s\n", std::getenv("OSTREL_CONFIG_PATH") == nullptr ? 1 : 0,
               read_variable("OSTREL_DATA_PATH").c_str());
@@ -124,6 +115,33 @@ TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
   environ = before.data();
 }
 
+// Another thread's `getenv` that is on its way while variables are removed and new ones set.
+TEST(Environment, AWalkMeetsEveryVariableThatStays) {
+  Texts const names = {"W0", "W1", "W2", "W3"};
+  for (std::string const &removed : names) {
+    for (std::size_t steps = 0; steps <= names.size(); ++steps) {
+      SCOPED_TRACE(removed + " after " + std::to_string(steps));
+      for (std::string const &name : names) {
+        _putenv((name + "=x").c_str());
+      }
+      std::set<std::string> met;
+      char **slot = environ;
+      while (met.size() < steps) {
+        met.insert(*slot++);
+      }
+      _putenv((removed + "=").c_str());
+      _putenv("NEW=x");
+      while (*slot != nullptr) {
+        met.insert(*slot++);
+      }
+      for (std::string const &name : names) {
+        EXPECT_TRUE(name == removed || met.count(name + "=x") == 1) << name;
+      }
+      _putenv("NEW=");
+    }
+  }
+}
+
 TEST(Environment, KeepsNoMoreThanTheDistinctValues) {
   SetEnvironmentVariableA("KEPT", "a");
   char const *const first = std::getenv("KEPT");
@@ -143,11 +161,11 @@ TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
   std::string const program = directory.path("program"), registry = directory.path("registry");
   std::string const log = directory.path("log");
   std::string const hostile =
-      "/usr/bin/env -i 'PATH=" TEST_PLUGINS "/first' 'OSTREL_LIBRARY_PATH=" TEST_PLUGINS
+      "/usr/bin/env -i KEPT=1 'PATH=" TEST_PLUGINS "/first' 'OSTREL_LIBRARY_PATH=" TEST_PLUGINS
       "/first' OSTREL_CONFIG_PATH=/x OSTREL_DATA_PATH=/x OSTREL_REGISTRY_FILE=" +
       registry + " OSTREL_LOG_PRIORITY=a,WARN OSTREL_LOG_OUTPUT=" + log +
       " OVRA_LOG_TIMESTAMP=yes srcdir=/x " + program + " --role told";
-  std::string const empty = "/usr/bin/env -i " + program + " --role told";
+  std::string const empty = "/usr/bin/env -i KEPT=1 " + program + " --role told";
   write_file(registry, registry_file("\"InstallPath\"=\"/x\"\n"));
   std::filesystem::copy_file("/proc/self/exe", program);
   EXPECT_NE(output_of(hostile), output_of(empty));

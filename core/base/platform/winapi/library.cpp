@@ -43,7 +43,6 @@ std::size_t element_length(char const *search_path) {
 }
 
 // Gives the path of the first file of that name; the empty text when there is none.
-// `getenv` sees what the layer does not trust as well: who loads has put a PATH that counts there.
 std::string find_along_path(std::string const &name) {
   char const *const variable = std::getenv("PATH");
   std::string const path = variable != nullptr ? variable : "";

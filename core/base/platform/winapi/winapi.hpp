@@ -576,20 +576,19 @@ LONG RegCloseKey(HKEY key);
 // --- Environment: environment.cpp -------------------------------------------------------------
 
 /// Copies a variable's value into `size` characters, terminator included. Other threads may change
-/// the environment at the same time. In a program that runs with more rights than who started it,
-/// the library's own variables and PATH are not set, unless they were since it started, to
-/// something else. Gives the length; the size that is needed when `size` is too small; or 0 with
-/// ERROR_ENVVAR_NOT_FOUND when the variable is not set. The last error of an empty value stays as
-/// it was.
+/// the environment through this layer at the same time. In a program that runs with more rights
+/// than its user, the library's own variables and PATH are removed at load. Returns the length; the
+/// size that is needed if `size` is too small; or 0 with ERROR_ENVVAR_NOT_FOUND if the variable is
+/// not set. The last error of an empty value stays as it was.
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Changes the environment so that the C library's `getenv`, which may run in other threads at the
-/// same time, finds the old value or the new one, and every other variable all the while. Others
-/// who change the environment (`setenv`, `environ`) must be kept from doing so at that moment.
+/// same time, finds the old value or the new one, and every other variable all the while. No other
+/// thread may change the environment by other means (`setenv`, `environ`) at that moment.
 ///
-/// Takes "NAME=value", of which a copy is made; nothing after the equals sign removes the variable.
-/// What is left of a removed variable is an entry without an equals sign, which children inherit
-/// and nobody takes for a variable; the next new one takes its place.
+/// Takes "NAME=value", which is copied and stays allocated, once for each distinct value. Nothing
+/// after the equals sign removes the variable. After a change by other means, a new variable and a
+/// removal need an array of their own, which stays allocated, too.
 /// 0, or -1 with EINVAL or ENOMEM in `errno`.
 int _putenv(char const *text);
 
@@ -601,8 +600,8 @@ BOOL SetEnvironmentVariableA(char const *name, char const *value);
 namespace Ostrel {
 
 /// Sets a variable for a while, as SetEnvironmentVariableA does.
-/// @param before  receives what `put_back_variable` takes: the variable as everybody finds it, also
-///                where it does not count here; null when it is not set. Untouched on failure.
+/// @param before  receives what `put_back_variable` takes; null if the variable is not set.
+///                Untouched on failure.
 /// @return false, with the variable as it was, without memory.
 bool exchange_variable(char const *name, char const *value, char **before) noexcept;
 
