@@ -72,23 +72,27 @@ TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
 
 TEST(Mutex, DestroyedWhileHeldLeavesTheOthersAlone) {
   // Which of three mutexes, taken in turn, is destroyed, and whether by its owner.
-  for (std::size_t index : {0U, 1U, 2U}) {
-    for (bool const by_owner : {true, false}) {
-      SCOPED_TRACE(std::to_string(index) + (by_owner ? " by its owner" : " by another"));
-      std::unique_ptr<IMutex> mutexes[3] = {make_mutex(), make_mutex(), make_mutex()};
-      in_other_thread([&] {
-        for (auto const &mutex : mutexes) {
-          mutex->acquire();
-        }
-        auto const destroy = [&] { mutexes[index].reset(); };
-        by_owner ? destroy() : in_other_thread(destroy);
-        for (auto const &mutex : mutexes) {
-          EXPECT_TRUE(mutex == nullptr || mutex->release());
-        }
-      });
+  for (unsigned int row = 0; row < 12; ++row) {
+    std::size_t const index = row / 2 % 3;
+    bool const by_owner = row % 2 == 0, are_named = row >= 6;
+    SCOPED_TRACE(std::to_string(index) + (by_owner ? " by its owner" : " by another"));
+    std::unique_ptr<IMutex> mutexes[3];
+    for (auto &mutex : mutexes) {
+      std::string const name = unique("destroyed " + std::to_string(&mutex - mutexes));
+      mutex = are_named ? open_mutex(name, /*open_existing=*/false) : make_mutex();
+    }
+    in_other_thread([&] {
       for (auto const &mutex : mutexes) {
-        EXPECT_TRUE(mutex == nullptr || mutex->acquire());
+        mutex->acquire();
       }
+      auto const destroy = [&] { mutexes[index].reset(); };
+      by_owner ? destroy() : in_other_thread(destroy);
+      for (auto const &mutex : mutexes) {
+        EXPECT_TRUE(mutex == nullptr || mutex->release());
+      }
+    });
+    for (auto const &mutex : mutexes) {
+      EXPECT_TRUE(mutex == nullptr || mutex->acquire());
     }
   }
 }

@@ -30,8 +30,7 @@ OSTBASE_WAITS bool Win32Mutex::acquire() {
     return true;
   }
   if (outcome == WAIT_ABANDONED) {
-    // The wait made the caller the owner, who is told that it is not: without this nobody would
-    // ever release the mutex.
+    // The wait made the caller the owner, but the result says that it is not.
     ReleaseMutex(handle_);
   }
   return false;

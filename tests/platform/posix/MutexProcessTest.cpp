@@ -2,15 +2,21 @@
 // Mutexes in forked processes and in the file system, and what else a fork divides. For processes
 // that are killed inside a mutex there is a torture.
 #include "core/base/platform/IThread.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
 #include "tests/platform/Mutexes.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
+#include "torture/support/SystemCalls.hpp"
 
 #include <csignal>
 #include <filesystem>
 #include <sstream>
+#include <utility>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,11 +38,33 @@ void in_forked_child(std::function<void()> const &work, int signal = 0) {
   EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), -signal);
 }
 
+// Forks children that wait until this object is gone.
+class ParentsCall {
+public:
+  ParentsCall() { EXPECT_EQ(pipe(ends_), 0); }
+  ~ParentsCall() {
+    close(ends_[0]);
+    close(ends_[1]);
+  }
+
+  void fork_waiting_child() {
+    if (fork() == 0) {
+      char byte = 0;
+      close(ends_[1]);
+      _exit(static_cast<int>(read(ends_[0], &byte, 1)));
+    }
+  }
+
+private:
+  int ends_[2] = {};
+};
+
+std::string const DIRECTORY = "/dev/shm/ostrel-mutexes-" + std::to_string(geteuid());
+
 // The permissions of the files that hold that name.
 std::string files_of(std::string const &name) {
   std::ostringstream modes;
-  std::string const directory = "/dev/shm/ostrel-mutexes-" + std::to_string(geteuid());
-  for (auto const &entry : std::filesystem::directory_iterator(directory)) {
+  for (auto const &entry : std::filesystem::directory_iterator(DIRECTORY)) {
     if (read_file(entry.path().string()).find(name) != std::string::npos) {
       modes << std::oct << static_cast<unsigned int>(entry.status().permissions()) << ' ';
     }
@@ -153,18 +181,70 @@ TEST(Thread, IsWaitedForAtItsOwnEndInAChild) {
   EXPECT_EQ(run_child("fork-in-thread").status, 0);
 }
 
-TEST(NamedMutex, OwnedAndClosedIsOwnedWhenOpenedAgain) {
-  std::string const name = unique("opened again");
+TEST(NamedMutex, ClosedWhileHeldIsAbandoned) {
+  std::string const name = unique("closed while held");
   auto mutex = open_mutex(name, /*open_existing=*/false);
   in_forked_child([&] {
     EXPECT_TRUE(mutex->acquire());
     mutex.reset(); // the parent still uses it
+    EXPECT_EQ(read_file("/proc/self/maps").find(DIRECTORY), std::string::npos);
     mutex = open_mutex(name, /*open_existing=*/true);
     ASSERT_NE(mutex, nullptr);
-    EXPECT_TRUE(mutex->acquire() && mutex->release() && mutex->release());
-    EXPECT_FALSE(mutex->release());
+    EXPECT_FALSE(mutex->acquire());
+    EXPECT_TRUE(is_taken_once(*mutex));
   });
-  EXPECT_TRUE(is_free(*mutex));
+  EXPECT_TRUE(is_taken_once(*mutex));
+}
+
+TEST(NamedMutex, IsNotSharedWithAChild) {
+  std::string const name = unique("child");
+  void *const mutex = CreateMutexA(nullptr, TRUE, name.c_str());
+  in_forked_child([mutex] {
+    EXPECT_EQ(ReleaseMutex(mutex), FALSE);
+    EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT);
+  });
+  EXPECT_EQ(ReleaseMutex(mutex), TRUE);
+  ParentsCall call;
+  in_forked_child(
+      [mutex, &call] {
+        EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_OBJECT_0);
+        call.fork_waiting_child();
+      },
+      SIGKILL);
+  EXPECT_EQ(WaitForSingleObject(mutex, INFINITE), WAIT_ABANDONED);
+  EXPECT_EQ(CloseHandle(mutex), TRUE);
+}
+
+TEST(NamedMutex, DirectoryIsUnlockedByItsThreadAfterAForkThatDidNotWait) {
+  ParentsCall call;
+  bool is_forked = false;
+  std::unique_ptr<IMutex> mutex;
+  judge_system_calls([&] { mutex = open_mutex(unique("of a thread"), /*open_existing=*/false); },
+                     [&](unsigned int, SystemCall const &system_call) {
+                       bool const is_creation = system_call.number == SYS_openat &&
+                                                (system_call.arguments[2] & O_CREAT) != 0;
+                       if (is_creation && !std::exchange(is_forked, true)) {
+                         call.fork_waiting_child();
+                       }
+                       return Verdict();
+                     });
+  EXPECT_TRUE(is_forked);
+  EXPECT_NE(open_mutex(unique("of another"), /*open_existing=*/false), nullptr);
+}
+
+TEST(NamedMutex, IsNotWaitedForWhileTheDirectoryStaysLocked) {
+  std::string const name = unique("unreachable");
+  std::unique_ptr<IMutex> mutex;
+  // What the calls find if a process was stopped that has locked the directory.
+  judge_system_calls([&] { mutex = open_mutex(name, /*open_existing=*/false); },
+                     [](unsigned int, SystemCall const &call) {
+                       bool const is_lock =
+                           call.number == SYS_flock && call.arguments[1] != LOCK_UN;
+                       EXPECT_TRUE(!is_lock || (call.arguments[1] & LOCK_NB) != 0);
+                       return Verdict{is_lock ? EAGAIN : 0};
+                     });
+  EXPECT_EQ(mutex, nullptr);
+  EXPECT_NE(open_mutex(name, /*open_existing=*/false), nullptr);
 }
 
 TEST(NamedMutex, LeavesNothingBehind) {

@@ -63,6 +63,8 @@ std::uint32_t system_thread_id() noexcept {
 
 class Mutex final : public Handle {
 public:
+  explicit Mutex(bool is_inner) noexcept : is_inner_(is_inner) {}
+
   DWORD wait(DWORD milliseconds) noexcept override;
   BOOL release_mutex() noexcept override;
   void close() noexcept override;
@@ -74,6 +76,13 @@ public:
 
   // Called by the one thread that is left after a fork, on what it holds.
   void adopt(std::uint32_t owner) noexcept { word_.store(owner, std::memory_order_relaxed); }
+
+  bool is_owned_by(Thread const &thread) const noexcept {
+    return (word_.load(std::memory_order_relaxed) & OWNER) == thread.id;
+  }
+
+  // Makes the mutex free, called by the one thread that is left after a fork.
+  void reset() noexcept;
 
   Mutex *next() const noexcept { return next_; }
 
@@ -90,6 +99,7 @@ private:
   void unlink(Thread &self) noexcept;
 
   std::atomic<std::uint32_t> word_{0};
+  bool const is_inner_; // of a mutex with a name
   // The owner's. In a mutex that is free, depth and previous are as in one that was just taken:
   // there is less to write, and a locked operation waits for each write before it.
   std::uint64_t depth_ = 0;   // how often the owner has taken it again
@@ -258,7 +268,7 @@ __attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
 
 bool Mutex::wake_at_release(std::atomic<std::uint32_t> *word) noexcept {
   Thread &self = this_thread;
-  if ((word_.load(std::memory_order_relaxed) & OWNER) != self.id || self.wakes != nullptr) {
+  if (!is_owned_by(self) || self.wakes != nullptr) {
     return false;
   }
   self.wakes = word;
@@ -268,8 +278,19 @@ bool Mutex::wake_at_release(std::atomic<std::uint32_t> *word) noexcept {
 
 void Mutex::abandon() noexcept {
   forget_owner();
+  if (is_inner_) {
+    abandon_file_of(mutex_handle());
+  }
   show_release(&word_);
   finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
+}
+
+void Mutex::reset() noexcept {
+  if (is_owned_by(this_thread)) {
+    unlink(this_thread);
+  }
+  forget_owner();
+  word_.store(0, std::memory_order_relaxed);
 }
 
 // Leaves depth and previous as they are in a mutex that is free.
@@ -321,8 +342,8 @@ void Mutex::unlink(Thread &self) noexcept {
   previous_ = nullptr;
 }
 
-HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
-  std::unique_ptr<Mutex> mutex(new (std::nothrow) Mutex);
+HANDLE create_unnamed_mutex(bool initially_owned, bool is_inner) noexcept {
+  std::unique_ptr<Mutex> mutex(new (std::nothrow) Mutex(is_inner));
   if (mutex == nullptr) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
@@ -338,6 +359,18 @@ HANDLE create_unnamed_mutex(bool initially_owned) noexcept {
 bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept {
   return Handle::is_mutex(mutex) &&
          static_cast<Mutex *>(Handle::of_mutex(mutex))->wake_at_release(word);
+}
+
+HANDLE create_inner_mutex() noexcept {
+  return create_unnamed_mutex(/*initially_owned=*/false, /*is_inner=*/true);
+}
+
+bool owns_inner_mutex(HANDLE mutex) noexcept {
+  return static_cast<Mutex const *>(Handle::of_mutex(mutex))->is_owned_by(this_thread);
+}
+
+void reset_inner_mutex(HANDLE mutex) noexcept {
+  static_cast<Mutex *>(Handle::of_mutex(mutex))->reset();
 }
 
 void abandon_held_mutexes() noexcept {
@@ -368,8 +401,12 @@ HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char co
     SetLastError(ERROR_NOT_SUPPORTED);
     return nullptr;
   }
-  return name == nullptr ? Ostrel::create_unnamed_mutex(initially_owned != FALSE)
-                         : Ostrel::create_named_mutex(name, initially_owned != FALSE);
+  if (name == nullptr) {
+    return Ostrel::create_unnamed_mutex(initially_owned != FALSE, /*is_inner=*/false);
+  }
+  using Ostrel::Missing;
+  return Ostrel::named_mutex(name,
+                             initially_owned != FALSE ? Missing::CREATE_OWNED : Missing::CREATE);
 }
 
 HANDLE OpenMutexA(DWORD /*access*/, BOOL /*inherit_handle*/, char const *name) {
@@ -377,7 +414,7 @@ HANDLE OpenMutexA(DWORD /*access*/, BOOL /*inherit_handle*/, char const *name) {
     SetLastError(ERROR_INVALID_PARAMETER);
     return nullptr;
   }
-  return Ostrel::open_named_mutex(name);
+  return Ostrel::named_mutex(name, Ostrel::Missing::FAIL);
 }
 
 BOOL ReleaseMutex(HANDLE mutex) {

@@ -15,13 +15,28 @@ DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept;
 /// already.
 bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept;
 
-/// Creates the mutex of that name, or opens it when it is there.
-/// @return its handle; null with the last error when it cannot be had.
-HANDLE create_named_mutex(char const *name, bool initially_owned) noexcept;
+/// What to do if no process uses the mutex of a name.
+enum class Missing { FAIL, CREATE, CREATE_OWNED };
 
-/// Opens the mutex of that name.
-/// @return its handle; null with the last error, `ERROR_FILE_NOT_FOUND` when nobody uses it.
-HANDLE open_named_mutex(char const *name) noexcept;
+/// Opens the mutex of that name, or creates it.
+/// @return its handle; null, with the last error, on failure: `ERROR_FILE_NOT_FOUND` if no process
+///         uses it and `missing` is `FAIL`. The last error is `ERROR_ALREADY_EXISTS` if it was used
+///         already.
+HANDLE named_mutex(char const *name, Missing missing) noexcept;
+
+/// Creates a mutex without a name that stands between the threads of one process in front of a
+/// mutex with a name. When its owner ends, `abandon_file_of` is called before it becomes free.
+/// @return its handle; null without memory.
+HANDLE create_inner_mutex() noexcept;
+
+/// Whether the calling thread owns that mutex.
+bool owns_inner_mutex(HANDLE mutex) noexcept;
+
+/// Makes that mutex free, in the child of a fork.
+void reset_inner_mutex(HANDLE mutex) noexcept;
+
+/// Releases for other processes the mutex with a name that has this inner mutex; it is abandoned.
+void abandon_file_of(HANDLE inner_mutex) noexcept;
 
 /// Makes the mutexes that the calling thread holds abandoned, for a thread that ends at once.
 void abandon_held_mutexes() noexcept;

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
-// The mutexes with a name, behind CreateMutexA and OpenMutexA: process-shared robust mutexes of the
-// C library, each in a file that its users map.
+// The mutexes with a name, behind CreateMutexA and OpenMutexA: a mutex without a name between the
+// threads of a process, and locks on a file between processes.
 //
-// The files are in a directory of the user's own in shared memory, named by a hash of the mutex's
-// name, which may hold any characters; the name itself is kept in the file. A user is who has the
-// file open with a shared lock (flock): the system takes that back however the user ends. So a
-// file that can be locked exclusively is a mutex that nobody uses: it is removed, never filled
-// again, since a mapping of it may be left (see below). Whoever asks that question holds the
-// exclusive lock of the directory meanwhile.
+// The files are in a directory of the user's own in shared memory. A file is named by a hash of the
+// mutex's name, which may hold any characters, and contains a mark and the name itself. Every
+// process that uses the mutex has the file open, with two kinds of lock:
+// - A shared `flock` says that the process uses the mutex. If a file can be locked exclusively, no
+//   process uses the mutex, and the file is removed.
+// - An exclusive record lock (F_OFD_SETLK) says that a thread of the process owns the mutex. The
+//   owner sets the mark, and clears it before it unlocks the file. An owner that finds the mark set
+//   therefore follows one that ended without releasing the mutex.
+// Both belong to the open file description: the system releases them when its last descriptor is
+// closed, however the process ends. Closing a mutex that is held abandons it; nothing is kept.
 //
-// A process maps each mutex once, whatever the number of its handles: the list of robust mutexes
-// that the C library keeps for each thread points into the mapping. A mapping whose last handle is
-// closed while it is held is therefore left in place, without counting as a user; who opens the
-// same file again, while others use it, gets that mapping, and may own the mutex already.
+// A child of fork shares the descriptions of its parent. It opens every file again, and closes the
+// descriptors that it has inherited: the parent keeps what its threads own, and the child owns
+// nothing. Where that opening fails (no free descriptor, another effective user since), waits for
+// the mutex fail in the child. A copy of the process that runs no fork handlers (`_Fork`, `clone`)
+// must not use the mutexes, and shares the locks until it ends or executes another program.
 #include "core/base/platform/winapi/mutex.hpp"
 
 #include "core/base/platform/winapi/descriptor.hpp"
@@ -26,143 +31,118 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace Ostrel {
 
 namespace {
 
-constexpr mode_t OWNER_ONLY_DIRECTORY = 0700;
-constexpr mode_t OWNER_ONLY = 0600;
-constexpr unsigned int CREATIONS_PER_SWEEP = 64; // what a sweep costs is shared by so many
+constexpr mode_t OWNER_ONLY_DIRECTORY = 0700, OWNER_ONLY = 0600;
+constexpr DWORD LONGEST_WAIT_FOR_DIRECTORY_MS = 1000; // a stopped process may keep it locked
+constexpr unsigned int CREATIONS_PER_SWEEP = 64;      // which share the cost of the sweep
+constexpr char FREE = 0, OWNED = 1;                   // the mark
 
-enum class Missing { CREATE, CREATE_OWNED, FAIL };
+// --- Files and their locks: what fails leaves `errno` -----------------------------------------
 
-// Tells a thread from the others of all processes: also from those of which this one is a copy.
-pid_t system_thread_id() noexcept {
-  return static_cast<pid_t>(syscall(SYS_gettid));
-}
-
-bool fail_with(int error) noexcept {
-  return fail(error_from_errno(error)) != FALSE;
-}
-
-// --- The file of a mutex ----------------------------------------------------------------------
-
-// What the file begins with; the name, without a terminator, follows.
-struct Header {
-  pthread_mutex_t mutex;
-  std::size_t name_length;
-
-  char *name() noexcept { return reinterpret_cast<char *>(this + 1); }
-};
-
-class FileName {
-public:
-  // Two 64-bit FNV-1a hashes, from different beginnings: the public constants of that algorithm,
-  // and its basis with every bit turned over.
+// Two 64-bit FNV-1a hashes, with the public constants of that algorithm: one from its basis, one
+// from the complement. Different names have different hashes for all practical purposes.
+struct FileName {
   explicit FileName(char const *name) noexcept {
     constexpr unsigned long long BASIS = 0xCBF29CE484222325ULL, PRIME = 0x100000001B3ULL;
     unsigned long long first = BASIS, second = ~BASIS;
-    for (char const *at = name; *at != '\0'; ++at) {
-      auto const byte = static_cast<unsigned char>(*at);
+    for (; *name != '\0'; ++name) {
+      auto const byte = static_cast<unsigned char>(*name);
       first = (first ^ byte) * PRIME;
       second = (second ^ byte) * PRIME;
     }
-    std::snprintf(text_, sizeof text_, "%016llx%016llx", first, second);
+    std::snprintf(text, sizeof text, "%016llx%016llx", first, second);
   }
 
-  char const *c_str() const noexcept { return text_; }
-  bool operator==(FileName const &other) const noexcept {
-    return std::strcmp(text_, other.text_) == 0;
-  }
-
-private:
-  char text_[33];
+  char text[33];
 };
 
-// Opens the directory of this user's mutexes. Anybody can put something of that name into shared
-// memory first, so what is found must be a directory that belongs to the user and to nobody else.
+// Opens the directory of this user's mutexes. Any user may have put something of that name into
+// shared memory, so it must be a directory to which only this user has access.
 Descriptor open_directory() noexcept {
   char path[64];
   std::snprintf(path, sizeof path, "/dev/shm/ostrel-mutexes-%lu",
                 static_cast<unsigned long>(geteuid()));
-  // Whatever the process takes away from what it creates (umask), the owner may do everything.
   if (mkdir(path, OWNER_ONLY_DIRECTORY) == 0) {
-    chmod(path, OWNER_ONLY_DIRECTORY);
+    chmod(path, OWNER_ONLY_DIRECTORY); // whatever the process's mask is
   } else if (errno != EEXIST) {
-    fail_with(errno);
     return Descriptor();
   }
   Descriptor directory = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   struct stat status = {};
   if (!directory.is_open() || fstat(directory.get(), &status) != 0) {
-    fail_with(errno);
     return Descriptor();
   }
-  if (status.st_uid != geteuid() ||
-      (status.st_mode & ~static_cast<mode_t>(S_IFMT)) != OWNER_ONLY_DIRECTORY) {
-    SetLastError(ERROR_ACCESS_DENIED);
+  if (status.st_uid != geteuid() || (status.st_mode ^ S_IFDIR) != OWNER_ONLY_DIRECTORY) {
+    errno = EACCES;
     return Descriptor();
   }
   return directory;
 }
 
 Descriptor open_file(Descriptor const &directory, char const *name, int flags) noexcept {
-  Descriptor file =
-      Descriptor::open_at(directory.get(), name, O_RDWR | O_NOFOLLOW | flags, OWNER_ONLY);
-  if (!file.is_open()) {
-    fail_with(errno);
-  } else if ((flags & O_CREAT) != 0) {
-    fchmod(file.get(), OWNER_ONLY);
+  return Descriptor::open_at(directory.get(), name, O_RDWR | O_NOFOLLOW | flags, OWNER_ONLY);
+}
+
+// Sets the record lock of a whole file; `command` says whether to wait for it. Not by `retry`: a
+// thread can be terminated while it waits here, but it is not cancelled.
+bool set_record_lock(Descriptor const &file, int command, short type) noexcept {
+  struct flock lock = {};
+  lock.l_type = type;
+  int result = -1, before = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
+  do {
+    result = fcntl(file.get(), command, &lock);
+  } while (result == -1 && errno == EINTR);
+  pthread_setcancelstate(before, nullptr);
+  return result == 0;
+}
+
+// Repeats an attempt to lock a file until it succeeds or, with EAGAIN, the deadline is over. The
+// system has no wait for such a lock that ends at a given time, hence the pauses.
+template <typename Attempt> bool lock_until(Deadline const &deadline, Attempt attempt) noexcept {
+  constexpr DWORD PAUSE_MS = 1;
+  std::atomic<std::uint32_t> never_woken{0};
+  bool is_locked = attempt();
+  while (!is_locked && errno == EAGAIN && !deadline.is_over()) {
+    sleep_on(never_woken, 0, Deadline(PAUSE_MS));
+    is_locked = attempt();
   }
-  return file;
+  return is_locked;
 }
 
-bool lock_file(Descriptor const &file, int operation) noexcept {
-  return retry([&file, operation] { return flock(file.get(), operation); }) == 0;
+bool write_at(Descriptor const &file, off_t position, char const *data, std::size_t size) noexcept {
+  ssize_t const written = retry([&] { return pwrite(file.get(), data, size, position); });
+  if (written != -1) {
+    errno = ENOSPC; // of a short write
+  }
+  return written == static_cast<ssize_t>(size);
 }
 
-// The directory, with its lock held.
-class GuardedDirectory {
-public:
-  GuardedDirectory() noexcept
-      : directory_(open_directory()),
-        is_ok_(directory_.is_open() && (lock_file(directory_, LOCK_EX) || fail_with(errno))) {}
-  GuardedDirectory(GuardedDirectory const &) = delete;
-  GuardedDirectory &operator=(GuardedDirectory const &) = delete;
-
-  // False, with the last error, when the lock cannot be had.
-  bool is_ok() const noexcept { return is_ok_; }
-  Descriptor const &get() const noexcept { return directory_; }
-
-private:
-  Descriptor directory_;
-  bool is_ok_;
-};
-
-// Opens the file of a mutex that somebody uses, and removes one that nobody does. Needs the guard
-// held. Nothing is open with ERROR_FILE_NOT_FOUND when there is none, and when it cannot be opened.
+// Opens the file of a mutex that some process uses, and removes the file of one that is not used:
+// ENOENT for both that and none.
 Descriptor open_used(Descriptor const &directory, char const *name) noexcept {
   Descriptor file = open_file(directory, name, 0);
-  if (!file.is_open() || !lock_file(file, LOCK_EX | LOCK_NB)) {
+  if (!file.is_open() || flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
     return file;
   }
   unlinkat(directory.get(), name, 0);
-  SetLastError(ERROR_FILE_NOT_FOUND);
+  errno = ENOENT;
   return Descriptor();
 }
 
-// Removes the files of all mutexes that nobody uses: those whose users were killed. Needs the guard
-// held.
+// Removes the files of all mutexes that are not used: their users were killed.
 void sweep(Descriptor const &directory) noexcept {
   struct Close {
     void operator()(DIR *opened) const noexcept { closedir(opened); }
@@ -170,360 +150,200 @@ void sweep(Descriptor const &directory) noexcept {
   // Opened once more, for a position of its own.
   Descriptor again = Descriptor::open_at(directory.get(), ".", O_RDONLY | O_DIRECTORY);
   std::unique_ptr<DIR, Close> const opened(again.is_open() ? fdopendir(again.get()) : nullptr);
-  if (opened == nullptr) {
-    return;
-  }
-  again.release();
-  while (dirent const *const entry = readdir(opened.get())) {
-    open_used(directory, entry->d_name);
-  }
-}
-
-bool initialise(pthread_mutex_t *mutex) noexcept {
-  pthread_mutexattr_t attributes;
-  if (int const error = pthread_mutexattr_init(&attributes); error != 0) {
-    return fail_with(error);
-  }
-  pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
-  pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-  int const error = pthread_mutex_init(mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
-  return error == 0 || fail_with(error);
-}
-
-// A mutex as this process has it: mapped, and in use for as long as the file is open.
-class Mapping {
-public:
-  Mapping(FileName const &file_name, std::size_t name_length) noexcept
-      : file_name_(file_name), size_(sizeof(Header) + name_length) {}
-  Mapping(Mapping const &) = delete;
-  Mapping &operator=(Mapping const &) = delete;
-
-  ~Mapping() {
-    if (header_ != nullptr && !is_held()) {
-      munmap(header_, size_);
+  if (opened != nullptr) {
+    again.release();
+    while (dirent const *const entry = readdir(opened.get())) {
+      open_used(directory, entry->d_name);
     }
   }
-
-  // Fills a new file. Needs the guard held.
-  bool create(Descriptor file, Descriptor const &again, char const *name) noexcept {
-    // Reserved, rather than found missing by a write into the mapping.
-    int error = EINTR;
-    while (error == EINTR) {
-      error = posix_fallocate(file.get(), 0, static_cast<off_t>(size_));
-    }
-    if (error != 0) {
-      return fail_with(error);
-    }
-    if (!map(again) || !initialise(&header_->mutex)) {
-      return false;
-    }
-    header_->name_length = size_ - sizeof(Header);
-    std::memcpy(header_->name(), name, header_->name_length);
-    return use(std::move(file));
-  }
-
-  // Joins the users of a file. Needs the guard held.
-  bool join(Descriptor file, Descriptor const &again, char const *name) noexcept {
-    if (!map(again)) {
-      return false;
-    }
-    std::size_t const length = size_ - sizeof(Header);
-    if (header_->name_length != length || std::memcmp(header_->name(), name, length) != 0) {
-      return fail(ERROR_INVALID_HANDLE) != FALSE;
-    }
-    return use(std::move(file));
-  }
-
-  // Counts as a user from now on. Needs the guard held.
-  bool use(Descriptor file) noexcept {
-    file_ = std::move(file);
-    return lock_file(file_, LOCK_SH) || fail_with(errno);
-  }
-
-  // Whether that file is the one that is mapped.
-  bool is_of(Descriptor const &file) const noexcept {
-    struct stat status = {};
-    return fstat(file.get(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
-  }
-
-  // No longer counts as a user.
-  void leave() noexcept { file_ = Descriptor(); }
-
-  // Whether a thread of this process holds the mutex, or ended inside.
-  bool is_held() const noexcept { return owner_.load(std::memory_order_relaxed) != 0; }
-
-  // Takes the mutex. The result is that of `pthread_mutex_lock`.
-  int lock(DWORD milliseconds) noexcept;
-  int unlock() noexcept;
-
-  FileName const &file_name() const noexcept { return file_name_; }
-
-  // Both guarded by the table. Without handles it is left in place for the thread that holds it.
-  Mapping *next = nullptr;
-  std::size_t handles = 1;
-
-private:
-  bool map(Descriptor const &file) noexcept {
-    struct stat status = {};
-    if (fstat(file.get(), &status) != 0) {
-      return fail_with(errno);
-    }
-    if (status.st_size != static_cast<off_t>(size_)) {
-      return fail(ERROR_INVALID_HANDLE) != FALSE; // another name of the same hash
-    }
-    void *const address = mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
-    if (address == MAP_FAILED) {
-      return fail_with(errno);
-    }
-    header_ = static_cast<Header *>(address);
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
-    return true;
-  }
-
-  FileName const file_name_;
-  std::size_t const size_;
-  Header *header_ = nullptr;
-  dev_t device_ = 0;
-  ino_t inode_ = 0; // not given to another file for as long as this one is mapped
-  Descriptor file_;
-  // The thread of this process that took the mutex last and has not given it back, and how often.
-  std::atomic<pid_t> owner_{0};
-  std::uint64_t depth_ = 0; // the owner's
-};
-
-int Mapping::lock(DWORD milliseconds) noexcept {
-  pthread_mutex_t *const mutex = &header_->mutex;
-  int error = 0;
-  if (milliseconds == INFINITE) {
-    error = pthread_mutex_lock(mutex);
-  } else if (milliseconds == 0) {
-    error = pthread_mutex_trylock(mutex);
-  } else {
-    error = pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, Deadline(milliseconds).moment());
-  }
-  if (error != 0 && error != EOWNERDEAD) {
-    return error;
-  }
-  if (error == EOWNERDEAD) {
-    pthread_mutex_consistent(mutex);
-  }
-  // What another thread left here, of this process or the one that it is a copy of, means nothing:
-  // a third process may have taken the mutex over since.
-  pid_t const self = system_thread_id();
-  if (owner_.exchange(self, std::memory_order_relaxed) != self || error == EOWNERDEAD) {
-    depth_ = 0;
-  }
-  ++depth_;
-  return error;
-}
-
-int Mapping::unlock() noexcept {
-  if (owner_.load(std::memory_order_relaxed) != system_thread_id()) {
-    return EPERM;
-  }
-  // Before the unlocking: afterwards the mutex may be another thread's.
-  if (--depth_ == 0) {
-    owner_.store(0, std::memory_order_relaxed);
-  }
-  return pthread_mutex_unlock(&header_->mutex);
 }
 
 // --- The mutexes of this process --------------------------------------------------------------
 
-// The directory is locked within the table's lock only: so no child keeps that lock either.
-ForkMutex table_guard;
-Mapping *table = nullptr;        // guarded by table_guard
-unsigned int creation_count = 0; // likewise
+struct NamedMutex final : Handle {
+  explicit NamedMutex(FileName const &name) noexcept : file_name(name) {}
+  ~NamedMutex() override { CloseHandle(threads); }
 
-// The place of the link to that mutex, or of the end. Needs the table locked.
-Mapping **find(FileName const &file_name) noexcept {
-  Mapping **place = &table;
-  while (*place != nullptr && !((*place)->file_name() == file_name)) {
+  // Makes this process a user of the mutex.
+  bool use(Descriptor opened) noexcept {
+    file = std::move(opened);
+    return file.is_open() && flock(file.get(), LOCK_SH | LOCK_NB) == 0;
+  }
+  void unlock_file() const noexcept { set_record_lock(file, F_OFD_SETLK, F_UNLCK); }
+
+  DWORD wait(DWORD milliseconds) noexcept override;
+  BOOL release_mutex() noexcept override;
+  void close() noexcept override;
+
+  FileName const file_name;
+  // Owned by the thread that owns the mutex, or is the next of this process to own it.
+  HANDLE const threads = create_inner_mutex();
+  Descriptor file;            // its description is that of no other descriptor
+  std::uint64_t depth = 0;    // guarded by `threads`: how often its owner owns the mutex
+  std::size_t handles = 1;    // guarded by table_guard
+  NamedMutex *next = nullptr; // guarded by table_guard
+};
+
+NamedMutex *table = nullptr;     // guarded by table_guard
+unsigned int creation_count = 0; // guarded by table_guard
+int locked_directory = -1;       // guarded by table_guard: the descriptor of DirectoryLock
+
+void begin_in_child() noexcept {
+  Descriptor const inherited(std::exchange(locked_directory, -1));
+  Descriptor const directory = table != nullptr ? open_directory() : Descriptor();
+  for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
+    mutex->use(open_file(directory, mutex->file_name.text, 0));
+    reset_inner_mutex(mutex->threads);
+    mutex->depth = 0;
+  }
+}
+
+ForkMutex table_guard(begin_in_child);
+
+// The directory's lock, to create, open and remove files in it. Needs table_guard.
+class DirectoryLock {
+public:
+  DirectoryLock() noexcept : directory_(open_directory()) {
+    locked_directory = directory_.get();
+    is_held_ = directory_.is_open() && lock_until(Deadline(LONGEST_WAIT_FOR_DIRECTORY_MS), [this] {
+                 return flock(directory_.get(), LOCK_EX | LOCK_NB) == 0;
+               });
+  }
+  // Unlocked, and not only closed: if a fork did not wait for table_guard, the child has a
+  // descriptor of the same description until it has closed locked_directory.
+  ~DirectoryLock() {
+    flock(directory_.get(), LOCK_UN);
+    locked_directory = -1;
+  }
+
+  // False, with `errno`, when the directory cannot be locked.
+  bool is_held() const noexcept { return is_held_; }
+  Descriptor const &directory() const noexcept { return directory_; }
+
+private:
+  Descriptor directory_;
+  bool is_held_ = false;
+};
+
+// The place of the link to that mutex, or of the end. Needs table_guard.
+NamedMutex **find(FileName const &file_name) noexcept {
+  NamedMutex **place = &table;
+  while (*place != nullptr && std::strcmp((*place)->file_name.text, file_name.text) != 0) {
     place = &(*place)->next;
   }
   return place;
 }
 
-// Maps the file of a mutex, used already or new. Needs the table locked and the guard held.
-std::unique_ptr<Mapping> make_mapping(char const *name, FileName const &file_name, bool is_used,
-                                      Descriptor file, Descriptor const &directory) noexcept {
-  // A mapping keeps what it was made from open, and with it the lock. One that stays after its last
-  // handle must not count as a user, so it is made from the file opened once more.
-  Descriptor const again = open_file(directory, file_name.c_str(), 0);
-  if (!again.is_open()) {
-    return nullptr;
-  }
-  std::unique_ptr<Mapping> mapping(new (std::nothrow) Mapping(file_name, std::strlen(name)));
-  if (mapping == nullptr) {
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
-  }
-  bool const is_ready = is_used ? mapping->join(std::move(file), again, name)
-                                : mapping->create(std::move(file), again, name);
-  return is_ready ? std::move(mapping) : nullptr;
-}
-
-// Gives the new mapping the place of one that was left there for another file, if any.
-Mapping *put(std::unique_ptr<Mapping> mapping, Mapping **place) noexcept {
-  if (mapping == nullptr) {
-    return nullptr;
-  }
-  std::unique_ptr<Mapping> const left(*place);
-  mapping->next = left == nullptr ? nullptr : left->next;
-  *place = mapping.release();
-  return *place;
-}
-
-// Creates a mutex that nobody uses. Needs the table locked and the guard held.
-Mapping *create_mapping(char const *name, FileName const &file_name, Missing missing,
-                        Descriptor const &directory, Mapping **place) noexcept {
+// Makes this process the first user of the mutex. The name in the file serves its reader only.
+bool create_file(NamedMutex *mutex, Descriptor const &directory, char const *name) noexcept {
   if (creation_count++ % CREATIONS_PER_SWEEP == 0) {
     sweep(directory);
   }
-  Descriptor file = open_file(directory, file_name.c_str(), O_CREAT | O_EXCL);
-  if (!file.is_open()) {
-    return nullptr;
+  if (!mutex->use(open_file(directory, mutex->file_name.text, O_CREAT | O_EXCL))) {
+    return false;
   }
-  Mapping *const mapping =
-      put(make_mapping(name, file_name, /*is_used=*/false, std::move(file), directory), place);
-  if (mapping != nullptr) {
-    // Before anybody else can open it.
-    if (missing == Missing::CREATE_OWNED) {
-      mapping->lock(0);
-    }
-    SetLastError(ERROR_SUCCESS);
-  }
-  return mapping;
-}
-
-// Joins those who use a mutex. Needs the table locked and the guard held.
-Mapping *join_mapping(char const *name, FileName const &file_name, Descriptor file,
-                      Descriptor const &directory, Mapping **place) noexcept {
-  Mapping *mapping = *place;
-  if (mapping != nullptr && mapping->is_of(file)) {
-    if (!mapping->use(std::move(file))) {
-      return nullptr;
-    }
-    mapping->handles = 1;
-  } else {
-    mapping =
-        put(make_mapping(name, file_name, /*is_used=*/true, std::move(file), directory), place);
-  }
-  if (mapping != nullptr) {
-    SetLastError(ERROR_ALREADY_EXISTS);
-  }
-  return mapping;
-}
-
-// Finds or makes the mapping of that name, counted once more.
-// The last error is ERROR_ALREADY_EXISTS when somebody used the mutex already.
-Mapping *use_mapping(char const *name, Missing missing) noexcept {
-  FileName const file_name(name);
-  ForkLock const lock(table_guard);
-  Mapping **const place = find(file_name);
-  if (*place != nullptr && (*place)->handles > 0) {
-    ++(*place)->handles;
-    SetLastError(ERROR_ALREADY_EXISTS);
-    return *place;
-  }
-  GuardedDirectory const directory;
-  if (!directory.is_ok()) {
-    return nullptr;
-  }
-  Descriptor file = open_used(directory.get(), file_name.c_str());
-  if (file.is_open()) {
-    return join_mapping(name, file_name, std::move(file), directory.get(), place);
-  }
-  if (missing == Missing::FAIL || GetLastError() != ERROR_FILE_NOT_FOUND) {
-    return nullptr;
-  }
-  return create_mapping(name, file_name, missing, directory.get(), place);
-}
-
-void leave_mapping(Mapping *mapping) noexcept {
-  ForkLock const lock(table_guard);
-  if (--mapping->handles > 0) {
-    return;
-  }
-  FileName const file_name = mapping->file_name();
-  if (mapping->is_held()) {
-    mapping->leave();
-  } else {
-    *find(file_name) = mapping->next;
-    delete mapping;
-  }
-  // The last user removes the file. One that stays, since its user was killed or the guard cannot
-  // be had, takes a page until its name is used again or somebody sweeps.
-  GuardedDirectory const directory;
-  if (directory.is_ok()) {
-    open_used(directory.get(), file_name.c_str());
-  }
-}
-
-// --- The handle -------------------------------------------------------------------------------
-
-class NamedMutex final : public Handle {
-public:
-  NamedMutex() noexcept = default;
-  NamedMutex(NamedMutex const &) = delete;
-  NamedMutex &operator=(NamedMutex const &) = delete;
-  ~NamedMutex() override {
-    if (mapping_ != nullptr) {
-      leave_mapping(mapping_);
-    }
-  }
-
-  // False, with the last error, when the mutex cannot be had.
-  bool open(char const *name, Missing missing) noexcept {
-    mapping_ = use_mapping(name, missing);
-    return mapping_ != nullptr;
-  }
-
-  DWORD wait(DWORD milliseconds) noexcept override {
-    int const error = mapping_->lock(milliseconds);
-    switch (error) {
-    case 0:
-      return WAIT_OBJECT_0;
-    case EOWNERDEAD:
-      return WAIT_ABANDONED;
-    case EBUSY:
-    case ETIMEDOUT:
-      return WAIT_TIMEOUT;
-    default:
-      SetLastError(error_from_errno(error));
-      return WAIT_FAILED;
-    }
-  }
-
-  BOOL release_mutex() noexcept override {
-    return mapping_->unlock() == 0 ? TRUE : fail(ERROR_NOT_OWNER);
-  }
-
-private:
-  Mapping *mapping_ = nullptr;
-};
-
-// The handle is made first: nothing fails once a mutex is owned.
-HANDLE make_handle(char const *name, Missing missing) noexcept {
-  std::unique_ptr<NamedMutex> mutex(new (std::nothrow) NamedMutex);
-  if (mutex == nullptr) {
-    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-    return nullptr;
-  }
-  return mutex->open(name, missing) ? mutex.release()->handle() : nullptr;
+  fchmod(mutex->file.get(), OWNER_ONLY); // whatever the process's mask is
+  return write_at(mutex->file, 0, &FREE, sizeof FREE) &&
+         write_at(mutex->file, sizeof FREE, name, std::strlen(name));
 }
 
 } // namespace
 
-HANDLE create_named_mutex(char const *name, bool initially_owned) noexcept {
-  return make_handle(name, initially_owned ? Missing::CREATE_OWNED : Missing::CREATE);
+HANDLE named_mutex(char const *name, Missing missing) noexcept {
+  FileName const file_name(name);
+  ForkLock const lock(table_guard);
+  NamedMutex **const place = find(file_name);
+  if (*place != nullptr) {
+    ++(*place)->handles;
+    SetLastError(ERROR_ALREADY_EXISTS);
+    return (*place)->handle();
+  }
+  std::unique_ptr<NamedMutex> mutex(new (std::nothrow) NamedMutex(file_name));
+  if (mutex == nullptr || mutex->threads == nullptr) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+  }
+  DirectoryLock const guard;
+  bool const is_used = guard.is_held() && mutex->use(open_used(guard.directory(), file_name.text));
+  bool const is_missing = guard.is_held() && !is_used && errno == ENOENT;
+  bool const is_new =
+      is_missing && missing != Missing::FAIL && create_file(mutex.get(), guard.directory(), name);
+  if (!is_used && !is_new) {
+    fail(error_from_errno(errno));
+    return nullptr;
+  }
+  if (is_new && missing == Missing::CREATE_OWNED) {
+    mutex->wait(0); // before another process can open it
+  }
+  SetLastError(is_new ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
+  *place = mutex.release();
+  return (*place)->handle();
 }
 
-HANDLE open_named_mutex(char const *name) noexcept {
-  return make_handle(name, Missing::FAIL);
+// --- The operations of a mutex ----------------------------------------------------------------
+
+DWORD NamedMutex::wait(DWORD milliseconds) noexcept {
+  Deadline const deadline(milliseconds);
+  DWORD const outcome = WaitForSingleObject(threads, milliseconds);
+  if (outcome != WAIT_OBJECT_0 && outcome != WAIT_ABANDONED) {
+    return outcome;
+  }
+  depth = outcome == WAIT_ABANDONED ? 0 : depth;
+  if (depth > 0) {
+    ++depth;
+    return WAIT_OBJECT_0;
+  }
+  bool const is_locked =
+      milliseconds == INFINITE
+          ? set_record_lock(file, F_OFD_SETLKW, F_WRLCK)
+          : lock_until(deadline, [this] { return set_record_lock(file, F_OFD_SETLK, F_WRLCK); });
+  char mark = FREE;
+  if (is_locked && retry([&] { return pread(file.get(), &mark, sizeof mark, 0); }) == sizeof mark &&
+      write_at(file, 0, &OWNED, sizeof OWNED)) {
+    depth = 1;
+    return mark == FREE ? WAIT_OBJECT_0 : WAIT_ABANDONED;
+  }
+  int const error = errno;
+  unlock_file();
+  ReleaseMutex(threads);
+  SetLastError(error_from_errno(error));
+  return error == EAGAIN ? WAIT_TIMEOUT : WAIT_FAILED;
+}
+
+BOOL NamedMutex::release_mutex() noexcept {
+  if (!owns_inner_mutex(threads)) {
+    return fail(ERROR_NOT_OWNER);
+  }
+  if (--depth == 0) {
+    write_at(file, 0, &FREE, sizeof FREE);
+    unlock_file();
+  }
+  return ReleaseMutex(threads);
+}
+
+// The last user removes the file. If that user was killed, or the directory cannot be locked, the
+// file takes a page of memory until its name is used again or a sweep finds it.
+void NamedMutex::close() noexcept {
+  ForkLock const lock(table_guard);
+  if (--handles > 0) {
+    return;
+  }
+  *find(file_name) = next;
+  file = Descriptor();
+  if (DirectoryLock const guard; guard.is_held()) {
+    open_used(guard.directory(), file_name.text);
+  }
+  delete this;
+}
+
+// The mark stays, and tells the next owner. A mutex that was closed meanwhile is not in the table.
+void abandon_file_of(HANDLE inner_mutex) noexcept {
+  ForkLock const lock(table_guard);
+  for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
+    if (mutex->threads == inner_mutex) {
+      mutex->unlock_file();
+    }
+  }
 }
 
 } // namespace Ostrel

@@ -308,20 +308,23 @@ private:
 
 constexpr DWORD MUTEX_ALL_ACCESS = 0x001F0001;
 
-/// Creates a mutex, recursive and owned by a thread; it is abandoned when its owner ends inside.
-/// Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes other than
-/// null.
+/// Creates a mutex, recursive and owned by a thread. It is abandoned when its owner ends without
+/// releasing it. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes
+/// other than null.
 ///
-/// With a name, which may hold any characters, it is that of every process of the same user that
-/// gives the same name; with its last user it is gone, however that ended. When it is there
+/// With a name, which may hold any characters, the mutex is shared by all processes of the same user
+/// that use this name. It is gone with its last user, however that ended. If the mutex is in use
 /// already, it is opened, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` means
-/// nothing. Null also with what the system refuses.
+/// nothing. When the last handle of a process is closed while a thread of that process owns the
+/// mutex, the mutex is abandoned. A child of fork uses the mutexes of its parent, but owns none.
+/// Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another process has
+/// kept the list of all names locked for 1 s, since it was stopped.
 HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char const *name);
 
 /// Opens the mutex of that name. Every access is granted to the user whose mutex it is, so
 /// `access` means nothing here; nor does `inherit_handle`, since no handle outlives its program.
-/// Null with ERROR_FILE_NOT_FOUND when nobody uses one of that name, ERROR_INVALID_PARAMETER for
-/// a null name, and what else the system refuses.
+/// Null with ERROR_FILE_NOT_FOUND if no process uses a mutex of that name, ERROR_INVALID_PARAMETER
+/// for a null name, and as above.
 HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 
 /// Gives a mutex back that the calling thread has taken: once for each time. FALSE with
