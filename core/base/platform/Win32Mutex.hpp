@@ -12,8 +12,9 @@ namespace Ostrel {
 /// The mutex of the operating system, with or without a name that other processes can open.
 ///
 /// Any thread may use it at any time. Destroying it closes the system's mutex, also while it is
-/// held, but not while a thread waits for it. A mutex with a name is abandoned if no other object of
-/// the process has this name. A child of fork uses the named mutexes of its parent, but owns none.
+/// held, but not while a thread waits for it. A mutex with a name is abandoned if no other object
+/// of the process has this name. A child of fork uses the named mutexes of its parent, but owns
+/// none.
 class OSTBASE_API Win32Mutex : public IMutex {
 public:
   /// Creates a mutex, or opens one that has a name.

@@ -312,9 +312,9 @@ constexpr DWORD MUTEX_ALL_ACCESS = 0x001F0001;
 /// releasing it. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes
 /// other than null.
 ///
-/// With a name, which may hold any characters, the mutex is shared by all processes of the same user
-/// that use this name. It is gone with its last user, however that ended. If the mutex is in use
-/// already, it is opened, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` means
+/// With a name, which may hold any characters, the mutex is shared by all processes of the same
+/// user that use this name. It is gone with its last user, however that ended. If the mutex is in
+/// use already, it is opened, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` means
 /// nothing. When the last handle of a process is closed while a thread of that process owns the
 /// mutex, the mutex is abandoned. A child of fork uses the mutexes of its parent, but owns none.
 /// Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another process has
