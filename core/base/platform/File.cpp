@@ -12,11 +12,6 @@ namespace {
 
 constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 
-// Whether the same opening may succeed later, with the file as it is.
-bool may_pass(DWORD error) {
-  return error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_WRITE_FAULT;
-}
-
 } // namespace
 
 bool is_momentary(std::uint32_t error) noexcept {
@@ -68,11 +63,7 @@ unsigned long File::open_for_reading(char const *path) noexcept {
 }
 
 unsigned long File::open_for_appending(char const *path) noexcept {
-  unsigned long const result = open(path, FILE_APPEND_DATA, OPEN_ALWAYS);
-  if (result == RESULT_NOT_FOUND && may_pass(GetLastError())) {
-    return RESULT_SYSTEM_ERROR;
-  }
-  return result;
+  return open(path, FILE_APPEND_DATA, OPEN_ALWAYS);
 }
 
 unsigned long File::open(char const *path, std::uint32_t access,

@@ -52,9 +52,7 @@ public:
 
   /// Opens a file for writing at its end, wherever that is at each write; it is created when it
   /// does not exist.
-  /// @return as above, and `RESULT_SYSTEM_ERROR` for a reason that may pass: too many open files,
-  /// or
-  ///         an input/output error.
+  /// @return as above; `RESULT_SYSTEM_ERROR` also for a file that does not exist.
   unsigned long open_for_appending(char const *path) noexcept;
 
   bool is_open() const noexcept { return file_ != nullptr; }
