@@ -145,10 +145,11 @@ TEST(SharedLibrary, TellsWhyTheLoaderRefuses) {
   CapturedLog log(CATEGORY, LoggingPriority::DEBUG);
   EXPECT_EQ(make_library(TEST_PLUGINS "/broken/" FILE_NAME)->load(), RESULT_NOT_FOUND);
   auto const lines = log.take();
-  ASSERT_EQ(lines.size(), ON_WINDOWS ? 1U : 2U); // there it has no more to say than the number
+  ASSERT_EQ(lines.size(), 2U);
   EXPECT_TRUE(ON_WINDOWS || lines[1].find("plugin.so: ") != std::string::npos) << lines[1];
   EXPECT_EQ(make_library("/nowhere" TEST_EXTENSION)->load(), RESULT_NOT_FOUND);
-  EXPECT_EQ(log.take().size(), 1U);
+  std::string const reason = ON_WINDOWS ? "" : "': No such file or directory";
+  EXPECT_NE(log.take().back().find("nowhere" TEST_EXTENSION + reason), std::string::npos);
 }
 
 TEST(SharedLibrary, CountsItsOwners) {

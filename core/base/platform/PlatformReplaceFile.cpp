@@ -89,6 +89,7 @@ public:
   TemporaryFile(TemporaryFile const &) = delete;
   TemporaryFile &operator=(TemporaryFile const &) = delete;
   ~TemporaryFile() {
+    KeptError const error;
     file_.reset();
     if (is_there_) {
       DeleteFileA(path_.c_str());
@@ -117,9 +118,8 @@ public:
     bool const is_written =
         write_whole(file_.get(), contents.data, contents.size) == contents.size &&
         FlushFileBuffers(file_.get()) != FALSE;
-    DWORD const error = GetLastError();
+    KeptError const error;
     file_.reset();
-    SetLastError(error);
     return is_written;
   }
 
@@ -250,10 +250,9 @@ bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   if (write_over(file, old_size, contents)) {
     return true;
   }
-  DWORD const error = GetLastError();
+  KeptError const error;
   write_at(file, 0, {old.data(), old.size()});
   end_at(file, old_size);
-  SetLastError(error);
   return false;
 }
 
@@ -287,8 +286,8 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   std::string target;
   if (!find_target(path, &target) || !replace(target, {data, size})) {
     DWORD const error = GetLastError();
-    win32_platform_category().debug("Failed to write '%s': error %lu", path,
-                                    static_cast<unsigned long>(error));
+    ErrorText const reason;
+    win32_platform_category().debug("Failed to write '%s': %s", path, reason.c_str());
     return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
   }
   return RESULT_SUCCESS;

@@ -3,9 +3,17 @@
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/foundation/Waits.hpp"
+#include "core/base/logging/ClassCategory.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 namespace Ostrel {
+
+namespace {
+
+ClassCategory category("Ostrel.Core.Base.Win32Mutex");
+
+} // namespace
 
 Win32Mutex::Win32Mutex(bool initially_owned, char const *name, bool open_existing, void *security,
                        unsigned long *result)
@@ -14,6 +22,12 @@ Win32Mutex::Win32Mutex(bool initially_owned, char const *name, bool open_existin
                                            initially_owned ? TRUE : FALSE, name)) {
   if (result != nullptr) {
     *result = handle_ != nullptr ? RESULT_SUCCESS : RESULT_SYSTEM_ERROR;
+  }
+  // Logging itself uses mutexes, but without names.
+  if (handle_ == nullptr && name != nullptr) {
+    ErrorText const reason;
+    category().debug("Failed to %s mutex '%s': %s", open_existing ? "open" : "create", name,
+                     reason.c_str());
   }
 }
 

@@ -23,7 +23,6 @@ namespace {
 
 constexpr char const *PATH_VARIABLE = "PATH";
 constexpr char const *LIBRARY_PATH_VARIABLE = "OSTREL_LIBRARY_PATH";
-constexpr std::size_t LONGEST_DETAIL = 512; // characters of the loader's own words, terminator too
 
 ClassCategory category("Ostrel.Core.Base.Win32SharedLibrary");
 
@@ -115,13 +114,10 @@ HMODULE load_module(std::string const &name) {
     return module;
   }
   DWORD const error = GetLastError();
-  char detail[LONGEST_DETAIL];
-  bool const is_detailed = loader_message(detail, sizeof detail);
+  ErrorText const reason;
   category().warn("Library '%s' not found, with error '%ld'", name.c_str(),
                   static_cast<long>(error));
-  if (is_detailed) {
-    category().debug("The loader says: %s", detail);
-  }
+  category().debug("Failed to load '%s': %s", name.c_str(), reason.c_str());
   return nullptr;
 }
 

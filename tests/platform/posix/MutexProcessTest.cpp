@@ -4,6 +4,7 @@
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/platform/Mutexes.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 #include "torture/support/SystemCalls.hpp"
@@ -234,6 +235,7 @@ TEST(NamedMutex, DirectoryIsUnlockedByItsThreadAfterAForkThatDidNotWait) {
 
 TEST(NamedMutex, IsNotWaitedForWhileTheDirectoryStaysLocked) {
   std::string const name = unique("unreachable");
+  CapturedLog log("Ostrel.Core.Base.Win32Mutex", LoggingPriority::DEBUG);
   std::unique_ptr<IMutex> mutex;
   // What the calls find if a process was stopped that has locked the directory.
   judge_system_calls([&] { mutex = open_mutex(name, /*open_existing=*/false); },
@@ -244,6 +246,8 @@ TEST(NamedMutex, IsNotWaitedForWhileTheDirectoryStaysLocked) {
                        return Verdict{is_lock ? EAGAIN : 0};
                      });
   EXPECT_EQ(mutex, nullptr);
+  EXPECT_EQ(log.take(), std::vector<std::string>{"DEBUG - Failed to create mutex '" + name +
+                                                 "': Resource temporarily unavailable"});
   EXPECT_NE(open_mutex(name, /*open_existing=*/false), nullptr);
 }
 

@@ -40,7 +40,7 @@ void sleep_until(timespec const &end) {
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count) {
   timespec now = {};
   if (clock_gettime(CLOCK_MONOTONIC, &now) != 0) {
-    return Ostrel::fail(Ostrel::error_from_errno(errno));
+    return Ostrel::fail_with_errno();
   }
   count->QuadPart = now.tv_sec * NANOSECONDS_PER_SECOND + now.tv_nsec;
   return TRUE;

@@ -17,8 +17,8 @@
 namespace {
 
 using Ostrel::Descriptor;
-using Ostrel::error_from_errno;
 using Ostrel::fail;
+using Ostrel::fail_with_errno;
 using Ostrel::Handle;
 using Ostrel::NativePath;
 
@@ -70,7 +70,7 @@ public:
         return true;
       }
     }
-    return fail(errno == 0 ? ERROR_NO_MORE_FILES : error_from_errno(errno));
+    return errno == 0 ? fail(ERROR_NO_MORE_FILES) : fail_with_errno();
   }
 
 private:
@@ -81,7 +81,7 @@ private:
   DIR *open() const noexcept {
     char path[PATH_MAX] = ".";
     std::memcpy(path, query_.c_str(), static_cast<std::size_t>(pattern_ - query_.c_str()));
-    Descriptor directory = Descriptor::open(path, O_RDONLY | O_DIRECTORY | O_NONBLOCK);
+    Descriptor directory = Descriptor::open(path, O_RDONLY | O_DIRECTORY);
     DIR *const opened = directory.is_open() ? fdopendir(directory.get()) : nullptr;
     if (opened != nullptr) {
       directory.release();
@@ -107,12 +107,13 @@ HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data) {
     return INVALID_HANDLE_VALUE;
   }
   if (!search->is_open()) {
-    SetLastError(error_from_errno(errno));
+    fail_with_errno();
     return INVALID_HANDLE_VALUE;
   }
   if (!search->next(data)) {
-    DWORD const error = GetLastError();
-    SetLastError(error == ERROR_NO_MORE_FILES ? ERROR_FILE_NOT_FOUND : error);
+    if (GetLastError() == ERROR_NO_MORE_FILES) {
+      fail(ERROR_FILE_NOT_FOUND);
+    }
     return INVALID_HANDLE_VALUE;
   }
   return search.release()->handle();

@@ -1,21 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
-// GetLastError and SetLastError, on a number of each thread. The number is the layer's own rather
-// than `errno`, which every call of the C library may change.
+// GetLastError and SetLastError, on a number of each thread, and the system's words for it. The
+// number is the layer's own rather than `errno`, which every call of the C library may change.
 #include "core/base/platform/winapi/error.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+
+#include <dlfcn.h>
 
 namespace {
 
 // Reached without a call and without memory: it must be there when memory is what is missing.
-thread_local DWORD last_error __attribute__((tls_model("initial-exec"))) = ERROR_SUCCESS;
+thread_local Ostrel::LastError last_error __attribute__((tls_model("initial-exec")));
 
 struct ErrorPair {
   int posix;
   DWORD windows;
 };
 
+// From left to right and from right to left, the first of several.
+
 constexpr ErrorPair ERROR_PAIRS[] = {
     {0, ERROR_SUCCESS},
     {ENOENT, ERROR_FILE_NOT_FOUND},
+    {ENOENT, ERROR_MOD_NOT_FOUND},
     {ENOTDIR, ERROR_PATH_NOT_FOUND},
     {ELOOP, ERROR_PATH_NOT_FOUND},
     {EMFILE, ERROR_TOO_MANY_OPEN_FILES},
@@ -27,7 +37,7 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {ETXTBSY, ERROR_ACCESS_DENIED},
     {EBADF, ERROR_INVALID_HANDLE},
     {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
-    {EAGAIN, ERROR_SHARING_VIOLATION}, // of a file that is lent to somebody else
+    {EAGAIN, ERROR_SHARING_VIOLATION}, // of what another process has locked
     {EIO, ERROR_IO_DEVICE},
     {ESTALE, ERROR_UNEXP_NET_ERR},
     {ETIMEDOUT, ERROR_SEM_TIMEOUT},
@@ -35,6 +45,7 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {ENOTSUP, ERROR_NOT_SUPPORTED},
     {ENOSYS, ERROR_NOT_SUPPORTED},
     {EEXIST, ERROR_ALREADY_EXISTS},
+    {EEXIST, ERROR_FILE_EXISTS},
     {EINVAL, ERROR_INVALID_PARAMETER},
     {EFAULT, ERROR_INVALID_PARAMETER},
     {ENOSPC, ERROR_DISK_FULL},
@@ -47,11 +58,11 @@ constexpr ErrorPair ERROR_PAIRS[] = {
 } // namespace
 
 DWORD GetLastError() {
-  return last_error;
+  return last_error.number;
 }
 
 void SetLastError(DWORD error) {
-  last_error = error;
+  last_error = {error, 0};
 }
 
 namespace Ostrel {
@@ -61,17 +72,54 @@ BOOL fail(DWORD error) noexcept {
   return FALSE;
 }
 
+BOOL fail_with_errno() noexcept {
+  last_error = {error_from_errno(errno), errno};
+  return FALSE;
+}
+
+BOOL fail_to_open() noexcept {
+  last_error = {error_of_open(errno), errno};
+  return FALSE;
+}
+
+BOOL fail_in_loader(DWORD error) noexcept {
+  last_error = {error, LastError::LOADER};
+  return FALSE;
+}
+
 DWORD error_of_open(int error) noexcept {
   return error == ENOMEM ? ERROR_NO_SYSTEM_RESOURCES : error_from_errno(error);
 }
 
 DWORD error_from_errno(int error) noexcept {
-  for (ErrorPair const &pair : ERROR_PAIRS) {
-    if (pair.posix == error) {
-      return pair.windows;
-    }
+  auto const *const pair =
+      std::find_if(std::begin(ERROR_PAIRS), std::end(ERROR_PAIRS),
+                   [error](ErrorPair const &candidate) { return candidate.posix == error; });
+  return pair == std::end(ERROR_PAIRS) ? ERROR_GEN_FAILURE : pair->windows;
+}
+
+KeptError::KeptError() noexcept : kept_(last_error) {}
+
+KeptError::~KeptError() {
+  last_error = kept_;
+}
+
+// A number that was set without `errno` has the words of the first one that stands for it.
+ErrorText::ErrorText() noexcept {
+  auto const [number, reason] = last_error;
+  auto const *const pair = std::find_if(
+      std::begin(ERROR_PAIRS), std::end(ERROR_PAIRS),
+      [number = number](ErrorPair const &candidate) { return candidate.windows == number; });
+  char const *const loader = reason == LastError::LOADER ? dlerror() : nullptr;
+  if (loader != nullptr) {
+    std::snprintf(text_, sizeof text_, "%s", loader);
+  } else if (reason > 0 || pair != std::end(ERROR_PAIRS)) {
+    char buffer[sizeof text_];
+    int const error = reason > 0 ? reason : pair->posix;
+    std::snprintf(text_, sizeof text_, "%s", strerror_r(error, buffer, sizeof buffer));
+  } else {
+    std::snprintf(text_, sizeof text_, "error %lu", static_cast<unsigned long>(number));
   }
-  return ERROR_GEN_FAILURE;
 }
 
 } // namespace Ostrel

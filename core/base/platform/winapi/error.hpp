@@ -14,8 +14,17 @@ DWORD error_from_errno(int error) noexcept;
 /// The same for a file that cannot be opened: ENOMEM is then the kernel's, not the process's.
 DWORD error_of_open(int error) noexcept;
 
-/// Sets the last error and gives FALSE: the way in which most calls of the layer fail.
+/// Sets the last error and returns FALSE: the way in which most calls of the layer fail.
 BOOL fail(DWORD error) noexcept;
+
+/// The same with what `errno` says, whose words `ErrorText` then has.
+BOOL fail_with_errno() noexcept;
+
+/// The same for a file that cannot be opened.
+BOOL fail_to_open() noexcept;
+
+/// The same after a failure of the loader, whose words `ErrorText` then has.
+BOOL fail_in_loader(DWORD error) noexcept;
 
 /// Makes a system call again for as long as a signal interrupts it; the thread is not cancelled
 /// inside. Not for `close`, whose descriptor is gone when it is interrupted.

@@ -27,9 +27,9 @@
 namespace {
 
 using Ostrel::Descriptor;
-using Ostrel::error_from_errno;
-using Ostrel::error_of_open;
 using Ostrel::fail;
+using Ostrel::fail_to_open;
+using Ostrel::fail_with_errno;
 using Ostrel::Handle;
 using Ostrel::NativePath;
 using Ostrel::retry;
@@ -61,10 +61,6 @@ public:
   StandardErrorHandle() noexcept : FileHandle(STDERR_FILENO) {}
   void close() noexcept override {}
 };
-
-bool fail_with_errno() {
-  return fail(error_from_errno(errno));
-}
 
 // Null, with the last error, for a handle that is none of a file.
 FileHandle const *file_of(HANDLE handle) {
@@ -244,7 +240,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
   Descriptor opened = open_between_forks(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
-    SetLastError(errno == EEXIST ? ERROR_FILE_EXISTS : error_of_open(errno));
+    errno == EEXIST ? fail(ERROR_FILE_EXISTS) : fail_to_open();
     return INVALID_HANDLE_VALUE;
   }
   bool is_regular = false;

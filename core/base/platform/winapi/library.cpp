@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // LoadLibraryA, FreeLibrary and GetProcAddress, on the loader of the C library.
 //
-// That one knows nothing of PATH, and takes a bare name for a library that is loaded already, from
-// wherever, if it is of that name. So a bare name is looked for along PATH here, and what is found
-// is loaded by its full path, by which no other file is meant. Its symbol look-up goes through the
-// libraries that a library needs as well, where a name that is missing would be found in the C
-// library.
+// The loader knows nothing of PATH, and takes a bare name for a library of that name that is loaded
+// already, wherever that one came from. So a bare name is looked for along PATH here, and the file
+// that is found is loaded by its full path. The loader's look-up of a symbol goes through the
+// libraries that a library needs as well, and would find a missing name in the C library.
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
@@ -23,6 +22,7 @@
 namespace {
 
 using Ostrel::fail;
+using Ostrel::fail_in_loader;
 using Ostrel::NotCancelled;
 
 std::string to_native(std::string path) {
@@ -42,7 +42,7 @@ std::size_t element_length(char const *search_path) {
   return drive + std::strcspn(search_path + drive, ";:");
 }
 
-// Gives the path of the first file of that name; the empty text when there is none.
+// Returns the path of the first file of that name; the empty text if there is none.
 std::string find_along_path(std::string const &name) {
   char const *const variable = std::getenv("PATH");
   std::string const path = variable != nullptr ? variable : "";
@@ -59,14 +59,14 @@ std::string find_along_path(std::string const &name) {
   return {};
 }
 
-// Foreign code runs inside, in which the thread must not end, be it by an exception (hence
-// `noexcept`) or by cancellation: the loader would stay locked.
+// Foreign code runs inside. The thread must not end there, by an exception (hence `noexcept`) or by
+// cancellation: the loader would stay locked.
 void *open_library(std::string const &path, DWORD failure) noexcept {
   NotCancelled const here;
   errno = 0;
   void *const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
-    SetLastError(errno == ENOMEM ? ERROR_NOT_ENOUGH_MEMORY : failure);
+    fail_in_loader(errno == ENOMEM ? ERROR_NOT_ENOUGH_MEMORY : failure);
   }
   return library;
 }
@@ -97,7 +97,7 @@ public:
     }
   }
 
-  // Without such a table or a place in it nobody can tell.
+  // True also if there is no such table.
   bool may_define(char const *name) const {
     if (symbols_ == nullptr || names_ == nullptr || hashes_ == nullptr || hashes_[0] == 0) {
       return true;
@@ -150,21 +150,6 @@ bool may_be_defined_in(void *library, char const *name, void *address) {
 
 } // namespace
 
-namespace Ostrel {
-
-bool loader_message(char *text, std::size_t size) noexcept {
-  char const *const message = dlerror();
-  if (message == nullptr || size == 0) {
-    return false;
-  }
-  std::size_t const length = strnlen(message, size - 1);
-  std::memcpy(text, message, length);
-  text[length] = '\0';
-  return true;
-}
-
-} // namespace Ostrel
-
 HMODULE LoadLibraryA(char const *path) try {
   dlerror(); // what an earlier failure left
   if (path == nullptr || path[0] == '\0') {
@@ -178,7 +163,7 @@ HMODULE LoadLibraryA(char const *path) try {
     return open_library(native, ERROR_MOD_NOT_FOUND);
   }
   if (!is_regular_file(file)) {
-    SetLastError(ERROR_MOD_NOT_FOUND);
+    fail(ERROR_MOD_NOT_FOUND);
     return nullptr;
   }
   return open_library(file, ERROR_BAD_EXE_FORMAT);

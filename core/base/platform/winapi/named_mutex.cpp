@@ -269,7 +269,7 @@ HANDLE named_mutex(char const *name, Missing missing) noexcept {
   bool const is_new =
       is_missing && missing != Missing::FAIL && create_file(mutex.get(), guard.directory(), name);
   if (!is_used && !is_new) {
-    fail(error_from_errno(errno));
+    fail_with_errno();
     return nullptr;
   }
   if (is_new && missing == Missing::CREATE_OWNED) {
@@ -303,11 +303,10 @@ DWORD NamedMutex::wait(DWORD milliseconds) noexcept {
     depth = 1;
     return mark == FREE ? WAIT_OBJECT_0 : WAIT_ABANDONED;
   }
-  int const error = errno;
+  fail_with_errno();
   unlock_file();
   ReleaseMutex(threads);
-  SetLastError(error_from_errno(error));
-  return error == EAGAIN ? WAIT_TIMEOUT : WAIT_FAILED;
+  return GetLastError() == ERROR_SHARING_VIOLATION ? WAIT_TIMEOUT : WAIT_FAILED;
 }
 
 BOOL NamedMutex::release_mutex() noexcept {

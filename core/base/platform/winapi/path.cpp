@@ -123,7 +123,7 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
     return fail(ERROR_PATH_NOT_FOUND);
   }
   if (errno != EINVAL && errno != ENOENT) { // neither at what is no link, nor at nothing
-    return fail(error_from_errno(errno));
+    return fail_with_errno();
   }
   bool const is_spelled = is_read_as_it_stands(current);
   struct stat there = {};
@@ -134,7 +134,7 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   // does a link whose text would be taken for another path.
   bool is_link = links > 0 && is_spelled;
   if (is_link && !compare_ends(native.c_str(), current, &is_link)) {
-    return fail(error_from_errno(errno));
+    return fail_with_errno();
   }
   char const *result = is_link ? current : path;
   std::size_t const length = std::strlen(result);
@@ -162,7 +162,7 @@ DWORD GetCurrentDirectoryA(DWORD size, char *buffer) {
   // The C library's own allocation: a directory may be deeper than any path that it takes.
   std::unique_ptr<char, Free> const current(getcwd(nullptr, 0));
   if (current == nullptr) {
-    SetLastError(Ostrel::error_from_errno(errno));
+    Ostrel::fail_with_errno();
     return 0;
   }
   std::size_t const length = std::strlen(current.get());

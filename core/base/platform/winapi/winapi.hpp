@@ -34,6 +34,7 @@ struct ForkSteps {
 #include <direct.h>
 #include <io.h>
 #include <process.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -116,10 +117,33 @@ inline bool put_back_variable(char const *name, char *before) noexcept {
   return is_done;
 }
 
-// The system's loader says no more than its number.
-inline bool loader_message(char *, std::size_t) noexcept {
-  return false;
-}
+class ErrorText {
+public:
+  ErrorText() noexcept {
+    constexpr DWORD HOW = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
+    DWORD const error = GetLastError();
+    if (FormatMessageA(HOW, nullptr, error, 0, text_, sizeof text_, nullptr) == 0) {
+      _snprintf_s(text_, sizeof text_, _TRUNCATE, "error %lu", error);
+    }
+    text_[strcspn(text_, "\r\n")] = '\0';
+  }
+
+  char const *c_str() const noexcept { return text_; }
+
+private:
+  char text_[512];
+};
+
+class KeptError {
+public:
+  KeptError() noexcept : kept_(GetLastError()) {}
+  KeptError(KeptError const &) = delete;
+  KeptError &operator=(KeptError const &) = delete;
+  ~KeptError() { SetLastError(kept_); }
+
+private:
+  DWORD const kept_;
+};
 
 } // namespace Ostrel
 
@@ -201,6 +225,41 @@ constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
 /// The calling thread's last-error number: set by the calls below where they fail.
 DWORD GetLastError();
 void SetLastError(DWORD error);
+
+namespace Ostrel {
+
+struct LastError {
+  static constexpr int LOADER = -1;
+
+  DWORD number = ERROR_SUCCESS;
+  int reason = 0; // the `errno` behind the number, LOADER for the loader's words, or 0
+};
+
+/// Why the calling thread's last call below failed, in the system's own words, such as "No space
+/// left on device". It has to be made in the next statement: logging may change it.
+class ErrorText {
+public:
+  ErrorText() noexcept;
+
+  char const *c_str() const noexcept { return text_; }
+
+private:
+  char text_[512];
+};
+
+/// Keeps the last error, and its words, over the calls until the end of a block.
+class KeptError {
+public:
+  KeptError() noexcept;
+  KeptError(KeptError const &) = delete;
+  KeptError &operator=(KeptError const &) = delete;
+  ~KeptError();
+
+private:
+  LastError const kept_;
+};
+
+} // namespace Ostrel
 
 // --- Handles and waiting: handle.cpp, wait.cpp ------------------------------------------------
 
@@ -411,14 +470,15 @@ constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
 constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
 
 /// Opens a file for one of GENERIC_READ, GENERIC_WRITE and FILE_APPEND_DATA (each write goes to
-/// the end that the file then has), without waiting for the other end of a pipe. No child program
-/// inherits it.
+/// the end that the file then has), without waiting for the other end of a pipe. A file on which
+/// another process holds a lease is waited for, up to the system's limit for that (45 s, if it was
+/// not changed). No child program inherits the handle.
 ///
-/// The system keeps nobody from a file that is open, so a share mode only says whose file a new
-/// one is: its owner's alone (mode 0600) with 0, anybody's within the process's default permissions
-/// otherwise. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory, ERROR_FILE_EXISTS
-/// for CREATE_NEW, ERROR_NOT_SUPPORTED for security attributes, other flags and a template, and
-/// what else the system refuses.
+/// The system keeps no process from a file that is open. So the share mode only sets the
+/// permissions of a new file: 0 restricts it to its owner (mode 0600), any other leaves the
+/// process's default. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory,
+/// ERROR_FILE_EXISTS for CREATE_NEW, ERROR_NOT_SUPPORTED for security attributes, other flags and a
+/// template, and what else the system refuses.
 HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 
@@ -489,14 +549,16 @@ BOOL DeleteFileA(char const *path);
 /// and extended attributes it takes, and waits until all that is on the disk. There is no backup
 /// file, and the only flag is REPLACEFILE_WRITE_THROUGH.
 ///
-/// FALSE with ERROR_NOT_SUPPORTED, and both files as they were, when something would be lost:
-/// owner or attributes cannot be given, `replaced` is a mount point or is no regular file itself.
-/// Further hard links to it are parted from it.
+/// FALSE with ERROR_NOT_SUPPORTED if something would be lost: owner or attributes cannot be set, or
+/// `replaced` is a mount point or no regular file itself. Further hard links to it keep the old
+/// file. FALSE with what else the system refuses, also to open the directory for reading. After
+/// every failure both files are as they were, but for one: ERROR_WRITE_FAULT of the directory's
+/// flush after the replacement, which a crash of the system may then undo.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
 
-/// Gives a file another name on the same file system, in the place of what has that name, and waits
-/// until that is on the disk. Both flags must be given.
+/// Renames a file within its file system, in the place of a file of the new name, and waits until
+/// that is on the disk. Both flags must be given. Failures leave what is said above.
 BOOL MoveFileExA(char const *from, char const *to, DWORD flags);
 
 // --- Directory search: directory.cpp ----------------------------------------------------------
@@ -620,11 +682,6 @@ namespace Ostrel {
 
 /// What the name of a library ends in when nothing else is said.
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".so";
-
-/// Gives what the loader itself had to say about the calling thread's last failure below, such as
-/// the symbol that nobody defines, cut to `size` characters with the terminator. False when it said
-/// nothing, or this was asked before.
-bool loader_message(char *text, std::size_t size) noexcept;
 
 } // namespace Ostrel
 
