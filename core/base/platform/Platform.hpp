@@ -98,7 +98,8 @@ public:
   ///         `RESULT_INVALID_ARGUMENT` for null.
   static unsigned long get_current_directory(std::string *out);
 
-  /// Whether the file can be opened for reading; a directory cannot.
+  /// Whether the file can be opened for reading; a directory cannot. The end of another process's
+  /// lease on the file is waited for.
   /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` (also without memory), or `RESULT_INVALID_ARGUMENT`
   /// for null.
   static unsigned long file_exists(char const *path);
@@ -111,10 +112,11 @@ public:
   /// wildcards `*` and `?`; null or empty selects every file), as full paths in the system's order.
   /// A name with a backslash in it is left out with a warning: no path of this library names it.
   ///
-  /// @param out  emptied first; may hold the arguments.
+  /// @param out  receives the paths, in the place of what it holds, which may be the arguments;
+  ///             untouched on failure.
   /// @return `RESULT_SUCCESS`, also when nothing is found or the directory is null (each a
-  ///         warning); `RESULT_PRECONDITION_ERROR` for a null `out`; `RESULT_OUT_OF_MEMORY` with
-  ///         what was found until then.
+  ///         warning); `RESULT_PRECONDITION_ERROR` for a null `out`; `RESULT_IO_ERROR` when the
+  ///         directory cannot be read to its end; `RESULT_OUT_OF_MEMORY`.
   static unsigned long get_file_list(char const *directory, char const *pattern,
                                      std::vector<std::string> *out);
 
@@ -122,9 +124,11 @@ public:
   /// contents of one directory, of which "." and ".." are part. A null prefix is an empty one, and
   /// names with a backslash are left out.
   ///
-  /// @param out  emptied first; may hold the prefix.
+  /// @param out  receives the paths, in the place of what it holds, which may be the prefix;
+  ///             untouched on failure.
   /// @return `RESULT_SUCCESS`, also when nothing is found; `RESULT_PRECONDITION_ERROR` for a null
-  ///         `out`; `RESULT_OUT_OF_MEMORY` with what was found until then.
+  ///         `out`; `RESULT_IO_ERROR` when the directory cannot be read to its end;
+  ///         `RESULT_OUT_OF_MEMORY`.
   static unsigned long get_dir_list(char const *prefix, std::vector<std::string> *out);
 
   /// Replaces the contents of a file so that it holds the old bytes or the new ones whole at every
@@ -144,10 +148,12 @@ public:
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no
-  ///         temporary file; also when the caller may not write the file itself. After a failure
-  ///         in place the old bytes have been put back if the file could be read, and if writing
-  ///         them back did not fail as well: otherwise the file holds some of both.
-  ///         `RESULT_INVALID_ARGUMENT` for null; `RESULT_OUT_OF_MEMORY`.
+  ///         temporary file; also when the caller may not write the file itself. Only if the last
+  ///         step fails, the flush of the directory after the file has taken its name, the file has
+  ///         the new contents, which a crash of the system may undo. After a failure in place the
+  ///         old bytes have been written back if the file could be read, and if that did not fail
+  ///         as well: otherwise the file holds some of both. `RESULT_INVALID_ARGUMENT` for null;
+  ///         `RESULT_OUT_OF_MEMORY`. The reason of a failure is logged at debug.
   static unsigned long replace_file(char const *path, char const *data, std::size_t size);
 
   // --- Environment ----------------------------------------------------------------------------

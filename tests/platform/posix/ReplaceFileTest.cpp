@@ -2,6 +2,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 #include "torture/support/SystemCalls.hpp"
@@ -13,8 +14,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -167,24 +170,55 @@ TEST(ReplaceFile, FullDiskLeavesTheOldTextInPlace) {
   }
 }
 
+bool opens_directory(SystemCall const &call) {
+  constexpr int FLAGS = 2; // the argument of openat
+  return call.number == SYS_openat && (call.arguments[FLAGS] & O_DIRECTORY) != 0;
+}
+
+bool flushes_directory(SystemCall const &call) {
+  struct stat status = {};
+  return call.number == SYS_fsync && fstat(static_cast<int>(call.arguments[0]), &status) == 0 &&
+         S_ISDIR(status.st_mode);
+}
+
 TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("target");
   std::filesystem::create_symlink("target", directory.path("link"));
-  unsigned int calls = 1;
-  for (unsigned int count = 0; count < calls; ++count) {
+  CapturedLog log("Ostrel.Core.Base.Win32Platform", LoggingPriority::DEBUG);
+  std::string const message = "DEBUG - Failed to write '" + directory.path("link") + "': ";
+  EXPECT_EQ(replace(directory.path("link"), "old"),
+            RESULT_SUCCESS); // the first looks for old files
+  unsigned int of_directory = 0;
+  bool has_failed = true;
+  for (unsigned int count = 0; has_failed; ++count) {
     SCOPED_TRACE(count);
     write_file(path, "old");
     setxattr(path.c_str(), "user.note", "kept", 4, 0);
     struct stat const old = status_of(path);
     unsigned long result = RESULT_FAILURE;
-    calls = judge_system_calls(
-        [&] { result = replace(directory.path("link"), "new"); },
-        [&](unsigned int index, SystemCall const &) { return Verdict{index == count ? EIO : 0}; });
-    EXPECT_EQ(read_file(path), result == RESULT_SUCCESS ? "new" : "old");
-    EXPECT_EQ(status_of(path).st_ino != old.st_ino, result == RESULT_SUCCESS);
+    bool is_opening = false, is_flush = false; // of the directory
+    unsigned int const calls =
+        judge_system_calls([&] { result = replace(directory.path("link"), "new"); },
+                           [&](unsigned int index, SystemCall const &call) {
+                             if (index == count) {
+                               is_opening = opens_directory(call);
+                               is_flush = flushes_directory(call);
+                             }
+                             return Verdict{index == count ? EIO : 0};
+                           });
+    has_failed = count < calls;
+    of_directory += is_opening || is_flush ? 1 : 0;
+    bool const is_new = result == RESULT_SUCCESS || is_flush;
+    EXPECT_TRUE((!is_opening && !is_flush) || result == RESULT_IO_ERROR);
+    EXPECT_EQ(read_file(path), is_new ? "new" : "old");
+    EXPECT_EQ(status_of(path).st_ino != old.st_ino, is_new);
     EXPECT_EQ(count_entries(directory.path()), 2);
+    std::vector<std::string> const lines = log.take();
+    EXPECT_EQ(lines, result == RESULT_SUCCESS ? decltype(lines)()
+                                              : decltype(lines){message + "Input/output error"});
   }
+  EXPECT_EQ(of_directory, 2U);
 }
 
 // Whoever is reading a file meets one text, whatever programs replace it meanwhile.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Files that take another one's place. `rename` puts one file in the place of another in a single
-// step, but with its own owner, permissions and attributes: what it would lose is given to the new
-// file first, or it is not called. It says nothing about the disk either, so the directory is
-// flushed afterwards.
+// step, but with its own owner, permissions and attributes: they are copied to the new file first,
+// and if that fails, `rename` is not called. Nor does `rename` flush anything, so the directory is
+// opened before and flushed afterwards.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -23,8 +23,8 @@
 namespace {
 
 using Ostrel::Descriptor;
-using Ostrel::error_from_errno;
 using Ostrel::fail;
+using Ostrel::fail_with_errno;
 using Ostrel::NativePath;
 using Ostrel::retry;
 
@@ -41,7 +41,7 @@ struct Bytes {
   }
 };
 
-// Reads what `get(buffer, size)` gives in as many bytes as it says to need; false when it fails.
+// Reads all that `get(buffer, size)` writes, which returns the size needed; false when it fails.
 template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
   ssize_t const needed = retry([&get] { return get(nullptr, 0); });
   if (needed <= 0) {
@@ -72,14 +72,15 @@ bool copy_attribute(char const *from, int to, char const *name) {
   if (!read_bytes(get, &wanted)) {
     return false;
   }
-  // What the system gave to both files by itself, such as a security label, may not be settable.
+  // What the system has set for both files by itself, such as a security label, may not be
+  // settable.
   return (read_attribute(to, name, &present) && wanted == present) ||
          retry([=, &wanted] { return fsetxattr(to, name, wanted.data.get(), wanted.size, 0); }) ==
              0;
 }
 
-// Gives `to` the extended attributes of `from`, the access list among them, and no access list that
-// it has from its directory alone.
+// Copies the extended attributes, the access list among them, and removes an access list that `to`
+// has from its directory alone.
 bool copy_attributes(char const *from, int to) {
   if (retry([to] { return fremovexattr(to, ACCESS_LIST); }) != 0 && errno != ENODATA &&
       errno != ENOTSUP) {
@@ -111,54 +112,55 @@ bool copy_owner(struct stat const &from, int to) {
          retry([=, &from] { return fchown(to, from.st_uid, from.st_gid); }) == 0;
 }
 
-// Until all is copied the file is its owner's alone. The owner comes first, since giving a file
-// away takes permissions from it.
+// Until all is copied only its owner has access to the file. The owner comes first: a change of
+// owner clears permissions.
 bool copy_identity(char const *from, struct stat const &status, int to) {
   return copy_owner(status, to) && copy_attributes(from, to) &&
          retry([=, &status] { return fchmod(to, status.st_mode & PERMISSIONS); }) == 0;
 }
 
-// What could not be copied, since it may not be or has no place here, would be lost. A disk or a
+// What cannot be copied, since that is not permitted or has no place here, would be lost. A disk or
 // memory that fails says nothing of that.
-DWORD error_of_copy(int error) {
-  switch (error) {
+bool fail_to_copy() {
+  switch (errno) {
   case EIO:
   case ENOSPC:
   case EDQUOT:
   case ENOMEM:
-    return error_from_errno(error);
+    return fail_with_errno();
   default:
-    return ERROR_NOT_SUPPORTED;
+    return fail(ERROR_NOT_SUPPORTED);
   }
 }
 
-// A rename cannot be undone, so a directory that cannot be flushed, or not be opened for that, is
-// no failure.
-void flush_directory_of(char const *path) {
+Descriptor open_directory_of(char const *path) {
   char const *last = std::strrchr(path, '/');
   std::size_t const length = last == nullptr ? 0 : static_cast<std::size_t>(last + 1 - path);
   char directory[PATH_MAX] = ".";
   std::memcpy(directory, path, length);
-  Descriptor const opened = Descriptor::open(directory, O_RDONLY | O_DIRECTORY);
-  if (opened.is_open()) {
-    retry([&opened] { return fsync(opened.get()); });
-  }
+  return Descriptor::open(directory, O_RDONLY | O_DIRECTORY);
 }
 
+// A rename cannot be undone. If the flush fails with EIO, the new name may be lost again, which is
+// reported. Other errors say that the file system does not flush directories.
 bool rename_durably(NativePath const &from, NativePath const &to) {
+  Descriptor const directory = open_directory_of(to.c_str());
+  if (!directory.is_open()) {
+    return fail_with_errno();
+  }
   if (rename(from.c_str(), to.c_str()) != 0) {
     bool const is_mount_point = errno == EBUSY || errno == EXDEV;
-    return fail(is_mount_point ? ERROR_NOT_SUPPORTED : error_from_errno(errno));
+    return is_mount_point ? fail(ERROR_NOT_SUPPORTED) : fail_with_errno();
   }
-  flush_directory_of(to.c_str());
-  return true;
+  bool const is_flushed = retry([&directory] { return fsync(directory.get()); }) == 0;
+  return is_flushed || errno != EIO || fail_with_errno();
 }
 
 } // namespace
 
 BOOL DeleteFileA(char const *path) {
   NativePath const native(path);
-  return native.is_valid() && (unlink(native.c_str()) == 0 || fail(error_from_errno(errno)));
+  return native.is_valid() && (unlink(native.c_str()) == 0 || fail_with_errno());
 }
 
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
@@ -173,20 +175,20 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
   }
   struct stat status = {};
   if (lstat(to.c_str(), &status) != 0) {
-    return fail(error_from_errno(errno));
+    return fail_with_errno();
   }
   if (!S_ISREG(status.st_mode)) {
     return fail(ERROR_NOT_SUPPORTED);
   }
   Descriptor const file = Descriptor::open(from.c_str(), O_WRONLY);
   if (!file.is_open()) {
-    return fail(error_from_errno(errno));
+    return fail_with_errno();
   }
   if (!copy_identity(to.c_str(), status, file.get())) {
-    return fail(error_of_copy(errno));
+    return fail_to_copy();
   }
   if (retry([&file] { return fsync(file.get()); }) != 0) {
-    return fail(error_from_errno(errno));
+    return fail_with_errno();
   }
   return rename_durably(from, to);
 }
