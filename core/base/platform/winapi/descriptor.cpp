@@ -47,7 +47,12 @@ int error_of_open_at(int directory, char const *name, int flags, int error) noex
 } // namespace
 
 Descriptor Descriptor::open(char const *path, int flags, mode_t mode) noexcept {
-  return open_at(AT_FDCWD, path, flags, mode);
+  Descriptor opened = open_at(AT_FDCWD, path, flags, mode);
+  struct stat status = {};
+  if (opened.is_open() || errno != EAGAIN || stat(path, &status) != 0 || !S_ISREG(status.st_mode)) {
+    return opened;
+  }
+  return open_at(AT_FDCWD, path, flags & ~O_NONBLOCK, mode);
 }
 
 Descriptor Descriptor::open_at(int directory, char const *name, int flags, mode_t mode) noexcept {

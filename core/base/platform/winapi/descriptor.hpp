@@ -31,7 +31,9 @@ public:
   }
 
   /// Opens a file as `open` does, close-on-exec, and again for as long as a signal interrupts it.
-  /// Nothing is open afterwards, with `errno`, when it cannot be had.
+  /// A regular file is opened without O_NONBLOCK if another process holds a lease on it, since the
+  /// lease ends only if its holder has the time. On failure nothing is open afterwards, with
+  /// `errno`.
   static Descriptor open(char const *path, int flags, mode_t mode = 0) noexcept;
 
   /// The same for a name below an open directory.
