@@ -18,16 +18,28 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// Tells why a search has ended, unless it came to its end: RESULT_SUCCESS, also when the directory
-// cannot be read, or RESULT_OUT_OF_MEMORY.
-unsigned long search_result(std::string const &query, DWORD error) {
+// Collects what `add(name, names)` adds for each name that matches the query. `out` is untouched on
+// failure: without memory, and when the directory cannot be read to its end. A search that cannot
+// begin finds nothing.
+template <typename Add>
+unsigned long collect(std::string const &query, Add add, Names *out, bool *has_matches) {
+  Names names;
+  *has_matches = false;
+  DWORD const error = for_each_match(query.c_str(), [&](char const *name) {
+    *has_matches = true;
+    add(name, &names);
+  });
   if (error == ERROR_NOT_ENOUGH_MEMORY) {
     return RESULT_OUT_OF_MEMORY;
   }
   if (error != ERROR_NO_MORE_FILES) {
-    win32_platform_category().debug("Failed to search '%s': error %lu", query.c_str(),
-                                    static_cast<unsigned long>(error));
+    ErrorText const reason;
+    win32_platform_category().debug("Failed to search '%s': %s", query.c_str(), reason.c_str());
+    if (*has_matches || error == ERROR_WRITE_FAULT) { // which is that of a failing disk
+      return RESULT_IO_ERROR;
+    }
   }
+  *out = std::move(names);
   return RESULT_SUCCESS;
 }
 
@@ -88,19 +100,18 @@ unsigned long Platform::get_file_list(char const *directory, char const *pattern
   if (out == nullptr) {
     return RESULT_PRECONDITION_ERROR;
   }
-  Names const previous = std::exchange(*out, {}); // the arguments may point into it
   if (directory == nullptr) {
+    out->clear();
     win32_platform_category().warn("NULL path: return empty file list.");
     return RESULT_SUCCESS;
   }
   std::string const prefix = with_delimiter(directory);
   std::string const query = prefix + "*" + (pattern == nullptr ? "" : pattern);
+  auto const add = [&prefix](char const *name, Names *files) {
+    add_regular_file(prefix, name, files);
+  };
   bool has_matches = false;
-  DWORD const error = for_each_match(query.c_str(), [&](char const *name) {
-    has_matches = true;
-    add_regular_file(prefix, name, out);
-  });
-  unsigned long const result = search_result(query, error);
+  unsigned long const result = collect(query, add, out, &has_matches);
   if (result == RESULT_SUCCESS && !has_matches) {
     win32_platform_category().warn("Error checking files in '%s': return empty file list.",
                                    query.c_str());
@@ -114,16 +125,15 @@ unsigned long Platform::get_dir_list(char const *prefix, std::vector<std::string
   if (out == nullptr) {
     return RESULT_PRECONDITION_ERROR;
   }
-  Names const previous = std::exchange(*out, {}); // the prefix may point into it
   std::string const start = prefix == nullptr ? "" : prefix;
-  std::string const query = start + "*";
-  DWORD const error = for_each_match(query.c_str(), [&](char const *name) {
+  auto const add = [&start](char const *name, Names *directories) {
     std::string path = start + name;
     if (can_be_named(name) && directory_exists(path.c_str()) == RESULT_SUCCESS) {
-      out->push_back(std::move(path));
+      directories->push_back(std::move(path));
     }
-  });
-  return search_result(query, error);
+  };
+  bool has_matches = false;
+  return collect(start + "*", add, out, &has_matches);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

@@ -5,14 +5,19 @@
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
+#include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <functional>
 
 #include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -47,20 +52,63 @@ TEST(Directory, NamesThatCannotBeNamedAreLeftOut) {
   EXPECT_EQ(names, (Names{start + ".", start + ".."}));
 }
 
+TEST(Directory, ThatCannotBeReadToItsEndIsNotListed) {
+  TemporaryDirectory const directory;
+  std::string const prefix = directory.path() + "\\";
+  write_file(directory.path("file"), "");
+  CapturedLog log("Ostrel.Core.Base.Win32Platform", LoggingPriority::DEBUG);
+  for (int const failing : {0, 1}) { // which call; the first one reads all names
+    for (bool const are_files : {true, false}) {
+      SCOPED_TRACE(failing);
+      Names names = {"stale"};
+      int reads = 0;
+      judge_system_calls(
+          [&] {
+            EXPECT_EQ(are_files ? Platform::get_file_list(prefix.c_str(), "", &names)
+                                : Platform::get_dir_list(prefix.c_str(), &names),
+                      RESULT_IO_ERROR);
+          },
+          [&](unsigned int, SystemCall const &call) {
+            return Verdict{call.number == SYS_getdents64 && reads++ == failing ? EIO : 0};
+          });
+      EXPECT_EQ(names, Names{"stale"});
+      EXPECT_EQ(log.take(),
+                Names{"DEBUG - Failed to search '" + prefix + "*': Input/output error"});
+    }
+  }
+}
+
 // As a file server lends it to its clients.
-TEST(File, LentToAnotherProgramIsNotThere) {
+TEST(File, LentToAnotherProgramIsWaitedFor) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("file");
-  write_file(path, "");
-  int const lender = open(path.c_str(), O_RDWR);
-  auto const before = std::signal(SIGIO, SIG_IGN); // somebody asks for it
-  ASSERT_EQ(fcntl(lender, F_SETLEASE, F_WRLCK), 0);
   std::string found;
-  EXPECT_EQ(Platform::find_file(directory.path(), "file", &found), RESULT_NOT_FOUND);
-  EXPECT_EQ(Platform::replace_file(path.c_str(), "x", 1), RESULT_IO_ERROR);
-  close(lender);
-  std::signal(SIGIO, before);
-  EXPECT_EQ(Platform::find_file(directory.path(), "file", &found), RESULT_SUCCESS);
+  std::function<unsigned long()> const operations[] = {
+      [&] { return Platform::file_exists(path.c_str()); },
+      [&] { return Platform::find_file(directory.path(), "file", &found); },
+      [&] { return Platform::replace_file(path.c_str(), "x", 1); }};
+  write_file(path, "");
+  for (auto const &operation : operations) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    pid_t const lender = fork();
+    if (lender == 0) {
+      int const lent = open(path.c_str(), O_RDWR);
+      ssize_t const told = fcntl(lent, F_SETLEASE, F_WRLCK) == 0 ? write(ends[1], "x", 1) : -1;
+      while (told == 1) {
+        pause(); // until SIGIO, which tells of the opening, ends this process
+      }
+      _exit(1);
+    }
+    char byte = 0;
+    int status = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 1);
+    EXPECT_EQ(operation(), RESULT_SUCCESS);
+    EXPECT_EQ(waitpid(lender, &status, 0), lender);
+    EXPECT_EQ(WTERMSIG(status), SIGIO);
+    close(ends[0]);
+    close(ends[1]);
+  }
 }
 
 TEST(Path, CurrentDirectoryOfAnyLength) {
