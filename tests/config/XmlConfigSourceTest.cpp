@@ -210,7 +210,12 @@ TEST(XmlConfigSource, AFileThatCannotBeReadForAMomentIsNotPassedOver) {
     std::string name;
     one.source.find_first(nullptr, &name);
     EXPECT_EQ(name, c.top);
-    EXPECT_EQ(log.take().empty(), c.result == RESULT_SUCCESS);
+    std::string const reason = ": " + std::string(std::strerror(c.error));
+    Lines const lines = log.take();
+    EXPECT_EQ(lines.empty(), c.result == RESULT_SUCCESS);
+    EXPECT_TRUE(lines.empty() || lines[0] == "WARN  - Unable to read file '" + directory.path("a") +
+                                                 "\\in.xml'" + reason)
+        << lines[0];
     EXPECT_EQ(one.source.init_source("in.xml"), RESULT_SUCCESS);
     one.source.find_first(nullptr, &name);
     EXPECT_EQ(name, "A");

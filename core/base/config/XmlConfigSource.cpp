@@ -13,6 +13,7 @@
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/SystemErrorText.hpp"
 
 #include <libxml/hash.h>
 #include <libxml/parser.h>
@@ -26,6 +27,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -106,8 +108,8 @@ bool is_element(xmlNode const *node) {
   return node->type == XML_ELEMENT_NODE;
 }
 
-constexpr unsigned int ERROR_TEXT_SIZE = 512;
-using ErrorText = std::array<char, ERROR_TEXT_SIZE>;
+constexpr unsigned int FAULT_TEXT_SIZE = 512;
+using FaultText = std::array<char, FAULT_TEXT_SIZE>;
 
 // Keeps what the XML library has to say, which without this goes to standard error, and puts the
 // host's own handler back at the end. Errors of character decoding reach no narrower handler.
@@ -143,7 +145,7 @@ private:
     }
     char const *message = error->message == nullptr ? "unknown error" : error->message;
     int const length = static_cast<int>(std::strcspn(message, "\n")); // it ends in a line feed
-    ovra_snprintf(trap.first_.data(), ERROR_TEXT_SIZE, "line %d, column %d: %.*s", error->line,
+    ovra_snprintf(trap.first_.data(), FAULT_TEXT_SIZE, "line %d, column %d: %.*s", error->line,
                   error->int2, length, message);
   }
 
@@ -151,7 +153,7 @@ private:
   void *context_;
   bool lacked_memory_ = false;
   bool met_fault_ = false; // what is read is malformed
-  ErrorText first_ = {};
+  FaultText first_ = {};
 };
 
 // --- Reading ----------------------------------------------------------------------------------
@@ -194,14 +196,18 @@ public:
   unsigned long long size() const noexcept override { return file_.size(); }
   int read(char *buffer, int size) noexcept override {
     std::size_t count = 0;
-    has_failed_ = !file_.read(buffer, static_cast<std::size_t>(size), &count);
-    return has_failed_ ? -1 : static_cast<int>(count);
+    if (!file_.read(buffer, static_cast<std::size_t>(size), &count)) {
+      failure_.emplace();
+      return -1;
+    }
+    return static_cast<int>(count);
   }
-  bool has_failed() const noexcept { return has_failed_; }
+  // Why reading failed, if it did.
+  std::optional<SystemErrorText> const &failure() const noexcept { return failure_; }
 
 private:
   File file_;
-  bool has_failed_ = false;
+  std::optional<SystemErrorText> failure_;
 };
 
 class TextInput final : public Input {
@@ -223,7 +229,7 @@ struct Parsed {
   // RESULT_FAILURE when the input does not parse, RESULT_SYSTEM_ERROR when it cannot be read,
   // RESULT_OUT_OF_MEMORY.
   unsigned long result = RESULT_SUCCESS;
-  ErrorText fault = {}; // why the input does not parse
+  FaultText fault = {}; // why the input does not parse
 };
 
 // One parse, held to the limits above. The parser's callbacks reach it through `_private`.
@@ -638,7 +644,7 @@ Parsed LimitedParse::run() {
   }
   if (document == nullptr || refusal_ != nullptr) {
     Parsed parsed = {nullptr, RESULT_FAILURE};
-    ovra_snprintf(parsed.fault.data(), ERROR_TEXT_SIZE, "%s",
+    ovra_snprintf(parsed.fault.data(), FAULT_TEXT_SIZE, "%s",
                   refusal_ != nullptr ? refusal_ : errors_.first());
     return parsed;
   }
@@ -646,20 +652,21 @@ Parsed LimitedParse::run() {
   return {std::move(document)};
 }
 
-// For a file that was found, and cannot be opened or read at this moment.
-unsigned long report_unreadable(char const *path) {
-  category().warn("Unable to read file '%s'", path);
+// For a file that exists, and cannot be opened or read at this moment.
+unsigned long report_unreadable(char const *path, SystemErrorText const &reason) {
+  category().warn("Unable to read file '%s': %s", path, reason.c_str());
   return RESULT_SYSTEM_ERROR;
 }
 
 Parsed parse_file(char const *path) {
   FileInput file;
   if (unsigned long const result = file.open(path); result != RESULT_SUCCESS) {
-    return {nullptr, result == RESULT_OUT_OF_MEMORY ? result : report_unreadable(path)};
+    SystemErrorText const reason;
+    return {nullptr, result == RESULT_OUT_OF_MEMORY ? result : report_unreadable(path, reason)};
   }
   Parsed parsed = LimitedParse(file).run();
-  if (file.has_failed()) {
-    return {nullptr, report_unreadable(path)};
+  if (file.failure()) {
+    return {nullptr, report_unreadable(path, *file.failure())};
   }
   if (parsed.result == RESULT_FAILURE) {
     category().debug("%s", parsed.fault.data());
@@ -726,7 +733,7 @@ bool are_equal(xmlDoc &one, xmlDoc &other) {
 // The text of the file, null and with the reason in `fault` when that would not parse. Another
 // encoding than UTF-8 is kept when the same is read back as out of UTF-8. Throws std::bad_alloc
 // without memory.
-Serialized make_file_text(xmlDoc &document, ErrorText *fault) {
+Serialized make_file_text(xmlDoc &document, FaultText *fault) {
   char const *const encoding = reinterpret_cast<char const *>(document.encoding); // may be null
   bool const is_converted = encoding != nullptr && !is_utf_8(document);
   Serialized written = serialize(document, is_converted ? UTF_8 : encoding);
@@ -1013,7 +1020,7 @@ IConfigSource::ConfigRoot root_of(xmlNode const &top_key) {
 unsigned long try_candidate(std::string const &path, std::string *found) {
   unsigned long const result = File().open_for_reading(path.c_str());
   if (result == RESULT_SYSTEM_ERROR) {
-    return report_unreadable(path.c_str());
+    return report_unreadable(path.c_str(), SystemErrorText());
   }
   if (result == RESULT_SUCCESS) {
     *found = path;
@@ -1430,7 +1437,7 @@ bool XmlConfigSource::save() const try {
   }
   xmlKeepBlanksDefault(0);
   char const *const path = main_document_.file_name.c_str();
-  ErrorText fault = {};
+  FaultText fault = {};
   Serialized const written = make_file_text(*main_document_.document, &fault);
   if (written.text == nullptr) {
     category().debug("Refused to save '%s': %s", path, fault.data());

@@ -35,7 +35,7 @@ unsigned long collect(std::string const &query, Add add, Names *out, bool *has_m
   if (error != ERROR_NO_MORE_FILES) {
     ErrorText const reason;
     win32_platform_category().debug("Failed to search '%s': %s", query.c_str(), reason.c_str());
-    if (*has_matches || error == ERROR_WRITE_FAULT) { // which is that of a failing disk
+    if (*has_matches || error == ERROR_IO_DEVICE) {
       return RESULT_IO_ERROR;
     }
   }
