@@ -169,12 +169,16 @@ public:
 
   // --- Console and process --------------------------------------------------------------------
 
-  /// Whether a key press waits at the console; false without a terminal, and for null and every
-  /// stream but standard input.
+  /// Whether a key press waits at the console; false without a terminal, in a process that is in
+  /// the background of its terminal, and for null and every stream but standard input. Changes no
+  /// signal handler.
   static bool input_ready(std::FILE *stream);
 
-  /// Waits for a key press, echoes it and returns its character; a carriage return when there is no
-  /// terminal, so that a loop over lines ends.
+  /// Waits for a key press, echoes it and returns its character; a carriage return if there is no
+  /// terminal, so that a loop over lines ends. The terminal is left as it was found if SIGINT,
+  /// SIGTERM, SIGHUP, SIGQUIT or SIGTSTP ends or stops the program meanwhile, or the thread is
+  /// stopped. Another end without clean-up (`_exit`, SIGKILL, a crash) leaves it without line
+  /// editing.
   static char get_char();
 
   /// Reads one character: a carriage return ends the line and gives true; any other is appended to

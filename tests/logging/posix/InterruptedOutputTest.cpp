@@ -76,7 +76,7 @@ Role const few_descriptors("few-descriptors", [](Role::Arguments const &argument
   setrlimit(RLIMIT_NOFILE, &limits);
   lasting.write(event("lost"));
   write_file(arguments[1], "");
-  auto elapsed = start - start;
+  std::chrono::steady_clock::duration elapsed{};
   while (read_file(arguments[0]).empty() && elapsed < std::chrono::minutes(1)) {
     passing.write(event("late"));
     lasting.write(event("late"));

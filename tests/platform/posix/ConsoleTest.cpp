@@ -7,13 +7,20 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -22,7 +29,8 @@ using Ostrel::Platform;
 
 namespace {
 
-constexpr int NO_TERMINAL = 77; // how a role ends on a system that has no pseudo-terminals
+constexpr int NO_TERMINAL = 77; // a child's status when the system has none to offer
+
 int master = -1, terminal = -1; // the two ends of the pseudo-terminal
 
 // Gives this process a pseudo-terminal as its controlling terminal.
@@ -95,20 +103,37 @@ void fork_meanwhile() {
   type("f");
 }
 
-// Ends another process by a signal and gives the status of its end. One signal has to do, except
-// under the thread sanitizer, which loses one that comes while it is busy itself.
+// Ends or stops another process by a signal and returns the status of that. One signal has to do,
+// except under the thread sanitizer, which loses one that comes while it is busy itself.
 int end_by(int signal, pid_t process) {
   int status = 0;
   kill(process, signal);
 #ifdef __SANITIZE_THREAD__
-  while (waitpid(process, &status, WNOHANG) == 0) {
+  while (waitpid(process, &status, WNOHANG | WUNTRACED) == 0) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
     kill(process, signal);
   }
 #else
-  waitpid(process, &status, 0);
+  waitpid(process, &status, WUNTRACED);
 #endif
   return status;
+}
+
+// Has the system end this process at its next change or reading of a signal's handler.
+bool forbid_handlers() {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_rt_sigaction, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog const filter = {std::size(program), program};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+void handle_by_typing(int /*signal*/) {
+  type("s");
 }
 
 Role const keys_role("console-keys", [](Role::Arguments const &) {
@@ -144,8 +169,18 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   EXPECT_TRUE(is_line_edited());
 
   EXPECT_EQ(read_keys(1, fork_meanwhile), "f");
-  std::signal(SIGUSR1, [](int) { type("s"); }); // a signal that the program handles
-  EXPECT_EQ(read_keys(1, [] { kill(getpid(), SIGUSR1); }), "s");
+  struct sigaction before = {};
+  sigaction(SIGTERM, nullptr, &before);
+  EXPECT_EQ(before.sa_handler, SIG_DFL) << "left behind by a call";
+  for (int round = 0; round < 2; ++round) { // a handler that is set during a call, and one before
+    EXPECT_EQ(read_keys(1,
+                        [] {
+                          std::signal(SIGTERM, handle_by_typing);
+                          kill(getpid(), SIGTERM);
+                        }),
+              "s");
+    EXPECT_EQ(std::signal(SIGTERM, handle_by_typing), handle_by_typing);
+  }
   EXPECT_TRUE(is_line_edited());
 
   std::signal(SIGHUP, SIG_IGN);
@@ -186,6 +221,53 @@ Role const end_role("console-end", [](Role::Arguments const &arguments) {
   return 0;
 });
 
+// Asking does nothing with signals; and a job in the background has no key, and waits for the
+// foreground before it reads one.
+Role const job_role("console-job", [](Role::Arguments const &) {
+  alarm(60);
+  if (!make_terminal()) {
+    return NO_TERMINAL;
+  }
+  type_ahead("a", 'a');
+  int status = 0;
+  for (bool const is_in_background : {false, true}) {
+    pid_t const asking = fork();
+    if (asking == 0) {
+      alarm(60);
+      setpgid(0, is_in_background ? 0 : getpgrp());
+      _exit(!forbid_handlers() || Platform::input_ready(stdin) != is_in_background ? 0 : 1);
+    }
+    waitpid(asking, &status, WUNTRACED);
+    EXPECT_EQ(status, 0) << is_in_background;
+  }
+
+  pid_t const job = fork();
+  if (job == 0) {
+    alarm(60);
+    setpgid(0, 0);
+    _exit(Platform::get_char() == 'k' ? 0 : 1);
+  }
+  setpgid(job, job);
+  waitpid(job, &status, WUNTRACED);
+  EXPECT_TRUE(WIFSTOPPED(status));
+  EXPECT_TRUE(is_line_edited());
+  std::signal(SIGTTOU, SIG_IGN); // this process goes into the background now
+  tcflush(terminal, TCIFLUSH);
+  tcsetpgrp(terminal, job);
+  kill(job, SIGCONT);
+  wait_for_reader();
+  status = end_by(SIGTSTP, job);
+  EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGTSTP) << status;
+  EXPECT_TRUE(is_line_edited());
+  kill(job, SIGCONT);
+  wait_for_reader();
+  type("k");
+  waitpid(job, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(is_line_edited());
+  return 0;
+});
+
 Role const without_role("console-without", [](Role::Arguments const &) {
   setsid();
   std::string line = "kept";
@@ -197,21 +279,16 @@ Role const without_role("console-without", [](Role::Arguments const &) {
 
 } // namespace
 
-TEST(Console, GivesKeyPresses) {
-  ChildResult const child = run_child("console-keys");
-  if (child.status == NO_TERMINAL) {
-    GTEST_SKIP() << "this system has no pseudo-terminals";
+TEST(Console, KeepsToItsTerminal) {
+  std::vector<std::vector<std::string>> roles = {{"console-keys"}, {"console-job"}};
+  for (int const how : {EXITS, IS_CANCELLED, SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+    roles.push_back({"console-end", std::to_string(how)});
   }
-  EXPECT_EQ(child.status, 0) << child.out;
-}
-
-TEST(Console, LeavesTheTerminalAsItWasFound) {
-  for (int const how :
-       {EXITS, IS_CANCELLED, SIGTERM, SIGINT, SIGABRT, SIGSTKFLT, SIGRTMIN, SIGRTMAX}) {
-    SCOPED_TRACE(how);
-    ChildResult const child = run_child("console-end", {std::to_string(how)});
+  for (auto const &role : roles) {
+    SCOPED_TRACE(role.front() + " " + role.back());
+    ChildResult const child = run_child(role.front(), {role.back()});
     if (child.status == NO_TERMINAL) {
-      GTEST_SKIP() << "this system has no pseudo-terminals";
+      GTEST_SKIP() << "the system has no pseudo-terminal";
     }
     EXPECT_EQ(child.status, 0) << child.out;
   }

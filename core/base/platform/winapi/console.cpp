@@ -1,28 +1,33 @@
 // SPDX-License-Identifier: Apache-2.0
-// _kbhit and _getche, on the controlling terminal, which gives single key presses only while its
-// line editing is off.
+// _kbhit and _getche, on the controlling terminal, which passes on single key presses only while
+// its line editing is off.
 //
 // Enter sends a carriage return, which the terminal usually turns into a line feed as it arrives
 // (ICRNL): what was typed before a call cannot be told from a line feed afterwards. So the two are
 // exchanged during a call (INLCR as well), and a line feed is Enter whenever it was typed; it is
-// also what a shell expects to find when it gets what nobody read here. Where the terminal leaves
+// also what a shell expects to find in what was typed and not read here. If the terminal leaves
 // Enter alone, it is left alone here. Of the key for the end of the input, typed before a call, the
 // line editing leaves a zero, which is read as that key.
 //
-// The change of the terminal outlives the process, so it is taken back on every way out: by the
-// last call that ends (also by a thread that is cancelled or terminated while it waits), by the end
-// of the process, and by the signals that would end or stop it and that the program leaves to
-// the system.
+// The change of the terminal outlives the process, so _getche undoes it on every way out: in the
+// last call that ends (also when its thread is cancelled or terminated), at the exit of the
+// process, and in a handler of the signals that end or stop a program from its terminal. The
+// handler sets the terminal back, lets the default action happen, and if the process goes on after
+// a stop, switches the terminal again. It is there only during the call, and only for signals
+// without a handler of the program. Reading a disposition and replacing it are two steps, between
+// which the program may set a handler: the second step returns what it replaced, and a handler of
+// the program that turns up there is put back at once.
+//
+// _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
+// signals in that moment instead of handling them.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <iterator>
 #include <utility>
 
 #include <fcntl.h>
@@ -34,17 +39,67 @@
 namespace {
 
 constexpr int ENTER = '\r';
+constexpr int HANDLED_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT};
 
 using Ostrel::Descriptor;
+using Handler = void (*)(int);
 
-// The default action of these leaves the process as it is, or stops it because the terminal is
-// somebody else's, whose settings it must not touch then.
-constexpr int SIGNALS_LEFT_ALONE[] = {SIGCHLD, SIGURG, SIGWINCH, SIGTTIN, SIGTTOU};
+// --- Signals ----------------------------------------------------------------------------------
 
 extern "C" void end_or_stop(int signal);
 
-// The state of the terminal during calls. Signal handlers read it, so it changes in an order in
-// which it is always true.
+// Replaces one handler of a signal by another. A handler of the program stays, also one that is set
+// at the same time.
+void replace_handler(int signal, Handler from, Handler to) noexcept {
+  struct sigaction replaced = {};
+  if (sigaction(signal, nullptr, &replaced) != 0 || replaced.sa_handler != from) {
+    return;
+  }
+  struct sigaction next = {};
+  next.sa_handler = to;
+  next.sa_flags = SA_RESTART | SA_ONSTACK;
+  while (sigaction(signal, &next, &replaced) == 0 && replaced.sa_handler != from) {
+    from = next.sa_handler;
+    next = replaced;
+  }
+}
+
+void replace_handlers(Handler from, Handler to) noexcept {
+  for (int const signal : HANDLED_SIGNALS) {
+    replace_handler(signal, from, to);
+  }
+}
+
+// Keeps every signal from the thread until the end of a block.
+class SignalsBlocked {
+public:
+  SignalsBlocked() noexcept {
+    sigset_t all = {};
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  SignalsBlocked(SignalsBlocked const &) = delete;
+  SignalsBlocked &operator=(SignalsBlocked const &) = delete;
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+  sigset_t before_{};
+};
+
+// --- The terminal -----------------------------------------------------------------------------
+
+bool is_in_background(int terminal) noexcept {
+  return tcgetpgrp(terminal) != getpgrp();
+}
+
+// How many bytes a read of the terminal would get now.
+int count_waiting(int terminal) noexcept {
+  int count = 0;
+  return ioctl(terminal, FIONREAD, &count) == 0 ? count : 0;
+}
+
+// The state of the terminal during calls. Signal handlers read it, so each field is set before the
+// one that says that it counts.
 class Console {
 public:
   constexpr Console() noexcept = default;
@@ -53,24 +108,29 @@ public:
   // At the end of the process another thread may be waiting for a key.
   ~Console() {
     restore();
+    replace_handlers(end_or_stop, SIG_DFL);
     descriptor_.release();
   }
 
-  // Switches to single keys for the first of those who call. False without a terminal.
+  // Switches to single keys for the first of several callers. False without a terminal.
   bool enter();
   // Switches back for the last.
   void leave() noexcept;
 
-  // Both are allowed in a signal handler.
+  bool has_key() noexcept;
+
+  // These are allowed in a signal handler.
+  bool is_entered() const noexcept { return process_ == getpid(); }
   void restore() noexcept;
   void switch_to_keys() noexcept;
 
-  // For as long as the caller is between enter and leave.
+  // These are for callers between enter and leave.
   int descriptor() const noexcept { return descriptor_.get(); }
   int key_of(unsigned char byte) const noexcept;
 
 private:
   bool open_terminal() noexcept;
+  bool read_mode() noexcept;
   static void forget_parent() noexcept;
 
   Ostrel::ForkMutex guard_{forget_parent};
@@ -88,31 +148,18 @@ private:
 Console console;
 
 void Console::restore() noexcept {
-  if (is_switched_ && process_ == getpid()) {
+  if (is_switched_ && is_entered()) {
     tcsetattr(descriptor_.get(), TCSANOW, &before_);
     is_switched_ = false;
   }
 }
 
+// In the background, where the change would stop the process, the terminal stays as it is: the next
+// read stops the process as well, and with the foreground it gets SIGCONT.
 void Console::switch_to_keys() noexcept {
-  if (process_ == getpid()) {
+  if (is_entered() && !is_in_background(descriptor_.get())) {
     is_switched_ = true;
     tcsetattr(descriptor_.get(), TCSANOW, &during_);
-  }
-}
-
-// Gives `handler` all signals that have the handler `from`: the program's own stay as they are.
-void exchange_handlers(void (*from)(int), void (*handler)(int)) noexcept {
-  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
-    bool const is_left = std::find(std::begin(SIGNALS_LEFT_ALONE), std::end(SIGNALS_LEFT_ALONE),
-                                   signal) != std::end(SIGNALS_LEFT_ALONE);
-    struct sigaction action = {};
-    if (!is_left && sigaction(signal, nullptr, &action) == 0 &&
-        (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == from) {
-      action.sa_handler = handler;
-      action.sa_flags = SA_RESTART | SA_ONSTACK;
-      sigaction(signal, &action, nullptr);
-    }
   }
 }
 
@@ -122,20 +169,31 @@ void Console::forget_parent() noexcept {
     console.users_ = 0;
     console.is_switched_ = false;
     console.descriptor_ = Descriptor();
-    exchange_handlers(end_or_stop, SIG_DFL);
+    replace_handlers(end_or_stop, SIG_DFL);
   }
 }
 
+// A process in the background is stopped by the system in `tcdrain`, until it is in the foreground:
+// only then is the mode of the terminal the one to go back to. One that is not stopped (it ignores
+// SIGTTOU, or no shell would wake it) has no terminal.
 bool Console::enter() {
   Ostrel::ForkLock const lock(guard_);
-  if (users_ == 0 && !open_terminal()) {
-    return false;
-  }
-  if (users_++ == 0) {
-    exchange_handlers(SIG_DFL, end_or_stop);
+  if (users_ == 0) {
+    if (!open_terminal()) {
+      return false;
+    }
+    if (is_in_background(descriptor_.get())) {
+      tcdrain(descriptor_.get());
+    }
+    if (is_in_background(descriptor_.get()) || !read_mode()) {
+      descriptor_ = Descriptor();
+      return false;
+    }
+    replace_handlers(SIG_DFL, end_or_stop);
     process_ = getpid();
     switch_to_keys();
   }
+  ++users_;
   return true;
 }
 
@@ -144,17 +202,45 @@ void Console::leave() noexcept {
   if (--users_ == 0) {
     restore();
     process_ = 0;
-    exchange_handlers(end_or_stop, SIG_DFL);
+    replace_handlers(end_or_stop, SIG_DFL);
     descriptor_ = Descriptor();
   }
 }
 
-bool Console::open_terminal() noexcept {
-  Descriptor opened = Descriptor::open("/dev/tty", O_RDWR | O_NOCTTY);
-  if (!opened.is_open() || tcgetattr(opened.get(), &before_) != 0) {
+bool Console::has_key() noexcept {
+  SignalsBlocked const blocked; // among them SIGTTOU, which would stop a process in the background
+  Ostrel::ForkLock const lock(guard_);
+  bool const is_opened_here = users_ == 0;
+  if (is_opened_here && !open_terminal()) {
     return false;
   }
-  descriptor_ = std::move(opened);
+  int const terminal = descriptor_.get();
+  bool has_key = false;
+  if (!is_in_background(terminal)) {
+    has_key = count_waiting(terminal) > 0;
+    // The beginning of a line counts while the line editing is off.
+    if (!has_key && is_opened_here && read_mode() && (before_.c_lflag & ICANON) != 0) {
+      tcsetattr(terminal, TCSANOW, &during_);
+      has_key = count_waiting(terminal) > 0;
+      tcsetattr(terminal, TCSANOW, &before_);
+    }
+  }
+  if (is_opened_here) {
+    descriptor_ = Descriptor();
+  }
+  return has_key;
+}
+
+bool Console::open_terminal() noexcept {
+  descriptor_ = Descriptor::open("/dev/tty", O_RDWR | O_NOCTTY);
+  return descriptor_.is_open();
+}
+
+// Reads the mode to go back to, and makes the one for single keys of it.
+bool Console::read_mode() noexcept {
+  if (tcgetattr(descriptor_.get(), &before_) != 0) {
+    return false;
+  }
   is_exchanged_ = (before_.c_iflag & ICRNL) != 0;
   during_ = before_;
   during_.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ECHONL);
@@ -175,30 +261,33 @@ int Console::key_of(unsigned char byte) const noexcept {
   return is_end_of_input ? before_.c_cc[VEOF] : byte;
 }
 
-// Lets the system do with the signal what it would have done, with the terminal restored. It comes
-// back only from a signal that stopped the process, when that goes on. The terminal may have been
-// set otherwise meanwhile, also when SIGSTOP, which nobody notices, stopped the process.
-void end_or_stop(int signal) {
-  int const error = errno;
-  if (signal == SIGCONT) {
-    console.switch_to_keys();
-    errno = error;
-    return;
-  }
-  console.restore();
-  struct sigaction mine = {}, system = {};
-  system.sa_handler = SIG_DFL;
-  sigaction(signal, &system, &mine);
-  raise(signal);
+// Returns only from a signal that stops the process, when that goes on.
+void take_default_action(int signal) noexcept {
+  replace_handler(signal, end_or_stop, SIG_DFL);
+  raise(signal); // blocked while its handler runs
   sigset_t only = {}, blocked = {};
   sigemptyset(&only);
   sigaddset(&only, signal);
   pthread_sigmask(SIG_UNBLOCK, &only, &blocked);
   pthread_sigmask(SIG_SETMASK, &blocked, nullptr);
-  sigaction(signal, &mine, nullptr);
+  if (console.is_entered()) {
+    replace_handler(signal, SIG_DFL, end_or_stop);
+  }
+}
+
+// SIGCONT also comes after SIGSTOP, which has no handler: the terminal may have been set otherwise
+// since.
+void end_or_stop(int signal) {
+  int const error = errno;
+  if (signal != SIGCONT) {
+    console.restore();
+    take_default_action(signal);
+  }
   console.switch_to_keys();
   errno = error;
 }
+
+// --- The calls --------------------------------------------------------------------------------
 
 // The terminal, switched to single keys for the length of a block, in which the thread is not
 // cancelled.
@@ -252,9 +341,8 @@ int _fileno(std::FILE *stream) {
 }
 
 int _kbhit() {
-  SingleKeys const keys;
-  int waiting = 0;
-  return keys.is_there() && ioctl(console.descriptor(), FIONREAD, &waiting) == 0 && waiting > 0;
+  Ostrel::NotCancelled const here;
+  return console.has_key() ? 1 : 0;
 }
 
 int _getche() {

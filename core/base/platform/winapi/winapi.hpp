@@ -714,14 +714,22 @@ FARPROC GetProcAddress(HMODULE library, char const *symbol);
 /// The descriptor of a stream; -1 for a stream without one.
 int _fileno(std::FILE *stream);
 
-/// Whether a key press waits at the controlling terminal: not 0 when one does.
+/// Whether a key press waits at the controlling terminal: not 0 if one does. 0 in a process that is
+/// in the background of its terminal. Changes no signal handler. Switches the terminal for some
+/// microseconds with the thread's signals blocked: a signal that ends the process in another thread
+/// at that moment leaves the terminal switched.
 int _kbhit();
 
-/// Waits for a key press at the controlling terminal, echoes its character and gives it. Enter is
-/// a carriage return, whenever it was typed; so is what is read without a terminal and after a
-/// hang-up. The terminal is set back at the end of the call, also when the thread is cancelled or
-/// a signal ends the program. It stays switched when the program ends by `_exit` meanwhile, be it
-/// in a handler of its own, or replaces itself (`exec`): nothing of this library runs then.
+/// Waits for a key press at the controlling terminal, echoes its character and returns it. Enter is
+/// a carriage return, whenever it was typed; so is the result without a terminal and after a
+/// hang-up. In the background the system stops the process until it is in the foreground.
+///
+/// The terminal is set back at the end of the call, also if the thread is cancelled or terminated,
+/// or SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP ends or stops the program; a signal that the
+/// program handles does not end the call. For those signals and SIGCONT the call replaces the
+/// default action, and only that, by a handler. A handler that the program sets at the very moment
+/// of that change takes effect some microseconds later. The terminal stays switched if another
+/// signal ends the program, or it ends by `_exit` or replaces itself (`exec`) during the call.
 int _getche();
 
 #endif
