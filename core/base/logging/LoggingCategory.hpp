@@ -26,8 +26,9 @@ class LoggingVisit;
 /// handed out stays valid while the library is loaded; when it has been torn down at the end of the
 /// process, calls are dropped. Where a category cannot be had, one is given that drops everything.
 ///
-/// Any thread may use a category at any time, but outputs are changed only while nobody logs
-/// through them.
+/// Any thread may use a category at any time, but an output is changed only while no thread logs
+/// through it. A signal handler must not log, nor fork: the code that it interrupts may hold the
+/// locks that either needs.
 class OSTBASE_API LoggingCategory {
 public:
   /// The size in characters of the buffer that a message is formatted into: longer messages are

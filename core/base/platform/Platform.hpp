@@ -22,6 +22,9 @@ namespace Ostrel {
 /// texts in the system's code page. Paths may be written with backslashes or slashes; those handed
 /// out are joined with a backslash on every operating system, and `native_path` gives the form
 /// that the operating system's own calls take. A null text is never followed.
+///
+/// A program that unloads the library (`dlclose` of the last library that uses it) first ends, or
+/// keeps out, every thread that calls it: a thread inside would return into memory that is gone.
 class OSTBASE_API Platform {
 public:
   /// Which directory or search path `get_system_property` gives.
