@@ -10,6 +10,7 @@
 
 #include <climits>
 #include <cstdio>
+#include <map>
 
 using namespace Ostrel;
 
@@ -34,6 +35,17 @@ TEST(LoggingTimeStamp, ShowsItsSixLowestDigits) {
   }
 }
 
+TEST(LoggingPriority, NamesEachLevelAndNoOtherNumber) {
+  std::map<int, char const *> const names = {
+      {0, "<LOGGING DISABLED>"}, {100, "FATAL"}, {200, "ERROR"},   {300, "WARN "},   {400, "INFO "},
+      {450, "TRACE "},           {500, "DEBUG"}, {600, "VERBOSE"}, {1000, "NOT SET"}};
+  for (int level = -1; level <= 1001; ++level) {
+    auto const known = names.find(level);
+    EXPECT_STREQ(LoggingPriority::get_priority_name(static_cast<Level>(level)),
+                 known == names.end() ? "<NO SUCH PRIORITY>" : known->second);
+  }
+}
+
 TEST(LoggingEvent, IsLaidOutAsOneLineAndKeepsItsNumberInACopy) {
   struct {
     int level, line;
@@ -41,9 +53,6 @@ TEST(LoggingEvent, IsLaidOutAsOneLineAndKeepsItsNumberInACopy) {
   } const cases[] = {{400, 5, "M", nullptr, "INFO  - M\n"},
                      {300, 12, "50 %d", "f.cpp", "WARN  - 50 %d [f.cpp:12]\n"},
                      {450, -3, "two\nlines", "", "TRACE  - two\nlines [:-3]\n"},
-                     {0, 0, "", nullptr, "<LOGGING DISABLED> - \n"},
-                     {1000, 0, "", nullptr, "NOT SET - \n"},
-                     {350, 0, "", nullptr, "<NO SUCH PRIORITY> - \n"},
                      {-1, 0, "", nullptr, "<NO SUCH PRIORITY> - \n"}};
   for (auto const &c : cases) {
     LoggingEvent const event("category", c.message, static_cast<Level>(c.level), c.file, c.line);

@@ -15,9 +15,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <set>
 
 using namespace Ostrel;
 
@@ -72,18 +73,51 @@ TEST(LoggingSetup, FollowsTheEnvironment) {
   }
 }
 
+Role const tell_priorities("tell-priorities", [](Role::Arguments const &names) {
+  for (std::string const &name : names) {
+    std::printf("%d ", LoggingCategory::get_instance(name.c_str()).get_priority());
+  }
+  return 0;
+});
+
+TEST(LoggingSetup, KnowsEachPriorityByItsName) {
+  Environment const environment = {{"OSTREL_LOG_PRIORITY",
+                                    "a;b,;c,fatal;d,Error;e,WARN;f,inFO;g,Trace;h,dEBUG;i,VerBOSE;"
+                                    "j,DISABLED;k,NOT SET;l,WAR;m,WARN,;n,400"}};
+  ChildResult const result = run_child(
+      "tell-priorities", {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "l", "m", "n"},
+      environment);
+  EXPECT_EQ(result.out, "500 500 100 200 300 400 450 500 600 1000 1000 1000 1000 1000 ");
+}
+
 Role const postfixed("postfixed", [](Role::Arguments const &) {
   LoggingCategoryPostfixed(&LoggingCategory::get_instance("a.B")).warn("m");
   return 0;
 });
 
 TEST(LoggingSetup, TheEnvironmentPutsTheTimeInFront) {
-  std::pair<char const *, bool> const cases[] = {{"TRUE", true}, {"yes", true}, {"1", false},
-                                                 {"ON", false},  {"", false},   {nullptr, false}};
+  std::pair<char const *, bool> const cases[] = {{"TRUE", true}, {"yes", true},   {"1", false},
+                                                 {"ON", false},  {"YE", false},   {"YESS", false},
+                                                 {"", false},    {nullptr, false}};
   for (auto const &[value, has_time] : cases) {
-    std::string line = run_child("postfixed", {}, {{"OVRA_LOG_TIMESTAMP", value}}).err;
-    std::replace_if(line.begin(), line.end(), isdigit, '0');
-    EXPECT_EQ(line, has_time ? "WARN  - 00:00:00  m [b]\n" : "WARN  - m [b]\n");
+    // Windows does not know zones by a text.
+    Environment const environment = {{"OVRA_LOG_TIMESTAMP", value},
+                                     {"TZ", ON_WINDOWS ? nullptr : "XYZ-03:30"}};
+    constexpr std::time_t AHEAD = 12600; // seconds, of that zone
+    std::time_t const first = std::time(nullptr);
+    std::string const line = run_child("postfixed", {}, environment).err;
+    std::set<std::string> expected;
+    for (std::time_t time = first; has_time && time <= std::time(nullptr); ++time) {
+      std::time_t const shifted = time + AHEAD;
+      char text[] = "WARN  - 00:00:00  m [b]\n";
+      std::strftime(text, sizeof text, "WARN  - %H:%M:%S  m [b]\n",
+                    ON_WINDOWS ? std::localtime(&time) : std::gmtime(&shifted));
+      expected.insert(text);
+    }
+    if (!has_time) {
+      expected.insert("WARN  - m [b]\n");
+    }
+    EXPECT_EQ(expected.count(line), 1U) << line;
   }
 }
 
