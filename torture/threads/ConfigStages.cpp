@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: Apache-2.0
+// Configuration and sources by path, beside edits and reloads; by handles whose keys stay; and the
+// user settings, from C++ and from C.
+#include "core/base/capi/ovra.h"
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "tests/support/Files.hpp"
+#include "torture/threads/Stage.hpp"
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr char FILE_TEXT[] = R"(<Resources>
+  <K v="1" w="2">text</K><K v="3"/><L s="1 2:4"><M v="5"/></L><Stays v="kept" w="1">text</Stays>
+</Resources>
+)";
+constexpr char const *PATHS[] = {"Resources/K", "Resources/K:1", "Resources/L/M", "Resources/New"};
+constexpr char const *NAMES[] = {"v", "w", "s"};
+
+// A source over a file of its own, with two facades.
+class Loaded {
+public:
+  explicit Loaded(Torture &all) : torture(all), first(source), second(source) {
+    write_file(file, FILE_TEXT);
+    write_file(directory.path("devices/camera.xml"), "<Camera v='1'/>");
+    require(source.set_search_path(directory.path().c_str()) == RESULT_SUCCESS &&
+                first.init_source(file.c_str()) == RESULT_SUCCESS,
+            "a file cannot be loaded");
+  }
+
+  void require(bool holds, char const *what) {
+    if (!holds) {
+      torture.fault("%s", what);
+    }
+  }
+
+  Configuration &facade(Turn const &turn) { return turn.thread % 2 == 0 ? first : second; }
+
+  Torture &torture;
+  TemporaryDirectory directory;
+  std::string const file = directory.path("resource-config.xml");
+  XmlConfigSource source;
+  Configuration first, second;
+};
+
+template <class Number> void read_number(Loaded &one, Turn const &turn) {
+  Number number = 0;
+  one.facade(turn).get_value(turn.pick(PATHS), turn.pick(NAMES), &number);
+}
+
+void read_by_path(Loaded &one, Turn const &turn) {
+  std::string text;
+  one.facade(turn).get_value(turn.pick(PATHS), turn.pick(NAMES), &text);
+  one.facade(turn).get_value("Resources/K", nullptr, &text);
+}
+
+void read_series_by_path(Loaded &one, Turn const &turn) {
+  long numbers[8];
+  unsigned int count = 8;
+  one.facade(turn).get_series("Resources/L", "s", numbers, &count);
+}
+
+void create_by_path(Loaded &one, Turn const &turn) {
+  one.facade(turn).create_key(turn.pick({"Resources/New/A", "Resources/New/B", "Resources/K:2"}));
+}
+
+void replace_document(Loaded &one) {
+  one.source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, one.file.c_str(), "Resources");
+}
+
+// Another source with a facade, as long as it takes.
+void load_another(Loaded &one) {
+  XmlConfigSource source;
+  Configuration const other(source);
+  Configuration copy(other);
+  copy.init_source(one.file.c_str());
+  copy = one.first;
+  copy.find_key("Resources/K");
+}
+
+void use_repository(Loaded &one, Turn const &turn) {
+  if (turn.random % 2 == 0) {
+    one.facade(turn).find_repository_key("devices.camera", nullptr);
+  } else {
+    one.source.close_repository("devices.camera");
+  }
+}
+
+// What a source has is what it has saved: others can load it at any moment.
+void check_loadable(Loaded &one) {
+  one.require(one.first.commit() == RESULT_SUCCESS, "a document cannot be saved");
+  XmlConfigSource reader;
+  one.require(reader.init_source(one.file.c_str()) == RESULT_SUCCESS,
+              "a saved file cannot be loaded");
+}
+
+} // namespace
+
+Stage configuration_by_path(Torture &torture) {
+  auto const one = std::make_shared<Loaded>(torture);
+  auto const facade = [one](Turn const &turn) -> Configuration & { return one->facade(turn); };
+  return {
+      "configuration by path",
+      {[one](Turn const &turn) { read_by_path(*one, turn); },
+       [one](Turn const &turn) { read_number<double>(*one, turn); },
+       [one](Turn const &turn) { read_number<long>(*one, turn); },
+       [one](Turn const &turn) { read_number<unsigned long>(*one, turn); },
+       [one](Turn const &turn) { read_series_by_path(*one, turn); },
+       [facade](Turn const &turn) { facade(turn).find_key(turn.pick(PATHS)); },
+       [facade](Turn const &turn) { facade(turn).find_key_with_value("Resources/K", "v", "3"); },
+       [facade](Turn const &turn) {
+         facade(turn).set_value(turn.pick(PATHS), turn.pick(NAMES), "new", false);
+       },
+       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", nullptr, "t", false); },
+       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", "v", 1.5, false); },
+       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", "v", 2L, false); },
+       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", "v", 3UL, true); },
+       [one](Turn const &turn) { create_by_path(*one, turn); },
+       [facade](Turn const &turn) { facade(turn).delete_key(turn.pick(PATHS)); },
+       [facade](Turn const &turn) { facade(turn).delete_value(turn.pick(PATHS), "w"); },
+       [one](Turn const &turn) { one->facade(turn).init_source(one->file.c_str()); },
+       [one](Turn const &turn) {
+         one->facade(turn).init_source(IConfigSource::CONFIG_ROOT_RESOURCES,
+                                       one->directory.path().c_str());
+       },
+       [one](Turn const &) { one->source.init_source(one->file.c_str()); },
+       [one](Turn const &) { replace_document(*one); },
+       [one](Turn const &) { write_file(one->file, FILE_TEXT); },
+       [facade](Turn const &turn) { facade(turn).commit(); },
+       [one](Turn const &turn) {
+         one->facade(turn).get_config_root();
+         one->source.get_config_root();
+       },
+       [one](Turn const &) { load_another(*one); },
+       [one](Turn const &turn) { use_repository(*one, turn); }},
+      [one] { check_loadable(*one); }};
+}
+
+namespace {
+
+struct Heir : Configuration {
+  using Configuration::Configuration;
+  using Configuration::find_indexed_key_with_value;
+  using Configuration::find_sub_key;
+  using Configuration::find_value;
+};
+
+// Handles of keys that no operation deletes: the top, one with values and one with sub-keys.
+class Handles : public Loaded {
+public:
+  explicit Handles(Torture &all)
+      : Loaded(all), heir(source), top(first.find_key("Resources")),
+        list(first.find_key("Resources/L")), values(first.find_key("Resources/K")),
+        kept(first.find_key("Resources/Stays")) {}
+
+  Heir heir;
+  void const *top, *list, *values, *kept;
+};
+
+void read_by_handle(Handles &one, Turn const &turn) {
+  std::string text;
+  one.require(one.facade(turn).get_value(one.top, "Stays", "v", &text) == RESULT_SUCCESS &&
+                  text == "kept",
+              "a value that stays cannot be read");
+  double real = 0;
+  unsigned long number = 0;
+  one.facade(turn).get_value(one.values, nullptr, turn.pick(NAMES), &real);
+  one.facade(turn).get_value(one.values, nullptr, turn.pick(NAMES), &number);
+}
+
+// Only of the key whose values stay: the handle of a value dies with it.
+void walk_values(Handles &one) {
+  std::string name, text, all;
+  for (void const *value = one.source.find_first_value(one.kept, &name, &text); value != nullptr;
+       value = one.source.find_next_value(value, &name, &text)) {
+    all += name + "=" + text + ";";
+  }
+  one.require(all == "=text;v=kept;w=1;", "the values of a key are not walked whole");
+}
+
+void walk_keys(Handles &one) {
+  std::string name;
+  one.require(one.source.find_first(nullptr, &name) == one.top &&
+                  one.source.find_first(one.top, &name) == one.values &&
+                  one.source.find_next(one.list, &name) == one.kept,
+              "a key that stays is not found");
+}
+
+} // namespace
+
+Stage configuration_by_handle(Torture &torture) {
+  auto const one = std::make_shared<Handles>(torture);
+  auto const facade = [one](Turn const &turn) -> Configuration & { return one->facade(turn); };
+  return {
+      "configuration by handle",
+      {[one](Turn const &turn) { read_by_handle(*one, turn); },
+       [one](Turn const &) { walk_values(*one); },
+       [one](Turn const &) { walk_keys(*one); },
+       [one, facade](Turn const &turn) {
+         facade(turn).set_value(one->values, nullptr, turn.pick(NAMES), "new", false);
+       },
+       [one, facade](Turn const &turn) {
+         facade(turn).set_value(one->top, "K", nullptr, "text", false);
+       },
+       [one, facade](Turn const &turn) {
+         facade(turn).set_value(one->top, "K", turn.pick(NAMES), 2.5, false);
+       },
+       [one, facade](Turn const &turn) {
+         facade(turn).set_value(one->values, nullptr, "w", 2L, true);
+       },
+       [one, facade](Turn const &turn) { facade(turn).set_value(one->list, "M", "v", 2UL, false); },
+       [one, facade](Turn const &turn) {
+         facade(turn).delete_value(one->values, turn.pick(NAMES));
+       },
+       [one, facade](Turn const &turn) { facade(turn).delete_value(one->top, "K", "v"); },
+       [one, facade](Turn const &turn) { facade(turn).create_sub_key(one->list, "S", false); },
+       [one, facade](Turn const &turn) { facade(turn).create_sub_key(one->list, "S:3", false); },
+       [one, facade](Turn const &turn) { facade(turn).delete_key(one->list, "S"); },
+       [one, facade](Turn const &turn) {
+         facade(turn).find_key(one->list, "S:2");
+         one->heir.find_sub_key(one->list, "S:1");
+       },
+       [one, facade](Turn const &turn) {
+         facade(turn).find_key_with_value(one->list, "S", "v", "2");
+         one->heir.find_indexed_key_with_value(one->values, 1, "v", "3");
+       },
+       [one, facade](Turn const &turn) {
+         long numbers[8];
+         unsigned int count = 8;
+         facade(turn).get_series(one->list, nullptr, "s", numbers, &count);
+       },
+       [one](Turn const &) {
+         std::string text;
+         one->heir.find_value(one->list, "S", nullptr, &text);
+       },
+       [one](Turn const &) { one->source.create_key(one->list, "S", false); },
+       [one](Turn const &turn) {
+         one->source.set_value(one->values, turn.pick(NAMES), "t", false);
+       },
+       [one](Turn const &) { one->source.commit(); }},
+      [one] { check_loadable(*one); }};
+}
+
+Stage user_settings(Torture &torture) {
+  auto const directory = std::make_shared<TemporaryDirectory>();
+  write_file(directory->path("user-config.xml"), "<UserConfig><A Stays='kept'/></UserConfig>");
+  setenv("OSTREL_CONFIG_PATH", directory->path().c_str(), 1);
+  auto const key = [](Turn const &turn) {
+    return "UserConfig/A/Key" + std::to_string(turn.random % 50);
+  };
+  return {"user settings",
+          {[&torture, directory](Turn const &) {
+             std::string text;
+             if (UserConfig::get_user_config("UserConfig/A/Stays", &text) != RESULT_SUCCESS ||
+                 text != "kept") {
+               torture.fault("a setting that stays cannot be read");
+             }
+           },
+           [key](Turn const &turn) {
+             std::string text;
+             UserConfig::get_user_config(key(turn).c_str(), &text);
+             UserConfig::get_user_config("$ObstacleAvoidanceMethod", &text);
+           },
+           [key](Turn const &turn) { UserConfig::set_user_config(key(turn).c_str(), "1", false); },
+           [key](Turn const &turn) { UserConfig::set_user_config(key(turn).c_str(), "2", true); },
+           [](Turn const &) {
+             UserConfig::set_user_config("$VisualAvoidanceTolerance", "3", false);
+             UserConfig::set_user_config("malformed", "3", false);
+           },
+           [key](Turn const &turn) {
+             char text[16];
+             ovra_user_config__get_value(key(turn).c_str(), text, sizeof text);
+           },
+           [key](Turn const &turn) {
+             ovra_user_config__set_value(key(turn).c_str(), "4", turn.random % 8 == 0);
+           }}};
+}

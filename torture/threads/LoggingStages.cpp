@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+// Categories, wrappers and one output that several threads write to, from C++ and from C; units.
+#include "core/base/capi/ovra.h"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/FileLoggingOutput.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "core/base/logging/LoggingCategoryPrefixed.hpp"
+#include "core/base/logging/LoggingEvent.hpp"
+#include "core/base/logging/LoggingHierarchy.hpp"
+#include "core/base/units/Units.hpp"
+#include "tests/support/Files.hpp"
+#include "torture/threads/Stage.hpp"
+
+#include <memory>
+#include <sstream>
+#include <string>
+
+using namespace Ostrel;
+
+namespace {
+
+constexpr LoggingPriority::PriorityLevel LEVELS[] = {
+    LoggingPriority::LEVEL_DISABLED, LoggingPriority::LEVEL_WARN, LoggingPriority::LEVEL_VERBOSE,
+    LoggingPriority::LEVEL_NOT_SET};
+constexpr char LINE[] = "a line of the threads";
+std::string const POSTFIX = " []";
+
+// A category with a file, which its sub-categories write to, and a hierarchy of one's own.
+struct Logs {
+  TemporaryDirectory directory;
+  std::string const file = directory.path("log");
+  FileLoggingOutput output{file.c_str()};
+  LoggingHierarchy hierarchy;
+
+  Logs() { category().set_logging_output(new FileLoggingOutput(file.c_str())); }
+  Logs(Logs const &) = delete;
+  Logs &operator=(Logs const &) = delete;
+  ~Logs() { category().remove_logging_output(); }
+
+  static LoggingCategory &category() { return LoggingCategory::get_instance("torture.threads"); }
+};
+
+// One of many names, of which there are more and more.
+std::string name_of(Turn const &turn) {
+  return "Torture.Threads.C" + std::to_string(turn.random % 500) + ".D";
+}
+
+void log_by_levels(Turn const &turn) {
+  LoggingCategory &category = LoggingCategory::get_instance(name_of(turn).c_str());
+  category.warn("%s", LINE);
+  category.verbose("%s", LINE);
+  category.priority_satisfied(turn.pick(LEVELS));
+  category.get_granted_priority_name();
+}
+
+void log_wrapped() {
+  LoggingCategoryPostfixed postfixed(&Logs::category(), "%s", "");
+  LoggingCategoryPrefixed prefixed(&Logs::category(), "%s", "");
+  postfixed.error("%s", LINE);
+  prefixed.error("%s", LINE);
+}
+
+void log_from_c(Turn const &turn) {
+  ovra_log__warn_no_debug("torture.threads.c", "%s", LINE);
+  ovra_log__info("torture.threads.c", "%s", LINE);
+  ovra_log__set_priority(ovra_log__get_instance("torture.threads.c"), turn.pick(LEVELS));
+}
+
+// Lines come whole, whatever thresholds let through.
+void check_lines(Torture &torture, Logs const &logs) {
+  std::istringstream text(read_file(logs.file));
+  for (std::string line; std::getline(text, line);) {
+    // Each message ends so, but for the empty place that the postfixed category adds.
+    std::size_t const message = line.rfind(LINE);
+    bool const is_whole = message != std::string::npos && line.rfind(" - ") < message &&
+                          (line.substr(message) == LINE || line.substr(message) == LINE + POSTFIX);
+    if (!is_whole) {
+      torture.fault("a torn line: %s", line.c_str());
+      return;
+    }
+  }
+}
+
+} // namespace
+
+Stage logging(Torture &torture) {
+  auto const logs = std::make_shared<Logs>();
+  return {"logging",
+          {[](Turn const &turn) { log_by_levels(turn); }, [](Turn const &) { log_wrapped(); },
+           [](Turn const &turn) { log_from_c(turn); },
+           [](Turn const &) { Logs::category().warn("%s", LINE); },
+           [](Turn const &turn) { Logs::category().set_priority(turn.pick(LEVELS)); },
+           [](Turn const &turn) {
+             LoggingCategory::get_instance(name_of(turn).c_str()).set_priority(turn.pick(LEVELS));
+           },
+           [](Turn const &) { LoggingCategory::set_root_priority(LoggingPriority::LEVEL_INFO); },
+           [logs](Turn const &) {
+             logs->output.write(
+                 LoggingEvent("threads", LINE, LoggingPriority::LEVEL_WARN, nullptr, 0));
+           },
+           [logs](Turn const &turn) {
+             LoggingCategory &category = logs->hierarchy.get_value(name_of(turn));
+             category.set_priority(turn.pick(LEVELS));
+             category.granted_priority();
+           },
+           [logs](Turn const &turn) {
+             logs->hierarchy.get_instance(name_of(turn));
+             logs->hierarchy.get_root_category().warn_enabled();
+           }},
+          [&torture, logs] { check_lines(torture, *logs); }};
+}
+
+Stage units(Torture &torture) {
+  return {"units",
+          {[](Turn const &turn) {
+             Units::set_default_units(UNIT_TYPE_DISTANCE, turn.pick({"cm", "m", "nonsense"}));
+           },
+           [&torture](Turn const &) {
+             std::string text;
+             Units::get_default_units(UNIT_TYPE_DISTANCE, &text);
+             if (text != "cm" && text != "m") {
+               torture.fault("the default unit is '%s'", text.c_str());
+             }
+           },
+           [&torture](Turn const &) {
+             double result = 0;
+             Units::convert_units(UNIT_TYPE_DISTANCE, "m", 1, "cm", &result);
+             if (result != 100) {
+               torture.fault("1 m is %g cm", result);
+             }
+           },
+           [&torture](Turn const &) {
+             double result = 0;
+             Units::convert_to_default_units(UNIT_TYPE_DISTANCE, "m", 1, &result);
+             if (result != 100 && result != 1) {
+               torture.fault("1 m is %g", result);
+             }
+           },
+           [](Turn const &) {
+             double result = 0;
+             ovra_units__set_default(UNIT_TYPE_DISTANCE, "cm");
+             ovra_units__convert_from_default(UNIT_TYPE_DISTANCE, "m", 1, &result);
+           }}};
+}
