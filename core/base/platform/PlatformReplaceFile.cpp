@@ -56,10 +56,10 @@ bool is_left_over(std::string const &path) {
          steps_of(now) - steps_of(data.ftLastWriteTime) > LEFT_OVER_AFTER;
 }
 
-// Removes the temporary files that nobody will come back to. One belongs to a save after all when
-// the calendar is set forward by more than a day between that save's first byte and its rename: the
-// save fails then, and the file that it is for stays the old one. Whether its process still lives
-// is not asked, since the number in the name may be that of another machine's.
+// Removes the temporary files of processes that were killed. If the calendar is set forward by more
+// than a day between a save's first byte and its rename, the file of that save is removed as well:
+// the save fails, and its target stays the old file. Whether the process still lives is no
+// criterion: the number in the name may be that of a process on another machine.
 void remove_left_over(std::string const &directory) {
   std::string const query = directory + NAME_BEGIN + "*" + NAME_END;
   for_each_match(query.c_str(), [&directory](char const *name) {
@@ -134,8 +134,8 @@ public:
   }
 
 private:
-  // The process and the counter tell the names of all who save at this moment apart; the time tells
-  // them from what an earlier process of the same number, killed in a save, has left behind.
+  // Process and counter distinguish the saves of this moment. The time distinguishes them from
+  // files that an earlier process with the same number, killed in a save, has left behind.
   static std::string unique_name() {
     static std::atomic<unsigned long> counter{0};
     LARGE_INTEGER now = {};
@@ -177,7 +177,7 @@ Outcome failed_or_would_lose() {
 
 Outcome replace_by_name(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
-  // Until it has the old one's permissions, nobody else may read it.
+  // Until it has the old one's permissions, only its owner may read it.
   if (!temporary.create(target, NewFile::OWNERS)) {
     return failed_or_would_lose();
   }
@@ -268,8 +268,8 @@ bool replace(std::string const &target, Contents const &contents) {
   if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
     return false;
   }
-  // It has no name when another program has replaced it since it was opened: then only those see it
-  // who are still reading it, and must not meet a text that changes.
+  // The file has no name if another program has replaced it since it was opened. Then only programs
+  // that are reading it see it, and its text must not change under them.
   bool const has_further_names = information.nNumberOfLinks > 1;
   Outcome const outcome =
       is_on_disk && !has_further_names ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;

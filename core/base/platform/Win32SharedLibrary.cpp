@@ -99,7 +99,7 @@ public:
   }
 
 private:
-  char *before_ = nullptr; // as everybody finds it: what does not count here must not get lost
+  char *before_ = nullptr; // as the environment has it, trusted or not
   bool is_changed_ = false;
 };
 

@@ -12,9 +12,9 @@ namespace Ostrel {
 
 namespace {
 
-// Holds the numbers of those standard streams that are closed, so that nobody opens a file under
-// one of them meanwhile. What holds them can neither be read nor written: whoever uses the stream
-// fails as before.
+// Holds the numbers of the closed standard streams, so that no other thread opens a file under one
+// of them meanwhile. What holds them can neither be read nor written: uses of the stream fail as
+// before.
 class ClosedStreams {
 public:
   ClosedStreams() noexcept {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Open files, on descriptors. Opening never waits: POSIX would, for the other end of a named pipe,
-// and a search for a file must not stop at one. Reading and writing wait as usual. A pipe that
-// nobody reads from fails its writer, and does not end the program.
+// and a search for a file must not stop at one. Reading and writing wait as usual. A pipe without a
+// reader fails its writer, and does not end the program.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"
@@ -179,7 +179,8 @@ ssize_t write_once(int descriptor, void const *data, std::size_t size) {
   return written;
 }
 
-// A descriptor may have been set not to block, by whoever shares it: no log line is lost then.
+// Another process that shares the descriptor may have set it not to block: no log line is lost
+// then.
 ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
   for (;;) {
     ssize_t const written = write_once(descriptor, data, size);
@@ -201,10 +202,11 @@ ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
   return write_waiting(file.descriptor(), data, size);
 }
 
-// Shared by those who open a file. For a child of fork the system copies first the descriptors and
-// then the memory: opened in between, a file would leave the child a handle without its descriptor,
-// whose number is that of the next file that the child opens. While somebody hangs in his opening,
-// as of a dead file server, a fork waits its second for him, and others open nothing meanwhile.
+// Shared by the threads that open files. For a child of fork the system copies first the
+// descriptors and then the memory: a file opened in between would leave the child a handle without
+// a descriptor, whose number is that of the next file that the child opens. While an opening hangs,
+// as of a dead file server, a fork waits for it up to its limit, and no other thread opens a file
+// meanwhile.
 Ostrel::ForkMutex opening_guard;
 
 Descriptor open_between_forks(char const *path, int flags, mode_t mode) noexcept {

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // CreateMutexA, OpenMutexA and ReleaseMutex, on one atomic word for a mutex without a name.
 //
-// The word holds the owner's thread identifier and three flags. Taking a free mutex and giving it
-// back are one atomic operation each; who finds it taken sets WAITERS and sleeps on the word. Who
-// gives it back with WAITERS set wakes one sleeper, and that one takes the mutex with WAITERS set
-// again, since it cannot know whether others sleep.
+// The word holds the owner's thread identifier and flags. Acquiring a free mutex and releasing it
+// are one atomic operation each. A thread that finds the mutex owned sets WAITERS and sleeps on the
+// word. A release with WAITERS set wakes one sleeper, which acquires the mutex with WAITERS set
+// again, since it cannot know whether further threads sleep.
 //
-// The owner can also be given the sleeper of an event that it sets, if that one takes the mutex
-// next: woken at once it would find the mutex taken. So it is woken by the release. One at a time:
-// when several are released together, the others are woken at once and sleep on the mutex.
+// An event can be set for a sleeper that acquires the mutex next: woken at once, it would find the
+// mutex owned. It is woken by the release instead. Only one sleeper: if several are released
+// together, the rest are woken at once and sleep on the mutex.
 //
-// A mutex has to notice that its owner ends. Each thread therefore links what it holds into a list
-// of its own, and a key of the thread, whose destructor the system runs at its end, marks what is
-// still in it as abandoned. Only the owner follows or changes the links of a mutex.
+// A mutex must notice that its owner ends. Each thread links the mutexes that it owns into a list,
+// and a key of the thread, whose destructor the system runs at the thread's end, marks those still
+// in the list as abandoned. Only the owner follows or changes the links of a mutex.
 #include "core/base/platform/winapi/mutex.hpp"
 
 #include "core/base/platform/winapi/error.hpp"
@@ -34,12 +34,13 @@ namespace Ostrel {
 
 namespace {
 
-constexpr std::uint32_t WAITERS = 0x80000000;   // somebody may be sleeping on the word
-constexpr std::uint32_t ABANDONED = 0x40000000; // free, but its last owner ended inside
-constexpr std::uint32_t CLOSED = 0x20000000;    // its handle is gone: the owner's end frees it
-constexpr std::uint32_t WAKES = 0x10000000;     // its release wakes the sleeper of an event
-constexpr std::uint32_t OWNER = 0x0FFFFFFF;     // more bits than a thread identifier has
-constexpr std::uint32_t NOBODY = OWNER;         // as a thread's identifier: not asked for yet
+constexpr std::uint32_t WAITERS = 0x80000000;   // threads may be sleeping on the word
+constexpr std::uint32_t ABANDONED = 0x40000000; // free, but its last owner ended without a release
+constexpr std::uint32_t CLOSED =
+    0x20000000; // its handle is closed: it is freed with the owner's end
+constexpr std::uint32_t WAKES = 0x10000000; // its release wakes the sleeper of an event
+constexpr std::uint32_t OWNER = 0x0FFFFFFF; // more bits than a thread identifier has
+constexpr std::uint32_t NOBODY = OWNER;     // as a thread's identifier: not asked for yet
 
 class Mutex;
 
@@ -162,9 +163,9 @@ private:
 
 EndOfThread end_of_thread;
 
-// The destructors of the program's own keys still use what the thread holds, and the system runs
-// them in rounds: only late is it sure that nobody gives it back. In the very last round the
-// sanitizers end the thread for themselves, and nothing may run after that.
+// The destructors of the program's own keys may still use and release what the thread holds, and
+// the system runs them in rounds: hence in a late one. In the last round the sanitizers end the
+// thread for themselves, and nothing may run after that.
 void abandon_what_is_held(void *thread) noexcept {
   constexpr int LAST_ROUND = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
   Thread &self = *static_cast<Thread *>(thread);
@@ -215,8 +216,8 @@ DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
 }
 
 DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
-  // A sleeper that was woken must not give up before it has announced the next one: it may have
-  // been woken in that one's place. So the deadline is looked at in the sleep only.
+  // A sleeper that was woken must not time out before it has set WAITERS for the next one, in whose
+  // place it may have been woken. So the deadline is looked at in the sleep only.
   Deadline const deadline(limit_while_forking(milliseconds));
   bool is_in_time = true;
   DWORD result = WAIT_TIMEOUT;
@@ -227,7 +228,7 @@ DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   return result;
 }
 
-// Takes the mutex unless somebody owns it, and sets `flags` with it.
+// Acquires the mutex unless a thread owns it, and sets `flags` with it.
 DWORD Mutex::take_if_free(Thread &self, std::uint32_t flags) noexcept {
   std::uint32_t word = word_.load(std::memory_order_relaxed);
   while ((word & OWNER) == 0 || is_owner_lost(word)) {
