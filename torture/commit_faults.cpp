@@ -57,9 +57,8 @@ bool can_be_interrupted(int number) {
 }
 
 bool flushes_directory(SystemCall const &call) {
-  struct stat status = {};
-  return call.number == SYS_fsync && fstat(static_cast<int>(call.arguments[0]), &status) == 0 &&
-         S_ISDIR(status.st_mode);
+  return call.number == SYS_fsync &&
+         std::filesystem::is_directory("/proc/self/fd/" + std::to_string(call.arguments[0]));
 }
 
 bool needs_room(SystemCall const &call) {
