@@ -61,6 +61,24 @@ TEST(CInterface, MessagesReachTheCategoryUnchanged) {
   EXPECT_EQ(log.take(), Lines{"WARN  - " + std::string(3999, 'x')});
 }
 
+TEST(CInterface, EachFunctionHasItsPriority) {
+  CapturedLog log("Test.In.C");
+  Lines const lines = {"WARN  - w", "WARN  - w [f:1]", "INFO  - i", "INFO  - p", "DEBUG - d [f:1]"};
+  struct {
+    int priority, passing; // so many of the lines
+  } const cases[] = {{299, 0}, {300, 2}, {399, 2}, {400, 4}, {499, 4}, {500, 5}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.priority);
+    ovra_log__set_priority(ovra_log__get_instance("Test.In.C"), c.priority);
+    EXPECT_EQ(ovra_log__warn_no_debug("Test.In.C", "w"), c.passing >= 2);
+    ovra_log__warn("Test.In.C", "w", "f", 1);
+    EXPECT_EQ(ovra_log__info("Test.In.C", "i"), c.passing >= 4);
+    EXPECT_EQ(ovra_log__io_prof("Test.In.C", "p"), c.passing >= 4);
+    ovra_log__debug("Test.In.C", "d", "f", 1);
+    EXPECT_EQ(log.take(), Lines(lines.begin(), lines.begin() + c.passing));
+  }
+}
+
 TEST(CInterface, ARootWithoutPriorityIsReportedOnce) {
   LoggingCategory::set_root_priority(LoggingPriority::NOT_SET);
   testing::internal::CaptureStderr();

@@ -92,7 +92,7 @@ TEST(Array, GrowsByThePolicy) {
 // Each operation works on "abc", and again on a full array when the next allocation fails.
 TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
   using A = CharArray &;
-  static std::string const form = flat(1, 3, 0, 0, "xyz"), shorts = flat(2, 1, 0, 0, "xyz");
+  static std::string const form = flat(1, 3, 0, 9, "xyz"), shorts = flat(2, 1, 0, 0, "xyz");
   struct {
     char const *name;
     unsigned long (*work)(A);
@@ -106,6 +106,7 @@ TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
       {"append null", [](A a) { return a.push_back_data(nullptr, 1); }, INVALID, 32, "abc"},
       {"append all", [](A a) { return a.push_back_data("x", MAX); }, NO_MEMORY, 32, "abc"},
       {"grow", [](A a) { return a.resize(5); }, OK, 32, {"abc\0\0", 5}},
+      {"grow more", [](A a) { return a.resize(40); }, OK, 64, "abc" + std::string(37, '\0')},
       {"grow and move", [](A a) { return move_by_growth(a); }, OK, 32, {"abc\0", 4}},
       {"grow far", [](A a) { return a.resize(MAX); }, NO_MEMORY, 32, "abc"},
       {"shrink", [](A a) { return a.resize(1); }, OK, 32, "a"},
@@ -123,6 +124,8 @@ TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
       {"remove far", [](A a) { return a.remove(2, MAX); }, BOUND, 32, "abc"},
       {"flatten", [](A a) { return flattened(a).empty() ? NO_MEMORY : OK; }, OK, 32, "abc"},
       {"unflatten", [](A a) { return a.unflatten(form.data(), 23); }, OK, 32, "xyz"},
+      {"unflatten a part", [](A a) { return a.unflatten(form.data(), 22); }, INVALID, 32, "abc"},
+      {"unflatten no header", [](A a) { return a.unflatten(form.data(), 19); }, INVALID, 32, "abc"},
       {"unflatten shorts", [](A a) { return a.unflatten(shorts.data(), 23); }, INVALID, 32, "abc"},
       {"unflatten null", [](A a) { return a.unflatten(nullptr); }, INVALID, 32, "abc"},
       {"unflatten null to 20", [](A a) { return a.unflatten(nullptr, 20); }, INVALID, 32, "abc"},
@@ -134,6 +137,7 @@ TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
     EXPECT_EQ(array.capacity(), c.capacity);
     EXPECT_EQ(array.data() == nullptr, c.capacity == 0);
     EXPECT_EQ(text_of(array), c.elements);
+    EXPECT_EQ(array.step_size(), c.elements == "xyz" ? 9U : 0U);
     full.set_capacity(3, true);
     fail_allocation(0);
     unsigned long const result = c.work(full);
@@ -183,6 +187,10 @@ TEST(Array, IsRebuiltFromItsFlattenedForm) {
   ShortArray const copy(array);
   EXPECT_EQ(flattened(copy), flattened(trusted));
   EXPECT_EQ(copy[99], 99);
+  CharArray assigned("abc");
+  Array &base = assigned;
+  base = array;
+  EXPECT_EQ(flattened(assigned), flattened(trusted));
   EXPECT_EQ(trusted.unflatten(flat(0, 1, 0, 7, "").c_str()), RESULT_FAILURE);
   EXPECT_EQ(flattened(trusted), flat(0, 0, 0, 7, ""));
 }
@@ -192,22 +200,22 @@ TEST(Array, MovingTakesTheStorageAndLeavesAnEmptyArray) {
                 std::is_nothrow_move_assignable_v<CharArray>);
   short const numbers[] = {1, 2, 3};
   std::string const form = flat(2, 3, 32, 5, {"\1\0\2\0\3\0", 6});
-  ShortArray first(numbers, 3), middle, last(numbers, 1);
-  ShortArray *const left[] = {&first, &middle}, &same = last;
-  first.set_step_size(5);
-  void const *const storage = first.data();
-  middle = std::move(first);
-  ShortArray made(std::move(middle));
+  std::vector<ShortArray> arrays = {ShortArray(numbers, 3), {}, ShortArray(numbers, 1)};
+  arrays[0].set_step_size(5);
+  void const *const storage = arrays[0].data();
+  arrays[1] = std::move(arrays[0]);
+  ShortArray made(std::move(arrays[1]));
   EXPECT_EQ(flattened(made), form);
+  ShortArray &last = arrays[2];
   last = std::move(made);
-  last = std::move(same);
+  last = std::move(arrays[2]);
   EXPECT_EQ(flattened(last), form);
   EXPECT_EQ(last.data(), storage);
-  for (ShortArray *const array : left) {
-    EXPECT_EQ(flattened(*array), flat(2, 0, 0, 5, ""));
-    EXPECT_EQ(array->data(), nullptr);
-    EXPECT_EQ(array->push_back(7), OK);
-    EXPECT_EQ(flattened(*array), flat(2, 1, 32, 5, {"\7\0", 2}));
+  for (ShortArray *const left : {&arrays[0], &arrays[1]}) {
+    EXPECT_EQ(flattened(*left), flat(2, 0, 0, 5, ""));
+    EXPECT_EQ(left->data(), nullptr);
+    EXPECT_EQ(left->push_back(7), OK);
+    EXPECT_EQ(flattened(*left), flat(2, 1, 32, 5, {"\7\0", 2}));
   }
 }
 

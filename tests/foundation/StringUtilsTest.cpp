@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/StringUtils.hpp"
+#include "tests/support/FailingAllocations.hpp"
 
 #include <gtest/gtest.h>
 
@@ -21,11 +22,34 @@ TEST(StringUtils, TrimsAndKeepsTheFirstOfARun) {
   StringUtils::trim(nullptr, ' ', &text);
   EXPECT_EQ(text, "");
   StringUtils::trim("a", ' ', nullptr);
+  for (char const *const blank : {"", " ", "   "}) {
+    text = "stale";
+    StringUtils::trim(blank, ' ', &text);
+    EXPECT_EQ(text, "");
+  }
+  StringUtils::trim("\xE4\xE4\x80", '\xE4', &text);
+  EXPECT_EQ(text, "\x80");
+}
+
+TEST(StringUtils, WithoutMemoryTrimIsEmptyAndSplitAddsNothing) {
+  std::string const text(100, 'x'), two = text + "," + text;
+  std::string trimmed = "stale";
+  Fields fields = {"kept"};
+  fail_allocation(0);
+  StringUtils::trim(text.c_str(), ' ', &trimmed);
+  EXPECT_TRUE(stop_failing());
+  EXPECT_EQ(trimmed, "");
+  for (int passed = 0; passed < 2; ++passed) {
+    fail_allocation(passed);
+    StringUtils::split(two.c_str(), ',', &fields);
+    EXPECT_TRUE(stop_failing());
+    EXPECT_EQ(fields, Fields{"kept"});
+  }
 }
 
 TEST(StringUtils, EachClassHasItsMembers) {
   // A class is told by which of these it takes: control, space, punctuation, digit, then letters.
-  std::string const samples = "\x01 .7Ggf";
+  std::string const samples = "\x01 .7Ggf", none = "\xFF"; // which none takes
   struct {
     StringUtils::CharacterClass character_class;
     char const *others;
@@ -38,12 +62,12 @@ TEST(StringUtils, EachClassHasItsMembers) {
   for (auto const &c : cases) {
     SCOPED_TRACE(c.character_class);
     Fields fields;
-    StringUtils::split(samples.c_str(), c.character_class, &fields);
+    StringUtils::split((samples + none).c_str(), c.character_class, &fields);
     std::string others;
     for (std::string const &field : fields) {
       others += field;
     }
-    EXPECT_EQ(others, c.others);
+    EXPECT_EQ(others, c.others + none);
   }
 }
 

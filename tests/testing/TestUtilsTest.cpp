@@ -80,16 +80,30 @@ TEST(TestUtils, ReportsFailuresAndInVerboseModeTheRest) {
                test.check_equal(INFINITY, NAN) || test.check(true) || test.is_ok());
   test.enable_verbose();
   test.describe("Checking %s", "sum");
-  test.ignore(), test.check(true), test.msg("%d%%", 5), test.msg(nullptr);
+  test.ignore(), test.check(true), test.msg("%d%%", 5), test.msg(nullptr), test.check(true);
   EXPECT_TRUE(test.verbose_err_code(0) && !test.verbose_err_code(0x12A4B) && test.result() == 1);
   std::string const at = ": FAILURE - description on next line\n";
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "*** Finished running 6 tests --- Result:  SUCCESS  ***\na.cpp:12" + at + FAIL + ":-1" +
                 at + FAIL + FAIL + "\t1 != 1.5, differ by 0.5\n" + FAIL +
                 "\t1 != nan, differ by nan\n" + FAIL +
-                "\tinf != nan\nignored (13)\nChecking sum..." + std::string(50, ' ') +
-                "  ok\n5%(no error)\n(err_code = 2A4Bh)\n" +
-                "*** Finished running 14 tests --- Result:  FAILURE  ***\n");
+                "\tinf != nan\nignored (13)\nChecking sum..." + std::string(50, ' ') + "  ok\n5%" +
+                std::string(67, ' ') + "ok\n(no error)\n(err_code = 2A4Bh)\n" +
+                "*** Finished running 15 tests --- Result:  FAILURE  ***\n");
+}
+
+TEST(TestUtils, ItsSwitchesAreRead) {
+  for (bool const is_on : {true, false}) {
+    TestUtils test(/*needs_hardware=*/false, /*auto_exit=*/is_on);
+    EXPECT_EQ(test.autoexit_selected(), is_on);
+    test.set_autoexit(!is_on);
+    EXPECT_EQ(test.autoexit_selected(), !is_on);
+    EXPECT_FALSE(test.verbose_enabled());
+    test.enable_verbose();
+    EXPECT_TRUE(test.verbose_enabled());
+    test.disable_verbose();
+    EXPECT_FALSE(test.verbose_enabled());
+  }
 }
 
 TEST(TestUtils, DescriptionsFillTheirColumns) {
@@ -116,11 +130,13 @@ TEST(TestUtils, ReadsTheCommandLine) {
     testing::internal::CaptureStderr();
     TestUtils test(/*needs_hardware=*/false, /*auto_exit=*/false);
     test.verbose_stream << "lost";
+    test.describe("Forgotten at the start");
     std::vector<char const *> argv = {"t"};
     argv.insert(argv.end(), c.options.begin(), c.options.end());
     test.init(static_cast<int>(argv.size()), const_cast<char **>(argv.data()));
     test.verbose_stream << "told";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), BANNER + c.report);
+    test.check(false);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), BANNER + c.report + FAIL);
   }
 }
 
