@@ -49,6 +49,11 @@ unsigned long move_by_growth(CharArray &array) {
   return result == OK && array.data() == before ? BOUND : result;
 }
 
+unsigned long set_size_and_back(CharArray &array) {
+  array.set_size(64);
+  return array.size() == 64 ? array.resize(3) : NO_MEMORY;
+}
+
 } // namespace
 
 struct OwnStorage : Array {
@@ -111,6 +116,7 @@ TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
       {"grow far", [](A a) { return a.resize(MAX); }, NO_MEMORY, 32, "abc"},
       {"shrink", [](A a) { return a.resize(1); }, OK, 32, "a"},
       {"set size", [](A a) { return a.resize(1), a.set_size(3), OK; }, OK, 32, "abc"},
+      {"set size to 64", [](A a) { return set_size_and_back(a); }, OK, 64, "abc"},
       {"set size far", [](A a) { return a.set_size(MAX), OK; }, OK, 32, "abc"},
       {"truncate", [](A a) { return a.set_capacity(2, true); }, OK, 2, "ab"},
       {"reserve", [](A a) { return a.set_capacity(99, true); }, OK, 99, "abc"},
@@ -200,7 +206,8 @@ TEST(Array, MovingTakesTheStorageAndLeavesAnEmptyArray) {
                 std::is_nothrow_move_assignable_v<CharArray>);
   short const numbers[] = {1, 2, 3};
   std::string const form = flat(2, 3, 32, 5, {"\1\0\2\0\3\0", 6});
-  std::vector<ShortArray> arrays = {ShortArray(numbers, 3), {}, ShortArray(numbers, 1)};
+  std::vector<ShortArray> arrays = {ShortArray(numbers, 3), ShortArray(numbers, 1),
+                                    ShortArray(numbers, 1)};
   arrays[0].set_step_size(5);
   void const *const storage = arrays[0].data();
   arrays[1] = std::move(arrays[0]);

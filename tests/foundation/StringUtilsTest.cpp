@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cwchar>
 
 using namespace Ostrel;
 
@@ -81,6 +82,7 @@ TEST(StringUtils, SplitsAtEveryDelimiterAndAppends) {
 }
 
 constexpr char UNTOUCHED = '#';
+constexpr auto NO_CHARACTER = static_cast<wint_t>(0xFFFE); // which the C locale does not know
 
 TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
   constexpr int NEGATIVE = INT_MIN;
@@ -104,6 +106,9 @@ TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
   EXPECT_LT(ovra_snprintf(nullptr, 4, "%s", "a"), 0);
   char const *no_format = nullptr;
   char buffer = UNTOUCHED;
+  EXPECT_LT(ovra_snprintf(&buffer, 1, "%lc", NO_CHARACTER), 0);
+  EXPECT_EQ(buffer, '\0');
+  buffer = UNTOUCHED;
   EXPECT_EQ(ovra_snprintf(&buffer, 1, no_format, 1), 0);
   EXPECT_EQ(buffer, '\0');
 }

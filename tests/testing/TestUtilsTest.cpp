@@ -24,6 +24,7 @@ std::string const BANNER = "\n*** t  ***\nRunning tests...\n",
 
 // Starts, and ends in the way of that number.
 Role const end("end", [](Role::Arguments const &arguments) {
+  static char buffer[BUFSIZ]; // which the C library takes also after the first output
   void (*const ways[])(TestUtils &) = {
       [](TestUtils &) {},
       [](TestUtils &t) { t.exit(); },
@@ -31,7 +32,7 @@ Role const end("end", [](Role::Arguments const &arguments) {
       [](TestUtils &t) { t.set_autoexit(true), t.check_close(1, 2, 1); },
       [](TestUtils &t) { t.set_autoexit(true), t.fatal_check(false, "x"); },
       [](TestUtils &t) { t.fatal_check(false, "No %s"); },
-      [](TestUtils &t) { std::setvbuf(stderr, nullptr, _IOFBF, BUFSIZ), t.fatal_error(nullptr); },
+      [](TestUtils &t) { std::setvbuf(stderr, buffer, _IOFBF, BUFSIZ), t.fatal_error(nullptr); },
   };
   char name[] = "/build/.libs/lt-t", *argv[] = {name, nullptr};
   TestUtils test(1, argv, /*needs_hardware=*/true, /*auto_exit=*/false);
@@ -49,6 +50,7 @@ TEST(TestUtils, EndsTheProgram) {
   } const cases[] = {{"yes", "s", 0, 3, ""},
                      {"true", nullptr, 0, 3, ""},
                      {"TRUE", nullptr, 0, 0, skipped},
+                     {"1", nullptr, 0, 0, skipped},
                      {"", nullptr, 0, 0, skipped},
                      {nullptr, nullptr, 0, 3, ""},
                      {nullptr, "", 0, 0, skipped},
@@ -123,13 +125,15 @@ TEST(TestUtils, ReadsTheCommandLine) {
   struct {
     std::vector<char const *> options;
     std::string report;
-  } const cases[] = {{{"-v", "-q"}, verbose},
+  } const cases[] = {{{}, ""},
+                     {{"-v", "-q"}, verbose},
                      {{"-q", "--verbose", "-x", "-v"}, verbose + verbose + "told"},
                      {{"-v", "--quiet", "verbose", "-V", "--", nullptr, "-verbose", ""}, verbose}};
   for (auto const &c : cases) {
     testing::internal::CaptureStderr();
     TestUtils test(/*needs_hardware=*/false, /*auto_exit=*/false);
     test.verbose_stream << "lost";
+    test.enable_verbose();
     test.describe("Forgotten at the start");
     std::vector<char const *> argv = {"t"};
     argv.insert(argv.end(), c.options.begin(), c.options.end());
