@@ -4,6 +4,7 @@
 #include "tests/support/Files.hpp"
 #include "torture/support/Torture.hpp"
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -47,6 +48,17 @@ Holdings look() {
   std::ifstream("/proc/self/statm") >> size >> resident;
   return {resident * (sysconf(_SC_PAGESIZE) / 1024), count_mappings(),
           count_entries("/proc/self/fd"), count_entries("/proc/self/task")};
+}
+
+// Whether each signal still does what it does in a program without the library.
+bool are_signals_default() {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    struct sigaction action = {};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL) {
+      return false;
+    }
+  }
+  return true;
 }
 
 template <typename Function> Function *symbol(void *library, char const *name) {
@@ -137,6 +149,9 @@ void load_and_unload(Torture &torture, unsigned int round) {
   dlclose(is_library_first ? plugin : library);
   if (dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_NOLOAD) != nullptr) {
     torture.fault("round %u: the library stays", round);
+  }
+  if (!are_signals_default()) {
+    torture.fault("round %u: a signal's handler is left behind", round);
   }
 }
 

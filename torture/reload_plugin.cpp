@@ -8,7 +8,10 @@
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
 
+#include <atomic>
 #include <memory>
+
+#include <sched.h>
 
 using namespace Ostrel;
 
@@ -32,9 +35,28 @@ unsigned int work(void *mutex) {
   return 0;
 }
 
+unsigned int compute(void *is_there) {
+  static_cast<std::atomic<bool> *>(is_there)->store(true);
+  for (;;) {
+  }
+}
+
+// Ends a thread by force.
+bool stop_thread() {
+  std::atomic<bool> is_there{false};
+  std::unique_ptr<IThread> const thread(Platform::create_thread(compute, &is_there, false));
+  if (!thread->start()) {
+    return false;
+  }
+  while (!is_there) {
+    sched_yield();
+  }
+  return thread->stop() && thread->wait_for_exit(OVRA_INFINITE);
+}
+
 } // namespace
 
-// Whether a thread that logs, and a mutex with a name, can be had.
+// Whether a thread that logs, one that is ended by force, and a mutex with a name work.
 extern "C" OSTBASE_API bool use_library(char const *mutex_name);
 
 bool use_library(char const *mutex_name) {
@@ -42,7 +64,8 @@ bool use_library(char const *mutex_name) {
   Win32Mutex mutex(false, mutex_name, false, nullptr, &result);
   std::unique_ptr<IThread> const thread(Platform::create_thread(work, &mutex, false));
   return result == RESULT_SUCCESS && mutex.acquire() && mutex.release() && thread->start() &&
-         thread->wait_for_exit(OVRA_INFINITE) && mutex.acquire() && mutex.release();
+         thread->wait_for_exit(OVRA_INFINITE) && mutex.acquire() && mutex.release() &&
+         stop_thread();
 }
 
 // Whether a source can be had.

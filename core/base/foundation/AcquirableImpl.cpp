@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/AcquirableImpl.hpp"
 
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -9,7 +9,7 @@ namespace Ostrel {
 
 AcquirableImpl::AcquirableImpl(bool flag) : mutex_(Platform::create_mutex(flag)) {}
 
-OSTBASE_WAITS bool AcquirableImpl::acquire() {
+OSTBASE_TERMINATION_POINT bool AcquirableImpl::acquire() {
   return mutex_ != nullptr && mutex_->acquire();
 }
 

@@ -2,13 +2,14 @@
 #include "core/base/foundation/AcquirableLock.hpp"
 
 #include "core/base/foundation/IAcquirable.hpp"
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 
 namespace Ostrel {
 
-OSTBASE_WAITS AcquirableLock::AcquirableLock(IAcquirable &target) : AcquirableLock(&target) {}
+OSTBASE_TERMINATION_POINT AcquirableLock::AcquirableLock(IAcquirable &target)
+    : AcquirableLock(&target) {}
 
-OSTBASE_WAITS AcquirableLock::AcquirableLock(IAcquirable *target)
+OSTBASE_TERMINATION_POINT AcquirableLock::AcquirableLock(IAcquirable *target)
     : target_(target), acquired_(target != nullptr && target->acquire()) {}
 
 AcquirableLock::~AcquirableLock() {
@@ -17,7 +18,7 @@ AcquirableLock::~AcquirableLock() {
   }
 }
 
-OSTBASE_WAITS bool AcquirableLock::acquire() {
+OSTBASE_TERMINATION_POINT bool AcquirableLock::acquire() {
   if (!acquired_ && target_ != nullptr) {
     acquired_ = target_->acquire();
   }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/IConditionVariable.hpp"
 
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 
 namespace Ostrel {
 
-OSTBASE_WAITS bool IConditionVariable::acquire() {
+OSTBASE_TERMINATION_POINT bool IConditionVariable::acquire() {
   return lock_mutex();
 }
 

@@ -8,8 +8,9 @@ namespace Ostrel {
 /// A thread that runs one routine. Made by `Platform::create_thread`; the caller deletes it, which
 /// leaves the thread running.
 ///
-/// One thread at a time controls it. Times are in milliseconds; `OVRA_INFINITE`, and what is above
-/// it, means to wait without limit.
+/// One thread at a time controls it, except that any thread may call `stop` while another is in
+/// `wait_for_exit`. Times are in milliseconds; `OVRA_INFINITE` and larger values mean to wait
+/// without limit.
 class OSTBASE_API IThread {
 public:
   /// What a thread runs; returns an exit code. An exception that leaves it ends the process.
@@ -21,26 +22,43 @@ public:
   /// The system's identifier of the thread that was started last; 0 before `start`.
   virtual unsigned long get_id() const = 0;
 
-  /// Starts the thread. May be called again once it is not running any more.
-  /// @return false for a null routine, when it is running already, and when no thread can be had.
+  /// Starts the thread. May be called again after `stop` and `wait_for_exit`.
+  /// @return false for a null routine, if it is running already, and if the system starts no
+  /// thread;
+  ///         `wait_for_exit` then returns false.
   virtual bool start() = 0;
 
-  /// Ends the thread by force; it gets no chance to clean up, and runs no destructors.
+  /// Ends the thread by force: nothing of its stack is unwound, and no destructor of its variables
+  /// runs. Waits up to 100 ms for the end. Mutexes of this library that the thread holds are
+  /// abandoned; everything else that it holds (memory, a lock of the program's) stays as it is.
   ///
-  /// It ends at the first point at which neither the C library, the loader, libxml2 nor an
-  /// operation of this library has begun something for it that others would wait for: computing,
-  /// sleeping and waiting are such points. So the process goes on unharmed, but for what the
-  /// routine itself holds: a mutex of this library is then abandoned, everything else stays as it
-  /// is. Waits for the end, 100 ms at most: a thread that blocks inside a call which holds
-  /// something (a read of a stream) ends later, when that call returns. So does one that waits for
-  /// another's load of a library.
-  /// @return true also when it is not running; false when it could not be reached, since the system
-  ///         has no timer or signal for it. It counts as not running either way.
+  /// On POSIX systems the thread looks at its own stack, again and again, and ends as soon as no
+  /// call of the C library, the loader, libxml2 or this library is on it. Excepted are system calls
+  /// that hold nothing while they wait (sleep, read, poll and the like) and the waits of this
+  /// library's sleeps, key presses, threads, condition variables and mutexes without a name. What
+  /// such a call has just received (bytes, a connection) is lost with the thread. This means:
+  /// - A thread in another call ends after the call: one that waits for a lock, a semaphore or a
+  ///   condition of the C library's, in a read of a stream, or in a callback of `qsort`. A thread
+  ///   that is hardly ever outside such calls (a loop over `fflush`) may run on for long.
+  /// - The signal for the look is the highest real-time signal that has its default action at the
+  ///   first `stop`. From then on the program must leave it alone. The library puts it back when it
+  ///   is unloaded. A thread that blocks this signal is not ended.
+  /// - The C library does not notice the end, and keeps some kilobytes that it had for the thread.
+  ///   If the program changes its user (`setuid`) at the same moment, the change may wait for the
+  ///   thread for ever.
+  /// - An allocator or a compiler's run-time library that is linked into the program itself counts
+  /// as
+  ///   the program: the locks in it stay locked.
+  /// @return true also if it is not running, or ends later. False if the system has no timer or
+  /// signal
+  ///         for it, and always with a processor or C library on which the look is not known to be
+  ///         safe (other than x86-64 and 64-bit ARM, glibc before 2.35). It counts as not running
+  ///         either way.
   virtual bool stop() = 0;
 
   /// Waits until the routine has returned and the thread has ended. Afterwards the thread counts as
-  /// not running, also when it is: see the result.
-  /// @return true when it has ended; false on time-out, and when it was never started.
+  /// not running, even if it has not ended.
+  /// @return true if it has ended; false on time-out, and if it was never started.
   virtual bool wait_for_exit(unsigned long timeout) = 0;
 
 protected:

@@ -2,7 +2,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
@@ -22,13 +22,13 @@ constexpr unsigned long LONGEST_SLEEP_MS = INFINITE - 1; // in one call: INFINIT
 
 ClassCategory win32_platform_category("Ostrel.Core.Base.Win32Platform");
 
-OSTBASE_WAITS void Platform::millisecond_sleep(unsigned long milliseconds) {
+OSTBASE_TERMINATION_POINT void Platform::millisecond_sleep(unsigned long milliseconds) {
   while (milliseconds > LONGEST_SLEEP_MS) {
     Sleep(static_cast<DWORD>(LONGEST_SLEEP_MS));
     milliseconds -= LONGEST_SLEEP_MS;
   }
   Sleep(static_cast<DWORD>(milliseconds));
-  stay_on_stack();
+  prevent_tail_call();
 }
 
 double Platform::get_timestamp() {

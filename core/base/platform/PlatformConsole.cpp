@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -18,13 +18,13 @@ bool Platform::input_ready(std::FILE *stream) {
   return stream != nullptr && _fileno(stream) == 0 && _kbhit() != 0;
 }
 
-OSTBASE_WAITS char Platform::get_char() {
+OSTBASE_TERMINATION_POINT char Platform::get_char() {
   int const key = _getche();
-  stay_on_stack();
+  prevent_tail_call();
   return static_cast<char>(key);
 }
 
-OSTBASE_WAITS bool Platform::get_line(std::string *line) try {
+OSTBASE_TERMINATION_POINT bool Platform::get_line(std::string *line) try {
   if (line == nullptr) {
     return true;
   }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Win32ConditionVariable.hpp"
 
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/Timeout.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -89,7 +89,7 @@ bool Win32ConditionVariable::is_acquired() const {
   return mutex_.is_acquired();
 }
 
-OSTBASE_WAITS bool Win32ConditionVariable::lock_mutex() {
+OSTBASE_TERMINATION_POINT bool Win32ConditionVariable::lock_mutex() {
   return mutex_.acquire();
 }
 
@@ -97,7 +97,7 @@ bool Win32ConditionVariable::unlock_mutex() {
   return mutex_.release();
 }
 
-OSTBASE_WAITS bool Win32ConditionVariable::wait(unsigned long timeout, bool auto_lock) {
+OSTBASE_TERMINATION_POINT bool Win32ConditionVariable::wait(unsigned long timeout, bool auto_lock) {
   if (auto_lock) {
     mutex_.acquire_for_certain();
   }
@@ -105,7 +105,7 @@ OSTBASE_WAITS bool Win32ConditionVariable::wait(unsigned long timeout, bool auto
   if (!auto_lock) {
     mutex_.acquire_for_certain();
   }
-  stay_on_stack();
+  prevent_tail_call();
   return is_released;
 }
 

@@ -2,7 +2,7 @@
 #include "core/base/platform/Win32Mutex.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
@@ -37,7 +37,7 @@ Win32Mutex::~Win32Mutex() {
   }
 }
 
-OSTBASE_WAITS bool Win32Mutex::acquire() {
+OSTBASE_TERMINATION_POINT bool Win32Mutex::acquire() {
   DWORD const outcome = WaitForSingleObject(handle_, INFINITE);
   if (outcome == WAIT_OBJECT_0) {
     acquired_.store(true, std::memory_order_relaxed);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Win32Thread.hpp"
 
-#include "core/base/foundation/Waits.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/Timeout.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -41,7 +41,7 @@ bool Win32Thread::start() {
 }
 
 // A thread may stop itself, and then waits here for its end.
-OSTBASE_WAITS bool Win32Thread::stop() {
+OSTBASE_TERMINATION_POINT bool Win32Thread::stop() {
   if (!running_) {
     return true;
   }
@@ -49,7 +49,7 @@ OSTBASE_WAITS bool Win32Thread::stop() {
   return TerminateThread(handle_, 1) != FALSE;
 }
 
-OSTBASE_WAITS bool Win32Thread::wait_for_exit(unsigned long timeout) {
+OSTBASE_TERMINATION_POINT bool Win32Thread::wait_for_exit(unsigned long timeout) {
   running_ = false;
   return handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Threads that are ended by force. Windows does not promise that it goes well. The torture does it
-// in more places, and looks at what becomes of the others.
+// Threads that are ended by force. Windows does not promise that it goes well. The torture ends
+// them in more places, and looks at what becomes of the other threads.
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -47,12 +46,9 @@ struct Counted {
   }
 };
 
-// Computes, with all signals blocked and the stack being unwound by its own exceptions.
+// Computes, with the stack being unwound by its own exceptions.
 unsigned int work_without_end(void * /*argument*/) {
   Counted const here;
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, nullptr);
   is_there = true;
   for (;;) {
     try {
@@ -100,14 +96,14 @@ TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
   auto const thread = start_and_meet(
       [](void *argument) -> unsigned int {
         is_there = true;
+        std::fgetc(static_cast<std::FILE *>(argument));
         for (;;) {
-          std::fgetc(static_cast<std::FILE *>(argument));
         }
       },
       stream);
   EXPECT_TRUE(thread->stop());
   ASSERT_EQ(write(ends[1], "x", 1), 1);
   EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
-  EXPECT_EQ(ftrylockfile(stream), 0) << "nobody holds the stream";
+  EXPECT_EQ(ftrylockfile(stream), 0) << "no thread holds the stream";
   close(ends[1]);
 }

@@ -5,9 +5,18 @@
 
 #include <pthread.h>
 
+// There if the process runs under that sanitizer.
+extern "C" __attribute__((weak)) void __asan_init();
+extern "C" __attribute__((weak)) void __tsan_init();
 extern "C" __attribute__((weak)) void __tsan_release(void *address);
 
 namespace Ostrel {
+
+/// Whether the process runs under a sanitizer, which takes the end of a thread without its last
+/// steps for a fault.
+inline bool is_sanitized() noexcept {
+  return __asan_init != nullptr || __tsan_init != nullptr;
+}
 
 /// Tells the thread sanitizer, if it watches, of a release store by a thread that is ended in a
 /// system call: it takes the call for going on, and looks at no atomic operation meanwhile.

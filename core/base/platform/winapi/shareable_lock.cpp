@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/winapi/shareable_lock.hpp"
 
+#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/wait.hpp"
 
 namespace Ostrel {
@@ -51,6 +52,7 @@ bool ShareableLock::take(bool alone, DWORD milliseconds) noexcept {
   if (try_to_take(alone, &state)) {
     return true;
   }
+  NotCancelled const here; // a thread that ended in the wait would leave WANTED set
   Deadline const deadline(milliseconds);
   bool is_in_time = true;
   do {

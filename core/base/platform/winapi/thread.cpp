@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // _beginthreadex and TerminateThread, on POSIX threads, which can be cancelled but not ended.
 //
-// A thread that is to be ended gets a signal. Where the handler finds that nothing is begun that
-// others would wait for (safe_point.cpp), the thread leaves through the system's own call for that,
-// from inside the handler: nothing of its stack is unwound and no destructor of its variables runs.
-// Elsewhere the thread goes on, and ends when the call returns that holds it up, or when a timer of
-// the thread asks again.
+// A thread that is to be ended gets a real-time signal from a timer of its own, in growing pauses.
+// The handler ends it, through the system's own call and without unwinding, if the stack shows that
+// nothing is begun which other threads would wait for (safe_point.cpp). Otherwise the thread goes
+// on until the next signal.
 //
-// The signal is one that the C library keeps for itself and therefore never lets a program block.
-// Its own use of it (changing the user of all threads) is passed on, to the end: it waits for the
-// answer of each thread, except of one that the system does not know. It would mistake the values
-// of a thread's keys for those of the next thread that it gives the same stack, so they are
-// cleared.
+// The C library does not see such an end. It would take the values of the thread's keys for those
+// of the next thread that gets the same stack, so they are cleared, and it releases the stack only
+// when the thread is joined, so every thread is.
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"
@@ -21,68 +18,55 @@
 #include "core/base/platform/winapi/wait.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <climits>
 #include <csignal>
-#include <ctime>
 #include <memory>
 #include <new>
 #include <utility>
 
-#include <pthread.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 namespace Ostrel {
 
 namespace {
 
-constexpr int SIGNAL = __SIGRTMIN + 1;
 constexpr DWORD PATIENCE_MS = 100; // of TerminateThread, for a thread that cannot be ended at once
 
-void keep_forking_thread() noexcept;
+void adjust_child() noexcept;
 
-ForkMutex threads_guard{keep_forking_thread};
+ForkMutex threads_guard{adjust_child};
 
-// Nobody is cancelled or ended who holds it.
+// The holder is neither cancelled nor ended.
 class ThreadsLock {
 private:
   NotCancelled here_;
   ForkLock lock_{threads_guard};
 };
 
-// It belongs to two: who has its handle, and the thread. The last of them deletes it.
+// Owned by two: its handle and the thread itself. The last of them deletes it.
 class Thread final : public Handle {
 public:
   Thread(ThreadRoutine routine, void *argument) noexcept : routine_(routine), argument_(argument) {}
 
-  // Gives the thread's identifier; 0, with `errno`, when no thread can be had.
-  DWORD start(std::size_t stack_size) noexcept;
+  // Returns the thread's identifier; 0, with `errno`, if no thread can be started.
+  DWORD start() noexcept;
 
   DWORD wait(DWORD milliseconds) noexcept override;
   BOOL terminate() noexcept override;
   void close() noexcept override;
 
-  // For the thread that has forked, in the child.
-  void move_to_child() noexcept;
+  void move_to_child() noexcept; // for the thread that has forked
+  static void on_signal(int signal, siginfo_t *info, void *context) noexcept;
 
 private:
   enum State : std::uint32_t { RUNNING, ENDED, TERMINATED };
-  enum class Stack { TAKEN, LOOKED_AFTER, GIVEN_BACK };
 
   static void *main(void *thread);
   static void leave(void *thread) noexcept;
-  static void on_signal(int signal, siginfo_t *info, void *context) noexcept;
-  [[noreturn]] static void end_after_call() noexcept;
-  static bool take_signal() noexcept;
-  static void release_gone() noexcept;
 
-  bool ask() noexcept;
-  bool ask_in(std::int64_t nanoseconds) const noexcept;
-  void drop_timer() noexcept;
-  void ask_again(bool is_asleep) noexcept;
-  void end_if_safe(ucontext_t const &context) noexcept;
+  bool request_end() noexcept;
+  void cancel_request() noexcept;
+  void signal_later() noexcept;
   [[noreturn]] void end_here() noexcept;
   bool is_of_parent() const noexcept { return getpid() != process_; }
   bool is_gone() noexcept;
@@ -93,203 +77,134 @@ private:
   pthread_t thread_{};
   std::atomic<std::uint32_t> id_{0};          // set by the thread; waited for
   std::atomic<std::uint32_t> state_{RUNNING}; // changes under threads_guard; waited for
-  // Guarded by threads_guard, and atomic: the thread sanitizer sees no mutex in a signal handler.
-  std::atomic<bool> is_closed_{false};
-  std::atomic<Stack> stack_{Stack::TAKEN};
-  bool is_asked_ = false;     // guarded by threads_guard: it is being terminated, and has a timer
-  timer_t timer_{};           // when it is asked
-  unsigned int attempts_ = 0; // the thread's: how often it could not be ended
-  unsigned int slowness_ = 1; // the thread's: by how much the next pause is longer
-  TurnedCall turned_;         // the thread's: the call after which it ends
-  Thread *next_ = nullptr;    // of those that are gone
+  bool is_closed_ = false;                    // this and the next three: guarded by threads_guard
+  bool is_joined_ = false;
+  bool is_requested_ = false; // it is to end, and has a timer
+  timer_t timer_{};
+  long pause_ns_ = 50000; // until the next signal, at first; the thread's
 };
-
-// Terminated when nobody had their handles any more: the next caller gives their stacks back.
-std::atomic<Thread *> gone{nullptr};
 
 thread_local Thread *this_thread __attribute__((tls_model("initial-exec"))) = nullptr;
 thread_local TerminationHook const *this_hook __attribute__((tls_model("initial-exec"))) = nullptr;
 
 // --- The signal -------------------------------------------------------------------------------
 
-// The kernel's own form: the C library gives nobody access to this signal.
-struct Action {
-  void (*handler)(int, siginfo_t *, void *);
-  unsigned long flags;
-  void (*restorer)();
-  std::uint64_t mask;
-};
+// The signal, from the first forced end until the library is unloaded. Guarded by threads_guard.
+struct EndSignal {
+  constexpr EndSignal() noexcept = default;
+  EndSignal(EndSignal const &) = delete;
+  EndSignal &operator=(EndSignal const &) = delete;
 
-Action library_action{}; // what the C library does with the signal; guarded by threads_guard
-
-long exchange_action(Action const *action, Action *old) noexcept {
-  return syscall(SYS_rt_sigaction, SIGNAL, action, old, sizeof(action->mask));
-}
-
-// What the C library knows the thread by stands where the kernel is to write that it is gone.
-// Replaced by what no thread has, so that the library waits for no answer any more. Not every
-// kernel tells the place.
-void hide_from_library() noexcept {
-  constexpr int NO_THREAD = INT_MAX;
-  int *place = nullptr;
-  if (prctl(PR_GET_TID_ADDRESS, &place, 0, 0, 0) == 0 && place != nullptr && *place == gettid()) {
-    __atomic_store_n(place, NO_THREAD, __ATOMIC_RELEASE);
+  // A thread that has not ended yet keeps its timer, whose signal then must not end the process.
+  ~EndSignal() {
+    ThreadsLock const lock;
+    struct sigaction action = {};
+    if (number != 0 && set_action(number, nullptr, &action) == 0 &&
+        action.sa_sigaction == Thread::on_signal) {
+      action = {};
+      action.sa_handler = requests > 0 ? SIG_IGN : SIG_DFL;
+      set_action(number, &action, nullptr);
+    }
+    number = 0;
   }
-}
 
-// The C library's own signal reaches the thread to the last moment. Who had read its number before
-// that was replaced has another moment to send it; a sender that is held up longer than that waits
-// for an answer that does not come.
-[[noreturn]] void vanish() noexcept {
-  std::uint64_t const all_others = ~(std::uint64_t{1} << (SIGNAL - 1));
-  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &all_others, nullptr, sizeof(all_others));
-  // Under a sanitizer it sleeps for as long as the process lives: what that knows of the thread
-  // must not vanish.
-  while (is_sanitized()) {
-    syscall(SYS_rt_sigsuspend, &all_others, sizeof(all_others));
+  // Takes the highest real-time signal that has its default action. False if that cannot be.
+  bool take() noexcept {
+    set_action = set_action_of_c_library();
+    struct sigaction action = {};
+    action.sa_sigaction = Thread::on_signal;
+    action.sa_flags = SA_SIGINFO | SA_RESTART;
+    sigfillset(&action.sa_mask);
+    for (int signal = SIGRTMAX; set_action != nullptr && number == 0 && signal >= SIGRTMIN;
+         --signal) {
+      struct sigaction before = {};
+      bool const is_free =
+          set_action(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL;
+      number = is_free && set_action(signal, &action, nullptr) == 0 ? signal : 0;
+    }
+    return number != 0;
   }
-  hide_from_library();
-  timespec const moment = {0, 1};
-  syscall(SYS_nanosleep, &moment, nullptr);
-  for (;;) {
-    syscall(SYS_exit, 0);
-  }
-}
 
-void clear_keys() noexcept {
-  for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key) {
-    pthread_setspecific(key, nullptr);
-  }
-}
+  SetAction *set_action = nullptr;
+  int number = 0;            // 0: not taken
+  unsigned int requests = 0; // threads with a timer
+} end_signal;
 
-// Called in any thread, be it one that a sanitizer does not know yet.
-IN_HANDLER void Thread::on_signal(int signal, siginfo_t *info, void *context) noexcept {
-  if (info->si_code != SI_TIMER) {
-    library_action.handler(signal, info, context);
-    return;
-  }
+IN_HANDLER void Thread::on_signal(int /*signal*/, siginfo_t *info, void * /*context*/) noexcept {
   Thread *const self = this_thread;
-  if (self == nullptr || info->si_value.sival_ptr != self) {
+  if (info->si_code != SI_TIMER || self == nullptr || info->si_value.sival_ptr != self) {
     return;
   }
   int const error = errno;
-  self->end_if_safe(*static_cast<ucontext_t const *>(context));
+  if (not_ended_blocks == 0 && is_safe_point(reinterpret_cast<void const *>(main))) {
+    self->end_here();
+  }
+  self->signal_later();
   errno = error;
-}
-
-void Thread::end_if_safe(ucontext_t const &context) noexcept {
-  undo_turn(context, turned_);
-  auto const look = look_for_safe_point(context, reinterpret_cast<void const *>(main));
-  if (look.point == SafePoint::HERE && not_ended_blocks == 0) {
-    end_here();
-  }
-  turned_ = look.way_back != nullptr ? turn_way_back(look.way_back, end_after_call) : TurnedCall();
-  ask_again(/*is_asleep=*/look.point != SafePoint::SOON || turned_.way_back != nullptr);
-}
-
-void Thread::end_after_call() noexcept {
-  std::uint64_t const all = ~std::uint64_t{0};
-  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &all, nullptr, sizeof(all));
-  this_thread->end_here();
-}
-
-// Takes the signal from the C library, which gives it a handler with the first thread of the
-// process. False when it cannot be had. Needs threads_guard held.
-bool Thread::take_signal() noexcept {
-  Action action = {};
-  if (!knows_safe_points() || exchange_action(nullptr, &action) != 0 || action.handler == nullptr) {
-    return false;
-  }
-  if (action.handler == on_signal) {
-    return true;
-  }
-  library_action = action;
-  action.handler = on_signal;
-  action.flags |= SA_SIGINFO | SA_RESTART;
-  action.mask = ~std::uint64_t{0};
-  return exchange_action(&action, nullptr) == 0;
 }
 
 // --- The end by force -------------------------------------------------------------------------
 
-// Needs threads_guard held.
-bool Thread::ask() noexcept {
-  if (!take_signal()) {
+bool Thread::request_end() noexcept {
+  if (!end_signal.take()) {
     return false;
   }
   sigevent event = {};
   event.sigev_notify = SIGEV_THREAD_ID;
-  event.sigev_signo = SIGNAL;
+  event.sigev_signo = end_signal.number;
   event.sigev_value.sival_ptr = this;
   event._sigev_un._tid = static_cast<pid_t>(id_.load(std::memory_order_relaxed));
-  if (timer_create(CLOCK_MONOTONIC, &event, &timer_) != 0) {
-    return false;
+  is_requested_ = timer_create(CLOCK_MONOTONIC, &event, &timer_) == 0;
+  if (is_requested_) {
+    ++end_signal.requests;
+    signal_later();
   }
-  is_asked_ = ask_in(1);
-  if (!is_asked_) {
-    timer_delete(timer_);
-  }
-  return is_asked_;
+  return is_requested_;
 }
 
-bool Thread::ask_in(std::int64_t nanoseconds) const noexcept {
+void Thread::cancel_request() noexcept {
+  if (std::exchange(is_requested_, false)) {
+    timer_delete(timer_);
+    --end_signal.requests;
+  }
+}
+
+// The pauses grow slowly, since a thread that makes short calls without end is met outside of them
+// in one look of hundreds, up to what a thread may cost that cannot be ended for hours. They are
+// uneven, so that they do not meet a loop at the same place each time.
+IN_HANDLER void Thread::signal_later() noexcept {
+  constexpr long LONGEST_NS = 4000000;
+  constexpr long GROWTH = 256; // by one part in so many
   itimerspec when = {};
-  when.it_value.tv_nsec = nanoseconds;
-  return timer_settime(timer_, 0, &when, nullptr) == 0;
+  when.it_value.tv_nsec = pause_ns_;
+  pause_ns_ = std::min(pause_ns_ + pause_ns_ / GROWTH, LONGEST_NS);
+  timer_settime(timer_, 0, &when, nullptr);
 }
 
-// Needs threads_guard held.
-void Thread::drop_timer() noexcept {
-  if (std::exchange(is_asked_, false)) {
-    timer_delete(timer_);
-  }
-}
-
-// Soon, since most calls are short, but a thread that sleeps for long is not kept awake by the
-// question. Uneven, since a loop of the same length would be met at the same place each time.
-void Thread::ask_again(bool is_asleep) noexcept {
-  constexpr std::int64_t SOON_NS = 100000;
-  constexpr std::int64_t STEP_NS = 997;
-  constexpr unsigned int STEPS = 64;
-  constexpr unsigned int SLOWEST = 64;
-  slowness_ = is_asleep ? std::min(2 * slowness_, SLOWEST) : 1;
-  ask_in((SOON_NS + STEP_NS * (++attempts_ % STEPS)) * slowness_);
-}
-
+// All signals are blocked. Takes locks and memory, as the program itself may at a safe point.
 void Thread::end_here() noexcept {
-  for (TerminationHook const *hook = std::exchange(this_hook, nullptr); hook != nullptr;
-       hook = hook->outer()) {
+  if (auto *const word = std::exchange(word_slept_on, nullptr); word != nullptr) {
+    wake_one(word);
+  }
+  for (TerminationHook const *hook = this_hook; hook != nullptr; hook = hook->outer()) {
     hook->run();
   }
   abandon_held_mutexes();
-  clear_keys();
+  for (pthread_key_t key = 0; key < PTHREAD_KEYS_MAX; ++key) {
+    pthread_setspecific(key, nullptr);
+  }
   {
     ThreadsLock const lock;
-    drop_timer();
+    cancel_request();
     show_release(&state_);
     state_.store(TERMINATED, std::memory_order_release);
-    if (is_closed_) {
-      next_ = gone.load(std::memory_order_relaxed);
-      show_release(&gone);
-      while (!gone.compare_exchange_weak(next_, this, std::memory_order_release)) {
-      }
-    }
   }
   wake_all(&state_);
-  this_thread = nullptr; // the handler has nothing to do any more
-  vanish();
-}
-
-// What asks it to end stays with the parent's.
-void Thread::move_to_child() noexcept {
-  process_ = getpid();
-  id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_relaxed);
-  is_asked_ = false;
-}
-
-void keep_forking_thread() noexcept {
-  if (this_thread != nullptr) {
-    this_thread->move_to_child();
+  while (is_sanitized()) { // to which a thread that vanishes is a fault: it sleeps for ever
+    syscall(SYS_ppoll, nullptr, 0, nullptr, nullptr, 0);
+  }
+  for (;;) {
+    syscall(SYS_exit, 0);
   }
 }
 
@@ -299,7 +214,7 @@ BOOL Thread::terminate() noexcept {
   }
   {
     ThreadsLock const lock;
-    if (state_.load(std::memory_order_relaxed) == RUNNING && !is_asked_ && !ask()) {
+    if (state_.load(std::memory_order_relaxed) == RUNNING && !is_requested_ && !request_end()) {
       return fail(ERROR_GEN_FAILURE);
     }
   }
@@ -309,25 +224,32 @@ BOOL Thread::terminate() noexcept {
 
 // --- The life of a thread ---------------------------------------------------------------------
 
-// The stack of a thread that can be terminated ends here: it calls the routine itself. An exception
-// that comes as far ends the process; a thread that ends itself unwinds through here.
+// Timers and requests stay with the parent.
+void adjust_child() noexcept {
+  end_signal.requests = 0;
+  if (this_thread != nullptr) {
+    this_thread->move_to_child();
+  }
+}
+
+void Thread::move_to_child() noexcept {
+  process_ = getpid();
+  id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_relaxed);
+  is_requested_ = false;
+}
+
+// The look at the stack ends here, so it calls the routine itself.
 void *Thread::main(void *thread) {
   auto *const self = static_cast<Thread *>(thread);
   this_thread = self;
-  // First, and without a lock: who starts it may be forking, and then has all of them.
+  // First, and without a lock: the thread that waits for this may be forking and hold all locks.
   self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
   wake_all(&self->id_);
-  bool const is_told = call_at_thread_end(leave, self);
-  // Also when the thread ends itself.
-  struct AtReturn {
-    ~AtReturn() {
-      if (thread != nullptr) {
-        leave(thread);
-      }
-    }
-    Thread *const thread;
-  } const at_return = {is_told ? nullptr : self};
-  self->routine_(self->argument_); // nobody asks for the exit code
+  bool const is_end_noticed = call_at_thread_end(leave, self);
+  self->routine_(self->argument_); // its exit code has no reader
+  if (!is_end_noticed) {
+    leave(self);
+  }
   return nullptr;
 }
 
@@ -338,7 +260,7 @@ void Thread::leave(void *thread) noexcept {
   bool is_last = false;
   {
     ThreadsLock const lock;
-    self->drop_timer();
+    self->cancel_request();
     self->state_.store(ENDED, std::memory_order_release);
     is_last = self->is_closed_;
   }
@@ -349,21 +271,10 @@ void Thread::leave(void *thread) noexcept {
   }
 }
 
-DWORD Thread::start(std::size_t stack_size) noexcept {
-  release_gone();
-  { ThreadsLock const known_to_forks; } // for `move_to_child`, when the new thread makes one
-  pthread_attr_t attributes;
-  int error = pthread_attr_init(&attributes);
-  if (error == 0 && stack_size != 0) {
-    error = pthread_attr_setstacksize(
-        &attributes, std::max(stack_size, static_cast<std::size_t>(PTHREAD_STACK_MIN)));
-  }
-  if (error == 0) {
-    error = pthread_create(&thread_, &attributes, main, this);
-    pthread_attr_destroy(&attributes);
-  }
-  if (error != 0) {
-    errno = error;
+DWORD Thread::start() noexcept {
+  { ThreadsLock const known_to_forks; } // for `move_to_child`, if the new thread forks
+  errno = pthread_create(&thread_, nullptr, main, this);
+  if (errno != 0) {
     return 0;
   }
   Deadline const never(INFINITE);
@@ -382,7 +293,7 @@ DWORD Thread::wait(DWORD milliseconds) noexcept {
     }
     is_in_time = sleep_on(state_, RUNNING, deadline);
   }
-  // Its last steps tell nobody. Not awake: it may need the processor for them.
+  // No event tells of its last steps. Not awake meanwhile: it may need the processor for them.
   constexpr timespec NAP = {0, 20000};
   while (!is_gone()) {
     if (milliseconds == 0 || deadline.is_over()) {
@@ -393,53 +304,30 @@ DWORD Thread::wait(DWORD milliseconds) noexcept {
   return WAIT_OBJECT_0;
 }
 
+// A thread that is still to be ended keeps its stack and this object: nothing else could join it.
 void Thread::close() noexcept {
-  bool is_terminated = false;
   if (!is_of_parent()) {
     ThreadsLock const lock;
     is_closed_ = true;
-    std::uint32_t const state = state_.load(std::memory_order_acquire);
-    if (state == RUNNING) {
+    if (state_.load(std::memory_order_acquire) == RUNNING) {
       return;
     }
-    is_terminated = state == TERMINATED;
   }
-  if (is_terminated) {
-    wait(INFINITE);
-  } else if (!is_of_parent() && stack_.exchange(Stack::GIVEN_BACK) == Stack::TAKEN) {
-    pthread_detach(thread_); // it needs nobody for its last steps
-  }
+  wait(INFINITE);
   delete this;
 }
 
 // Whether a thread that has ended has also done its last steps: the library can be unloaded then,
-// and the stack is given back. The system tells one thread at a time.
+// and the stack is released.
 bool Thread::is_gone() noexcept {
-  Stack stack = Stack::TAKEN;
-  if (is_of_parent() || !stack_.compare_exchange_strong(stack, Stack::LOOKED_AFTER)) {
-    return stack != Stack::LOOKED_AFTER;
+  ThreadsLock const lock;
+  if (!is_joined_ && !is_of_parent()) {
+    bool const never_exits = state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized();
+    bool const is_caller = pthread_equal(thread_, pthread_self()) != 0; // in its last steps
+    is_joined_ = (never_exits || is_caller ? pthread_detach(thread_)
+                                           : pthread_tryjoin_np(thread_, nullptr)) == 0;
   }
-  bool const sleeps_for_ever =
-      state_.load(std::memory_order_relaxed) == TERMINATED && is_sanitized();
-  bool const is_caller = pthread_equal(thread_, pthread_self()) != 0; // in its last steps
-  if (sleeps_for_ever || is_caller) {
-    pthread_detach(thread_);
-  } else if (pthread_tryjoin_np(thread_, nullptr) == EBUSY) {
-    stack_ = Stack::TAKEN;
-    return false;
-  }
-  stack_ = Stack::GIVEN_BACK;
-  return true;
-}
-
-void Thread::release_gone() noexcept {
-  Thread *thread = gone.exchange(nullptr, std::memory_order_acquire);
-  while (thread != nullptr) {
-    Thread *const next = thread->next_;
-    thread->wait(INFINITE);
-    delete thread;
-    thread = next;
-  }
+  return is_joined_ || is_of_parent();
 }
 
 } // namespace
@@ -458,7 +346,7 @@ TerminationHook::~TerminationHook() {
 
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id) {
-  if (security != nullptr || routine == nullptr || flags != 0) {
+  if (security != nullptr || stack_size != 0 || routine == nullptr || flags != 0) {
     errno = EINVAL;
     return 0;
   }
@@ -467,7 +355,7 @@ std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRou
     errno = ENOMEM;
     return 0;
   }
-  DWORD const started = thread->start(stack_size);
+  DWORD const started = thread->start();
   if (started == 0) {
     return 0;
   }

@@ -26,6 +26,11 @@ private:
   timespec moment_{};
 };
 
+/// What the thread sleeps on; null at first and while it is awake. Read by its signal handler: a
+/// thread that is ended in its sleep passes on a wake-up that it may have received.
+inline thread_local std::atomic<std::uint32_t> *volatile word_slept_on
+    __attribute__((tls_model("initial-exec"))) = nullptr;
+
 /// Sleeps while `word` has the value `expected`, until somebody wakes it or the deadline passes.
 /// @return false when the deadline has passed; true otherwise, possibly without reason.
 bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,

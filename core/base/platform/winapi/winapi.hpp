@@ -306,23 +306,22 @@ BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept;
 // --- Threads: thread.cpp, safe_point.cpp ------------------------------------------------------
 
 /// Starts a thread and stores its identifier, unless `id` is null. The handle stays valid until
-/// CloseHandle, which leaves the thread running. Returns it as a number; 0 with `errno` when no
-/// thread can be had, EINVAL for security attributes and flags. A stack size of 0 is the default
-/// one. What the routine throws ends the process.
+/// CloseHandle, which leaves the thread running. Returns it as a number; 0 with `errno` if no
+/// thread can be started, EINVAL for security attributes, a stack size and flags. An exception that
+/// leaves the routine ends the process.
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id);
 
-/// Ends a thread from outside, at the first point at which neither the C library, the loader,
-/// libxml2 nor this library has begun something for it that others would wait for; its own locks do
-/// not delay it, and neither do blocked signals. Nothing of its stack is unwound, no destructor of
-/// its variables runs; mutexes that it holds are abandoned. Under a sanitizer it sleeps for ever
-/// instead.
+/// Ends a thread from outside, at the first point at which it is in no call of the C library, the
+/// loader, libxml2 or this library, waits that hold nothing excepted. Nothing of its stack is
+/// unwound, no destructor of its variables runs; mutexes that it holds are abandoned. Under a
+/// sanitizer it sleeps for ever instead.
 ///
-/// It has mostly ended when the call returns: one that is held up longer than 100 ms (a read of a
-/// stream blocks, which keeps the stream's lock) ends after the return, when it can. TRUE also when
-/// it had ended already. FALSE with ERROR_GEN_FAILURE when it cannot be reached, and
-/// ERROR_INVALID_HANDLE for what is no thread. Nobody asks for an exit code, so `exit_code` means
-/// nothing here.
+/// Waits up to 100 ms for that; a thread that cannot be ended earlier ends after the return. One
+/// that blocks the signal does not end. TRUE also if it had ended already. FALSE with
+/// ERROR_GEN_FAILURE if threads cannot be ended on this system, no signal is free or there is no
+/// timer, and ERROR_INVALID_HANDLE for what is no thread. Nothing reads exit codes, so `exit_code`
+/// means nothing here.
 BOOL TerminateThread(HANDLE thread, DWORD exit_code);
 
 namespace Ostrel {
