@@ -25,16 +25,16 @@ bool Win32Thread::start() {
     return false;
   }
   unsigned int id = 0;
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the call gives the handle as a number.
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the call returns the handle as a number.
   auto *const started = reinterpret_cast<void *>(_beginthreadex(
       /*security=*/nullptr, /*stack_size=*/0, routine_, argument_, /*flags=*/0, &id));
-  if (started == nullptr) {
-    return false;
-  }
   if (handle_ != nullptr) {
     CloseHandle(handle_);
   }
   handle_ = started;
+  if (started == nullptr) {
+    return false;
+  }
   id_ = id;
   running_ = true;
   return true;
@@ -42,16 +42,15 @@ bool Win32Thread::start() {
 
 // A thread may stop itself, and then waits here for its end.
 OSTBASE_TERMINATION_POINT bool Win32Thread::stop() {
-  if (!running_) {
-    return true;
-  }
-  running_ = false;
-  return TerminateThread(handle_, 1) != FALSE;
+  return !running_.exchange(false) || TerminateThread(handle_, 1) != FALSE;
 }
 
+// Running until the wait is over: meanwhile another thread, or the routine itself, may stop it.
 OSTBASE_TERMINATION_POINT bool Win32Thread::wait_for_exit(unsigned long timeout) {
+  bool const has_ended =
+      handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;
   running_ = false;
-  return handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;
+  return has_ended;
 }
 
 } // namespace Ostrel

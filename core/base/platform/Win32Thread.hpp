@@ -3,11 +3,14 @@
 
 #include "core/base/platform/IThread.hpp"
 
+#include <atomic>
+
 namespace Ostrel {
 
 /// The thread of the operating system.
 ///
-/// Destroying it releases the system's handle, neither stops the thread nor waits for it.
+/// Destroying it releases the system's handle; it neither stops the thread nor waits for it. A
+/// thread whose forced end is still pending then keeps its stack when it has ended.
 class OSTBASE_API Win32Thread : public IThread {
 public:
   /// Creates no thread yet.
@@ -24,9 +27,9 @@ public:
   bool wait_for_exit(unsigned long timeout) override;
 
 private:
-  void *handle_ = nullptr; // of the thread that was started last; null before
+  void *handle_ = nullptr; // of the thread that the last `start` started; null if it started none
   unsigned long id_ = 0;
-  bool running_ = false; // started, and neither stopped nor waited for
+  std::atomic<bool> running_{false}; // started, and neither stopped nor waited for
   Routine routine_;
   void *argument_;
 };

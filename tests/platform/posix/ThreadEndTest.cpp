@@ -4,13 +4,17 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "tests/support/FailingAllocations.hpp"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include <pthread.h>
 #include <unistd.h>
@@ -57,6 +61,31 @@ unsigned int work_without_end(void * /*argument*/) {
     }
   }
 }
+
+// Whether a thread of this process sleeps in the system.
+bool is_asleep(pid_t thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string const text(std::istreambuf_iterator<char>(file), {});
+  std::size_t const state = text.rfind(')') + 2;
+  return state < text.size() && text[state] == 'S';
+}
+
+// A thread that stops itself once its owner waits for it.
+struct SelfStopping {
+  std::unique_ptr<IThread> thread{Platform::create_thread(run, this, false)};
+  pid_t const owner = gettid();
+  std::atomic<bool> is_waited_for{false}, has_gone_on{false};
+
+  static unsigned int run(void *argument) {
+    auto &self = *static_cast<SelfStopping *>(argument);
+    while (!self.is_waited_for || !is_asleep(self.owner)) {
+      sched_yield();
+    }
+    self.thread->stop();
+    self.has_gone_on = true;
+    return 0;
+  }
+};
 
 } // namespace
 
@@ -106,4 +135,24 @@ TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
   EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
   EXPECT_EQ(ftrylockfile(stream), 0) << "no thread holds the stream";
   close(ends[1]);
+}
+
+TEST(Thread, CanBeStoppedWhileItIsWaitedFor) {
+  SelfStopping stopping;
+  ASSERT_TRUE(stopping.thread->start());
+  stopping.is_waited_for = true;
+  EXPECT_TRUE(stopping.thread->wait_for_exit(OVRA_INFINITE));
+  EXPECT_FALSE(stopping.has_gone_on);
+}
+
+TEST(Thread, AStartThatFailsLeavesNoThreadToWaitFor) {
+  auto const thread = start([](void *) { return 0U; }, nullptr);
+  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
+  fail_allocation(0);
+  bool const is_started = thread->start();
+  stop_failing();
+  EXPECT_FALSE(is_started);
+  EXPECT_FALSE(thread->wait_for_exit(0));
+  EXPECT_TRUE(thread->start());
+  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
 }
