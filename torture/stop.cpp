@@ -89,6 +89,14 @@ int compare_without_end(void const * /*unused*/, void const * /*unused*/) {
   }
 }
 
+// Between the calls of a loop: a thread that did nothing else would seldom be met outside of them.
+void compute() {
+  static std::atomic<unsigned int> work{0};
+  for (int i = 0; i < 1000; ++i) {
+    ++work;
+  }
+}
+
 struct State {
   char const *name;
   long most_lost;
@@ -96,11 +104,7 @@ struct State {
 };
 
 constexpr State STATES[] = {
-    {"computes", NOTHING,
-     [] {
-       static std::atomic<unsigned int> work{0};
-       ++work;
-     }},
+    {"computes", NOTHING, compute},
     {"allocates", BLOCKS,
      [] {
        void *volatile const block = std::malloc(1000);
@@ -113,7 +117,11 @@ constexpr State STATES[] = {
        } catch (std::runtime_error const &) { // and goes on
        }
      }},
-    {"logs", NOTHING, log},
+    {"logs and computes", NOTHING,
+     [] {
+       log();
+       compute();
+     }},
     {"sleeps", NOTHING, [] { sleep(1000); }},
     {"sleeps in the library", NOTHING, [] { Platform::millisecond_sleep(1000000); }},
     {"reads a pipe", NOTHING,
@@ -126,7 +134,11 @@ constexpr State STATES[] = {
     {"waits for a mutex", NOTHING, [] { around->mutex->acquire(); }},
     {"waits for a thread", NOTHING, [] { around->idle->wait_for_exit(OVRA_INFINITE); }},
     {"waits for a condition", NOTHING, [] { around->condition->wait(OVRA_INFINITE, true); }},
-    {"waits for a condition, again and again", NOTHING, [] { around->condition->wait(0, true); }},
+    {"waits for a condition, again and again", NOTHING,
+     [] {
+       around->condition->wait(0, true);
+       compute();
+     }},
 };
 
 // A thread in one of these is not ended, and takes nothing from others.

@@ -90,7 +90,7 @@ TEST(Object, IsCountedByManyThreadsAlsoWithoutItsMutex) {
       EXPECT_EQ(is_locked, has_mutex || mode == ObjectImpl::SAFETY_GLOBAL);
       EXPECT_EQ(thing->maybe_unlock(), is_locked);
       in_threads(4, [&](int index) {
-        for (int step = 0; step < 50000; ++step) {
+        for (int step = 0; step < 10000; ++step) {
           bool const holds = (step + index) % 2 == 0 && thing->maybe_lock();
           unsigned int const count = thing->add_ref();
           EXPECT_TRUE(!holds || thing->ref_count() == count);
