@@ -69,7 +69,7 @@ std::atomic<bool> is_there{false};
 
 bool load_library() {
   ISharedLibrary *const library = Platform::create_shared_library();
-  library->set_name("libresolv.so.2"); // part of the C library, and needed by nobody here
+  library->set_name("libresolv.so.2"); // part of the C library, and not needed here
   bool const is_loaded = library->load() == RESULT_SUCCESS;
   library->remove_ref();
   return is_loaded;
@@ -141,7 +141,7 @@ constexpr State STATES[] = {
      }},
 };
 
-// A thread in one of these is not ended, and takes nothing from others.
+// A thread in one of these is not ended, and takes nothing from the other threads.
 constexpr State LASTING_STATES[] = {
     {"computes with all signals blocked", NOTHING,
      [] {
@@ -166,7 +166,7 @@ unsigned int repeat(void *state) {
   }
 }
 
-// --- What the others do afterwards ------------------------------------------------------------
+// --- What the other threads do afterwards -----------------------------------------------------
 
 void fault(char const *state, char const *what) {
   std::printf("%s: %s\n", state, what);
@@ -257,7 +257,7 @@ void fail_to_stop_in(State const &state) {
   alarm(HANG_S);
   Thread const thread = start_in(state);
   if (!thread->stop() || thread->wait_for_exit(0)) {
-    fault(state.name, "is ended although others may need what it holds");
+    fault(state.name, "is ended although other threads may need what it holds");
   }
   use_everything(state.name);
 }

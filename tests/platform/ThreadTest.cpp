@@ -58,7 +58,7 @@ TEST(Thread, IsStartedAndWaitedFor) {
   EXPECT_FALSE(thread->wait_for_exit(OVRA_INFINITE));
   for (int again = 0; again < 2; ++again) {
     EXPECT_TRUE(thread->start());
-    EXPECT_FALSE(thread->start()) << "until somebody has waited";
+    EXPECT_FALSE(thread->start()) << "until it was waited for";
     EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
     EXPECT_TRUE(thread->wait_for_exit(0)) << "twice";
     EXPECT_EQ(thread->get_id(), id);

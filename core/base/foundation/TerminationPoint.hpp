@@ -9,6 +9,9 @@
 /// ended ends in that wait. In every other operation it ends after the return. The mark is a
 /// section of the library's text, since only the addresses on the thread's stack are looked at.
 #define OSTBASE_TERMINATION_POINT __attribute__((section("ostbase_termination_point"), noinline))
+#else
+#define OSTBASE_TERMINATION_POINT
+#endif
 
 namespace Ostrel {
 
@@ -19,12 +22,3 @@ inline void prevent_tail_call() noexcept {
 }
 
 } // namespace Ostrel
-#else
-#define OSTBASE_TERMINATION_POINT
-
-namespace Ostrel {
-
-inline void prevent_tail_call() noexcept {}
-
-} // namespace Ostrel
-#endif

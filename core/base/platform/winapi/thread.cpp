@@ -309,8 +309,12 @@ void Thread::close() noexcept {
   if (!is_of_parent()) {
     ThreadsLock const lock;
     is_closed_ = true;
-    if (state_.load(std::memory_order_acquire) == RUNNING) {
+    std::uint32_t const state = state_.load(std::memory_order_acquire);
+    if (state == RUNNING) {
       return;
+    }
+    if (state == ENDED && !is_joined_) {
+      is_joined_ = pthread_detach(thread_) == 0; // nothing waits for its last steps
     }
   }
   wait(INFINITE);

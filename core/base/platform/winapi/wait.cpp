@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // WaitForSingleObject and SignalObjectAndWait, on the objects' own waits, which sleep on a futex of
 // this process. A futex may wake its sleeper without reason, and a relative time-out would begin
-// again each time: so deadlines are absolute, on the clock that nobody sets.
+// again each time: so deadlines are absolute, on the monotonic clock.
 #include "core/base/platform/winapi/wait.hpp"
 
 #include "core/base/platform/winapi/error.hpp"

@@ -31,7 +31,7 @@ private:
 inline thread_local std::atomic<std::uint32_t> *volatile word_slept_on
     __attribute__((tls_model("initial-exec"))) = nullptr;
 
-/// Sleeps while `word` has the value `expected`, until somebody wakes it or the deadline passes.
+/// Sleeps while `word` has the value `expected`, until a wake-up or the deadline.
 /// @return false when the deadline has passed; true otherwise, possibly without reason.
 bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
               Deadline const &deadline) noexcept;
