@@ -42,7 +42,7 @@ constexpr Row ROWS[] = {
     {"split 1 KB", "limit", 0.75, nullptr},
     {"result code to text", "peer", 0.5, nullptr},
     {"owner, unprotected", "peer", 0.6, nullptr},
-    {"owner, own mutex", "peer", 1.6, nullptr},
+    {"owner, own mutex", "peer", 3.0, nullptr},
     {"append one by one", "peer", 1.05, nullptr},
     {"read by index", "peer", 1.05, nullptr},
     {"append at once", "limit", 1.1, nullptr},

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ObjectImpl.hpp"
 
-#include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -29,12 +28,21 @@ IMutex *shared_mutex() {
 // The lock of an object's mode, for the length of a block; not held if there is no mutex.
 class ObjectImpl::CountLock {
 public:
-  explicit CountLock(ObjectImpl const &object) : lock_(object.mutex()) {
-    lock_.acquire(); // the first attempt fails if a thread ended while holding the mutex
+  // The first attempt fails if a thread ended while holding the mutex.
+  explicit CountLock(ObjectImpl const &object)
+      : mutex_(object.mutex()),
+        is_held_(mutex_ != nullptr && (mutex_->acquire() || mutex_->acquire())) {}
+  CountLock(CountLock const &) = delete;
+  CountLock &operator=(CountLock const &) = delete;
+  ~CountLock() {
+    if (is_held_) {
+      mutex_->release();
+    }
   }
 
 private:
-  AcquirableLock lock_;
+  IMutex *mutex_;
+  bool is_held_;
 };
 
 ObjectImpl::ThreadSafety ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY_NONE;

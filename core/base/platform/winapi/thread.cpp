@@ -173,7 +173,7 @@ void Thread::cancel_request() noexcept {
 // in one look of hundreds, up to what a thread may cost that cannot be ended for hours. They are
 // uneven, so that they do not meet a loop at the same place each time.
 IN_HANDLER void Thread::signal_later() noexcept {
-  constexpr long LONGEST_NS = 4000000;
+  constexpr long LONGEST_NS = 2000000;
   constexpr long GROWTH = 256; // by one part in so many
   itimerspec when = {};
   when.it_value.tv_nsec = pause_ns_;
