@@ -184,9 +184,39 @@ TEST(LoggingHierarchy, ClearingLeavesTheRoot) {
   EXPECT_EQ(recorded.category("a.b").granted_priority(), Level::ERROR);
   EXPECT_TRUE(recorded.category("a.b").error("e"));
   EXPECT_EQ(recorded.take_lines(), "ERROR - e\n");
-  // The end finds outputs that ask for categories once more, at the root too.
-  recorded.category("a").set_logging_output(parting_output("a.b"));
-  recorded.category("").set_logging_output(parting_output(""));
+  EXPECT_EQ(&recorded.hierarchy.get_value(""), &recorded.hierarchy.get_root_category());
+}
+
+TEST(LoggingHierarchy, ItsEndTakesWhatOutputsMakeAtTheirs) {
+  std::string lost;
+  int ended = 0;
+  {
+    LoggingHierarchy hierarchy;
+    for (char const *name : {"a", ""}) {
+      hierarchy.get_instance(name)->set_logging_output(
+          new RecordingOutput(&lost, [&hierarchy, &lost, &ended] {
+            hierarchy.get_instance("late")->set_logging_output(
+                new RecordingOutput(&lost, [&ended] { ++ended; }));
+          }));
+    }
+  }
+  EXPECT_EQ(ended, 2);
+}
+
+// What only a class that derives from a category calls.
+struct Exposed : LoggingCategory {
+  static void write(LoggingCategory &category, char const *format, ...) OSTBASE_PRINTF(2, 3) {
+    va_list arguments;
+    va_start(arguments, format);
+    (category.*&Exposed::log_write)(Level::DEBUG, "f.cpp", 7, format, arguments);
+    va_end(arguments);
+  }
+};
+
+TEST(LoggingCategory, WritesASourcePositionWhateverTheThreshold) {
+  Recorded recorded;
+  Exposed::write(recorded.category("a"), "m%d", 1);
+  EXPECT_EQ(recorded.take_lines(), "DEBUG - m1 [f.cpp:7]\n");
 }
 
 TEST(LoggingHierarchy, LackOfMemoryLeavesNoTrace) {

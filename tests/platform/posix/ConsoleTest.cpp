@@ -245,7 +245,9 @@ Role const job_role("console-job", [](Role::Arguments const &) {
   if (job == 0) {
     alarm(60);
     setpgid(0, 0);
-    _exit(Platform::get_char() == 'k' ? 0 : 1);
+    char key = 0;
+    std::thread([&key] { key = Platform::get_char(); }).join();
+    _exit(key == 'k' ? 0 : 1);
   }
   setpgid(job, job);
   waitpid(job, &status, WUNTRACED);
