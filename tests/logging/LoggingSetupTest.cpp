@@ -93,6 +93,7 @@ TEST(LoggingSetup, KnowsEachPriorityByItsName) {
 }
 
 Role const postfixed("postfixed", [](Role::Arguments const &) {
+  set_variable("OVRA_LOG_TIMESTAMP", "YES"); // too late: it counts as it is at the load
   LoggingCategoryPostfixed(&LoggingCategory::get_instance("a.B")).warn("m");
   return 0;
 });
