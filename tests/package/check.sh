@@ -61,9 +61,10 @@ components() {
     'find_package(ostbase REQUIRED ${components})' >"$work/components/CMakeLists.txt"
   local -a configure=(cmake -S "$work/components" -B "$work/components/build"
     -D CMAKE_PREFIX_PATH="$prefix")
-  "${configure[@]}"
+  "${configure[@]}" -D components=
   local output
   ! output=$("${configure[@]}" -D "components=config;wheels" 2>&1) || fail "there are no wheels"
+  output=$(echo $output) # without the line feeds that CMake makes
   [[ $output == *"no component 'wheels'"* ]] || fail "$output"
   if [ "$has_settings" = ON ]; then
     [[ $output != *"'config'"* ]] || fail "$output"
