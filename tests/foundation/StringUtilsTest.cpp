@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/StringUtils.hpp"
 #include "tests/support/FailingAllocations.hpp"
+#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
@@ -107,7 +108,7 @@ TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
   char const *no_format = nullptr;
   char buffer = UNTOUCHED;
   char several[] = "stale";
-  EXPECT_LT(ovra_snprintf(several, 5, "%lc", NO_CHARACTER), 0);
+  EXPECT_EQ(ovra_snprintf(several, 5, "%lc", NO_CHARACTER) < 0, !ON_WINDOWS); // which drops it
   EXPECT_STREQ(several, "");
   EXPECT_EQ(ovra_snprintf(&buffer, 1, no_format, 1), 0);
   EXPECT_EQ(buffer, '\0');
