@@ -2,6 +2,7 @@
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/NullConfigSource.hpp"
 #include "tests/config/LoadedSource.hpp"
+#include "tests/support/CapturedLog.hpp"
 
 #include <gtest/gtest.h>
 
@@ -61,6 +62,22 @@ TEST(Configuration, WalksAForeignSourceThroughItsOwnOperations) {
   EXPECT_EQ(configuration.find_key("U/Hidden"), nullptr);
   EXPECT_EQ(configuration.get_value("U/:1", "w", &text), RESULT_SUCCESS);
   EXPECT_EQ(text, "2");
+}
+
+// A source whose result is no code: its low 32 bits are those of success.
+class StrangeSource : public NullConfigSource {
+public:
+  unsigned long init_source(ConfigRoot /*root*/, void const * /*argument*/) override {
+    return ~0UL - 0xFFFFFFFFUL;
+  }
+};
+
+TEST(Configuration, AnUnknownResultIsLoggedAsSuch) {
+  CapturedLog log("Ostrel.Core.Base.Configuration");
+  StrangeSource source;
+  EXPECT_NE(Configuration(source).init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr), 0U);
+  EXPECT_EQ(log.take(), std::vector<std::string>{"WARN  - Failed to initialize source: Unknown "
+                                                 "result code; internal error???"});
 }
 
 // A source that takes its time to load.
