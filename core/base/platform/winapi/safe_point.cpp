@@ -32,17 +32,13 @@ namespace {
 
 // What waits for a lock, a semaphore or a condition is missing: a thread that has just been woken
 // for it must take it, or the other waiters sleep on.
-constexpr char const *WAITING_CALLS[] = {"accept",      "accept4",     "clock_nanosleep",
-                                         "connect",     "epoll_pwait", "epoll_wait",
-                                         "flock",       "nanosleep",   "pause",
-                                         "poll",        "ppoll",       "pselect",
-                                         "read",        "readv",       "recv",
-                                         "recvfrom",    "recvmmsg",    "recvmsg",
-                                         "sched_yield", "select",      "send",
-                                         "sendmsg",     "sendto",      "sigtimedwait",
-                                         "sigwait",     "sleep",       "usleep",
-                                         "wait4",       "waitid",      "write",
-                                         "writev"};
+constexpr char const *WAITING_CALLS[] = {
+    "accept",       "accept4",     "clock_nanosleep", "connect", "epoll_pwait", "epoll_wait",
+    "fcntl",        "flock",       "nanosleep",       "pause",   "poll",        "ppoll",
+    "pselect",      "read",        "readv",           "recv",    "recvfrom",    "recvmmsg",
+    "recvmsg",      "sched_yield", "select",          "send",    "sendmsg",     "sendto",
+    "sigtimedwait", "sigwait",     "sleep",           "usleep",  "wait4",       "waitid",
+    "write",        "writev"};
 
 // Written at load.
 void *waiting_calls[std::size(WAITING_CALLS)];
