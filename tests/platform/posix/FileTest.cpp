@@ -94,8 +94,7 @@ TEST(File, LentToAnotherProgramIsWaitedFor) {
     pid_t const lender = fork();
     if (lender == 0) {
       int const lent = open(path.c_str(), O_RDWR);
-      ssize_t const told = fcntl(lent, F_SETLEASE, F_WRLCK) == 0 ? write(ends[1], "x", 1) : -1;
-      while (told == 1) {
+      if (fcntl(lent, F_SETLEASE, F_WRLCK) == 0 && write(ends[1], "x", 1) == 1) {
         pause(); // until SIGIO, which tells of the opening, ends this process
       }
       _exit(1);

@@ -177,7 +177,7 @@ struct NamedMutex final : Handle {
 
   FileName const file_name;
   // Owned by the thread that owns the mutex, or is the next of this process to own it.
-  HANDLE const threads = create_inner_mutex();
+  void *const threads = create_inner_mutex();
   Descriptor file;            // its description is that of no other descriptor
   std::uint64_t depth = 0;    // guarded by `threads`: how often its owner owns the mutex
   std::size_t handles = 1;    // guarded by table_guard
