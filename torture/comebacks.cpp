@@ -18,6 +18,7 @@
 #include <memory>
 #include <string>
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -43,15 +44,18 @@ constexpr Fault FAULTS[] = {{"no descriptor", EMFILE, false}, {"no descriptors",
                             {"no memory", 0, false},          {"no memory at all", 0, true}};
 
 // Whether the system has that error for the call, as POSIX.1-2017 and Linux say.
-bool can_fail_with(int number, int error) {
+bool can_fail_with(SystemCall const &call, int error) {
+  constexpr int FLAGS = 2; // the argument of openat
+  int const number = call.number;
+  bool const creates = number == SYS_openat && (call.arguments[FLAGS] & O_CREAT) != 0;
   bool const makes_descriptor = number == SYS_openat || number == SYS_socket;
   switch (error) {
   case EMFILE:
   case ENFILE:
     return makes_descriptor;
   case ENOSPC:
-    return number == SYS_openat || number == SYS_write || number == SYS_fsync ||
-           number == SYS_rename || number == SYS_renameat;
+    return creates || number == SYS_write || number == SYS_fsync || number == SYS_rename ||
+           number == SYS_renameat;
   case EACCES:
     return number == SYS_openat;
   default:
@@ -266,7 +270,7 @@ bool fail_step(FirstUse &first, Fault const &fault, unsigned int step) {
   unsigned int met = 0;
   judge_system_calls([&first] { first.use(); },
                      [&](unsigned int, SystemCall const &call) {
-                       if (!can_fail_with(call.number, fault.error)) {
+                       if (!can_fail_with(call, fault.error)) {
                          return Verdict();
                        }
                        unsigned int const index = met++;

@@ -16,8 +16,8 @@ class File;
 ///
 /// The file is opened at the first write. Text that cannot be written is lost without a message.
 /// After a full disk, lines are written again as soon as there is room. A file whose opening failed
-/// for a reason that may pass (too many open files, lack of memory, an input/output error) is tried
-/// again at a later write, at most once a second.
+/// for a reason that may pass (too many open files, lack of memory, a full disk, an input/output
+/// error) is tried again at a later write, at most once a second.
 class OSTBASE_API FileLoggingOutput : public LoggingOutputImpl {
 public:
   /// @param file_name  path of the file, copied; null is an empty name, which opens nothing, and

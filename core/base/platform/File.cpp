@@ -17,6 +17,7 @@ constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 bool is_momentary(std::uint32_t error) noexcept {
   switch (error) {
   case ERROR_TOO_MANY_OPEN_FILES:
+  case ERROR_DISK_FULL:
   case ERROR_NO_SYSTEM_RESOURCES:
   case ERROR_IO_DEVICE:
   case ERROR_UNEXP_NET_ERR:

@@ -24,8 +24,8 @@ OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposi
                    NewFile owner = NewFile::EVERYBODYS) noexcept;
 
 /// Whether an error of the system is one that goes away by itself, so that the same call may
-/// succeed later: no descriptor, no memory of the kernel's, a device or a file server that fails.
-/// Internal to the library.
+/// succeed later: no descriptor, no memory of the kernel's, no room on the disk, a device or a file
+/// server that fails. Internal to the library.
 bool is_momentary(std::uint32_t error) noexcept;
 
 /// How many of `size` bytes one call of the system is asked to move, which narrows the number too.

@@ -6,19 +6,23 @@
 #include "core/base/logging/LoggingEvent.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
+#include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <string>
 #include <thread>
 
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,19 +77,17 @@ TEST(FileLoggingOutput, WritesAgainAfterAFullDisk) {
   }
 }
 
-// Writes to two files that cannot be opened, one because there is no descriptor, then makes both
-// possible and writes on, until the first has a line. Fails if that is earlier than the next try.
-// (The other is the first to be written to: a sanitizer, too, needs descriptors at a first call.)
-Role const few_descriptors("few-descriptors", [](Role::Arguments const &arguments) {
+// Writes to two files that cannot be opened, one with that error, then makes both possible and
+// writes on, until the first has a line. Fails if that is earlier than the next try.
+Role const open_fails("open-fails", [](Role::Arguments const &arguments) {
   FileLoggingOutput passing(arguments[0].c_str()), lasting(arguments[1].c_str());
-  rlimit limits = {};
-  getrlimit(RLIMIT_NOFILE, &limits);
-  rlimit const none = {0, limits.rlim_max};
   lasting.write(event("lost"));
   auto const start = std::chrono::steady_clock::now();
-  setrlimit(RLIMIT_NOFILE, &none);
-  passing.write(event("lost"));
-  setrlimit(RLIMIT_NOFILE, &limits);
+  int const error = std::stoi(arguments[2]);
+  judge_system_calls([&passing] { passing.write(event("lost")); },
+                     [error](unsigned int, SystemCall const &call) {
+                       return Verdict{call.number == SYS_openat ? error : 0, false};
+                     });
   write_file(arguments[1], "");
   std::chrono::steady_clock::duration elapsed{};
   while (read_file(arguments[0]).empty() && elapsed < std::chrono::minutes(1)) {
@@ -97,11 +99,14 @@ Role const few_descriptors("few-descriptors", [](Role::Arguments const &argument
 });
 
 TEST(FileLoggingOutput, TriesAgainWhatFailedForAMoment) {
-  TemporaryDirectory const directory;
-  std::string const passing = directory.path("passing"), lasting = directory.path("no/lasting");
-  EXPECT_EQ(run_child("few-descriptors", {passing, lasting}).status, 0);
-  EXPECT_EQ(read_file(passing), "WARN  - late\n");
-  EXPECT_EQ(read_file(lasting), "");
+  for (int const error : {EMFILE, ENOSPC}) {
+    SCOPED_TRACE(error);
+    TemporaryDirectory const directory;
+    std::string const passing = directory.path("passing"), lasting = directory.path("no/lasting");
+    EXPECT_EQ(run_child("open-fails", {passing, lasting, std::to_string(error)}).status, 0);
+    EXPECT_EQ(read_file(passing), "WARN  - late\n");
+    EXPECT_EQ(read_file(lasting), "");
+  }
 }
 
 TEST(FileLoggingOutput, WritesTheLineOfACancelledThread) {

@@ -50,8 +50,10 @@ LONG read_registry(std::string *text) {
     return static_cast<LONG>(error_of_open(errno));
   }
   struct stat status = {};
-  if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      status.st_size > LARGEST_FILE) {
+  if (fstat(file.get(), &status) != 0) {
+    return static_cast<LONG>(error_from_errno(errno));
+  }
+  if (!S_ISREG(status.st_mode) || status.st_size > LARGEST_FILE) {
     return ERROR_FILE_NOT_FOUND;
   }
   text->resize(static_cast<std::size_t>(status.st_size));
