@@ -32,6 +32,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -107,7 +108,9 @@ public:
   Console &operator=(Console const &) = delete;
   // At the end of the process another thread may be waiting for a key.
   ~Console() {
-    restore();
+    if (is_entered()) {
+      finish();
+    }
     replace_handlers(end_or_stop, SIG_DFL);
     descriptor_.release();
   }
@@ -119,7 +122,9 @@ public:
 
   bool has_key() noexcept;
 
-  // These are allowed in a signal handler.
+  // These are allowed in a signal handler, the last three between the first two.
+  void begin_handler() noexcept { ++handlers_; }
+  void end_handler() noexcept { --handlers_; }
   bool is_entered() const noexcept { return process_ == getpid(); }
   void restore() noexcept;
   void switch_to_keys() noexcept;
@@ -131,6 +136,7 @@ public:
 private:
   bool open_terminal() noexcept;
   bool read_mode() noexcept;
+  void finish() noexcept;
   static void forget_parent() noexcept;
 
   Ostrel::ForkMutex guard_{forget_parent};
@@ -143,12 +149,13 @@ private:
   // was made meanwhile has nothing to restore.
   std::atomic<pid_t> process_{0};
   std::atomic<bool> is_switched_{false};
+  std::atomic<int> handlers_{0}; // how many run now
 };
 
 Console console;
 
 void Console::restore() noexcept {
-  if (is_switched_ && is_entered()) {
+  if (is_switched_) {
     tcsetattr(descriptor_.get(), TCSANOW, &before_);
     is_switched_ = false;
   }
@@ -168,6 +175,7 @@ void Console::forget_parent() noexcept {
   if (console.users_ > 0) {
     console.users_ = 0;
     console.is_switched_ = false;
+    console.handlers_ = 0;
     console.descriptor_ = Descriptor();
     replace_handlers(end_or_stop, SIG_DFL);
   }
@@ -200,10 +208,23 @@ bool Console::enter() {
 void Console::leave() noexcept {
   Ostrel::ForkLock const lock(guard_);
   if (--users_ == 0) {
-    restore();
-    process_ = 0;
+    finish();
     replace_handlers(end_or_stop, SIG_DFL);
     descriptor_ = Descriptor();
+  }
+}
+
+// A handler in another thread may be about to switch the terminal, by the descriptor that is closed
+// next: it is waited for, for some microseconds, and what it may have done is undone.
+void Console::finish() noexcept {
+  restore();
+  process_ = 0;
+  while (handlers_ > 0) {
+    sched_yield();
+  }
+  is_switched_ = false;
+  if (!is_in_background(descriptor_.get())) {
+    tcsetattr(descriptor_.get(), TCSANOW, &before_);
   }
 }
 
@@ -279,11 +300,15 @@ void take_default_action(int signal) noexcept {
 // since.
 void end_or_stop(int signal) {
   int const error = errno;
+  console.begin_handler();
   if (signal != SIGCONT) {
-    console.restore();
+    if (console.is_entered()) {
+      console.restore();
+    }
     take_default_action(signal);
   }
   console.switch_to_keys();
+  console.end_handler();
   errno = error;
 }
 
