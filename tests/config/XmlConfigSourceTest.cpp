@@ -168,7 +168,7 @@ unsigned long load_beside_failures(XmlConfigSource &source, std::string const &f
   judge_system_calls([&] { result = source.init_source(file.c_str()); },
                      [&](unsigned int, SystemCall const &call) {
                        if (call.number == SYS_openat) {
-                         std::string const path(reinterpret_cast<char const *>(call.arguments[1]));
+                         std::string const path = text_argument(call, 1);
                          is_open = path.size() > directory.size() &&
                                    path.substr(path.size() - directory.size()) == directory;
                        }

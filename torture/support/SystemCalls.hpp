@@ -2,12 +2,16 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 /// One system call that is about to be made.
 struct SystemCall {
   int number; // SYS_...
   unsigned long long const *arguments;
 };
+
+/// The text that an argument points to, for the judge of the call.
+std::string text_argument(SystemCall const &call, int index);
 
 /// What becomes of it: by itself it is made as it stands.
 struct Verdict {
