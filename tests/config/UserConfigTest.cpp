@@ -3,7 +3,6 @@
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
-#include "tests/support/Threads.hpp"
 #include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
@@ -184,27 +183,6 @@ TEST(UserConfig, WorksInDestructorsOfStaticObjects) {
   EXPECT_EQ(child.status, 0);
   EXPECT_EQ(child.err, "3");
   EXPECT_NE(read_file(directory.path("user-config.xml")).find("Made=\"1\""), std::string::npos);
-}
-
-Role const share_settings("share-settings", [](Role::Arguments const &) {
-  in_threads(8, [](int thread) {
-    std::string const number = std::to_string(thread), key = "UserConfig/Thread/T" + number;
-    for (int i = 0; i < 20; ++i) {
-      std::string found;
-      UserConfig::get_user_config("$ObstacleAvoidanceMethod", &found);
-      UserConfig::set_user_config(key.c_str(), number.c_str(), i % 10 == 0);
-    }
-  });
-  return 0;
-});
-
-TEST(UserConfig, ManyThreadsReadAndCommitAtOnce) {
-  TemporaryDirectory const directory;
-  write_file(directory.path("user-config.xml"), "<UserConfig/>");
-  ChildResult const child =
-      run_child("share-settings", {}, {{"OSTREL_CONFIG_PATH", directory.path().c_str()}});
-  EXPECT_EQ(child.status, 0) << child.err;
-  EXPECT_EQ(read_file(directory.path("user-config.xml")).find("<Thread T"), 37u);
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/FailingAllocations.hpp"
-#include "tests/support/Threads.hpp"
 #include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
@@ -273,47 +271,6 @@ TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
   }
   EXPECT_EQ(source.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
   EXPECT_EQ(read_file(path), "<?xml version=\"1.0\"?>\n<Behaviors/>\n");
-}
-
-// Each allocation of ours fails in turn, until the edit gets through.
-TEST(XmlConfigSource, WithoutMemoryAnEditChangesNothing) {
-  static std::string const long_name(100, 'n');
-  bool (*const edits[])(LoadedSource &) = {
-      [](LoadedSource &one) {
-        return one.source.set_value(one.top(), long_name.c_str(), "2", false) == RESULT_SUCCESS;
-      },
-      [](LoadedSource &one) {
-        return one.source.create_key(one.top(), long_name.c_str(), false) != nullptr;
-      }};
-  for (auto const &edit : edits) {
-    bool is_through = false;
-    for (int n = 0; !is_through; ++n) {
-      LoadedSource one("<R v='1'>text</R>");
-      fail_allocation(n);
-      bool const is_made = edit(one);
-      is_through = !stop_failing();
-      EXPECT_TRUE(is_made || !is_through) << n;
-      EXPECT_TRUE(is_made ||
-                  (one.values(one.top()) == "[=text][v=1]" && one.below(one.top()) == nullptr));
-    }
-  }
-}
-
-TEST(XmlConfigSource, ManyThreadsMayUseOneSource) {
-  LoadedSource one("<R><A v='0'/></R>");
-  in_threads(8, [&one](int thread) {
-    for (int i = 0; i < 50; ++i) {
-      std::string const text = std::to_string(thread * 50 + i);
-      std::string name, found;
-      void const *key = one.source.find_first(one.source.find_first(nullptr, &name), &name);
-      one.source.set_value(key, "v", text.c_str(), i % 10 == 0);
-      one.source.find_next_value(one.source.find_first_value(key, &name, &found), &name, &found);
-      XmlConfigSource const another;
-    }
-  });
-  EXPECT_EQ(one.source.commit(), RESULT_SUCCESS);
-  LoadedSource const again = one.reloaded();
-  EXPECT_EQ(again.values(again.below(again.top())), one.values(one.below(one.top())));
 }
 
 } // namespace

@@ -146,30 +146,6 @@ TEST(ReplaceFile, AsksTheFileAndNotTheDirectory) {
   }
 }
 
-// A limit on the size of files is the full disk that every test machine has.
-Role const replace_on_full_disk("replace-on-full-disk", [](Role::Arguments const &arguments) {
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit const limit = {LIMIT, LIMIT};
-  std::string const text(LIMIT + 1, 'n');
-  return setrlimit(RLIMIT_FSIZE, &limit) != 0 ? 99 : int(replace(arguments[0], text));
-});
-
-TEST(ReplaceFile, FullDiskLeavesTheOldTextInPlace) {
-  TemporaryDirectory const directory;
-  std::string const path = directory.path("file");
-  write_file(path, "");
-  std::filesystem::create_hard_link(path, directory.path("link"));
-  // There is no room for the end, or the beginning has been overwritten when the rest fails.
-  for (std::size_t const old_size : {std::size_t{8}, LIMIT * 2}) {
-    SCOPED_TRACE(old_size);
-    std::string const old(old_size, 'o');
-    write_file(path, old);
-    EXPECT_EQ(run_child("replace-on-full-disk", {path}).status, RESULT_IO_ERROR);
-    EXPECT_TRUE(read_file(path) == old);
-    EXPECT_EQ(count_entries(directory.path()), 2);
-  }
-}
-
 bool opens_directory(SystemCall const &call) {
   constexpr int FLAGS = 2; // the argument of openat
   return call.number == SYS_openat && (call.arguments[FLAGS] & O_DIRECTORY) != 0;
@@ -178,46 +154,6 @@ bool opens_directory(SystemCall const &call) {
 bool flushes_directory(SystemCall const &call) {
   return call.number == SYS_fsync &&
          std::filesystem::is_directory("/proc/self/fd/" + std::to_string(call.arguments[0]));
-}
-
-TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
-  TemporaryDirectory const directory;
-  std::string const path = directory.path("target");
-  std::filesystem::create_symlink("target", directory.path("link"));
-  CapturedLog log("Ostrel.Core.Base.Win32Platform", LoggingPriority::DEBUG);
-  std::string const message = "DEBUG - Failed to write '" + directory.path("link") + "': ";
-  EXPECT_EQ(replace(directory.path("link"), "old"),
-            RESULT_SUCCESS); // the first looks for old files
-  unsigned int of_directory = 0;
-  bool has_failed = true;
-  for (unsigned int count = 0; has_failed; ++count) {
-    SCOPED_TRACE(count);
-    write_file(path, "old");
-    setxattr(path.c_str(), "user.note", "kept", 4, 0);
-    struct stat const old = status_of(path);
-    unsigned long result = RESULT_FAILURE;
-    bool is_opening = false, is_flush = false; // of the directory
-    unsigned int const calls =
-        judge_system_calls([&] { result = replace(directory.path("link"), "new"); },
-                           [&](unsigned int index, SystemCall const &call) {
-                             if (index == count) {
-                               is_opening = opens_directory(call);
-                               is_flush = flushes_directory(call);
-                             }
-                             return Verdict{index == count ? EIO : 0};
-                           });
-    has_failed = count < calls;
-    of_directory += is_opening || is_flush ? 1 : 0;
-    bool const is_new = result == RESULT_SUCCESS || is_flush;
-    EXPECT_TRUE((!is_opening && !is_flush) || result == RESULT_IO_ERROR);
-    EXPECT_EQ(read_file(path), is_new ? "new" : "old");
-    EXPECT_EQ(status_of(path).st_ino != old.st_ino, is_new);
-    EXPECT_EQ(count_entries(directory.path()), 2);
-    std::vector<std::string> const lines = log.take();
-    EXPECT_EQ(lines, result == RESULT_SUCCESS ? decltype(lines)()
-                                              : decltype(lines){message + "Input/output error"});
-  }
-  EXPECT_EQ(of_directory, 2U);
 }
 
 // Whoever is reading a file meets one text, whatever programs replace it meanwhile.
