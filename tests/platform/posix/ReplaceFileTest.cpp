@@ -15,7 +15,6 @@
 #include <fstream>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
@@ -26,7 +25,6 @@ namespace {
 using namespace Ostrel;
 
 constexpr uid_t NOBODY = 65534;
-constexpr std::size_t LIMIT = 8192; // bytes that a file may have in the child with a full disk
 
 struct stat status_of(std::string const &path) {
   struct stat status = {};
@@ -154,6 +152,46 @@ bool opens_directory(SystemCall const &call) {
 bool flushes_directory(SystemCall const &call) {
   return call.number == SYS_fsync &&
          std::filesystem::is_directory("/proc/self/fd/" + std::to_string(call.arguments[0]));
+}
+
+TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("target");
+  std::filesystem::create_symlink("target", directory.path("link"));
+  CapturedLog log("Ostrel.Core.Base.Win32Platform", LoggingPriority::DEBUG);
+  std::string const message = "DEBUG - Failed to write '" + directory.path("link") + "': ";
+  EXPECT_EQ(replace(directory.path("link"), "old"),
+            RESULT_SUCCESS); // the first looks for old files
+  unsigned int of_directory = 0;
+  bool has_failed = true;
+  for (unsigned int count = 0; has_failed; ++count) {
+    SCOPED_TRACE(count);
+    write_file(path, "old");
+    setxattr(path.c_str(), "user.note", "kept", 4, 0);
+    struct stat const old = status_of(path);
+    unsigned long result = RESULT_FAILURE;
+    bool is_opening = false, is_flush = false; // of the directory
+    unsigned int const calls =
+        judge_system_calls([&] { result = replace(directory.path("link"), "new"); },
+                           [&](unsigned int index, SystemCall const &call) {
+                             if (index == count) {
+                               is_opening = opens_directory(call);
+                               is_flush = flushes_directory(call);
+                             }
+                             return Verdict{index == count ? EIO : 0};
+                           });
+    has_failed = count < calls;
+    of_directory += is_opening || is_flush ? 1 : 0;
+    bool const is_new = result == RESULT_SUCCESS || is_flush;
+    EXPECT_TRUE((!is_opening && !is_flush) || result == RESULT_IO_ERROR);
+    EXPECT_EQ(read_file(path), is_new ? "new" : "old");
+    EXPECT_EQ(status_of(path).st_ino != old.st_ino, is_new);
+    EXPECT_EQ(count_entries(directory.path()), 2);
+    std::vector<std::string> const lines = log.take();
+    EXPECT_EQ(lines, result == RESULT_SUCCESS ? decltype(lines)()
+                                              : decltype(lines){message + "Input/output error"});
+  }
+  EXPECT_EQ(of_directory, 2U);
 }
 
 // Whoever is reading a file meets one text, whatever programs replace it meanwhile.
