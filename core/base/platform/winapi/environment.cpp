@@ -3,13 +3,13 @@
 // entries ("NAME=value"), which its `getenv` walks in other threads without a lock. So no entry and
 // no array that was ever in place is freed, and every change is made by single stores of pointers.
 //
-// A new value replaces the entry in its slot. A new variable goes in front of the first one. A
-// removed one gives its slot to the first entry, and the environment then begins behind that one's
-// old slot. Entries thus move in one direction only, the one in which a walk goes: a walk that is
+// A new value replaces the entry in its slot. A new variable goes in front of the first one. If a
+// variable is removed, the first entry moves into its slot, and the environment then begins one
+// slot later. Entries thus move in one direction only, the one in which a walk goes: a walk that is
 // under way passes each of them at its old place or at its new one.
 //
-// A program that runs with more rights than its user (set-user-ID) would lend them to anyone who
-// says where its settings and libraries are. So there the variables of the library and PATH are
+// A program that runs with more rights than its user (set-user-ID) must not load settings and
+// libraries from where the user says. So there the variables of the library and PATH are
 // removed at load.
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"

@@ -40,14 +40,14 @@ constexpr std::uint32_t CLOSED =
     0x20000000; // its handle is closed: it is freed with the owner's end
 constexpr std::uint32_t WAKES = 0x10000000; // its release wakes the sleeper of an event
 constexpr std::uint32_t OWNER = 0x0FFFFFFF; // more bits than a thread identifier has
-constexpr std::uint32_t NOBODY = OWNER;     // as a thread's identifier: not asked for yet
+constexpr std::uint32_t NO_THREAD = OWNER;  // a thread's identifier before its first use
 
 class Mutex;
 
 // What the layer knows about a thread. Constant at first and reached without a call: a mutex is
 // taken in a few nanoseconds, before any constructor has run and when memory is gone.
 struct Thread {
-  std::uint32_t id = NOBODY;
+  std::uint32_t id = NO_THREAD;
   int end_round = 0;     // how often the destructor of the key has run
   Mutex *held = nullptr; // the mutex that it took last
   // What it wakes a sleeper of when it releases the mutex that says so.
@@ -117,7 +117,7 @@ std::atomic<bool> is_forked{false};
 
 void adopt_what_is_held() noexcept {
   is_forked.store(true, std::memory_order_relaxed);
-  if (this_thread.id == NOBODY) {
+  if (this_thread.id == NO_THREAD) {
     return;
   }
   this_thread.id = system_thread_id();
@@ -176,7 +176,7 @@ void abandon_what_is_held(void *thread) noexcept {
   abandon_held_mutexes();
   // Another key's destructor may take a mutex after this one: the thread is then watched anew.
   self.end_round = 0;
-  self.id = NOBODY;
+  self.id = NO_THREAD;
   if (auto *const at_end = std::exchange(self.at_end, nullptr); at_end != nullptr) {
     at_end(self.at_end_argument);
   }
@@ -195,8 +195,8 @@ __attribute__((always_inline)) inline DWORD Mutex::wait(DWORD milliseconds) noex
   Thread &self = this_thread;
   std::uint32_t const id = self.id;
   std::uint32_t word = 0;
-  if (id != NOBODY && word_.compare_exchange_strong(word, id, std::memory_order_acquire,
-                                                    std::memory_order_relaxed)) {
+  if (id != NO_THREAD && word_.compare_exchange_strong(word, id, std::memory_order_acquire,
+                                                       std::memory_order_relaxed)) {
     link(self);
     return WAIT_OBJECT_0;
   }
@@ -208,7 +208,7 @@ __attribute__((always_inline)) inline DWORD Mutex::wait(DWORD milliseconds) noex
 }
 
 DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
-  if (self.id == NOBODY) {
+  if (self.id == NO_THREAD) {
     enter(self);
   }
   DWORD const result = take_if_free(self, 0);
