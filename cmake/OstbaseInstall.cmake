@@ -5,6 +5,11 @@
 # directories where OSTBASE_INSTALLED has put them.
 include(CMakePackageConfigHelpers)
 
+if(NOT OSTBASE_INSTALLED)
+  install(CODE "message(WARNING \"This build looks for its default directories in the tree that it \
+was built from. For a library to keep, use: ./dev install PREFIX\")")
+endif()
+
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ostbase")
 
 install(

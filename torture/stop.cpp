@@ -132,6 +132,7 @@ constexpr State STATES[] = {
     {"reads the terminal", NOTHING, [] { Platform::get_char(); }},
     {"waits in poll", NOTHING, [] { poll(nullptr, 0, -1); }},
     {"waits for a mutex", NOTHING, [] { around->mutex->acquire(); }},
+    {"waits for a mutex with a name", NOTHING, [] { around->named.acquire(); }},
     {"waits for a thread", NOTHING, [] { around->idle->wait_for_exit(OVRA_INFINITE); }},
     {"waits for a condition", NOTHING, [] { around->condition->wait(OVRA_INFINITE, true); }},
     {"waits for a condition, again and again", NOTHING,
@@ -155,7 +156,6 @@ constexpr State LASTING_STATES[] = {
        qsort(numbers.data(), numbers.size(), sizeof(int), compare_without_end);
      }},
     {"reads a stream", NOTHING, [] { std::fgetc(around->stream); }},
-    {"waits for a mutex with a name", NOTHING, [] { around->named.acquire(); }},
     {"waits for a mutex of the program", NOTHING, [] { around->program_mutex.lock(); }},
 };
 

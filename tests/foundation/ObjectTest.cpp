@@ -64,6 +64,10 @@ TEST(Object, DefaultIsForObjectsMadeLaterAndPrintLeavesHexadecimal) {
   EXPECT_EQ(first, ObjectImpl::SAFETY_NONE);
   ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY_GLOBAL;
   auto *const after = new Thing(&deleted);
+  ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY_DEFAULT;
+  auto *const last = new Thing(&deleted);
+  EXPECT_EQ(last->get_thread_safety(), ObjectImpl::SAFETY_NONE);
+  last->remove_ref();
   ObjectImpl::set_default_thread_safety(ObjectImpl::SAFETY_DEFAULT);
   EXPECT_EQ(ObjectImpl::get_default_thread_safety(), ObjectImpl::SAFETY_NONE);
   EXPECT_EQ(before->get_thread_safety(), ObjectImpl::SAFETY_NONE);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 namespace Ostrel {
 
@@ -255,10 +256,12 @@ public:
   PointerArray() = default;
   /// Takes the elements at once.
   PointerArray(void const **elements, unsigned int count) { push_back_data(elements, count); }
-  /// The same for pointers to what may be changed (addition).
-  PointerArray(void *const *elements, unsigned int count) : TypedArray(elements, count) {}
-  /// Makes an empty array: a null pointer would suit both constructors above.
-  PointerArray(std::nullptr_t, unsigned int) {}
+  /// The same for pointers to what may be changed (addition). A template, so that a null pointer
+  /// suits the other constructor alone.
+  template <typename Pointer,
+            std::enable_if_t<std::is_convertible_v<Pointer *, void *const *>, int> = 0>
+  PointerArray(Pointer *elements, unsigned int count)
+      : TypedArray(static_cast<void *const *>(elements), count) {}
 };
 
 class OSTBASE_API DoubleArray : public TypedArray<double> {

@@ -50,6 +50,9 @@ ObjectImpl::ThreadSafety ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY
 ObjectImpl::ObjectImpl(ThreadSafety thread_safety)
     : thread_safety_(thread_safety != SAFETY_DEFAULT ? thread_safety
                                                      : get_default_thread_safety()) {
+  if (thread_safety_ == SAFETY_DEFAULT) { // stored into `_default_thread_safety` itself
+    thread_safety_ = SAFETY_NONE;
+  }
   if (thread_safety_ == SAFETY_PER_OBJECT) {
     mutex_.reset(Platform::create_mutex(true));
   }

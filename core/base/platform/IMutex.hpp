@@ -11,9 +11,9 @@ namespace Ostrel {
 /// releasing the mutex; the next `acquire` succeeds. The owner may acquire the mutex again, and
 /// releases it as often as it acquired it.
 ///
-/// `is_acquired` tells whether the last call through this object was a successful `acquire`, by any
-/// thread. It does not count: after two calls of `acquire` and one of `release` it is false,
-/// although the mutex is still held once.
+/// `is_acquired` tells whether a thread has acquired the mutex through this object since the last
+/// release through it. It does not count: after two calls of `acquire` and one of `release` it is
+/// false, although the mutex is still held once.
 class OSTBASE_API IMutex : public IAcquirable {
 public:
   IMutex() = default;

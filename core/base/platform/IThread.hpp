@@ -34,9 +34,9 @@ public:
   ///
   /// On POSIX systems the thread looks at its own stack, again and again, and ends as soon as no
   /// call of the C library, the loader, libxml2 or this library is on it. Excepted are system calls
-  /// that hold nothing while they wait (sleep, read, poll and the like) and the waits of this
-  /// library's sleeps, key presses, threads, condition variables and mutexes without a name. What
-  /// such a call has just received (bytes, a connection) is lost with the thread. This means:
+  /// that hold nothing while they wait (sleep, read, poll, fcntl and the like) and the waits of
+  /// this library's sleeps, key presses, threads, condition variables and mutexes. What such a call
+  /// has just received (bytes, a connection) is lost with the thread. This means:
   /// - A thread in another call ends after the call: one that waits for a lock, a semaphore or a
   ///   condition of the C library's, in a read of a stream, or in a callback of `qsort`. A thread
   ///   that is hardly ever outside such calls (a loop over `fflush`) may run on for long.
@@ -47,13 +47,11 @@ public:
   ///   If the program changes its user (`setuid`) at the same moment, the change may wait for the
   ///   thread for ever.
   /// - An allocator or a compiler's run-time library that is linked into the program itself counts
-  /// as
-  ///   the program: the locks in it stay locked.
+  ///   as the program: the locks in it stay locked.
   /// @return true also if it is not running, or ends later. False if the system has no timer or
-  /// signal
-  ///         for it, and always with a processor or C library on which the look is not known to be
-  ///         safe (other than x86-64 and 64-bit ARM, glibc before 2.35). It counts as not running
-  ///         either way.
+  ///         signal for it, and always with a processor or C library on which the look is not known
+  ///         to be safe (other than x86-64 and 64-bit ARM, glibc before 2.35). It counts as not
+  ///         running either way.
   virtual bool stop() = 0;
 
   /// Waits until the routine has returned and the thread has ended. Afterwards the thread counts as

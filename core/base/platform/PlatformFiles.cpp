@@ -18,6 +18,11 @@ namespace {
 
 using Names = std::vector<std::string>;
 
+// Whether reading a directory fails, which then is not merely one that cannot be opened.
+bool is_failing_device(DWORD error) {
+  return error == ERROR_IO_DEVICE || error == ERROR_UNEXP_NET_ERR || error == ERROR_SEM_TIMEOUT;
+}
+
 // Collects what `add(name, names)` adds for each name that matches the query. `out` is untouched on
 // failure: without memory, and when the directory cannot be read to its end. A search that cannot
 // begin finds nothing.
@@ -32,10 +37,10 @@ unsigned long collect(std::string const &query, Add add, Names *out, bool *has_m
   if (error == ERROR_NOT_ENOUGH_MEMORY) {
     return RESULT_OUT_OF_MEMORY;
   }
-  if (error != ERROR_NO_MORE_FILES) {
+  if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) {
     ErrorText const reason;
     win32_platform_category().debug("Failed to search '%s': %s", query.c_str(), reason.c_str());
-    if (*has_matches || error == ERROR_IO_DEVICE) {
+    if (*has_matches || is_failing_device(error)) {
       return RESULT_IO_ERROR;
     }
   }

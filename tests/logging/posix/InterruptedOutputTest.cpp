@@ -99,7 +99,7 @@ Role const open_fails("open-fails", [](Role::Arguments const &arguments) {
 });
 
 TEST(FileLoggingOutput, TriesAgainWhatFailedForAMoment) {
-  for (int const error : {EMFILE, ENOSPC}) {
+  for (int const error : {EMFILE, EIO, ENOSPC}) {
     SCOPED_TRACE(error);
     TemporaryDirectory const directory;
     std::string const passing = directory.path("passing"), lasting = directory.path("no/lasting");

@@ -36,7 +36,7 @@ public:
   /// `errno`.
   static Descriptor open(char const *path, int flags, mode_t mode = 0) noexcept;
 
-  /// The same for a name below an open directory.
+  /// The same for a name below an open directory, but for leases: such a file is not opened.
   static Descriptor open_at(int directory, char const *name, int flags, mode_t mode = 0) noexcept;
 
   bool is_open() const noexcept { return descriptor_ >= 0; }

@@ -20,8 +20,7 @@ struct ErrorPair {
   DWORD windows;
 };
 
-// From left to right and from right to left, the first of several.
-
+// A number of either side stands for the first one beside it.
 constexpr ErrorPair ERROR_PAIRS[] = {
     {0, ERROR_SUCCESS},
     {ENOENT, ERROR_FILE_NOT_FOUND},
@@ -77,8 +76,8 @@ BOOL fail_with_errno() noexcept {
   return FALSE;
 }
 
-BOOL fail_to_open() noexcept {
-  last_error = {error_of_open(errno), errno};
+BOOL fail_with_errno(DWORD error) noexcept {
+  last_error = {error, errno};
   return FALSE;
 }
 

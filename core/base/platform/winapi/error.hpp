@@ -20,8 +20,8 @@ BOOL fail(DWORD error) noexcept;
 /// The same with what `errno` says, whose words `ErrorText` then has.
 BOOL fail_with_errno() noexcept;
 
-/// The same for a file that cannot be opened.
-BOOL fail_to_open() noexcept;
+/// The same with another number than that of `errno`.
+BOOL fail_with_errno(DWORD error) noexcept;
 
 /// The same after a failure of the loader, whose words `ErrorText` then has.
 BOOL fail_in_loader(DWORD error) noexcept;

@@ -27,8 +27,8 @@
 namespace {
 
 using Ostrel::Descriptor;
+using Ostrel::error_of_open;
 using Ostrel::fail;
-using Ostrel::fail_to_open;
 using Ostrel::fail_with_errno;
 using Ostrel::Handle;
 using Ostrel::NativePath;
@@ -242,7 +242,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
   Descriptor opened = open_between_forks(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
-    errno == EEXIST ? fail(ERROR_FILE_EXISTS) : fail_to_open();
+    errno == EEXIST ? fail(ERROR_FILE_EXISTS) : fail_with_errno(error_of_open(errno));
     return INVALID_HANDLE_VALUE;
   }
   bool is_regular = false;

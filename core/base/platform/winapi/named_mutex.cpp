@@ -134,8 +134,11 @@ bool write_at(Descriptor const &file, off_t position, char const *data, std::siz
 // ENOENT for both that and none.
 Descriptor open_used(Descriptor const &directory, char const *name) noexcept {
   Descriptor file = open_file(directory, name, 0);
-  if (!file.is_open() || flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+  if (!file.is_open()) {
     return file;
+  }
+  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    return errno == EWOULDBLOCK ? std::move(file) : Descriptor();
   }
   unlinkat(directory.get(), name, 0);
   errno = ENOENT;
@@ -272,8 +275,9 @@ HANDLE named_mutex(char const *name, Missing missing) noexcept {
     fail_with_errno();
     return nullptr;
   }
-  if (is_new && missing == Missing::CREATE_OWNED) {
-    mutex->wait(0); // before another process can open it
+  // Before another process can open it.
+  if (is_new && missing == Missing::CREATE_OWNED && mutex->wait(0) != WAIT_OBJECT_0) {
+    return nullptr;
   }
   SetLastError(is_new ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
   *place = mutex.release();

@@ -485,7 +485,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
 BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
 /// Writes in one call of the system, which may take fewer bytes; a descriptor that does not block
-/// is waited for. FALSE with ERROR_WRITE_FAULT for a pipe that nobody reads from: SIGPIPE is kept
+/// is waited for. FALSE with ERROR_WRITE_FAULT for a pipe without a reader: SIGPIPE is kept
 /// from the program. No overlapped writing.
 BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
@@ -551,7 +551,7 @@ BOOL DeleteFileA(char const *path);
 /// FALSE with ERROR_NOT_SUPPORTED if something would be lost: owner or attributes cannot be set, or
 /// `replaced` is a mount point or no regular file itself. Further hard links to it keep the old
 /// file. FALSE with what else the system refuses, also to open the directory for reading. After
-/// every failure both files are as they were, but for one: ERROR_WRITE_FAULT of the directory's
+/// every failure both files are as they were, but for one: ERROR_IO_DEVICE of the directory's
 /// flush after the replacement, which a crash of the system may then undo.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
