@@ -106,8 +106,11 @@ TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
       for (--waiting; waiting > 0;) {
       }
       one.facade.create_sub_key(one.top, "S:20", false);
+      one.facade.create_key(("R/New/K" + std::to_string(thread)).c_str());
       one.facade.create_key(("R/S:20/New:5/K" + std::to_string(thread)).c_str());
     });
+    EXPECT_NE(one.facade.find_key("R/New"), nullptr);
+    EXPECT_EQ(one.facade.find_key("R/New:1"), nullptr);
     EXPECT_NE(one.facade.find_key("R/S:20/New:5"), nullptr);
     EXPECT_EQ(one.facade.find_key("R/S:21"), nullptr);
     EXPECT_EQ(one.facade.find_key("R/S:20/New:6"), nullptr);

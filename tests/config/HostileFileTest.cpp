@@ -127,7 +127,9 @@ TEST(HostileFile, OnlyATextOfBlanksBesideSomethingElseIsDropped) {
       {"<R> a <A/>\tb\n<B/></R>", "[= a \tb\n]"},
       {"<R> <!-- c --> </R>", "[=]"},
       {"<R>\n</R>", "[=\n]"},
-      {"<R><A/><![CDATA[ ]]> <B/></R>", "[= ]"},
+      {"<R><A/><![CDATA[ ]]> <B/></R>", "[=  ]"},
+      {"<R><![CDATA[b]]> <![CDATA[c]]></R>", "[=b c]"},
+      {"<R> <!-- c -->a<!-- d --> <!-- e -->b<A/> <!-- f --> </R>", "[= a b]"},
       {"<!DOCTYPE R [<!ENTITY e 'e'>]><R><A/>&e; <B/> &e;</R>", "[=e  e]"}};
   for (auto const &[content, values] : cases) {
     LoadedSource const one(content);

@@ -79,6 +79,7 @@ TEST(StoredText, HasAsManyNamesAsALoadTakes) {
   EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
   EXPECT_EQ(one.source.delete_key(last), RESULT_SUCCESS); // its name no longer counts
   EXPECT_EQ(one.source.set_value(one.top(), "Other", "t", false), RESULT_SUCCESS);
+  EXPECT_EQ(one.source.create_key(one.top(), "Last", false), nullptr); // and is not known any more
 }
 
 TEST(StoredText, NestsAsDeepAsALoadTakes) {

@@ -157,7 +157,7 @@ TEST(XmlConfigSource, AFailedLoadKeepsOrDropsTheOldDocument) {
   EXPECT_EQ(read_file(broken), "<R>");
 }
 
-// Has the first calls that open or read a file of that name fail, after some others.
+// Has one call that opens or reads a/FILE fail, behind `skipped` others.
 unsigned long load_beside_failures(XmlConfigSource &source, std::string const &file, int number,
                                    int error, int skipped) {
   unsigned long result = RESULT_NOT_IMPLEMENTED;

@@ -114,7 +114,7 @@ public:
   explicit operator bool() const noexcept { return static_cast<bool>(facades_); }
 
   bool lacks_memory() const noexcept {
-    return facades_.lacks_memory() || (source_ && source_->lacks_memory());
+    return facades_.lacks_memory() || (source_ && !*source_); // an existing mutex is acquired
   }
 
 private:

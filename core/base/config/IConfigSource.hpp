@@ -15,8 +15,8 @@ namespace Ostrel {
 /// until its key is deleted, its document is replaced or closed, or the source ends; a value handle
 /// until its value or key goes. A key's text value has the empty name. Texts are UTF-8.
 ///
-/// A `Configuration` calls its source with locks of the library held. An implementation must not use
-/// facades, user settings or other sources, and must not wait for a thread that does.
+/// A `Configuration` calls its source with locks of the library held. An implementation must not
+/// use facades, user settings or other sources, and must not wait for a thread that does.
 ///
 /// Sources are not deleted through this interface. Results are result codes; a null result pointer
 /// gives null, false or `RESULT_INVALID_ARGUMENT`. Whether threads may share a source is the

@@ -500,8 +500,6 @@ void LimitedParse::start_element(void *context, xmlChar const *name, xmlChar con
                                  xmlChar const **namespaces, int attribute_count,
                                  int defaulted_count, xmlChar const **attributes) noexcept {
   auto *parser = static_cast<xmlParserCtxt *>(context);
-  constexpr int NO_RULE = -1; // `xml:space` would keep the blanks that a save puts in
-  *parser->space = NO_RULE;
   xmlSAX2StartElementNs(parser, name, prefix, uri, namespace_count, namespaces, attribute_count,
                         defaulted_count, attributes);
   xmlNs *declared = parser->node == nullptr ? nullptr : parser->node->nsDef;
@@ -539,39 +537,47 @@ void LimitedParse::limit_callbacks() {
   parser_->sax->externalSubset = end_declarations;
   parser_->sax->startElementNs = start_element;
   parser_->sax->characters = take_characters;
+  // What `xmlKeepBlanksDefault` of this thread may have set otherwise.
+  parser_->keepBlanks = 1;
+  parser_->sax->ignorableWhitespace = take_characters;
 }
 
-bool is_text(xmlNode const *node) {
-  return node != nullptr && node->type == XML_TEXT_NODE;
+// Whether a node is text of nothing but blanks. A CDATA section never is: its blanks were meant.
+bool is_blank(xmlNode const &node) {
+  char const *const text = plain(node.content);
+  return node.type == XML_TEXT_NODE && text[std::strspn(text, " \t\r\n")] == '\0';
 }
 
-// Whether the text nodes from `first` to before `end` hold nothing but blanks.
-bool are_blanks(xmlNode const *first, xmlNode const *end) {
-  for (; first != end; first = first->next) {
-    char const *const text = plain(first->content);
-    if (text[std::strspn(text, " \t\r\n")] != '\0') {
-      return false;
+bool is_text(xmlNode const &node) {
+  return node.type == XML_TEXT_NODE || node.type == XML_CDATA_SECTION_NODE;
+}
+
+// Frees the text nodes from `first` to before `end`.
+void drop_text(xmlNode *first, xmlNode const *end) {
+  while (first != end) {
+    xmlNode *const next = first->next;
+    if (is_text(*first)) {
+      xmlUnlinkNode(first);
+      xmlFreeNode(first);
     }
+    first = next;
   }
-  return true;
 }
 
-// Drops each text of only blanks that stands beside something else in the element: the layout of
-// the file. A text may be several nodes in a row, where an entity was in it.
+// Drops the layout of the file: between two tags, comments and instructions left out, the text that
+// is nothing but blanks. A text that is all that the element holds stays.
 void drop_layout(xmlNode &element) {
+  if (element.children != nullptr && element.children->next == nullptr) {
+    return;
+  }
   for (xmlNode *node = element.children; node != nullptr;) {
     xmlNode *const first = node;
-    while (is_text(node)) {
-      node = node->next;
+    bool has_text = false;
+    for (; node != nullptr && !is_element(node); node = node->next) {
+      has_text = has_text || (is_text(*node) && !is_blank(*node));
     }
-    bool const is_all = first == element.children && node == nullptr;
-    if (first != node && !is_all && are_blanks(first, node)) {
-      for (xmlNode *blank = first; blank != node;) {
-        xmlNode *const next = blank->next;
-        xmlUnlinkNode(blank);
-        xmlFreeNode(blank);
-        blank = next;
-      }
+    if (!has_text) {
+      drop_text(first, node);
     }
     node = node == nullptr ? nullptr : node->next;
   }
@@ -588,9 +594,8 @@ xmlNode *next_in_file(xmlNode *node) {
   return node == nullptr ? nullptr : node->next;
 }
 
-// The parser drops most of the layout itself (XML_PARSE_NOBLANKS), which saves their nodes, but
-// goes by how far it has read and by what comes first in an element. It never drops what this would
-// keep.
+// Not left to the parser (XML_PARSE_NOBLANKS), which goes by how far it has read and by what comes
+// first in an element.
 void drop_layout(xmlDoc &document) {
   for (xmlNode *node = xmlDocGetRootElement(&document); node != nullptr;
        node = next_in_file(node)) {
@@ -632,9 +637,8 @@ Parsed LimitedParse::run() {
     return {nullptr, RESULT_OUT_OF_MEMORY};
   }
   limit_callbacks();
-  Document document(
-      xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
-                    XML_PARSE_NOBLANKS | XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_COMPACT));
+  Document document(xmlCtxtReadIO(parser_.get(), read, nullptr, this, nullptr, nullptr,
+                                  XML_PARSE_NOENT | XML_PARSE_NONET | XML_PARSE_COMPACT));
   bool const lacks_memory = errors_.lacked_memory() || lacks_memory_;
   if (lacks_memory && refusal_ == nullptr) {
     return {nullptr, RESULT_OUT_OF_MEMORY};
@@ -843,10 +847,12 @@ template <class Visit> void for_each_word(std::string_view name, Visit visit) {
   }
 }
 
-// Counts the words that the document has now. Throws std::bad_alloc without memory.
-std::size_t count_words(xmlDoc &document) {
+// Counts the words that the document has now, with those of one more name. Throws std::bad_alloc
+// without memory.
+std::size_t count_words(xmlDoc &document, char const *name) {
   std::unordered_set<std::string_view> words;
   auto const add = [&words](std::string_view word) { words.insert(word); };
+  for_each_word(name, add);
   for (xmlNode *node = xmlDocGetRootElement(&document); node != nullptr;
        node = next_in_file(node)) {
     if (!is_element(node)) {
@@ -865,8 +871,8 @@ std::size_t count_words(xmlDoc &document) {
   return words.size();
 }
 
-// Whether a load takes the document with one more name, which is counted then. The document's
-// dictionary has every word that it ever had, so only when that is full the words are counted.
+// Whether a load takes the document with one more name. The document's dictionary has every word
+// that it ever had, so the words are counted only when that is full.
 bool has_room_for(xmlDoc &document, char const *name) {
   std::size_t added = 0;
   auto const look_up = [&](std::string_view word) {
@@ -874,17 +880,15 @@ bool has_room_for(xmlDoc &document, char const *name) {
     added += is_new ? 1 : 0;
   };
   for_each_word(name, look_up);
-  if (added == 0) {
-    return true;
-  }
   auto const known = static_cast<std::size_t>(xmlDictSize(document.dict));
-  if (known + added > MAX_WORDS && count_words(document) + added > MAX_WORDS) {
-    return false;
-  }
+  return known + added <= MAX_WORDS || count_words(document, name) <= MAX_WORDS;
+}
+
+// Has the document's dictionary count the words of a name that it is about to have.
+void keep_words(xmlDoc &document, char const *name) {
   for_each_word(name, [&](std::string_view word) {
     xmlDictLookup(document.dict, xml(word.data()), int(word.size()));
   });
-  return true;
 }
 
 // Why the name cannot stand at this element or below it; null when it can.
@@ -978,6 +982,7 @@ bool set_attribute(xmlNode &element, char const *name, char const *text) {
     }
     return replace_content(*as_node(existing), text);
   }
+  keep_words(*element.doc, name);
   xmlAttr *const made = xmlNewNsProp(&element, nullptr, xml(name), nullptr);
   if (made == nullptr) {
     return false;
@@ -1357,6 +1362,7 @@ void const *XmlConfigSource::create_key(void const *parent, char const *name, bo
     category().warn("Refused to create key '%s': %s", name, fault);
     return nullptr;
   }
+  keep_words(*element.doc, name);
   NewNode made(xmlNewDocNode(element.doc, nullptr, xml(name), nullptr));
   if (made == nullptr || xmlAddChild(&element, made.get()) == nullptr) {
     return nullptr;

@@ -110,8 +110,8 @@ public:
   void const *create_key(void const *parent, char const *name, bool commit) override;
 
   /// Sets a value; a null name means the text value, which replaces everything inside the key, its
-  /// sub-keys included. Named values go by their local names, in reading and in writing: the first
-  /// of `p:v` and `v` is `v`.
+  /// sub-keys included. Named values go by their local names, in reading and in writing: if a key
+  /// has both `p:v` and `v`, the name `v` means the one that comes first in the file.
   ///
   /// @return `RESULT_SUCCESS`, also for a null key, which changes nothing;
   ///         `RESULT_INVALID_ARGUMENT` when the text is null or name or text are refused;
@@ -128,7 +128,9 @@ public:
   /// and for null.
   unsigned long delete_value(void const *value) override;
 
-  /// Writes the main document to its file: `RESULT_SUCCESS` or `RESULT_FAILURE`.
+  /// Writes the main document to its file: `RESULT_SUCCESS` or `RESULT_FAILURE`. If only the last
+  /// step of a save fails, the flush of the directory after the file has taken its name, the file
+  /// has the new contents, which a crash of the system may undo; likewise with every commit above.
   unsigned long commit() override;
 
   virtual ~XmlConfigSource();

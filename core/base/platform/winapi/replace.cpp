@@ -149,14 +149,15 @@ bool is_flushed_by_none(int error) {
 // A rename cannot be undone. If the flush fails, the new name may be lost again, which is reported.
 bool rename_durably(NativePath const &from, NativePath const &to) {
   Descriptor const directory = open_directory_of(to.c_str());
-  if (!directory.is_open()) {
-    return fail_with_errno(ERROR_GEN_FAILURE); // also without permission: nothing would be lost
+  if (!directory.is_open() && errno != EACCES) { // a directory may be for writing alone
+    return fail_with_errno();
   }
   if (rename(from.c_str(), to.c_str()) != 0) {
     bool const is_mount_point = errno == EBUSY || errno == EXDEV;
     return is_mount_point ? fail(ERROR_NOT_SUPPORTED) : fail_with_errno();
   }
-  bool const is_flushed = retry([&directory] { return fsync(directory.get()); }) == 0;
+  bool const is_flushed =
+      !directory.is_open() || retry([&directory] { return fsync(directory.get()); }) == 0;
   return is_flushed || is_flushed_by_none(errno) || fail_with_errno(ERROR_IO_DEVICE);
 }
 
