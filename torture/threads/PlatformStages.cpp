@@ -55,11 +55,12 @@ Stage mutexes(Torture &torture) {
              Win32Mutex again(false, all->name.c_str(), true, nullptr, 0);
              lend(torture, again, &all->named_steps);
            },
-           [&torture](Turn const &turn) {
-             std::string const name = "torture thread " + std::to_string(turn.random % 8);
+           [&torture, all](Turn const &turn) {
+             std::string const name = all->name + std::to_string(turn.random % 8);
              unsigned long steps = 0;
              Win32Mutex own(turn.random % 2 == 0, name.c_str(), false, nullptr, 0);
              lend(torture, own, &steps);
+             own.release(); // what its creation acquired: another thread may wait for the name
            },
            [&torture](Turn const &) {
              unsigned long steps = 0;
