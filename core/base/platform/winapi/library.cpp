@@ -37,6 +37,14 @@ bool is_regular_file(std::string const &path) {
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
+// Also true of a file whose state cannot be read for lack of memory or a failure of the device: to
+// pass it over would load the file of a later directory in its place. A file server that does not
+// answer is passed over, as it is when a program is looked for along PATH.
+bool may_be_regular_file(std::string const &path) {
+  errno = 0;
+  return is_regular_file(path) || errno == ENOMEM || errno == EIO;
+}
+
 std::size_t element_length(char const *search_path) {
   std::size_t const drive = Ostrel::drive_length(search_path);
   return drive + std::strcspn(search_path + drive, ";:");
@@ -50,7 +58,7 @@ std::string find_along_path(std::string const &name) {
   while (*element != '\0') {
     std::size_t const length = element_length(element);
     std::string file = to_native(std::string(element, length)) + '/' + name;
-    if (length > 0 && is_regular_file(file)) {
+    if (length > 0 && may_be_regular_file(file)) {
       return file;
     }
     element += length;
