@@ -1,331 +1,502 @@
 // SPDX-License-Identifier: Apache-2.0
-// Descriptors, memory, room on the disk and permissions are missing at each step of the first use
-// of settings, logs, named mutexes and libraries, and come back. Each time in a process of its own.
+// Descriptors, memory, disk space and permissions fail at each step of the first use of a
+// subsystem, and come back. The same calls, made again in the same process, then succeed on the
+// right file, and what succeeded meanwhile is there.
+//
+// Each round is a process of its own: a copy of this one, which never uses these subsystems.
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ILoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
+#include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 #include "torture/support/FailingMalloc.hpp"
 #include "torture/support/SystemCalls.hpp"
 #include "torture/support/Torture.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-using namespace Ostrel;
-
 namespace {
 
-constexpr unsigned int CHILD_LIMIT_S = 20;
+using namespace Ostrel;
 
-// --- What is missing --------------------------------------------------------------------------
+constexpr unsigned int LONGEST_ROUND_S = 20;
+constexpr unsigned int NEVER = std::numeric_limits<unsigned int>::max();
 
-struct Fault {
+// --- What fails -------------------------------------------------------------------------------
+
+bool is_one_of(int number, std::initializer_list<int> numbers) {
+  return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+}
+
+bool opens(SystemCall const &call) {
+  return call.number == SYS_openat;
+}
+
+bool makes_descriptor(SystemCall const &call) {
+  return opens(call) || (call.number == SYS_fcntl && call.arguments[1] == F_DUPFD_CLOEXEC);
+}
+
+bool needs_room(SystemCall const &call) {
+  return opens(call) ? (call.arguments[2] & O_CREAT) != 0
+                     : is_one_of(call.number, {SYS_write, SYS_pwrite64, SYS_fsync, SYS_ftruncate,
+                                               SYS_fsetxattr, SYS_mkdir, SYS_rename, SYS_renameat});
+}
+
+// POSIX.1-2017 has no errors of those left out.
+bool can_fail(SystemCall const &call) {
+  return !is_one_of(call.number, {SYS_getuid, SYS_geteuid, SYS_getgid, SYS_getegid, SYS_umask});
+}
+
+struct Shortage {
   char const *name;
-  int error; // 0: an allocation of the process fails instead of a system call
-  bool lasts;
+  int error;
+  bool (*strikes)(SystemCall const &call); // null: allocations fail instead of system calls
 };
 
-constexpr Fault FAULTS[] = {{"no descriptor", EMFILE, false}, {"no descriptors", EMFILE, true},
-                            {"a full table", ENFILE, true},   {"no kernel memory", ENOMEM, false},
-                            {"a bad disk", EIO, false},       {"a dead disk", EIO, true},
-                            {"a full disk", ENOSPC, true},    {"no permission", EACCES, false},
-                            {"no memory", 0, false},          {"no memory at all", 0, true}};
+constexpr Shortage SHORTAGES[] = {
+    {"EMFILE", EMFILE, makes_descriptor}, {"ENFILE", ENFILE, makes_descriptor},
+    {"ENOMEM", ENOMEM, can_fail},         {"EIO", EIO, can_fail},
+    {"ENOSPC", ENOSPC, needs_room},       {"EACCES", EACCES, opens},
+    {"lack of memory", 0, nullptr}};
 
-// Whether the system has that error for the call, as POSIX.1-2017 and Linux say.
-bool can_fail_with(SystemCall const &call, int error) {
-  constexpr int FLAGS = 2; // the argument of openat
-  int const number = call.number;
-  bool const creates = number == SYS_openat && (call.arguments[FLAGS] & O_CREAT) != 0;
-  bool const makes_descriptor = number == SYS_openat || number == SYS_socket;
-  switch (error) {
-  case EMFILE:
-  case ENFILE:
-    return makes_descriptor;
-  case ENOSPC:
-    return creates || number == SYS_write || number == SYS_fsync || number == SYS_rename ||
-           number == SYS_renameat;
-  case EACCES:
-    return number == SYS_openat;
-  default:
-    return number != SYS_close && number != SYS_gettid;
+// Which step fails: of those that the shortage strikes, the one after `count` others.
+struct Plan {
+  Shortage const &shortage;
+  unsigned int count;
+  bool lasts; // all later ones of the first use fail as well
+};
+
+// @return how many steps of the action failed.
+template <class Action> unsigned int run_short(Plan const &plan, Action const &action) {
+  if (plan.shortage.strikes == nullptr) {
+    using FailingMalloc::Failures;
+    FailingMalloc::plan(plan.lasts ? Failures::ALL : Failures::ONE, plan.count);
+    FailingMalloc::strain(action);
+    FailingMalloc::plan(Failures::NONE, 0);
+    return static_cast<unsigned int>(FailingMalloc::failed());
   }
+  unsigned int struck = 0, failed = 0;
+  judge_system_calls(action, [&](unsigned int, SystemCall const &call) {
+    if (!plan.shortage.strikes(call)) {
+      return Verdict();
+    }
+    unsigned int const index = struck++;
+    bool const fails = plan.lasts ? index >= plan.count : index == plan.count;
+    failed += fails ? 1 : 0;
+    return Verdict{fails ? plan.shortage.error : 0, false};
+  });
+  return failed;
 }
 
-// --- What is used for the first time ----------------------------------------------------------
+// --- One round --------------------------------------------------------------------------------
 
-// What the process that fails has to say in the end: null for nothing.
-using Complaint = char const *;
-
-class FirstUse {
-public:
-  explicit FirstUse(Fault const &fault) : fault_(fault) {}
-  FirstUse(FirstUse const &) = delete;
-  FirstUse &operator=(FirstUse const &) = delete;
-  virtual ~FirstUse() = default;
-
-  virtual void use() = 0;        // while something is missing
-  virtual Complaint again() = 0; // when all is back
-
-protected:
-  // Without the permission another file may be taken, and a log stays closed, as documented.
-  bool lacks_permission() const { return fault_.error == EACCES; }
-
-private:
-  Fault const &fault_;
+// What the process of a round reports, in memory that it shares with this one.
+struct Report {
+  unsigned int failed;
+  std::ptrdiff_t descriptors; // open at the end
+  char fault[256];            // the first; empty if there is none
 };
 
-// One that has nothing to do with logging, and leaves its warnings out.
-class Silent : public FirstUse {
-public:
-  explicit Silent(Fault const &fault) : FirstUse(fault) {
-    LoggingCategory::set_root_priority(LoggingPriority::LEVEL_DISABLED);
+Report *const report =
+    static_cast<Report *>(mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE,
+                               MAP_SHARED | MAP_ANONYMOUS, /*fd=*/-1, /*offset=*/0));
+
+// @return whether it holds.
+bool require(bool holds, char const *what) {
+  if (!holds && report->fault[0] == '\0') {
+    std::snprintf(report->fault, sizeof report->fault, "%s", what);
   }
-};
-
-// The first of two directories has the settings.
-class Settings : public Silent {
-public:
-  explicit Settings(Fault const &fault) : Silent(fault) {
-    write_file(own_, FILE_TEXT);
-    write_file(other_, OTHER_TEXT);
-    std::string const path = directory_.path("own") + ";" + directory_.path("other");
-    setenv("OSTREL_CONFIG_PATH", path.c_str(), 1);
-  }
-
-  void use() override {
-    std::string text;
-    is_read_ = UserConfig::get_user_config("UserConfig/A/v", &text) == RESULT_SUCCESS;
-    is_right_ = text == "own";
-    is_set_ = UserConfig::set_user_config("UserConfig/A/w", "kept", true) == RESULT_SUCCESS;
-  }
-
-  Complaint again() override {
-    std::string text;
-    if (UserConfig::set_user_config("UserConfig/A/x", "again", true) != RESULT_SUCCESS ||
-        UserConfig::get_user_config("UserConfig/A/v", &text) != RESULT_SUCCESS) {
-      return "the settings do not come back";
-    }
-    if (lacks_permission()) {
-      return nullptr;
-    }
-    std::string const own = read_file(own_);
-    if (read_file(other_) != OTHER_TEXT || (is_read_ && !is_right_) || text != "own") {
-      return "another file is taken";
-    }
-    bool const is_there = own.find("x=\"again\"") != own.npos;
-    return is_there && (!is_set_ || own.find("w=\"kept\"") != own.npos)
-               ? nullptr
-               : "what was set is not in the file";
-  }
-
-private:
-  static constexpr char FILE_TEXT[] = "<UserConfig><A v='own'/></UserConfig>";
-  static constexpr char OTHER_TEXT[] = "<UserConfig><A v='other'/></UserConfig>";
-
-  TemporaryDirectory directory_;
-  std::string const own_ = directory_.path("own/user-config.xml");
-  std::string const other_ = directory_.path("other/user-config.xml");
-  bool is_read_ = false, is_right_ = false, is_set_ = false;
-};
-
-// The directory that the registry names has them.
-class Registered : public Settings {
-public:
-  explicit Registered(Fault const &fault) : Settings(fault) {
-    unsetenv("OSTREL_CONFIG_PATH");
-    std::string const file = directory_.path("registry.reg");
-    write_file(file, registry_file("\"InstallPath\"=\"" + directory_.path() + "\"\n"));
-    write_file(config_, "<UserConfig><A v='own'/></UserConfig>");
-    setenv("OSTREL_REGISTRY_FILE", file.c_str(), 1);
-  }
-
-  Complaint again() override {
-    std::string text;
-    if (UserConfig::set_user_config("UserConfig/A/x", "again", true) != RESULT_SUCCESS) {
-      return "the settings do not come back";
-    }
-    bool const is_there = read_file(config_).find("x=\"again\"") != std::string::npos;
-    return is_there || lacks_permission() ? nullptr : "the registered file is not taken";
-  }
-
-private:
-  TemporaryDirectory directory_;
-  std::string const config_ = directory_.path("config/user-config.xml");
-};
-
-class Logs : public FirstUse {
-public:
-  explicit Logs(Fault const &fault) : FirstUse(fault) {
-    setenv("OSTREL_LOG_PRIORITY", "comebacks,WARN", 1);
-    setenv("OSTREL_LOG_OUTPUT", file_.c_str(), 1);
-  }
-
-  void use() override { LoggingCategory::get_instance("comebacks").warn("first"); }
-
-  // An opening that failed is tried again at most once a second.
-  Complaint again() override {
-    constexpr int LONGEST_MS = 2000, PAUSE_MS = 50;
-    for (int waited_ms = 0; waited_ms < LONGEST_MS; waited_ms += PAUSE_MS) {
-      LoggingCategory::get_instance("comebacks").warn("again");
-      if (read_file(file_).find("WARN  - again\n") != std::string::npos || lacks_permission()) {
-        return nullptr;
-      }
-      Platform::millisecond_sleep(PAUSE_MS);
-    }
-    return "the log does not come back";
-  }
-
-private:
-  TemporaryDirectory directory_;
-  std::string const file_ = directory_.path("log");
-};
-
-class NamedMutex : public Silent {
-public:
-  using Silent::Silent;
-
-  void use() override {
-    Win32Mutex mutex(false, name_.c_str(), false, nullptr, nullptr);
-    if (mutex.acquire()) {
-      mutex.release();
-    }
-  }
-
-  Complaint again() override {
-    Win32Mutex made(false, name_.c_str(), false, nullptr, nullptr);
-    Win32Mutex opened(false, name_.c_str(), true, nullptr, nullptr);
-    bool const is_had = made.acquire() && opened.acquire() && opened.release() && made.release();
-    return is_had ? nullptr : "the mutex does not come back";
-  }
-
-private:
-  std::string const name_ = "comebacks " + std::to_string(getpid());
-};
-
-class Library : public Silent {
-public:
-  explicit Library(Fault const &fault) : Silent(fault) {
-    std::filesystem::copy_file(PLUGIN_FILE, directory_.path("comeback.so"));
-    setenv("OSTREL_LIBRARY_PATH", directory_.path().c_str(), 1);
-  }
-
-  void use() override { load(); }
-  Complaint again() override { return load() ? nullptr : "the library does not come back"; }
-
-private:
-  static bool load() {
-    ISharedLibrary *const library = Platform::create_shared_library();
-    if (library == nullptr) {
-      return false;
-    }
-    bool const is_loaded = library->set_name("comeback") == RESULT_SUCCESS &&
-                           library->load() == RESULT_SUCCESS && library->unload() == RESULT_SUCCESS;
-    library->remove_ref();
-    return is_loaded;
-  }
-
-  TemporaryDirectory directory_;
-};
-
-template <class Use> std::unique_ptr<FirstUse> make(Fault const &fault) {
-  return std::make_unique<Use>(fault);
+  return holds;
 }
+
+// The first use of a subsystem and the next one, with files in a fresh directory. The constructor
+// sets the environment that the subsystem reads.
+class Scenario {
+public:
+  Scenario() = default;
+  Scenario(Scenario const &) = delete;
+  Scenario &operator=(Scenario const &) = delete;
+  virtual ~Scenario() = default;
+
+  virtual void use() = 0;
+  virtual void use_again() = 0;
+};
 
 struct Kind {
   char const *name;
-  std::unique_ptr<FirstUse> (*make)(Fault const &fault);
+  // `permitted`: false when a file may look as if there were no permission for it.
+  std::unique_ptr<Scenario> (*make)(std::string const &directory, bool permitted);
 };
 
-constexpr Kind KINDS[] = {{"settings", make<Settings>},
-                          {"registered settings", make<Registered>},
-                          {"log", make<Logs>},
-                          {"named mutex", make<NamedMutex>},
-                          {"library", make<Library>}};
-
-// --- One process ------------------------------------------------------------------------------
-
-// Has that step of the first use fail, and perhaps all after it.
-// @return whether there was such a step.
-bool fail_step(FirstUse &first, Fault const &fault, unsigned int step) {
-  if (fault.error == 0) {
-    FailingMalloc::plan(fault.lasts ? FailingMalloc::Failures::ALL : FailingMalloc::Failures::ONE,
-                        step);
-    FailingMalloc::strain([&first] { first.use(); });
-    bool const has_failed = FailingMalloc::failed() != 0;
-    FailingMalloc::plan(FailingMalloc::Failures::NONE, 0);
-    return has_failed;
-  }
-  unsigned int met = 0;
-  judge_system_calls([&first] { first.use(); },
-                     [&](unsigned int, SystemCall const &call) {
-                       if (!can_fail_with(call, fault.error)) {
-                         return Verdict();
-                       }
-                       unsigned int const index = met++;
-                       bool const fails = fault.lasts ? index >= step : index == step;
-                       return fails ? Verdict{fault.error, false} : Verdict();
-                     });
-  return met > step;
+void play(Kind const &kind, Plan const &plan, std::string const &directory) {
+  alarm(LONGEST_ROUND_S);
+  std::freopen("/dev/null", "w", stderr); // for the library's warnings
+  auto const scenario = kind.make(directory, plan.shortage.error != EACCES);
+  report->failed = run_short(plan, [&] { scenario->use(); });
+  scenario->use_again();
+  report->descriptors = count_entries("/proc/self/fd");
 }
 
-enum Status : int { HELD, NOT_HELD, NO_SUCH_STEP };
+// --- Settings ---------------------------------------------------------------------------------
 
-Status run_step(Torture &torture, Kind const &kind, Fault const &fault, unsigned int step) {
-  pid_t const child = fork();
-  if (child == 0) {
-    alarm(CHILD_LIMIT_S);
-    std::unique_ptr<FirstUse> first = kind.make(fault);
-    bool const is_met = fail_step(*first, fault, step);
-    Complaint const complaint = first->again();
-    if (complaint != nullptr) {
-      torture.fault("%s, %s in step %u: %s", kind.name, fault.name, step, complaint);
+constexpr char SETTING[] = "UserConfig/K/v";
+
+std::string settings_file(char const *value) {
+  return std::string("<UserConfig>\n  <K v=\"") + value + "\"/>\n</UserConfig>\n";
+}
+
+// A saved file begins with an XML declaration.
+bool holds_value(std::string const &path, char const *value) {
+  std::string const text = read_file(path), end = settings_file(value);
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+// Two settings files: a failure must not lead from the first to the second. Without permission for
+// the first, the second is used for the life of the process, and without permission for both none;
+// the text that was read tells which.
+class Settings : public Scenario {
+public:
+  Settings(std::string const &directory, bool permitted)
+      : first_(directory + "/first/config"), second_(directory + "/second"), permitted_(permitted) {
+    write_file(first_ + "/user-config.xml", settings_file("first"));
+    write_file(second_ + "/user-config.xml", settings_file("second"));
+    std::string const registry = directory + "/registry.reg";
+    write_file(registry, registry_file("\"InstallPath\"=\"" + directory + "/first\"\n"));
+    setenv("OSTREL_REGISTRY_FILE", registry.c_str(), 1);
+    setenv("OSTREL_CONFIG_PATH", (first_ + ";" + second_).c_str(), 1);
+  }
+
+  void use() override {
+    read();
+    commit();
+  }
+
+  void use_again() override {
+    bool const is_read = get_result_ == RESULT_SUCCESS, is_set = set_result_ == RESULT_SUCCESS;
+    bool const is_passed_over = !permitted_ && text_ == "second";
+    bool const has_file = permitted_ || !text_.empty();
+    char const *const before = !has_file ? "" : is_passed_over ? "second" : "first";
+    std::string const file = (is_passed_over ? second_ : first_) + "/user-config.xml";
+    std::string text;
+    bool const holds =
+        require(is_documented(get_result_) && is_documented(set_result_), "undocumented result") &&
+        require(!is_read || text_ == before, "another file was read") &&
+        require(!has_file || holds_value(file, is_set ? "during" : before) ||
+                    (!is_set && holds_value(file, "during")),
+                "the file does not hold what was set") &&
+        require(UserConfig::get_user_config(SETTING, &text) == RESULT_SUCCESS,
+                "cannot be read again") &&
+        require(text == (is_set ? "during" : before) || (!is_read && text == "during"),
+                "another text is read again");
+    // Otherwise the settings may come from a file outside the directory, which is left alone.
+    if (holds) {
+      require(UserConfig::set_user_config(SETTING, "after", /*commit=*/true) == RESULT_SUCCESS,
+              "cannot be set again");
+      require(!has_file || holds_value(file, "after"), "the file does not hold what was set again");
     }
-    first.reset();
-    _exit(complaint != nullptr ? NOT_HELD : is_met ? HELD : NO_SUCH_STEP);
+    require(is_passed_over || holds_value(second_ + "/user-config.xml", "second"),
+            "another file was changed");
+    require(!is_passed_over || holds_value(first_ + "/user-config.xml", "first"),
+            "the file that was passed over was changed");
+  }
+
+protected:
+  void read() { get_result_ = UserConfig::get_user_config(SETTING, &text_); }
+  void commit() { set_result_ = UserConfig::set_user_config(SETTING, "during", /*commit=*/true); }
+  bool has_read_first() const { return text_ == "first"; }
+
+private:
+  static bool is_documented(unsigned long result) {
+    return result == RESULT_SUCCESS || result == RESULT_FAILURE || result == RESULT_OUT_OF_MEMORY ||
+           result == RESULT_ACQUISITION_ERROR;
+  }
+
+  std::string const first_, second_;
+  bool const permitted_;
+  std::string text_;
+  unsigned long get_result_ = RESULT_FAILURE, set_result_ = RESULT_FAILURE;
+};
+
+// The registry file names the first directory, and the current directory is the second. A fault
+// would lead to the build-time default directory, so the round commits only what it has read from
+// the first file.
+class RegistrySettings : public Settings {
+public:
+  RegistrySettings(std::string const &directory, bool permitted) : Settings(directory, permitted) {
+    std::filesystem::current_path(directory + "/second");
+    unsetenv("OSTREL_CONFIG_PATH");
+  }
+
+  void use() override {
+    read();
+    if (has_read_first()) {
+      commit();
+    }
+  }
+};
+
+// --- Logs -------------------------------------------------------------------------------------
+
+// Without permission for the file, nothing is written until `re_open`.
+class Log : public Scenario {
+public:
+  Log(std::string const &directory, bool permitted)
+      : file_(directory + "/lines.log"), permitted_(permitted) {
+    setenv("OSTREL_LOG_PRIORITY", "Torture.Comebacks,INFO", 1);
+    setenv("OSTREL_LOG_OUTPUT", file_.c_str(), 1);
+  }
+
+  void use() override {
+    category().info("first");
+    category().info("second");
+  }
+
+  void use_again() override {
+    ILoggingOutput *const output = category().get_logging_output();
+    if (!require(output != nullptr, "not set up again")) {
+      return;
+    }
+    bool const is_written = read_file(file_).find("second\n") != std::string::npos;
+    require(is_written || report->failed > 0, "no line without a failure");
+    if (!permitted_) {
+      output->re_open();
+    }
+    // A file that could not be opened is tried again at most once a second.
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    bool is_again = false;
+    while (!is_again && std::chrono::steady_clock::now() < end) {
+      category().info("again");
+      std::string const text = read_file(file_);
+      is_again = text.find("INFO  - again\n") != std::string::npos;
+      usleep(is_again ? 0 : PAUSE_US);
+    }
+    require(is_again, "no line again");
+  }
+
+private:
+  static constexpr useconds_t PAUSE_US = 10000;
+
+  static LoggingCategory &category() { return LoggingCategory::get_instance("Torture.Comebacks"); }
+
+  std::string const file_;
+  bool const permitted_;
+};
+
+// --- Named mutexes ----------------------------------------------------------------------------
+
+// A mutex, opened or created, that may have failed.
+class NamedMutex {
+public:
+  NamedMutex(std::string const &name, bool open_existing)
+      : mutex_(false, name.c_str(), open_existing, nullptr, &result_) {}
+
+  unsigned long result() const { return result_; }
+  bool can_be_owned() { return mutex_.acquire() && mutex_.release(); }
+
+private:
+  unsigned long result_ = RESULT_FAILURE; // before the mutex, which sets it
+  Win32Mutex mutex_;
+};
+
+Role const open_mutex("open-mutex", [](Role::Arguments const &arguments) {
+  NamedMutex mutex(arguments[0], /*open_existing=*/true);
+  return mutex.result() == RESULT_SUCCESS && mutex.can_be_owned() ? 0 : 1;
+});
+
+class Mutexes : public Scenario {
+public:
+  Mutexes(std::string const & /*directory*/, bool /*permitted*/)
+      : name_("torture comebacks " + std::to_string(getpid())) {}
+
+  void use() override {
+    created_.emplace(name_, /*open_existing=*/false);
+    is_owned_ = created_->can_be_owned();
+    opened_.emplace(name_, /*open_existing=*/true);
+  }
+
+  void use_again() override {
+    bool const is_created = created_->result() == RESULT_SUCCESS;
+    require(is_created || created_->result() == RESULT_SYSTEM_ERROR, "undocumented result");
+    require(is_created || !is_owned_, "a mutex that was not created is owned");
+    require((opened_->result() == RESULT_SUCCESS) == is_created, "opened other than created");
+    if (is_owned_) {
+      created_->can_be_owned(); // fails, once, if the release could not clear the owner's mark
+    }
+    require(!is_created || is_usable(*created_), "what was created is not there");
+    opened_.reset();
+    created_.reset();
+    require(run_child("open-mutex", {name_}).status != 0, "closed, but there");
+    NamedMutex again(name_, /*open_existing=*/false);
+    require(again.result() == RESULT_SUCCESS && is_usable(again), "cannot be created again");
+  }
+
+private:
+  bool is_usable(NamedMutex &mutex) const {
+    return mutex.can_be_owned() && run_child("open-mutex", {name_}).status == 0;
+  }
+
+  std::string const name_;
+  std::optional<NamedMutex> created_, opened_;
+  bool is_owned_ = false;
+};
+
+// --- Libraries --------------------------------------------------------------------------------
+
+// Two libraries of a name along the path: the first is the right one.
+class Library : public Scenario {
+public:
+  Library(std::string const &directory, bool /*permitted*/) : first_(directory + "/first") {
+    std::string const second = directory + "/second";
+    for (std::string const &place : {first_, second}) {
+      std::filesystem::create_directory(place);
+      std::filesystem::copy_file(PLUGIN_FILE, place + "/plugin.so");
+    }
+    setenv("OSTREL_LIBRARY_PATH", (first_ + ";" + second).c_str(), 1);
+    setenv("PATH", PATH, 1);
+  }
+  Library(Library const &) = delete;
+  Library &operator=(Library const &) = delete;
+  ~Library() override {
+    if (library_ != nullptr) {
+      library_->remove_ref();
+    }
+  }
+
+  void use() override {
+    result_ = RESULT_OUT_OF_MEMORY;
+    library_ = Platform::create_shared_library();
+    if (library_ != nullptr && library_->set_name("plugin") == RESULT_SUCCESS) {
+      result_ = library_->load();
+    }
+  }
+
+  void use_again() override {
+    require(result_ == RESULT_SUCCESS || result_ == RESULT_NOT_FOUND ||
+                result_ == RESULT_OUT_OF_MEMORY,
+            "undocumented result");
+    std::string path;
+    require(Platform::get_environment_variable("PATH", &path) && path == PATH,
+            "PATH is not restored");
+    require(result_ != RESULT_SUCCESS || is_first_loaded(), "another file was loaded");
+    if (library_ != nullptr) {
+      library_->remove_ref();
+    }
+    use();
+    require(result_ == RESULT_SUCCESS && is_first_loaded(), "cannot be loaded again");
+  }
+
+private:
+  static constexpr char PATH[] = "/nowhere";
+
+  bool is_first_loaded() const {
+    void *symbol = nullptr;
+    Dl_info place = {};
+    return library_->get_symbol("use_library", &symbol) == RESULT_SUCCESS &&
+           dladdr(symbol, &place) != 0 && place.dli_fname == first_ + "/plugin.so";
+  }
+
+  std::string const first_;
+  ISharedLibrary *library_ = nullptr;
+  unsigned long result_ = RESULT_OUT_OF_MEMORY;
+};
+
+// --- All rounds -------------------------------------------------------------------------------
+
+template <class Made> std::unique_ptr<Scenario> make(std::string const &directory, bool permitted) {
+  return std::make_unique<Made>(directory, permitted);
+}
+
+constexpr Kind KINDS[] = {{"settings", make<Settings>},
+                          {"settings by the registry", make<RegistrySettings>},
+                          {"logs", make<Log>},
+                          {"named mutexes", make<Mutexes>},
+                          {"libraries", make<Library>}};
+
+// @return what the round's process reports.
+Report run_round(Torture &torture, Kind const &kind, Plan const &plan) {
+  TemporaryDirectory const directory;
+  *report = {};
+  pid_t const process = fork();
+  if (process == 0) {
+    play(kind, plan, directory.path());
+    std::exit(0);
   }
   int status = 0;
-  waitpid(child, &status, 0);
-  if (!WIFEXITED(status)) {
-    torture.fault("%s, %s in step %u: status %d", kind.name, fault.name, step, status);
-    return NOT_HELD;
+  waitpid(process, &status, 0);
+  bool const has_ended_well = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  if (!has_ended_well || report->fault[0] != '\0') {
+    torture.fault("%s, %s at step %u%s: %s, wait status %d", kind.name, plan.shortage.name,
+                  plan.count, plan.lasts ? " and later" : "", report->fault, status);
   }
-  return static_cast<Status>(WEXITSTATUS(status));
+  return *report;
+}
+
+struct Done {
+  unsigned int processes = 0;
+  unsigned long failures = 0;
+};
+
+// Lets each step of a first use fail in that way, or in the quick run every hundredth.
+void fail_each_step(Torture &torture, Kind const &kind, Plan plan, Done *done) {
+  std::ptrdiff_t const descriptors =
+      run_round(torture, kind, {plan.shortage, NEVER, false}).descriptors;
+  unsigned int const stride = 100 / rounds(100);
+  plan.count = done->processes % stride;
+  for (Report told = run_round(torture, kind, plan); told.failed > 0;
+       told = run_round(torture, kind, plan)) {
+    if (told.descriptors != descriptors) {
+      torture.fault("%s, %s at step %u%s: %td descriptors, not %td", kind.name, plan.shortage.name,
+                    plan.count, plan.lasts ? " and later" : "", told.descriptors, descriptors);
+    }
+    done->processes += 1;
+    done->failures += told.failed;
+    plan.count += stride;
+  }
+}
+
+// A registry that cannot be opened for want of permission leads to a build-time default.
+bool leads_elsewhere(Kind const &kind, Shortage const &shortage) {
+  return shortage.error == EACCES && kind.make == &make<RegistrySettings>;
 }
 
 } // namespace
 
 int torture() {
   Torture torture("What was missing comes back");
-  unsigned int const stride = 100 / rounds(100) < 10 ? 1 : 10; // the quick run takes every tenth
-  unsigned long done = 0, failed = 0;
+  setenv("TMPDIR", "/dev/shm", 1); // where the saves need not wait for a disk
+  Done done;
   for (Kind const &kind : KINDS) {
-    for (Fault const &fault : FAULTS) {
-      for (unsigned int step = 0;; step += stride) {
-        Status const status = run_step(torture, kind, fault, step);
-        if (status == NO_SUCH_STEP) {
-          break;
-        }
-        ++done;
-        if (status == NOT_HELD && ++failed == 20) { // then it is known
-          return torture.row("%lu failures", done);
+    for (Shortage const &shortage : SHORTAGES) {
+      for (bool const lasts : {false, true}) {
+        if (!leads_elsewhere(kind, shortage)) {
+          fail_each_step(torture, kind, {shortage, 0, lasts}, &done);
         }
       }
     }
   }
   return torture.row(
-      "%lu processes in whose first use of settings, logs, named mutexes and libraries "
-      "descriptors, memory, room or permissions failed and came back",
-      done);
+      "%lu failures (EMFILE, ENFILE, ENOMEM, EIO, ENOSPC, EACCES, lack of memory) in "
+      "the first use of settings, logs, named mutexes and libraries, in %u processes",
+      done.failures, done.processes);
 }
