@@ -118,6 +118,7 @@ seccomp_notif next_call(int listener) {
 // Read by the system: the thread sanitizer does not know that the thread of the call stands still.
 std::string text_argument(SystemCall const &call, int index) {
   char text[PATH_MAX] = {};
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel tells of arguments as numbers.
   auto *const start = reinterpret_cast<char *>(call.arguments[index]);
   for (std::size_t length = 0; length + 1 < sizeof text; ++length) {
     iovec const here = {text + length, 1}, there = {start + length, 1};

@@ -28,7 +28,7 @@ namespace {
 struct Guarded {
   std::unique_ptr<IMutex> mutex{Platform::create_mutex(true)};
   std::string const name = "torture threads " + std::to_string(getpid());
-  Win32Mutex named{false, name.c_str(), false, nullptr, 0};
+  Win32Mutex named{false, name.c_str(), false, nullptr, nullptr};
   AcquirableMap<int, unsigned long> map;
   unsigned long steps = 0, named_steps = 0;
 };
@@ -52,13 +52,13 @@ Stage mutexes(Torture &torture) {
           {[&torture, all](Turn const &) { lend(torture, *all->mutex, &all->steps); },
            [&torture, all](Turn const &) { lend(torture, all->named, &all->named_steps); },
            [&torture, all](Turn const &) {
-             Win32Mutex again(false, all->name.c_str(), true, nullptr, 0);
+             Win32Mutex again(false, all->name.c_str(), true, nullptr, nullptr);
              lend(torture, again, &all->named_steps);
            },
            [&torture, all](Turn const &turn) {
              std::string const name = all->name + std::to_string(turn.random % 8);
              unsigned long steps = 0;
-             Win32Mutex own(turn.random % 2 == 0, name.c_str(), false, nullptr, 0);
+             Win32Mutex own(turn.random % 2 == 0, name.c_str(), false, nullptr, nullptr);
              lend(torture, own, &steps);
              own.release(); // what its creation acquired: another thread may wait for the name
            },

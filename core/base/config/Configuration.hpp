@@ -45,8 +45,10 @@ public:
   Configuration(Configuration const &other)
       : source_(other.source_), config_root_(other.get_config_root()) {}
   Configuration &operator=(Configuration const &other) {
-    source_ = other.source_;
-    config_root_.store(other.get_config_root(), std::memory_order_relaxed);
+    if (this != &other) {
+      source_ = other.source_;
+      config_root_.store(other.get_config_root(), std::memory_order_relaxed);
+    }
     return *this;
   }
   virtual ~Configuration();

@@ -1110,6 +1110,7 @@ unsigned long XmlConfigSource::load(std::string path) {
   if (parsed.result == RESULT_FAILURE) {
     category().warn("Failed to parse config file %s", path.c_str());
     adopt({nullptr, std::move(path)});
+    return RESULT_FAILURE;
   }
   if (parsed.result != RESULT_SUCCESS) {
     return parsed.result;
