@@ -19,7 +19,6 @@ if(NOT WIN32)
     PRIVATE platform/posix/ConditionVariableTest.cpp
             platform/posix/ConsoleTest.cpp
             platform/posix/EnvironmentTest.cpp
-            platform/posix/FailedStatTest.cpp
             platform/posix/FileTest.cpp
             platform/posix/MutexProcessTest.cpp
             platform/posix/RegistryFileTest.cpp

@@ -10,7 +10,7 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/ForkLocks.hpp"
-#include "core/base/platform/Platform.hpp"
+#include "core/base/platform/SystemProperty.hpp"
 #include "core/base/platform/Visits.hpp"
 
 #include <atomic>
@@ -212,7 +212,7 @@ private:
 
   unsigned long load_file(Configuration &configuration) {
     std::string path;
-    if (unsigned long const result = Platform::get_system_property(Platform::CONFIG_PATH, &path);
+    if (unsigned long const result = read_system_property(Platform::CONFIG_PATH, &path);
         result != RESULT_SUCCESS) {
       return result;
     }

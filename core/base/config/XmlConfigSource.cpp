@@ -14,6 +14,7 @@
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/SystemErrorText.hpp"
+#include "core/base/platform/SystemProperty.hpp"
 
 #include <libxml/hash.h>
 #include <libxml/parser.h>
@@ -1078,7 +1079,7 @@ XmlConfigSource::XmlConfigSource() {
     is_counted_ = true;
   }
   std::string path;
-  if (Platform::get_system_property(Platform::CONFIG_PATH, &path) != RESULT_SUCCESS) {
+  if (read_system_property(Platform::CONFIG_PATH, &path) != RESULT_SUCCESS) {
     category().warn("Failed to determine system configuration path");
     return;
   }

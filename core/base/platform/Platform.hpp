@@ -236,21 +236,22 @@ public:
 
   // --- Where the framework's files are --------------------------------------------------------
 
-  /// Gives the directory or search path for one kind of file, from the environment, the registry
-  /// and the build-time defaults, all read afresh at each call.
+  /// Reads the directory or search path for one kind of file from the environment, the registry
+  /// and the build-time defaults, all of them afresh at each call. A registry value that cannot be
+  /// read, for whatever reason, counts as one that is not set.
   ///
   /// @param out  replaced on success.
-  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null `out`, unknown property),
-  ///         `RESULT_SYSTEM_ERROR` when a registry that exists cannot be read at this moment (no
-  ///         descriptor, a device or a file server that fails), or `RESULT_OUT_OF_MEMORY`.
+  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null `out`, unknown property) or
+  ///         `RESULT_OUT_OF_MEMORY`.
   static unsigned long get_system_property(SystemProperty property, std::string *out);
 
-  /// Looks for a readable file in the directories of a search path, first to last.
+  /// Looks for a readable file in the directories of a search path, first to last. A file that
+  /// cannot be opened is passed over, also if it could be opened at another moment (no descriptor, a
+  /// file server that fails).
   ///
   /// @param out  receives the directory, a backslash and the name; untouched on failure.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (also for a null name),
-  ///         `RESULT_INVALID_ARGUMENT` (null `out`), `RESULT_SYSTEM_ERROR` when a file that exists
-  ///         cannot be opened at this moment, which ends the search, or `RESULT_OUT_OF_MEMORY`.
+  ///         `RESULT_INVALID_ARGUMENT` (null `out`) or `RESULT_OUT_OF_MEMORY`.
   static unsigned long find_file(std::string search_path, char const *file_name, std::string *out);
 
   /// Gives the element of a search path with that index, from 0.

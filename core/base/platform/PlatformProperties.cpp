@@ -7,6 +7,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/File.hpp"
+#include "core/base/platform/SystemProperty.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -70,119 +71,103 @@ bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   return true;
 }
 
-// What a call of the registry means for the value. A value that cannot be read at this moment must
-// not look like one that does not exist: another file would be found. Throws std::bad_alloc without
-// memory.
-unsigned long result_of(LONG error) {
-  if (error == ERROR_NOT_ENOUGH_MEMORY) {
-    throw std::bad_alloc();
+// The registry during the reading of one property.
+class Registry {
+public:
+  // Reads a value; false, `out` untouched, for a null name, a value that cannot be read, and one of
+  // another type. Throws std::bad_alloc without memory.
+  bool read(char const *name, std::string *out) {
+    HKEY opened = nullptr;
+    if (name == nullptr ||
+        !succeeds(RegOpenKeyExA(HKEY_LOCAL_MACHINE, REGISTRY_KEY, 0, KEY_READ, &opened))) {
+      return false;
+    }
+    OpenKey const key(opened);
+    DWORD type = 0, size = 0;
+    if (!succeeds(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size))) {
+      return false;
+    }
+    std::vector<BYTE> data(std::size_t{size} + 1); // not null either where the value has no bytes
+    return succeeds(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size)) &&
+           registry_text(type, data.data(), size, out);
   }
-  if (error == ERROR_SUCCESS) {
-    return RESULT_SUCCESS;
-  }
-  return is_momentary(static_cast<std::uint32_t>(error)) ? RESULT_SYSTEM_ERROR : RESULT_NOT_FOUND;
-}
 
-// RESULT_SUCCESS, RESULT_NOT_FOUND (also for a null name and another type) or RESULT_SYSTEM_ERROR.
-unsigned long read_registry_value(char const *name, std::string *out) {
-  if (name == nullptr) {
-    return RESULT_NOT_FOUND;
-  }
-  HKEY opened = nullptr;
-  if (unsigned long const result =
-          result_of(RegOpenKeyExA(HKEY_LOCAL_MACHINE, REGISTRY_KEY, 0, KEY_READ, &opened));
-      result != RESULT_SUCCESS) {
-    return result;
-  }
-  OpenKey const key(opened);
-  DWORD type = 0, size = 0;
-  if (unsigned long const result =
-          result_of(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size));
-      result != RESULT_SUCCESS) {
-    return result;
-  }
-  std::vector<BYTE> data(std::size_t{size} + 1); // not null either where the value has no bytes
-  unsigned long const result =
-      result_of(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size));
-  if (result == RESULT_SUCCESS && !registry_text(type, data.data(), size, out)) {
-    return RESULT_NOT_FOUND;
-  }
-  return result;
-}
+  // Whether some value could not be read although the registry exists, as at another moment it may.
+  bool has_failed_momentarily() const { return has_failed_momentarily_; }
 
-// These write the property, or return RESULT_SYSTEM_ERROR when the registry cannot be read at this
-// moment.
+private:
+  bool succeeds(LONG error) {
+    if (error == ERROR_NOT_ENOUGH_MEMORY) {
+      throw std::bad_alloc();
+    }
+    has_failed_momentarily_ |= is_momentary(static_cast<std::uint32_t>(error));
+    return error == ERROR_SUCCESS;
+  }
+
+  bool has_failed_momentarily_ = false;
+};
 
 // Appends the directory that always comes last: the installed one, else that of the build tree.
-unsigned long append_default(PropertySources const &sources, std::string *path) {
+void append_default(PropertySources const &sources, Registry *registry, std::string *path) {
   std::string installation;
-  unsigned long const result = read_registry_value(INSTALL_VALUE, &installation);
-  if (result == RESULT_SYSTEM_ERROR) {
-    return result;
-  }
-  if (result != RESULT_SUCCESS) {
+  if (!registry->read(INSTALL_VALUE, &installation)) {
     *path += sources.build_time;
-    return RESULT_SUCCESS;
+    return;
   }
   *path += installation;
   if (!path->empty() && path->back() != '\\') {
     *path += Platform::get_path_delimiter();
   }
   *path += sources.relative;
-  return RESULT_SUCCESS;
 }
 
-unsigned long install_path(PropertySources const &sources, std::string *path) {
-  unsigned long const result = read_registry_value(sources.value, path);
-  if (result != RESULT_NOT_FOUND) {
-    return result;
+void install_path(PropertySources const &sources, Registry *registry, std::string *path) {
+  if (!registry->read(sources.value, path)) {
+    *path = sources.build_time;
   }
-  *path = sources.build_time;
-  return RESULT_SUCCESS;
 }
 
 // The user's own directories first, then the default one. `empty_counts` says whether the registry
 // stays unread when the variable is set to the empty text.
-unsigned long search_path(PropertySources const &sources, bool empty_counts, std::string *path) {
+void search_path(PropertySources const &sources, bool empty_counts, Registry *registry,
+                 std::string *path) {
   bool const is_set = read_environment(sources.variable, path);
   bool const is_final = is_set && (empty_counts || !path->empty());
-  unsigned long const result = is_final ? static_cast<unsigned long>(RESULT_NOT_FOUND)
-                                        : read_registry_value(sources.value, path);
-  if (result == RESULT_SYSTEM_ERROR) {
-    return result;
-  }
-  if (is_set || result == RESULT_SUCCESS) {
+  bool const is_read = !is_final && registry->read(sources.value, path);
+  if (is_set || is_read) {
     *path += Platform::get_search_path_delimiter();
   }
-  return append_default(sources, path);
+  append_default(sources, registry, path);
 }
 
 // A single place: the first source that names one.
-unsigned long single_directory(PropertySources const &sources, std::string *path) {
+void single_directory(PropertySources const &sources, Registry *registry, std::string *path) {
   if (read_environment(sources.variable, path) && !path->empty()) {
-    return RESULT_SUCCESS;
+    return;
   }
-  unsigned long const result = read_registry_value(sources.value, path);
-  if (result != RESULT_SUCCESS) {
+  if (!registry->read(sources.value, path)) {
     win32_platform_category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY,
                                    sources.value);
   }
-  if (result == RESULT_SYSTEM_ERROR) {
-    return result;
+  if (path->empty()) {
+    append_default(sources, registry, path);
   }
-  return path->empty() ? append_default(sources, path) : static_cast<unsigned long>(RESULT_SUCCESS);
 }
 
-unsigned long read_property(Platform::SystemProperty property, std::string *path) {
+std::string read_property(Platform::SystemProperty property, Registry *registry) {
   PropertySources const &sources = SOURCES[property];
+  std::string path;
   switch (property) {
   case Platform::INSTALL_PATH:
-    return install_path(sources, path);
+    install_path(sources, registry, &path);
+    break;
   case Platform::SLAM_LANDMARK_PATH:
-    return single_directory(sources, path);
+    single_directory(sources, registry, &path);
+    break;
   default:
-    return search_path(sources, /*empty_counts=*/property != Platform::MODELSETS_PATH, path);
+    search_path(sources, /*empty_counts=*/property != Platform::MODELSETS_PATH, registry, &path);
   }
+  return path;
 }
 
 } // namespace
@@ -191,12 +176,21 @@ unsigned long Platform::get_system_property(SystemProperty property, std::string
   if (out == nullptr || property < INSTALL_PATH || property > SLAM_LANDMARK_PATH) {
     return RESULT_INVALID_ARGUMENT;
   }
-  std::string path;
-  unsigned long const result = read_property(property, &path);
-  if (result == RESULT_SUCCESS) {
-    *out = std::move(path);
+  Registry registry;
+  *out = read_property(property, &registry);
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long read_system_property(Platform::SystemProperty property, std::string *out) try {
+  Registry registry;
+  std::string path = read_property(property, &registry);
+  if (registry.has_failed_momentarily()) {
+    return RESULT_SYSTEM_ERROR;
   }
-  return result;
+  *out = std::move(path);
+  return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

@@ -61,7 +61,7 @@ unsigned long Platform::find_file(std::string search_path, char const *file_name
     if (result == RESULT_SUCCESS) {
       *out = std::move(candidate);
     }
-    if (result != RESULT_NOT_FOUND) {
+    if (result == RESULT_SUCCESS || result == RESULT_OUT_OF_MEMORY) {
       return result;
     }
   }
@@ -130,13 +130,14 @@ unsigned long Platform::find_system_or_regular_file(SystemProperty property, cha
   LoggingCategoryPostfixed(&category())
       .trace("find_system_or_regular_file() '%s'...", name.c_str());
   unsigned long const result = File().open_for_reading(wanted);
-  if (result == RESULT_NOT_FOUND) {
+  if (result == RESULT_OUT_OF_MEMORY) {
+    return result;
+  }
+  if (result != RESULT_SUCCESS) {
     return find_system_file(property, wanted, out);
   }
-  if (result == RESULT_SUCCESS) {
-    *out = std::move(name);
-  }
-  return result;
+  *out = std::move(name);
+  return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   out->clear();
   return RESULT_OUT_OF_MEMORY;

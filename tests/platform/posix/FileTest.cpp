@@ -2,9 +2,11 @@
 // Names and paths that Windows does not have, and patterns that it takes otherwise: it looks at the
 // short form of a name as well.
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/System.hpp"
 #include "torture/support/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/syscall.h>
@@ -108,6 +111,28 @@ TEST(File, LentToAnotherProgramIsWaitedFor) {
     close(ends[0]);
     close(ends[1]);
   }
+}
+
+TEST(File, WhoseStateCannotBeReadIsNotPassedOver) {
+  std::string before;
+  Platform::get_environment_variable("PATH", &before);
+  set_variable("PATH", TEST_PLUGINS "/first");
+  ISharedLibrary *const library = Platform::create_shared_library();
+  library->set_name("plugin");
+  library->add_search_path(TEST_PLUGINS "/second");
+  bool is_failed = false;
+  judge_system_calls([library] { library->load(); },
+                     [&is_failed](unsigned int, SystemCall const &call) {
+                       bool const is_stat =
+                           call.number == SYS_newfstatat || call.number == SYS_fstat;
+                       return Verdict{is_stat && !std::exchange(is_failed, true) ? EIO : 0};
+                     });
+  EXPECT_TRUE(is_failed);
+  void *place = nullptr;
+  EXPECT_EQ(library->get_symbol("plugin_place", &place), RESULT_SUCCESS);
+  EXPECT_STREQ(static_cast<char const *>(place), "first"); // not the other one of this name
+  library->remove_ref();
+  set_variable("PATH", before.c_str());
 }
 
 TEST(Path, CurrentDirectoryOfAnyLength) {
