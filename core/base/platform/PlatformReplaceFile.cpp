@@ -208,23 +208,25 @@ bool end_at(HANDLE file, std::size_t position) {
   return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
-// The bytes of a file; fewer when it cannot be read to its end, none when it cannot be read. Throws
-// std::bad_alloc without memory.
-std::string read_file(std::string const &path) {
+// Reads the whole file; nothing from one that the caller may write but not read. False, with the last
+// error, when it cannot be read at this moment. Throws std::bad_alloc without memory.
+bool read_if_allowed(std::string const &path, std::string *bytes) {
   File file;
-  std::string bytes;
   unsigned long const result = file.open_for_reading(path.c_str());
   if (result == RESULT_OUT_OF_MEMORY) {
     throw std::bad_alloc();
   }
-  if (result == RESULT_SUCCESS) {
-    char block[BLOCK_SIZE];
-    std::size_t count = 0;
-    while (file.read(block, sizeof block, &count) && count > 0) {
-      bytes.append(block, count);
-    }
+  if (result != RESULT_SUCCESS) {
+    return result == RESULT_NOT_FOUND;
   }
-  return bytes;
+  char block[BLOCK_SIZE];
+  std::size_t count = 0;
+  bool is_read = file.read(block, sizeof block, &count);
+  while (is_read && count > 0) {
+    bytes->append(block, count);
+    is_read = file.read(block, sizeof block, &count);
+  }
+  return is_read;
 }
 
 // What goes beyond the old end comes first: it alone needs room on the disk.
@@ -236,14 +238,15 @@ bool write_over(HANDLE file, std::size_t old_size, Contents const &contents) {
          end_at(file, contents.size) && FlushFileBuffers(file) != FALSE;
 }
 
-// The old bytes are kept meanwhile, and put back as far as they can be when a step fails.
+// Keeps the old bytes meanwhile, and writes them back when a step fails. A file that the caller may
+// not read is overwritten without.
 bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   if (GetFileType(file) != FILE_TYPE_DISK) {
     return write_whole(file, contents.data, contents.size) == contents.size;
   }
-  std::string const old = read_file(path);
+  std::string old;
   LARGE_INTEGER size = {};
-  if (GetFileSizeEx(file, &size) == FALSE) {
+  if (!read_if_allowed(path, &old) || GetFileSizeEx(file, &size) == FALSE) {
     return false;
   }
   auto const old_size = static_cast<std::size_t>(size.QuadPart);

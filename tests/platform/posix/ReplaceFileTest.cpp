@@ -194,7 +194,27 @@ TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
   EXPECT_EQ(of_directory, 2U);
 }
 
-// Whoever is reading a file meets one text, whatever programs replace it meanwhile.
+TEST(ReplaceFile, InPlaceOnlyWithACopyOfTheOldBytes) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("file");
+  for (int const number : {SYS_openat, SYS_read}) {
+    SCOPED_TRACE(number);
+    write_file(path, "old");
+    std::filesystem::create_hard_link(path, directory.path("other name"));
+    unsigned long result = RESULT_SUCCESS;
+    judge_system_calls([&] { result = replace(path, "new"); },
+                       [&](unsigned int, SystemCall const &call) {
+                         bool const is_reading =
+                             number == SYS_read || (call.arguments[2] & O_ACCMODE) == O_RDONLY;
+                         return Verdict{call.number == number && is_reading ? EIO : 0};
+                       });
+    EXPECT_EQ(result, RESULT_IO_ERROR);
+    EXPECT_EQ(read_file(path), "old");
+    std::filesystem::remove(directory.path("other name"));
+  }
+}
+
+// A reader sees one text, whatever programs replace the file meanwhile.
 TEST(ReplaceFile, LeavesAFileThatAnotherProgramHasReplaced) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("file"), others = directory.path("others");
