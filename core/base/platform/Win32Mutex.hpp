@@ -14,7 +14,7 @@ namespace Ostrel {
 /// Any thread may use it at any time. Destroying it closes the system's mutex, also while it is
 /// held, but not while a thread waits for it. A mutex with a name is abandoned if no other object
 /// of the process has this name. A child of fork uses the named mutexes of its parent, but owns
-/// none.
+/// none; if it has no free descriptor for their files, every operation on them fails in it.
 class OSTBASE_API Win32Mutex : public IMutex {
 public:
   /// Creates a mutex, or opens one that has a name.

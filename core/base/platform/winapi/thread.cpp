@@ -118,9 +118,15 @@ struct EndSignal {
     for (int signal = SIGRTMAX; set_action != nullptr && number == 0 && signal >= SIGRTMIN;
          --signal) {
       struct sigaction before = {};
-      bool const is_free =
-          set_action(signal, nullptr, &before) == 0 && before.sa_handler == SIG_DFL;
-      number = is_free && set_action(signal, &action, nullptr) == 0 ? signal : 0;
+      if (set_action(signal, nullptr, &before) != 0 || before.sa_handler != SIG_DFL ||
+          set_action(signal, &action, &before) != 0) {
+        continue;
+      }
+      if (before.sa_handler == SIG_DFL) {
+        number = signal;
+      } else { // the program has set its own one meanwhile
+        set_action(signal, &before, nullptr);
+      }
     }
     return number != 0;
   }
