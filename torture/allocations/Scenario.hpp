@@ -27,3 +27,7 @@ void write_scenario_files(std::string const &place);
 
 /// To be called before the first call.
 void set_scenario_directory(std::string const &place);
+
+/// How often the calls have set a variable by the C library's means, after which the library keeps
+/// one more array of the environment.
+unsigned long kept_environments();
