@@ -107,7 +107,6 @@ Stage configuration_by_path(Torture &torture) {
   auto const one = std::make_shared<Loaded>(torture);
   auto const facade = [one](Turn const &turn) -> Configuration & { return one->facade(turn); };
   return {
-      "configuration by path",
       {[one](Turn const &turn) { read_by_path(*one, turn); },
        [one](Turn const &turn) { read_number<double>(*one, turn); },
        [one](Turn const &turn) { read_number<long>(*one, turn); },
@@ -145,22 +144,23 @@ Stage configuration_by_path(Torture &torture) {
 
 namespace {
 
-struct Heir : Configuration {
+struct OpenConfiguration : Configuration {
   using Configuration::Configuration;
   using Configuration::find_indexed_key_with_value;
   using Configuration::find_sub_key;
   using Configuration::find_value;
+  using Configuration::parse_long_series;
 };
 
 // Handles of keys that no operation deletes: the top, one with values and one with sub-keys.
 class Handles : public Loaded {
 public:
   explicit Handles(Torture &all)
-      : Loaded(all), heir(source), top(first.find_key("Resources")),
+      : Loaded(all), open(source), top(first.find_key("Resources")),
         list(first.find_key("Resources/L")), values(first.find_key("Resources/K")),
         kept(first.find_key("Resources/Stays")) {}
 
-  Heir heir;
+  OpenConfiguration open;
   void const *top, *list, *values, *kept;
 };
 
@@ -193,13 +193,35 @@ void walk_keys(Handles &one) {
               "a key that stays is not found");
 }
 
+// A key of the thread's own, which it alone makes, reads and deletes.
+void use_own_key(Handles &one, Turn const &turn) {
+  std::string const own = "T" + std::to_string(turn.thread);
+  Configuration &facade = one.facade(turn);
+  std::string name, text;
+  long number = 0;
+  void const *const key = facade.create_sub_key(one.list, own.c_str(), false);
+  bool const is_made = facade.set_value(key, nullptr, "v", 7L, false) == RESULT_SUCCESS &&
+                       facade.get_value(one.list, own.c_str(), "v", &number) == RESULT_SUCCESS &&
+                       number == 7;
+  void const *const value = one.open.find_value(key, nullptr, "v", &text);
+  bool const is_found = one.source.find_indexed_sub_key(one.list, own.c_str(), 0) == key &&
+                        one.source.get_key_name(key, &name) && name == own &&
+                        one.source.get_value_data(value, &name, &text) && name + text == "v7";
+  one.require(is_made && is_found, "a key of the thread's own does not have what was stored");
+  one.require(one.source.delete_value(value) == RESULT_SUCCESS &&
+                  facade.get_value(key, nullptr, "v", &text) == RESULT_NOT_FOUND &&
+                  (turn.random % 2 == 0 ? facade.delete_key(key) : one.source.delete_key(key)) ==
+                      RESULT_SUCCESS &&
+                  facade.find_key(one.list, own.c_str()) == nullptr,
+              "a key of the thread's own is not deleted");
+}
+
 } // namespace
 
 Stage configuration_by_handle(Torture &torture) {
   auto const one = std::make_shared<Handles>(torture);
   auto const facade = [one](Turn const &turn) -> Configuration & { return one->facade(turn); };
   return {
-      "configuration by handle",
       {[one](Turn const &turn) { read_by_handle(*one, turn); },
        [one](Turn const &) { walk_values(*one); },
        [one](Turn const &) { walk_keys(*one); },
@@ -225,11 +247,11 @@ Stage configuration_by_handle(Torture &torture) {
        [one, facade](Turn const &turn) { facade(turn).delete_key(one->list, "S"); },
        [one, facade](Turn const &turn) {
          facade(turn).find_key(one->list, "S:2");
-         one->heir.find_sub_key(one->list, "S:1");
+         one->open.find_sub_key(one->list, "S:1");
        },
        [one, facade](Turn const &turn) {
          facade(turn).find_key_with_value(one->list, "S", "v", "2");
-         one->heir.find_indexed_key_with_value(one->values, 1, "v", "3");
+         one->open.find_indexed_key_with_value(one->values, 1, "v", "3");
        },
        [one, facade](Turn const &turn) {
          long numbers[8];
@@ -238,7 +260,15 @@ Stage configuration_by_handle(Torture &torture) {
        },
        [one](Turn const &) {
          std::string text;
-         one->heir.find_value(one->list, "S", nullptr, &text);
+         one->open.find_value(one->list, "S", nullptr, &text);
+       },
+       [one](Turn const &turn) { use_own_key(*one, turn); },
+       [one](Turn const &) {
+         long numbers[2];
+         unsigned int count = 2;
+         one->open.parse_long_series("1 2", numbers, &count);
+         one->source.set_search_path(one->directory.path().c_str());
+         one->source.open_repository("devices.camera");
        },
        [one](Turn const &) { one->source.create_key(one->list, "S", false); },
        [one](Turn const &turn) {
@@ -255,8 +285,7 @@ Stage user_settings(Torture &torture) {
   auto const key = [](Turn const &turn) {
     return "UserConfig/A/Key" + std::to_string(turn.random % 50);
   };
-  return {"user settings",
-          {[&torture, directory](Turn const &) {
+  return {{[&torture, directory](Turn const &) {
              std::string text;
              if (UserConfig::get_user_config("UserConfig/A/Stays", &text) != RESULT_SUCCESS ||
                  text != "kept") {

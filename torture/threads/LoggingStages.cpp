@@ -86,8 +86,7 @@ void check_lines(Torture &torture, Logs const &logs) {
 
 Stage logging(Torture &torture) {
   auto const logs = std::make_shared<Logs>();
-  return {"logging",
-          {[](Turn const &turn) { log_by_levels(turn); }, [](Turn const &) { log_wrapped(); },
+  return {{[](Turn const &turn) { log_by_levels(turn); }, [](Turn const &) { log_wrapped(); },
            [](Turn const &turn) { log_from_c(turn); },
            [](Turn const &) { Logs::category().warn("%s", LINE); },
            [](Turn const &turn) { Logs::category().set_priority(turn.pick(LEVELS)); },
@@ -112,8 +111,7 @@ Stage logging(Torture &torture) {
 }
 
 Stage units(Torture &torture) {
-  return {"units",
-          {[](Turn const &turn) {
+  return {{[](Turn const &turn) {
              Units::set_default_units(UNIT_TYPE_DISTANCE, turn.pick({"cm", "m", "nonsense"}));
            },
            [&torture](Turn const &) {

@@ -12,34 +12,67 @@
 #include "tests/support/Files.hpp"
 #include "torture/threads/Stage.hpp"
 
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 using namespace Ostrel;
 
 namespace {
 
-// What the mutexes guard: a plain number of each.
+// A plain number that one mutex guards, beside what it has to come to.
+struct Count {
+  unsigned long guarded = 0;
+  std::atomic<unsigned long> expected{0};
+
+  void step() {
+    ++guarded;
+    ++expected;
+  }
+  void check(Torture &torture) const {
+    if (guarded != expected) {
+      torture.fault("%lu of %lu steps under a mutex are left", guarded, expected.load());
+    }
+  }
+};
+
 struct Guarded {
   std::unique_ptr<IMutex> mutex{Platform::create_mutex(true)};
   std::string const name = "torture threads " + std::to_string(getpid());
   Win32Mutex named{false, name.c_str(), false, nullptr, nullptr};
   AcquirableMap<int, unsigned long> map;
-  unsigned long steps = 0, named_steps = 0;
+  Count steps, named_steps, map_steps;
+
+  void check(Torture &torture) const {
+    Count in_map;
+    for (auto const &entry : map) {
+      in_map.guarded += entry.second;
+    }
+    in_map.expected = map_steps.expected.load();
+    for (Count const *count :
+         std::initializer_list<Count const *>{&steps, &named_steps, &map_steps, &in_map}) {
+      count->check(torture);
+    }
+  }
 };
 
-void lend(Torture &torture, IAcquirable &target, unsigned long *steps) {
+void lend(Torture &torture, IAcquirable &target, Count *steps) {
   AcquirableLock outer(target);
   AcquirableLock const inner(target);
   if (!target.is_acquired()) {
     torture.fault("a mutex that is held is not acquired");
   }
-  ++*steps;
+  steps->step();
   outer.release();
   outer.acquire();
 }
@@ -48,8 +81,7 @@ void lend(Torture &torture, IAcquirable &target, unsigned long *steps) {
 
 Stage mutexes(Torture &torture) {
   auto const all = std::make_shared<Guarded>();
-  return {"mutexes",
-          {[&torture, all](Turn const &) { lend(torture, *all->mutex, &all->steps); },
+  return {{[&torture, all](Turn const &) { lend(torture, *all->mutex, &all->steps); },
            [&torture, all](Turn const &) { lend(torture, all->named, &all->named_steps); },
            [&torture, all](Turn const &) {
              Win32Mutex again(false, all->name.c_str(), true, nullptr, nullptr);
@@ -57,58 +89,62 @@ Stage mutexes(Torture &torture) {
            },
            [&torture, all](Turn const &turn) {
              std::string const name = all->name + std::to_string(turn.random % 8);
-             unsigned long steps = 0;
+             Count own_steps;
              Win32Mutex own(turn.random % 2 == 0, name.c_str(), false, nullptr, nullptr);
-             lend(torture, own, &steps);
+             lend(torture, own, &own_steps);
              own.release(); // what its creation acquired: another thread may wait for the name
            },
            [&torture](Turn const &) {
-             unsigned long steps = 0;
+             Count own_steps;
              std::unique_ptr<IMutex> const own(Platform::create_mutex(true));
-             lend(torture, *own, &steps);
+             lend(torture, *own, &own_steps);
            },
-           [all](Turn const &) {
+           [&torture, all](Turn const &) {
              all->mutex->is_acquired();
-             all->mutex->release(); // of a thread that does not hold it
              all->named.is_acquired();
+             if (all->mutex->release()) {
+               torture.fault("a thread released a mutex that it did not hold");
+             }
            },
            [all](Turn const &turn) {
              AcquirableLock const lock(all->map);
              ++all->map[static_cast<int>(turn.random % 100)];
-           }}};
+             all->map_steps.step();
+           }},
+          [&torture, all] { all->check(torture); }};
 }
 
 Stage condition_variable(Torture &torture) {
   std::shared_ptr<IConditionVariable> const condition(Platform::create_condition_variable());
-  auto const steps = std::make_shared<unsigned long>(0);
-  return {"condition variable",
-          {[condition](Turn const &) { condition->wait(1, true); },
+  auto const steps = std::make_shared<Count>();
+  return {{[condition](Turn const &) { condition->wait(1, true); },
            [&torture, condition, steps](Turn const &turn) {
              AcquirableLock const lock(*condition);
              condition->wait(turn.random % 2, false);
              if (!condition->is_acquired()) {
                torture.fault("a wait returned without the mutex");
              }
-             ++*steps;
+             steps->step();
            },
            [condition](Turn const &) { condition->signal(); },
            [condition](Turn const &) { condition->broadcast(); },
            [condition, steps](Turn const &) {
              AcquirableLock const lock(*condition);
              condition->signal();
-             ++*steps;
+             steps->step();
            },
            [condition, steps](Turn const &) {
              if (condition->lock_mutex()) {
                condition->broadcast();
-               ++*steps;
+               steps->step();
                condition->unlock_mutex();
              }
            },
            [condition](Turn const &) {
              condition->is_acquired();
              condition->unlock_mutex(); // of a thread that does not hold it
-           }}};
+           }},
+          [&torture, steps] { steps->check(torture); }};
 }
 
 namespace {
@@ -119,62 +155,71 @@ public:
 
   void hold() {
     if (maybe_lock()) {
-      ++steps_;
+      steps_.step();
       maybe_unlock();
     }
   }
   bool release_too_often() { return maybe_unlock(); }
+  void check(Torture &torture) const { steps_.check(torture); }
 
 private:
-  unsigned long steps_ = 0;
+  Count steps_;
 };
 
 } // namespace
 
 Stage counted_objects(Torture &torture) {
-  std::vector<std::function<void(Turn const &)>> operations;
+  Stage stage;
+  std::vector<std::shared_ptr<Counted>> objects;
   auto const owned = [](ObjectImpl::ThreadSafety safety) {
     return std::shared_ptr<Counted>(new Counted(safety),
                                     [](Counted *object) { object->remove_ref(); });
   };
   for (auto const safety : {ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}) {
-    std::shared_ptr<Counted> const object = owned(safety);
-    operations.insert(operations.end(),
-                      {[&torture, object](Turn const &) {
-                         if (object->add_ref() < 2 || object->remove_ref() == 0) {
-                           torture.fault("an owner was not counted");
-                         }
-                       },
-                       [&torture, object](Turn const &) {
-                         if (object->ref_count() == 0) {
-                           torture.fault("an object that is owned has no owner");
-                         }
-                         std::ostringstream text;
-                         object->print(text);
-                       },
-                       [object](Turn const &) { object->hold(); },
-                       [&torture, object](Turn const &) {
-                         if (object->release_too_often()) {
-                           torture.fault("a thread released what it did not hold");
-                         }
-                       },
-                       [owned, safety](Turn const &) {
-                         std::shared_ptr<Counted> const own = owned(safety);
-                         own->add_ref();
-                         own->remove_ref();
-                       }});
+    std::shared_ptr<Counted> const object = objects.emplace_back(owned(safety));
+    stage.operations.insert(stage.operations.end(),
+                            {[&torture, object](Turn const &) {
+                               if (object->add_ref() < 2 || object->remove_ref() == 0) {
+                                 torture.fault("an owner was not counted");
+                               }
+                             },
+                             [&torture, object](Turn const &) {
+                               if (object->ref_count() == 0) {
+                                 torture.fault("an object that is owned has no owner");
+                               }
+                               std::ostringstream text;
+                               object->print(text);
+                             },
+                             [object](Turn const &) { object->hold(); },
+                             [&torture, object](Turn const &) {
+                               if (object->release_too_often()) {
+                                 torture.fault("a thread released what it did not hold");
+                               }
+                             },
+                             [owned, safety](Turn const &) {
+                               std::shared_ptr<Counted> const own = owned(safety);
+                               own->add_ref();
+                               own->remove_ref();
+                             }});
   }
-  operations.emplace_back([](Turn const &turn) {
+  stage.operations.emplace_back([](Turn const &turn) {
     ObjectImpl::set_default_thread_safety(
         turn.pick({ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}));
     ObjectImpl::get_default_thread_safety();
   });
-  return {"counted objects", operations};
+  stage.check = [&torture, objects] {
+    for (auto const &object : objects) {
+      object->check(torture);
+      if (object->ref_count() != 1) {
+        torture.fault("an object with 1 owner counts %u", object->ref_count());
+      }
+    }
+  };
+  return stage;
 }
 
 Stage environment_and_libraries(Torture &torture) {
-  return {"environment and libraries",
-          {[&torture](Turn const &turn) {
+  return {{[&torture](Turn const &turn) {
              ISharedLibrary *const library = Platform::create_shared_library();
              void *symbol = nullptr;
              library->set_name("libresolv.so.2");
@@ -201,12 +246,57 @@ Stage environment_and_libraries(Torture &torture) {
            }}};
 }
 
+namespace {
+
+// A pseudo-terminal, which is this process's terminal until it ends.
+class Terminal {
+public:
+  explicit Terminal(Torture &torture) : torture_(torture) {
+    setpgid(0, getpgid(getppid())); // the leader of a process group cannot begin a session
+    setsid();
+    master_ = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    bool const is_open = grantpt(master_) == 0 && unlockpt(master_) == 0;
+    int const terminal = is_open ? open(ptsname(master_), O_RDWR | O_NOCTTY) : -1;
+    if (ioctl(terminal, TIOCSCTTY, 0) != 0) {
+      torture.fault("no pseudo-terminal");
+    }
+  }
+
+  // Types a key, and then reads one: this or that of another thread.
+  void read_key(Turn const &turn) {
+    char echo[64];
+    while (read(master_, echo, sizeof echo) > 0) {
+    }
+    while (write(master_, turn.pick({"x", "\r"}), 1) != 1) { // fails while another thread types
+      std::this_thread::yield();
+    }
+    char key = 'x';
+    if (turn.random / 2 % 2 == 0) {
+      key = Platform::get_char();
+    } else if (std::string line; Platform::get_line(&line)) {
+      key = '\r';
+    } else {
+      key = line.size() == 1 ? line.front() : '?';
+    }
+    if (key != 'x' && key != '\r') {
+      torture_.fault("a key was read that was not typed: %d", key);
+    }
+  }
+
+private:
+  Torture &torture_;
+  int master_ = -1;
+};
+
+} // namespace
+
 Stage console_and_files(Torture &torture) {
   auto const directory = std::make_shared<TemporaryDirectory>();
   write_file(directory->path("file"), "first");
   std::string const file = directory->path("file");
-  return {"console and files",
-          {[](Turn const &) { Platform::input_ready(stdin); },
+  auto const terminal = std::make_shared<Terminal>(torture);
+  return {{[](Turn const &) { Platform::input_ready(stdin); },
+           [terminal](Turn const &turn) { terminal->read_key(turn); },
            [](Turn const &) {
              int hour = 0, minute = 0, second = 0;
              Platform::get_local_time(&hour, &minute, &second);

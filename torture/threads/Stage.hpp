@@ -5,7 +5,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <string>
 #include <vector>
 
 /// Where a thread is: a number of its own from 0, and one that is random.
@@ -21,7 +20,6 @@ struct Turn {
 
 /// What the header of a class allows several threads to do at once, over one set of objects.
 struct Stage {
-  std::string name;
   /// Any two of them may run at the same time, also one beside itself.
   std::vector<std::function<void(Turn const &)>> operations;
   /// Looks at what is left in the end; may be empty.
