@@ -8,6 +8,9 @@
 /// For the rows in which the systems differ.
 constexpr bool ON_WINDOWS = std::filesystem::path::preferred_separator == '\\';
 
+/// Whether `IThread::stop` ends a thread here: not on every processor and C library.
+constexpr bool CAN_END_THREADS = OSTBASE_FORCED_THREAD_END;
+
 /// The file that takes everything and holds nothing.
 constexpr char const *NOWHERE = ON_WINDOWS ? "NUL" : "/dev/null";
 

@@ -5,6 +5,7 @@
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/FailingAllocations.hpp"
+#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
@@ -109,6 +110,9 @@ TEST(Thread, HasEndedWhenItsVariablesAreGone) {
 }
 
 TEST(Thread, IsEndedWhereverItIs) {
+  if (!CAN_END_THREADS) {
+    GTEST_SKIP() << "no thread can be ended here";
+  }
   destroyed = 0;
   for (int round = 0; round < 15; ++round) {
     auto const thread = start_and_meet(work_without_end, nullptr);
@@ -119,6 +123,9 @@ TEST(Thread, IsEndedWhereverItIs) {
 }
 
 TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
+  if (!CAN_END_THREADS) {
+    GTEST_SKIP() << "no thread can be ended here";
+  }
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   std::FILE *const stream = fdopen(ends[0], "r");
@@ -138,6 +145,9 @@ TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
 }
 
 TEST(Thread, CanBeStoppedWhileItIsWaitedFor) {
+  if (!CAN_END_THREADS) {
+    GTEST_SKIP() << "no thread can be ended here";
+  }
   SelfStopping stopping;
   ASSERT_TRUE(stopping.thread->start());
   stopping.is_waited_for = true;
