@@ -917,22 +917,34 @@ constexpr std::size_t MAX_START_TAG_BYTES = 9990000;
 constexpr std::size_t MOST_BYTES_PER_BYTE = sizeof("&quot;") - 1;
 constexpr std::size_t ATTRIBUTE_FRAME_BYTES = sizeof(" =\"\"") - 1;
 
+// Of a name in the file, colon included.
+std::size_t prefix_bytes(xmlNs const *space) {
+  return space == nullptr || space->prefix == nullptr ? 0 : std::strlen(plain(space->prefix)) + 1;
+}
+
 // The bytes of the element's start tag in the file with the attribute set to the text, as
 // `measure_text` counts those of one text.
 template <class MeasureText>
 std::size_t measure_start_tag(xmlNode const &element, char const *name, char const *text,
                               MeasureText measure_text) {
-  std::size_t bytes = std::strlen(plain(element.name)) + std::strlen(name) + ATTRIBUTE_FRAME_BYTES +
-                      measure_text(text);
+  std::size_t bytes = prefix_bytes(element.ns) + std::strlen(plain(element.name)) +
+                      std::strlen(name) + ATTRIBUTE_FRAME_BYTES + measure_text(text);
+  xmlAttr const *const replaced = find_attribute(element, name);
+  bytes += replaced != nullptr ? prefix_bytes(replaced->ns) : 0;
   for (xmlAttr const *attribute = element.properties; attribute != nullptr;
        attribute = attribute->next) {
-    if (std::strcmp(plain(attribute->name), name) == 0) {
+    if (attribute == replaced) {
       continue;
     }
-    bytes += std::strlen(plain(attribute->name)) + ATTRIBUTE_FRAME_BYTES;
+    bytes +=
+        prefix_bytes(attribute->ns) + std::strlen(plain(attribute->name)) + ATTRIBUTE_FRAME_BYTES;
     for (xmlNode const *part = attribute->children; part != nullptr; part = part->next) {
       bytes += measure_text(plain(part->content));
     }
+  }
+  for (xmlNs const *space = element.nsDef; space != nullptr; space = space->next) {
+    bytes += std::strlen("xmlns") + prefix_bytes(space) + ATTRIBUTE_FRAME_BYTES +
+             measure_text(plain(space->href));
   }
   return bytes;
 }
