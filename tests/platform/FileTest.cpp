@@ -82,6 +82,7 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
                      {"a*b", {"aab"}},
                      {"", all},
                      {nullptr, all}};
+  auto const open = ON_WINDOWS ? 0 : count_entries("/proc/self/fd");
   for (auto const &c : cases) {
     SCOPED_TRACE(c.pattern == nullptr ? "null" : c.pattern);
     for (char const *ending : {"", "\\"}) {
@@ -91,6 +92,7 @@ TEST(Directory, FilesWhoseNamesEndInAPattern) {
       EXPECT_EQ(sorted_names(files, directory.path() + "\\"), c.names);
     }
   }
+  EXPECT_EQ(ON_WINDOWS ? open : count_entries("/proc/self/fd"), open) << "searches left open";
   EXPECT_EQ(Platform::get_file_list("x", "", nullptr), RESULT_PRECONDITION_ERROR);
   Names own = {directory.path(), "b"};
   EXPECT_EQ(Platform::get_file_list(own[0].c_str(), own[1].c_str(), &own), RESULT_SUCCESS);

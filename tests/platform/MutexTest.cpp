@@ -17,7 +17,7 @@ TEST(Mutex, IsRecursiveAndOwnedByAThread) {
     ASSERT_NE(mutex, nullptr);
     EXPECT_FALSE(mutex->is_acquired());
     EXPECT_FALSE(mutex->release());
-    EXPECT_TRUE(mutex->acquire() && mutex->acquire());
+    EXPECT_TRUE(mutex->acquire() && mutex->acquire() && mutex->acquire());
     EXPECT_TRUE(mutex->is_acquired());
     in_other_thread([&] { EXPECT_FALSE(mutex->release()); });
     EXPECT_FALSE(mutex->is_acquired());
@@ -30,7 +30,7 @@ TEST(Mutex, IsRecursiveAndOwnedByAThread) {
       EXPECT_TRUE(mutex->release());
     });
     waiting.get_future().wait();
-    EXPECT_TRUE(mutex->release() && mutex->release());
+    EXPECT_TRUE(mutex->release() && mutex->release() && mutex->release());
     waiter.join();
     EXPECT_FALSE(mutex->release());
   }

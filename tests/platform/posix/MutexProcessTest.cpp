@@ -251,6 +251,16 @@ TEST(NamedMutex, IsNotWaitedForWhileTheDirectoryStaysLocked) {
   EXPECT_NE(open_mutex(name, /*open_existing=*/false), nullptr);
 }
 
+TEST(NamedMutex, ASignalDoesNotEndAWait) {
+  auto const mutex = open_mutex(unique("interrupted"), /*open_existing=*/false);
+  int locks = 0;
+  judge_system_calls([&] { EXPECT_TRUE(mutex->acquire()); },
+                     [&](unsigned int, SystemCall const &call) {
+                       return Verdict{call.number == SYS_fcntl && locks++ == 0 ? EINTR : 0};
+                     });
+  EXPECT_EQ(locks, 2);
+}
+
 TEST(NamedMutex, LeavesNothingBehind) {
   std::string const name = unique("left behind");
   mode_t const mask = umask(0777);

@@ -65,6 +65,7 @@ TEST(RegistryFile, Keys) {
                      {std::string("[") + KEY + "\\Sub]\n" + value, true, false},
                      {std::string("[") + KEY + "x]\n" + value, false, false},
                      {"[HKEY_CURRENT_USER\\Software\\Ostrel Labs\\OVRA]\n" + value, false, false},
+                     {ours + "\"a\"=\"x\n[y]\n\"\n" + value, true, true},
                      {ours + value + "[-" + KEY + "]\n" + value, false, false},
                      {ours + value + "[-" + KEY + "\\Sub]\n", true, true},
                      {ours + "\"a\"=hex:41,\\\n[HKEY_LOCAL_MACHINE]\n" + value, true, false},

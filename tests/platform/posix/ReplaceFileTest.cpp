@@ -15,6 +15,7 @@
 #include <fstream>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
@@ -99,11 +100,15 @@ TEST(ReplaceFile, WritesInPlaceWhereNothingCanBeRenamed) {
 TEST(ReplaceFile, RefusesWhatCannotBeWritten) {
   TemporaryDirectory const directory;
   ASSERT_EQ(mkfifo(directory.path("pipe").c_str(), 0600), 0);
-  for (char const *name : {"pipe", "pipe/file"}) {
+  ASSERT_EQ(mknod(directory.path("socket").c_str(), S_IFSOCK | 0600, 0), 0);
+  for (char const *name : {"pipe", "pipe/file", "socket"}) {
     EXPECT_EQ(replace(directory.path(name), "x"), RESULT_IO_ERROR) << name;
   }
   EXPECT_EQ(Platform::file_exists(directory.path("pipe").c_str()), RESULT_SUCCESS);
-  EXPECT_EQ(count_entries(directory.path()), 1);
+  EXPECT_EQ(count_entries(directory.path()), 2);
+  std::vector<std::string> files;
+  EXPECT_EQ(Platform::get_file_list(directory.path().c_str(), "", &files), RESULT_SUCCESS);
+  EXPECT_TRUE(files.empty()) << "neither is a regular file";
 }
 
 Role const replace_as_nobody("replace-as-nobody", [](Role::Arguments const &arguments) {
@@ -279,6 +284,19 @@ Role const write_without_stream("write-without-stream", [](Role::Arguments const
 TEST(Files, TakeNoOutputOfAClosedStream) {
   TemporaryDirectory const directory;
   EXPECT_EQ(run_child("write-without-stream", {directory.path("file")}).status, 0);
+}
+
+TEST(Files, ADescriptorTakesMoreThanOneCallOfTheSystemDoes) {
+  constexpr std::ptrdiff_t SIZE = std::ptrdiff_t{1} << 32;
+  void *const bytes =
+      mmap(nullptr, SIZE, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  int const nowhere = open("/dev/null", O_WRONLY);
+  EXPECT_EQ(Platform::write_descriptor(nowhere, bytes, SIZE), SIZE);
+  EXPECT_EQ(Platform::write_descriptor(nowhere, nullptr, 1), -1);
+  EXPECT_EQ(Platform::write_descriptor(nowhere, nullptr, 0), 0);
+  close(nowhere);
+  EXPECT_EQ(Platform::write_descriptor(nowhere, bytes, 0), -1);
+  munmap(bytes, SIZE);
 }
 
 Role const write_to_nobody("write-to-nobody", [](Role::Arguments const &) {
