@@ -14,7 +14,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include <pthread.h>
@@ -50,18 +49,6 @@ struct Counted {
     ++destroyed;
   }
 };
-
-// Computes, with the stack being unwound by its own exceptions.
-unsigned int work_without_end(void * /*argument*/) {
-  Counted const here;
-  is_there = true;
-  for (;;) {
-    try {
-      throw std::runtime_error("thrown");
-    } catch (std::runtime_error const &) { // and goes on
-    }
-  }
-}
 
 // Whether a thread of this process sleeps in the system.
 bool is_asleep(pid_t thread) {
@@ -109,19 +96,6 @@ TEST(Thread, HasEndedWhenItsVariablesAreGone) {
   }
 }
 
-TEST(Thread, IsEndedWhereverItIs) {
-  if (!CAN_END_THREADS) {
-    GTEST_SKIP() << "no thread can be ended here";
-  }
-  destroyed = 0;
-  for (int round = 0; round < 15; ++round) {
-    auto const thread = start_and_meet(work_without_end, nullptr);
-    EXPECT_TRUE(thread->stop());
-    EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
-  }
-  EXPECT_EQ(destroyed, 0) << "nothing of its stack is unwound";
-}
-
 TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
   if (!CAN_END_THREADS) {
     GTEST_SKIP() << "no thread can be ended here";
@@ -129,8 +103,10 @@ TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   std::FILE *const stream = fdopen(ends[0], "r");
+  destroyed = 0;
   auto const thread = start_and_meet(
       [](void *argument) -> unsigned int {
+        Counted const here;
         is_there = true;
         std::fgetc(static_cast<std::FILE *>(argument));
         for (;;) {
@@ -141,6 +117,7 @@ TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
   ASSERT_EQ(write(ends[1], "x", 1), 1);
   EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
   EXPECT_EQ(ftrylockfile(stream), 0) << "no thread holds the stream";
+  EXPECT_EQ(destroyed, 0) << "nothing of its stack is unwound";
   close(ends[1]);
 }
 

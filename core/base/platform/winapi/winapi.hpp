@@ -461,8 +461,6 @@ constexpr DWORD FILE_ATTRIBUTE_REPARSE_POINT = 0x400;
 constexpr DWORD FILE_BEGIN = 0;
 constexpr DWORD FILE_TYPE_UNKNOWN = 0;
 constexpr DWORD FILE_TYPE_DISK = 1;
-constexpr DWORD FILE_TYPE_CHAR = 2;
-constexpr DWORD FILE_TYPE_PIPE = 3;
 constexpr DWORD STD_ERROR_HANDLE = 0xFFFFFFF4;
 constexpr DWORD REPLACEFILE_WRITE_THROUGH = 0x1;
 constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
@@ -508,8 +506,7 @@ struct BY_HANDLE_FILE_INFORMATION {
 /// Tells how many names a file has.
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
 
-/// Whether the handle is one of a regular file (FILE_TYPE_DISK), a pipe or socket, or anything else
-/// (FILE_TYPE_CHAR).
+/// Whether CreateFileA has opened a regular file: FILE_TYPE_DISK, otherwise FILE_TYPE_UNKNOWN.
 DWORD GetFileType(HANDLE file);
 
 /// Sets where the next reading or writing begins, counted from FILE_BEGIN; from elsewhere fails
