@@ -9,8 +9,9 @@ namespace Ostrel {
 
 namespace {
 
-// The mutex of SAFETY_GLOBAL; null while there is no memory for it. Never destroyed, since threads
-// may still count while the process ends: a library that is unloaded leaves it behind.
+// The mutex of SAFETY_GLOBAL, made at load; null while there is no memory for it. Never destroyed,
+// since threads may still count while the process ends: a library that is unloaded leaves it
+// behind.
 IMutex *shared_mutex() {
   static std::atomic<IMutex *> mutex{nullptr};
   IMutex *known = mutex.load(std::memory_order_acquire);
@@ -22,6 +23,8 @@ IMutex *shared_mutex() {
   }
   return known;
 }
+
+[[maybe_unused]] IMutex *const made_at_load = shared_mutex();
 
 } // namespace
 
