@@ -123,17 +123,16 @@ bool fail_call(Torture &torture, Commit const &commit, Fault const &fault, unsig
   unsigned long result = RESULT_NOT_IMPLEMENTED;
   SystemCall failed = {-1, nullptr};
   bool is_unflushed = false; // the file is the new one, but its directory was not flushed
-  unsigned int const calls =
-      judge_system_calls([&] { result = commit.run(); },
-                         [&](unsigned int index, SystemCall const &call) {
-                           bool const fails =
-                               fault.lasts ? index >= count && needs_room(call) : index == count;
-                           if (index == count) {
-                             failed.number = call.number;
-                             is_unflushed = fault.error == EIO && flushes_directory(call);
-                           }
-                           return fails ? Verdict{fault.error, fault.is_short} : Verdict();
-                         });
+  unsigned int const calls = judge_system_calls(
+      [&] { result = commit.run(); },
+      [&](unsigned int index, SystemCall const &call) {
+        bool const fails = fault.lasts ? index >= count && needs_room(call) : index == count;
+        if (index == count) {
+          failed.number = call.number;
+          is_unflushed = is_one_of(fault.error, {EIO, ENOSPC, EACCES}) && flushes_directory(call);
+        }
+        return fails ? Verdict{fault.error, fault.is_short} : Verdict();
+      });
   auto const after = contents_of(commit.directory);
   bool const was_replaced = !file.is_same();
   std::string const place = commit.name + ", " + fault.name + " in call " + std::to_string(count) +
