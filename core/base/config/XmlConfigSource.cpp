@@ -1357,8 +1357,7 @@ void const *XmlConfigSource::search_value(void const *key, char const *name,
 }
 
 _xmlNode *XmlConfigSource::top_key() const {
-  return main_document_.document == nullptr ? nullptr
-                                            : xmlDocGetRootElement(main_document_.document.get());
+  return xmlDocGetRootElement(main_document_.document.get()); // null for no document
 }
 
 // --- Editing ----------------------------------------------------------------------------------
