@@ -11,8 +11,12 @@
 #include <atomic>
 #include <climits>
 #include <clocale>
+#include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <sstream>
+#include <tuple>
+#include <utility>
 
 namespace {
 
@@ -61,51 +65,36 @@ TEST(Configuration, CreatesTheKeysOfAPath) {
   }
   EXPECT_EQ(log.take(), Lines{});
   std::pair<char const *, std::size_t> const refused[] = {
-      {"U", 1}, {"X/Y", 1}, {"U/C:2147483648", 1}, {"U/:2000000000", 0}, {"/", 0}, {nullptr, 0}};
+      {"U", 1}, {"X/Y", 1},  {"X:1/Y", 1}, {"U/C:2147483648", 1}, {"U/:2000000000", 0},
+      {"/", 0}, {nullptr, 0}};
   for (auto const &[path, warnings] : refused) {
     SCOPED_TRACE(path == nullptr ? "null" : path);
     EXPECT_EQ(one.facade.create_key(path), nullptr);
     EXPECT_EQ(log.take().size(), warnings);
   }
-  EXPECT_EQ(read_file(one.path), R"(<?xml version="1.0"?>
-<U>
-  <A>
-    <B/>
-    <B/>
-  </A>
-  <C/>
-  <A>
-    <D/>
-  </A>
-  <C/>
-  <C/>
-</U>
-)");
+  EXPECT_EQ(read_file(one.path),
+            "<?xml version=\"1.0\"?>\n<U>\n  <A>\n    <B/>\n    <B/>\n  </A>\n  <C/>\n  <A>\n"
+            "    <D/>\n  </A>\n  <C/>\n  <C/>\n</U>\n");
 }
 
 // A document that no save reaches, so that edits take no time in the disk.
-class Unsaved {
+class Unsaved : public Facade {
 public:
-  Unsaved() : facade(source) {
+  Unsaved() : Facade("") {
     source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, "/nowhere/file.xml", "R");
-    std::string name;
-    top = source.find_first(nullptr, &name);
   }
-
-  XmlConfigSource source;
-  Configuration facade;
-  void const *top;
 };
 
 // Looking up what is there and creating what is not is one step.
 TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
   for (int round = 0; round < 20; ++round) {
     Unsaved one;
+    void const *const top = one.top();
     std::atomic<int> waiting{4};
     in_threads(4, [&](int thread) {
       for (--waiting; waiting > 0;) {
       }
-      one.facade.create_sub_key(one.top, "S:20", false);
+      one.facade.create_sub_key(top, "S:20", false);
       one.facade.create_key(("R/New/K" + std::to_string(thread)).c_str());
       one.facade.create_key(("R/S:20/New:5/K" + std::to_string(thread)).c_str());
     });
@@ -120,34 +109,32 @@ TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
 // What a path names may be deleted or loaded anew at any moment, but not while it is used.
 TEST(Configuration, PathsAreSafeBesideEditsAndReloads) {
   Unsaved edited;
-  Facade loaded("<R><K v='1' w='1'>t</K><K v='2'/></R>");
+  Facade loaded("<R>" + repeated("<K v='@' w='1'>t</K>", 300) + "</R>");
   ASSERT_EQ(loaded.facade.init_source(loaded.path.c_str()), RESULT_SUCCESS);
-  void (*const steps[])(Configuration &) = {[](Configuration &facade) {
-                                              facade.create_key("R/K");
-                                              facade.delete_key("R/K");
-                                            },
-                                            [](Configuration &facade) {
-                                              facade.set_value("R/K", "v", 2L, /*commit=*/false);
-                                              facade.delete_value("R/K", "v");
-                                              facade.set_value("R", nullptr, "new",
-                                                               /*commit=*/false);
-                                            },
-                                            [](Configuration &facade) {
-                                              std::string text;
-                                              long number = 0;
-                                              unsigned int count = 1;
-                                              facade.get_value("R/K", "v", &text);
-                                              facade.get_series("R/K", "v", &number, &count);
-                                              facade.find_key_with_value("R/K", "v", "2");
-                                            }};
+  auto const read = [](Configuration const &facade) {
+    std::string text;
+    long number = 0;
+    unsigned int count = 1;
+    facade.get_value("R/K", "v", &text);
+    facade.get_series("R/K", "v", &number, &count);
+    facade.find_key_with_value("R/K", "v", "299");
+  };
   CapturedLog const log(CATEGORY);
   in_threads(4, [&](int thread) {
-    for (int i = 0; i < 5000; ++i) {
-      steps[thread % 3](edited.facade);
-      if (thread == 3 && i % 2 == 0) {
+    for (int i = 0; i < 2000; ++i) {
+      if (thread == 0) {
+        edited.facade.create_key("R/K");
+        edited.facade.delete_key("R/K");
+        EXPECT_EQ(loaded.source.init_source(loaded.path.c_str()), RESULT_SUCCESS);
+      } else if (thread == 1) {
+        edited.facade.set_value("R/K", "v", 2L, /*commit=*/false);
+        edited.facade.delete_value("R/K", "v");
+        edited.facade.set_value("R", nullptr, "new", /*commit=*/false);
+      } else if (thread == 2) {
         EXPECT_EQ(loaded.facade.init_source(loaded.path.c_str()), RESULT_SUCCESS);
+        read(edited.facade);
       }
-      steps[2](loaded.facade);
+      read(loaded.facade);
       EXPECT_EQ(loaded.facade.get_config_root(), IConfigSource::CONFIG_ROOT_OTHER);
     }
   });
@@ -172,47 +159,50 @@ TEST(Configuration, CreatesSubKeysUpToAnIndex) {
   EXPECT_EQ(one.facade.create_sub_key(one.top(), nullptr, false), nullptr);
 }
 
-TEST(Configuration, NumbersAreStoredAsText) {
-  Facade one("<U/>");
-  EXPECT_EQ(one.facade.set_value("U", "l", -7L, false), RESULT_SUCCESS);
-  EXPECT_EQ(one.facade.set_value(one.top(), nullptr, "u", ULONG_MAX, false), RESULT_SUCCESS);
-  EXPECT_EQ(one.facade.set_value(one.top(), nullptr, "d", 0.5, false), RESULT_SUCCESS);
-  EXPECT_EQ(one.values(one.top()), "[=][l=-7][u=18446744073709551615][d=0.500000000000]");
+// Sets a number by path and by handle and reads it back by both. Returns the values of the key.
+template <class Number> std::string stored(Number number, bool commit) {
+  constexpr char CONTENT[] = "<U><K/></U>";
+  Facade one(CONTENT);
+  Number by_path = 0, by_key = 0;
+  EXPECT_EQ(one.facade.set_value("U/K", "p", number, commit), RESULT_SUCCESS);
+  EXPECT_EQ(read_file(one.path) != CONTENT, commit);
+  write_file(one.path, CONTENT);
+  EXPECT_EQ(one.facade.set_value(one.top(), "K", "k", number, commit), RESULT_SUCCESS);
+  EXPECT_EQ(read_file(one.path) != CONTENT, commit);
+  EXPECT_EQ(one.facade.get_value("U/K", "k", &by_path), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.get_value(one.top(), "K", "p", &by_key), RESULT_SUCCESS);
+  EXPECT_EQ(std::pair(by_path, by_key), std::pair(number, number));
+  return one.values(one.below(one.top()));
 }
 
-struct HeirOfFacade : Configuration {
-  using Configuration::Configuration;
-  using Configuration::find_indexed_key_with_value;
-  using Configuration::find_sub_key;
-  using Configuration::find_value;
-};
-
-TEST(Configuration, HeirsLookBelowKeys) {
-  Facade one("<U><K v='a'/><K v='b'/><L v='b'/><K v='b'/></U>");
-  HeirOfFacade const heir(one.source);
-  void const *const first = heir.find_sub_key(one.top(), "K");
-  std::string text;
-  EXPECT_EQ(first, one.below(one.top()));
-  EXPECT_NE(heir.find_value(one.top(), "K:1", "v", &text), nullptr);
-  EXPECT_EQ(text, "b");
-  EXPECT_EQ(heir.find_indexed_key_with_value(first, 1, "v", "b"), one.facade.find_key("U/K:2"));
+TEST(Configuration, NumbersAreStoredAsText) {
+  for (bool const commit : {false, true}) {
+    EXPECT_EQ(stored(LONG_MIN, commit), "[=][p=-9223372036854775808][k=-9223372036854775808]");
+    EXPECT_EQ(stored(ULONG_MAX, commit), "[=][p=18446744073709551615][k=18446744073709551615]");
+    EXPECT_EQ(stored(0.5, commit), "[=][p=0.500000000000][k=0.500000000000]");
+  }
+  Facade one("<U v='12abc' w='abc'/>");
+  for (auto const &[name, expected] : {std::pair("v", 12), std::pair("w", 0)}) {
+    long number = -1;
+    unsigned long natural = 1;
+    double real = -1;
+    EXPECT_EQ(one.facade.get_value("U", name, &number), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_value("U", name, &natural), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_value("U", name, &real), RESULT_SUCCESS);
+    EXPECT_EQ(std::tuple(number, natural, real), std::tuple(expected, expected, expected));
+  }
 }
 
 Role const numbers_in_locale("numbers-in-locale", [](Role::Arguments const &) {
   bool const is_set = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
-  Facade one("<U r='1.75x' c='2,5' long='1.00000000000000000000000000000000'/>");
+  Facade one("<U r='1.75x' c='2,5'/>");
   std::string text;
   double real = 0, comma = 1;
   one.facade.set_value("U", "d", 0.5, false);
+  one.facade.set_value("U", "i", HUGE_VAL, false); // "inf", without a separator
   one.facade.get_value("U", "d", &text);
   one.facade.get_value("U", "r", &real);
   one.facade.get_value("U", "c", &comma);
-  for (int allowed = 0; allowed < 8; ++allowed) {
-    double number = 0;
-    fail_allocation(allowed);
-    one.facade.get_value("U", "long", &number); // lets no exception out
-    stop_failing();
-  }
   return is_set && text == "0.500000000000" && real == 1.75 && comma == 2.0 ? 0 : 1;
 });
 
@@ -225,7 +215,7 @@ TEST(Configuration, NumbersDoNotDependOnTheLocale) {
 }
 
 TEST(Configuration, ValuesThatAreNotThere) {
-  Facade one("<U v='1'>t<K/></U>");
+  Facade one("<U v='1'>t<K v='2' w='3'><L/><M/></K></U>");
   CapturedLog log(CATEGORY);
   std::string text, *const no_text = nullptr;
   long *const no_number = nullptr;
@@ -249,14 +239,23 @@ TEST(Configuration, ValuesThatAreNotThere) {
   EXPECT_EQ(one.facade.delete_key("U/X"), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(one.facade.delete_key(one.top(), nullptr), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(one.values(one.top()), "[=t]");
+  void const *const key = one.below(one.top());
+  EXPECT_EQ(one.facade.delete_value("U/K", "v"), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.delete_value(one.top(), "K", "w"), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.delete_key("U/K/L"), RESULT_SUCCESS);
+  EXPECT_EQ(one.facade.delete_key(one.top(), "K/M"), RESULT_SUCCESS);
+  EXPECT_EQ(one.values(key), "[=]");
+  EXPECT_EQ(one.below(key), nullptr);
+  EXPECT_EQ(one.facade.delete_key(key), RESULT_SUCCESS);
+  EXPECT_EQ(one.below(one.top()), nullptr);
 }
 
 TEST(Configuration, ReadsSeries) {
-  Facade one("<U/>");
+  Facade one("<U><K/></U>");
   auto const series = [&one](char const *text, unsigned int count) {
-    EXPECT_EQ(one.facade.set_value("U", "s", text, false), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.set_value("U/K", "s", text, false), RESULT_SUCCESS);
     long numbers[10];
-    EXPECT_EQ(one.facade.get_series("U", "s", numbers, &count), RESULT_SUCCESS);
+    EXPECT_EQ(one.facade.get_series(one.top(), "K", "s", numbers, &count), RESULT_SUCCESS);
     std::string all;
     for (unsigned int i = 0; i < count; ++i) {
       all += " " + std::to_string(numbers[i]);
@@ -267,8 +266,10 @@ TEST(Configuration, ReadsSeries) {
   EXPECT_EQ(series("1 2 5:8 -3", 4), " 1 2 5 6");
   EXPECT_EQ(series("7", 0), "");
   EXPECT_EQ(series("::3 1::-2", 10), " 3 0 -1 -2");
-  long number;
+  long number = 0;
   unsigned int count = 1;
+  EXPECT_EQ(one.facade.get_series("U/K", "s", &number, &count), RESULT_SUCCESS);
+  EXPECT_EQ(number, 3);
   EXPECT_EQ(one.facade.get_series("U", "none", &number, &count), RESULT_NOT_FOUND);
   EXPECT_EQ(one.facade.get_series("X", "s", &number, &count), RESULT_INVALID_ARGUMENT);
   void const *const top = one.top();
@@ -276,15 +277,17 @@ TEST(Configuration, ReadsSeries) {
   EXPECT_EQ(one.facade.get_series(top, nullptr, nullptr, &number, &count), RESULT_INVALID_ARGUMENT);
 }
 
+struct DerivedFacade : Configuration {
+  using Configuration::Configuration;
+  using Configuration::find_indexed_key_with_value;
+  using Configuration::find_sub_key;
+  using Configuration::find_value;
+};
+
 TEST(Configuration, FindsKeysByAValuesText) {
-  class Exposed : public Configuration {
-  public:
-    using Configuration::Configuration;
-    using Configuration::find_indexed_key_with_value;
-  };
   LoadedSource one(
       "<R><D n='cam' v='0'/><D n='laser' v='1'/><E n='cam'/><D n='cam' v='2'>t</D></R>");
-  Exposed const configuration(one.source);
+  DerivedFacade const configuration(one.source);
   CapturedLog log(CATEGORY);
   auto const found = [&](char const *name, char const *text) {
     return value_of(configuration, configuration.find_key_with_value("R/D", name, text));
@@ -298,11 +301,62 @@ TEST(Configuration, FindsKeysByAValuesText) {
   EXPECT_EQ(value_of(configuration, second), "2");
   EXPECT_EQ(configuration.find_indexed_key_with_value(first, 2, "n", "cam"), nullptr);
   EXPECT_EQ(configuration.find_key_with_value(one.top(), "X", "n", "cam"), nullptr);
+  EXPECT_EQ(configuration.find_key_with_value(one.top(), "D", "n", "cam"), first);
+  EXPECT_EQ(configuration.find_sub_key(one.top(), "D"), first);
+  std::string text;
+  EXPECT_NE(configuration.find_value(one.top(), "D:1", "n", &text), nullptr);
+  EXPECT_EQ(text, "laser");
   EXPECT_EQ(log.take(), Lines{});
   EXPECT_EQ(configuration.find_key_with_value("R/X", "n", "cam"), nullptr);
   EXPECT_EQ(configuration.find_indexed_key_with_value(nullptr, 0, "n", "cam"), nullptr);
   EXPECT_EQ(log.take(), (Lines{"WARN  - Can't find key 'R/X'",
                                "WARN  - Failure in find_indexed_key_with_value"}));
+}
+
+// Every allocation fails once. The names are too long for a text's own buffer.
+TEST(Configuration, WithoutMemoryAnOperationFails) {
+  std::string const k(40, 'K'), u = "U/" + k, path = u + "/L/" + k;
+  char const *const n = k.c_str(), *const p = u.c_str();
+  Facade one("<U><" + k + " " + k + "='1'/></U>");
+  write_file(one.directory.path("devices.xml"), "<D/>");
+  DerivedFacade facade(one.source);
+  XmlConfigSource &source = one.source;
+  auto const succeed = [&] {
+    std::string text, name, other, more, most;
+    long number = 0;
+    unsigned int count = 1;
+    void const *top = nullptr, *key = nullptr, *value = nullptr;
+    return facade.init_source(one.path.c_str()) == 0 &&
+           (top = source.find_first(nullptr, &text)) != nullptr &&
+           (key = source.find_first(top, &name)) != nullptr &&
+           source.find_first_value(key, &text, &text) == key &&
+           (value = source.find_next_value(key, &other, &text)) != nullptr &&
+           source.get_value_data(value, &more, &text) && source.get_key_name(key, &most) &&
+           source.open_repository("devices") != nullptr && facade.find_key(p) == key &&
+           facade.find_sub_key(top, n) == key && facade.find_value(top, n, n, &text) == value &&
+           facade.find_key_with_value(p, n, "1") == key &&
+           facade.find_key_with_value(top, n, n, "1") == key &&
+           facade.find_indexed_key_with_value(key, 0, n, "1") == key &&
+           facade.get_value(p, n, &text) == 0 && facade.get_value(top, n, n, &number) == 0 &&
+           facade.get_series(p, n, &number, &count) == 0 &&
+           facade.set_value(p, n, "1", false) == 0 &&
+           facade.set_value(top, n, n, "1", false) == 0 &&
+           facade.create_sub_key(key, "L:1", false) != nullptr &&
+           facade.create_key(path.c_str()) != nullptr &&
+           source.set_search_path(one.directory.path().c_str()) == 0 &&
+           source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, p, n) == 0;
+  };
+  one.source.set_search_path(one.directory.path().c_str());
+  CapturedLog const log(CATEGORY), source_log("Ostrel.Core.Base.XmlConfigSource");
+  bool fails = true;
+  for (int allowed = 0; fails; ++allowed) {
+    SCOPED_TRACE(allowed);
+    source.close_repository("devices");
+    fail_allocation(allowed);
+    bool const has_succeeded = succeed();
+    fails = stop_failing();
+    EXPECT_TRUE(has_succeeded || fails);
+  }
 }
 
 TEST(Configuration, TellsWhyLoadingFailed) {

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -60,29 +61,21 @@ TEST(Configuration, WalksAForeignSourceThroughItsOwnOperations) {
   ASSERT_EQ(configuration.init_source(path.c_str()), RESULT_SUCCESS);
   std::string text;
   EXPECT_EQ(configuration.find_key("U/Hidden"), nullptr);
-  EXPECT_EQ(configuration.get_value("U/:1", "w", &text), RESULT_SUCCESS);
-  EXPECT_EQ(text, "2");
+  std::tuple<char const *, char const *, char const *> const cases[] = {
+      {"U/:1", "w", "2"}, {"U/A:1", "v", "2"}, {"U/B", nullptr, "t"}, {"U/B", "", "t"}};
+  for (auto const &[key, name, expected] : cases) {
+    EXPECT_EQ(configuration.get_value(key, name, &text), RESULT_SUCCESS);
+    EXPECT_EQ(text, expected) << key;
+  }
 }
 
-// A source whose result is no code: its low 32 bits are those of success.
+// A source that takes its time to load, or whose result is no code: its low 32 bits are those of
+// success.
 class StrangeSource : public NullConfigSource {
 public:
   unsigned long init_source(ConfigRoot /*root*/, void const * /*argument*/) override {
     return ~0UL - 0xFFFFFFFFUL;
   }
-};
-
-TEST(Configuration, AnUnknownResultIsLoggedAsSuch) {
-  CapturedLog log("Ostrel.Core.Base.Configuration");
-  StrangeSource source;
-  EXPECT_NE(Configuration(source).init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr), 0U);
-  EXPECT_EQ(log.take(), std::vector<std::string>{"WARN  - Failed to initialize source: Unknown "
-                                                 "result code; internal error???"});
-}
-
-// A source that takes its time to load.
-class SlowSource : public NullConfigSource {
-public:
   unsigned long init_source(void const * /*description*/) override {
     is_inside = true;
     work();
@@ -94,8 +87,16 @@ public:
   std::function<void()> work = [] { usleep(50000); };
 };
 
+TEST(Configuration, AnUnknownResultIsLoggedAsSuch) {
+  CapturedLog log("Ostrel.Core.Base.Configuration");
+  StrangeSource source;
+  EXPECT_NE(Configuration(source).init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr), 0U);
+  EXPECT_EQ(log.take(), std::vector<std::string>{"WARN  - Failed to initialize source: Unknown "
+                                                 "result code; internal error???"});
+}
+
 TEST(Configuration, IsWholeInAChildOfFork) {
-  SlowSource source;
+  StrangeSource source;
   Configuration configuration(source);
   std::atomic<bool> is_copied{false};
   std::thread other([&] {
@@ -119,7 +120,7 @@ TEST(Configuration, IsWholeInAChildOfFork) {
 }
 
 TEST(Configuration, DoesNotHoldUpAForkThatItsSourceWaitsFor) {
-  SlowSource source;
+  StrangeSource source;
   source.work = [] {
     std::thread([] { fork() == 0 ? _exit(0) : static_cast<void>(wait(nullptr)); }).join();
   };
