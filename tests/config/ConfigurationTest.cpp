@@ -43,7 +43,7 @@ TEST(KeyPath, NamesOneKeyAsLongAsItIsThere) {
       "<U v='U'><A v='A0'><B v='B0'/></A><C v='C'/><A v='A1'><B v='B1'/><B v='B2'/></A></U>");
   // A path, '=' and the value of its key; "-": there is no such key.
   std::istringstream cases(R"(U=U U/A=A0 \U\A:1=A1 //U/\A:1//B:1=B2 U/A:2=- u/A=- A=- =- /=-
-      U/:1=C U/:2/B=B1 :0=U :1=- U/A:1x/B=A1 U/A:x/B=A0 U/A:-5=A0 U/A:+1=A1 U/A:/B=B0
+      U/:1=C U/:3=- U/:2/B=B1 :0=U :1=- U/A:1x/B=A1 U/A:x/B=A0 U/A:-5=A0 U/A:+1=A1 U/A:/B=B0
       U/A/=A0 U/A:1/=A1 U/A:1//\=A1 U/A:2147483648=- U/A:4294967296=- U/A/B/D=-
       U/A:99999999999999999999=- U/A:-99999999999999999999=A0)");
   for (std::string row; cases >> row;) {
@@ -80,7 +80,7 @@ TEST(Configuration, CreatesTheKeysOfAPath) {
 // A document that no save reaches, so that edits take no time in the disk.
 class Unsaved : public Facade {
 public:
-  Unsaved() : Facade("") {
+  Unsaved() : Facade("<R/>") {
     source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, "/nowhere/file.xml", "R");
   }
 };
@@ -120,8 +120,16 @@ TEST(Configuration, PathsAreSafeBesideEditsAndReloads) {
     facade.find_key_with_value("R/K", "v", "299");
   };
   CapturedLog const log(CATEGORY);
+  void const *const top = edited.top();
+  loaded.source.set_search_path(loaded.directory.path().c_str());
   in_threads(4, [&](int thread) {
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 1000; ++i) {
+      edited.facade.set_value(top, nullptr, "w", "1", /*commit=*/false);
+      edited.facade.delete_value(top, "w");
+      std::string name, text;
+      edited.source.find_next_value(top, &name, &text);
+      loaded.source.open_repository("file");
+      loaded.source.close_repository("file");
       if (thread == 0) {
         edited.facade.create_key("R/K");
         edited.facade.delete_key("R/K");
@@ -262,7 +270,7 @@ TEST(Configuration, ReadsSeries) {
     }
     return all;
   };
-  EXPECT_EQ(series("x, 1 2 5:8 -3", 10), " 1 2 5 6 7 8 -3");
+  EXPECT_EQ(series("x-, 1 - 2 5:8 -3", 10), " 1 2 5 6 7 8 -3");
   EXPECT_EQ(series("1 2 5:8 -3", 4), " 1 2 5 6");
   EXPECT_EQ(series("7", 0), "");
   EXPECT_EQ(series("::3 1::-2", 10), " 3 0 -1 -2");

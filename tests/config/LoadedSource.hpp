@@ -36,7 +36,7 @@ public:
 
   /// Name=text of every value of the key, the text value first, each in brackets.
   std::string values(void const *key) const {
-    std::string name, text, all;
+    std::string name = "stale", text, all;
     for (void const *value = source.find_first_value(key, &name, &text); value != nullptr;
          value = source.find_next_value(value, &name, &text)) {
       all += "[" + name + "=" + text + "]";

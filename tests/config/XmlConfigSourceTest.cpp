@@ -59,6 +59,8 @@ TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {
   EXPECT_EQ(one.source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, nullptr, "R"),
             RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(one.values(one.top()), "[=][v=1]");
+  EXPECT_EQ(one.source.set_search_path(nullptr), RESULT_SUCCESS);
+  EXPECT_EQ(one.source.init_source(one.path.c_str()), RESULT_SUCCESS);
 }
 
 TEST(XmlConfigSource, EditsReachTheFileWhenCommitted) {
