@@ -246,8 +246,8 @@ public:
   static unsigned long get_system_property(SystemProperty property, std::string *out);
 
   /// Looks for a readable file in the directories of a search path, first to last. A file that
-  /// cannot be opened is passed over, also if it could be opened at another moment (no descriptor, a
-  /// file server that fails).
+  /// cannot be opened is passed over, also if it could be opened at another moment (no descriptor,
+  /// a file server that fails).
   ///
   /// @param out  receives the directory, a backslash and the name; untouched on failure.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (also for a null name),

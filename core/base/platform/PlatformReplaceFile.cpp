@@ -208,8 +208,8 @@ bool end_at(HANDLE file, std::size_t position) {
   return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
-// Reads the whole file; nothing from one that the caller may write but not read. False, with the last
-// error, when it cannot be read at this moment. Throws std::bad_alloc without memory.
+// Reads the whole file; nothing from one that the caller may write but not read. False, with the
+// last error, when it cannot be read at this moment. Throws std::bad_alloc without memory.
 bool read_if_allowed(std::string const &path, std::string *bytes) {
   File file;
   unsigned long const result = file.open_for_reading(path.c_str());

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Open files, on descriptors. Opening does not wait for the other end of a named pipe, as POSIX
-// would: a search for a file must not stop at one. It waits for another process's lease on a regular
-// file, at most for the system's lease-break time. Reading and writing wait as usual. A pipe without
-// a reader fails its writer, and does not end the program.
+// would: a search for a file must not stop at one. It waits for another process's lease on a
+// regular file, at most for the system's lease-break time. Reading and writing wait as usual. A
+// pipe without a reader fails its writer, and does not end the program.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/fork.hpp"
