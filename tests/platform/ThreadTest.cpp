@@ -65,6 +65,29 @@ TEST(Thread, IsStartedAndWaitedFor) {
   }
 }
 
+TEST(Thread, ItsRoutineFindsItStarted) {
+  struct Self {
+    std::unique_ptr<IThread> thread;
+    std::atomic<unsigned long> difference{1};
+    std::atomic<bool> goes_on{false};
+  };
+  for (int i = 0; i < 300; ++i) {
+    Self self;
+    self.thread = make_thread(
+        [](void *argument) -> unsigned int {
+          auto &own = *static_cast<Self *>(argument);
+          own.difference = own.thread->get_id() - Platform::get_current_thread_id();
+          own.goes_on = CAN_END_THREADS && own.thread->stop();
+          return 0;
+        },
+        &self);
+    EXPECT_TRUE(self.thread->start());
+    EXPECT_TRUE(self.thread->wait_for_exit(OVRA_INFINITE));
+    EXPECT_EQ(self.difference, 0U);
+    EXPECT_FALSE(self.goes_on);
+  }
+}
+
 TEST(Thread, AWaitThatEndsEarlyForgetsTheThread) {
   std::promise<void> gate;
   auto const thread = make_thread(wait_for_gate, &gate);

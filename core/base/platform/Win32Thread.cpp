@@ -25,9 +25,11 @@ bool Win32Thread::start() {
     return false;
   }
   unsigned int id = 0;
+  // Suspended, so that the routine finds this object complete: it may ask for its identifier, or
+  // stop itself.
   // NOLINTNEXTLINE(performance-no-int-to-ptr): the call returns the handle as a number.
   auto *const started = reinterpret_cast<void *>(_beginthreadex(
-      /*security=*/nullptr, /*stack_size=*/0, routine_, argument_, /*flags=*/0, &id));
+      /*security=*/nullptr, /*stack_size=*/0, routine_, argument_, CREATE_SUSPENDED, &id));
   if (handle_ != nullptr) {
     CloseHandle(handle_);
   }
@@ -37,6 +39,7 @@ bool Win32Thread::start() {
   }
   id_ = id;
   running_ = true;
+  ResumeThread(started);
   return true;
 }
 

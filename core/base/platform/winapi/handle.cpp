@@ -20,6 +20,11 @@ BOOL Handle::set_event(HANDLE /*mutex*/) noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 
+DWORD Handle::resume() noexcept {
+  SetLastError(ERROR_INVALID_HANDLE);
+  return static_cast<DWORD>(-1);
+}
+
 BOOL Handle::terminate() noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }

@@ -23,6 +23,9 @@ public:
   /// `SetEvent` on this object, for a sleeper that takes `mutex` next; null for any other.
   virtual BOOL set_event(HANDLE mutex) noexcept;
 
+  /// `ResumeThread` on this object.
+  virtual DWORD resume() noexcept;
+
   /// `TerminateThread` on this object.
   virtual BOOL terminate() noexcept;
 

@@ -46,12 +46,14 @@ private:
 // Owned by two: its handle and the thread itself. The last of them deletes it.
 class Thread final : public Handle {
 public:
-  Thread(ThreadRoutine routine, void *argument) noexcept : routine_(routine), argument_(argument) {}
+  Thread(ThreadRoutine routine, void *argument, bool is_suspended) noexcept
+      : routine_(routine), argument_(argument), is_suspended_(is_suspended ? 1 : 0) {}
 
   // Returns the thread's identifier; 0, with `errno`, if no thread can be started.
   DWORD start() noexcept;
 
   DWORD wait(DWORD milliseconds) noexcept override;
+  DWORD resume() noexcept override;
   BOOL terminate() noexcept override;
   void close() noexcept override;
 
@@ -75,6 +77,7 @@ private:
   void *const argument_;
   pid_t process_ = getpid(); // a copy of it, made by fork, has no thread but the one that forked
   pthread_t thread_{};
+  std::atomic<std::uint32_t> is_suspended_;   // waited for by the thread
   std::atomic<std::uint32_t> id_{0};          // set by the thread; waited for
   std::atomic<std::uint32_t> state_{RUNNING}; // changes under threads_guard; waited for
   bool is_closed_ = false;                    // this and the next three: guarded by threads_guard
@@ -251,6 +254,10 @@ void *Thread::main(void *thread) {
   // First, and without a lock: the thread that waits for this may be forking and hold all locks.
   self->id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_release);
   wake_all(&self->id_);
+  Deadline const never(INFINITE);
+  while (self->is_suspended_.load(std::memory_order_acquire) != 0) {
+    sleep_on(self->is_suspended_, 1, never);
+  }
   bool const is_end_noticed = call_at_thread_end(leave, self);
   self->routine_(self->argument_); // its exit code has no reader
   if (!is_end_noticed) {
@@ -288,6 +295,12 @@ DWORD Thread::start() noexcept {
     sleep_on(id_, 0, never);
   }
   return id_.load(std::memory_order_relaxed);
+}
+
+DWORD Thread::resume() noexcept {
+  DWORD const before = is_suspended_.exchange(0, std::memory_order_acq_rel);
+  wake_all(&is_suspended_);
+  return before;
 }
 
 DWORD Thread::wait(DWORD milliseconds) noexcept {
@@ -356,11 +369,13 @@ TerminationHook::~TerminationHook() {
 
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id) {
-  if (security != nullptr || stack_size != 0 || routine == nullptr || flags != 0) {
+  if (security != nullptr || stack_size != 0 || routine == nullptr ||
+      (flags & ~CREATE_SUSPENDED) != 0) {
     errno = EINVAL;
     return 0;
   }
-  std::unique_ptr<Ostrel::Thread> thread(new (std::nothrow) Ostrel::Thread(routine, argument));
+  std::unique_ptr<Ostrel::Thread> thread(
+      new (std::nothrow) Ostrel::Thread(routine, argument, /*is_suspended=*/flags != 0));
   if (thread == nullptr) {
     errno = ENOMEM;
     return 0;
@@ -379,4 +394,14 @@ BOOL TerminateThread(HANDLE thread, DWORD /*exit_code*/) {
   Ostrel::Handle *const object =
       Ostrel::Handle::is_mutex(thread) ? nullptr : Ostrel::Handle::of(thread);
   return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->terminate();
+}
+
+DWORD ResumeThread(HANDLE thread) {
+  Ostrel::Handle *const object =
+      Ostrel::Handle::is_mutex(thread) ? nullptr : Ostrel::Handle::of(thread);
+  if (object == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return static_cast<DWORD>(-1);
+  }
+  return object->resume();
 }

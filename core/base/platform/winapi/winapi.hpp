@@ -185,6 +185,7 @@ struct OVERLAPPED;
 
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
+constexpr unsigned int CREATE_SUSPENDED = 4; // of _beginthreadex
 constexpr DWORD INFINITE = 0xFFFFFFFF;
 constexpr std::size_t MAX_PATH = 260; // characters, terminator included
 // NOLINTNEXTLINE(performance-no-int-to-ptr): the number is the interface's; nothing is read there.
@@ -215,6 +216,7 @@ constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_ALREADY_EXISTS = 183;
 constexpr DWORD ERROR_BAD_EXE_FORMAT = 193;
 constexpr DWORD ERROR_ENVVAR_NOT_FOUND = 203;
+constexpr DWORD ERROR_INVALID_NAME = 123;
 constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
 constexpr DWORD ERROR_MORE_DATA = 234;
 constexpr DWORD ERROR_NOT_OWNER = 288;
@@ -305,12 +307,17 @@ BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept;
 
 // --- Threads: thread.cpp, safe_point.cpp ------------------------------------------------------
 
-/// Starts a thread and stores its identifier, unless `id` is null. The handle stays valid until
-/// CloseHandle, which leaves the thread running. Returns it as a number; 0 with `errno` if no
-/// thread can be started, EINVAL for security attributes, a stack size and flags. An exception that
-/// leaves the routine ends the process.
+/// Starts a thread and stores its identifier, unless `id` is null. With CREATE_SUSPENDED its
+/// routine runs after ResumeThread only. The handle stays valid until CloseHandle, which leaves the
+/// thread running. Returns it as a number; 0 with `errno` if no thread can be started, EINVAL for
+/// security attributes, a stack size and other flags. An exception that leaves the routine ends the
+/// process.
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id);
+
+/// Lets a thread run that was started suspended. Returns the count of suspensions before: 1, or 0
+/// for a thread that was running; (DWORD)-1 with ERROR_INVALID_HANDLE.
+DWORD ResumeThread(HANDLE thread);
 
 /// Ends a thread from outside, at the first point at which it is in no call of the C library, the
 /// loader, libxml2 or this library, waits that hold nothing excepted. Nothing of its stack is
