@@ -122,6 +122,8 @@ TEST(StoredText, HasAsManyNamesAsALoadTakes) {
   EXPECT_EQ(one.source.delete_key(last), RESULT_SUCCESS); // its name no longer counts
   EXPECT_EQ(one.source.set_value(one.top(), "Other", "t", false), RESULT_SUCCESS);
   EXPECT_EQ(one.source.create_key(one.top(), "Last", false), nullptr); // and is not known any more
+  LoadedSource full("<R v='1'>" + repeated("<K@/>", 100020) + "</R>"); // as the parser just takes
+  EXPECT_EQ(full.source.set_value(full.top(), "v", "2", false), RESULT_SUCCESS);
 }
 
 TEST(StoredText, NestsAsDeepAsALoadTakes) {

@@ -173,12 +173,13 @@ TEST(XmlConfigSource, AFileThatCannotBeReadForAMomentIsNotPassedOver) {
     int call, error, skipped; // which call on a/FILE fails
     char const *file, *top;   // old: the load fails
   } const cases[] = {
-      {SYS_openat, EMFILE, 0, "in.xml", "Old"}, {SYS_openat, EMFILE, 0, "only-in-b.xml", "B"},
-      {SYS_openat, ENFILE, 0, "in.xml", "Old"}, {SYS_openat, EIO, 0, "in.xml", "Old"},
-      {SYS_openat, ESTALE, 0, "in.xml", "Old"}, {SYS_openat, ETIMEDOUT, 0, "in.xml", "Old"},
-      {SYS_openat, ENOMEM, 0, "in.xml", "Old"}, {SYS_openat, EMFILE, 1, "in.xml", "Old"},
-      {SYS_read, EIO, 0, "in.xml", "Old"},      {SYS_openat, EACCES, 0, "in.xml", "B"},
-      {SYS_openat, ENOENT, 0, "in.xml", "B"},   {SYS_openat, ENOTDIR, 0, "in.xml", "B"}};
+      {SYS_openat, EMFILE, 0, "in.xml", "Old"},    {SYS_openat, EMFILE, 0, "only-in-b.xml", "B"},
+      {SYS_openat, ENFILE, 0, "in.xml", "Old"},    {SYS_openat, EIO, 0, "in.xml", "Old"},
+      {SYS_openat, ENOTCONN, 0, "in.xml", "Old"},  {SYS_openat, ESTALE, 0, "in.xml", "Old"},
+      {SYS_openat, ETIMEDOUT, 0, "in.xml", "Old"}, {SYS_openat, ENOMEM, 0, "in.xml", "Old"},
+      {SYS_openat, EMFILE, 1, "in.xml", "Old"},    {SYS_read, EIO, 0, "in.xml", "Old"},
+      {SYS_openat, EACCES, 0, "in.xml", "B"},      {SYS_openat, ENOENT, 0, "in.xml", "B"},
+      {SYS_openat, ENOTDIR, 0, "in.xml", "B"}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(std::strerror(c.error)) + " in call " + std::to_string(c.call));

@@ -963,11 +963,13 @@ XmlFault find_value_fault(xmlNode &element, char const *name, char const *text) 
   if (XmlFault const fault = find_text_fault(text); fault != nullptr || name == nullptr) {
     return fault;
   }
-  if (XmlFault const fault = find_fault_in_place(element, name); fault != nullptr) {
-    return fault;
-  }
-  if (find_attribute(element, name) == nullptr && count_attributes(element) >= MAX_NAMED_VALUES) {
-    return "the key has too many named values";
+  if (find_attribute(element, name) == nullptr) {
+    if (XmlFault const fault = find_fault_in_place(element, name); fault != nullptr) {
+      return fault;
+    }
+    if (count_attributes(element) >= MAX_NAMED_VALUES) {
+      return "the key has too many named values";
+    }
   }
   return fits_start_tag(element, name, text) ? nullptr : "the key's named values get too long";
 }

@@ -16,15 +16,17 @@ constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 
 bool is_momentary(std::uint32_t error) noexcept {
   switch (error) {
-  case ERROR_TOO_MANY_OPEN_FILES:
-  case ERROR_DISK_FULL:
-  case ERROR_NO_SYSTEM_RESOURCES:
-  case ERROR_IO_DEVICE:
-  case ERROR_UNEXP_NET_ERR:
-  case ERROR_SEM_TIMEOUT:
-    return true;
-  default:
+  case ERROR_SUCCESS:
+  case ERROR_FILE_NOT_FOUND:
+  case ERROR_PATH_NOT_FOUND:
+  case ERROR_ACCESS_DENIED:
+  case ERROR_INVALID_PARAMETER: // a name that the file system does not take
+  case ERROR_INVALID_NAME:
+  case ERROR_FILENAME_EXCED_RANGE:
+  case ERROR_NOT_SUPPORTED:
     return false;
+  default:
+    return true;
   }
 }
 

@@ -23,9 +23,9 @@ enum class NewFile { EVERYBODYS, OWNERS };
 OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
                    NewFile owner = NewFile::EVERYBODYS) noexcept;
 
-/// Whether an error of the system is one that goes away by itself, so that the same call may
-/// succeed later: no descriptor, no memory of the kernel's, no room on the disk, a device or a file
-/// server that fails. Internal to the library.
+/// Whether the same call may succeed later: the error is none of those that last (no such file, no
+/// such directory, no permission, an impossible name), but, for example, a lack of descriptors, a
+/// device or a file server that fails. Internal to the library.
 bool is_momentary(std::uint32_t error) noexcept;
 
 /// How many of `size` bytes one call of the system is asked to move, which narrows the number too.

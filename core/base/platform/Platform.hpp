@@ -174,7 +174,8 @@ public:
 
   /// Whether a key press waits at the console; false without a terminal, in a process that is in
   /// the background of its terminal, and for null and every stream but standard input. Changes no
-  /// signal handler.
+  /// signal handler: a signal that ends or stops the process in another thread just then may leave
+  /// the terminal without line editing.
   static bool input_ready(std::FILE *stream);
 
   /// Waits for a key press, echoes it and returns its character; a carriage return if there is no

@@ -52,8 +52,8 @@ struct CloseKey {
 };
 using OpenKey = std::unique_ptr<void, CloseKey>;
 
-// Makes a text of the bytes of a registry value. A string may be stored without its terminator, and
-// a number with fewer bytes than it has. False for any other type.
+// Makes a text of the bytes of a registry value. A string may be stored without its terminator.
+// False for any other type, and for a number that does not have its 4 bytes.
 bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   if (type == REG_SZ) {
     auto const *text = reinterpret_cast<char const *>(data);

@@ -154,10 +154,10 @@ private:
 
 Console console;
 
+// In the background the mode is that of another program, and a change would stop the process.
 void Console::restore() noexcept {
-  if (is_switched_) {
+  if (is_switched_.exchange(false) && !is_in_background(descriptor_.get())) {
     tcsetattr(descriptor_.get(), TCSANOW, &before_);
-    is_switched_ = false;
   }
 }
 

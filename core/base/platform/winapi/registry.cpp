@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The registry, as a text file that whoever installs the library keeps. A key is read when it is
-// opened, so no reader meets a change half way.
+// The registry, as a text file of the installation. A key is read when it is opened, so no reader
+// meets a change half way if the file is replaced by a rename; a reader beside a write in place may
+// find a part of it, or nothing.
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
