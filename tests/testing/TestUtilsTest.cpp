@@ -83,14 +83,14 @@ TEST(TestUtils, ReportsFailuresAndInVerboseModeTheRest) {
   test.enable_verbose();
   test.describe("Checking %s", "sum");
   test.ignore(), test.check(true), test.msg("%d%%", 5), test.msg(nullptr), test.check(true);
-  EXPECT_TRUE(test.verbose_err_code(0) && !test.verbose_err_code(0x12A4B) && test.result() == 1);
+  EXPECT_TRUE(test.verbose_err_code(0) && !test.verbose_err_code(0x10A4B) && test.result() == 1);
   std::string const at = ": FAILURE - description on next line\n";
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "*** Finished running 6 tests --- Result:  SUCCESS  ***\na.cpp:12" + at + FAIL + ":-1" +
                 at + FAIL + FAIL + "\t1 != 1.5, differ by 0.5\n" + FAIL +
                 "\t1 != nan, differ by nan\n" + FAIL +
                 "\tinf != nan\nignored (13)\nChecking sum..." + std::string(50, ' ') + "  ok\n5%" +
-                std::string(67, ' ') + "ok\n(no error)\n(err_code = 2A4Bh)\n" +
+                std::string(67, ' ') + "ok\n(no error)\n(err_code = 0A4Bh)\n" +
                 "*** Finished running 15 tests --- Result:  FAILURE  ***\n");
 }
 

@@ -32,6 +32,10 @@ struct Pipe {
   int ends[2];
 };
 
+struct Unbuffered : Ostrel::fdoutbuf {
+  using Ostrel::fdoutbuf::fdoutbuf, Ostrel::fdoutbuf::overflow;
+};
+
 } // namespace
 
 TEST(Fdostream, HandsOnAtOnceWhatTheSystemTakes) {
@@ -60,6 +64,7 @@ TEST(Fdostream, HandsOnAtOnceWhatTheSystemTakes) {
     EXPECT_FALSE(stream << "text");
     stream.clear();
     stream.rdbuf()->set_descriptor(whole.ends[1]);
+    EXPECT_EQ(Unbuffered(whole.ends[1]).overflow(END), END) << "without writing it";
     stream << 'c' << std::string_view() << "text" << 12 << std::string("\0\xFF", 2) << std::endl;
     char read_back[20] = "";
     auto const size = read(whole.ends[0], read_back, sizeof read_back);
