@@ -110,6 +110,7 @@ TEST(LoggingCategory, ARootWithoutPriorityIsReportedAtEachQuery) {
 TEST(LoggingCategory, TextsAreCutToTheirBuffers) {
   Recorded recorded;
   LoggingCategory &category = recorded.category("a");
+  EXPECT_EQ(LoggingCategory::MAX_CATEGORY_SIZE, 16384);
   for (std::size_t size : {0U, 4095U, 4096U, 16383U, 16384U, 20000U}) {
     char const *const format = size == 0 ? nullptr : "%s"; // null is the empty one
     std::string const text(size, 'x'), cut = text.substr(0, 16383), wrapped = text.substr(0, 4095);

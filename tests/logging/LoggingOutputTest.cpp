@@ -34,6 +34,7 @@ TEST(LoggingTimeStamp, ShowsItsSixLowestDigits) {
   LoggingTimeStamp stamp;
   for (auto const &[time, text] : cases) {
     stamp.set_time(time);
+    EXPECT_EQ(stamp.get_time(), time);
     EXPECT_EQ(stamp.get_time_string(), text);
   }
 }
@@ -70,7 +71,9 @@ class CountedLayout : public ILoggingLayout {
 public:
   explicit CountedLayout(int *deleted) : deleted_(deleted) {}
   ~CountedLayout() override { ++*deleted_; }
-  std::string format(LoggingEvent const &logged) override { return "<" + logged.message + ">"; }
+  std::string format(LoggingEvent const &logged) override {
+    return "<" + logged.category_name + ": " + logged.message + ">";
+  }
 
 private:
   int *deleted_;
@@ -92,6 +95,7 @@ TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
   int deleted = 0;
   auto *const without_layout = new LoggingOutputImpl;
   without_layout->delete_layout();
+  EXPECT_TRUE(without_layout->close() && without_layout->re_open());
   struct {
     char const *kind;
     ILoggingOutput *output;
@@ -100,7 +104,7 @@ TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
       {"console", new LoggingOutputImpl, line, ""},
       {"file", new FileLoggingOutput(name), "", line},
       {"default layout, handed over", new FileLoggingOutput(name, new LoggingLayoutImpl), "", line},
-      {"own layout", new LoggingOutputImpl(new CountedLayout(&deleted)), "<m1>", ""},
+      {"own layout", new LoggingOutputImpl(new CountedLayout(&deleted)), "<a: m1>", ""},
       {"derived", new Tee(name), line, line},
       {"no layout", without_layout, "", ""},
       {"no type information", make_foreign_output(), "foreign " + line, ""},
@@ -139,7 +143,7 @@ TEST(LoggingOutput, OwnsItsLayout) {
   output.write(event("lost"));
   output.set_layout(new CountedLayout(&deleted));
   output.write(event("3"));
-  EXPECT_EQ(read_file(directory.path("log")), "<1>WARN  - 2\n<3>");
+  EXPECT_EQ(read_file(directory.path("log")), "<category: 1>WARN  - 2\n<category: 3>");
 }
 
 TEST(LoggingOutput, GetsItsLayoutAsSoonAsThereIsMemory) {

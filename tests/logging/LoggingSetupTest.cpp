@@ -26,11 +26,21 @@ using namespace Ostrel;
 
 namespace {
 
-TEST(LoggingSpec, GivesEitherPartAlone) {
-  std::string category, priority;
-  EXPECT_EQ(LoggingCategory::parse_logging_spec("a;b,IN,FO;", 0, &category, nullptr), 2U);
-  EXPECT_EQ(LoggingCategory::parse_logging_spec("a;b,IN,FO;", 2, nullptr, &priority), 10U);
-  EXPECT_EQ(category + "/" + priority, "a/IN,FO");
+TEST(LoggingSpec, EachEntryLeadsToTheNext) {
+  constexpr unsigned int NPOS = LoggingCategory::npos;
+  struct {
+    unsigned int position, next;
+    std::string parts;
+  } const cases[] = {{0, 2, "a/"},     {1, 2, "/"},     {2, 10, "b/IN,FO"},
+                     {10, NPOS, "c/"}, {11, NPOS, "/"}, {NPOS, NPOS, "/"}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.position);
+    std::string const text = "a;b,IN,FO;c";
+    std::string category = "stale", priority = "stale";
+    EXPECT_EQ(LoggingCategory::parse_logging_spec(text, c.position, &category, &priority), c.next);
+    EXPECT_EQ(category + "/" + priority, c.parts);
+    EXPECT_EQ(LoggingCategory::parse_logging_spec(text, c.position, nullptr, nullptr), c.next);
+  }
 }
 
 Role const speak("speak", [](Role::Arguments const &) {
@@ -254,9 +264,10 @@ Role const made_late("made-late", [](Role::Arguments const &) {
   return 0;
 });
 
-// Ends the process.
+// Ends the process, during which nothing deletes the layout.
 class LastLayout : public ILoggingLayout {
 public:
+  ~LastLayout() override { std::_Exit(2); }
   std::string format(LoggingEvent const &) override { std::exit(0); }
 };
 
