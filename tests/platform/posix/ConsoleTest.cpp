@@ -273,6 +273,24 @@ Role const job_role("console-job", [](Role::Arguments const &) {
   }
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(is_line_edited());
+
+#ifndef __SANITIZE_THREAD__ // whose handlers run after the read, which stops a background process
+  // One that loses the foreground while it waits can be ended, and changes the mode no more.
+  pid_t const reader = fork();
+  if (reader == 0) {
+    alarm(60);
+    setpgid(0, 0);
+    tcsetpgrp(terminal, getpgrp());
+    std::signal(SIGTTOU, SIG_DFL);
+    Platform::get_char();
+    _exit(1);
+  }
+  wait_for_reader();
+  tcsetpgrp(terminal, getpgrp());
+  status = end_by(SIGTERM, reader);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
+  EXPECT_FALSE(is_line_edited());
+#endif
   return 0;
 });
 
