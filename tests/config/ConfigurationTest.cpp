@@ -160,6 +160,7 @@ TEST(Configuration, CreatesSubKeysUpToAnIndex) {
   EXPECT_EQ(one.facade.create_sub_key(nullptr, "A", false), nullptr);
   EXPECT_EQ(log.take(), Lines{"WARN  - Can't create new root key"});
   EXPECT_NE(one.facade.create_sub_key(one.top(), std::string(1011, 'n').c_str(), false), nullptr);
+  EXPECT_EQ(read_file(one.path), "<U><A/></U>");
   for (std::string const &refused : {std::string(1012, 'n'), std::string("A:2147483648")}) {
     EXPECT_EQ(one.facade.create_sub_key(one.top(), refused.c_str(), false), nullptr);
     EXPECT_EQ(log.take().size(), 1u);

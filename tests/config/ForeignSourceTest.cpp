@@ -26,6 +26,8 @@ TEST(NullConfigSource, HoldsNothing) {
   EXPECT_EQ(configuration.get_value("A", "v", &text), RESULT_NOT_FOUND);
   EXPECT_EQ(configuration.find_repository_key("r", nullptr), nullptr);
   EXPECT_EQ(configuration.commit(), RESULT_FAILURE);
+  EXPECT_EQ(&configuration.get_config_source(), &source);
+  EXPECT_EQ(source.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
   for (void const *handle : {source.open_repository("r"), source.create_key(&source, "A", true),
                              source.find_first(nullptr, &text), source.find_next(&source, &text),
                              source.find_first_value(&source, &text, &text),

@@ -5,6 +5,8 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "tests/support/Files.hpp"
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 /// `count` times the text, in which each '@' is the number of the time.
@@ -39,6 +41,9 @@ public:
     std::string name = "stale", text, all;
     for (void const *value = source.find_first_value(key, &name, &text); value != nullptr;
          value = source.find_next_value(value, &name, &text)) {
+      std::string same_name = "stale", same_text;
+      EXPECT_TRUE(source.get_value_data(value, &same_name, &same_text));
+      EXPECT_TRUE(same_name == name && same_text == text);
       all += "[" + name + "=" + text + "]";
     }
     return all;

@@ -99,7 +99,7 @@ TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
       {a + ";;" + b, "in-b.xml", "B", {}},
       {a, b + "/in-b.xml", "B", {}},
       {a + ";" + b, "none.xml", "", {a + "\\none.xml", b + "\\none.xml", ".\\none.xml"}},
-      {"", "\\none.xml", "", {".\\none.xml", ".\\none.xml"}}};
+      {"c;;d", "\\none.xml", "", {"c\\none.xml", ".\\none.xml", "d\\none.xml", ".\\none.xml"}}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
     SCOPED_TRACE(c.path + " " + c.file);
@@ -131,12 +131,14 @@ TEST(XmlConfigSource, TheRootIsWhatTheFileSays) {
       {3, 3, "behavior-config.xml", "Behaviors"},        {7, 1, "user-config.xml", "userconfig"},
       {5, 5, "resource-config.xml", "Resources"},        {7, 5, "user-config.xml", "Resources"},
       {7, 1, "user-config.xml", "UserConfigs"},          {7, 1, "user-config.xml", "User"}};
+  int const others = XmlConfigSource::_instance_count;
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.file) + " " + c.top);
     TemporaryDirectory const directory;
     write_file(directory.path(c.file), std::string("<") + c.top + "/>");
     XmlConfigSource source;
     EXPECT_EQ(source.get_config_root(), 0);
+    EXPECT_EQ(XmlConfigSource::_instance_count, others + 1);
     auto const asked = static_cast<IConfigSource::ConfigRoot>(c.asked);
     EXPECT_EQ(source.init_source(asked, directory.path().c_str()), RESULT_SUCCESS);
     EXPECT_EQ(source.get_config_root(), c.found);
@@ -228,6 +230,17 @@ TEST(XmlConfigSource, RepositoriesAreOpenedOnceAndNeverWritten) {
   EXPECT_EQ(log.take().size(), 2u); // the directory and the current one
 }
 
+TEST(XmlConfigSource, EditsThatCannotBeWrittenStayInMemory) {
+  XmlConfigSource source;
+  source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, "/nowhere/file.xml", "R");
+  std::string name, text;
+  void const *const top = source.find_first(nullptr, &name);
+  EXPECT_EQ(source.create_key(top, "K", true), nullptr);
+  EXPECT_NE(source.find_first(top, &name), nullptr);
+  EXPECT_EQ(source.set_value(top, "v", "1", true), RESULT_IO_ERROR);
+  EXPECT_EQ(source.delete_value(source.find_next_value(top, &name, &text)), RESULT_IO_ERROR);
+}
+
 TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("a%41b.xml"); // a name, no address
@@ -245,7 +258,8 @@ TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
     SCOPED_TRACE(std::to_string(c.mode) + (c.root == nullptr ? "" : c.root));
     auto const mode = static_cast<XmlConfigSource::CreateFilePath>(c.mode);
     EXPECT_EQ(source.create_source(mode, path.c_str(), c.root), c.result);
-    EXPECT_EQ(log.take().size(), c.warnings);
+    EXPECT_EQ(log.take(),
+              Lines(c.warnings, "WARN  - Failed to create new root node in '" + path + "'"));
     EXPECT_EQ(source.commit(), c.result == RESULT_SUCCESS ? RESULT_SUCCESS : RESULT_FAILURE);
   }
   EXPECT_EQ(source.get_config_root(), IConfigSource::CONFIG_ROOT_NONE);
