@@ -158,6 +158,7 @@ TEST(Path, FormsOfPaths) {
     EXPECT_EQ(Platform::is_absolute_path(c.path), c.is_absolute);
     EXPECT_EQ(Platform::native_path(c.path), ON_WINDOWS && c.path != nullptr ? c.path : c.native);
   }
+  EXPECT_STREQ(Platform::get_line_delimiter(), "\r\n");
   std::string const beyond_the_system(100000, 'x');
   EXPECT_EQ(Platform::native_path(beyond_the_system.c_str()), beyond_the_system);
 }

@@ -50,6 +50,7 @@ TEST(Mutex, IsWaitedForNoLongerThanTold) {
     EXPECT_EQ(ReleaseMutex(mutex), TRUE);
     EXPECT_EQ(CloseHandle(mutex), TRUE);
   }
+  EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
 }
 
 TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {

@@ -4,6 +4,7 @@
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
 
@@ -17,6 +18,7 @@ TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
   TemporaryDirectory const directory;
   std::string const prefix = directory.path(""), file = prefix + "file", other = prefix + "other";
   write_file(file, "old");
+  auto const contents = provide_registry("\"DataPath\"=\"a text that needs memory of its own\"\n");
   std::string text;
   std::vector<std::string> names;
   std::function<unsigned long()> const operations[] = {
@@ -81,6 +83,13 @@ TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   EXPECT_GE(elapsed_ms + 1, elapsed_s * 1e3 - 1);
   EXPECT_GE(elapsed_us + 1, elapsed_ms * 1e3 - 1e3);
   EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
+}
+
+TEST(Process, StartsAndEndsNoOther) {
+  int process = 7;
+  EXPECT_EQ(Platform::kill(0), RESULT_FAILURE);
+  EXPECT_EQ(Platform::spawn("true", &process), RESULT_FAILURE);
+  EXPECT_EQ(process, 7);
 }
 
 TEST(Process, StandardErrorTakesBytes) {

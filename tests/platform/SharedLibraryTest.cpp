@@ -117,7 +117,9 @@ TEST(SharedLibrary, IsFoundAlongThePathOfOneLoad) {
 
 TEST(SharedLibrary, GoesFromStateToState) {
   void *address = &address;
-  Library const library = make_library("plugin", TEST_PLUGINS "/first");
+  Library const library = make_library("plugin", TEST_PLUGINS "/second");
+  library->clear_search_path();
+  library->add_search_path(TEST_PLUGINS "/first");
   EXPECT_EQ(library->get_symbol("plugin_place", &address), RESULT_INVALID_STATE);
   EXPECT_EQ(address, &address);
   EXPECT_EQ(library->unload(), RESULT_SUCCESS);
@@ -127,6 +129,7 @@ TEST(SharedLibrary, GoesFromStateToState) {
     EXPECT_TRUE(library->is_loaded());
     EXPECT_EQ(library->set_name(nullptr), RESULT_INVALID_STATE);
     EXPECT_STREQ(library->get_name(), "plugin");
+    EXPECT_EQ(place_of(*library), "first");
     EXPECT_EQ(library->get_symbol("plugin_place", nullptr), RESULT_INVALID_ARGUMENT);
     for (char const *symbol : {static_cast<char const *>(nullptr), "", "missing", "getenv"}) {
       address = &address;

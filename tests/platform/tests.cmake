@@ -28,8 +28,8 @@ if(NOT WIN32)
             "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
   # Sources of the library whose behaviour no public operation reaches: they are hidden in the
   # library, so the program compiles its own copy. On Windows they are the system's own calls.
-  foreach(source descriptor environment error fork handle mutex named_mutex registry_file
-                 shareable_lock wait)
+  foreach(source descriptor environment error fork handle mutex named_mutex path
+                 registry_file shareable_lock wait)
     target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/winapi/${source}.cpp")
   endforeach()
 endif()

@@ -4,6 +4,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
@@ -149,6 +150,7 @@ TEST(Path, CurrentDirectoryOfAnyLength) {
     std::string current, absolute = "stale";
     EXPECT_EQ(Platform::get_current_directory(&current), RESULT_SUCCESS);
     EXPECT_EQ(current, path);
+    EXPECT_EQ(GetCurrentDirectoryA(DWORD(length), current.data()), length + 1) << "no room for it";
     bool const is_short = length < 260; // MAX_PATH, the end of the text included
     EXPECT_EQ(Platform::make_absolute_path("a", &absolute), is_short);
     EXPECT_EQ(absolute, is_short ? path + "\\a" : "stale");

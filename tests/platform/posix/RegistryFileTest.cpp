@@ -37,8 +37,6 @@ TEST(RegistryFile, Values) {
       {"\"name\"=dword:0000002a", forty_two},
       {"\"name\"=hex(4):2a,00,00,00", forty_two},
       {"\"name\"=hex:01,\\\n  02,\\\r\n\t03", "3:\x01\x02\x03"},
-      {"\"name\"=hex(1):41,42", "1:AB"},
-      {"\"name\"=hex(2):41,00", "2:A\0"s},
       {"\"name\"=hex:", "3:"},
       {"\"name\"=\"first\"\n\"name\"=dword:2a", forty_two},
       {"\"name\"=dword:2a\n\"name\"=-", ""},

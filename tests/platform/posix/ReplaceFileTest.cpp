@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -166,12 +167,15 @@ TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
     struct stat const old = status_of(path);
     unsigned long result = RESULT_FAILURE;
     bool is_directory = false; // that the failing call opens
+    int error = 0;
     unsigned int const calls = judge_system_calls(
         [&] { result = replace(directory.path("link"), "new"); },
         [&](unsigned int index, SystemCall const &call) {
           bool const opens = call.number == SYS_openat && (call.arguments[2] & O_DIRECTORY) != 0;
           is_directory = is_directory || (index == count && opens);
-          return Verdict{index == count ? EIO : 0};
+          int const failure = call.number == SYS_write ? EFBIG : EIO;
+          error = index == count ? failure : error;
+          return Verdict{index == count ? error : 0};
         });
     has_failed = count < calls;
     bool const is_new = read_file(path) == "new";
@@ -182,7 +186,7 @@ TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
     EXPECT_EQ(count_entries(directory.path()), 2);
     std::vector<std::string> const lines = log.take();
     EXPECT_EQ(lines, result == RESULT_SUCCESS ? decltype(lines)()
-                                              : decltype(lines){message + "Input/output error"});
+                                              : decltype(lines){message + std::strerror(error)});
   }
   EXPECT_EQ(unflushed, 1) << "the directory, after the rename";
 }
