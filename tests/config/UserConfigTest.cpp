@@ -16,7 +16,7 @@ namespace {
 
 using namespace Ostrel;
 
-// Prints what an argument gives: `key`, `key=text` (set) or `key!text` (set and commit).
+// Reads (`key`), sets (`key=text`) or sets and commits (`key!text`), and prints the outcome.
 void use(std::string const &argument) {
   std::size_t const at = argument.find_first_of("=!");
   std::string const key = argument.substr(0, at);

@@ -71,7 +71,7 @@ TEST(ConditionVariable, WhoIsGoneTakesNoWakeUp) {
   auto waiter = start_waiter(*condition);
   EXPECT_TRUE(condition->signal());
   EXPECT_TRUE(first.get());
-  condition->lock_mutex(); // elsewhere than on Windows, who is released sleeps on until it is free
+  condition->lock_mutex(); // except on Windows, a released waiter sleeps until the mutex is free
   EXPECT_TRUE(ON_WINDOWS || condition->signal());
   EXPECT_TRUE(ended->stop());
   EXPECT_TRUE(ended->wait_for_exit(OVRA_INFINITE));

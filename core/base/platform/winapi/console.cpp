@@ -215,17 +215,15 @@ void Console::leave() noexcept {
 }
 
 // A handler in another thread may be about to switch the terminal, by the descriptor that is closed
-// next: it is waited for, for some microseconds, and what it may have done is undone.
+// next: waits some microseconds for its end, and then restores the terminal once more.
 void Console::finish() noexcept {
   restore();
   process_ = 0;
   while (handlers_ > 0) {
     sched_yield();
   }
-  is_switched_ = false;
-  if (!is_in_background(descriptor_.get())) {
-    tcsetattr(descriptor_.get(), TCSANOW, &before_);
-  }
+  is_switched_ = true;
+  restore();
 }
 
 bool Console::has_key() noexcept {
