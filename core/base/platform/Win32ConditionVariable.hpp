@@ -12,8 +12,9 @@ namespace Ostrel {
 ///
 /// Each waiter has an event of its own, in the order of their coming: so a wake-up reaches the
 /// waiter that it was meant for, however long that takes to wake, and a waiter that times out or is
-/// terminated is taken from the row. Making one never fails; without the system's mutexes every
-/// wait ends at once with false.
+/// terminated is taken from the row. A thread that is terminated after its release, while it waits
+/// for the mutex, takes the wake-up with it. Making one never fails; without the system's mutexes
+/// every wait ends at once with false.
 class OSTBASE_API Win32ConditionVariable : public IConditionVariable {
 public:
   Win32ConditionVariable();
