@@ -18,7 +18,8 @@ using Lines = std::vector<std::string>;
 constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
 
 TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
-  LoadedSource const one("<R v='1' w='2'>t<D n='a'>x</D><!-- c --><E/><D n='b'/><D/>u</R>");
+  LoadedSource const one(
+      "<R v='1' w='2'>t<D n='a'>x</D><!-- c --><E/><D n='b'/><D/><?p i?><![CDATA[]]>u</R>");
   std::string name, all;
   void const *const top = one.source.find_first(nullptr, &all);
   EXPECT_EQ(one.source.find_next(top, &name), nullptr);
@@ -28,12 +29,22 @@ TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
     all += " " + name + one.values(key);
   }
   EXPECT_EQ(all, "R[=txu][v=1][w=2] D[=x][n=a] E[=] D[=][n=b] D[=]");
-  std::pair<int, char const *> const cases[] = {
-      {-1, ""}, {0, "[=x][n=a]"}, {1, "[=][n=b]"}, {2, "[=]"}, {3, ""}};
-  for (auto const &[index, values] : cases) {
-    EXPECT_EQ(one.values(one.source.find_indexed_sub_key(top, "D", index)), values) << index;
+  struct {
+    char const *name;
+    int index;
+    char const *values;
+  } const cases[] = {
+      {"D", -1, ""},       {"D", 0, "[=x][n=a]"}, {"D", 1, "[=][n=b]"},
+      {"D", 2, "[=]"},     {"D", 3, ""},          {"text", 0, "[=t]"},
+      {"text", 1, "[=u]"}, {"text", 2, ""},       {"comment", 0, "[= c ]"},
+      {"p", 0, "[=i]"},
+  };
+  for (auto const &[sub_name, index, values] : cases) {
+    EXPECT_EQ(one.values(one.source.find_indexed_sub_key(top, sub_name, index)), values)
+        << sub_name << index;
   }
-  EXPECT_EQ(one.source.find_indexed_sub_key(top, "text", 0), nullptr); // the parser's own name
+  void const *const comment = one.source.find_indexed_sub_key(top, "comment", 0);
+  EXPECT_EQ(one.source.find_indexed_sub_key(comment, "text", 0), nullptr);
 }
 
 TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {

@@ -105,6 +105,10 @@ xmlNode *as_node(void const *handle) {
   return static_cast<xmlNode *>(const_cast<void *>(handle)); // the parser's tree knows no const
 }
 
+bool is_attribute(xmlNode const *node) {
+  return node->type == XML_ATTRIBUTE_NODE;
+}
+
 bool is_element(xmlNode const *node) {
   return node->type == XML_ELEMENT_NODE;
 }
@@ -771,14 +775,17 @@ void const *report_key(xmlNode *node, std::string *name) {
   return node;
 }
 
-// Writes all text inside an element or an attribute; false when it cannot be had.
+// Writes all text inside an element or an attribute, or that of a text, a comment or an
+// instruction; false when it cannot be had.
 bool read_content(xmlNode *node, std::string *text) {
   xmlNode const *first = node->children;
-  if (first == nullptr) {
+  if (first == nullptr && (is_element(node) || is_attribute(node))) {
     text->clear();
     return true;
   }
-  if (first->type == XML_TEXT_NODE && first->next == nullptr) { // nearly always: spares a copy
+  bool const is_one_text =
+      first != nullptr && first->type == XML_TEXT_NODE && first->next == nullptr;
+  if (is_one_text) { // nearly always: spares a copy
     *text = plain(first->content);
     return true;
   }
@@ -808,6 +815,11 @@ xmlAttr *find_attribute(xmlNode const &element, char const *name) {
     attribute = attribute->next;
   }
   return attribute;
+}
+
+// Whether a child of any kind has that name: a CDATA section has none.
+bool has_name(xmlNode const &child, char const *name) {
+  return child.name != nullptr && std::strcmp(plain(child.name), name) == 0;
 }
 
 int count_attributes(xmlNode const &element) {
@@ -1262,8 +1274,12 @@ void const *XmlConfigSource::find_next_value(void const *value, std::string *nam
     return nullptr;
   }
   xmlNode const *node = as_node(value);
-  xmlAttr *const next =
-      is_element(node) ? node->properties : reinterpret_cast<xmlAttr const *>(node)->next;
+  xmlAttr *next = nullptr;
+  if (is_element(node)) {
+    next = node->properties;
+  } else if (is_attribute(node)) {
+    next = reinterpret_cast<xmlAttr const *>(node)->next;
+  }
   return report_attribute(next, name, text);
 } catch (std::bad_alloc const &) {
   return nullptr;
@@ -1271,12 +1287,12 @@ void const *XmlConfigSource::find_next_value(void const *value, std::string *nam
 
 void const *XmlConfigSource::find_indexed_sub_key(void const *key, char const *name,
                                                   int index) const {
-  if (key == nullptr || name == nullptr || index < 0) {
+  if (key == nullptr || name == nullptr || index < 0 || !is_element(as_node(key))) {
     return nullptr;
   }
-  xmlNode *node = first_element(as_node(key)->children);
-  for (; node != nullptr; node = first_element(node->next)) {
-    if (std::strcmp(plain(node->name), name) == 0 && index-- == 0) {
+  xmlNode *node = as_node(key)->children;
+  for (; node != nullptr; node = node->next) {
+    if (has_name(*node, name) && index-- == 0) {
       break;
     }
   }
@@ -1285,9 +1301,10 @@ void const *XmlConfigSource::find_indexed_sub_key(void const *key, char const *n
 
 int XmlConfigSource::count_sub_keys(void const *key, char const *name) const noexcept {
   int count = 0;
-  xmlNode const *node = first_element(as_node(key)->children);
-  for (; node != nullptr; node = first_element(node->next)) {
-    count += std::strcmp(plain(node->name), name) == 0 ? 1 : 0;
+  if (is_element(as_node(key))) {
+    for (xmlNode const *node = as_node(key)->children; node != nullptr; node = node->next) {
+      count += has_name(*node, name) ? 1 : 0;
+    }
   }
   return count;
 }
@@ -1307,7 +1324,7 @@ bool XmlConfigSource::get_value_data(void const *value, std::string *name, std::
   if (value == nullptr || name == nullptr || text == nullptr) {
     return false;
   }
-  if (!is_element(as_node(value))) {
+  if (is_attribute(as_node(value))) {
     return report_attribute(reinterpret_cast<xmlAttr *>(as_node(value)), name, text) != nullptr;
   }
   if (!read_content(as_node(value), text)) {
@@ -1440,7 +1457,7 @@ unsigned long XmlConfigSource::delete_value(void const *value) {
     return RESULT_ACQUISITION_ERROR;
   }
   xmlNode *const node = as_node(value);
-  if (node == nullptr || node->type != XML_ATTRIBUTE_NODE ||
+  if (node == nullptr || !is_attribute(node) ||
       xmlRemoveProp(reinterpret_cast<xmlAttr *>(node)) != 0) {
     return RESULT_FAILURE;
   }

@@ -99,7 +99,8 @@ public:
                                std::string *text) const override;
   void const *find_next_value(void const *value, std::string *name,
                               std::string *text) const override;
-  /// Counts elements alone: comments and texts have no name that anybody could ask for.
+  /// Counts children of every kind: a text has the name "text", a comment the name "comment", a
+  /// processing instruction its target. Such a child has a text value, which cannot be edited.
   void const *find_indexed_sub_key(void const *key, char const *name, int index) const override;
   bool get_key_name(void const *key, std::string *name) const override;
   /// A text value has the empty name.
