@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include <dlfcn.h>
 #include <pthread.h>
@@ -50,15 +51,15 @@ Holdings look() {
           count_entries("/proc/self/fd"), count_entries("/proc/self/task")};
 }
 
-// Whether each signal still does what it does in a program without the library.
-bool are_signals_default() {
+// What each signal does; the program may have been started with one ignored.
+std::vector<sighandler_t> signal_handlers() {
+  std::vector<sighandler_t> handlers;
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     struct sigaction action = {};
-    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_DFL) {
-      return false;
-    }
+    sigaction(signal, nullptr, &action);
+    handlers.push_back(action.sa_handler);
   }
-  return true;
+  return handlers;
 }
 
 template <typename Function> Function *symbol(void *library, char const *name) {
@@ -124,6 +125,7 @@ bool is_used_in_child(Loaded const &loaded) {
 
 void load_and_unload(Torture &torture, unsigned int round) {
   alarm(HANG_S);
+  std::vector<sighandler_t> const handlers = signal_handlers();
   void *const library = dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_LOCAL);
   void *const plugin = dlopen(PLUGIN_FILE, RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr || plugin == nullptr) {
@@ -150,7 +152,7 @@ void load_and_unload(Torture &torture, unsigned int round) {
   if (dlopen(LIBRARY_FILE, RTLD_NOW | RTLD_NOLOAD) != nullptr) {
     torture.fault("round %u: the library stays", round);
   }
-  if (!are_signals_default()) {
+  if (signal_handlers() != handlers) {
     torture.fault("round %u: a signal's handler is left behind", round);
   }
 }
