@@ -19,7 +19,7 @@ constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
 
 TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
   LoadedSource const one(
-      "<R v='1' w='2'>t<D n='a'>x</D><!-- c --><E/><D n='b'/><D/><?p i?><![CDATA[]]>u</R>");
+      "<R v='1' w='2'>t<D n='a'>x</D><!-- c --><E/><D n='b'/><D/><?p i?><?q?><![CDATA[]]>u</R>");
   std::string name, all;
   void const *const top = one.source.find_first(nullptr, &all);
   EXPECT_EQ(one.source.find_next(top, &name), nullptr);
@@ -37,7 +37,7 @@ TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
       {"D", -1, ""},       {"D", 0, "[=x][n=a]"}, {"D", 1, "[=][n=b]"},
       {"D", 2, "[=]"},     {"D", 3, ""},          {"text", 0, "[=t]"},
       {"text", 1, "[=u]"}, {"text", 2, ""},       {"comment", 0, "[= c ]"},
-      {"p", 0, "[=i]"},
+      {"p", 0, "[=i]"},    {"q", 0, "[=]"},
   };
   for (auto const &[sub_name, index, values] : cases) {
     EXPECT_EQ(one.values(one.source.find_indexed_sub_key(top, sub_name, index)), values)

@@ -776,10 +776,11 @@ void const *report_key(xmlNode *node, std::string *name) {
 }
 
 // Writes all text inside an element or an attribute, or that of a text, a comment or an
-// instruction; false when it cannot be had.
+// instruction; false without memory.
 bool read_content(xmlNode *node, std::string *text) {
   xmlNode const *first = node->children;
-  if (first == nullptr && (is_element(node) || is_attribute(node))) {
+  bool const has_children_only = is_element(node) || is_attribute(node);
+  if (first == nullptr && (has_children_only || node->content == nullptr)) {
     text->clear();
     return true;
   }
