@@ -779,8 +779,8 @@ void const *report_key(xmlNode *node, std::string *name) {
 // instruction; false without memory.
 bool read_content(xmlNode *node, std::string *text) {
   xmlNode const *first = node->children;
-  bool const has_children_only = is_element(node) || is_attribute(node);
-  if (first == nullptr && (has_children_only || node->content == nullptr)) {
+  bool const keeps_text_in_children = is_element(node) || is_attribute(node);
+  if (first == nullptr && (keeps_text_in_children || node->content == nullptr)) {
     text->clear();
     return true;
   }
