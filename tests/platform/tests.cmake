@@ -23,14 +23,14 @@ if(NOT WIN32)
             platform/posix/MutexProcessTest.cpp
             platform/posix/RegistryFileTest.cpp
             platform/posix/ReplaceFileTest.cpp
-            platform/posix/ShareableLockTest.cpp
             platform/posix/ThreadEndTest.cpp
             "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
   # Sources of the library whose behaviour no public operation reaches: they are hidden in the
   # library, so the program compiles its own copy. On Windows they are the system's own calls.
-  foreach(source descriptor environment error fork handle mutex named_mutex path
-                 registry_file shareable_lock wait)
-    target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/winapi/${source}.cpp")
+  foreach(source posix/fork process/AtFork process/ProcessMutex process/Rundown winapi/clock winapi/descriptor
+                 winapi/environment winapi/error winapi/handle winapi/mutex winapi/named_mutex
+                 winapi/path winapi/registry_file winapi/wait)
+    target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/${source}.cpp")
   endforeach()
 endif()
 

@@ -5,20 +5,14 @@
 #include "core/base/config/NumberText.hpp"
 #include "core/base/config/SourceLock.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
-#include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
-#include "core/base/platform/ForkLocks.hpp"
-#include "core/base/platform/IMutex.hpp"
-#include "core/base/platform/Platform.hpp"
-#include "core/base/platform/Visits.hpp"
+#include "core/base/platform/process/ProcessLock.hpp"
 
-#include <atomic>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <optional>
 
@@ -28,97 +22,22 @@ namespace {
 
 ClassCategory category("Ostrel.Core.Base.Configuration");
 
-// The lock of all facades: made by the first one, gone when the library is unloaded. Who comes
-// later does not get it.
-std::atomic<IMutex *> configuration_mutex{nullptr};
-Visits mutex_users(Visits::FACADES);
-
-class ConfigurationMutexEnd {
-public:
-  ConfigurationMutexEnd() = default;
-  ConfigurationMutexEnd(ConfigurationMutexEnd const &) = delete;
-  ConfigurationMutexEnd &operator=(ConfigurationMutexEnd const &) = delete;
-  ~ConfigurationMutexEnd() {
-    if (!mutex_users.close()) {
-      return;
-    }
-    IMutex const *const mutex = configuration_mutex.exchange(nullptr);
-    if (ForkLocks::wait_for_all()) {
-      delete mutex;
-    }
-  }
-};
-
-IAcquirable *take_mutex() {
-  return ForkLocks::acquire(configuration_mutex);
-}
-
-void forget_other_users() {
-  mutex_users.forget_others();
-}
-
-constexpr ForkLocks::Lock FORK_LOCK = {take_mutex, ForkLocks::release, forget_other_users};
-
-ConfigurationMutexEnd &mutex_end() {
-  static ConfigurationMutexEnd instance;
-  ForkLocks::add(ForkLocks::CONFIGURATION, FORK_LOCK);
-  return instance;
-}
-
-// From the load on, so that facades work in all destructors of the program.
-[[maybe_unused]] ConfigurationMutexEnd &built_at_load = mutex_end();
-
-// For a visitor: null as long as there is no memory for it.
-IMutex *get_configuration_mutex() {
-  IMutex *mutex = configuration_mutex.load(std::memory_order_acquire);
-  if (mutex != nullptr) {
-    return mutex;
-  }
-  std::unique_ptr<IMutex> made(Platform::create_mutex(true));
-  if (configuration_mutex.compare_exchange_strong(mutex, made.get())) {
-    mutex = made.release(); // owned by the variable now
-  }
-  return mutex;
-}
-
-class ConfigurationLock {
-public:
-  ConfigurationLock()
-      : visit_(mutex_users), mutex_(visit_ ? get_configuration_mutex() : nullptr), lock_(mutex_),
-        // The second attempt follows an owner that ended inside: the first one only tells of it.
-        is_held_(lock_.acquire()) {}
-
-  explicit operator bool() const noexcept { return is_held_; }
-  bool lacks_memory() const noexcept { return visit_ && mutex_ == nullptr; }
-
-private:
-  Visit visit_; // first: until the lock is released
-  IMutex *mutex_;
-  AcquirableLock lock_;
-  bool is_held_;
-};
-
-// Holds the lock of all facades, and then that of all XML sources where the source is one, from the
-// look-up of an operation to the end of its use. At the end of the library, when the facades' lock
-// is gone, an operation on a handle goes on under the source's lock.
+// Holds the mutex of all facades, and then that of all XML sources if the source is one, from the
+// look-up of an operation to the end of its use.
 class FacadeLock {
 public:
-  // @param source  null for one of another class, which is free to lock itself.
+  // @param source  null for one of another class, which does its own locking.
   explicit FacadeLock(XmlConfigSource const *source) {
     if (source != nullptr) {
       source_.emplace();
     }
   }
 
-  // False when the lock of the facades is not held.
+  // False when the mutex of the facades is not held.
   explicit operator bool() const noexcept { return static_cast<bool>(facades_); }
 
-  bool lacks_memory() const noexcept {
-    return facades_.lacks_memory() || (source_ && !*source_); // an existing mutex is acquired
-  }
-
 private:
-  ConfigurationLock facades_;
+  ProcessLock facades_{ProcessMutex::CONFIGURATION};
   std::optional<SourceLock> source_;
 };
 
@@ -212,19 +131,10 @@ unsigned long get_number(Configuration const &configuration, Number *out, Place.
 class Configuration::Lock : public FacadeLock {
 public:
   explicit Lock(Configuration const &facade)
-      : FacadeLock(XmlConfigSource::exactly(*facade.source_)) {
-    if (lacks_memory()) {
-      throw std::bad_alloc();
-    }
-  }
+      : FacadeLock(XmlConfigSource::exactly(*facade.source_)) {}
 };
 
-Configuration::Configuration(IConfigSource &source) : source_(&source) {
-  mutex_end(); // before whatever the caller is making
-  if (Visit const visit(mutex_users); visit) {
-    get_configuration_mutex();
-  }
-}
+Configuration::Configuration(IConfigSource &source) : source_(&source) {}
 
 Configuration::~Configuration() = default;
 

@@ -2,32 +2,29 @@
 #include "core/base/config/UserConfig.hpp"
 
 #include "core/base/config/Configuration.hpp"
+#include "core/base/config/SettingCache.hpp"
+#include "core/base/config/SettingKey.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
-#include "core/base/foundation/AcquirableLock.hpp"
-#include "core/base/foundation/AcquirableMap.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
-#include "core/base/platform/ForkLocks.hpp"
 #include "core/base/platform/SystemProperty.hpp"
-#include "core/base/platform/Visits.hpp"
+#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/Rundown.hpp"
 
-#include <atomic>
 #include <cstddef>
 #include <functional>
-#include <list>
 #include <map>
 #include <memory>
 #include <new>
 #include <optional>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 
 namespace Ostrel {
 
-// Tells a key that is not there from one that nobody can look for, which a handle would not say.
+// Tells a key that does not exist from one that cannot be looked up, which a handle would not say.
 class KeyLookUp {
 public:
   // Null when there is no such key. Throws std::bad_alloc without memory.
@@ -40,77 +37,12 @@ namespace {
 
 ClassCategory category("Ostrel.Core.Base.UserConfig");
 
-struct FullKey {
-  std::string path; // of the key
-  std::string name; // of its value
-};
-
-// Splits at the last '/'; nothing when the text is no full key.
-std::optional<FullKey> split_full_key(std::string_view text) {
-  std::size_t const first = text.find('/'), last = text.rfind('/');
-  bool const is_well_formed = first != text.npos && first != 0 && first != last &&
-                              last + 1 != text.size() && text.find("//") == text.npos;
-  if (!is_well_formed) {
-    return std::nullopt;
-  }
-  return FullKey{std::string(text.substr(0, last)), std::string(text.substr(last + 1))};
-}
-
-// What was asked for, with its hash, which is computed before the lock is taken.
-struct Question {
-  explicit Question(std::string_view key) : text(key), hash(std::hash<std::string_view>()(key)) {}
-
-  bool operator==(Question const &other) const { return text == other.text; }
-
-  std::string_view text;
-  std::size_t hash;
-};
-
-struct HashOfQuestion {
-  std::size_t operator()(Question const &question) const noexcept { return question.hash; }
-};
-
-using Values = std::map<std::string, std::string>;
-using Cache = AcquirableMap<std::string, Values>;
-
-// Calls that come after the end of the settings, from destructors of others, are not let in.
-Visits settings_users(Visits::SETTINGS);
-
-// The settings of the process. Every operation needs the lock of `cache()` held.
+// The settings of the process. Every operation needs ProcessMutex::USER_CONFIGURATION.
 class Settings {
 public:
-  // The source comes first, and with it all that its destructor needs: it outlives the facade. A
-  // facade comes before the end of the settings is ordered, and so its lock outlives them.
-  Settings() {
-    Configuration const facade(source_);
-    cache();
-  }
-  Settings(Settings const &) = delete;
-  Settings &operator=(Settings const &) = delete;
-  ~Settings() {
-    Cache const *const cache = cache_.exchange(nullptr);
-    if (ForkLocks::wait_for_all()) {
-      delete cache;
-    }
-  }
-
-  // Whose lock is that of the settings. Needs no lock; null as long as there is no memory for it.
-  Cache *cache() {
-    Cache *cache = cache_.load(std::memory_order_acquire);
-    if (cache != nullptr) {
-      return cache;
-    }
-    std::unique_ptr<Cache> made(new (std::nothrow) Cache);
-    bool const is_lockable = made != nullptr && made->is_ok();
-    if (is_lockable && cache_.compare_exchange_strong(cache, made.get())) {
-      cache = made.release(); // owned by the variable now
-    }
-    return cache;
-  }
-
   // Loads the file and the aliases at the first call. If that fails for a reason that may go away
-  // (the file cannot be read at this moment, no memory, for which std::bad_alloc may be thrown, or
-  // no lock), nothing is kept, and the next call begins anew.
+  // (the file cannot be read at this moment, or no memory, for which std::bad_alloc may be thrown),
+  // nothing is kept, and the next call begins anew.
   unsigned long set_up() {
     if (aliases_are_loaded_) {
       return RESULT_SUCCESS;
@@ -134,81 +66,22 @@ public:
     return RESULT_SUCCESS;
   }
 
-  // Nothing, with a warning, when the key is malformed or its alias unknown.
-  std::optional<FullKey> resolve(std::string_view key) const {
-    std::string_view full_key = key;
-    if (!key.empty() && key.front() == '$') {
-      auto const alias = aliases_.find(std::string(key.substr(1)));
-      full_key = alias == aliases_.end() ? std::string_view() : alias->second;
+  // The full key behind an alias with its '$', and any other key itself; empty for an unknown
+  // alias.
+  std::string_view resolve(std::string_view key) const {
+    if (key.empty() || key.front() != '$') {
+      return key;
     }
-    std::optional<FullKey> split = split_full_key(full_key);
-    if (!split) {
-      category().warn("Malformed key + value. Valid keys should be of the form "
-                      "root/key(1..n)/value");
-    }
-    return split;
-  }
-
-  // The answer to the same question before; null when there was none.
-  std::string const *find_answer(Question const &question) const {
-    auto const found = answers_.find(question);
-    return found == answers_.end() ? nullptr : found->second;
-  }
-
-  std::string const *find_cached(FullKey const &key) const {
-    Cache const &cache = *cache_.load(std::memory_order_relaxed);
-    auto const values = cache.find(key.path);
-    if (values == cache.end()) {
-      return nullptr;
-    }
-    auto const value = values->second.find(key.name);
-    return value == values->second.end() ? nullptr : &value->second;
-  }
-
-  // A cache entry, allocated before the commit so that `keep` cannot fail; not in the cache before.
-  class CacheEntry {
-  public:
-    CacheEntry(FullKey const &key, std::string text) {
-      std::map<std::string, Values> made;
-      made[key.path].emplace(key.name, std::move(text));
-      key_ = made.extract(made.begin());
-    }
-
-    // Puts the text into the cache and returns its place.
-    std::string const *keep(Cache &cache) {
-      auto const known_key = cache.find(key_.key());
-      if (known_key == cache.end()) {
-        return &cache.insert(std::move(key_)).position->second.begin()->second;
-      }
-      Values &known = known_key->second, &made = key_.mapped();
-      auto const value = known.insert(made.extract(made.begin()));
-      if (!value.inserted) {
-        value.position->second.swap(value.node.mapped());
-      }
-      return &value.position->second;
-    }
-
-  private:
-    std::map<std::string, Values>::node_type key_; // with the one value
-  };
-
-  // Remembers where the answer to a question is.
-  void add_answer(Question const &question, std::string const *text) noexcept try {
-    if (find_answer(question) == nullptr) {
-      std::list<std::string> kept;
-      kept.emplace_back(question.text);
-      answers_.emplace(Question(kept.front()), text);
-      questions_.splice(questions_.end(), kept);
-    }
-  } catch (std::bad_alloc const &) {
-    // The next one who asks takes the long way.
+    auto const alias = aliases_.find(key.substr(1));
+    return alias == aliases_.end() ? std::string_view() : alias->second;
   }
 
   bool is_available() const { return configuration_ != nullptr; }
   Configuration &configuration() { return *configuration_; }
+  SettingCache &cache() { return cache_; }
 
 private:
-  using Aliases = std::map<std::string, std::string>;
+  using Aliases = std::map<std::string, std::string, std::less<>>;
 
   unsigned long load_file(Configuration &configuration) {
     std::string path;
@@ -258,42 +131,25 @@ private:
   std::unique_ptr<Configuration> configuration_; // null until the first call, and without a file
   bool aliases_are_loaded_ = false;
   Aliases aliases_;
-  std::atomic<Cache *> cache_{nullptr}; // by key path and value name; nothing is ever taken out
-  std::list<std::string> questions_;
-  // From questions_ to cache_.
-  std::unordered_map<Question, std::string const *, HashOfQuestion> answers_;
+  SettingCache cache_; // by full key or alias; nothing is removed
 };
 
+// Torn down by SettingsEnd alone, if no thread is in a call.
 Settings &settings() {
   alignas(Settings) static std::byte storage[sizeof(Settings)];
   static Settings &instance = *new (storage) Settings;
   return instance;
 }
 
-// For as long as they are there, and without setting them up.
-IAcquirable *take_lock() {
-  Visit const visit(settings_users);
-  return ForkLocks::acquire(visit ? settings().cache() : nullptr);
-}
-
-void forget_other_users() {
-  settings_users.forget_others();
-}
-
-constexpr ForkLocks::Lock FORK_LOCK = {take_lock, ForkLocks::release, forget_other_users};
-
-// From the load on, so that the settings are there for all destructors of the program. Threads that
-// are in a call when the process ends keep them from going.
+// From the load on, so that the settings exist for all destructors of the program. Threads that are
+// in a call when the process ends keep them from being destroyed.
 class SettingsEnd {
 public:
-  SettingsEnd() {
-    settings();
-    ForkLocks::add(ForkLocks::USER_CONFIGURATION, FORK_LOCK);
-  }
+  SettingsEnd() { settings(); }
   SettingsEnd(SettingsEnd const &) = delete;
   SettingsEnd &operator=(SettingsEnd const &) = delete;
   ~SettingsEnd() {
-    if (settings_users.close()) {
+    if (Rundown::close(Rundown::SETTINGS)) {
       settings().~Settings();
     }
   }
@@ -306,30 +162,66 @@ SettingsEnd &settings_end() {
 
 [[maybe_unused]] SettingsEnd &built_at_load = settings_end();
 
-// Takes the lock of the settings and has them set up; holds nothing after their end.
+// Acquires the mutex of the settings and has them set up; holds nothing after their end.
 class SettingsLock {
 public:
-  SettingsLock() : visit_(settings_users), lock_(visit_ ? settings().cache() : nullptr) {
-    result_ = lock_.acquire() ? settings().set_up()
-                              : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
+  SettingsLock() {
+    result_ = inside_ && lock_ ? settings().set_up()
+                               : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
   }
 
-  // RESULT_SUCCESS when the settings can be used.
+  // RESULT_SUCCESS if the settings can be used.
   unsigned long result() const noexcept { return result_; }
 
 private:
-  Visit visit_; // first: until the lock is given back
-  AcquirableLock lock_;
+  RundownGuard inside_{Rundown::SETTINGS}; // first: until the mutex is released
+  ProcessLock lock_{ProcessMutex::USER_CONFIGURATION};
   unsigned long result_;
 };
 
-// What callers are told of a failure of the facade.
+// Nothing, with a warning, if the key is malformed or its alias unknown.
+std::optional<SettingKey> split(std::string_view full_key) {
+  std::optional<SettingKey> key = SettingKey::split(full_key);
+  if (!key) {
+    category().warn("Malformed key + value. Valid keys should be of the form "
+                    "root/key(1..n)/value");
+  }
+  return key;
+}
+
+// The result of an operation here for a failure of the facade.
 unsigned long refusal(unsigned long result) {
   return result == RESULT_OUT_OF_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_FAILURE;
 }
 
+// Looks up what has not been asked for before: `text` stays null without a settings file, and on
+// failure. Throws std::bad_alloc.
+unsigned long look_up(Settings &user, SettingCache::Query const &asked, std::string const **text) {
+  SettingCache::Query const full_key(user.resolve(asked.text));
+  std::optional<SettingKey> const parts = split(full_key.text);
+  if (!parts) {
+    return RESULT_FAILURE;
+  }
+  *text = user.cache().find(full_key);
+  if (*text == nullptr) {
+    if (!user.is_available()) {
+      return RESULT_SUCCESS;
+    }
+    std::string read;
+    unsigned long const result =
+        user.configuration().get_value(parts->path.c_str(), parts->name.c_str(), &read);
+    if (result != RESULT_SUCCESS) {
+      return refusal(result);
+    }
+    *text = user.cache().add(user.cache().prepare(full_key, std::move(read)));
+  }
+  user.cache().add_alias(asked, full_key);
+  return RESULT_SUCCESS;
+}
+
 // Throws std::bad_alloc without memory to look the key up.
-unsigned long commit_setting(Configuration &configuration, FullKey const &key, char const *text) {
+unsigned long commit_setting(Configuration &configuration, SettingKey const &key,
+                             char const *text) {
   char const *const path = key.path.c_str();
   bool const has_key =
       KeyLookUp::find(configuration, path) != nullptr || configuration.create_key(path) != nullptr;
@@ -345,35 +237,18 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
   if (value == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  Question const asked(key == nullptr ? "" : key);
+  SettingCache::Query const asked(key == nullptr ? "" : key);
   SettingsLock const lock;
   if (lock.result() != RESULT_SUCCESS) {
     return lock.result();
   }
-  Settings &user = settings();
-  if (std::string const *answer = user.find_answer(asked); answer != nullptr) {
-    *value = *answer;
-    return RESULT_SUCCESS;
+  std::string const *text = settings().cache().find(asked);
+  unsigned long const result = text == nullptr ? look_up(settings(), asked, &text)
+                                               : static_cast<unsigned long>(RESULT_SUCCESS);
+  if (text != nullptr) {
+    *value = *text;
   }
-  std::optional<FullKey> const full_key = user.resolve(asked.text);
-  if (!full_key) {
-    return RESULT_FAILURE;
-  }
-  std::string text;
-  if (std::string const *cached = user.find_cached(*full_key); cached != nullptr) {
-    text = *cached;
-  } else if (!user.is_available()) {
-    return RESULT_SUCCESS;
-  } else if (unsigned long const result = user.configuration().get_value(
-                 full_key->path.c_str(), full_key->name.c_str(), &text);
-             result != RESULT_SUCCESS) {
-    return refusal(result);
-  }
-  std::string const *const kept =
-      Settings::CacheEntry(*full_key, std::move(text)).keep(*user.cache());
-  user.add_answer(asked, kept);
-  *value = *kept;
-  return RESULT_SUCCESS;
+  return result;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -382,24 +257,26 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   if (text == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  Question const asked(key == nullptr ? "" : key);
+  SettingCache::Query const asked(key == nullptr ? "" : key);
   SettingsLock const lock;
   if (lock.result() != RESULT_SUCCESS) {
     return lock.result();
   }
-  Settings &user = settings();
-  std::optional<FullKey> const full_key = user.resolve(asked.text);
-  if (!full_key) {
+  SettingCache &cache = settings().cache();
+  SettingCache::Query const full_key(settings().resolve(asked.text));
+  std::optional<SettingKey> const parts = split(full_key.text);
+  if (!parts) {
     return RESULT_FAILURE;
   }
-  Settings::CacheEntry entry(*full_key, text);
-  if (commit && user.is_available()) {
-    unsigned long const result = commit_setting(user.configuration(), *full_key, text);
+  SettingCache::NewEntry entry = cache.prepare(full_key, text); // before the commit: it can fail
+  if (commit && settings().is_available()) {
+    unsigned long const result = commit_setting(settings().configuration(), *parts, text);
     if (result != RESULT_SUCCESS) {
       return result;
     }
   }
-  user.add_answer(asked, entry.keep(*user.cache()));
+  cache.add(std::move(entry));
+  cache.add_alias(asked, full_key);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

@@ -1094,7 +1094,6 @@ XmlConfigSource const *XmlConfigSource::exactly(IConfigSource const &source) noe
 
 XmlConfigSource::XmlConfigSource() {
   xml_source_class.store(class_mark<IConfigSource>(*this), std::memory_order_relaxed);
-  join_source_mutex();
   {
     LoggedSourceLock const lock;
     xmlIndentTreeOutput = 1;
@@ -1501,7 +1500,6 @@ XmlConfigSource::~XmlConfigSource() {
       _instance_count -= is_counted_ ? 1 : 0;
     }
   }
-  leave_source_mutex();
 }
 
 unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *file_name,

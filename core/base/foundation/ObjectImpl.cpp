@@ -2,51 +2,12 @@
 #include "core/base/foundation/ObjectImpl.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/foundation/RetryingLock.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 
 namespace Ostrel {
-
-namespace {
-
-// The mutex of SAFETY_GLOBAL, made at load; null while there is no memory for it. Never destroyed,
-// since threads may still count while the process ends: a library that is unloaded leaves it
-// behind.
-IMutex *shared_mutex() {
-  static std::atomic<IMutex *> mutex{nullptr};
-  IMutex *known = mutex.load(std::memory_order_acquire);
-  if (known == nullptr) {
-    std::unique_ptr<IMutex> made(Platform::create_mutex(true));
-    if (mutex.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel)) {
-      known = made.release();
-    }
-  }
-  return known;
-}
-
-[[maybe_unused]] IMutex *const made_at_load = shared_mutex();
-
-} // namespace
-
-// The lock of an object's mode, for the length of a block; not held if there is no mutex.
-class ObjectImpl::CountLock {
-public:
-  // The first attempt fails if a thread ended while holding the mutex.
-  explicit CountLock(ObjectImpl const &object)
-      : mutex_(object.mutex()),
-        is_held_(mutex_ != nullptr && (mutex_->acquire() || mutex_->acquire())) {}
-  CountLock(CountLock const &) = delete;
-  CountLock &operator=(CountLock const &) = delete;
-  ~CountLock() {
-    if (is_held_) {
-      mutex_->release();
-    }
-  }
-
-private:
-  IMutex *mutex_;
-  bool is_held_;
-};
 
 ObjectImpl::ThreadSafety ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY_NONE;
 
@@ -63,18 +24,18 @@ ObjectImpl::ObjectImpl(ThreadSafety thread_safety)
 }
 
 unsigned int ObjectImpl::add_ref() {
-  CountLock const lock(*this);
-  return add(1);
+  RetryingLock const lock(mutex());
+  return set_count(count() + 1);
 }
 
 unsigned int ObjectImpl::remove_ref() {
   {
-    CountLock const lock(*this);
-    if (count_.load(std::memory_order_relaxed) == 0) {
+    RetryingLock const lock(mutex());
+    if (count() == 0) {
       return 0;
     }
     // Unless this was the last owner, another thread may delete the object after the release.
-    if (unsigned int const left = add(-1U); left > 0) {
+    if (unsigned int const left = set_count(count() - 1); left > 0) {
       return left;
     }
   }
@@ -83,8 +44,8 @@ unsigned int ObjectImpl::remove_ref() {
 }
 
 unsigned int ObjectImpl::ref_count() {
-  CountLock const lock(*this);
-  return count_.load(std::memory_order_relaxed);
+  RetryingLock const lock(mutex());
+  return count();
 }
 
 unsigned long ObjectImpl::obtain_interface(unsigned long /*interface_id*/,
@@ -104,32 +65,21 @@ ObjectImpl::ThreadSafety ObjectImpl::get_default_thread_safety() noexcept {
 ObjectImpl::~ObjectImpl() = default;
 
 bool ObjectImpl::maybe_lock() {
-  IMutex *const locked = mutex();
-  return locked != nullptr ? locked->acquire() : !is_lockable();
+  IAcquirable *const locked = mutex();
+  return locked == nullptr || locked->acquire();
 }
 
 bool ObjectImpl::maybe_unlock() {
-  IMutex *const locked = mutex();
-  return locked != nullptr ? locked->release() : !is_lockable();
+  IAcquirable *const locked = mutex();
+  return locked == nullptr || locked->release();
 }
 
-bool ObjectImpl::is_lockable() const noexcept {
-  return thread_safety_ == SAFETY_GLOBAL || thread_safety_ == SAFETY_PER_OBJECT;
-}
-
-// Null in SAFETY_NONE, and without memory.
-IMutex *ObjectImpl::mutex() const {
-  return thread_safety_ == SAFETY_GLOBAL ? shared_mutex() : mutex_.get();
-}
-
-// Returns the new count. The lock may not be held for lack of a mutex, so that the step is atomic.
-unsigned int ObjectImpl::add(unsigned int difference) noexcept {
-  if (is_lockable()) {
-    return count_.fetch_add(difference, std::memory_order_acq_rel) + difference;
+// Null in SAFETY_NONE.
+IAcquirable *ObjectImpl::mutex() const {
+  if (thread_safety_ == SAFETY_NONE || mutex_ != nullptr) {
+    return mutex_.get();
   }
-  unsigned int const count = count_.load(std::memory_order_relaxed) + difference;
-  count_.store(count, std::memory_order_relaxed);
-  return count;
+  return &ProcessMutex::of(ProcessMutex::OBJECTS);
 }
 
 } // namespace Ostrel

@@ -9,6 +9,7 @@
 
 namespace Ostrel {
 
+class IAcquirable;
 class IMutex;
 
 /// Counts the owners of an object. Made with `new`; the creator is the first owner.
@@ -22,8 +23,8 @@ public:
     SAFETY_PER_OBJECT = 3 ///< By a mutex of the object's own.
   };
 
-  /// Makes an object that its creator owns. If there is no memory for the mode's mutex, the count
-  /// is right all the same, but `maybe_lock` returns false.
+  /// Makes an object that its creator owns. If there is no memory for its own mutex, an object of
+  /// `SAFETY_PER_OBJECT` is protected by the shared one.
   explicit ObjectImpl(ThreadSafety thread_safety = SAFETY_DEFAULT);
   ObjectImpl(ObjectImpl const &) = delete;
   ObjectImpl &operator=(ObjectImpl const &) = delete;
@@ -58,8 +59,8 @@ protected:
 
   /// Acquires the lock of the object's mode, so that other threads cannot change the count. The
   /// owner may acquire it again. In `SAFETY_NONE` does nothing and returns true.
-  /// @return whether the caller holds it. False without a mutex, and once after a thread has ended
-  ///         while holding the lock: the next call acquires it.
+  /// @return whether the caller holds it. False once after a thread has ended while holding an
+  ///         object's own mutex: the next call acquires it.
   bool maybe_lock();
 
   /// Releases the lock once. In `SAFETY_NONE` does nothing and returns true.
@@ -67,14 +68,17 @@ protected:
   bool maybe_unlock();
 
 private:
-  class CountLock;
+  IAcquirable *mutex() const;
 
-  bool is_lockable() const noexcept;
-  IMutex *mutex() const;
-  unsigned int add(unsigned int difference) noexcept;
+  unsigned int count() const noexcept { return count_.load(std::memory_order_relaxed); }
+  unsigned int set_count(unsigned int count) noexcept {
+    count_.store(count, std::memory_order_relaxed);
+    return count;
+  }
 
-  std::atomic<std::uint32_t> count_{0};
-  std::unique_ptr<IMutex> mutex_; // of SAFETY_PER_OBJECT; null in other modes and without memory
+  std::atomic<std::uint32_t> count_{
+      0};                         // guarded by the mutex; atomic so that no read is a data race
+  std::unique_ptr<IMutex> mutex_; // null unless SAFETY_PER_OBJECT, and without memory
   ThreadSafety thread_safety_;
 };
 

@@ -45,10 +45,10 @@ protected:
 
 private:
   friend class PlainOutput;
-  friend class ProcessLogging;
+  friend class LoggingSetUp;
 
   // Whether there was memory for all that a new output has.
-  bool is_whole() const { return LoggingOutputImpl::is_whole() && has_name_; }
+  bool is_complete() const { return LoggingOutputImpl::is_complete() && has_name_; }
   bool is_opening_due() const;
   void append(std::string_view text);
   void append_after_fragment(std::string_view text);

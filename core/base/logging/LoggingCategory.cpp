@@ -8,6 +8,7 @@
 #include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/PlainOutput.hpp"
 #include "core/base/logging/ProcessLogging.hpp"
+#include "core/base/platform/process/Rundown.hpp"
 
 #include <new>
 #include <utility>
@@ -17,16 +18,16 @@ namespace Ostrel {
 int const LoggingCategory::MAX_CATEGORY_SIZE = LogLine::MESSAGE_SIZE;
 
 LoggingCategory &LoggingCategory::get_instance(char const *name) {
-  LoggingVisit const visit = ProcessLogging::visit();
-  LoggingHierarchy *const hierarchy = visit.hierarchy();
+  RundownGuard const inside(Rundown::LOGGING);
+  LoggingHierarchy *const hierarchy = inside ? ProcessLogging::hierarchy() : nullptr;
   LoggingCategory *const category =
       hierarchy != nullptr ? ProcessLogging::find_category(*hierarchy, name) : nullptr;
   return category != nullptr ? *category : ProcessLogging::discarding_category();
 }
 
 LoggingCategory &LoggingCategory::get_root_category() {
-  LoggingVisit const visit = ProcessLogging::visit();
-  LoggingHierarchy *const hierarchy = visit.hierarchy();
+  RundownGuard const inside(Rundown::LOGGING);
+  LoggingHierarchy *const hierarchy = inside ? ProcessLogging::hierarchy() : nullptr;
   return hierarchy != nullptr ? hierarchy->get_root_category()
                               : ProcessLogging::discarding_category();
 }
@@ -46,8 +47,8 @@ LoggingCategory::LoggingCategory(std::string_view name, LoggingCategory *parent,
 LoggingCategory::~LoggingCategory() = default;
 
 void LoggingCategory::set_priority(LoggingPriority::PriorityLevel priority) {
-  LoggingVisit const here = visit();
-  LoggingHierarchy *const hierarchy = here.hierarchy();
+  RundownGuard const inside(Rundown::LOGGING);
+  LoggingHierarchy *const hierarchy = usable_hierarchy(inside);
   if (hierarchy != nullptr) {
     hierarchy->set_priority(*this, priority);
   }
@@ -64,8 +65,8 @@ LoggingPriority::PriorityLevel LoggingCategory::find_granted_priority() const {
       return priority;
     }
   }
-  LoggingVisit const here = visit();
-  LoggingHierarchy *const hierarchy = here.hierarchy();
+  RundownGuard const inside(Rundown::LOGGING);
+  LoggingHierarchy *const hierarchy = usable_hierarchy(inside);
   if (hierarchy != nullptr) {
     hierarchy->get_root_category().log_write_helper("<ROOT CATEGORY NOT SET>",
                                                     LoggingPriority::NOT_SET, nullptr, 0);
@@ -81,8 +82,8 @@ OSTBASE_LEVEL_FUNCTION(LoggingCategory, trace, log, LoggingPriority::TRACE)
 OSTBASE_LEVEL_FUNCTION(LoggingCategory, debug, log, LoggingPriority::DEBUG)
 OSTBASE_LEVEL_FUNCTION(LoggingCategory, verbose, log, LoggingPriority::VERBOSE)
 
-LoggingVisit LoggingCategory::visit() const noexcept {
-  return is_process_wide_ ? LoggingVisit(hierarchy_) : LoggingVisit(hierarchy_.load());
+LoggingHierarchy *LoggingCategory::usable_hierarchy(RundownGuard const &inside) const noexcept {
+  return is_process_wide_ && !inside ? nullptr : hierarchy_.load(std::memory_order_relaxed);
 }
 
 bool LoggingCategory::log_passed(LoggingPriority::PriorityLevel level, char const *format, ...) {
@@ -113,16 +114,17 @@ void LoggingCategory::log_write(LoggingPriority::PriorityLevel level, char const
 
 // False, with nothing done, when an event is to be made.
 bool LoggingCategory::write_plain(LoggingPriority::PriorityLevel level, LogLine &text) {
-  LoggingVisit const here = visit();
-  ILoggingOutput *const output = here.hierarchy() == nullptr ? nullptr : get_logging_output();
+  RundownGuard const inside(Rundown::LOGGING);
+  ILoggingOutput *const output =
+      usable_hierarchy(inside) == nullptr ? nullptr : get_logging_output();
   return output != nullptr && PlainOutput::write(*output, level, text);
 }
 
 void LoggingCategory::log_write_helper(char const *message, LoggingPriority::PriorityLevel level,
                                        char const *file, int line) try {
   LoggingEvent const event(std::string(name_), std::string(message), level, file, line);
-  LoggingVisit const here = visit();
-  if (here.hierarchy() == nullptr) {
+  RundownGuard const inside(Rundown::LOGGING);
+  if (usable_hierarchy(inside) == nullptr) {
     return; // the outputs are gone
   }
   ILoggingOutput *const output = get_logging_output();
@@ -134,8 +136,8 @@ void LoggingCategory::log_write_helper(char const *message, LoggingPriority::Pri
 }
 
 void LoggingCategory::set_logging_output(ILoggingOutput *output) {
-  LoggingVisit const here = visit();
-  bool const is_alive = here.hierarchy() != nullptr;
+  RundownGuard const inside(Rundown::LOGGING);
+  bool const is_alive = usable_hierarchy(inside) != nullptr;
   if (is_alive && output != nullptr && output == output_.get()) {
     return;
   }
@@ -156,8 +158,8 @@ ILoggingOutput *LoggingCategory::get_logging_output() const {
 }
 
 void LoggingCategory::remove_logging_output() {
-  LoggingVisit const here = visit();
-  if (here.hierarchy() != nullptr) {
+  RundownGuard const inside(Rundown::LOGGING);
+  if (usable_hierarchy(inside) != nullptr) {
     output_.reset();
   }
 }

@@ -15,7 +15,7 @@ namespace Ostrel {
 class ILoggingOutput;
 class LogLine;
 class LoggingHierarchy;
-class LoggingVisit;
+class RundownGuard;
 
 /// A named source of log messages. Categories form a tree by the dots in their names; one that has
 /// no threshold or no output of its own uses those of its nearest ancestor that has.
@@ -128,8 +128,8 @@ private:
                   LoggingPriority::PriorityLevel priority, LoggingHierarchy *hierarchy) noexcept;
   ~LoggingCategory();
 
-  // Keeps what the category leads to alive for the caller.
-  LoggingVisit visit() const noexcept;
+  // The hierarchy, as long as the guard lives; null when it is gone, or the category was cleared.
+  LoggingHierarchy *usable_hierarchy(RundownGuard const &inside) const noexcept;
   void log_write_helper(char const *message, LoggingPriority::PriorityLevel level, char const *file,
                         int line);
   bool write_plain(LoggingPriority::PriorityLevel level, LogLine &text);
@@ -160,7 +160,7 @@ private:
   // The priority of the nearest of this category and its ancestors that has one, or NOT_SET: kept
   // up to date by the hierarchy, so that a dropped call need not walk.
   std::atomic<LoggingPriority::PriorityLevel> threshold_;
-  std::atomic<LoggingHierarchy *> hierarchy_; // null when it is gone, or never was
+  std::atomic<LoggingHierarchy *> hierarchy_; // null once cleared, and without a hierarchy
   bool is_process_wide_ = false;              // whether that is the process's
   LoggingCategory *first_child_ = nullptr;    // guarded by the hierarchy's mutex
   LoggingCategory *next_sibling_ = nullptr;   // guarded by the hierarchy's mutex

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingHierarchy.hpp"
 
+#include "core/base/foundation/RetryingLock.hpp"
+#include "core/base/logging/CategoryMemory.hpp"
 #include "core/base/logging/ILoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
-#include "core/base/logging/LoggingLock.hpp"
 #include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/ProcessLogging.hpp"
+#include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 
 #include <new>
 #include <utility>
@@ -15,24 +18,32 @@ namespace Ostrel {
 
 LoggingHierarchy::LoggingHierarchy() : LoggingHierarchy(Lifetime::CALLER) {}
 
-LoggingHierarchy::LoggingHierarchy(Lifetime lifetime)
-    : mutex_(Platform::create_mutex(true)), lifetime_(lifetime) {
+LoggingHierarchy::LoggingHierarchy(Lifetime lifetime) : lifetime_(lifetime) {
+  if (lifetime == Lifetime::PROCESS) {
+    mutex_ = &ProcessMutex::of(ProcessMutex::LOGGING);
+  } else {
+    own_mutex_.reset(Platform::create_mutex(true));
+    mutex_ = own_mutex_.get();
+  }
   root_ = make_category("", nullptr, LoggingPriority::_default_priority);
   if (root_ != nullptr) {
     root_->set_logging_output(nullptr);
   }
 }
 
-bool LoggingHierarchy::is_whole() const {
-  return mutex_ != nullptr && root_ != nullptr && root_->output_ != nullptr &&
-         static_cast<LoggingOutputImpl const &>(*root_->output_).is_whole();
+bool LoggingHierarchy::is_complete() const {
+  return root_ != nullptr && root_->output_ != nullptr &&
+         static_cast<LoggingOutputImpl const &>(*root_->output_).is_complete();
 }
 
-// An output of somebody else's may ask for categories in its destructor: there is a root until the
-// last of them is gone, and what was made for them goes as well.
+// The destructor of an output may ask for categories: the root exists until the last output is
+// deleted, and the categories that were made for them are deleted as well.
 LoggingHierarchy::~LoggingHierarchy() {
   if (root_ == nullptr) {
     return;
+  }
+  if (lifetime_ == Lifetime::PROCESS) {
+    silence();
   }
   delete_registered();
   root_->output_.reset();
@@ -45,7 +56,7 @@ LoggingCategory *LoggingHierarchy::get_instance(std::string const &name) try {
   if (root_ == nullptr) {
     return nullptr;
   }
-  LoggingLock const lock(mutex_.get());
+  RetryingLock const lock(mutex_);
   LoggingCategory *const known = find_category(name);
   if (known != nullptr) {
     return known;
@@ -63,7 +74,7 @@ LoggingCategory *LoggingHierarchy::get_instance(std::string const &name) try {
 }
 
 LoggingCategory &LoggingHierarchy::get_value(std::string const &name) {
-  LoggingLock const lock(mutex_.get());
+  RetryingLock const lock(mutex_);
   LoggingCategory *const category = find_category(name);
   return category != nullptr ? *category : ProcessLogging::discarding_category();
 }
@@ -80,7 +91,7 @@ void LoggingHierarchy::clear_all() {
 
 bool LoggingHierarchy::delete_registered() {
   Categories const registered = take_registered();
-  // The outputs first: they may log through any category in their destructors.
+  // The outputs first: their destructors may log through any category.
   for (auto const &[name, category] : registered) {
     category->output_.reset();
   }
@@ -91,7 +102,7 @@ bool LoggingHierarchy::delete_registered() {
 }
 
 LoggingHierarchy::Categories LoggingHierarchy::take_registered() {
-  LoggingLock const lock(mutex_.get());
+  RetryingLock const lock(mutex_);
   auto root_entry = categories_.extract(std::string());
   Categories registered = std::exchange(categories_, {});
   categories_.insert(std::move(root_entry));
@@ -125,10 +136,8 @@ LoggingCategory *LoggingHierarchy::make_category(std::string_view name, LoggingC
   }
   char *const text = static_cast<char *>(memory) + sizeof(LoggingCategory);
   text[name.copy(text, name.size())] = '\0';
-  // Below a silenced category another silenced one.
-  LoggingHierarchy *const hierarchy = parent != nullptr ? parent->hierarchy_.load() : this;
-  auto *const category = new (memory)
-      LoggingCategory(std::string_view(text, name.size()), parent, priority, hierarchy);
+  auto *const category =
+      new (memory) LoggingCategory(std::string_view(text, name.size()), parent, priority, this);
   category->is_process_wide_ = lifetime_ == Lifetime::PROCESS;
   if (parent != nullptr) {
     category->next_sibling_ = parent->first_child_;
@@ -138,7 +147,7 @@ LoggingCategory *LoggingHierarchy::make_category(std::string_view name, LoggingC
 }
 
 void *LoggingHierarchy::allocate_category(std::size_t size) const {
-  return lifetime_ == Lifetime::PROCESS ? ProcessLogging::allocate_for_ever(size)
+  return lifetime_ == Lifetime::PROCESS ? CategoryMemory::allocate(size)
                                         : ::operator new(size, std::nothrow);
 }
 
@@ -154,22 +163,20 @@ void LoggingHierarchy::dispose_of(LoggingCategory *category) const {
 
 void LoggingHierarchy::set_priority(LoggingCategory &category,
                                     LoggingPriority::PriorityLevel priority) {
-  LoggingLock const lock(mutex_.get());
+  RetryingLock const lock(mutex_);
   if (category.hierarchy_.load() == nullptr) {
-    return; // silenced, for good
+    return; // it was cleared, and stays silent
   }
   category.priority_.store(priority, std::memory_order_relaxed);
   category.update_threshold();
 }
 
 void LoggingHierarchy::silence() {
-  LoggingLock const lock(mutex_.get());
+  RetryingLock const lock(mutex_);
   for (auto const &[name, category] : categories_) {
     category->silence();
   }
-  if (root_ != nullptr) {
-    root_->silence();
-  }
+  root_->silence();
 }
 
 } // namespace Ostrel

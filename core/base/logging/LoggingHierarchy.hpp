@@ -12,12 +12,13 @@
 
 namespace Ostrel {
 
+class IAcquirable;
 class IMutex;
 class LoggingCategory;
 
-/// A registry that makes categories on demand, hangs each below its nearest registered ancestor and
-/// owns them. The process has one behind `LoggingCategory::get_instance`; one of your own is
-/// independent of it.
+/// A registry that makes categories on demand, each below its nearest registered ancestor, and owns
+/// them. `LoggingCategory::get_instance` uses that of the process; a hierarchy of the program's own
+/// is independent of it.
 ///
 /// Any thread may call any operation, but `clear_all` and the destructor must not overlap with the
 /// use of a category that they delete.
@@ -30,15 +31,14 @@ public:
   /// Deletes the categories and their outputs.
   ~LoggingHierarchy();
 
-  /// Gives the category of exactly that name, and makes it when there is none; the empty name is
-  /// the root.
-  /// @return the hierarchy's own; null without memory, and without a root.
+  /// Returns the category of exactly that name, and makes it if there is none; the empty name is
+  /// the root. The hierarchy owns it. Null without memory, and without a root.
   LoggingCategory *get_instance(std::string const &name);
 
-  /// Gives the category registered under exactly that name, or one that drops everything.
+  /// Returns the category registered under exactly that name, or one that drops everything.
   LoggingCategory &get_value(std::string const &name);
 
-  /// Gives the root, or when it could not be made a category that drops everything.
+  /// Returns the root, or if it could not be made, a category that drops everything.
   LoggingCategory &get_root_category();
 
   /// Deletes every category but the root.
@@ -50,14 +50,14 @@ private:
 
   enum class Lifetime : int {
     CALLER, // categories are deleted
-    PROCESS // categories stay, silenced, for whoever kept a pointer to one
+    PROCESS // categories stay, silenced, since callers keep pointers to them
   };
 
   using Categories = std::map<std::string, LoggingCategory *>;
 
   explicit LoggingHierarchy(Lifetime lifetime);
-  // Whether there was memory for all that a new hierarchy has.
-  bool is_whole() const;
+  // Whether there was memory for all parts of a new hierarchy.
+  bool is_complete() const;
 
   // These need the mutex held.
   LoggingCategory *find_category(std::string const &name) const;
@@ -67,18 +67,20 @@ private:
   void *allocate_category(std::size_t size) const;
   void dispose_of(LoggingCategory *category) const;
 
-  // Takes the mutex for itself, and gives all that was registered but the root.
+  // Acquires the mutex, and returns all that was registered but the root.
   Categories take_registered();
-  // Deletes that, without the mutex: outputs of somebody else's go with it.
+  // Deletes these, without the mutex, since the program's outputs are deleted with them.
   // @return whether there was any.
   bool delete_registered();
 
   void set_priority(LoggingCategory &category, LoggingPriority::PriorityLevel priority);
+  // Has every category drop its messages from now on.
   void silence();
 
-  Categories categories_;           // guarded by mutex_
-  LoggingCategory *root_ = nullptr; // null when it could not be made
-  std::unique_ptr<IMutex> mutex_;   // null when it could not be had
+  Categories categories_;             // guarded by mutex_
+  LoggingCategory *root_ = nullptr;   // null if it could not be made
+  std::unique_ptr<IMutex> own_mutex_; // null in the process's hierarchy, and without memory
+  IAcquirable *mutex_ = nullptr;      // that, or the process's
   Lifetime lifetime_;
 };
 

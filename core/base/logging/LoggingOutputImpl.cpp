@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingOutputImpl.hpp"
 
+#include "core/base/foundation/RetryingLock.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
-#include "core/base/logging/LoggingLock.hpp"
 #include "core/base/logging/PlainOutput.hpp"
+#include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <new>
@@ -59,7 +60,7 @@ bool LoggingOutputImpl::write_method(std::string const &text) {
 }
 
 void LoggingOutputImpl::write(LoggingEvent const &event) try {
-  LoggingLock const lock(mutex_.get());
+  RetryingLock const lock(mutex_.get());
   if (owes_layout_) {
     LoggingOutputImpl::set_layout(nullptr);
   }

@@ -46,7 +46,7 @@ private:
   friend class PlainOutput;
 
   // Whether there was memory for all that a new output has.
-  bool is_whole() const { return mutex_ != nullptr && layout_ != nullptr; }
+  bool is_complete() const { return mutex_ != nullptr && layout_ != nullptr; }
 
   std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout, and while one is owed
   std::unique_ptr<IMutex> mutex_;          // null when it could not be had: events are then written

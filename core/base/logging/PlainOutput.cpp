@@ -2,10 +2,11 @@
 #include "core/base/logging/PlainOutput.hpp"
 
 #include "core/base/foundation/ClassMark.hpp"
+#include "core/base/foundation/RetryingLock.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LogLine.hpp"
-#include "core/base/logging/LoggingLock.hpp"
 #include "core/base/logging/LoggingTimeStamp.hpp"
+#include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 
 #include <atomic>
@@ -43,7 +44,7 @@ bool PlainOutput::write(ILoggingOutput &output, LoggingPriority::PriorityLevel l
   }
   [[maybe_unused]] LoggingTimeStamp const number;
   std::string_view const line = message.finish(level);
-  LoggingLock const lock(plain.mutex_.get());
+  RetryingLock const lock(plain.mutex_.get());
   if (is_file) {
     static_cast<FileLoggingOutput &>(plain).append(line);
   } else {

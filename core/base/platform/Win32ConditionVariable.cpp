@@ -3,6 +3,7 @@
 
 #include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/Timeout.hpp"
+#include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <memory>
@@ -41,15 +42,19 @@ struct Win32ConditionVariable::Waiter {
     }
   }
 
+  // Terminated, or a thread of the parent of this process.
+  bool has_ended() const { return generation != AtFork::generation() || thread.has_ended(); }
+
   Win32ConditionVariable &owner;
   void *const event;
   Waiter *next = nullptr;
   Waiter *previous = nullptr;
   // Guarded by the guard; a waiter whose event is set reads that it is out of the row without it.
   bool is_enlisted = false;
-  bool is_one_of_all = false; // released by a broadcast
-  bool takes_mutex = false;   // after the wait
-  ThreadInWait thread;        // as long as somebody uses it
+  bool is_one_of_all = false;  // released by a broadcast
+  bool takes_mutex = false;    // after the wait
+  ThreadInWait thread;         // while the waiter is in use
+  unsigned int generation = 0; // of the process in which that thread waits
 };
 
 class Win32ConditionVariable::Guarded {
@@ -150,6 +155,7 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist(bool takes_mutex)
   waiter->is_one_of_all = false;
   waiter->takes_mutex = takes_mutex;
   waiter->thread.begin();
+  waiter->generation = AtFork::generation();
   waiter->next = nullptr;
   waiter->previous = last_;
   (last_ == nullptr ? first_ : last_->next) = waiter;
@@ -192,7 +198,7 @@ void Win32ConditionVariable::unlink(Waiter &waiter) {
 // first one can be released. Those behind a living one take no wake-up from anybody: they are met
 // when they come to the front. Needs the guard.
 void Win32ConditionVariable::drop_ended() {
-  while (first_ != nullptr && first_->thread.has_ended()) {
+  while (first_ != nullptr && first_->has_ended()) {
     Waiter &ended = *first_;
     unlink(ended);
     keep(ended);
@@ -247,7 +253,7 @@ bool Win32ConditionVariable::broadcast() {
   while (released != nullptr) {
     Waiter &waiter = *released;
     released = waiter.next;
-    if (waiter.thread.has_ended()) {
+    if (waiter.has_ended()) {
       keep(waiter);
     } else {
       is_done = wake(waiter) && is_done;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Clocks, sleeping, the numbers of the process and its threads, and the version. What measures or
 // waits uses the monotonic clock, so that setting the calendar changes neither.
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/moment.hpp"
 
 #include <cerrno>
@@ -21,12 +21,9 @@ constexpr int FIRST_YEAR = 1900; // of tm_year
 // for good. Later it would ask the environment, which others may be changing.
 [[maybe_unused]] bool const zone_is_read = (tzset(), true);
 
-// Held around the C library's own lock of the time zone, which is not given back in the child of a
-// fork.
-Ostrel::ForkMutex time_zone_guard;
-
+// The C library's own lock of the time zone would stay locked in a child that is forked meanwhile.
 bool to_local_time(time_t time, tm *local) {
-  Ostrel::ForkLock const lock(time_zone_guard);
+  Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::TIME_ZONE);
   return localtime_r(&time, local) != nullptr;
 }
 

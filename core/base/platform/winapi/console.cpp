@@ -20,9 +20,10 @@
 //
 // _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
 // signals in that moment instead of handling them.
+#include "core/base/platform/process/AtFork.hpp"
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <atomic>
@@ -125,7 +126,7 @@ public:
   // These are allowed in a signal handler, the last three between the first two.
   void begin_handler() noexcept { ++handlers_; }
   void end_handler() noexcept { --handlers_; }
-  bool is_entered() const noexcept { return process_ == getpid(); }
+  bool is_entered() const noexcept { return is_entered_; }
   void restore() noexcept;
   void switch_to_keys() noexcept;
 
@@ -139,15 +140,12 @@ private:
   void finish() noexcept;
   static void forget_parent() noexcept;
 
-  Ostrel::ForkMutex guard_{forget_parent};
-  int users_ = 0;             // guarded by guard_
-  Descriptor descriptor_;     // changes without users only
-  bool is_exchanged_ = false; // likewise: a line feed means Enter
-  termios before_{};          // likewise
-  termios during_{};          // likewise
-  // The process that switched the terminal, for as long as it is to be switched: a child of it that
-  // was made meanwhile has nothing to restore.
-  std::atomic<pid_t> process_{0};
+  int users_ = 0;                       // guarded by ProcessMutex::CONSOLE
+  Descriptor descriptor_;               // changes without users only
+  bool is_exchanged_ = false;           // likewise: a line feed means Enter
+  termios before_{};                    // likewise
+  termios during_{};                    // likewise
+  std::atomic<bool> is_entered_{false}; // as long as the terminal is to be switched
   std::atomic<bool> is_switched_{false};
   std::atomic<int> handlers_{0}; // how many run now
 };
@@ -170,10 +168,11 @@ void Console::switch_to_keys() noexcept {
   }
 }
 
-// In the child of a fork: only the thread that forked is left, and that one is not in a call.
+// In the child of a fork, which has nothing to restore: the thread that forked is not in a call.
 void Console::forget_parent() noexcept {
   if (console.users_ > 0) {
     console.users_ = 0;
+    console.is_entered_ = false;
     console.is_switched_ = false;
     console.handlers_ = 0;
     console.descriptor_ = Descriptor();
@@ -185,8 +184,9 @@ void Console::forget_parent() noexcept {
 // only then is the mode of the terminal the one to go back to. One that is not stopped (it ignores
 // SIGTTOU, or no shell would wake it) has no terminal.
 bool Console::enter() {
-  Ostrel::ForkLock const lock(guard_);
+  Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
   if (users_ == 0) {
+    Ostrel::AtFork::set_child_step(Ostrel::AtFork::CONSOLE, forget_parent);
     if (!open_terminal()) {
       return false;
     }
@@ -198,7 +198,7 @@ bool Console::enter() {
       return false;
     }
     replace_handlers(SIG_DFL, end_or_stop);
-    process_ = getpid();
+    is_entered_ = true;
     switch_to_keys();
   }
   ++users_;
@@ -206,7 +206,7 @@ bool Console::enter() {
 }
 
 void Console::leave() noexcept {
-  Ostrel::ForkLock const lock(guard_);
+  Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
   if (--users_ == 0) {
     finish();
     replace_handlers(end_or_stop, SIG_DFL);
@@ -218,7 +218,7 @@ void Console::leave() noexcept {
 // next: waits some microseconds for its end, and then restores the terminal once more.
 void Console::finish() noexcept {
   restore();
-  process_ = 0;
+  is_entered_ = false;
   while (handlers_ > 0) {
     sched_yield();
   }
@@ -228,7 +228,7 @@ void Console::finish() noexcept {
 
 bool Console::has_key() noexcept {
   SignalsBlocked const blocked; // among them SIGTTOU, which would stop a process in the background
-  Ostrel::ForkLock const lock(guard_);
+  Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
   bool const is_opened_here = users_ == 0;
   if (is_opened_here && !open_terminal()) {
     return false;

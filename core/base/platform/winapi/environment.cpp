@@ -11,8 +11,8 @@
 // A program that runs with more rights than its user (set-user-ID) must not load settings and
 // libraries from where the user says. So there the variables of the library and PATH are
 // removed at load.
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -31,8 +31,6 @@ using Ostrel::fail;
 constexpr std::size_t BUCKETS = 256;    // of the table of entries
 constexpr std::size_t FIRST_SPARE = 32; // free slots, beside as many as there are entries
 
-Ostrel::ForkMutex environment_guard;
-
 // --- Entries ----------------------------------------------------------------------------------
 
 // An entry is made once and found again each time the variable has that value: what is kept is
@@ -43,7 +41,7 @@ struct Entry {
   char *text() noexcept { return reinterpret_cast<char *>(this + 1); }
 };
 
-Entry *entries[BUCKETS]; // guarded by environment_guard, never destroyed
+Entry *entries[BUCKETS]; // guarded by ProcessMutex::ENVIRONMENT, never destroyed
 
 struct Free {
   void operator()(void *memory) const noexcept { std::free(memory); }
@@ -105,7 +103,7 @@ struct Array {
   char **slots() noexcept { return reinterpret_cast<char **>(this + 1); }
 };
 
-Array *current = nullptr; // guarded by environment_guard, never destroyed
+Array *current = nullptr; // guarded by ProcessMutex::ENVIRONMENT, never destroyed
 
 void put(char **slot, char *entry) noexcept {
   __atomic_store_n(slot, entry, __ATOMIC_RELEASE);
@@ -235,7 +233,7 @@ char *find_entry(Name name) noexcept {
   return entry;
 }
 
-// These are false without memory, and need environment_guard held.
+// These are false without memory, and need ProcessMutex::ENVIRONMENT held.
 
 bool set_entry(Name name, char *entry) noexcept {
   return replace(name, entry) || add(entry);
@@ -249,7 +247,7 @@ bool set_value(Name name, char const *value) noexcept {
 // Null removes the variable. False without memory.
 bool change(Name name, char const *value) noexcept {
   remove_untrusted_once();
-  Ostrel::ForkLock const lock(environment_guard);
+  Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::ENVIRONMENT);
   return value == nullptr ? remove_entries(name) : set_value(name, value);
 }
 
@@ -298,7 +296,7 @@ namespace Ostrel {
 bool exchange_variable(char const *name, char const *value, char **before) noexcept {
   remove_untrusted_once();
   Name const variable = {name, std::strlen(name)};
-  ForkLock const lock(environment_guard);
+  ProcessLock const lock(ProcessMutex::ENVIRONMENT);
   char *const entry = find_entry(variable);
   if (!set_value(variable, value)) {
     return false;
@@ -309,7 +307,7 @@ bool exchange_variable(char const *name, char const *value, char **before) noexc
 
 bool put_back_variable(char const *name, char *before) noexcept {
   Name const variable = {name, std::strlen(name)};
-  ForkLock const lock(environment_guard);
+  ProcessLock const lock(ProcessMutex::ENVIRONMENT);
   return before == nullptr ? remove_entries(variable) : set_entry(variable, before);
 }
 

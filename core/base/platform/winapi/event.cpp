@@ -81,7 +81,7 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
 namespace Ostrel {
 
 BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept {
-  Handle *const object = Handle::is_mutex(event) ? nullptr : Handle::of(event);
+  Handle *const object = Handle::of(event);
   return object == nullptr ? fail(ERROR_INVALID_HANDLE) : object->set_event(mutex);
 }
 

@@ -3,9 +3,9 @@
 // would: a search for a file must not stop at one. It waits for another process's lease on a
 // regular file, at most for the system's lease-break time. Reading and writing wait as usual. A
 // pipe without a reader fails its writer, and does not end the program.
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
@@ -203,20 +203,10 @@ ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
   return write_waiting(file.descriptor(), data, size);
 }
 
-// Shared by the threads that open files. For a child of fork the system copies first the
-// descriptors and then the memory: a file opened in between would leave the child a handle without
-// a descriptor, whose number is that of the next file that the child opens. While an opening hangs,
-// as of a dead file server, a fork waits for it up to its limit, and no other thread opens a file
-// meanwhile.
-Ostrel::ForkMutex opening_guard;
-
-Descriptor open_between_forks(char const *path, int flags, mode_t mode) noexcept {
-  opening_guard.lock_shared();
-  Descriptor opened = Descriptor::open(path, flags, mode);
-  int const error = errno;
-  opening_guard.unlock();
-  errno = error;
-  return opened;
+// A fork copies the descriptors first and the memory then. A handle that another thread is given in
+// between would be one without a descriptor in the child, and later name another file.
+void wait_for_forks() {
+  Ostrel::ProcessLock const no_fork_is_under_way(Ostrel::ProcessMutex::FILES);
 }
 
 } // namespace
@@ -241,7 +231,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   }
   int const open_flags = how | whether | O_NOCTTY | O_NONBLOCK;
   mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
-  Descriptor opened = open_between_forks(native.c_str(), open_flags, mode);
+  Descriptor opened = Descriptor::open(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
     errno == EEXIST ? fail(ERROR_FILE_EXISTS) : fail_with_errno(error_of_open(errno));
     return INVALID_HANDLE_VALUE;
@@ -254,6 +244,7 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
     return INVALID_HANDLE_VALUE;
   }
   file->open(std::move(opened), is_regular);
+  wait_for_forks();
   return file.release()->handle();
 }
 

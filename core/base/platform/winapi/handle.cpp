@@ -4,6 +4,7 @@
 #include "core/base/platform/winapi/handle.hpp"
 
 #include "core/base/platform/winapi/error.hpp"
+#include "core/base/platform/winapi/mutex.hpp"
 
 namespace Ostrel {
 
@@ -32,6 +33,10 @@ BOOL Handle::terminate() noexcept {
 } // namespace Ostrel
 
 BOOL CloseHandle(HANDLE handle) {
+  if (Ostrel::Handle::is_mutex(handle)) {
+    Ostrel::close_mutex(handle);
+    return TRUE;
+  }
   Ostrel::Handle *const object = Ostrel::Handle::of(handle);
   if (object == nullptr) {
     return Ostrel::fail(ERROR_INVALID_HANDLE);

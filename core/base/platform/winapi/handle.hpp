@@ -40,25 +40,19 @@ public:
   HANDLE handle() noexcept { return this; }
 
   /// The handle of a mutex without a name ends in the bits 01, as no address and no
-  /// `INVALID_HANDLE_VALUE` does. The library locks with these all the time, and so knows one
-  /// without looking at the object, on which everything after it would wait.
-  HANDLE mutex_handle() noexcept { return static_cast<char *>(handle()) + 1; }
+  /// `INVALID_HANDLE_VALUE` does. The library locks with these all the time: the bits tell one
+  /// without a look at the object, which is no `Handle`.
+  static HANDLE mutex_handle(void *mutex) noexcept { return static_cast<char *>(mutex) + 1; }
   static bool is_mutex(HANDLE handle) noexcept {
     constexpr std::uintptr_t TAG = 3;
     return (reinterpret_cast<std::uintptr_t>(handle) & TAG) == 1;
   }
+  static void *mutex_address(HANDLE handle) noexcept { return static_cast<char *>(handle) - 1; }
 
-  /// The object behind the handle of a mutex without a name.
-  static Handle *of_mutex(HANDLE handle) noexcept {
-    return static_cast<Handle *>(static_cast<void *>(static_cast<char *>(handle) - 1));
-  }
-
-  /// The object behind a handle; null for null and `INVALID_HANDLE_VALUE`.
+  /// The object behind a handle; null for null, `INVALID_HANDLE_VALUE` and a mutex without a name.
   static Handle *of(HANDLE handle) noexcept {
-    if (is_mutex(handle)) {
-      return of_mutex(handle);
-    }
-    return handle == INVALID_HANDLE_VALUE ? nullptr : static_cast<Handle *>(handle);
+    return handle == INVALID_HANDLE_VALUE || is_mutex(handle) ? nullptr
+                                                              : static_cast<Handle *>(handle);
   }
 };
 

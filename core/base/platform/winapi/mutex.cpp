@@ -15,8 +15,10 @@
 // in the list as abandoned. Only the owner follows or changes the links of a mutex.
 #include "core/base/platform/winapi/mutex.hpp"
 
+#include "core/base/platform/posix/fork.hpp"
+#include "core/base/platform/process/AtFork.hpp"
+#include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/wait.hpp"
 
@@ -45,12 +47,12 @@ constexpr std::uint32_t NO_THREAD = OWNER;  // a thread's identifier before its 
 class Mutex;
 
 // What the layer knows about a thread. Constant at first and reached without a call: a mutex is
-// taken in a few nanoseconds, before any constructor has run and when memory is gone.
+// acquired in a few nanoseconds, before any constructor has run and when there is no memory.
 struct Thread {
   std::uint32_t id = NO_THREAD;
   int end_round = 0;     // how often the destructor of the key has run
-  Mutex *held = nullptr; // the mutex that it took last
-  // What it wakes a sleeper of when it releases the mutex that says so.
+  Mutex *held = nullptr; // the mutex that it acquired last
+  // The word whose sleeper it wakes when it releases a mutex with WAKES.
   std::atomic<std::uint32_t> *wakes = nullptr;
   void (*at_end)(void *) = nullptr; // called at its end
   void *at_end_argument = nullptr;
@@ -62,13 +64,22 @@ std::uint32_t system_thread_id() noexcept {
   return static_cast<std::uint32_t>(syscall(SYS_gettid));
 }
 
-class Mutex final : public Handle {
+// All zero is a free mutex of its own (not an inner one): so one can live in static storage that
+// nothing has to construct (static_mutex).
+class Mutex {
 public:
   explicit Mutex(bool is_inner) noexcept : is_inner_(is_inner) {}
+  Mutex(Mutex const &) = delete;
+  Mutex &operator=(Mutex const &) = delete;
 
-  DWORD wait(DWORD milliseconds) noexcept override;
-  BOOL release_mutex() noexcept override;
-  void close() noexcept override;
+  static Mutex &of(HANDLE handle) noexcept {
+    return *static_cast<Mutex *>(Handle::mutex_address(handle));
+  }
+  HANDLE handle() noexcept { return Handle::mutex_handle(this); }
+
+  DWORD wait(DWORD milliseconds) noexcept;
+  BOOL release() noexcept;
+  void close() noexcept;
 
   // Called by the owner, at its end, on every mutex that it holds.
   void abandon() noexcept;
@@ -101,22 +112,19 @@ private:
 
   std::atomic<std::uint32_t> word_{0};
   bool const is_inner_; // of a mutex with a name
-  // The owner's. In a mutex that is free, depth and previous are as in one that was just taken:
+  // The owner's. In a mutex that is free, depth and previous are as in one that was just acquired:
   // there is less to write, and a locked operation waits for each write before it.
-  std::uint64_t depth_ = 0;   // how often the owner has taken it again
-  Mutex *next_ = nullptr;     // held by the same thread, taken before this one
-  Mutex *previous_ = nullptr; // likewise, taken after it
+  std::uint64_t depth_ = 0;   // how often the owner has acquired it again
+  Mutex *next_ = nullptr;     // held by the same thread, acquired before this one
+  Mutex *previous_ = nullptr; // likewise, acquired after it
 };
 
 // --- The end of a thread, and fork ------------------------------------------------------------
 
 void abandon_what_is_held(void *thread) noexcept;
 
-// Whether this process began as the copy of one thread of another.
-std::atomic<bool> is_forked{false};
-
-void adopt_what_is_held() noexcept {
-  is_forked.store(true, std::memory_order_relaxed);
+// Called in the child of a fork, whose one thread has another identifier than in the parent.
+void adopt_held_mutexes() noexcept {
   if (this_thread.id == NO_THREAD) {
     return;
   }
@@ -128,40 +136,47 @@ void adopt_what_is_held() noexcept {
 }
 
 // The key through which the end of a thread is noticed. Deleted when the library is unloaded, since
-// threads that end later would run what is no longer there.
+// threads that end later would call a function that is no longer there.
 class EndOfThread {
 public:
-  constexpr EndOfThread() noexcept = default;
-  EndOfThread(EndOfThread const &) = delete;
-  EndOfThread &operator=(EndOfThread const &) = delete;
+  EndOfThread() noexcept : is_made_(pthread_key_create(&key_, abandon_what_is_held) == 0) {
+    AtFork::set_child_step(AtFork::MUTEX_OWNERS, adopt_held_mutexes);
+  }
 
-  ~EndOfThread() {
-    ForkLock const lock(guard_);
-    if (state_ == State::MADE) {
+  void end() noexcept {
+    if (is_made_.exchange(false)) {
       pthread_key_delete(key_);
     }
-    state_ = State::GONE;
   }
 
   // Without a key the thread can use mutexes all the same; only its end goes unnoticed, which the
   // result says.
   bool watch(Thread &thread) noexcept {
-    ForkLock const lock(guard_);
-    if (state_ == State::NEW && pthread_key_create(&key_, abandon_what_is_held) == 0) {
-      state_ = State::MADE;
-    }
-    return state_ == State::MADE && pthread_setspecific(key_, &thread) == 0;
+    return is_made_.load(std::memory_order_relaxed) && pthread_setspecific(key_, &thread) == 0;
   }
 
 private:
-  enum class State { NEW, MADE, GONE };
-
-  ForkMutex guard_{adopt_what_is_held};
-  State state_ = State::NEW; // guarded by guard_
-  pthread_key_t key_ = 0;    // guarded by guard_
+  pthread_key_t key_ = 0;
+  std::atomic<bool> is_made_;
 };
 
-EndOfThread end_of_thread;
+EndOfThread &end_of_thread() noexcept {
+  static NeverDestroyed<EndOfThread> instance;
+  return *instance;
+}
+
+// From the load on, so that no thread is inside its making while another one forks.
+struct EndOfThreadAtUnload {
+  EndOfThreadAtUnload() noexcept { end_of_thread(); }
+  ~EndOfThreadAtUnload() { end_of_thread().end(); }
+};
+
+EndOfThreadAtUnload const &end_at_unload() noexcept {
+  static EndOfThreadAtUnload const instance;
+  return instance;
+}
+
+[[maybe_unused]] EndOfThreadAtUnload const &built_at_load = end_at_unload();
 
 // The destructors of the program's own keys may still use and release what the thread holds, and
 // the system runs them in rounds: hence in a late one. In the last round the sanitizers end the
@@ -170,7 +185,7 @@ void abandon_what_is_held(void *thread) noexcept {
   constexpr int LAST_ROUND = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
   Thread &self = *static_cast<Thread *>(thread);
   bool const is_needed = self.held != nullptr || self.at_end != nullptr;
-  if (is_needed && ++self.end_round < LAST_ROUND && end_of_thread.watch(self)) {
+  if (is_needed && ++self.end_round < LAST_ROUND && end_of_thread().watch(self)) {
     return;
   }
   abandon_held_mutexes();
@@ -183,14 +198,15 @@ void abandon_what_is_held(void *thread) noexcept {
 }
 
 void enter(Thread &self) noexcept {
+  register_around_fork();
   self.id = system_thread_id();
-  end_of_thread.watch(self);
+  end_of_thread().watch(self);
 }
 
 // --- The mutex --------------------------------------------------------------------------------
 
-// Inlined with its calls, as is the release: taking and giving back cost little more than their two
-// locked operations, for each of which the processor finishes everything before it.
+// Inlined with its calls, as is the release: the two cost little more than their locked operations,
+// for each of which the processor finishes everything before it.
 __attribute__((always_inline)) inline DWORD Mutex::wait(DWORD milliseconds) noexcept {
   Thread &self = this_thread;
   std::uint32_t const id = self.id;
@@ -218,7 +234,7 @@ DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
 DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   // A sleeper that was woken must not time out before it has set WAITERS for the next one, in whose
   // place it may have been woken. So the deadline is looked at in the sleep only.
-  Deadline const deadline(limit_while_forking(milliseconds));
+  Deadline const deadline(milliseconds);
   bool is_in_time = true;
   DWORD result = WAIT_TIMEOUT;
   while ((result = take_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
@@ -245,14 +261,13 @@ DWORD Mutex::take_if_free(Thread &self, std::uint32_t flags) noexcept {
   return WAIT_TIMEOUT;
 }
 
-// In the child of a fork the other threads of the parent do not exist, but their mutexes look
-// taken.
+// In the child of a fork the mutexes of the parent's other threads look owned.
 bool Mutex::is_owner_lost(std::uint32_t word) const noexcept {
-  return is_forked.load(std::memory_order_relaxed) &&
-         syscall(SYS_tgkill, getpid(), word & OWNER, 0) == -1 && errno == ESRCH;
+  return AtFork::generation() != 0 && syscall(SYS_tgkill, getpid(), word & OWNER, 0) == -1 &&
+         errno == ESRCH;
 }
 
-__attribute__((always_inline)) inline BOOL Mutex::release_mutex() noexcept {
+__attribute__((always_inline)) inline BOOL Mutex::release() noexcept {
   Thread &self = this_thread;
   std::uint32_t const id = self.id;
   if ((word_.load(std::memory_order_relaxed) & OWNER) != id) {
@@ -280,7 +295,7 @@ bool Mutex::wake_at_release(std::atomic<std::uint32_t> *word) noexcept {
 void Mutex::abandon() noexcept {
   forget_owner();
   if (is_inner_) {
-    abandon_file_of(mutex_handle());
+    abandon_file_of(handle());
   }
   show_release(&word_);
   finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
@@ -352,14 +367,13 @@ HANDLE create_unnamed_mutex(bool initially_owned, bool is_inner) noexcept {
   if (initially_owned) {
     mutex->wait(0);
   }
-  return mutex.release()->mutex_handle();
+  return mutex.release()->handle();
 }
 
 } // namespace
 
 bool wake_at_release(HANDLE mutex, std::atomic<std::uint32_t> *word) noexcept {
-  return Handle::is_mutex(mutex) &&
-         static_cast<Mutex *>(Handle::of_mutex(mutex))->wake_at_release(word);
+  return Handle::is_mutex(mutex) && Mutex::of(mutex).wake_at_release(word);
 }
 
 HANDLE create_inner_mutex() noexcept {
@@ -367,11 +381,11 @@ HANDLE create_inner_mutex() noexcept {
 }
 
 bool owns_inner_mutex(HANDLE mutex) noexcept {
-  return static_cast<Mutex const *>(Handle::of_mutex(mutex))->is_owned_by(this_thread);
+  return Mutex::of(mutex).is_owned_by(this_thread);
 }
 
 void reset_inner_mutex(HANDLE mutex) noexcept {
-  static_cast<Mutex *>(Handle::of_mutex(mutex))->reset();
+  Mutex::of(mutex).reset();
 }
 
 void abandon_held_mutexes() noexcept {
@@ -387,12 +401,22 @@ bool call_at_thread_end(void (*function)(void *), void *argument) noexcept {
   Thread &self = this_thread;
   self.id = system_thread_id();
   self.at_end_argument = argument;
-  self.at_end = end_of_thread.watch(self) ? function : nullptr;
+  self.at_end = end_of_thread().watch(self) ? function : nullptr;
   return self.at_end != nullptr;
 }
 
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept {
-  return static_cast<Mutex *>(Handle::of_mutex(mutex))->wait(milliseconds);
+  return Mutex::of(mutex).wait(milliseconds);
+}
+
+void close_mutex(HANDLE mutex) noexcept {
+  Mutex::of(mutex).close();
+}
+
+HANDLE static_mutex(void *storage) noexcept {
+  constexpr std::size_t STORAGE_BYTES = 64;
+  static_assert(sizeof(Mutex) <= STORAGE_BYTES && alignof(Mutex) <= alignof(std::uint64_t));
+  return Handle::mutex_handle(storage);
 }
 
 } // namespace Ostrel
@@ -421,7 +445,7 @@ HANDLE OpenMutexA(DWORD /*access*/, BOOL /*inherit_handle*/, char const *name) {
 BOOL ReleaseMutex(HANDLE mutex) {
   using Ostrel::Handle;
   if (Handle::is_mutex(mutex)) {
-    return static_cast<Ostrel::Mutex *>(Handle::of_mutex(mutex))->release_mutex();
+    return Ostrel::Mutex::of(mutex).release();
   }
   Handle *const object = Handle::of(mutex);
   return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->release_mutex();

@@ -10,6 +10,9 @@ namespace Ostrel {
 /// `WaitForSingleObject` on the handle of a mutex without a name.
 DWORD wait_for_mutex(HANDLE mutex, DWORD milliseconds) noexcept;
 
+/// `CloseHandle` on it.
+void close_mutex(HANDLE mutex) noexcept;
+
 /// Leaves it to the release of the mutex to wake one thread that sleeps on `word`, which may be
 /// gone by then. @return false when the calling thread does not own the mutex, or wakes one
 /// already.

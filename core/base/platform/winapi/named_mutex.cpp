@@ -20,9 +20,10 @@
 // must not use the mutexes, and shares the locks until it ends or executes another program.
 #include "core/base/platform/winapi/mutex.hpp"
 
+#include "core/base/platform/process/AtFork.hpp"
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/wait.hpp"
 
@@ -183,13 +184,14 @@ struct NamedMutex final : Handle {
   void *const threads = create_inner_mutex();
   Descriptor file;            // its description is that of no other descriptor
   std::uint64_t depth = 0;    // guarded by `threads`: how often its owner owns the mutex
-  std::size_t handles = 1;    // guarded by table_guard
-  NamedMutex *next = nullptr; // guarded by table_guard
+  std::size_t handles = 1;    // guarded by ProcessMutex::NAMED_MUTEXES
+  NamedMutex *next = nullptr; // guarded by ProcessMutex::NAMED_MUTEXES
 };
 
-NamedMutex *table = nullptr;     // guarded by table_guard
-unsigned int creation_count = 0; // guarded by table_guard
-int locked_directory = -1;       // guarded by table_guard: the descriptor of DirectoryLock
+NamedMutex *table = nullptr;     // guarded by ProcessMutex::NAMED_MUTEXES
+unsigned int creation_count = 0; // guarded by ProcessMutex::NAMED_MUTEXES
+int locked_directory =
+    -1; // guarded by ProcessMutex::NAMED_MUTEXES: the descriptor of DirectoryLock
 
 void begin_in_child() noexcept {
   Descriptor const inherited(std::exchange(locked_directory, -1));
@@ -201,9 +203,7 @@ void begin_in_child() noexcept {
   }
 }
 
-ForkMutex table_guard(begin_in_child);
-
-// The directory's lock, to create, open and remove files in it. Needs table_guard.
+// The directory's lock, to create, open and remove files in it. Needs ProcessMutex::NAMED_MUTEXES.
 class DirectoryLock {
 public:
   DirectoryLock() noexcept : directory_(open_directory()) {
@@ -212,8 +212,8 @@ public:
                  return flock(directory_.get(), LOCK_EX | LOCK_NB) == 0;
                });
   }
-  // Unlocked, and not only closed: if a fork did not wait for table_guard, the child has a
-  // descriptor of the same description until it has closed locked_directory.
+  // Unlocked, and not only closed: if a fork did not wait for ProcessMutex::NAMED_MUTEXES, the
+  // child has a descriptor of the same description until it has closed locked_directory.
   ~DirectoryLock() {
     flock(directory_.get(), LOCK_UN);
     locked_directory = -1;
@@ -228,7 +228,7 @@ private:
   bool is_held_ = false;
 };
 
-// The place of the link to that mutex, or of the end. Needs table_guard.
+// The place of the link to that mutex, or of the end. Needs ProcessMutex::NAMED_MUTEXES.
 NamedMutex **find(FileName const &file_name) noexcept {
   NamedMutex **place = &table;
   while (*place != nullptr && std::strcmp((*place)->file_name.text, file_name.text) != 0) {
@@ -254,7 +254,8 @@ bool create_file(NamedMutex *mutex, Descriptor const &directory, char const *nam
 
 HANDLE named_mutex(char const *name, Missing missing) noexcept {
   FileName const file_name(name);
-  ForkLock const lock(table_guard);
+  AtFork::set_child_step(AtFork::NAMED_MUTEXES, begin_in_child);
+  ProcessLock const lock(ProcessMutex::NAMED_MUTEXES);
   NamedMutex **const place = find(file_name);
   if (*place != nullptr) {
     ++(*place)->handles;
@@ -327,7 +328,7 @@ BOOL NamedMutex::release_mutex() noexcept {
 // The last user removes the file. If that user was killed, or the directory cannot be locked, the
 // file takes a page of memory until its name is used again or a sweep finds it.
 void NamedMutex::close() noexcept {
-  ForkLock const lock(table_guard);
+  ProcessLock const lock(ProcessMutex::NAMED_MUTEXES);
   if (--handles > 0) {
     return;
   }
@@ -341,7 +342,7 @@ void NamedMutex::close() noexcept {
 
 // The mark stays, and tells the next owner. A mutex that was closed meanwhile is not in the table.
 void abandon_file_of(HANDLE inner_mutex) noexcept {
-  ForkLock const lock(table_guard);
+  ProcessLock const lock(ProcessMutex::NAMED_MUTEXES);
   for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
     if (mutex->threads == inner_mutex) {
       mutex->unlock_file();

@@ -9,9 +9,10 @@
 // The C library does not see such an end. It would take the values of the thread's keys for those
 // of the next thread that gets the same stack, so they are cleared, and it releases the stack only
 // when the thread is joined, so every thread is.
+#include "core/base/platform/process/AtFork.hpp"
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/fork.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
 #include "core/base/platform/winapi/safe_point.hpp"
@@ -34,13 +35,11 @@ constexpr DWORD PATIENCE_MS = 100; // of TerminateThread, for a thread that cann
 
 void adjust_child() noexcept;
 
-ForkMutex threads_guard{adjust_child};
-
 // The holder is neither cancelled nor ended.
 class ThreadsLock {
 private:
   NotCancelled here_;
-  ForkLock lock_{threads_guard};
+  ProcessLock lock_{ProcessMutex::THREADS};
 };
 
 // Owned by two: its handle and the thread itself. The last of them deletes it.
@@ -70,17 +69,17 @@ private:
   void cancel_request() noexcept;
   void signal_later() noexcept;
   [[noreturn]] void end_here() noexcept;
-  bool is_of_parent() const noexcept { return getpid() != process_; }
+  bool is_of_parent() const noexcept { return generation_ != AtFork::generation(); }
   bool is_gone() noexcept;
 
   ThreadRoutine const routine_;
   void *const argument_;
-  pid_t process_ = getpid(); // a copy of it, made by fork, has no thread but the one that forked
+  unsigned int generation_ = AtFork::generation(); // of the process that the thread is in
   pthread_t thread_{};
   std::atomic<std::uint32_t> is_suspended_;   // waited for by the thread
   std::atomic<std::uint32_t> id_{0};          // set by the thread; waited for
-  std::atomic<std::uint32_t> state_{RUNNING}; // changes under threads_guard; waited for
-  bool is_closed_ = false;                    // this and the next three: guarded by threads_guard
+  std::atomic<std::uint32_t> state_{RUNNING}; // changes under ProcessMutex::THREADS; waited for
+  bool is_closed_ = false; // this and the next three: guarded by ProcessMutex::THREADS
   bool is_joined_ = false;
   bool is_requested_ = false; // it is to end, and has a timer
   timer_t timer_{};
@@ -92,7 +91,8 @@ thread_local TerminationHook const *this_hook __attribute__((tls_model("initial-
 
 // --- The signal -------------------------------------------------------------------------------
 
-// The signal, from the first forced end until the library is unloaded. Guarded by threads_guard.
+// The signal, from the first forced end until the library is unloaded. Guarded by
+// ProcessMutex::THREADS.
 struct EndSignal {
   constexpr EndSignal() noexcept = default;
   EndSignal(EndSignal const &) = delete;
@@ -242,7 +242,7 @@ void adjust_child() noexcept {
 }
 
 void Thread::move_to_child() noexcept {
-  process_ = getpid();
+  generation_ = AtFork::generation();
   id_.store(static_cast<std::uint32_t>(gettid()), std::memory_order_relaxed);
   is_requested_ = false;
 }
@@ -285,7 +285,7 @@ void Thread::leave(void *thread) noexcept {
 }
 
 DWORD Thread::start() noexcept {
-  { ThreadsLock const known_to_forks; } // for `move_to_child`, if the new thread forks
+  AtFork::set_child_step(AtFork::THREADS, adjust_child);
   errno = pthread_create(&thread_, nullptr, main, this);
   if (errno != 0) {
     return 0;
@@ -391,14 +391,12 @@ std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRou
 }
 
 BOOL TerminateThread(HANDLE thread, DWORD /*exit_code*/) {
-  Ostrel::Handle *const object =
-      Ostrel::Handle::is_mutex(thread) ? nullptr : Ostrel::Handle::of(thread);
+  Ostrel::Handle *const object = Ostrel::Handle::of(thread);
   return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->terminate();
 }
 
 DWORD ResumeThread(HANDLE thread) {
-  Ostrel::Handle *const object =
-      Ostrel::Handle::is_mutex(thread) ? nullptr : Ostrel::Handle::of(thread);
+  Ostrel::Handle *const object = Ostrel::Handle::of(thread);
   if (object == nullptr) {
     SetLastError(ERROR_INVALID_HANDLE);
     return static_cast<DWORD>(-1);

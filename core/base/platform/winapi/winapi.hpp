@@ -14,12 +14,6 @@ constexpr bool is_separator(char c) noexcept {
   return c == '/' || c == '\\';
 }
 
-/// What a thread that forks the process calls.
-struct ForkSteps {
-  void (*before)();
-  void (*after)(); // in both processes
-};
-
 } // namespace Ostrel
 
 #ifdef _WIN32
@@ -95,8 +89,16 @@ inline bool follow_links(char const *path, char *target, std::size_t size) noexc
 
 constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
 
-// No process is a copy of another.
-inline void call_around_fork(ForkSteps const &) noexcept {}
+inline HANDLE static_mutex(void *storage) noexcept {
+  auto *const handle = static_cast<void *volatile *>(storage);
+  if (*handle == nullptr) {
+    HANDLE const made = CreateMutexA(nullptr, FALSE, nullptr);
+    if (made != nullptr && InterlockedCompareExchangePointer(handle, made, nullptr) != nullptr) {
+      CloseHandle(made);
+    }
+  }
+  return *handle;
+}
 
 inline bool exchange_variable(char const *name, char const *value, char **before) noexcept {
   DWORD const size = GetEnvironmentVariableA(name, nullptr, 0); // 0 when it is not set
@@ -351,20 +353,13 @@ private:
   TerminationHook const *outer_; // of the block around this one
 };
 
-/// How many forks lie between this process and the one that loaded the library.
-unsigned int fork_count() noexcept;
-
-/// The thread that waits from `begin` to `end`, for those who would wake it. On Windows it tells
-/// whether the thread has been terminated meanwhile; here the thread's own hook has told them, but
-/// a child of fork does not have it.
+/// The thread that waits from `begin` to `end`. On Windows it tells whether the thread has been
+/// terminated meanwhile; here the thread's own hook reports that.
 class ThreadInWait {
 public:
-  void begin() noexcept { fork_count_ = fork_count(); }
+  void begin() noexcept {}
   void end() noexcept {}
-  bool has_ended() const noexcept { return fork_count_ != fork_count(); }
-
-private:
-  unsigned int fork_count_ = 0;
+  bool has_ended() const noexcept { return false; }
 };
 
 } // namespace Ostrel
@@ -396,17 +391,11 @@ HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 /// ERROR_NOT_OWNER when it does not own the mutex, ERROR_INVALID_HANDLE for what is no mutex.
 BOOL ReleaseMutex(HANDLE mutex);
 
-// --- Copies of the process: fork.cpp ----------------------------------------------------------
-
 namespace Ostrel {
 
-/// Has these steps, borrowed for good and in the place of any before, called by every thread that
-/// forks the process, while it holds no lock of the layer but the mutexes that it has taken by the
-/// calls above.
-///
-/// From the first step to the last the thread waits for mutexes without a name for about a second
-/// in all, however long it wants to: WAIT_TIMEOUT then. Their owner may be waiting for it.
-void call_around_fork(ForkSteps const &borrowed) noexcept;
+/// The handle of a mutex without a name that lives in static storage of 64 bytes, zero at first,
+/// and is never closed. It needs no memory.
+HANDLE static_mutex(void *storage) noexcept;
 
 } // namespace Ostrel
 

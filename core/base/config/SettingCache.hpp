@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace Ostrel {
+
+/// The texts of user settings by what callers asked for: a full key, or an alias with its '$'. An
+/// alias shares the text of its full key. Nothing is removed. Internal to the library.
+///
+/// Not synchronised, but for making a `Query`.
+class SettingCache {
+public:
+  /// What a caller asks for, borrowed, with its hash: computed once, and before the lock is
+  /// acquired.
+  struct Query {
+    explicit Query(std::string_view key) : Query(key, std::hash<std::string_view>()(key)) {}
+    Query(std::string_view key, std::size_t hash_of_key) : text(key), hash(hash_of_key) {}
+
+    bool operator==(Query const &other) const { return text == other.text; }
+
+    std::string_view text;
+    std::size_t hash;
+  };
+
+private:
+  struct Hash {
+    std::size_t operator()(Query const &query) const noexcept { return query.hash; }
+  };
+  struct Entry {
+    std::unique_ptr<char[]> key;       // borrowed by the query of this entry
+    std::shared_ptr<std::string> text; // of the full key and its aliases
+  };
+  using Entries = std::unordered_map<Query, Entry, Hash>;
+
+public:
+  using NewEntry = Entries::node_type;
+
+  /// @return the text; null if there is none.
+  std::string const *find(Query const &query) const;
+
+  /// Makes an entry, and room for it, so that the next `add` cannot fail. Throws `std::bad_alloc`.
+  NewEntry prepare(Query const &full_key, std::string text);
+
+  /// Adds the entry, or replaces the text that its key has. Returns the text.
+  std::string const *add(NewEntry entry) noexcept;
+
+  /// Has an alias share the text of its full key. Without memory nothing is added, and the next
+  /// look-up of the alias takes longer.
+  void add_alias(Query const &alias, Query const &full_key) noexcept;
+
+private:
+  NewEntry make_entry(Query const &query, std::shared_ptr<std::string> text);
+
+  Entries entries_;
+};
+
+} // namespace Ostrel

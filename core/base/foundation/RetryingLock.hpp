@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/AcquirableLock.hpp"
+
+namespace Ostrel {
+
+/// Holds a mutex until the end of a block, also one that a thread left behind by ending inside: the
+/// first attempt only reports that. On null it holds nothing, and the block runs all the same.
+/// Internal to the library.
+class RetryingLock : public AcquirableLock {
+public:
+  explicit RetryingLock(IAcquirable *mutex) : AcquirableLock(mutex) { AcquirableLock::acquire(); }
+};
+
+} // namespace Ostrel

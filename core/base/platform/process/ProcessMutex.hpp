@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/foundation/IAcquirable.hpp"
+
+#include <atomic>
+#include <cstdint>
+
+namespace Ostrel {
+
+/// The mutexes of the process-wide state, one for each rank. Recursive, owned by a thread; one that
+/// a thread left behind by ending inside is acquired like a free one, and what it guards may be
+/// half changed. Internal to the library.
+///
+/// Constant at first and never destroyed: usable before any constructor has run and after every
+/// destructor. Each is held across a fork (AtFork), so that the child finds what it guards whole.
+class ProcessMutex final : public IAcquirable {
+public:
+  /// What each guards. A thread that acquires several does so in this order.
+  enum Rank : int {
+    USER_CONFIGURATION, ///< The settings of the process.
+    CONFIGURATION,      ///< All facades.
+    SOURCE,             ///< All XML sources, and with them libxml2.
+    LOGGING,            ///< The process's hierarchy, and its set-up.
+    OBJECTS,            ///< The counts of objects with `SAFETY_GLOBAL`.
+    NAMED_MUTEXES,
+    CONSOLE,
+    ENVIRONMENT,
+    TIME_ZONE,
+    THREADS,
+    FILES, ///< The moment in which a file that was opened becomes known.
+    RANKS
+  };
+
+  static ProcessMutex &of(Rank rank) noexcept { return _all[rank]; }
+
+  ProcessMutex(ProcessMutex const &) = delete;
+  ProcessMutex &operator=(ProcessMutex const &) = delete;
+
+  /// @return false only where the system has no memory for a mutex (not on POSIX).
+  bool acquire() override;
+  bool release() override;
+  bool is_acquired() const override;
+
+  /// The same as `acquire`, for at most so long.
+  bool acquire_within(std::uint32_t timeout_ms) noexcept;
+
+private:
+  constexpr ProcessMutex() noexcept = default;
+
+  static ProcessMutex _all[RANKS];
+
+  static constexpr unsigned int STORAGE_BYTES = 64;
+
+  void *handle() noexcept;
+
+  alignas(std::uint64_t) unsigned char storage_[STORAGE_BYTES] = {}; // of the system layer
+  std::atomic<bool> acquired_{false};
+};
+
+} // namespace Ostrel
