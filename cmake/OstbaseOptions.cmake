@@ -65,6 +65,7 @@ target_include_directories(ostbase_build_flags INTERFACE "${PROJECT_SOURCE_DIR}"
 target_compile_options(
   ostbase_build_flags
   INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
             $<$<BOOL:${OSTBASE_WARNINGS_AS_ERRORS}>:-Werror>)
 if(OSTBASE_INSTALLED)
   # Debug information names the sources relative to the tree: nothing installed tells where that was.

@@ -37,7 +37,7 @@ namespace {
 
 ClassCategory category("Ostrel.Core.Base.UserConfig");
 
-// The settings of the process. Every operation needs ProcessMutex::USER_CONFIGURATION.
+// The settings of the process.
 class Settings {
 public:
   // Loads the file and the aliases at the first call. If that fails for a reason that may go away
@@ -134,8 +134,8 @@ private:
   SettingCache cache_; // by full key or alias; nothing is removed
 };
 
-// Torn down by SettingsEnd alone, if no thread is in a call.
-Settings &settings() {
+// Destroyed by SettingsEnd alone, if no thread is in a call.
+Settings &settings_storage() {
   alignas(Settings) static std::byte storage[sizeof(Settings)];
   static Settings &instance = *new (storage) Settings;
   return instance;
@@ -145,12 +145,12 @@ Settings &settings() {
 // in a call when the process ends keep them from being destroyed.
 class SettingsEnd {
 public:
-  SettingsEnd() { settings(); }
+  SettingsEnd() { settings_storage(); }
   SettingsEnd(SettingsEnd const &) = delete;
   SettingsEnd &operator=(SettingsEnd const &) = delete;
   ~SettingsEnd() {
     if (Rundown::close(Rundown::SETTINGS)) {
-      settings().~Settings();
+      settings_storage().~Settings();
     }
   }
 };
@@ -162,13 +162,21 @@ SettingsEnd &settings_end() {
 
 [[maybe_unused]] SettingsEnd &built_at_load = settings_end();
 
+Settings &settings() OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::USER_CONFIGURATION)) {
+  return settings_storage();
+}
+
 // Acquires the mutex of the settings and has them set up; holds nothing after their end.
-class SettingsLock {
+class OSTBASE_SCOPED_CAPABILITY SettingsLock {
 public:
-  SettingsLock() {
+  SettingsLock() OSTBASE_ACQUIRE(ProcessMutex::of(ProcessMutex::USER_CONFIGURATION)) {
     result_ = inside_ && lock_ ? settings().set_up()
                                : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
   }
+
+  ~SettingsLock() OSTBASE_RELEASE() = default;
+  SettingsLock(SettingsLock const &) = delete;
+  SettingsLock &operator=(SettingsLock const &) = delete;
 
   // RESULT_SUCCESS if the settings can be used.
   unsigned long result() const noexcept { return result_; }

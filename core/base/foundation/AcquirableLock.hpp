@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/foundation/Export.h"
+#include "core/base/foundation/ThreadSafety.hpp"
 
 namespace Ostrel {
 
@@ -20,19 +21,19 @@ class IAcquirable;
 ///     }
 ///
 /// Lives on the stack of the thread that made it and is used by that thread alone.
-class OSTBASE_API AcquirableLock {
+class OSTBASE_API OSTBASE_SCOPED_CAPABILITY AcquirableLock {
 public:
   /// Acquires the target at once. @param target  borrowed; outlives the lock.
-  explicit AcquirableLock(IAcquirable &target);
+  explicit AcquirableLock(IAcquirable &target) OSTBASE_ACQUIRE(target);
 
   /// The same; a lock on a null pointer holds nothing, and every operation returns false.
-  explicit AcquirableLock(IAcquirable *target);
+  explicit AcquirableLock(IAcquirable *target) OSTBASE_ACQUIRE(target);
 
   AcquirableLock(AcquirableLock const &) = delete;
   AcquirableLock &operator=(AcquirableLock const &) = delete;
 
   /// Releases the target if, and only if, the lock holds it.
-  virtual ~AcquirableLock();
+  virtual ~AcquirableLock() OSTBASE_RELEASE();
 
   /// Acquires the target unless the lock holds it already, in which case the target is not called:
   /// it is held once, however often this is called.

@@ -2,13 +2,14 @@
 #pragma once
 
 #include "core/base/foundation/Export.h"
+#include "core/base/foundation/ThreadSafety.hpp"
 
 namespace Ostrel {
 
 /// Something that is taken for exclusive use and given back.
 ///
 /// No object is deleted through this interface: it has no virtual destructor.
-class OSTBASE_API IAcquirable {
+class OSTBASE_API OSTBASE_CAPABILITY IAcquirable {
 public:
   /// Takes the object, waiting as long as needed.
   /// @return true on success.

@@ -15,7 +15,7 @@ struct alignas(std::max_align_t) FurtherMemory {
   FurtherMemory *next;
 };
 
-// All guarded by ProcessMutex::LOGGING.
+// All guarded by the mutex of the process's hierarchy.
 alignas(std::max_align_t) unsigned char arena[ARENA_BYTES];
 std::size_t arena_used = 0;
 FurtherMemory *further_memory = nullptr;

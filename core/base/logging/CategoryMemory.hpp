@@ -10,7 +10,8 @@ namespace Ostrel {
 /// at all, and is gone with it. Internal to the library.
 class CategoryMemory {
 public:
-  // Both need ProcessMutex::LOGGING.
+  // Both need the mutex of the process's hierarchy, in words only: the callers hold it through a
+  // pointer that may lead to the mutex of another hierarchy.
 
   /// Returns memory for a category, which is not freed: callers keep pointers to categories. Null
   /// when there is none.

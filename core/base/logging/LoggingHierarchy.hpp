@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/base/foundation/Export.h"
+#include "core/base/foundation/ThreadSafety.hpp"
 #include "core/base/logging/LoggingPriority.hpp"
 
 #include <cstddef>
@@ -59,11 +60,10 @@ private:
   // Whether there was memory for all parts of a new hierarchy.
   bool is_complete() const;
 
-  // These need the mutex held.
-  LoggingCategory *find_category(std::string const &name) const;
-  LoggingCategory *nearest_parent(std::string const &name) const;
+  LoggingCategory *find_category(std::string const &name) const OSTBASE_REQUIRES(mutex_);
+  LoggingCategory *nearest_parent(std::string const &name) const OSTBASE_REQUIRES(mutex_);
   LoggingCategory *make_category(std::string_view name, LoggingCategory *parent,
-                                 LoggingPriority::PriorityLevel priority);
+                                 LoggingPriority::PriorityLevel priority) OSTBASE_REQUIRES(mutex_);
   void *allocate_category(std::size_t size) const;
   void dispose_of(LoggingCategory *category) const;
 
@@ -77,7 +77,7 @@ private:
   // Has every category drop its messages from now on.
   void silence();
 
-  Categories categories_;             // guarded by mutex_
+  Categories categories_ OSTBASE_GUARDED_BY(mutex_);
   LoggingCategory *root_ = nullptr;   // null if it could not be made
   std::unique_ptr<IMutex> own_mutex_; // null in the process's hierarchy, and without memory
   IAcquirable *mutex_ = nullptr;      // that, or the process's

@@ -38,7 +38,8 @@ bool LoggingSetUp::configure(LoggingHierarchy &hierarchy) {
   return is_done;
 }
 
-bool LoggingSetUp::configure_category(LoggingCategory &category, LoggingPriority::PriorityLevel priority) {
+bool LoggingSetUp::configure_category(LoggingCategory &category,
+                                      LoggingPriority::PriorityLevel priority) {
   category.set_priority(priority);
   std::string path;
   if (!read_first_set("OSTREL_LOG_OUTPUT", "OVRA_LOG_OUTPUT", &path)) {

@@ -21,7 +21,7 @@ namespace Ostrel {
 namespace {
 
 std::atomic<LoggingHierarchy *> current{nullptr}; // set under ProcessMutex::LOGGING
-bool is_setting_up = false;                       // guarded by ProcessMutex::LOGGING
+bool is_setting_up OSTBASE_GUARDED_BY(ProcessMutex::of(ProcessMutex::LOGGING)) = false;
 
 class Teardown {
 public:

@@ -7,10 +7,11 @@
 namespace Ostrel {
 
 /// Holds a mutex of the process-wide state until the end of a block. Internal to the library.
-class ProcessLock : public AcquirableLock {
+class OSTBASE_SCOPED_CAPABILITY ProcessLock : public AcquirableLock {
 public:
-  explicit ProcessLock(ProcessMutex::Rank rank)
+  explicit ProcessLock(ProcessMutex::Rank rank) OSTBASE_ACQUIRE(ProcessMutex::of(rank))
       : AcquirableLock(ProcessMutex::of(rank)), is_held_(AcquirableLock::acquire()) {}
+  ~ProcessLock() override OSTBASE_RELEASE() = default;
 
   /// False only where the system has no memory for a mutex (not on POSIX).
   explicit operator bool() const noexcept { return is_held_; }

@@ -14,7 +14,7 @@ namespace Ostrel {
 ///
 /// Constant at first and never destroyed: usable before any constructor has run and after every
 /// destructor. Each is held across a fork (AtFork), so that the child finds what it guards whole.
-class ProcessMutex final : public IAcquirable {
+class OSTBASE_CAPABILITY ProcessMutex final : public IAcquirable {
 public:
   /// What each guards. A thread that acquires several does so in this order.
   enum Rank : int {
