@@ -27,9 +27,9 @@ if(NOT WIN32)
             "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
   # Sources of the library whose behaviour no public operation reaches: they are hidden in the
   # library, so the program compiles its own copy. On Windows they are the system's own calls.
-  foreach(source posix/fork process/AtFork process/ProcessMutex process/Rundown winapi/clock winapi/descriptor
-                 winapi/environment winapi/error winapi/handle winapi/mutex winapi/named_mutex
-                 winapi/path winapi/registry_file winapi/wait)
+  foreach(source posix/deadline posix/descriptor posix/fork posix/futex process/AtFork
+                 process/ProcessMutex process/Rundown winapi/clock winapi/environment winapi/error
+                 winapi/handle winapi/mutex winapi/named_mutex winapi/path winapi/registry_file winapi/wait)
     target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/${source}.cpp")
   endforeach()
 endif()

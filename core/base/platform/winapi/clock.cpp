@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Clocks, sleeping, the numbers of the process and its threads, and the version. What measures or
 // waits uses the monotonic clock, so that setting the calendar changes neither.
+#include "core/base/platform/posix/deadline.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/moment.hpp"
 
 #include <cerrno>
 #include <ctime>
@@ -27,9 +27,10 @@ bool to_local_time(time_t time, tm *local) {
   return localtime_r(&time, local) != nullptr;
 }
 
-void sleep_until(timespec const &end) {
-  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
-  }
+timespec monotonic_time() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now;
 }
 
 } // namespace
@@ -49,14 +50,11 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
 }
 
 void Sleep(DWORD milliseconds) {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  timespec end = Ostrel::later(now, milliseconds);
-  sleep_until(end);
-  while (milliseconds == INFINITE) {
-    end = Ostrel::later(end, milliseconds);
-    sleep_until(end);
-  }
+  do {
+    timespec const end = Ostrel::after_ms(monotonic_time(), milliseconds);
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
+  } while (milliseconds == INFINITE);
 }
 
 void GetLocalTime(SYSTEMTIME *time) {

@@ -20,10 +20,10 @@
 //
 // _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
 // signals in that moment instead of handling them.
+#include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/cancellation.hpp"
-#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <atomic>
@@ -297,7 +297,7 @@ void take_default_action(int signal) noexcept {
 // SIGCONT also comes after SIGSTOP, which has no handler: the terminal may have been set otherwise
 // since.
 void end_or_stop(int signal) {
-  int const error = errno;
+  Ostrel::ErrnoGuard const guard;
   console.begin_handler();
   if (signal != SIGCONT) {
     if (console.is_entered()) {
@@ -307,7 +307,6 @@ void end_or_stop(int signal) {
   }
   console.switch_to_keys();
   console.end_handler();
-  errno = error;
 }
 
 // --- The calls --------------------------------------------------------------------------------

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // FindFirstFileA and its kin, on readdir. The C library's own matching of patterns is not used: it
 // knows more wildcards, depends on the locale and leaves out names that start with a dot.
-#include "core/base/platform/winapi/descriptor.hpp"
+#include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"

@@ -15,6 +15,7 @@
 #include "core/base/platform/winapi/error.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>

@@ -4,6 +4,7 @@
 #include "core/base/platform/winapi/error.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <iterator>

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
-
-#include <cerrno>
 
 namespace Ostrel {
 
@@ -25,16 +22,5 @@ BOOL fail_with_errno(DWORD error) noexcept;
 
 /// The same after a failure of the loader, whose words `ErrorText` then has.
 BOOL fail_in_loader(DWORD error) noexcept;
-
-/// Makes a system call again for as long as a signal interrupts it; the thread is not cancelled
-/// inside. Not for `close`, whose descriptor is gone when it is interrupted.
-template <typename Call> auto retry(Call call) noexcept -> decltype(call()) {
-  NotCancelled const here;
-  decltype(call()) result = call();
-  while (result == -1 && errno == EINTR) {
-    result = call();
-  }
-  return result;
-}
 
 } // namespace Ostrel

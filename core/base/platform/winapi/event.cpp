@@ -2,10 +2,10 @@
 // CreateEventA and SetEvent: an event that resets itself, on one word. Who sets it pays for a call
 // of the system only when somebody may be sleeping. A sleeper that takes the event cannot know
 // whether others sleep, and so leaves the word as if they did.
+#include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
-#include "core/base/platform/winapi/wait.hpp"
 
 #include <new>
 

@@ -3,8 +3,8 @@
 // would: a search for a file must not stop at one. It waits for another process's lease on a
 // regular file, at most for the system's lease-break time. Reading and writing wait as usual. A
 // pipe without a reader fails its writer, and does not end the program.
+#include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
-#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -156,13 +156,12 @@ public:
   WithoutPipeSignal(WithoutPipeSignal const &) = delete;
   WithoutPipeSignal &operator=(WithoutPipeSignal const &) = delete;
   ~WithoutPipeSignal() {
-    int const error = errno;
+    Ostrel::ErrnoGuard const guard;
     timespec const no_wait = {};
-    if (error == EPIPE && !was_pending_) {
+    if (errno == EPIPE && !was_pending_) {
       retry([this, &no_wait] { return sigtimedwait(&pipe_, nullptr, &no_wait); });
     }
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    errno = error;
   }
 
 private:

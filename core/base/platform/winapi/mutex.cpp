@@ -16,13 +16,15 @@
 #include "core/base/platform/winapi/mutex.hpp"
 
 #include "core/base/platform/posix/fork.hpp"
+#include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
+#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
-#include "core/base/platform/winapi/wait.hpp"
 
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <memory>
 #include <new>

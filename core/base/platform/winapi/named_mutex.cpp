@@ -20,14 +20,15 @@
 // must not use the mutexes, and shares the locks until it ends or executes another program.
 #include "core/base/platform/winapi/mutex.hpp"
 
+#include "core/base/platform/posix/descriptor.hpp"
+#include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
-#include "core/base/platform/winapi/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
-#include "core/base/platform/winapi/wait.hpp"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>

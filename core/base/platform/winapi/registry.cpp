@@ -2,12 +2,13 @@
 // The registry, as a text file of the installation. A key is read when it is opened, so no reader
 // meets a change half way if the file is replaced by a rename; a reader beside a write in place may
 // find a part of it, or nothing.
-#include "core/base/platform/winapi/descriptor.hpp"
+#include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <memory>
 #include <new>

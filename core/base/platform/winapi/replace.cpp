@@ -3,7 +3,7 @@
 // step, but with its own owner, permissions and attributes: they are copied to the new file first,
 // and if that fails, `rename` is not called. Nor does `rename` flush anything, so the directory is
 // opened before and flushed afterwards.
-#include "core/base/platform/winapi/descriptor.hpp"
+#include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 

@@ -11,8 +11,8 @@
 // load as well, since later a thread that is to be ended may hold the loader's lock.
 #include "core/base/platform/winapi/safe_point.hpp"
 
+#include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/winapi/cancellation.hpp"
-#include "core/base/platform/winapi/wait.hpp"
 
 #include <algorithm>
 #include <iterator>

@@ -9,6 +9,7 @@
 // The C library does not see such an end. It would take the values of the thread's keys for those
 // of the next thread that gets the same stack, so they are cleared, and it releases the stack only
 // when the thread is joined, so every thread is.
+#include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/cancellation.hpp"
@@ -16,9 +17,9 @@
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
 #include "core/base/platform/winapi/safe_point.hpp"
-#include "core/base/platform/winapi/wait.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <memory>

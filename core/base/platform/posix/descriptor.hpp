@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/platform/winapi/cancellation.hpp"
+#include "core/base/platform/posix/error_number.hpp"
 
 #include <utility>
 
@@ -12,8 +12,9 @@ namespace Ostrel {
 
 /// Owns a descriptor and closes it.
 ///
-/// What the layer opens never takes the number of a standard stream: in a program that has closed
-/// one of them, output meant for the stream would go into the file.
+/// A file that the layer opens does not keep the number of a standard stream: in a program that has
+/// closed one of them, output meant for the stream would go into the file. It has that number for
+/// some microseconds, in which the output of another thread still does.
 class Descriptor {
 public:
   Descriptor() noexcept = default;
@@ -26,17 +27,17 @@ public:
   ~Descriptor() {
     if (is_open()) {
       NotCancelled const here;
+      ErrnoGuard const guard;
       ::close(descriptor_);
     }
   }
 
-  /// Opens a file as `open` does, close-on-exec, and again for as long as a signal interrupts it.
-  /// A regular file is opened without O_NONBLOCK if another process holds a lease on it, since the
-  /// lease ends only if its holder has the time. On failure nothing is open afterwards, with
-  /// `errno`.
+  /// Opens a file close-on-exec, and retries the opening while a signal interrupts it. If another
+  /// process holds a lease on a regular file, this opens it without O_NONBLOCK and so waits for the
+  /// end of the lease. On failure nothing is open, and `errno` has the reason.
   static Descriptor open(char const *path, int flags, mode_t mode = 0) noexcept;
 
-  /// The same for a name below an open directory, but for leases: such a file is not opened.
+  /// Opens a name below an open directory. Does not wait for leases: the opening fails.
   static Descriptor open_at(int directory, char const *name, int flags, mode_t mode = 0) noexcept;
 
   bool is_open() const noexcept { return descriptor_ >= 0; }
@@ -46,10 +47,6 @@ public:
   int release() noexcept { return std::exchange(descriptor_, -1); }
 
 private:
-  // Moves the descriptor above those of the standard streams. Nothing is open afterwards, with
-  // `errno`, when there is no other number.
-  void leave_standard_streams() noexcept;
-
   int descriptor_ = -1;
 };
 

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+
+namespace Ostrel {
+
+constexpr std::int64_t NANOSECONDS_PER_SECOND = 1000000000;
+constexpr std::int64_t NANOSECONDS_PER_MILLISECOND = 1000000;
+constexpr std::int64_t MILLISECONDS_PER_SECOND = 1000;
+
+/// The number of milliseconds that means a wait without a limit, as in Windows' calls.
+constexpr std::uint32_t NO_LIMIT_MS = 0xFFFFFFFF;
+
+/// The time that lies so many milliseconds after another.
+timespec after_ms(timespec const &start, std::uint32_t milliseconds) noexcept;
+
+/// The time on the monotonic clock at which a wait ends without success. It is absolute, so that
+/// neither a change of the calendar time nor an interruption prolongs the wait.
+class Deadline {
+public:
+  /// @param milliseconds  from now; `NO_LIMIT_MS` means never.
+  explicit Deadline(std::uint32_t milliseconds) noexcept;
+
+  /// The time, absolute on `CLOCK_MONOTONIC`; null for never.
+  timespec const *time() const noexcept { return is_never_ ? nullptr : &time_; }
+
+  bool is_over() const noexcept;
+
+private:
+  bool is_never_;
+  timespec time_{};
+};
+
+} // namespace Ostrel

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/platform/posix/deadline.hpp"
+
+#include <atomic>
+#include <cstdint>
+
+namespace Ostrel {
+
+/// The word that the thread sleeps on; null while it is awake. The thread's signal handler reads
+/// it: a thread that is ended in its sleep passes on a wake-up that it may have received.
+inline thread_local std::atomic<std::uint32_t> *volatile word_slept_on
+    __attribute__((tls_model("initial-exec"))) = nullptr;
+
+/// Sleeps while `word` has the value `expected`, until a wake-up or the deadline.
+/// @return false when the deadline has passed; true otherwise, possibly without a wake-up.
+bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
+              Deadline const &deadline) noexcept;
+
+/// Wakes one thread that sleeps on `word`. Uses only the address: the word may be freed already.
+void wake_one(std::atomic<std::uint32_t> *word) noexcept;
+
+/// Wakes all threads that sleep on `word`, likewise.
+void wake_all(std::atomic<std::uint32_t> *word) noexcept;
+
+} // namespace Ostrel
