@@ -29,10 +29,10 @@ public:
   ///                         Means nothing when opening.
   /// @param result           receives `RESULT_SUCCESS`, or `RESULT_SYSTEM_ERROR` when the mutex
   ///                         cannot be created or opened, and every operation fails; may be null.
-  ///                         For a mutex with a name the reason is logged at debug. If a process
-  ///                         was stopped while it created or closed a named mutex, this waits for
-  ///                         it for 1 s. So does closing one, and meanwhile forks and the ends of
-  ///                         threads that hold named mutexes wait as well.
+  ///                         For a mutex with a name the reason is logged at debug. If another
+  ///                         process was stopped while it created or removed that mutex, this waits
+  ///                         for it for 1 s, and meanwhile forks and the ends of threads that hold
+  ///                         named mutexes wait as well.
   Win32Mutex(bool initially_owned, char const *name, bool open_existing, void *security,
              unsigned long *result);
   Win32Mutex(Win32Mutex const &) = delete;

@@ -12,10 +12,8 @@
 #include <csignal>
 #include <filesystem>
 #include <sstream>
-#include <utility>
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -216,33 +214,16 @@ TEST(NamedMutex, IsNotSharedWithAChild) {
   EXPECT_EQ(CloseHandle(mutex), TRUE);
 }
 
-TEST(NamedMutex, DirectoryIsUnlockedByItsThreadAfterAForkThatDidNotWait) {
-  ParentsCall call;
-  bool is_forked = false;
-  std::unique_ptr<IMutex> mutex;
-  judge_system_calls([&] { mutex = open_mutex(unique("of a thread"), /*open_existing=*/false); },
-                     [&](unsigned int, SystemCall const &system_call) {
-                       bool const is_creation = system_call.number == SYS_openat &&
-                                                (system_call.arguments[2] & O_CREAT) != 0;
-                       if (is_creation && !std::exchange(is_forked, true)) {
-                         call.fork_waiting_child();
-                       }
-                       return Verdict();
-                     });
-  EXPECT_TRUE(is_forked);
-  EXPECT_NE(open_mutex(unique("of another"), /*open_existing=*/false), nullptr);
-}
-
-TEST(NamedMutex, IsNotWaitedForWhileTheDirectoryStaysLocked) {
+TEST(NamedMutex, IsNotWaitedForWhileItsFileStaysLocked) {
   std::string const name = unique("unreachable");
   CapturedLog log("Ostrel.Core.Base.Win32Mutex", LoggingPriority::DEBUG);
   std::unique_ptr<IMutex> mutex;
-  // What the calls find if a process was stopped that has locked the directory.
+  // What the calls find if a process was stopped while it created the mutex.
   judge_system_calls([&] { mutex = open_mutex(name, /*open_existing=*/false); },
                      [](unsigned int, SystemCall const &call) {
+                       EXPECT_TRUE(call.number != SYS_fcntl || call.arguments[1] != F_OFD_SETLKW);
                        bool const is_lock =
-                           call.number == SYS_flock && call.arguments[1] != LOCK_UN;
-                       EXPECT_TRUE(!is_lock || (call.arguments[1] & LOCK_NB) != 0);
+                           call.number == SYS_fcntl && call.arguments[1] == F_OFD_SETLK;
                        return Verdict{is_lock ? EAGAIN : 0};
                      });
   EXPECT_EQ(mutex, nullptr);

@@ -3,21 +3,23 @@
 // threads of a process, and locks on a file between processes.
 //
 // The files are in a directory of the user's own in shared memory. A file is named by a hash of the
-// mutex's name, which may hold any characters, and contains a mark and the name itself. Every
-// process that uses the mutex has the file open, with two kinds of lock:
-// - A shared `flock` says that the process uses the mutex. If a file can be locked exclusively, no
-//   process uses the mutex, and the file is removed.
-// - An exclusive record lock (F_OFD_SETLK) says that a thread of the process owns the mutex. The
-//   owner sets the mark, and clears it before it unlocks the file. An owner that finds the mark set
-//   therefore follows one that ended without releasing the mutex.
-// Both belong to the open file description: the system releases them when its last descriptor is
-// closed, however the process ends. Closing a mutex that is held abandons it; nothing is kept.
+// mutex's name, which may hold any characters. It contains a mark and the name itself. Every
+// process that uses the mutex has the file open and holds locks on two of its bytes (F_OFD_SETLK):
+// - USERS, shared: the process uses the mutex. A process that gets this lock exclusively knows that
+//   no process uses the mutex, and only then initialises or removes the file. A file that has been
+//   removed has no name left, so a process that opened it before starts again.
+// - OWNER, exclusive: a thread of the process owns the mutex. The owner sets the mark, and clears
+// it
+//   before it releases the lock. An owner that finds the mark set therefore follows one that ended
+//   without releasing the mutex.
+// The locks belong to the open file description: the system releases them when its last descriptor
+// is closed, however the process ends. Closing a mutex that is held abandons it.
 //
-// A child of fork shares the descriptions of its parent. It opens every file again, and closes the
+// A child of fork shares the descriptions of its parent. It opens every file again and closes the
 // descriptors that it has inherited: the parent keeps what its threads own, and the child owns
-// nothing. Where that opening fails (no free descriptor, another effective user since), waits for
-// the mutex fail in the child. A copy of the process that runs no fork handlers (`_Fork`, `clone`)
-// must not use the mutexes, and shares the locks until it ends or executes another program.
+// nothing. If that opening fails (no free descriptor, another effective user since), waits for the
+// mutex fail in the child. A copy of the process that runs no fork handlers (`_Fork`, `clone`) must
+// not use the mutexes, and shares the locks until it ends or executes another program.
 #include "core/base/platform/winapi/mutex.hpp"
 
 #include "core/base/platform/posix/descriptor.hpp"
@@ -38,7 +40,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -47,11 +48,12 @@ namespace Ostrel {
 namespace {
 
 constexpr mode_t OWNER_ONLY_DIRECTORY = 0700, OWNER_ONLY = 0600;
-constexpr DWORD LONGEST_WAIT_FOR_DIRECTORY_MS = 1000; // a stopped process may keep it locked
-constexpr unsigned int CREATIONS_PER_SWEEP = 64;      // which share the cost of the sweep
-constexpr char FREE = 0, OWNED = 1;                   // the mark
+constexpr DWORD LONGEST_WAIT_FOR_USE_MS = 1000;  // a process that creates or removes may be stopped
+constexpr unsigned int CREATIONS_PER_SWEEP = 64; // which share the cost of the sweep
+constexpr char FREE = 0, OWNED = 1;              // the mark
+constexpr off_t OWNER = 0, USERS = 1;            // the bytes that are locked
 
-// --- Files and their locks: what fails leaves `errno` -----------------------------------------
+// --- Files and their locks: a failure leaves `errno` -------------------------------------------
 
 // Two 64-bit FNV-1a hashes, with the public constants of that algorithm: one from its basis, one
 // from the complement. Different names have different hashes for all practical purposes.
@@ -97,11 +99,13 @@ Descriptor open_file(Descriptor const &directory, char const *name, int flags) n
   return Descriptor::open_at(directory.get(), name, O_RDWR | O_NOFOLLOW | flags, OWNER_ONLY);
 }
 
-// Sets the record lock of a whole file; `command` says whether to wait for it. Not by `retry`: a
-// thread can be terminated while it waits here, but it is not cancelled.
-bool set_record_lock(Descriptor const &file, int command, short type) noexcept {
+// Sets the lock of one byte; `command` says whether to wait for it. Not by `retry`: a thread can be
+// terminated while it waits here, but it is not cancelled.
+bool set_lock(Descriptor const &file, off_t byte, short type, int command = F_OFD_SETLK) noexcept {
   struct flock lock = {};
   lock.l_type = type;
+  lock.l_start = byte;
+  lock.l_len = 1;
   int result = -1, before = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
   do {
@@ -111,15 +115,15 @@ bool set_record_lock(Descriptor const &file, int command, short type) noexcept {
   return result == 0;
 }
 
-// Repeats an attempt to lock a file until it succeeds or, with EAGAIN, the deadline is over. The
-// system has no wait for such a lock that ends at a given time, hence the pauses.
-template <typename Attempt> bool lock_until(Deadline const &deadline, Attempt attempt) noexcept {
+// Retries to lock until the deadline is over, which fails with EAGAIN. The system has no wait for
+// such a lock that ends at a given time, hence the pauses.
+bool lock_until(Deadline const &deadline, Descriptor const &file, off_t byte, short type) noexcept {
   constexpr DWORD PAUSE_MS = 1;
   std::atomic<std::uint32_t> never_woken{0};
-  bool is_locked = attempt();
+  bool is_locked = set_lock(file, byte, type);
   while (!is_locked && errno == EAGAIN && !deadline.is_over()) {
     sleep_on(never_woken, 0, Deadline(PAUSE_MS));
-    is_locked = attempt();
+    is_locked = set_lock(file, byte, type);
   }
   return is_locked;
 }
@@ -132,22 +136,20 @@ bool write_at(Descriptor const &file, off_t position, char const *data, std::siz
   return written == static_cast<ssize_t>(size);
 }
 
-// Opens the file of a mutex that some process uses, and removes the file of one that is not used:
-// ENOENT for both that and none.
-Descriptor open_used(Descriptor const &directory, char const *name) noexcept {
-  Descriptor file = open_file(directory, name, 0);
-  if (!file.is_open()) {
-    return file;
-  }
-  if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    return errno == EWOULDBLOCK ? std::move(file) : Descriptor();
-  }
-  unlinkat(directory.get(), name, 0);
-  errno = ENOENT;
-  return Descriptor();
+bool is_removed(Descriptor const &file) noexcept {
+  struct stat status = {};
+  return fstat(file.get(), &status) == 0 && status.st_nlink == 0;
 }
 
-// Removes the files of all mutexes that are not used: their users were killed.
+// Removes the file of a mutex unless a process uses it.
+void remove_unused(Descriptor const &directory, char const *name) noexcept {
+  Descriptor const file = open_file(directory, name, 0);
+  if (file.is_open() && set_lock(file, USERS, F_WRLCK) && !is_removed(file)) {
+    unlinkat(directory.get(), name, 0);
+  }
+}
+
+// Removes the files of all mutexes whose users were killed.
 void sweep(Descriptor const &directory) noexcept {
   struct Close {
     void operator()(DIR *opened) const noexcept { closedir(opened); }
@@ -158,23 +160,22 @@ void sweep(Descriptor const &directory) noexcept {
   if (opened != nullptr) {
     again.release();
     while (dirent const *const entry = readdir(opened.get())) {
-      open_used(directory, entry->d_name);
+      remove_unused(directory, entry->d_name);
     }
   }
 }
 
 // --- The mutexes of this process --------------------------------------------------------------
 
+enum class Use { FAILED, EXISTING, NEW };
+
 struct NamedMutex final : Handle {
   explicit NamedMutex(FileName const &name) noexcept : file_name(name) {}
   ~NamedMutex() override { CloseHandle(threads); }
 
-  // Makes this process a user of the mutex.
-  bool use(Descriptor opened) noexcept {
-    file = std::move(opened);
-    return file.is_open() && flock(file.get(), LOCK_SH | LOCK_NB) == 0;
-  }
-  void unlock_file() const noexcept { set_record_lock(file, F_OFD_SETLK, F_UNLCK); }
+  // Makes this process a user of the mutex; FAILED leaves `errno`: ENOENT if the mutex is missing
+  // and not to be created, EAGAIN if another process keeps its file locked.
+  Use use(char const *name, Missing missing) noexcept;
 
   DWORD wait(DWORD milliseconds) noexcept override;
   BOOL release_mutex() noexcept override;
@@ -187,47 +188,24 @@ struct NamedMutex final : Handle {
   std::uint64_t depth = 0;    // guarded by `threads`: how often its owner owns the mutex
   std::size_t handles = 1;    // guarded by ProcessMutex::NAMED_MUTEXES
   NamedMutex *next = nullptr; // guarded by ProcessMutex::NAMED_MUTEXES
+
+private:
+  bool initialise(char const *name, bool is_owned) noexcept;
 };
 
 NamedMutex *table = nullptr;     // guarded by ProcessMutex::NAMED_MUTEXES
 unsigned int creation_count = 0; // guarded by ProcessMutex::NAMED_MUTEXES
-int locked_directory =
-    -1; // guarded by ProcessMutex::NAMED_MUTEXES: the descriptor of DirectoryLock
 
 void begin_in_child() noexcept {
-  Descriptor const inherited(std::exchange(locked_directory, -1));
   Descriptor const directory = table != nullptr ? open_directory() : Descriptor();
   for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
-    mutex->use(open_file(directory, mutex->file_name.text, 0));
+    Descriptor own = open_file(directory, mutex->file_name.text, 0);
+    set_lock(own, USERS, F_RDLCK); // the inherited descriptor keeps the file from being removed
+    mutex->file = std::move(own);
     reset_inner_mutex(mutex->threads);
     mutex->depth = 0;
   }
 }
-
-// The directory's lock, to create, open and remove files in it. Needs ProcessMutex::NAMED_MUTEXES.
-class DirectoryLock {
-public:
-  DirectoryLock() noexcept : directory_(open_directory()) {
-    locked_directory = directory_.get();
-    is_held_ = directory_.is_open() && lock_until(Deadline(LONGEST_WAIT_FOR_DIRECTORY_MS), [this] {
-                 return flock(directory_.get(), LOCK_EX | LOCK_NB) == 0;
-               });
-  }
-  // Unlocked, and not only closed: if a fork did not wait for ProcessMutex::NAMED_MUTEXES, the
-  // child has a descriptor of the same description until it has closed locked_directory.
-  ~DirectoryLock() {
-    flock(directory_.get(), LOCK_UN);
-    locked_directory = -1;
-  }
-
-  // False, with `errno`, when the directory cannot be locked.
-  bool is_held() const noexcept { return is_held_; }
-  Descriptor const &directory() const noexcept { return directory_; }
-
-private:
-  Descriptor directory_;
-  bool is_held_ = false;
-};
 
 // The place of the link to that mutex, or of the end. Needs ProcessMutex::NAMED_MUTEXES.
 NamedMutex **find(FileName const &file_name) noexcept {
@@ -238,17 +216,44 @@ NamedMutex **find(FileName const &file_name) noexcept {
   return place;
 }
 
-// Makes this process the first user of the mutex. The name in the file serves its reader only.
-bool create_file(NamedMutex *mutex, Descriptor const &directory, char const *name) noexcept {
-  if (creation_count++ % CREATIONS_PER_SWEEP == 0) {
+Use NamedMutex::use(char const *name, Missing missing) noexcept {
+  Descriptor const directory = open_directory();
+  if (!directory.is_open()) {
+    return Use::FAILED;
+  }
+  if (missing != Missing::FAIL && creation_count++ % CREATIONS_PER_SWEEP == 0) {
     sweep(directory);
   }
-  if (!mutex->use(open_file(directory, mutex->file_name.text, O_CREAT | O_EXCL))) {
-    return false;
+  Deadline const deadline(LONGEST_WAIT_FOR_USE_MS);
+  bool is_unused = false;
+  do {
+    file = open_file(directory, file_name.text, missing == Missing::FAIL ? 0 : O_CREAT);
+    if (!file.is_open()) {
+      return Use::FAILED;
+    }
+    is_unused = set_lock(file, USERS, F_WRLCK);
+    if (!is_unused && !lock_until(deadline, file, USERS, F_RDLCK)) {
+      return Use::FAILED;
+    }
+  } while (is_removed(file));
+  if (!is_unused) {
+    return Use::EXISTING;
   }
-  fchmod(mutex->file.get(), OWNER_ONLY); // whatever the process's mask is
-  return write_at(mutex->file, 0, &FREE, sizeof FREE) &&
-         write_at(mutex->file, sizeof FREE, name, std::strlen(name));
+  if (missing != Missing::FAIL && initialise(name, missing == Missing::CREATE_OWNED)) {
+    return Use::NEW;
+  }
+  int const error = missing == Missing::FAIL ? ENOENT : errno;
+  unlinkat(directory.get(), file_name.text, 0); // still locked exclusively
+  errno = error;
+  return Use::FAILED;
+}
+
+// Makes a file that no process uses that of a new mutex. The name in it serves human readers only.
+bool NamedMutex::initialise(char const *name, bool is_owned) noexcept {
+  return fchmod(file.get(), OWNER_ONLY) == 0 && // whatever the process's mask is
+         write_at(file, 0, &FREE, sizeof FREE) &&
+         write_at(file, sizeof FREE, name, std::strlen(name)) &&
+         (!is_owned || wait(0) == WAIT_OBJECT_0) && set_lock(file, USERS, F_RDLCK);
 }
 
 } // namespace
@@ -268,20 +273,12 @@ HANDLE named_mutex(char const *name, Missing missing) noexcept {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return nullptr;
   }
-  DirectoryLock const guard;
-  bool const is_used = guard.is_held() && mutex->use(open_used(guard.directory(), file_name.text));
-  bool const is_missing = guard.is_held() && !is_used && errno == ENOENT;
-  bool const is_new =
-      is_missing && missing != Missing::FAIL && create_file(mutex.get(), guard.directory(), name);
-  if (!is_used && !is_new) {
+  Use const use = mutex->use(name, missing);
+  if (use == Use::FAILED) {
     fail_with_errno();
     return nullptr;
   }
-  // Before another process can open it.
-  if (is_new && missing == Missing::CREATE_OWNED && mutex->wait(0) != WAIT_OBJECT_0) {
-    return nullptr;
-  }
-  SetLastError(is_new ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
+  SetLastError(use == Use::NEW ? ERROR_SUCCESS : ERROR_ALREADY_EXISTS);
   *place = mutex.release();
   return (*place)->handle();
 }
@@ -299,18 +296,17 @@ DWORD NamedMutex::wait(DWORD milliseconds) noexcept {
     ++depth;
     return WAIT_OBJECT_0;
   }
-  bool const is_locked =
-      milliseconds == INFINITE
-          ? set_record_lock(file, F_OFD_SETLKW, F_WRLCK)
-          : lock_until(deadline, [this] { return set_record_lock(file, F_OFD_SETLK, F_WRLCK); });
+  bool const is_locked = milliseconds == INFINITE ? set_lock(file, OWNER, F_WRLCK, F_OFD_SETLKW)
+                                                  : lock_until(deadline, file, OWNER, F_WRLCK);
+  // If the creator was killed before it wrote the mark, the file is empty: the mutex is free.
   char mark = FREE;
-  if (is_locked && retry([&] { return pread(file.get(), &mark, sizeof mark, 0); }) == sizeof mark &&
+  if (is_locked && retry([&] { return pread(file.get(), &mark, sizeof mark, 0); }) != -1 &&
       write_at(file, 0, &OWNED, sizeof OWNED)) {
     depth = 1;
     return mark == FREE ? WAIT_OBJECT_0 : WAIT_ABANDONED;
   }
   fail_with_errno();
-  unlock_file();
+  set_lock(file, OWNER, F_UNLCK);
   ReleaseMutex(threads);
   return GetLastError() == ERROR_SHARING_VIOLATION ? WAIT_TIMEOUT : WAIT_FAILED;
 }
@@ -321,13 +317,14 @@ BOOL NamedMutex::release_mutex() noexcept {
   }
   if (--depth == 0) {
     write_at(file, 0, &FREE, sizeof FREE);
-    unlock_file();
+    set_lock(file, OWNER, F_UNLCK);
   }
   return ReleaseMutex(threads);
 }
 
-// The last user removes the file. If that user was killed, or the directory cannot be locked, the
-// file takes a page of memory until its name is used again or a sweep finds it.
+// The last user removes the file. If it was killed, the file takes a page of memory until its name
+// is used again or a sweep finds it. The lock is released by closing, not by unlocking: a child of
+// fork that has not opened the file again yet still needs it.
 void NamedMutex::close() noexcept {
   ProcessLock const lock(ProcessMutex::NAMED_MUTEXES);
   if (--handles > 0) {
@@ -335,18 +332,17 @@ void NamedMutex::close() noexcept {
   }
   *find(file_name) = next;
   file = Descriptor();
-  if (DirectoryLock const guard; guard.is_held()) {
-    open_used(guard.directory(), file_name.text);
-  }
+  remove_unused(open_directory(), file_name.text);
   delete this;
 }
 
-// The mark stays, and tells the next owner. A mutex that was closed meanwhile is not in the table.
+// The mark stays set and tells the next owner. A mutex that was closed meanwhile is not in the
+// table.
 void abandon_file_of(HANDLE inner_mutex) noexcept {
   ProcessLock const lock(ProcessMutex::NAMED_MUTEXES);
   for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
     if (mutex->threads == inner_mutex) {
-      mutex->unlock_file();
+      set_lock(mutex->file, OWNER, F_UNLCK);
     }
   }
 }

@@ -377,8 +377,8 @@ constexpr DWORD MUTEX_ALL_ACCESS = 0x001F0001;
 /// use already, it is opened, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` means
 /// nothing. When the last handle of a process is closed while a thread of that process owns the
 /// mutex, the mutex is abandoned. A child of fork uses the mutexes of its parent, but owns none.
-/// Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another process has
-/// kept the list of all names locked for 1 s, since it was stopped.
+/// Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another process,
+/// which was stopped while it created or removed this mutex, keeps its file locked for 1 s.
 HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char const *name);
 
 /// Opens the mutex of that name. Every access is granted to the user whose mutex it is, so
