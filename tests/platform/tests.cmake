@@ -29,7 +29,8 @@ if(NOT WIN32)
   # library, so the program compiles its own copy. On Windows they are the system's own calls.
   foreach(source posix/deadline posix/descriptor posix/fork posix/futex process/AtFork
                  process/ProcessMutex process/Rundown winapi/clock winapi/environment winapi/error
-                 winapi/handle winapi/mutex winapi/named_mutex winapi/path winapi/registry_file winapi/wait)
+                 winapi/handle winapi/mutex winapi/named_mutex winapi/path winapi/registry_file
+                 winapi/system_posix winapi/wait)
     target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/${source}.cpp")
   endforeach()
 endif()

@@ -6,6 +6,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/FileSearch.hpp"
+#include "core/base/platform/SystemErrorText.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -38,7 +39,7 @@ unsigned long collect(std::string const &query, Add add, Names *out, bool *has_m
     return RESULT_OUT_OF_MEMORY;
   }
   if (error != ERROR_NO_MORE_FILES && error != ERROR_FILE_NOT_FOUND) {
-    ErrorText const reason;
+    SystemErrorText const reason;
     win32_platform_category().debug("Failed to search '%s': %s", query.c_str(), reason.c_str());
     if (*has_matches || is_failing_device(error)) {
       return RESULT_IO_ERROR;

@@ -2,6 +2,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cctype>

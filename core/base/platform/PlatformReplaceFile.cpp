@@ -8,7 +8,9 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/FileSearch.hpp"
+#include "core/base/platform/SystemErrorText.hpp"
 #include "core/base/platform/Win32PlatformCategory.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <algorithm>
@@ -89,7 +91,7 @@ public:
   TemporaryFile(TemporaryFile const &) = delete;
   TemporaryFile &operator=(TemporaryFile const &) = delete;
   ~TemporaryFile() {
-    KeptError const error;
+    LastErrorGuard const guard;
     file_.reset();
     if (is_there_) {
       DeleteFileA(path_.c_str());
@@ -118,7 +120,7 @@ public:
     bool const is_written =
         write_whole(file_.get(), contents.data, contents.size) == contents.size &&
         FlushFileBuffers(file_.get()) != FALSE;
-    KeptError const error;
+    LastErrorGuard const guard;
     file_.reset();
     return is_written;
   }
@@ -253,7 +255,7 @@ bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   if (write_over(file, old_size, contents)) {
     return true;
   }
-  KeptError const error;
+  LastErrorGuard const guard;
   write_at(file, 0, {old.data(), old.size()});
   end_at(file, old_size);
   return false;
@@ -289,7 +291,7 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   std::string target;
   if (!find_target(path, &target) || !replace(target, {data, size})) {
     DWORD const error = GetLastError();
-    ErrorText const reason;
+    SystemErrorText const reason;
     win32_platform_category().debug("Failed to write '%s': %s", path, reason.c_str());
     return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
   }

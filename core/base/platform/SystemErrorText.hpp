@@ -3,9 +3,9 @@
 
 namespace Ostrel {
 
-/// Why the calling thread's last call of the system failed, in the system's own words, for the
-/// rooms above the platform. It has to be made in the next statement: logging may change it.
-/// Internal to the library.
+/// The system's text for the calling thread's last error, such as "No space left on device". Must
+/// be constructed in the next statement after the failure: logging may change the error. Internal
+/// to the library.
 class SystemErrorText {
 public:
   SystemErrorText() noexcept;

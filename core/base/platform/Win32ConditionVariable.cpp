@@ -4,6 +4,7 @@
 #include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/Timeout.hpp"
 #include "core/base/platform/process/AtFork.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <memory>
@@ -215,7 +216,7 @@ void Win32ConditionVariable::keep(Waiter &waiter) {
 
 // Not under the guard, which the waiter may want at once. It is the waiter's again afterwards.
 bool Win32ConditionVariable::wake(Waiter const &waiter) const {
-  return set_event_before(waiter.event, waiter.takes_mutex ? mutex_.handle_ : nullptr) != FALSE;
+  return set_event_before(waiter.event, waiter.takes_mutex ? mutex_.handle_ : nullptr);
 }
 
 bool Win32ConditionVariable::signal() {

@@ -5,6 +5,7 @@
 #include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/platform/SystemErrorText.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 namespace Ostrel {
@@ -25,7 +26,7 @@ Win32Mutex::Win32Mutex(bool initially_owned, char const *name, bool open_existin
   }
   // Logging itself uses mutexes, but without names.
   if (handle_ == nullptr && name != nullptr) {
-    ErrorText const reason;
+    SystemErrorText const reason;
     category().debug("Failed to %s mutex '%s': %s", open_existing ? "open" : "create", name,
                      reason.c_str());
   }

@@ -8,6 +8,8 @@
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/SystemErrorText.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <atomic>
@@ -69,7 +71,7 @@ void append_to_search_path(std::string *search_path, std::string const &director
   *search_path += directories;
 }
 
-// Changes PATH until the end of a block, whatever way that is left.
+// Changes PATH until the end of a block.
 class TemporaryPath {
 public:
   TemporaryPath() = default;
@@ -77,29 +79,32 @@ public:
   TemporaryPath &operator=(TemporaryPath const &) = delete;
   ~TemporaryPath() { restore(); }
 
-  // Puts the libraries' directories behind those of PATH. False, with PATH as it was, without
-  // memory.
+  // Appends the libraries' directories to PATH. False, with PATH as it was, without memory.
   bool extend(std::string const &search_path) try {
-    std::string path = read_variable(PATH_VARIABLE).value_or("");
+    before_ = read_variable(PATH_VARIABLE);
+    std::string path = before_.value_or("");
     if (std::optional<std::string> const libraries = read_variable(LIBRARY_PATH_VARIABLE)) {
       append_to_search_path(&path, *libraries);
     }
     if (!search_path.empty()) {
       append_to_search_path(&path, search_path);
     }
-    is_changed_ = exchange_variable(PATH_VARIABLE, path.c_str(), &before_);
+    // Set to its own value first: the environment keeps a copy of each value that was set, so that
+    // restoring it later needs no memory.
+    is_changed_ = set(before_) && set(path);
     return is_changed_;
   } catch (std::bad_alloc const &) {
     return false;
   }
 
-  bool restore() {
-    bool const is_due = std::exchange(is_changed_, false);
-    return !is_due || put_back_variable(PATH_VARIABLE, before_);
-  }
+  bool restore() { return !std::exchange(is_changed_, false) || set(before_); }
 
 private:
-  char *before_ = nullptr; // as the environment has it, trusted or not
+  static bool set(std::optional<std::string> const &path) {
+    return SetEnvironmentVariableA(PATH_VARIABLE, path ? path->c_str() : nullptr) != FALSE;
+  }
+
+  std::optional<std::string> before_;
   bool is_changed_ = false;
 };
 
@@ -114,7 +119,7 @@ HMODULE load_module(std::string const &name) {
     return module;
   }
   DWORD const error = GetLastError();
-  ErrorText const reason;
+  SystemErrorText const reason;
   category().warn("Library '%s' not found, with error '%ld'", name.c_str(),
                   static_cast<long>(error));
   category().debug("Failed to load '%s': %s", name.c_str(), reason.c_str());

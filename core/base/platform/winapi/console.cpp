@@ -24,6 +24,7 @@
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/cancellation.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <atomic>

@@ -291,25 +291,3 @@ BOOL SetEnvironmentVariableA(char const *name, char const *value) {
   }
   return change({name, std::strlen(name)}, value) ? TRUE : fail(ERROR_NOT_ENOUGH_MEMORY);
 }
-
-namespace Ostrel {
-
-bool exchange_variable(char const *name, char const *value, char **before) noexcept {
-  remove_untrusted_once();
-  Name const variable = {name, std::strlen(name)};
-  ProcessLock const lock(ProcessMutex::ENVIRONMENT);
-  char *const entry = find_entry(variable);
-  if (!set_value(variable, value)) {
-    return false;
-  }
-  *before = entry;
-  return true;
-}
-
-bool put_back_variable(char const *name, char *before) noexcept {
-  Name const variable = {name, std::strlen(name)};
-  ProcessLock const lock(ProcessMutex::ENVIRONMENT);
-  return before == nullptr ? remove_entries(variable) : set_entry(variable, before);
-}
-
-} // namespace Ostrel

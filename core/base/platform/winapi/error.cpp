@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// GetLastError and SetLastError, on a number of each thread, and the system's words for it. The
-// number is the layer's own rather than `errno`, which every call of the C library may change.
+// GetLastError, SetLastError and FormatMessageA, on a number of each thread. The number is the
+// layer's own rather than `errno`, which every call of the C library may change.
 #include "core/base/platform/winapi/error.hpp"
+
+#include "core/base/platform/winapi/system.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,8 +15,18 @@
 
 namespace {
 
+constexpr std::size_t LONGEST_TEXT = 512; // characters, terminator included
+constexpr int UNKNOWN = -1;               // in the place of an error number
+
+struct LastError {
+  static constexpr int LOADER = -1;
+
+  DWORD number = ERROR_SUCCESS;
+  int reason = 0; // the `errno` behind the number, LOADER for the loader's message, or 0
+};
+
 // Reached without a call and without memory: it must be there when memory is what is missing.
-thread_local Ostrel::LastError last_error __attribute__((tls_model("initial-exec")));
+thread_local LastError last_error __attribute__((tls_model("initial-exec")));
 
 struct ErrorPair {
   int posix;
@@ -54,6 +66,13 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {ERANGE, ERROR_INSUFFICIENT_BUFFER},
     {ENAMETOOLONG, ERROR_FILENAME_EXCED_RANGE},
 };
+
+int errno_of(DWORD number) noexcept {
+  auto const *const pair =
+      std::find_if(std::begin(ERROR_PAIRS), std::end(ERROR_PAIRS),
+                   [number](ErrorPair const &candidate) { return candidate.windows == number; });
+  return pair == std::end(ERROR_PAIRS) ? UNKNOWN : pair->posix;
+}
 
 } // namespace
 
@@ -98,28 +117,31 @@ DWORD error_from_errno(int error) noexcept {
   return pair == std::end(ERROR_PAIRS) ? ERROR_GEN_FAILURE : pair->windows;
 }
 
-KeptError::KeptError() noexcept : kept_(last_error) {}
+LastErrorGuard::LastErrorGuard() noexcept
+    : number_(last_error.number), reason_(last_error.reason) {}
 
-KeptError::~KeptError() {
-  last_error = kept_;
-}
-
-// A number that was set without `errno` has the words of the first one that stands for it.
-ErrorText::ErrorText() noexcept {
-  auto const [number, reason] = last_error;
-  auto const *const pair = std::find_if(
-      std::begin(ERROR_PAIRS), std::end(ERROR_PAIRS),
-      [number = number](ErrorPair const &candidate) { return candidate.windows == number; });
-  char const *const loader = reason == LastError::LOADER ? dlerror() : nullptr;
-  if (loader != nullptr) {
-    std::snprintf(text_, sizeof text_, "%s", loader);
-  } else if (reason > 0 || pair != std::end(ERROR_PAIRS)) {
-    char buffer[sizeof text_];
-    int const error = reason > 0 ? reason : pair->posix;
-    std::snprintf(text_, sizeof text_, "%s", strerror_r(error, buffer, sizeof buffer));
-  } else {
-    std::snprintf(text_, sizeof text_, "error %lu", static_cast<unsigned long>(number));
-  }
+LastErrorGuard::~LastErrorGuard() {
+  last_error = {number_, reason_};
 }
 
 } // namespace Ostrel
+
+DWORD FormatMessageA(DWORD flags, void const *source, DWORD message, DWORD /*language*/,
+                     char *buffer, DWORD size, void *arguments) {
+  if (flags != (FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS) || source != nullptr ||
+      arguments != nullptr || size == 0) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return 0;
+  }
+  auto const [number, reason] = last_error;
+  int error = number == message && reason > 0 ? reason : errno_of(message);
+  char const *const loader = number == message && reason == LastError::LOADER ? dlerror() : nullptr;
+  if (loader == nullptr && error == UNKNOWN) {
+    SetLastError(ERROR_NOT_SUPPORTED);
+    return 0;
+  }
+  char text[LONGEST_TEXT];
+  std::snprintf(buffer, size, "%s",
+                loader != nullptr ? loader : strerror_r(error, text, sizeof text));
+  return static_cast<DWORD>(std::strlen(buffer));
+}

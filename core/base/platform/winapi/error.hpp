@@ -14,13 +14,13 @@ DWORD error_of_open(int error) noexcept;
 /// Sets the last error and returns FALSE: the way in which most calls of the layer fail.
 BOOL fail(DWORD error) noexcept;
 
-/// The same with what `errno` says, whose words `ErrorText` then has.
+/// The same with the number for `errno`; FormatMessageA then has the text of that `errno`.
 BOOL fail_with_errno() noexcept;
 
-/// The same with another number than that of `errno`.
+/// The same with another number, but the text of `errno`.
 BOOL fail_with_errno(DWORD error) noexcept;
 
-/// The same after a failure of the loader, whose words `ErrorText` then has.
+/// The same after a failure of the loader; FormatMessageA then has the loader's message.
 BOOL fail_in_loader(DWORD error) noexcept;
 
 } // namespace Ostrel

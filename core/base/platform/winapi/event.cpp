@@ -6,6 +6,7 @@
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
+#include "core/base/platform/winapi/system.hpp"
 
 #include <new>
 
@@ -80,7 +81,7 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
 
 namespace Ostrel {
 
-BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept {
+bool set_event_before(void *event, void *mutex) noexcept {
   Handle *const object = Handle::of(event);
   return object == nullptr ? fail(ERROR_INVALID_HANDLE) : object->set_event(mutex);
 }
@@ -88,5 +89,5 @@ BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept {
 } // namespace Ostrel
 
 BOOL SetEvent(HANDLE event) {
-  return Ostrel::set_event_before(event, nullptr);
+  return Ostrel::set_event_before(event, nullptr) ? TRUE : FALSE;
 }

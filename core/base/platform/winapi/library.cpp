@@ -8,6 +8,7 @@
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
+#include "core/base/platform/winapi/system.hpp"
 
 #include <cerrno>
 #include <cstdint>

@@ -17,6 +17,7 @@
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
 #include "core/base/platform/winapi/safe_point.hpp"
+#include "core/base/platform/winapi/system.hpp"
 
 #include <algorithm>
 #include <cerrno>

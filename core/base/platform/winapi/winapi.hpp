@@ -7,15 +7,6 @@
 /// and way of failing, just those that the library uses. This is the one place that knows the
 /// system.
 
-namespace Ostrel {
-
-/// Whether a character stands between the parts of a path, on every system.
-constexpr bool is_separator(char c) noexcept {
-  return c == '/' || c == '\\';
-}
-
-} // namespace Ostrel
-
 #ifdef _WIN32
 
 #ifndef NOMINMAX // the standard library of GCC defines it too
@@ -32,122 +23,6 @@ constexpr bool is_separator(char c) noexcept {
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
-
-#include <cstddef>
-#include <utility>
-
-namespace Ostrel {
-
-// The library's own helpers, which are described below. Here the system itself takes every form of
-// a path, and finds the end of the links; nobody is told of a thread that is terminated, but
-// everybody can ask.
-class TerminationHook {
-public:
-  TerminationHook(void (*)(void *), void *) noexcept {}
-};
-
-class ThreadInWait {
-public:
-  ThreadInWait() = default;
-  ThreadInWait(ThreadInWait const &) = delete;
-  ThreadInWait &operator=(ThreadInWait const &) = delete;
-  ~ThreadInWait() { end(); }
-
-  void begin() noexcept { thread_ = OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()); }
-  void end() noexcept {
-    if (thread_ != nullptr) {
-      CloseHandle(std::exchange(thread_, nullptr));
-    }
-  }
-  bool has_ended() const noexcept {
-    return thread_ != nullptr && WaitForSingleObject(thread_, 0) == WAIT_OBJECT_0;
-  }
-
-private:
-  HANDLE thread_ = nullptr;
-};
-
-inline BOOL set_event_before(HANDLE event, HANDLE) noexcept {
-  return SetEvent(event);
-}
-
-inline void to_native_path(char *) noexcept {}
-
-inline bool follow_links(char const *path, char *target, std::size_t size) noexcept {
-  constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  HANDLE const file = CreateFileA(path, 0, SHARED, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) {
-    return strcpy_s(target, size, path) == 0;
-  }
-  DWORD const length = GetFinalPathNameByHandleA(file, target, static_cast<DWORD>(size), 0);
-  CloseHandle(file);
-  if (length == 0) { // of a file system that cannot tell
-    return strcpy_s(target, size, path) == 0;
-  }
-  return length < size;
-}
-
-constexpr char const *SHARED_LIBRARY_EXTENSION = ".dll";
-
-inline HANDLE static_mutex(void *storage) noexcept {
-  auto *const handle = static_cast<void *volatile *>(storage);
-  if (*handle == nullptr) {
-    HANDLE const made = CreateMutexA(nullptr, FALSE, nullptr);
-    if (made != nullptr && InterlockedCompareExchangePointer(handle, made, nullptr) != nullptr) {
-      CloseHandle(made);
-    }
-  }
-  return *handle;
-}
-
-inline bool exchange_variable(char const *name, char const *value, char **before) noexcept {
-  DWORD const size = GetEnvironmentVariableA(name, nullptr, 0); // 0 when it is not set
-  char *copy = size == 0 ? nullptr : static_cast<char *>(malloc(size));
-  bool const is_copied =
-      size == 0 || (copy != nullptr && GetEnvironmentVariableA(name, copy, size) < size);
-  if (!is_copied || SetEnvironmentVariableA(name, value) == FALSE) {
-    free(copy);
-    return false;
-  }
-  *before = copy;
-  return true;
-}
-
-inline bool put_back_variable(char const *name, char *before) noexcept {
-  bool const is_done = SetEnvironmentVariableA(name, before) != FALSE;
-  free(before);
-  return is_done;
-}
-
-class ErrorText {
-public:
-  ErrorText() noexcept {
-    constexpr DWORD HOW = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    DWORD const error = GetLastError();
-    if (FormatMessageA(HOW, nullptr, error, 0, text_, sizeof text_, nullptr) == 0) {
-      _snprintf_s(text_, sizeof text_, _TRUNCATE, "error %lu", error);
-    }
-    text_[strcspn(text_, "\r\n")] = '\0';
-  }
-
-  char const *c_str() const noexcept { return text_; }
-
-private:
-  char text_[512];
-};
-
-class KeptError {
-public:
-  KeptError() noexcept : kept_(GetLastError()) {}
-  KeptError(KeptError const &) = delete;
-  KeptError &operator=(KeptError const &) = delete;
-  ~KeptError() { SetLastError(kept_); }
-
-private:
-  DWORD const kept_;
-};
-
-} // namespace Ostrel
 
 #else
 
@@ -226,44 +101,20 @@ constexpr DWORD ERROR_IO_DEVICE = 1117;
 constexpr DWORD ERROR_UNABLE_TO_REMOVE_REPLACED = 1175;
 constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
 
-/// The calling thread's last-error number: set by the calls below where they fail.
+/// The calling thread's last-error number, which the calls below set when they fail.
 DWORD GetLastError();
 void SetLastError(DWORD error);
 
-namespace Ostrel {
+constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
+constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 
-struct LastError {
-  static constexpr int LOADER = -1;
-
-  DWORD number = ERROR_SUCCESS;
-  int reason = 0; // the `errno` behind the number, LOADER for the loader's words, or 0
-};
-
-/// Why the calling thread's last call below failed, in the system's own words, such as "No space
-/// left on device". It has to be made in the next statement: logging may change it.
-class ErrorText {
-public:
-  ErrorText() noexcept;
-
-  char const *c_str() const noexcept { return text_; }
-
-private:
-  char text_[512];
-};
-
-/// Keeps the last error, and its words, over the calls until the end of a block.
-class KeptError {
-public:
-  KeptError() noexcept;
-  KeptError(KeptError const &) = delete;
-  KeptError &operator=(KeptError const &) = delete;
-  ~KeptError();
-
-private:
-  LastError const kept_;
-};
-
-} // namespace Ostrel
+/// Writes the system's text for an error number, such as "No space left on device", into `size`
+/// characters, cut if it is longer. For the calling thread's last error this is the text of the
+/// error number of POSIX, or of the loader, that caused it. The language is that of the program.
+/// Returns the length; 0 with ERROR_NOT_SUPPORTED for a number without a text, and unless both
+/// flags are given and the other arguments are null.
+DWORD FormatMessageA(DWORD flags, void const *source, DWORD message, DWORD language, char *buffer,
+                     DWORD size, void *arguments);
 
 // --- Handles and waiting: handle.cpp, wait.cpp ------------------------------------------------
 
@@ -298,15 +149,6 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
 /// Sets an event. FALSE with ERROR_INVALID_HANDLE for what is none.
 BOOL SetEvent(HANDLE event);
 
-namespace Ostrel {
-
-/// Sets an event whose waiter takes the mutex next. Where the calling thread owns the mutex, the
-/// waiter is woken by its release, since before it would only go to sleep again: on one processor
-/// that is half of what a condition variable costs. Null for no mutex.
-BOOL set_event_before(HANDLE event, HANDLE mutex) noexcept;
-
-} // namespace Ostrel
-
 // --- Threads: thread.cpp, safe_point.cpp ------------------------------------------------------
 
 /// Starts a thread and stores its identifier, unless `id` is null. With CREATE_SUSPENDED its
@@ -332,37 +174,6 @@ DWORD ResumeThread(HANDLE thread);
 /// timer, and ERROR_INVALID_HANDLE for what is no thread. Nothing reads exit codes, so `exit_code`
 /// means nothing here.
 BOOL TerminateThread(HANDLE thread, DWORD exit_code);
-
-namespace Ostrel {
-
-/// Has a function called when the calling thread is terminated within a block, since no destructor
-/// runs then. It is called by that thread, which may take locks and memory.
-class TerminationHook {
-public:
-  TerminationHook(void (*action)(void *), void *argument) noexcept;
-  TerminationHook(TerminationHook const &) = delete;
-  TerminationHook &operator=(TerminationHook const &) = delete;
-  ~TerminationHook();
-
-  void run() const noexcept { action_(argument_); }
-  TerminationHook const *outer() const noexcept { return outer_; }
-
-private:
-  void (*action_)(void *);
-  void *argument_;
-  TerminationHook const *outer_; // of the block around this one
-};
-
-/// The thread that waits from `begin` to `end`. On Windows it tells whether the thread has been
-/// terminated meanwhile; here the thread's own hook reports that.
-class ThreadInWait {
-public:
-  void begin() noexcept {}
-  void end() noexcept {}
-  bool has_ended() const noexcept { return false; }
-};
-
-} // namespace Ostrel
 
 // --- Mutexes: mutex.cpp, named_mutex.cpp ------------------------------------------------------
 
@@ -391,32 +202,11 @@ HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 /// ERROR_NOT_OWNER when it does not own the mutex, ERROR_INVALID_HANDLE for what is no mutex.
 BOOL ReleaseMutex(HANDLE mutex);
 
-namespace Ostrel {
-
-/// The handle of a mutex without a name that lives in static storage of 64 bytes, zero at first,
-/// and is never closed. It needs no memory.
-HANDLE static_mutex(void *storage) noexcept;
-
-} // namespace Ostrel
-
 // --- Paths: path.cpp --------------------------------------------------------------------------
 
 // Every call that takes a path takes a backslash for a separator as well as a slash, and a drive
 // (letter, colon, separator) at its start for the root. Paths that are handed out are the system's
 // own.
-
-namespace Ostrel {
-
-/// Rewrites a path, in place, as the system's own calls take it. It becomes no longer.
-void to_native_path(char *path) noexcept;
-
-/// Gives the path of the file that `path` names in the end, symbolic links followed; it need not
-/// exist. A path that is no link is given back as it is, and so is a link to what no path of this
-/// layer can name. False when the links turn in a circle, when they lead to such a name at which
-/// nothing is, or when the result does not fit into `size` characters.
-bool follow_links(char const *path, char *target, std::size_t size) noexcept;
-
-} // namespace Ostrel
 
 /// Reads the current directory into `size` characters, terminator included. Gives `buffer`; null,
 /// with `errno`, when the directory cannot be read or does not fit, or for a null buffer.
@@ -654,28 +444,7 @@ int _putenv(char const *text);
 /// an equals sign, and ERROR_NOT_ENOUGH_MEMORY.
 BOOL SetEnvironmentVariableA(char const *name, char const *value);
 
-namespace Ostrel {
-
-/// Sets a variable for a while, as SetEnvironmentVariableA does.
-/// @param before  receives what `put_back_variable` takes; null if the variable is not set.
-///                Untouched on failure.
-/// @return false, with the variable as it was, without memory.
-bool exchange_variable(char const *name, char const *value, char **before) noexcept;
-
-/// Sets the variable to what it was, once for each exchange; the program must not have freed that
-/// text meanwhile. False when it has to be removed, or is no longer there, and there is no memory.
-bool put_back_variable(char const *name, char *before) noexcept;
-
-} // namespace Ostrel
-
 // --- Dynamic libraries: library.cpp -----------------------------------------------------------
-
-namespace Ostrel {
-
-/// What the name of a library ends in when nothing else is said.
-constexpr char const *SHARED_LIBRARY_EXTENSION = ".so";
-
-} // namespace Ostrel
 
 /// Loads a library, with all that it needs, for itself alone: nobody else's symbols are resolved in
 /// it. A path with a separator names its file. A bare name is that of a file in one of the
