@@ -22,6 +22,7 @@
 #include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
+#include "core/base/platform/winapi/system.hpp"
 
 #include <atomic>
 #include <cerrno>
@@ -415,7 +416,7 @@ void close_mutex(HANDLE mutex) noexcept {
   Mutex::of(mutex).close();
 }
 
-HANDLE static_mutex(void *storage) noexcept {
+void *static_mutex(void *storage) noexcept {
   constexpr std::size_t STORAGE_BYTES = 64;
   static_assert(sizeof(Mutex) <= STORAGE_BYTES && alignof(Mutex) <= alignof(std::uint64_t));
   return Handle::mutex_handle(storage);

@@ -433,9 +433,10 @@ DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 /// same time, finds the old value or the new one, and every other variable all the while. No other
 /// thread may change the environment by other means (`setenv`, `environ`) at that moment.
 ///
-/// Takes "NAME=value", which is copied and stays allocated, once for each distinct value. Nothing
-/// after the equals sign removes the variable. After a change by other means, a new variable and a
-/// removal need an array of their own, which stays allocated, too.
+/// Takes "NAME=value", which is copied and stays allocated, once for each distinct value: setting a
+/// value again needs no memory, and a change takes time in proportion to the number of values so
+/// far. Nothing after the equals sign removes the variable. After a change by other means, a new
+/// variable and a removal need an array of their own, which stays allocated, too.
 /// 0, or -1 with EINVAL or ENOMEM in `errno`.
 int _putenv(char const *text);
 
