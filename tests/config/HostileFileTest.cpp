@@ -15,11 +15,11 @@ std::string with_entities(std::string const &declarations, std::string const &co
 }
 
 // Each entity ten times the one before.
-std::string laughs(char const *kind, char const *reference) {
-  std::string declarations = std::string("<!ENTITY ") + kind + "e0 '0123456789'>";
+std::string laughs() {
+  std::string declarations = "<!ENTITY e0 '0123456789'>";
   for (int i = 1; i < 12; ++i) {
-    declarations += std::string("<!ENTITY ") + kind + "e" + std::to_string(i) + " '" +
-                    repeated(reference + std::string("e") + std::to_string(i - 1) + ";", 10) + "'>";
+    declarations += "<!ENTITY e" + std::to_string(i) + " '" +
+                    repeated("&e" + std::to_string(i - 1) + ";", 10) + "'>";
   }
   return declarations;
 }
@@ -39,12 +39,12 @@ TEST(HostileFile, DoesNotParse) {
       {"too deep", repeated("<K>", 258) + repeated("</K>", 258)},
       {"external entity", with_entities("<!ENTITY e SYSTEM '/etc/passwd'>", ""),
        "DEBUG - it declares an external entity"},
-      {"external parameter entity", with_entities("<!ENTITY % e SYSTEM '/etc/passwd'>", "")},
+      {"parameter entity", with_entities("<!ENTITY % p '<!ENTITY a \"A\">'>%p;", "&a;"),
+       "DEBUG - it declares an external entity or a parameter entity"},
       {"unparsed entity",
        with_entities("<!NOTATION n SYSTEM 'n'><!ENTITY e SYSTEM 'e' NDATA n>", "")},
       {"many references", with_entities(entity, repeated("&e;", 50000))},
-      {"nested entities", with_entities(laughs("", "&"), "&e11;")},
-      {"nested parameter entities", with_entities(laughs("% ", "&#37;") + "%e11;", "")},
+      {"nested entities", with_entities(laughs(), "&e11;")},
       {"entity that is declared after its use",
        "<!DOCTYPE R SYSTEM 'x' [<!ENTITY a '" + repeated("&b;", 100) +
            "'><!ATTLIST K v CDATA '&a;'>" + "<!ENTITY b '" + kilobytes_50 + "'>]><R>" +
@@ -95,7 +95,6 @@ TEST(HostileFile, ParsesWhatIsHarmless) {
   } const cases[] = {
       {"external subset", "<!DOCTYPE R SYSTEM '/etc/passwd'><R>t</R>", "t"},
       {"entities", with_entities("<!ENTITY a 'A'><!ENTITY b '&a;B&#38;amp;'>", "&b;&b;"), "AB&AB&"},
-      {"parameter entity", with_entities("<!ENTITY % p '<!ENTITY a \"A\">'>%p;", "&a;"), "A"},
       {"1 MB out of little",
        with_entities("<!ENTITY e '" + std::string(50000, 'x') + "'>", repeated("&e;", 20)),
        std::string(1000000, 'x')},

@@ -14,18 +14,17 @@ constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
 constexpr char LATIN[] = "<?xml version='1.0' encoding='ISO-8859-1'?><R/>";
 
 TEST(StoredText, RefusesWhatAFileCannotHold) {
-  constexpr char ATTRIBUTE[] = "v", EURO[] = "\xE2\x82\xAC", UTF_8[] = "<R xmlns:p='u'/>";
+  constexpr char ATTRIBUTE[] = "v", UTF_8[] = "<R xmlns:p='u'/>";
   constexpr char NO_CHARACTER[] = "\xEF\xBF\xBE", SURROGATE[] = "\xED\xA0\x80";
   constexpr char OVERLONG[] = "\xC1\xBF", TOO_LARGE[] = "\xF4\x90\x80\x80";
   struct {
     char const *file, *name, *text; // a null name is the text value
     int times = 1;
   } const cases[] = {
-      {UTF_8, nullptr, "x", 10000001},  {LATIN, EURO, "t"},           {UTF_8, "p:a", "t"},
-      {UTF_8, ATTRIBUTE, "x", 9990000}, {UTF_8, ATTRIBUTE, "\x01"},   {UTF_8, "a b", "t"},
-      {UTF_8, ATTRIBUTE, "&", 1998000}, {UTF_8, nullptr, "\xFF"},     {UTF_8, "a:b:0", "t"},
-      {UTF_8, nullptr, NO_CHARACTER},   {UTF_8, nullptr, "\xE2\x82"}, {UTF_8, ATTRIBUTE, OVERLONG},
-      {UTF_8, nullptr, SURROGATE},      {UTF_8, ATTRIBUTE, TOO_LARGE}};
+      {UTF_8, nullptr, "x", 10000001}, {UTF_8, "p:a", "t"},          {UTF_8, "a b", "t"},
+      {UTF_8, ATTRIBUTE, "\x01"},      {UTF_8, nullptr, "\xFF"},     {UTF_8, "a:b:c", "t"},
+      {UTF_8, nullptr, NO_CHARACTER},  {UTF_8, nullptr, "\xE2\x82"}, {UTF_8, ATTRIBUTE, OVERLONG},
+      {UTF_8, nullptr, SURROGATE},     {UTF_8, ATTRIBUTE, TOO_LARGE}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
     std::string const name = c.name == nullptr ? "" : c.name, text = repeated(c.text, c.times);
@@ -50,10 +49,9 @@ TEST(StoredText, TakesWhatTheParserJustTakes) {
   struct {
     char const *name, *text;
     int times;
-  } const cases[] = {
-      {ROBOT, "t", 1},          {"v", "x", 9989900}, {"a:b", "t", 1}, {nullptr, "x", 10000000},
-      {"a::0", "t", 1},         {"v", "&", 1997900}, {":", "t", 1},   {nullptr, "&", 1000000},
-      {"v", ALL_SIZES, 399590}, {nullptr, " ", 5000}};
+  } const cases[] = {{ROBOT, "t", 1},          {"v", "&", 1997900},    {"a:b", "t", 1},
+                     {nullptr, "x", 10000000}, {"v", ALL_SIZES, 1000}, {":", "t", 1},
+                     {"a:", "t", 1},           {nullptr, " ", 5000}};
   for (auto const &c : cases) {
     SCOPED_TRACE(std::string(c.name == nullptr ? "(text)" : c.name) + "=" + c.text);
     LoadedSource one("<?xml version='1.0' encoding='UTF-8'?><R/>");
@@ -105,25 +103,27 @@ TEST(StoredText, NamesHaveTheCharactersThatTheParserTakes) {
 }
 
 TEST(StoredText, HasAsManyNamesAsALoadTakes) {
-  // What has a prefix counts as three, and so do the parts of a namespace.
-  LoadedSource one("<R xmlns:q='u'><!-- c -->" + repeated("<K@/>", 99876) + "</R>");
-  ASSERT_EQ(one.result, RESULT_SUCCESS);
-  for (int i = 0; i < 40; ++i) {
-    std::string const name = "p" + std::to_string(i) + ":a" + std::to_string(i);
-    ASSERT_NE(one.source.create_key(one.top(), name.c_str(), false), nullptr);
+  LoadedSource one("<R v='1'>" + repeated("<K@/>", 99900) + "</R>");
+  void const *last = nullptr;
+  int added = 0;
+  for (void const *key = one.top(); key != nullptr; ++added) {
+    last = key;
+    std::string const name = "Added" + std::to_string(added);
+    key = one.source.create_key(one.top(), name.c_str(), false);
   }
-  void const *const last = one.source.create_key(one.top(), "Last", false);
-  ASSERT_NE(last, nullptr);
-  EXPECT_EQ(one.source.create_key(one.top(), "Other", false), nullptr);
-  EXPECT_EQ(one.source.create_key(one.top(), "p:K1", false), nullptr);
+  EXPECT_LE(added, 100);
   EXPECT_EQ(one.source.set_value(last, "Other", "t", false), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(one.source.set_value(one.top(), "v", "2", false), RESULT_SUCCESS);
   EXPECT_NE(one.source.create_key(one.top(), "K1", true), nullptr);
   EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
-  EXPECT_EQ(one.source.delete_key(last), RESULT_SUCCESS); // its name no longer counts
-  EXPECT_EQ(one.source.set_value(one.top(), "Other", "t", false), RESULT_SUCCESS);
-  EXPECT_EQ(one.source.create_key(one.top(), "Last", false), nullptr); // and is not known any more
-  LoadedSource full("<R v='1'>" + repeated("<K@/>", 100020) + "</R>"); // as the parser just takes
-  EXPECT_EQ(full.source.set_value(full.top(), "v", "2", false), RESULT_SUCCESS);
+}
+
+TEST(StoredText, ASaveIsRefusedThatWouldNotLoad) {
+  LoadedSource one("<R/>");
+  EXPECT_EQ(one.source.set_value(one.top(), "v", std::string(10000000, 'x').c_str(), true),
+            RESULT_IO_ERROR);
+  EXPECT_EQ(read_file(one.path), "<R/>");
+  EXPECT_EQ(one.source.set_value(one.top(), "v", "x", true), RESULT_SUCCESS);
 }
 
 TEST(StoredText, NestsAsDeepAsALoadTakes) {
@@ -144,6 +144,9 @@ TEST(StoredText, AFileKeepsItsEncodingUnlessATextDoesNotFit) {
   EXPECT_EQ(one.source.set_value(one.top(), "v", "\xE2\x82\xAC\xC3\xA9", true), RESULT_SUCCESS);
   EXPECT_EQ(read_file(one.path), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
                                  "<R v=\"&#8364;\xE9\"> <K/></R>\n");
+  ASSERT_NE(one.source.create_key(one.top(), "\xE2\x82\xAC", true), nullptr);
+  EXPECT_EQ(read_file(one.path), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                 "<R v=\"\xE2\x82\xAC\xC3\xA9\"> <K/><\xE2\x82\xAC/></R>\n");
 }
 
 TEST(StoredText, EncodingAndCommentsSurviveASave) {

@@ -2,9 +2,7 @@
 #include "core/base/config/Configuration.hpp"
 
 #include "core/base/config/KeyPath.hpp"
-#include "core/base/config/NumberText.hpp"
-#include "core/base/config/SourceLock.hpp"
-#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/config/SourceLookUp.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -29,7 +27,7 @@ public:
   // @param source  null for one of another class, which does its own locking.
   explicit FacadeLock(XmlConfigSource const *source) {
     if (source != nullptr) {
-      source_.emplace();
+      source_.emplace(ProcessMutex::SOURCE);
     }
   }
 
@@ -38,100 +36,17 @@ public:
 
 private:
   ProcessLock facades_{ProcessMutex::CONFIGURATION};
-  std::optional<SourceLock> source_;
-};
-
-void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
-                            unsigned int index) {
-  std::string found;
-  void const *sub_key = source.find_first(key, &found);
-  for (; sub_key != nullptr; sub_key = source.find_next(sub_key, &found)) {
-    if ((name.empty() || name == found) && index-- == 0) {
-      break;
-    }
-  }
-  return sub_key;
-}
-
-void const *walk_to_value(IConfigSource const &source, void const *key, char const *name,
-                          std::string *text) {
-  std::string found;
-  void const *value = source.find_first_value(key, &found, text);
-  while (value != nullptr && name != nullptr && found != name) {
-    value = source.find_next_value(value, &found, text);
-  }
-  return value;
-}
-
-bool is_digit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-// Steps over what separates the numbers of a series; a '-' that no digit follows is part of it.
-char const *skip_series_separators(char const *text) {
-  while (*text != '\0' && *text != ':' && !is_digit(*text) &&
-         !(*text == '-' && is_digit(text[1]))) {
-    ++text;
-  }
-  return text;
-}
-
-char const *skip_to_first_number(char const *text) {
-  text = skip_series_separators(text);
-  while (*text == ':') {
-    text = skip_series_separators(text + 1);
-  }
-  return text;
-}
-
-// Where a series goes, up to its capacity.
-class SeriesSink {
-public:
-  SeriesSink(long *array, unsigned int capacity) : array_(array), capacity_(capacity) {}
-
-  bool is_full() const { return count_ == capacity_; }
-  unsigned int count() const { return count_; }
-
-  // Both ends included, up or down.
-  void add_range(long first, long last) {
-    for (long number = first; !is_full(); number += first < last ? 1 : -1) {
-      array_[count_++] = number;
-      if (number == last) { // tested here since last + 1 need not be a number
-        return;
-      }
-    }
-  }
-
-private:
-  long *array_;
-  unsigned int capacity_;
-  unsigned int count_ = 0;
+  std::optional<ProcessLock> source_;
 };
 
 constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included
-
-// Reads the value at a place (a path, or a key and a sub path, and a name) as a number.
-template <class Number, class... Place>
-unsigned long get_number(Configuration const &configuration, Number *out, Place... place) try {
-  if (out == nullptr) {
-    return RESULT_INVALID_ARGUMENT;
-  }
-  std::string text;
-  unsigned long const result = configuration.get_value(place..., &text);
-  if (result == RESULT_SUCCESS) {
-    read_number(text.c_str(), out);
-  }
-  return result;
-} catch (std::bad_alloc const &) {
-  return RESULT_OUT_OF_MEMORY;
-}
 
 } // namespace
 
 class Configuration::Lock : public FacadeLock {
 public:
   explicit Lock(Configuration const &facade)
-      : FacadeLock(XmlConfigSource::exactly(*facade.source_)) {}
+      : FacadeLock(SourceLookUp(*facade.source_).indexed()) {}
 };
 
 Configuration::Configuration(IConfigSource &source) : source_(&source) {}
@@ -139,7 +54,7 @@ Configuration::Configuration(IConfigSource &source) : source_(&source) {}
 Configuration::~Configuration() = default;
 
 unsigned long Configuration::init_source(void const *description) {
-  FacadeLock const lock(XmlConfigSource::exactly(*source_));
+  FacadeLock const lock(SourceLookUp(*source_).indexed());
   if (!lock) {
     category().warn("internal error: acquisition error");
     return RESULT_ACQUISITION_ERROR;
@@ -156,7 +71,7 @@ unsigned long Configuration::init_source(void const *description) {
 }
 
 unsigned long Configuration::init_source(IConfigSource::ConfigRoot root, void const *argument) {
-  FacadeLock const lock(XmlConfigSource::exactly(*source_));
+  FacadeLock const lock(SourceLookUp(*source_).indexed());
   if (!lock) {
     category().warn("internal error: acquisition error");
     return RESULT_ACQUISITION_ERROR;
@@ -234,12 +149,13 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
   auto const find = [this, parent, &key_name](long i) {
     return source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i));
   };
-  // Our own source counts once, which a foreign one cannot: that is asked number by number.
-  XmlConfigSource const *const own = XmlConfigSource::exactly(*source_);
-  long i = own == nullptr ? 0 : own->count_sub_keys(parent, key_name.c_str());
+  // A source with an index counts once. Another cannot, and is searched number by number.
+  SourceLookUp const look_up(*source_);
+  bool const is_counted = look_up.indexed() != nullptr;
+  long i = look_up.count_indexed_sub_keys(parent, key_name.c_str());
   void const *key = i > index ? find(index) : nullptr;
   for (; i <= index; ++i) {
-    key = own == nullptr ? find(i) : nullptr;
+    key = is_counted ? nullptr : find(i);
     if (key != nullptr) {
       continue;
     }
@@ -319,19 +235,6 @@ unsigned long Configuration::get_value(char const *path, char const *name, std::
   return RESULT_OUT_OF_MEMORY;
 }
 
-unsigned long Configuration::get_value(char const *path, char const *name, double *out) const {
-  return get_number(*this, out, path, name);
-}
-
-unsigned long Configuration::get_value(char const *path, char const *name, long *out) const {
-  return get_number(*this, out, path, name);
-}
-
-unsigned long Configuration::get_value(char const *path, char const *name,
-                                       unsigned long *out) const {
-  return get_number(*this, out, path, name);
-}
-
 unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
                                        std::string *out) const try {
   if (out == nullptr) {
@@ -341,21 +244,6 @@ unsigned long Configuration::get_value(void const *key, char const *sub_path, ch
   return search_value(key, sub_path, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
-}
-
-unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
-                                       double *out) const {
-  return get_number(*this, out, key, sub_path, name);
-}
-
-unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
-                                       long *out) const {
-  return get_number(*this, out, key, sub_path, name);
-}
-
-unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
-                                       unsigned long *out) const {
-  return get_number(*this, out, key, sub_path, name);
 }
 
 unsigned long Configuration::set_value(char const *path, char const *name, char const *value,
@@ -371,42 +259,12 @@ unsigned long Configuration::set_value(char const *path, char const *name, char 
   return RESULT_OUT_OF_MEMORY;
 }
 
-unsigned long Configuration::set_value(char const *path, char const *name, double value,
-                                       bool commit) {
-  return set_value(path, name, write_number(value).data(), commit);
-}
-
-unsigned long Configuration::set_value(char const *path, char const *name, long value,
-                                       bool commit) {
-  return set_value(path, name, write_number(value).data(), commit);
-}
-
-unsigned long Configuration::set_value(char const *path, char const *name, unsigned long value,
-                                       bool commit) {
-  return set_value(path, name, write_number(value).data(), commit);
-}
-
 unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
                                        char const *value, bool commit) try {
   Lock const lock(*this);
   return source_->set_value(search_sub_key(key, sub_path), name, value, commit);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
-}
-
-unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
-                                       double value, bool commit) {
-  return set_value(key, sub_path, name, write_number(value).data(), commit);
-}
-
-unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
-                                       long value, bool commit) {
-  return set_value(key, sub_path, name, write_number(value).data(), commit);
-}
-
-unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
-                                       unsigned long value, bool commit) {
-  return set_value(key, sub_path, name, write_number(value).data(), commit);
 }
 
 unsigned long Configuration::delete_value(void const *key, char const *name) try {
@@ -470,35 +328,14 @@ void const *Configuration::look_up(char const *path) const {
 }
 
 void const *Configuration::search_sub_key(void const *key, char const *path) const {
-  if (path == nullptr) {
-    return key;
-  }
-  if (XmlConfigSource const *const indexed = XmlConfigSource::exactly(*source_);
-      indexed != nullptr) {
-    return indexed->search_key(key, path);
-  }
-  return walk_key_path(key, path,
-                       [this](void const *parent, std::string_view name, unsigned int index) {
-                         return walk_to_sub_key(*source_, parent, name, index);
-                       });
+  return SourceLookUp(*source_).find_key(key, path);
 }
 
 void const *Configuration::search_value(void const *key, char const *sub_path, char const *name,
                                         std::string *out) const {
   void const *const owner = search_sub_key(key, sub_path);
-  if (owner == nullptr || out == nullptr) {
-    return nullptr;
-  }
-  if (XmlConfigSource const *const indexed = XmlConfigSource::exactly(*source_);
-      indexed != nullptr) {
-    return indexed->search_value(owner, name, out);
-  }
-  std::string text;
-  void const *const value = walk_to_value(*source_, owner, name, &text);
-  if (value != nullptr) {
-    *out = std::move(text);
-  }
-  return value;
+  return owner == nullptr || out == nullptr ? nullptr
+                                            : SourceLookUp(*source_).find_value(owner, name, out);
 }
 
 void const *Configuration::find_sub_key(void const *key, char const *path) const try {
@@ -523,32 +360,6 @@ void const *Configuration::find_indexed_key_with_value(void const *key, int inde
   return search_indexed_key(key, index, value_name, value_text);
 } catch (std::bad_alloc const &) {
   return nullptr;
-}
-
-unsigned long Configuration::parse_long_series(char const *text, long *array,
-                                               unsigned int *count) const {
-  if (text == nullptr || array == nullptr || count == nullptr) {
-    return RESULT_INVALID_ARGUMENT;
-  }
-  SeriesSink sink(array, *count);
-  long range_start = 0;
-  bool is_in_range = false;
-  char const *rest = skip_to_first_number(text);
-  while (*rest != '\0' && !sink.is_full()) {
-    char *end = nullptr;
-    long const number = std::strtol(rest, &end, 10); // 0 at the second of two ':'
-    rest = skip_series_separators(end);
-    if (*rest == ':') {
-      rest = skip_series_separators(rest + 1);
-      range_start = number;
-      is_in_range = true;
-    } else {
-      sink.add_range(is_in_range ? range_start : number, number);
-      is_in_range = false;
-    }
-  }
-  *count = sink.count();
-  return RESULT_SUCCESS;
 }
 
 void const *Configuration::search_indexed_key(void const *key, int index, char const *value_name,

@@ -7,20 +7,11 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
-
-struct _xmlDoc; // the XML library's document and element
-struct _xmlNode;
 
 namespace Ostrel {
 
-class KeyIndex;
-
-/// Releases a document of the XML library. Internal to the library.
-struct FreeXmlDocument {
-  void operator()(_xmlDoc *document) const noexcept;
-};
+struct KeyIndex;
 
 /// A configuration kept in an XML file, found along a search path, edited in memory and written
 /// back whole.
@@ -30,32 +21,34 @@ struct FreeXmlDocument {
 /// files by name: repositories, which are never written.
 ///
 /// **What is stored is what is read**: every text that `set_value` accepts comes back byte for
-/// byte, in memory and after a reload; only a text of nothing but blanks is lost on reload once the
-/// key has sub-keys: between other content a file keeps no text of blanks alone. What a file could
-/// not hold is refused with a warning, and nothing is stored: names that are no XML names, are
-/// longer than 50,000 bytes, belong to XML itself, use a prefix that the file declares, or have
-/// something behind a second ':' that begins no name; keys nested deeper than 257; more than 5,000
-/// named values of a key; more than 100,000 different names; texts that are not UTF-8, hold
-/// characters that XML 1.0 forbids, or are longer than 10,000,000 bytes (the named values of a key:
-/// all of them together, as they stand in the file).
+/// byte, in memory and after a reload. The exception is a text of nothing but blanks: a reload
+/// drops it once the key has sub-keys. What a file could not hold is refused with a warning, and
+/// nothing is stored: names that are no XML names, have more than one ':', are longer than 50,000
+/// bytes, belong to XML itself or use a prefix that the file declares; keys nested deeper than 257;
+/// more than 5,000 named values of a key; a new name when the document has had 100,000 different
+/// ones since its load; texts that are not UTF-8, hold characters that XML 1.0 forbids or are
+/// longer than 10,000,000 bytes.
 ///
-/// **A save is all or nothing**, as `Platform::replace_file` says, and is checked to parse first:
-/// it is refused, with the reason at debug level, when the whole goes beyond the limits on a file,
-/// below. It writes all that the source has, so what another program has saved since the load is
-/// lost. A file keeps its encoding, unless what is stored cannot be written in it: then it becomes
-/// UTF-8.
+/// **A save is all or nothing**, as `Platform::replace_file` says. It writes all that the source
+/// has, so what another program has saved since the load is lost. The text of the file is parsed
+/// first, and the save is refused, with the reason at debug level, when the text goes beyond the
+/// limits on a file, below; likewise when all named values of a key together take more than
+/// 10,000,000 bytes. A file keeps its encoding, unless what is stored cannot be written in it: then
+/// it becomes UTF-8.
 ///
 /// **A file cannot do harm**: the network and other files are never touched. External subsets are
 /// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
-/// declares an external entity, goes beyond the limits above, has more than 32 KB of declarations
-/// (the texts of entities apart), 256 namespaces at one place or 100,000 different names (one with
-/// a prefix counts as three), or when its entities expand to more than 1 MB and more than ten times
-/// its size (each tag and each named value in them counts 25 bytes more).
+/// declares an external entity or a parameter entity, goes beyond the limits above, has more than
+/// 32 KB of declarations (the texts of entities apart), 256 namespaces at one place or 100,000
+/// different names (one with a prefix counts as three), or when its entities expand to more than
+/// 1 MB and more than ten times its size (each tag and each named value in them counts 25 bytes
+/// more).
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
-/// `find_indexed_sub_key`, `get_key_name` and `get_value_data` take no lock and must not run while
-/// another thread loads, edits or destroys a source; `create_source` and `commit` go on without the
-/// lock if it cannot be acquired.
+/// `find_indexed_sub_key`, `get_key_name` and `get_value_data` do not acquire it and must not run
+/// while another thread loads, edits or destroys a source; `create_source` and `commit` proceed
+/// without the lock if it cannot be acquired. The constructor and each save set two of the XML
+/// library's defaults for the calling thread: output is indented, and blanks are dropped.
 /// Messages go to the category "Ostrel.Core.Base.XmlConfigSource".
 class OSTBASE_API XmlConfigSource : public IConfigSource {
 public:
@@ -165,41 +158,22 @@ protected:
   bool save() const;
 
 private:
-  friend class Configuration; // for what stands below, which foreign sources do not have
+  friend class SourceLookUp;
 
-  struct DocumentRecord {
-    std::unique_ptr<_xmlDoc, FreeXmlDocument> document;
-    std::string file_name; // where the document came from and goes to
-  };
-
-  // The source as one of exactly this class; null for any other. A class derived from this one may
-  // walk in a way of its own, which the index would leave out.
-  static XmlConfigSource const *exactly(IConfigSource const &source) noexcept;
+  struct DocumentRecord;
 
   // These need the source mutex held.
-  // How many sub-keys of that name the key has; counted like `find_indexed_sub_key`.
-  int count_sub_keys(void const *key, char const *name) const noexcept;
-  // The next two throw std::bad_alloc without memory. The key of a path, through the index.
-  void const *search_key(void const *key, char const *path) const;
-  // The first value of that name; null and empty name the text value. Writes nothing for none.
-  void const *search_value(void const *key, char const *name, std::string *text) const;
-
+  static unsigned long read_record(std::string path, std::unique_ptr<DocumentRecord> *record);
   unsigned long load(std::string path);
-  void adopt(DocumentRecord record);
-  // The sub-key of that name and number, from 0; the empty name counts every sub-key, and a null
-  // key stands for the place above the top key.
-  void const *search_sub_key(void const *key, std::string_view name, unsigned int index) const;
-  _xmlNode *top_key() const;
+  void adopt(std::unique_ptr<DocumentRecord> record);
+  void const *top_key() const; // null for none
 
   std::atomic<ConfigRoot> config_root_{CONFIG_ROOT_NONE}; // read without the mutex
-  DocumentRecord main_document_;
-  std::map<std::string, DocumentRecord> repositories_;
+  std::unique_ptr<DocumentRecord> main_document_;         // null for none
+  std::map<std::string, std::unique_ptr<DocumentRecord>> repositories_;
   std::vector<std::string> search_path_;
-  // Made at the first search, dropped when a key comes or goes; guarded by the source mutex.
+  // Made at the first search, dropped when a key is added or removed; guarded by the source mutex.
   mutable std::unique_ptr<KeyIndex> index_;
-  // Whether _instance_count has a unit of ours: not when the constructor could not have the lock,
-  // and then never.
-  bool is_counted_ = false;
 };
 
 } // namespace Ostrel

@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/Configuration.hpp"
+
+#include "core/base/config/NumberText.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+
+#include <cstdlib>
+#include <new>
+
+// Values that are numbers, or series of them.
+namespace Ostrel {
+
+namespace {
+
+// Reads the value at a place (a path, or a key and a sub path, and a name) as a number.
+template <class Number, class... Place>
+unsigned long get_number(Configuration const &configuration, Number *out, Place... place) try {
+  if (out == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  std::string text;
+  unsigned long const result = configuration.get_value(place..., &text);
+  if (result == RESULT_SUCCESS) {
+    read_number(text.c_str(), out);
+  }
+  return result;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Steps over what separates the numbers of a series; a '-' that no digit follows is part of it.
+char const *skip_series_separators(char const *text) {
+  while (*text != '\0' && *text != ':' && !is_digit(*text) &&
+         !(*text == '-' && is_digit(text[1]))) {
+    ++text;
+  }
+  return text;
+}
+
+char const *skip_to_first_number(char const *text) {
+  text = skip_series_separators(text);
+  while (*text == ':') {
+    text = skip_series_separators(text + 1);
+  }
+  return text;
+}
+
+// Where a series goes, up to its capacity.
+class SeriesSink {
+public:
+  SeriesSink(long *array, unsigned int capacity) : array_(array), capacity_(capacity) {}
+
+  bool is_full() const { return count_ == capacity_; }
+  unsigned int count() const { return count_; }
+
+  // Both ends included, up or down.
+  void add_range(long first, long last) {
+    for (long number = first; !is_full(); number += first < last ? 1 : -1) {
+      array_[count_++] = number;
+      if (number == last) { // tested here since last + 1 need not be a number
+        return;
+      }
+    }
+  }
+
+private:
+  long *array_;
+  unsigned int capacity_;
+  unsigned int count_ = 0;
+};
+
+} // namespace
+
+unsigned long Configuration::get_value(char const *path, char const *name, double *out) const {
+  return get_number(*this, out, path, name);
+}
+
+unsigned long Configuration::get_value(char const *path, char const *name, long *out) const {
+  return get_number(*this, out, path, name);
+}
+
+unsigned long Configuration::get_value(char const *path, char const *name,
+                                       unsigned long *out) const {
+  return get_number(*this, out, path, name);
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       double *out) const {
+  return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       long *out) const {
+  return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
+                                       unsigned long *out) const {
+  return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, double value,
+                                       bool commit) {
+  return set_value(path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, long value,
+                                       bool commit) {
+  return set_value(path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(char const *path, char const *name, unsigned long value,
+                                       bool commit) {
+  return set_value(path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       double value, bool commit) {
+  return set_value(key, sub_path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       long value, bool commit) {
+  return set_value(key, sub_path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::set_value(void const *key, char const *sub_path, char const *name,
+                                       unsigned long value, bool commit) {
+  return set_value(key, sub_path, name, write_number(value).data(), commit);
+}
+
+unsigned long Configuration::parse_long_series(char const *text, long *array,
+                                               unsigned int *count) const {
+  if (text == nullptr || array == nullptr || count == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  SeriesSink sink(array, *count);
+  long range_start = 0;
+  bool is_in_range = false;
+  char const *rest = skip_to_first_number(text);
+  while (*rest != '\0' && !sink.is_full()) {
+    char *end = nullptr;
+    long const number = std::strtol(rest, &end, 10); // 0 at the second of two ':'
+    rest = skip_series_separators(end);
+    if (*rest == ':') {
+      rest = skip_series_separators(rest + 1);
+      range_start = number;
+      is_in_range = true;
+    } else {
+      sink.add_range(is_in_range ? range_start : number, number);
+      is_in_range = false;
+    }
+  }
+  *count = sink.count();
+  return RESULT_SUCCESS;
+}
+
+} // namespace Ostrel

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/SourceLookUp.hpp"
+
+#include "core/base/config/KeyPath.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/config/xml/XmlDocument.hpp"
+#include "core/base/foundation/ClassMark.hpp"
+
+#include <atomic>
+#include <climits>
+#include <memory>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+// 0 until there is a first source. Relaxed: each of them stores the same.
+std::atomic<ClassMark> indexed_class{0};
+
+void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
+                            unsigned int index) {
+  std::string found;
+  void const *sub_key = source.find_first(key, &found);
+  for (; sub_key != nullptr; sub_key = source.find_next(sub_key, &found)) {
+    if ((name.empty() || name == found) && index-- == 0) {
+      break;
+    }
+  }
+  return sub_key;
+}
+
+void const *walk_to_value(IConfigSource const &source, void const *key, char const *name,
+                          std::string *text) {
+  std::string found_name, found_text;
+  void const *value = source.find_first_value(key, &found_name, &found_text);
+  while (value != nullptr && name != nullptr && found_name != name) {
+    value = source.find_next_value(value, &found_name, &found_text);
+  }
+  if (value != nullptr) {
+    *text = std::move(found_text);
+  }
+  return value;
+}
+
+KeyIndex::SubKeys index_sub_keys(XmlNode const &key) {
+  KeyIndex::SubKeys sub_keys;
+  std::vector<void const *> &all = sub_keys[""];
+  for (XmlNode const *sub_key = first_sub_key(key); sub_key != nullptr;
+       sub_key = next_key(*sub_key)) {
+    all.push_back(sub_key);
+    sub_keys[name_of(*sub_key)].push_back(sub_key);
+  }
+  return sub_keys;
+}
+
+} // namespace
+
+SourceLookUp::SourceLookUp(IConfigSource const &source) noexcept : source_(source) {
+  bool const is_indexed = class_mark(source) == indexed_class.load(std::memory_order_relaxed);
+  indexed_ = is_indexed ? static_cast<XmlConfigSource const *>(&source) : nullptr;
+}
+
+void SourceLookUp::register_indexed_class(IConfigSource const &source) noexcept {
+  indexed_class.store(class_mark(source), std::memory_order_relaxed);
+}
+
+void const *SourceLookUp::find_key(void const *key, char const *path) const {
+  if (path == nullptr) {
+    return key;
+  }
+  return walk_key_path(key, path,
+                       [this](void const *parent, std::string_view name, unsigned int index) {
+                         return indexed_ != nullptr ? find_indexed_key(parent, name, index)
+                                                    : walk_to_sub_key(source_, parent, name, index);
+                       });
+}
+
+void const *SourceLookUp::find_value(void const *key, char const *name, std::string *text) const {
+  if (indexed_ == nullptr) {
+    return walk_to_value(source_, key, name, text);
+  }
+  bool const is_text_value = name == nullptr || *name == '\0';
+  XmlNode const *const value = is_text_value ? node_of(key) : find_named_value(*node_of(key), name);
+  if (value != nullptr) {
+    read_text(*value, text);
+  }
+  return value;
+}
+
+int SourceLookUp::count_indexed_sub_keys(void const *key, char const *name) const noexcept {
+  int left = INT_MAX;
+  if (indexed_ != nullptr) {
+    find_child(*node_of(key), name, &left);
+  }
+  return INT_MAX - left;
+}
+
+// The empty name counts every sub-key; a null key stands for the place above the top key.
+void const *SourceLookUp::find_indexed_key(void const *key, std::string_view name,
+                                           unsigned int index) const {
+  if (key == nullptr) {
+    XmlNode const *const top = node_of(indexed_->top_key());
+    bool const matches = top != nullptr && (name.empty() || name == name_of(*top));
+    return matches && index == 0 ? top : nullptr;
+  }
+  if (indexed_->index_ == nullptr) {
+    indexed_->index_ = std::make_unique<KeyIndex>();
+  }
+  auto &keys = indexed_->index_->keys;
+  auto known = keys.find(key);
+  if (known == keys.end()) {
+    known = keys.emplace(key, index_sub_keys(*node_of(key))).first;
+  }
+  auto const found = known->second.find(name);
+  bool const exists = found != known->second.end() && index < found->second.size();
+  return exists ? found->second[index] : nullptr;
+}
+
+} // namespace Ostrel

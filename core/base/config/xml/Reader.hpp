@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/config/xml/XmlDocument.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+
+#include <string>
+#include <string_view>
+
+namespace Ostrel {
+
+/// What came of reading a document. Internal to the library.
+struct XmlReading {
+  /// Without the layout of the file; empty on failure.
+  XmlDocument document;
+  /// `RESULT_SUCCESS`; `RESULT_FAILURE` when the bytes do not parse or go beyond `ParserLimits`;
+  /// `RESULT_SYSTEM_ERROR` when a file cannot be opened or read.
+  unsigned long result = RESULT_SUCCESS;
+  /// Why it failed.
+  std::string fault;
+};
+
+/// Reads a file. Throws std::bad_alloc without memory. Internal to the library.
+XmlReading read_xml_file(char const *path);
+
+/// Reads a text. Throws std::bad_alloc without memory. Internal to the library.
+XmlReading read_xml_text(std::string_view text);
+
+} // namespace Ostrel

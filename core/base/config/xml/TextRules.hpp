@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string_view>
+
+namespace Ostrel {
+
+/// Why an XML file could not hold a name or a text; null when it can. Internal to the library.
+using XmlFault = char const *;
+
+/// Judges the name of a key or of a named value. Internal to the library.
+XmlFault find_name_fault(std::string_view name);
+
+/// Judges the text of a value. Internal to the library.
+XmlFault find_text_fault(std::string_view text);
+
+} // namespace Ostrel

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/base/config/xml/Writer.hpp"
+
+#include "core/base/config/xml/Reader.hpp"
+#include "core/base/config/xml/XmlLibrary.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/Platform.hpp"
+
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace Ostrel {
+
+namespace {
+
+constexpr char UTF_8[] = "UTF-8";
+
+struct FileText {
+  std::string_view view() const { return {as_text(text.get()), static_cast<std::size_t>(size)}; }
+
+  XmlText text; // null when it cannot be written
+  int size = 0; // bytes
+};
+
+// @param encoding  null for the document's own.
+FileText serialize(XmlDocument const &document, char const *encoding) {
+  ErrorTrap const errors;
+  xmlChar *text = nullptr;
+  FileText result;
+  xmlDocDumpFormatMemoryEnc(document.get(), &text, &result.size, encoding, /*format=*/1);
+  result.text.reset(text);
+  if (errors.lacked_memory()) {
+    throw std::bad_alloc();
+  }
+  return result;
+}
+
+bool are_equal(XmlDocument const &one, XmlDocument const &other) {
+  return serialize(one, UTF_8).view() == serialize(other, UTF_8).view();
+}
+
+// The text of the file; null, with the reason in `fault`, when that would not load. A document
+// keeps its encoding if the same is read back from it as from UTF-8: a character that the encoding
+// lacks can come back as another text.
+FileText make_file_text(XmlDocument const &document, std::string *fault) {
+  xmlChar const *const encoding = document.get()->encoding; // null for none
+  bool const is_converted = encoding != nullptr && xmlStrcasecmp(encoding, as_xml(UTF_8)) != 0;
+  FileText written = serialize(document, is_converted ? UTF_8 : nullptr);
+  XmlReading again = read_xml_text(written.view());
+  if (!again.document) {
+    *fault = std::move(again.fault);
+    return {};
+  }
+  if (is_converted) {
+    FileText kept = serialize(document, nullptr);
+    XmlReading const kept_again = read_xml_text(kept.view());
+    if (kept_again.document && are_equal(kept_again.document, again.document)) {
+      return kept;
+    }
+  }
+  return written;
+}
+
+} // namespace
+
+void set_xml_layout() noexcept {
+  xmlIndentTreeOutput = 1;
+  xmlKeepBlanksDefault(0);
+}
+
+bool write_xml_file(XmlDocument const &document, char const *path, std::string *fault) {
+  set_xml_layout();
+  FileText const written = make_file_text(document, fault);
+  std::string_view const text = written.view();
+  return written.text != nullptr &&
+         Platform::replace_file(path, text.data(), text.size()) == RESULT_SUCCESS;
+}
+
+} // namespace Ostrel

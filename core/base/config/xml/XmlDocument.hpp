@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/config/xml/TextRules.hpp"
+
+#include <memory>
+#include <string>
+
+struct _xmlDoc; // the XML library's document and node
+struct _xmlNode;
+
+namespace Ostrel {
+
+/// A node of a document: an element is a key, an attribute a named value; there are also texts,
+/// comments and processing instructions. Opaque outside this folder. Internal to the library.
+using XmlNode = _xmlNode;
+
+/// Owns a document of the XML library; empty by default. Internal to the library.
+class XmlDocument {
+public:
+  XmlDocument() = default;
+  /// @param document  handed over; null makes an empty object.
+  explicit XmlDocument(_xmlDoc *document) noexcept : document_(document) {}
+
+  /// Makes a document without a root element; empty without memory.
+  static XmlDocument create() noexcept;
+
+  /// Makes the root element of a new document. False without memory.
+  /// @param name  without a fault (`find_name_fault`).
+  bool add_root(char const *name) noexcept;
+
+  explicit operator bool() const noexcept { return document_ != nullptr; }
+  _xmlDoc *get() const noexcept { return document_.get(); }
+
+  /// The root element; null for none.
+  XmlNode *root() const noexcept;
+
+private:
+  struct Free {
+    void operator()(_xmlDoc *document) const noexcept;
+  };
+
+  std::unique_ptr<_xmlDoc, Free> document_;
+};
+
+/// The node behind a handle of a source.
+inline XmlNode *node_of(void const *handle) {
+  return static_cast<XmlNode *>(const_cast<void *>(handle)); // the document is the source's own
+}
+
+bool is_key(XmlNode const &node) noexcept;
+bool is_named_value(XmlNode const &node) noexcept;
+
+/// Borrowed from the node; null for a node without a name.
+char const *name_of(XmlNode const &node) noexcept;
+
+/// Writes all text inside a node, or that of a text, a comment or an instruction. Throws
+/// std::bad_alloc without memory.
+void read_text(XmlNode const &node, std::string *text);
+
+// --- Walking: null for none -------------------------------------------------------------------
+
+XmlNode *first_sub_key(XmlNode const &key) noexcept;
+XmlNode *next_key(XmlNode const &key) noexcept;
+
+/// The named value after a value, for a key the first.
+XmlNode *next_named_value(XmlNode const &value) noexcept;
+
+XmlNode *find_named_value(XmlNode const &key, char const *name) noexcept;
+
+/// The child of a key that is the `*index`-th of that name, from 0, whatever its kind.
+/// @param index  reduced by the number of such children that were passed.
+XmlNode *find_child(XmlNode const &node, char const *name, int *index) noexcept;
+
+// --- Editing ----------------------------------------------------------------------------------
+
+/// Why a key cannot have a sub-key of that name; null when it can. Both throw std::bad_alloc
+/// without memory.
+XmlFault find_sub_key_fault(XmlNode &key, char const *name);
+
+/// Why a key cannot have that value; null when it can. A null name is the text value.
+XmlFault find_value_fault(XmlNode &key, char const *name, char const *text);
+
+/// Appends a sub-key; null without memory. There must be no fault.
+XmlNode *add_sub_key(XmlNode &key, char const *name) noexcept;
+
+/// Sets a value; false, with nothing changed, without memory. There must be no fault.
+bool store_value(XmlNode &key, char const *name, char const *text) noexcept;
+
+void remove_key(XmlNode &key) noexcept;
+
+/// False for what is no named value.
+bool remove_named_value(XmlNode &value) noexcept;
+
+} // namespace Ostrel
