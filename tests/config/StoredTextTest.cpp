@@ -20,11 +20,18 @@ TEST(StoredText, RefusesWhatAFileCannotHold) {
   struct {
     char const *file, *name, *text; // a null name is the text value
     int times = 1;
-  } const cases[] = {
-      {UTF_8, nullptr, "x", 10000001}, {UTF_8, "p:a", "t"},          {UTF_8, "a b", "t"},
-      {UTF_8, ATTRIBUTE, "\x01"},      {UTF_8, nullptr, "\xFF"},     {UTF_8, "a:b:c", "t"},
-      {UTF_8, nullptr, NO_CHARACTER},  {UTF_8, nullptr, "\xE2\x82"}, {UTF_8, ATTRIBUTE, OVERLONG},
-      {UTF_8, nullptr, SURROGATE},     {UTF_8, ATTRIBUTE, TOO_LARGE}};
+  } const cases[] = {{UTF_8, nullptr, "x", 10000001},
+                     {UTF_8, "p:a", "t"},
+                     {UTF_8, "a b", "t"},
+                     {UTF_8, ATTRIBUTE, "\x01"},
+                     {UTF_8, nullptr, "\xFF"},
+                     {UTF_8, nullptr, "\xA2\x80"},
+                     {UTF_8, "a:b:c", "t"},
+                     {UTF_8, nullptr, NO_CHARACTER},
+                     {UTF_8, nullptr, "\xE2\x82"},
+                     {UTF_8, ATTRIBUTE, OVERLONG},
+                     {UTF_8, nullptr, SURROGATE},
+                     {UTF_8, ATTRIBUTE, TOO_LARGE}};
   CapturedLog log(CATEGORY);
   for (auto const &c : cases) {
     std::string const name = c.name == nullptr ? "" : c.name, text = repeated(c.text, c.times);

@@ -64,41 +64,18 @@ IConfigSource::ConfigRoot root_of(char const *top_key) {
   return IConfigSource::CONFIG_ROOT_OTHER;
 }
 
-void report_unreadable(char const *path, char const *reason) {
-  category().warn("Unable to read file '%s': %s", path, reason);
-}
-
 // A file that exists but cannot be opened at this moment is not passed over: what is found behind
 // it would be another configuration.
 unsigned long try_candidate(std::string const &path, std::string *found) {
   unsigned long const result = File().open_for_reading(path.c_str());
   if (result == RESULT_SYSTEM_ERROR) {
-    report_unreadable(path.c_str(), SystemErrorText().c_str());
+    SystemErrorText const reason;
+    category().warn("Unable to read file '%s': %s", path.c_str(), reason.c_str());
   }
   if (result == RESULT_SUCCESS) {
     *found = path;
   }
   return result;
-}
-
-// Writes the name of a key; returns its handle, null for no key.
-void const *report_key(XmlNode const *key, std::string *name) {
-  if (key != nullptr) {
-    *name = name_of(*key);
-  }
-  return key;
-}
-
-// Writes name and text of a value, of which the text value has the empty name; returns its handle,
-// null for no value.
-void const *report_value(XmlNode const *value, std::string *name, std::string *text) {
-  if (value == nullptr) {
-    return nullptr;
-  }
-  std::string value_name = is_named_value(*value) ? name_of(*value) : "";
-  read_text(*value, text);
-  *name = std::move(value_name);
-  return value;
 }
 
 } // namespace
@@ -170,7 +147,7 @@ unsigned long XmlConfigSource::read_record(std::string path,
                                            std::unique_ptr<DocumentRecord> *record) {
   XmlReading reading = read_xml_file(path.c_str());
   if (reading.result == RESULT_SYSTEM_ERROR) {
-    report_unreadable(path.c_str(), reading.fault.c_str());
+    category().warn("Unable to read file '%s': %s", path.c_str(), reading.fault.c_str());
   }
   if (reading.result == RESULT_FAILURE) {
     category().debug("%s", reading.fault.c_str());
@@ -262,7 +239,7 @@ void const *XmlConfigSource::find_first(void const *key, std::string *name) cons
   if (!lock || name == nullptr) {
     return nullptr;
   }
-  return report_key(key == nullptr ? node_of(top_key()) : first_sub_key(*node_of(key)), name);
+  return read_key(key == nullptr ? node_of(top_key()) : first_sub_key(*node_of(key)), name);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -272,7 +249,7 @@ void const *XmlConfigSource::find_next(void const *key, std::string *name) const
   if (!lock || key == nullptr || name == nullptr) {
     return nullptr;
   }
-  return report_key(next_key(*node_of(key)), name);
+  return read_key(next_key(*node_of(key)), name);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -283,7 +260,7 @@ void const *XmlConfigSource::find_first_value(void const *key, std::string *name
   if (!lock || key == nullptr || name == nullptr || text == nullptr) {
     return nullptr;
   }
-  return report_value(node_of(key), name, text);
+  return read_value(node_of(key), name, text);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -294,7 +271,7 @@ void const *XmlConfigSource::find_next_value(void const *value, std::string *nam
   if (!lock || value == nullptr || name == nullptr || text == nullptr) {
     return nullptr;
   }
-  return report_value(next_named_value(*node_of(value)), name, text);
+  return read_value(next_named_value(*node_of(value)), name, text);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -308,18 +285,14 @@ void const *XmlConfigSource::find_indexed_sub_key(void const *key, char const *n
 }
 
 bool XmlConfigSource::get_key_name(void const *key, std::string *name) const try {
-  if (key == nullptr || name == nullptr || name_of(*node_of(key)) == nullptr) {
-    return false;
-  }
-  *name = name_of(*node_of(key));
-  return true;
+  return name != nullptr && read_key(node_of(key), name) != nullptr;
 } catch (std::bad_alloc const &) {
   return false;
 }
 
 bool XmlConfigSource::get_value_data(void const *value, std::string *name, std::string *text) const
     try {
-  return name != nullptr && text != nullptr && report_value(node_of(value), name, text) != nullptr;
+  return name != nullptr && text != nullptr && read_value(node_of(value), name, text) != nullptr;
 } catch (std::bad_alloc const &) {
   return false;
 }
@@ -332,15 +305,15 @@ void const *XmlConfigSource::top_key() const {
 
 void const *XmlConfigSource::create_key(void const *parent, char const *name, bool commit) try {
   LoggedSourceLock const lock;
-  if (!lock || parent == nullptr || name == nullptr || !is_key(*node_of(parent))) {
+  XmlNode *const node = lock ? key_of(parent) : nullptr;
+  if (node == nullptr || name == nullptr) {
     return nullptr;
   }
-  XmlNode &key = *node_of(parent);
-  if (XmlFault const fault = find_sub_key_fault(key, name); fault != nullptr) {
+  if (XmlFault const fault = find_sub_key_fault(*node, name); fault != nullptr) {
     category().warn("Refused to create key '%s': %s", name, fault);
     return nullptr;
   }
-  XmlNode const *const made = add_sub_key(key, name);
+  XmlNode const *const made = add_sub_key(*node, name);
   if (made == nullptr) {
     return nullptr;
   }
@@ -359,19 +332,19 @@ unsigned long XmlConfigSource::set_value(void const *key, char const *name, char
   if (key == nullptr) {
     return RESULT_SUCCESS;
   }
-  if (text == nullptr || !is_key(*node_of(key))) {
+  XmlNode *const node = key_of(key);
+  if (text == nullptr || node == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  XmlNode &node = *node_of(key);
-  if (XmlFault const fault = find_value_fault(node, name, text); fault != nullptr) {
+  if (XmlFault const fault = find_value_fault(*node, name, text); fault != nullptr) {
     category().warn("Refused to set value '%s' of key '%s': %s", name == nullptr ? "" : name,
-                    name_of(node), fault);
+                    name_of(*node), fault);
     return RESULT_INVALID_ARGUMENT;
   }
   if (name == nullptr) {
     index_.reset(); // the sub-keys go
   }
-  if (!store_value(node, name, text)) {
+  if (!store_value(*node, name, text)) {
     return RESULT_OUT_OF_MEMORY;
   }
   bool const is_written = !commit || main_document_ == nullptr || save();
@@ -385,11 +358,12 @@ unsigned long XmlConfigSource::delete_key(void const *key) {
   if (!lock) {
     return RESULT_ACQUISITION_ERROR;
   }
-  if (key == nullptr || !is_key(*node_of(key))) {
+  XmlNode *const node = key_of(key);
+  if (node == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
   index_.reset();
-  remove_key(*node_of(key));
+  remove_key(*node);
   return save() ? RESULT_SUCCESS : RESULT_IO_ERROR;
 }
 

@@ -108,7 +108,7 @@ XmlReading parse(unsigned long long size, ReadBytes const &read_bytes) {
   }
   if (!document || !limits.allows(document)) {
     bool const is_refused = limits.refusal() != nullptr;
-    return {XmlDocument(), RESULT_FAILURE, is_refused ? limits.refusal() : errors.first()};
+    return {XmlDocument(), RESULT_FAILURE, is_refused ? limits.refusal() : errors.message()};
   }
   remove_layout(document);
   return {std::move(document), RESULT_SUCCESS, ""};

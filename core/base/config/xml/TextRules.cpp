@@ -43,11 +43,13 @@ constexpr int NOT_UTF_8 = -1;
 // Removes the first character from a text that is not empty, and returns it.
 int take_character(std::string_view &text) {
   constexpr std::size_t MAX_BYTES = 4;
+  auto const *const first = reinterpret_cast<unsigned char const *>(text.data());
   int bytes = static_cast<int>(std::min(text.size(), MAX_BYTES));
-  int const character =
-      xmlGetUTF8Char(reinterpret_cast<unsigned char const *>(text.data()), &bytes);
-  int const shortest = character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
-  if (character < 0 || bytes != shortest) { // the function takes characters that are too long
+  int const character = xmlGetUTF8Char(first, &bytes);
+  // The function accepts a continuation byte as the first one, and more bytes than are needed.
+  bool const is_continuation = (*first & 0xC0) == 0x80;
+  int const needed = character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
+  if (character < 0 || is_continuation || bytes != needed) {
     return NOT_UTF_8;
   }
   text.remove_prefix(static_cast<std::size_t>(bytes));

@@ -21,6 +21,10 @@ xmlAttr &as_attribute(xmlNode &node) {
   return reinterpret_cast<xmlAttr &>(node);
 }
 
+bool is_named_value(xmlNode const &node) {
+  return node.type == XML_ATTRIBUTE_NODE;
+}
+
 bool has_name(xmlNode const &node, char const *name) {
   return node.name != nullptr && std::strcmp(as_text(node.name), name) == 0;
 }
@@ -116,21 +120,36 @@ XmlNode *XmlDocument::root() const noexcept {
 
 // --- Nodes ------------------------------------------------------------------------------------
 
-bool is_key(XmlNode const &node) noexcept {
-  return is_element(node);
-}
-
-bool is_named_value(XmlNode const &node) noexcept {
-  return node.type == XML_ATTRIBUTE_NODE;
+XmlNode *key_of(void const *handle) noexcept {
+  XmlNode *const node = node_of(handle);
+  return node != nullptr && is_element(*node) ? node : nullptr;
 }
 
 char const *name_of(XmlNode const &node) noexcept {
   return reinterpret_cast<char const *>(node.name);
 }
 
+XmlNode *read_key(XmlNode *key, std::string *name) {
+  if (key == nullptr || key->name == nullptr) {
+    return nullptr;
+  }
+  *name = name_of(*key);
+  return key;
+}
+
+XmlNode *read_value(XmlNode *value, std::string *name, std::string *text) {
+  if (value == nullptr) {
+    return nullptr;
+  }
+  std::string value_name = is_named_value(*value) ? name_of(*value) : "";
+  read_text(*value, text);
+  *name = std::move(value_name);
+  return value;
+}
+
 void read_text(XmlNode const &node, std::string *text) {
   xmlNode const *const first = node.children;
-  bool const has_text_in_children = is_key(node) || is_named_value(node);
+  bool const has_text_in_children = is_element(node) || is_named_value(node);
   if (first == nullptr && (has_text_in_children || node.content == nullptr)) {
     text->clear();
     return;
@@ -157,7 +176,7 @@ XmlNode *next_key(XmlNode const &key) noexcept {
 }
 
 XmlNode *next_named_value(XmlNode const &value) noexcept {
-  if (is_key(value)) {
+  if (is_element(value)) {
     return as_node(value.properties);
   }
   return is_named_value(value) ? value.next : nullptr;
@@ -172,7 +191,7 @@ XmlNode *find_named_value(XmlNode const &key, char const *name) noexcept {
 }
 
 XmlNode *find_child(XmlNode const &node, char const *name, int *index) noexcept {
-  xmlNode *child = is_key(node) ? node.children : nullptr;
+  xmlNode *child = is_element(node) ? node.children : nullptr;
   for (; child != nullptr; child = child->next) {
     if (has_name(*child, name) && (*index)-- == 0) {
       break;

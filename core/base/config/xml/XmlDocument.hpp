@@ -48,11 +48,20 @@ inline XmlNode *node_of(void const *handle) {
   return static_cast<XmlNode *>(const_cast<void *>(handle)); // the document is the source's own
 }
 
-bool is_key(XmlNode const &node) noexcept;
-bool is_named_value(XmlNode const &node) noexcept;
+/// The same when it is a key; null for null and for another kind of node.
+XmlNode *key_of(void const *handle) noexcept;
 
 /// Borrowed from the node; null for a node without a name.
 char const *name_of(XmlNode const &node) noexcept;
+
+/// Writes the name of a key.
+/// @return the key; null for null and for a node without a name. Throws std::bad_alloc without
+/// memory.
+XmlNode *read_key(XmlNode *key, std::string *name);
+
+/// Writes name and text of a value; the text value, which is the key itself, has the empty name.
+/// @return the value; null for null. Throws std::bad_alloc without memory, with the name unchanged.
+XmlNode *read_value(XmlNode *value, std::string *name, std::string *text);
 
 /// Writes all text inside a node, or that of a text, a comment or an instruction. Throws
 /// std::bad_alloc without memory.

@@ -18,15 +18,16 @@ ErrorTrap::~ErrorTrap() {
 
 void ErrorTrap::record(void *context, xmlError *error) noexcept {
   auto &trap = *static_cast<ErrorTrap *>(context);
+  bool const is_first_fatal = error->level == XML_ERR_FATAL && !trap.is_malformed_;
   if (error->code == XML_ERR_NO_MEMORY) {
     trap.lacked_memory_ = trap.lacked_memory_ || !trap.is_malformed_;
   } else if (error->level == XML_ERR_FATAL) {
     trap.is_malformed_ = true;
   }
-  if (trap.first_[0] == '\0') {
+  if (trap.message_[0] == '\0' || is_first_fatal) {
     char const *const message = error->message == nullptr ? "unknown error" : error->message;
     int const length = static_cast<int>(std::strcspn(message, "\n")); // it ends in a line feed
-    ovra_snprintf(trap.first_.data(), MESSAGE_SIZE, "line %d, column %d: %.*s", error->line,
+    ovra_snprintf(trap.message_.data(), MESSAGE_SIZE, "line %d, column %d: %.*s", error->line,
                   error->int2, length, message);
   }
 }

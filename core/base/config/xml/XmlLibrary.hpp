@@ -67,8 +67,8 @@ public:
   ErrorTrap &operator=(ErrorTrap const &) = delete;
   ~ErrorTrap();
 
-  /// The first message, with its place; empty for none.
-  char const *first() const noexcept { return first_.data(); }
+  /// The first fatal error with its place, or for none the first error; empty without any.
+  char const *message() const noexcept { return message_.data(); }
 
   /// Whether something is missing for lack of memory, not because the input is malformed. (The XML
   /// library also reports a lack of memory for a named value that is too long, after its fault.)
@@ -83,7 +83,7 @@ private:
   void *host_context_;
   bool lacked_memory_ = false;
   bool is_malformed_ = false;
-  std::array<char, MESSAGE_SIZE> first_ = {};
+  std::array<char, MESSAGE_SIZE> message_ = {};
 };
 
 } // namespace Ostrel
