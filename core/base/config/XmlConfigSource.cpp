@@ -427,7 +427,7 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
   }
   adopt(nullptr);
   bool const is_refused = root_name == nullptr || find_name_fault(root_name) != nullptr;
-  if (is_refused || !record->document.add_root(root_name)) {
+  if (is_refused || !add_root(record->document, root_name)) {
     category().warn("Failed to create new root node in '%s'", file_name);
     return RESULT_FAILURE;
   }

@@ -56,7 +56,7 @@ bool is_too_deep(XmlDocument const &document) {
 // --- Entities ---------------------------------------------------------------------------------
 
 xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
-  xmlParserCtxt const &parser = parser_of(context);
+  xmlParserCtxt &parser = parser_of(context);
   xmlEntity *const entity = xmlSAX2GetEntity(context, name);
   // An entity that has just been declared is looked up as well: the parser then stores its `orig`.
   bool const is_expanded = entity != nullptr && entity->orig != nullptr;
@@ -72,28 +72,30 @@ xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
   ParserLimits &limits = limits_of(context);
   unsigned long long const bytes = is_declaration ? static_cast<unsigned long long>(entity->length)
                                                   : limits.expanded_size(entity);
-  return limits.expand(bytes) ? entity : nullptr; // a stopped parser would still expand it
+  return limits.expand(parser, bytes) ? entity : nullptr; // a stopped parser would still expand it
 } catch (std::bad_alloc const &) {
-  limits_of(context).stop_without_memory();
+  limits_of(context).stop_without_memory(parser_of(context));
   return nullptr;
 }
 
 void declare_entity(void *context, xmlChar const *name, int type, xmlChar const *public_id,
                     xmlChar const *system_id, xmlChar *content) noexcept {
   if (type != XML_INTERNAL_GENERAL_ENTITY) {
-    limits_of(context).refuse("it declares an external entity or a parameter entity");
+    limits_of(context).refuse(parser_of(context),
+                              "it declares an external entity or a parameter entity");
     return;
   }
   xmlSAX2EntityDecl(context, name, type, public_id, system_id, content);
   // The parser does not report a lack of memory here.
   if (xmlGetDocEntity(parser_of(context).myDoc, name) == nullptr) {
-    limits_of(context).stop_without_memory();
+    limits_of(context).stop_without_memory(parser_of(context));
   }
 }
 
 void declare_unparsed_entity(void *context, xmlChar const *, xmlChar const *, xmlChar const *,
                              xmlChar const *) noexcept {
-  limits_of(context).refuse("it declares an external entity or a parameter entity");
+  limits_of(context).refuse(parser_of(context),
+                            "it declares an external entity or a parameter entity");
 }
 
 // --- What a save would write as it is ---------------------------------------------------------
@@ -153,12 +155,12 @@ void end_declarations(void *context, xmlChar const *, xmlChar const *, xmlChar c
 }
 
 void add_text(void *context, xmlChar const *text, int size) noexcept {
-  xmlParserCtxt const &parser = parser_of(context);
+  xmlParserCtxt &parser = parser_of(context);
   // The parser would report a text that grows too long as a lack of memory.
   bool const goes_on = parser.nodemem != 0 && parser.node != nullptr &&
                        parser.node->last != nullptr && parser.node->last->type == XML_TEXT_NODE;
   if (goes_on && parser.nodelen > static_cast<int>(MAX_TEXT_BYTES) - size) {
-    limits_of(context).refuse("a text is too long");
+    limits_of(context).refuse(parser, "a text is too long");
     return;
   }
   xmlSAX2Characters(context, text, size);
@@ -212,19 +214,19 @@ bool ParserLimits::allows(XmlDocument const &document) noexcept {
   return refusal_ == nullptr;
 }
 
-void ParserLimits::refuse(char const *reason) noexcept {
+void ParserLimits::refuse(xmlParserCtxt &parser, char const *reason) noexcept {
   refusal_ = reason;
-  xmlStopParser(&parser_);
+  xmlStopParser(&parser);
 }
 
-void ParserLimits::stop_without_memory() noexcept {
+void ParserLimits::stop_without_memory(xmlParserCtxt &parser) noexcept {
   lacked_memory_ = true;
-  xmlStopParser(&parser_);
+  xmlStopParser(&parser);
 }
 
-bool ParserLimits::expand(unsigned long long bytes) noexcept {
+bool ParserLimits::expand(xmlParserCtxt &parser, unsigned long long bytes) noexcept {
   if (bytes > allowance_ - expanded_) {
-    refuse("its entities expand to too much");
+    refuse(parser, "its entities expand to too much");
     return false;
   }
   expanded_ += bytes;

@@ -26,11 +26,11 @@ constexpr int MAX_NAMESPACES = 256;    // in force at one place
 constexpr int MAX_NAMES = 100000;
 
 /// Holds one parse to the limits above and to those on entities and declarations, by callbacks of
-/// the parser. The file that goes beyond one is refused. Every field of the parser's context that
-/// the library reads or sets stands in this class. Internal to the library.
+/// the parser. A file that goes beyond one is refused. Every field of the parser's context that the
+/// library reads or sets stands in the source of this class. Internal to the library.
 class ParserLimits {
 public:
-  /// @param parser     must have the default callbacks, and end before this object.
+  /// @param parser     with the default callbacks; must not read after the end of this object.
   /// @param file_size  in bytes.
   ParserLimits(_xmlParserCtxt &parser, unsigned long long file_size) noexcept;
   ParserLimits(ParserLimits const &) = delete;
@@ -52,11 +52,11 @@ public:
   /// Whether the parse was stopped for a lack of memory that the parser does not report.
   bool lacked_memory() const noexcept { return lacked_memory_; }
 
-  // For the callbacks.
-  void refuse(char const *reason) noexcept;
-  void stop_without_memory() noexcept;
+  // For the callbacks. The content of an entity has a parser of its own, which is the one to stop.
+  void refuse(_xmlParserCtxt &parser, char const *reason) noexcept;
+  void stop_without_memory(_xmlParserCtxt &parser) noexcept;
   // Counts the bytes that are about to replace a reference; false when there are too many.
-  bool expand(unsigned long long bytes) noexcept;
+  bool expand(_xmlParserCtxt &parser, unsigned long long bytes) noexcept;
   // The bytes of an entity with all that it refers to, exact up to the allowance. Only when all
   // entities are declared.
   unsigned long long expanded_size(_xmlEntity *entity, int nesting = 0);

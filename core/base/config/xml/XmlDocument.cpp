@@ -104,16 +104,6 @@ XmlDocument XmlDocument::create() noexcept {
   return made && made.get()->dict != nullptr ? std::move(made) : XmlDocument();
 }
 
-bool XmlDocument::add_root(char const *name) noexcept {
-  ErrorTrap const errors;
-  XmlNewNode root(xmlNewDocNode(get(), nullptr, as_xml(name), nullptr));
-  if (root == nullptr) {
-    return false;
-  }
-  xmlDocSetRootElement(get(), root.release());
-  return true;
-}
-
 XmlNode *XmlDocument::root() const noexcept {
   return xmlDocGetRootElement(get()); // null for no document
 }
@@ -198,6 +188,16 @@ XmlNode *find_child(XmlNode const &node, char const *name, int *index) noexcept 
     }
   }
   return child;
+}
+
+bool add_root(XmlDocument &document, char const *name) noexcept {
+  ErrorTrap const errors;
+  XmlNewNode root(xmlNewDocNode(document.get(), nullptr, as_xml(name), nullptr));
+  if (root == nullptr) {
+    return false;
+  }
+  xmlDocSetRootElement(document.get(), root.release());
+  return true;
 }
 
 XmlFault find_sub_key_fault(XmlNode &key, char const *name) {

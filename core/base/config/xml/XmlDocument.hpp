@@ -25,10 +25,6 @@ public:
   /// Makes a document without a root element; empty without memory.
   static XmlDocument create() noexcept;
 
-  /// Makes the root element of a new document. False without memory.
-  /// @param name  without a fault (`find_name_fault`).
-  bool add_root(char const *name) noexcept;
-
   explicit operator bool() const noexcept { return document_ != nullptr; }
   _xmlDoc *get() const noexcept { return document_.get(); }
 
@@ -82,6 +78,9 @@ XmlNode *find_named_value(XmlNode const &key, char const *name) noexcept;
 XmlNode *find_child(XmlNode const &node, char const *name, int *index) noexcept;
 
 // --- Editing ----------------------------------------------------------------------------------
+
+/// Makes the root element of a new document; false without memory. The name must have no fault.
+bool add_root(XmlDocument &document, char const *name) noexcept;
 
 /// Why a key cannot have a sub-key of that name; null when it can. Both throw std::bad_alloc
 /// without memory.
