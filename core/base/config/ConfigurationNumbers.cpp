@@ -32,7 +32,7 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// Steps over what separates the numbers of a series; a '-' that no digit follows is part of it.
+// Skips what separates the numbers of a series; a '-' that no digit follows is a separator.
 char const *skip_series_separators(char const *text) {
   while (*text != '\0' && *text != ':' && !is_digit(*text) &&
          !(*text == '-' && is_digit(text[1]))) {
@@ -48,30 +48,6 @@ char const *skip_to_first_number(char const *text) {
   }
   return text;
 }
-
-// Where a series goes, up to its capacity.
-class SeriesSink {
-public:
-  SeriesSink(long *array, unsigned int capacity) : array_(array), capacity_(capacity) {}
-
-  bool is_full() const { return count_ == capacity_; }
-  unsigned int count() const { return count_; }
-
-  // Both ends included, up or down.
-  void add_range(long first, long last) {
-    for (long number = first; !is_full(); number += first < last ? 1 : -1) {
-      array_[count_++] = number;
-      if (number == last) { // tested here since last + 1 need not be a number
-        return;
-      }
-    }
-  }
-
-private:
-  long *array_;
-  unsigned int capacity_;
-  unsigned int count_ = 0;
-};
 
 } // namespace
 
@@ -138,24 +114,30 @@ unsigned long Configuration::parse_long_series(char const *text, long *array,
   if (text == nullptr || array == nullptr || count == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  SeriesSink sink(array, *count);
+  unsigned int const capacity = *count;
+  unsigned int stored = 0;
   long range_start = 0;
   bool is_in_range = false;
   char const *rest = skip_to_first_number(text);
-  while (*rest != '\0' && !sink.is_full()) {
+  while (*rest != '\0' && stored < capacity) {
     char *end = nullptr;
-    long const number = std::strtol(rest, &end, 10); // 0 at the second of two ':'
+    long const last = std::strtol(rest, &end, 10); // 0 at the second of two ':'
     rest = skip_series_separators(end);
     if (*rest == ':') {
       rest = skip_series_separators(rest + 1);
-      range_start = number;
+      range_start = last;
       is_in_range = true;
-    } else {
-      sink.add_range(is_in_range ? range_start : number, number);
-      is_in_range = false;
+      continue;
+    }
+    long number = is_in_range ? range_start : last;
+    is_in_range = false;
+    array[stored++] = number;
+    while (number != last && stored < capacity) {
+      number += number < last ? 1 : -1;
+      array[stored++] = number;
     }
   }
-  *count = sink.count();
+  *count = stored;
   return RESULT_SUCCESS;
 }
 
