@@ -4,7 +4,7 @@
 #include "core/base/config/KeyPath.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/config/xml/XmlDocument.hpp"
-#include "core/base/foundation/ClassMark.hpp"
+#include "core/base/foundation/VtableId.hpp"
 
 #include <atomic>
 #include <climits>
@@ -16,7 +16,7 @@ namespace Ostrel {
 namespace {
 
 // 0 until there is a first source. Relaxed: each of them stores the same.
-std::atomic<ClassMark> indexed_class{0};
+std::atomic<VtableId> indexed_class{0};
 
 void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
                             unsigned int index) {
@@ -57,12 +57,12 @@ KeyIndex::SubKeys index_sub_keys(XmlNode const &key) {
 } // namespace
 
 SourceLookUp::SourceLookUp(IConfigSource const &source) noexcept : source_(source) {
-  bool const is_indexed = class_mark(source) == indexed_class.load(std::memory_order_relaxed);
+  bool const is_indexed = vtable_id(source) == indexed_class.load(std::memory_order_relaxed);
   indexed_ = is_indexed ? static_cast<XmlConfigSource const *>(&source) : nullptr;
 }
 
 void SourceLookUp::register_indexed_class(IConfigSource const &source) noexcept {
-  indexed_class.store(class_mark(source), std::memory_order_relaxed);
+  indexed_class.store(vtable_id(source), std::memory_order_relaxed);
 }
 
 void const *SourceLookUp::find_key(void const *key, char const *path) const {

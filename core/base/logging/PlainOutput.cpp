@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/PlainOutput.hpp"
 
-#include "core/base/foundation/ClassMark.hpp"
 #include "core/base/foundation/RetryingLock.hpp"
+#include "core/base/foundation/VtableId.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LogLine.hpp"
 #include "core/base/logging/LoggingTimeStamp.hpp"
@@ -16,26 +16,26 @@ namespace Ostrel {
 
 namespace {
 
-// 0 until there is a first object. Relaxed: every object of a class brings the same value, and
-// whoever is given an object is given what its constructor stored before.
-std::atomic<ClassMark> console_class{0};
-std::atomic<ClassMark> file_class{0};
+// 0 until the first object of the class is constructed. Relaxed: every object stores the same
+// value, and a thread that received an object also sees what its constructor stored.
+std::atomic<VtableId> console_class{0};
+std::atomic<VtableId> file_class{0};
 
 } // namespace
 
 void PlainOutput::learn_console_class(LoggingOutputImpl const &output) {
-  console_class.store(class_mark<ILoggingOutput>(output), std::memory_order_relaxed);
+  console_class.store(vtable_id<ILoggingOutput>(output), std::memory_order_relaxed);
 }
 
 void PlainOutput::learn_file_class(FileLoggingOutput const &output) {
-  file_class.store(class_mark<ILoggingOutput>(output), std::memory_order_relaxed);
+  file_class.store(vtable_id<ILoggingOutput>(output), std::memory_order_relaxed);
 }
 
 bool PlainOutput::write(ILoggingOutput &output, LoggingPriority::PriorityLevel level,
                         LogLine &message) {
-  ClassMark const mark = class_mark(output);
-  bool const is_file = mark == file_class.load(std::memory_order_relaxed);
-  if (!is_file && mark != console_class.load(std::memory_order_relaxed)) {
+  VtableId const id = vtable_id(output);
+  bool const is_file = id == file_class.load(std::memory_order_relaxed);
+  if (!is_file && id != console_class.load(std::memory_order_relaxed)) {
     return false;
   }
   auto &plain = static_cast<LoggingOutputImpl &>(output);
