@@ -5,34 +5,32 @@ ostbase_test(
           EnvironmentSetupTest.cpp
           FileSearchTest.cpp
           FileTest.cpp
-          MutexTest.cpp
-          PlatformTest.cpp
           ReplaceFileTest.cpp
           SharedLibraryTest.cpp
           SystemPropertyTest.cpp
           ThreadTest.cpp)
-if(NOT WIN32)
-  # What Windows does not have: forks, signals, pseudo-terminals, users to change to, links that
-  # anybody may make, registry files, an end of threads that always goes well.
+# These call what `platform` is built on: on Windows the system itself, elsewhere what the library
+# hides.
+set(layer_tests MutexTest.cpp PlatformTest.cpp)
+if(WIN32)
+  list(TRANSFORM layer_tests PREPEND platform/)
+  target_sources(test_platform PRIVATE ${layer_tests})
+else()
+  # What Windows does not have: forks, signals, pseudo-terminals, users to change to, links that any
+  # user may make, registry files, an end of threads that always goes well.
   target_sources(
     test_platform
     PRIVATE platform/posix/ConditionVariableTest.cpp
             platform/posix/ConsoleTest.cpp
-            platform/posix/EnvironmentTest.cpp
-            platform/posix/FileTest.cpp
-            platform/posix/MutexProcessTest.cpp
-            platform/posix/RegistryFileTest.cpp
             platform/posix/ReplaceFileTest.cpp
             platform/posix/ThreadEndTest.cpp
             "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
-  # Sources of the library whose behaviour no public operation reaches: they are hidden in the
-  # library, so the program compiles its own copy. On Windows they are the system's own calls.
-  foreach(source posix/deadline posix/descriptor posix/fork posix/futex process/AtFork
-                 process/ProcessMutex process/Rundown winapi/clock winapi/environment winapi/error
-                 winapi/handle winapi/mutex winapi/named_mutex winapi/path winapi/registry_file
-                 winapi/system_posix winapi/wait)
-    target_sources(test_platform PRIVATE "${PROJECT_SOURCE_DIR}/core/base/platform/${source}.cpp")
-  endforeach()
+  ostbase_test(
+    layer
+    FOLDER platform
+    LIBRARY ostbase_inside
+    SOURCES ${layer_tests} posix/EnvironmentTest.cpp posix/FileTest.cpp posix/MutexProcessTest.cpp
+            posix/RegistryFileTest.cpp)
 endif()
 
 # Libraries to load: two of the same name, one that loads another, and a text that is none.
@@ -53,5 +51,11 @@ if(NOT WIN32) # one without the table of symbols that the GNU linker makes
 endif()
 file(WRITE "${plugins}/broken/plugin${CMAKE_SHARED_MODULE_SUFFIX}" "This is no library.\n")
 file(WRITE "${plugins}/here${CMAKE_SHARED_MODULE_SUFFIX}" "Nor is this.\n")
-target_compile_definitions(test_platform PRIVATE TEST_PLUGINS="${plugins}"
-                                                 TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")
+set(plugin_definitions TEST_PLUGINS="${plugins}" TEST_EXTENSION="${CMAKE_SHARED_MODULE_SUFFIX}")
+target_compile_definitions(test_platform PRIVATE ${plugin_definitions})
+if(NOT WIN32)
+  target_compile_definitions(test_layer PRIVATE ${plugin_definitions})
+  foreach(plugin first second nested)
+    add_dependencies(test_layer test_plugin_${plugin})
+  endforeach()
+endif()
