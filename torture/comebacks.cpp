@@ -13,8 +13,8 @@
 #include "core/base/platform/Win32Mutex.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 #include "torture/support/FailingMalloc.hpp"
-#include "torture/support/SystemCalls.hpp"
 #include "torture/support/Torture.hpp"
 
 #include <algorithm>

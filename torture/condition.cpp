@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Waiters and signallers of one condition variable, with random signals, broadcasts and time-outs.
-#include "torture/support/ConditionRound.hpp"
+#include "tests/support/posix/ConditionRound.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IConditionVariable.hpp"

@@ -3,7 +3,7 @@
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/FailingAllocations.hpp"
-#include "torture/support/SystemCalls.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 

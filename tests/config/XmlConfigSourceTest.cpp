@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "torture/support/SystemCalls.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 

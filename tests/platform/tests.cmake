@@ -24,7 +24,7 @@ else()
             platform/posix/ConsoleTest.cpp
             platform/posix/ReplaceFileTest.cpp
             platform/posix/ThreadEndTest.cpp
-            "${PROJECT_SOURCE_DIR}/torture/support/ConditionRound.cpp")
+            "${PROJECT_SOURCE_DIR}/tests/support/posix/ConditionRound.cpp")
   ostbase_test(
     layer
     FOLDER platform

@@ -6,7 +6,7 @@
 #include "core/base/logging/LoggingEvent.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
-#include "torture/support/SystemCalls.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "torture/support/ConditionRound.hpp"
+#include "tests/support/posix/ConditionRound.hpp"
 
 #include <gtest/gtest.h>
 

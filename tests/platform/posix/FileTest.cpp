@@ -8,7 +8,7 @@
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
-#include "torture/support/SystemCalls.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
-#include "torture/support/SystemCalls.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A filter of the kernel, on one thread alone, stops each call of that thread until another thread
 // of the program has said what becomes of it.
-#include "torture/support/SystemCalls.hpp"
+#include "tests/support/posix/SystemCalls.hpp"
 
 #include <cerrno>
 #include <climits>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "torture/support/ConditionRound.hpp"
+#include "tests/support/posix/ConditionRound.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IConditionVariable.hpp"
