@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/platform/winapi/cancellation.hpp"
+#include "core/base/platform/posix/cancellation.hpp"
 
 #include <cerrno>
 

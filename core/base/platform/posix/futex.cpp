@@ -14,11 +14,9 @@ namespace Ostrel {
 
 bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,
               Deadline const &deadline) noexcept {
-  word_slept_on = &word;
   // Without FUTEX_CLOCK_REALTIME the time is one of the monotonic clock.
   long const result = syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, expected,
                               deadline.time(), nullptr, FUTEX_BITSET_MATCH_ANY);
-  word_slept_on = nullptr;
   return result == 0 || errno != ETIMEDOUT;
 }
 

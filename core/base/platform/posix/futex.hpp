@@ -8,11 +8,6 @@
 
 namespace Ostrel {
 
-/// The word that the thread sleeps on; null while it is awake. The thread's signal handler reads
-/// it: a thread that is ended in its sleep passes on a wake-up that it may have received.
-inline thread_local std::atomic<std::uint32_t> *volatile word_slept_on
-    __attribute__((tls_model("initial-exec"))) = nullptr;
-
 /// Sleeps while `word` has the value `expected`, until a wake-up or the deadline.
 /// @return false when the deadline has passed; true otherwise, possibly without a wake-up.
 bool sleep_on(std::atomic<std::uint32_t> &word, std::uint32_t expected,

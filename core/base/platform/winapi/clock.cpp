@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Clocks, sleeping, the numbers of the process and its threads, and the version. What measures or
 // waits uses the monotonic clock, so that setting the calendar changes neither.
+#include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/deadline.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/error.hpp"
@@ -50,6 +51,7 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
 }
 
 void Sleep(DWORD milliseconds) {
+  Ostrel::TerminableWait const here;
   do {
     timespec const end = Ostrel::after_ms(monotonic_time(), milliseconds);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {

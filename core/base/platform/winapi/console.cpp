@@ -20,10 +20,10 @@
 //
 // _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
 // signals in that moment instead of handling them.
+#include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
-#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -185,6 +185,7 @@ void Console::forget_parent() noexcept {
 // only then is the mode of the terminal the one to go back to. One that is not stopped (it ignores
 // SIGTTOU, or no shell would wake it) has no terminal.
 bool Console::enter() {
+  Ostrel::NotCancelled const here;
   Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
   if (users_ == 0) {
     Ostrel::AtFork::set_child_step(Ostrel::AtFork::CONSOLE, forget_parent);
@@ -207,6 +208,7 @@ bool Console::enter() {
 }
 
 void Console::leave() noexcept {
+  Ostrel::NotCancelled const here;
   Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
   if (--users_ == 0) {
     finish();
@@ -312,8 +314,7 @@ void end_or_stop(int signal) {
 
 // --- The calls --------------------------------------------------------------------------------
 
-// The terminal, switched to single keys for the length of a block, in which the thread is not
-// cancelled.
+// The terminal, switched to single keys until the end of a block.
 class SingleKeys {
 public:
   SingleKeys() : is_there_(console.enter()) {}
@@ -333,7 +334,6 @@ public:
 private:
   static void leave(void * /*unused*/) { console.leave(); }
 
-  Ostrel::NotCancelled not_cancelled_; // from before the first change to after the last
   bool is_there_;
 };
 
@@ -342,7 +342,7 @@ int SingleKeys::read_byte() const {
   ssize_t count = -1;
   {
     Ostrel::TerminationHook const hook(leave, nullptr);
-    Ostrel::NotCancelled::Pause const pause(not_cancelled_);
+    Ostrel::TerminableWait const wait;
     do {
       count = read(console.descriptor(), &byte, 1);
     } while (count == -1 && errno == EINTR);
@@ -350,8 +350,9 @@ int SingleKeys::read_byte() const {
   return count == 1 ? byte : -1;
 }
 
-// What cannot be shown does not fail the read.
+// A key that cannot be shown does not fail the read.
 void echo(int key) {
+  Ostrel::NotCancelled const here;
   auto const byte = static_cast<unsigned char>(key);
   while (write(console.descriptor(), &byte, 1) == -1 && errno == EINTR) {
   }

@@ -2,6 +2,7 @@
 // CreateEventA and SetEvent: an event that resets itself, on one word. Who sets it pays for a call
 // of the system only when somebody may be sleeping. A sleeper that takes the event cannot know
 // whether others sleep, and so leaves the word as if they did.
+#include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
@@ -38,6 +39,7 @@ DWORD Event::wait(DWORD milliseconds) noexcept {
     return WAIT_OBJECT_0;
   }
   Deadline const deadline(milliseconds);
+  TerminableWait const here(&word_);
   bool is_in_time = milliseconds != 0;
   while (is_in_time) {
     std::uint32_t word = CLEAR;

@@ -5,7 +5,7 @@
 // already, wherever that one came from. So a bare name is looked for along PATH here, and the file
 // that is found is loaded by its full path. The loader's look-up of a symbol goes through the
 // libraries that a library needs as well, and would find a missing name in the C library.
-#include "core/base/platform/winapi/cancellation.hpp"
+#include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 #include "core/base/platform/winapi/system.hpp"

@@ -15,11 +15,11 @@
 // in the list as abandoned. Only the owner follows or changes the links of a mutex.
 #include "core/base/platform/winapi/mutex.hpp"
 
+#include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/fork.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
-#include "core/base/platform/winapi/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/system.hpp"
@@ -238,6 +238,7 @@ DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   // A sleeper that was woken must not time out before it has set WAITERS for the next one, in whose
   // place it may have been woken. So the deadline is looked at in the sleep only.
   Deadline const deadline(milliseconds);
+  TerminableWait const here(&word_);
   bool is_in_time = true;
   DWORD result = WAIT_TIMEOUT;
   while ((result = take_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
@@ -300,7 +301,6 @@ void Mutex::abandon() noexcept {
   if (is_inner_) {
     abandon_file_of(handle());
   }
-  show_release(&word_);
   finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
 }
 

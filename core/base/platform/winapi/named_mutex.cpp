@@ -22,6 +22,7 @@
 // not use the mutexes, and shares the locks until it ends or executes another program.
 #include "core/base/platform/winapi/mutex.hpp"
 
+#include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
@@ -39,7 +40,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -99,20 +99,14 @@ Descriptor open_file(Descriptor const &directory, char const *name, int flags) n
   return Descriptor::open_at(directory.get(), name, O_RDWR | O_NOFOLLOW | flags, OWNER_ONLY);
 }
 
-// Sets the lock of one byte; `command` says whether to wait for it. Not by `retry`: a thread can be
-// terminated while it waits here, but it is not cancelled.
+// Sets the lock of one byte; `command` says whether to wait for it.
 bool set_lock(Descriptor const &file, off_t byte, short type, int command = F_OFD_SETLK) noexcept {
   struct flock lock = {};
   lock.l_type = type;
   lock.l_start = byte;
   lock.l_len = 1;
-  int result = -1, before = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before);
-  do {
-    result = fcntl(file.get(), command, &lock);
-  } while (result == -1 && errno == EINTR);
-  pthread_setcancelstate(before, nullptr);
-  return result == 0;
+  TerminableWait const here;
+  return retry([&] { return fcntl(file.get(), command, &lock); }) == 0;
 }
 
 // Retries to lock until the deadline is over, which fails with EAGAIN. The system has no wait for
@@ -122,7 +116,10 @@ bool lock_until(Deadline const &deadline, Descriptor const &file, off_t byte, sh
   std::atomic<std::uint32_t> never_woken{0};
   bool is_locked = set_lock(file, byte, type);
   while (!is_locked && errno == EAGAIN && !deadline.is_over()) {
-    sleep_on(never_woken, 0, Deadline(PAUSE_MS));
+    {
+      TerminableWait const here;
+      sleep_on(never_woken, 0, Deadline(PAUSE_MS));
+    }
     is_locked = set_lock(file, byte, type);
   }
   return is_locked;

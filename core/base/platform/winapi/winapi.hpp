@@ -149,13 +149,12 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
 /// Sets an event. FALSE with ERROR_INVALID_HANDLE for what is none.
 BOOL SetEvent(HANDLE event);
 
-// --- Threads: thread.cpp, safe_point.cpp ------------------------------------------------------
+// --- Threads: thread.cpp ----------------------------------------------------------------------
 
-/// Starts a thread and stores its identifier, unless `id` is null. With CREATE_SUSPENDED its
-/// routine runs after ResumeThread only. The handle stays valid until CloseHandle, which leaves the
-/// thread running. Returns it as a number; 0 with `errno` if no thread can be started, EINVAL for
-/// security attributes, a stack size and other flags. An exception that leaves the routine ends the
-/// process.
+/// Starts a thread and stores its identifier. The routine runs after ResumeThread. The handle stays
+/// valid until CloseHandle, which leaves the thread running. Returns it as a number; 0 with `errno`
+/// if no thread can be started, EINVAL for security attributes, a stack size and flags other than
+/// CREATE_SUSPENDED. An exception that leaves the routine ends the process.
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id);
 
@@ -165,14 +164,13 @@ DWORD ResumeThread(HANDLE thread);
 
 /// Ends a thread from outside, at the first point at which it is in no call of the C library, the
 /// loader, libxml2 or this library, waits that hold nothing excepted. Nothing of its stack is
-/// unwound, no destructor of its variables runs; mutexes that it holds are abandoned. Under a
-/// sanitizer it sleeps for ever instead.
+/// unwound, no destructor of its variables runs; mutexes that it holds are abandoned.
 ///
 /// Waits up to 100 ms for that; a thread that cannot be ended earlier ends after the return. One
 /// that blocks the signal does not end. TRUE also if it had ended already. FALSE with
-/// ERROR_GEN_FAILURE if threads cannot be ended on this system, no signal is free or there is no
-/// timer, and ERROR_INVALID_HANDLE for what is no thread. Nothing reads exit codes, so `exit_code`
-/// means nothing here.
+/// ERROR_GEN_FAILURE if threads cannot be ended on this system or under a sanitizer, or if no signal
+/// is free or there is no timer, and ERROR_INVALID_HANDLE for what is no thread. Nothing reads exit
+/// codes, so `exit_code` means nothing here.
 BOOL TerminateThread(HANDLE thread, DWORD exit_code);
 
 // --- Mutexes: mutex.cpp, named_mutex.cpp ------------------------------------------------------
