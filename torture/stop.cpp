@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Threads are terminated in every state in which one can be, and after each of them the process
-// does what would hang, or fail, if something that other threads need had ended with the thread.
+// Threads are ended by force in many states. After each of them the process does what would hang or
+// fail if something that other threads need had ended with the thread.
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -23,12 +23,12 @@
 #include <mutex>
 #include <random>
 #include <sstream>
-#include <stdexcept>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -49,10 +49,8 @@ Thread make_thread(IThread::Routine routine, void *argument = nullptr) {
 // --- What the threads are doing ---------------------------------------------------------------
 
 struct Surroundings {
-  std::unique_ptr<IMutex> mutex{
-      Platform::create_mutex(true)}; // the main thread holds what can be held
-  Win32Mutex named{true, ("torture stop " + std::to_string(getpid())).c_str(), false, nullptr,
-                   nullptr};
+  std::unique_ptr<IMutex> mutex{Platform::create_mutex(true)}; // of the main thread
+  std::unique_ptr<IMutex> named;                               // of another process
   std::mutex program_mutex;
   std::unique_ptr<IConditionVariable> condition{Platform::create_condition_variable()};
   Thread idle = make_thread([](void *) -> unsigned int {
@@ -90,7 +88,7 @@ int compare_without_end(void const * /*unused*/, void const * /*unused*/) {
   }
 }
 
-// Between the calls of a loop: a thread that did nothing else would seldom be met outside of them.
+// Between the calls of a loop: otherwise the signal would seldom find the thread outside of them.
 void compute() {
   static std::atomic<unsigned int> work{0};
   for (int i = 0; i < 1000; ++i) {
@@ -111,13 +109,6 @@ constexpr State STATES[] = {
        void *volatile const block = std::malloc(1000);
        std::free(block);
      }},
-    {"throws", BLOCKS,
-     [] {
-       try {
-         throw std::runtime_error("thrown");
-       } catch (std::runtime_error const &) { // and goes on
-       }
-     }},
     {"logs and computes", NOTHING,
      [] {
        log();
@@ -133,7 +124,7 @@ constexpr State STATES[] = {
     {"reads the terminal", NOTHING, [] { Platform::get_char(); }},
     {"waits in poll", NOTHING, [] { poll(nullptr, 0, -1); }},
     {"waits for a mutex", NOTHING, [] { around->mutex->acquire(); }},
-    {"waits for a mutex with a name", NOTHING, [] { around->named.acquire(); }},
+    {"waits for a mutex of another process", NOTHING, [] { around->named->acquire(); }},
     {"waits for a thread", NOTHING, [] { around->idle->wait_for_exit(OVRA_INFINITE); }},
     {"waits for a condition", NOTHING, [] { around->condition->wait(OVRA_INFINITE, true); }},
     {"waits for a condition, again and again", NOTHING,
@@ -143,7 +134,7 @@ constexpr State STATES[] = {
      }},
 };
 
-// A thread in one of these is not ended, and takes nothing from the other threads.
+// A thread in one of these is not ended, and no other thread is affected.
 constexpr State LASTING_STATES[] = {
     {"computes with all signals blocked", NOTHING,
      [] {
@@ -174,7 +165,7 @@ void fault(char const *state, char const *what) {
   std::fflush(stdout);
 }
 
-// A thread that is released by a signal, which must not go to a terminated thread instead.
+// A thread that is released by a signal, which must not be lost to an ended thread.
 unsigned int wait_for_signal(void *is_waiting) {
   IConditionVariable &condition = *around->condition;
   while (!condition.lock_mutex()) { // refused once when the owner was terminated
@@ -263,6 +254,28 @@ void fail_to_stop_in(State const &state) {
   use_everything(state.name);
 }
 
+// Opens a mutex that another process owns, which lasts as long as this one.
+bool make_named_mutex() {
+  std::string const name = "torture stop " + std::to_string(getpid());
+  std::array<int, 2> owned = {};
+  if (pipe(owned.data()) != 0) {
+    return false;
+  }
+  if (fork() == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    Win32Mutex const mutex(true, name.c_str(), false, nullptr, nullptr);
+    [[maybe_unused]] ssize_t const written = write(owned[1], "x", 1);
+    for (;;) {
+      pause();
+    }
+  }
+  char byte = 0;
+  unsigned long result = RESULT_FAILURE;
+  bool const is_owned = read(owned[0], &byte, 1) == 1;
+  around->named = std::make_unique<Win32Mutex>(false, name.c_str(), true, nullptr, &result);
+  return is_owned && result == RESULT_SUCCESS;
+}
+
 // Makes a terminal the controlling one of this process.
 bool make_terminal() {
   int const master = posix_openpt(O_RDWR | O_NOCTTY);
@@ -277,6 +290,9 @@ bool make_terminal() {
 Role const stop_role("stop", [](Role::Arguments const &arguments) {
   auto const times = static_cast<unsigned int>(std::stoul(arguments[0]));
   around = new Surroundings;
+  if (!make_named_mutex()) {
+    return 2;
+  }
   LoggingCategory::get_instance("torture").set_logging_output(new FileLoggingOutput("/dev/null"));
   around->mutex->acquire();
   around->program_mutex.lock();

@@ -8,7 +8,8 @@
 /// For the rows in which the systems differ.
 constexpr bool ON_WINDOWS = std::filesystem::path::preferred_separator == '\\';
 
-/// Whether `IThread::stop` ends a thread here: not on every processor and C library.
+/// Whether `IThread::stop` ends a thread here: not on every processor and C library, and not under a
+/// sanitizer.
 constexpr bool CAN_END_THREADS = OSTBASE_FORCED_THREAD_END;
 
 /// The file that takes everything and holds nothing.

@@ -3,6 +3,7 @@
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/foundation/RetryingLock.hpp"
+#include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/process/ProcessMutex.hpp"
@@ -64,7 +65,7 @@ ObjectImpl::ThreadSafety ObjectImpl::get_default_thread_safety() noexcept {
 
 ObjectImpl::~ObjectImpl() = default;
 
-bool ObjectImpl::maybe_lock() {
+OSTBASE_TERMINATION_POINT bool ObjectImpl::maybe_lock() {
   IAcquirable *const locked = mutex();
   return locked == nullptr || locked->acquire();
 }

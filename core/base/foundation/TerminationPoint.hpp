@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// @file
-/// Marks the operations of the library in whose waits a thread may be ended by force.
-
-#ifdef __ELF__
 /// Marks an operation that holds nothing of the library while it waits: a thread that is to be
-/// ended ends in that wait. In every other operation it ends after the return. The mark is a
-/// section of the library's text, since only the addresses on the thread's stack are looked at.
+/// ended by force ends in that wait. In every other operation it ends after the return. The mark is
+/// a section of the library's text, since only the addresses on the thread's stack are inspected.
+#ifdef __ELF__
 #define OSTBASE_TERMINATION_POINT __attribute__((section("ostbase_termination_point"), noinline))
 #else
 #define OSTBASE_TERMINATION_POINT

@@ -5,15 +5,16 @@
 
 namespace Ostrel {
 
-/// A thread that runs one routine. Made by `Platform::create_thread`; the caller deletes it, which
-/// leaves the thread running.
+/// A thread that runs one routine. Created by `Platform::create_thread`; the caller deletes it,
+/// which leaves the thread running.
 ///
 /// One thread at a time controls it, except that any thread may call `stop` while another is in
-/// `wait_for_exit`. Times are in milliseconds; `OVRA_INFINITE` and larger values mean to wait
+/// `wait_for_exit`. Times are in milliseconds; `OVRA_INFINITE` and larger values mean a wait
 /// without limit.
 class OSTBASE_API IThread {
 public:
-  /// What a thread runs; returns an exit code. An exception that leaves it ends the process.
+  /// The function that a thread runs; returns an exit code. An exception that leaves it ends the
+  /// process.
   using Routine = unsigned int (*)(void *);
 
   IThread() = default;
@@ -24,34 +25,34 @@ public:
 
   /// Starts the thread. May be called again after `stop` and `wait_for_exit`.
   /// @return false for a null routine, if it is running already, and if the system starts no
-  /// thread;
-  ///         `wait_for_exit` then returns false.
+  ///         thread; in that last case `wait_for_exit` returns false as well.
   virtual bool start() = 0;
 
   /// Ends the thread by force: nothing of its stack is unwound, and no destructor of its variables
   /// runs. Waits up to 100 ms for the end. Mutexes of this library that the thread holds are
-  /// abandoned; everything else that it holds (memory, a lock of the program's) stays as it is.
+  /// abandoned; everything else that it holds (memory, a lock of the program) stays as it is.
   ///
-  /// On POSIX systems the thread looks at its own stack, again and again, and ends as soon as no
-  /// call of the C library, the loader, libxml2 or this library is on it. Excepted are system calls
-  /// that hold nothing while they wait (sleep, read, poll, fcntl and the like) and the waits of
-  /// this library's sleeps, key presses, threads, condition variables and mutexes. What such a call
-  /// has just received (bytes, a connection) is lost with the thread. This means:
-  /// - A thread in another call ends after the call: one that waits for a lock, a semaphore or a
-  ///   condition of the C library's, in a read of a stream, or in a callback of `qsort`. A thread
+  /// On POSIX systems a signal makes the thread inspect its own stack, at first every 50 us, later
+  /// every 2 ms. The thread ends as soon as no call of the C library, the loader, libxml2 or this
+  /// library is on the stack. Excepted are system calls that hold nothing while they wait (sleep,
+  /// read, poll, fcntl and the like) and the waits of this library for a time, a key press, a
+  /// thread, a condition variable or a mutex. What such a call has just received (bytes, a
+  /// connection) is lost with the thread. This means:
+  /// - A thread in another call ends after the call: in a wait for a lock, a semaphore or a
+  ///   condition of the C library, in a read of a stream, or in a callback of `qsort`. A thread
   ///   that is hardly ever outside such calls (a loop over `fflush`) may run on for long.
-  /// - The signal for the look is the highest real-time signal that has its default action at the
-  ///   first `stop`. From then on the program must leave it alone. The library puts it back when it
-  ///   is unloaded. A thread that blocks this signal is not ended.
+  /// - The signal is the highest real-time signal that has its default action at the first `stop`.
+  ///   From then on the program must leave it alone. The library resets it when it is unloaded. A
+  ///   thread that blocks this signal is not ended.
   /// - The C library does not notice the end, and keeps some kilobytes that it had for the thread.
-  ///   If the program changes its user (`setuid`) at the same moment, the change may wait for the
-  ///   thread for ever.
+  ///   If the program changes its user (`setuid`) at the same time, the change may wait for the
+  ///   thread without end.
   /// - An allocator or a compiler's run-time library that is linked into the program itself counts
   ///   as the program: the locks in it stay locked.
-  /// @return true also if it is not running, or ends later. False if the system has no timer or
-  ///         signal for it, and always with a processor or C library on which the look is not known
-  ///         to be safe (other than x86-64 and 64-bit ARM, glibc before 2.35). It counts as not
-  ///         running either way.
+  /// @return true also if it is not running, or ends later. False, and the thread is not ended, if
+  ///         the system has no timer or signal for it, on an unknown processor or C library (other
+  ///         than x86-64 and 64-bit ARM, glibc before 2.35), and under an address or thread
+  ///         sanitizer, which would lose count. The thread counts as not running either way.
   virtual bool stop() = 0;
 
   /// Waits until the routine has returned and the thread has ended. Afterwards the thread counts as

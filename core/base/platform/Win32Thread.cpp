@@ -25,8 +25,8 @@ bool Win32Thread::start() {
     return false;
   }
   unsigned int id = 0;
-  // Suspended, so that the routine finds this object complete: it may ask for its identifier, or
-  // stop itself.
+  // Suspended, so that this object is complete when the routine runs: the routine may read the
+  // identifier or stop the thread.
   // NOLINTNEXTLINE(performance-no-int-to-ptr): the call returns the handle as a number.
   auto *const started = reinterpret_cast<void *>(_beginthreadex(
       /*security=*/nullptr, /*stack_size=*/0, routine_, argument_, CREATE_SUSPENDED, &id));
@@ -43,12 +43,13 @@ bool Win32Thread::start() {
   return true;
 }
 
-// A thread may stop itself, and then waits here for its end.
+// A thread that stops itself waits here for its end.
 OSTBASE_TERMINATION_POINT bool Win32Thread::stop() {
   return !running_.exchange(false) || TerminateThread(handle_, 1) != FALSE;
 }
 
-// Running until the wait is over: meanwhile another thread, or the routine itself, may stop it.
+// Counts as running until the wait is over: until then another thread, or the routine itself, may
+// stop it.
 OSTBASE_TERMINATION_POINT bool Win32Thread::wait_for_exit(unsigned long timeout) {
   bool const has_ended =
       handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;

@@ -9,8 +9,8 @@ namespace Ostrel {
 
 /// The thread of the operating system.
 ///
-/// Destroying it releases the system's handle; it neither stops the thread nor waits for it. A
-/// thread whose forced end is still pending then keeps its stack when it has ended.
+/// Destroying it releases the system's handle; it neither stops the thread nor waits for it. The
+/// memory of a thread that still runs then is freed when a later thread is started or destroyed.
 class OSTBASE_API Win32Thread : public IThread {
 public:
   /// Creates no thread yet.
