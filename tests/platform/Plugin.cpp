@@ -36,11 +36,6 @@ struct Visit {
 
 } // namespace
 
-// One for all libraries that define it.
-extern "C" {
-__attribute__((used)) OSTBASE_EXPORT inline int plugin_shared = 0;
-}
-
 extern "C" OSTBASE_EXPORT char const plugin_place[] = PLUGIN_PLACE;
 
 extern "C" OSTBASE_EXPORT char const *plugin_seen() {

@@ -27,7 +27,9 @@ public:
   /// The name as it was set; empty at first. Valid until the name changes or the object is gone.
   virtual char const *get_name() const = 0;
 
-  /// Looks for a function or an object that the library itself defines.
+  /// Looks up a function or an object that the library itself defines. An object that all libraries
+  /// of a process share, such as an inline variable of C++, is found only in the library that was
+  /// loaded first.
   ///
   /// @param symbol   borrowed; there is none of the name null.
   /// @param address  receives the address, or null when there is none; otherwise untouched.

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // LoadLibraryA, FreeLibrary and GetProcAddress, on the loader of the C library.
 //
-// The loader knows nothing of PATH, and takes a bare name for a library of that name that is loaded
-// already, wherever that one came from. So a bare name is looked for along PATH here, and the file
-// that is found is loaded by its full path. The loader's look-up of a symbol goes through the
-// libraries that a library needs as well, and would find a missing name in the C library.
+// The loader ignores PATH, and for a bare name returns a library of that name that is loaded
+// already, from whatever directory. So a bare name is searched along PATH here, and the file found
+// is loaded by its full path. The loader also looks up a symbol in the libraries that a library
+// needs, and would find a missing name in the C library.
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -34,15 +34,15 @@ std::string to_native(std::string path) {
   return path;
 }
 
-// Also keeps the loader from a pipe, at which it would wait for the other end.
+// Also keeps the loader from opening a pipe, where it would wait for the other end.
 bool is_regular_file(std::string const &path) {
   struct stat status = {};
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// Also true of a file whose state cannot be read for lack of memory or a failure of the device: to
-// pass it over would load the file of a later directory in its place. A file server that does not
-// answer is passed over, as it is when a program is looked for along PATH.
+// Also true if the status cannot be read for lack of memory or because the device fails: otherwise
+// the file of a later directory would be loaded instead. A file server that does not answer is
+// skipped, as in a search for a program along PATH.
 bool may_be_regular_file(std::string const &path) {
   errno = 0;
   return is_regular_file(path) || errno == ENOMEM || errno == EIO;
@@ -70,8 +70,8 @@ std::string find_along_path(std::string const &name) {
   return {};
 }
 
-// Foreign code runs inside. The thread must not end there, by an exception (hence `noexcept`) or by
-// cancellation: the loader would stay locked.
+// Constructors of the library run inside. The thread must not end there, by an exception (hence
+// `noexcept`) or by cancellation: the loader would stay locked.
 void *open_library(std::string const &path, DWORD failure) noexcept {
   NotCancelled const here;
   errno = 0;
@@ -87,76 +87,14 @@ bool close_library(void *library) noexcept {
   return dlclose(library) == 0;
 }
 
-template <typename Item> Item const *table_at(ElfW(Dyn) const &entry) {
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the loader keeps addresses as numbers there.
-  return reinterpret_cast<Item const *>(entry.d_un.d_ptr);
-}
-
-// The symbols that a library has, by the hash table that most linkers make of those that it defines
-// itself.
-class Symbols {
-public:
-  explicit Symbols(link_map const &library) {
-    for (ElfW(Dyn) const *entry = library.l_ld; entry->d_tag != DT_NULL; ++entry) {
-      if (entry->d_tag == DT_SYMTAB) {
-        symbols_ = table_at<ElfW(Sym)>(*entry);
-      } else if (entry->d_tag == DT_STRTAB) {
-        names_ = table_at<char>(*entry);
-      } else if (entry->d_tag == DT_GNU_HASH) {
-        hashes_ = table_at<std::uint32_t>(*entry);
-      }
-    }
-  }
-
-  // True also if there is no such table.
-  bool may_define(char const *name) const {
-    if (symbols_ == nullptr || names_ == nullptr || hashes_ == nullptr || hashes_[0] == 0) {
-      return true;
-    }
-    std::uint32_t const bucket_count = hashes_[0], first = hashes_[1];
-    std::size_t const filter_words = hashes_[2] * sizeof(ElfW(Addr)) / sizeof(std::uint32_t);
-    std::uint32_t const *const buckets = hashes_ + HEADER_WORDS + filter_words;
-    std::uint32_t const *const chains = buckets + bucket_count;
-    std::uint32_t const hash = hash_of(name);
-    std::uint32_t i = buckets[hash % bucket_count];
-    // The lowest bit of a hash marks the end of a chain.
-    for (bool is_last = i < first; !is_last; ++i) {
-      std::uint32_t const found = chains[i - first];
-      if ((found | 1) == (hash | 1) && std::strcmp(names_ + symbols_[i].st_name, name) == 0) {
-        return true;
-      }
-      is_last = (found & 1) != 0;
-    }
-    return false;
-  }
-
-private:
-  static constexpr std::size_t HEADER_WORDS = 4;
-
-  // The function of such tables, by the GNU linker and the loader.
-  static std::uint32_t hash_of(char const *name) {
-    std::uint32_t hash = 5381;
-    for (; *name != '\0'; ++name) {
-      hash = hash * 33 + static_cast<unsigned char>(*name);
-    }
-    return hash;
-  }
-
-  ElfW(Sym) const *symbols_ = nullptr;
-  char const *names_ = nullptr;
-  std::uint32_t const *hashes_ = nullptr;
-};
-
-// What lies in another library may be defined in this one as well: of some symbols, such as inline
-// variables, all libraries of a process share the first. True also when it cannot be told, as for
-// what each thread has a copy of.
-bool may_be_defined_in(void *library, char const *name, void *address) {
+// Whether the library itself defines what is at that address. True also if that is unknown, as for
+// a variable of which each thread has a copy.
+bool is_defined_in(void *library, void *address) {
   Dl_info names = {};
   void *owner = nullptr;
   link_map *self = nullptr;
   return dladdr1(address, &names, &owner, RTLD_DL_LINKMAP) == 0 ||
-         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self ||
-         Symbols(*self).may_define(name);
+         dlinfo(library, RTLD_DI_LINKMAP, &self) != 0 || owner == self;
 }
 
 } // namespace
@@ -193,7 +131,7 @@ FARPROC GetProcAddress(HMODULE library, char const *symbol) {
     return nullptr;
   }
   void *const address = dlsym(library, symbol);
-  if (address == nullptr || !may_be_defined_in(library, symbol, address)) {
+  if (address == nullptr || !is_defined_in(library, address)) {
     SetLastError(ERROR_PROC_NOT_FOUND);
     return nullptr;
   }

@@ -445,28 +445,27 @@ BOOL SetEnvironmentVariableA(char const *name, char const *value);
 
 // --- Dynamic libraries: library.cpp -----------------------------------------------------------
 
-/// Loads a library, with all that it needs, for itself alone: nobody else's symbols are resolved in
-/// it. A path with a separator names its file. A bare name is that of a file in one of the
-/// directories of PATH, as the environment has it at this moment; only when none of them has such a
-/// file, the loader looks among the libraries that are loaded and in its usual places. The file
-/// that is found is the one that is loaded, or fails to; further ones are not tried.
+/// Loads a library and the libraries that it needs. Its symbols are not visible to other libraries.
+/// A path with a separator names the file. A bare name is searched in the directories of PATH, as it
+/// is now; only if none of them has such a file, the loader looks among the loaded libraries and in
+/// its usual places. The file found is the one that is loaded; if that fails, no other is tried.
 ///
-/// The directories of PATH are separated by ';' or ':', the colon of a drive apart, and empty ones
-/// are none. In a path the loader's own variables ($ORIGIN, $LIB, $PLATFORM) mean what they mean to
-/// it. Constructors of the library run inside; an exception that one of them lets out ends the
-/// program.
-/// Null with ERROR_MOD_NOT_FOUND when there is no file, ERROR_BAD_EXE_FORMAT when it cannot be
-/// loaded, or something that it needs, ERROR_INVALID_PARAMETER for a null or empty name, and
+/// The directories of PATH are separated by ';' or ':', except for the colon of a drive, and empty
+/// ones are ignored. In a path the loader's own variables ($ORIGIN, $LIB, $PLATFORM) keep their
+/// meaning. Constructors of the library run inside; an exception from one of them ends the program.
+/// Null with ERROR_MOD_NOT_FOUND if there is no file, ERROR_BAD_EXE_FORMAT if the file or a library
+/// that it needs cannot be loaded, ERROR_INVALID_PARAMETER for a null or empty name, and
 /// ERROR_NOT_ENOUGH_MEMORY.
 HMODULE LoadLibraryA(char const *path);
 
-/// Gives a library back. With the last of its users it is unloaded, unless it is made to stay.
-/// FALSE with ERROR_INVALID_HANDLE for null and for what is not loaded any more.
+/// Releases a library; its last release unloads it, unless it is marked to stay. FALSE with
+/// ERROR_INVALID_HANDLE for null and for a library that is no longer loaded.
 BOOL FreeLibrary(HMODULE library);
 
-/// Gives the address of a function or an object that the library itself defines; what the libraries
-/// that it needs define is not its own. Null with ERROR_PROC_NOT_FOUND, or with
-/// ERROR_INVALID_HANDLE for null.
+/// Returns the address of a function or an object that the library itself defines, not one of the
+/// libraries that it needs. Of an object that all libraries of a process share, such as an inline
+/// variable of C++, only the library that was loaded first is the owner. Null with
+/// ERROR_PROC_NOT_FOUND, or with ERROR_INVALID_HANDLE for null.
 FARPROC GetProcAddress(HMODULE library, char const *symbol);
 
 // --- Console: console.cpp ---------------------------------------------------------------------
