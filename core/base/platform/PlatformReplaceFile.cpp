@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Saving a file without a moment at which it holds neither the old bytes nor the new ones: the new
-// ones are on the disk, under a name of their own, before they take the file's name.
+// Saving a file so that it holds the old bytes or the new ones at every moment: the new bytes are
+// on the disk, in a temporary file, before that file takes the name.
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
@@ -17,7 +17,6 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <new>
 
 namespace Ostrel {
@@ -39,14 +38,14 @@ enum class Outcome { DONE, FAILED, WOULD_LOSE };
 
 constexpr char NAME_BEGIN[] = ".ostbase-", NAME_END[] = ".tmp"; // of all temporary files
 
-// A day, in steps of 100 ns: no save lasts so long, even where the machine sleeps meanwhile.
+// A day, in steps of 100 ns. No save lasts so long, even if the machine sleeps meanwhile.
 constexpr std::int64_t LEFT_OVER_AFTER = 24LL * 60 * 60 * 10000000;
 
 std::int64_t steps_of(FILETIME const &time) {
   return static_cast<std::int64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
 }
 
-// Not opened: a link or a device of such a name is not ours.
+// Does not open the file: a link or a device of such a name is not a temporary file.
 bool is_left_over(std::string const &path) {
   constexpr DWORD NO_FILE =
       FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE | FILE_ATTRIBUTE_REPARSE_POINT;
@@ -58,10 +57,10 @@ bool is_left_over(std::string const &path) {
          steps_of(now) - steps_of(data.ftLastWriteTime) > LEFT_OVER_AFTER;
 }
 
-// Removes the temporary files of processes that were killed. If the calendar is set forward by more
-// than a day between a save's first byte and its rename, the file of that save is removed as well:
-// the save fails, and its target stays the old file. Whether the process still lives is no
-// criterion: the number in the name may be that of a process on another machine.
+// Removes the temporary files of processes that were killed. Whether the process still lives is not
+// asked: the number in the name may be that of a process on another machine. If the calendar is set
+// forward by more than a day during a save, its temporary file is removed as well: the save fails,
+// and the target stays the old file.
 void remove_left_over(std::string const &directory) {
   std::string const query = directory + NAME_BEGIN + "*" + NAME_END;
   for_each_match(query.c_str(), [&directory](char const *name) {
@@ -72,19 +71,16 @@ void remove_left_over(std::string const &directory) {
   });
 }
 
-// At a process's first save in a directory and then now and then: what is there costs each save
-// that looks at it.
-bool is_removal_due(std::string const &directory) {
-  constexpr std::size_t COUNTERS = 64;
-  // Prime, so that directories that share a counter and are saved to in turn have theirs in turn.
-  constexpr unsigned long SAVES_PER_REMOVAL = 101;
-  static std::atomic<unsigned long> saves[COUNTERS];
-  return saves[std::hash<std::string>()(directory) % COUNTERS]++ % SAVES_PER_REMOVAL == 0;
+// Not at each save, since a search takes time in proportion to the files of the directory.
+bool is_removal_due() {
+  constexpr unsigned long SAVES_PER_REMOVAL = 101; // prime, for directories that take turns
+  static std::atomic<unsigned long> saves{0};
+  return saves++ % SAVES_PER_REMOVAL == 0;
 }
 
 // --- A save -----------------------------------------------------------------------------------
 
-// A file that is there for the time of a save; removed unless it has become the real one.
+// The temporary file of a save. Its destructor removes it unless it has taken the target's name.
 class TemporaryFile {
 public:
   TemporaryFile() = default;
@@ -98,11 +94,11 @@ public:
     }
   }
 
-  // Makes the file in the directory of `target`; false, with the last error, when it cannot be had.
+  // Creates the file in the directory of `target`. False, with the last error, on failure.
   bool create(std::string const &target, NewFile owner) {
     std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
-    if (is_removal_due(directory)) {
-      remove_left_over(directory); // first: it may be what fills the disk
+    if (is_removal_due()) {
+      remove_left_over(directory); // first, since these files may be what fills the disk
     }
     for (int attempt = 0; attempt < NAME_ATTEMPTS && !is_there_; ++attempt) {
       path_ = directory + unique_name();
@@ -136,8 +132,8 @@ public:
   }
 
 private:
-  // Process and counter distinguish the saves of this moment. The time distinguishes them from
-  // files that an earlier process with the same number, killed in a save, has left behind.
+  // The process and the counter distinguish concurrent saves. The time distinguishes them from the
+  // files of an earlier process with the same number that was killed in a save.
   static std::string unique_name() {
     static std::atomic<unsigned long> counter{0};
     LARGE_INTEGER now = {};
@@ -156,7 +152,7 @@ private:
   bool is_there_ = false;
 };
 
-// False, with the last error, when the links cannot be followed.
+// False, with the last error, if the links cannot be followed.
 bool find_target(char const *path, std::string *target) {
   target->resize(LONGEST_PATH);
   bool const is_followed = follow_links(path, target->data(), target->size());
@@ -179,7 +175,7 @@ Outcome failed_or_would_lose() {
 
 Outcome replace_by_name(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
-  // Until it has the old one's permissions, only its owner may read it.
+  // Until it has the permissions of the old file, only its owner may read it.
   if (!temporary.create(target, NewFile::OWNERS)) {
     return failed_or_would_lose();
   }
@@ -210,8 +206,8 @@ bool end_at(HANDLE file, std::size_t position) {
   return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
-// Reads the whole file; nothing from one that the caller may write but not read. False, with the
-// last error, when it cannot be read at this moment. Throws std::bad_alloc without memory.
+// Reads the whole file, or nothing if the caller may not read it. False, with the last error, if it
+// cannot be read at this moment. Throws std::bad_alloc.
 bool read_if_allowed(std::string const &path, std::string *bytes) {
   File file;
   unsigned long const result = file.open_for_reading(path.c_str());
@@ -231,7 +227,7 @@ bool read_if_allowed(std::string const &path, std::string *bytes) {
   return is_read;
 }
 
-// What goes beyond the old end comes first: it alone needs room on the disk.
+// The part beyond the old end is written first: only that part needs room on the disk.
 bool write_over(HANDLE file, std::size_t old_size, Contents const &contents) {
   std::size_t const kept = std::min(contents.size, old_size);
   Contents const head = {contents.data, kept};
@@ -240,8 +236,8 @@ bool write_over(HANDLE file, std::size_t old_size, Contents const &contents) {
          end_at(file, contents.size) && FlushFileBuffers(file) != FALSE;
 }
 
-// Keeps the old bytes meanwhile, and writes them back when a step fails. A file that the caller may
-// not read is overwritten without.
+// Keeps the old bytes in memory, and writes them back if a step fails. If the caller may not read
+// the file, it is overwritten without that.
 bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   if (GetFileType(file) != FILE_TYPE_DISK) {
     return write_whole(file, contents.data, contents.size) == contents.size;
@@ -261,8 +257,8 @@ bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   return false;
 }
 
-// Opening the old file for writing is what asks whether the caller may: the directory, in which a
-// rename happens, does not say.
+// The old file is opened for writing to find out whether the caller may write it: a rename only
+// needs the permission to write the directory.
 bool replace(std::string const &target, Contents const &contents) {
   OpenFile const old = open_file(target.c_str(), GENERIC_WRITE, OPEN_EXISTING);
   if (old == nullptr) {
@@ -273,8 +269,8 @@ bool replace(std::string const &target, Contents const &contents) {
   if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
     return false;
   }
-  // The file has no name if another program has replaced it since it was opened. Then only programs
-  // that are reading it see it, and its text must not change under them.
+  // If another program has replaced the file since it was opened, it has no name: then it is not
+  // overwritten, so that programs that still read it see no change.
   bool const has_further_names = information.nNumberOfLinks > 1;
   Outcome const outcome =
       is_on_disk && !has_further_names ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;

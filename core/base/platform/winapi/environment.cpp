@@ -56,8 +56,10 @@ bool is_of(char const *entry, std::string_view name) noexcept {
 
 // Returns the kept entry of that variable and value. Needs memory only for a new one.
 char *keep(std::string_view name, char const *value) {
+  std::size_t const size = name.size() + 1 + std::strlen(value);
   for (std::string &entry : kept().entries) {
-    if (is_of(entry.c_str(), name) && std::strcmp(entry.c_str() + name.size() + 1, value) == 0) {
+    if (entry.size() == size && is_of(entry.c_str(), name) &&
+        entry.compare(name.size() + 1, std::string::npos, value) == 0) {
       return entry.data();
     }
   }

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Open files, on descriptors. Opening does not wait for the other end of a named pipe, as POSIX
-// would: a search for a file must not stop at one. It waits for another process's lease on a
-// regular file, at most for the system's lease-break time. Reading and writing wait as usual. A
-// pipe without a reader fails its writer, and does not end the program.
+// Open files, on descriptors. On POSIX, opening a named pipe waits for its other end; here it does
+// not, since a search for a file must not stop at a pipe. Opening waits for another process's lease
+// on a regular file, at most for the system's lease-break time. Reading and writing wait as usual.
+// A write to a pipe without a reader fails and does not end the program.
 #include "core/base/platform/posix/descriptor.hpp"
+#include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
@@ -37,7 +38,7 @@ using Ostrel::retry;
 
 constexpr int NOT_SUPPORTED = -1; // in the place of flags
 constexpr mode_t OWNER_ONLY = 0600;
-constexpr mode_t EVERYBODY = 0666; // within the process's mask
+constexpr mode_t SHARED = 0666; // within the process's mask
 
 class FileHandle : public Handle {
 public:
@@ -63,7 +64,7 @@ public:
   void close() noexcept override {}
 };
 
-// Null, with the last error, for a handle that is none of a file.
+// Null, with the last error, if the handle is not that of a file.
 FileHandle const *file_of(HANDLE handle) {
   Handle const *const object = Handle::of(handle);
   if (object == nullptr || !object->is_file()) {
@@ -77,6 +78,13 @@ FileHandle const *file_of(HANDLE handle) {
 int descriptor_of(HANDLE handle) {
   FileHandle const *const file = file_of(handle);
   return file == nullptr ? -1 : file->descriptor();
+}
+
+// False, with the last error, if the status cannot be read.
+bool read_status(HANDLE file, struct stat *status) {
+  int const descriptor = descriptor_of(file);
+  return descriptor != -1 &&
+         (retry([=] { return fstat(descriptor, status); }) == 0 || fail_with_errno());
 }
 
 int access_flags(DWORD access) {
@@ -105,7 +113,7 @@ int disposition_flags(DWORD disposition) {
   }
 }
 
-// Refuses a directory, and lets the reads and writes of what is no regular file wait.
+// Refuses a directory. Reads and writes of a file that is not regular wait from now on.
 bool settle(int descriptor, bool *is_regular) {
   struct stat status = {};
   if (fstat(descriptor, &status) != 0) {
@@ -142,7 +150,7 @@ FILETIME file_time(timespec const &time) {
   return {static_cast<DWORD>(steps), static_cast<DWORD>(steps >> 32)};
 }
 
-// Keeps SIGPIPE from this thread as long as it lives, and takes the one that a write has caused.
+// Blocks SIGPIPE in this thread until the end of a block, and discards the one that a write caused.
 class WithoutPipeSignal {
 public:
   WithoutPipeSignal() noexcept {
@@ -166,11 +174,11 @@ public:
 
 private:
   sigset_t pipe_, before_;
-  bool was_pending_; // already before: that one is not ours to take
+  bool was_pending_; // before the block: that signal is the program's
 };
 
-// By its number, since every log line comes by here: that is no point of cancellation, from which a
-// thread would have to be kept.
+// Called by number, for every log line: unlike `write`, this is no cancellation point, and so needs
+// no protection of the thread.
 ssize_t write_once(int descriptor, void const *data, std::size_t size) {
   ssize_t written = -1;
   do {
@@ -179,8 +187,8 @@ ssize_t write_once(int descriptor, void const *data, std::size_t size) {
   return written;
 }
 
-// Another process that shares the descriptor may have set it not to block: no log line is lost
-// then.
+// Waits while a descriptor that does not block is full, so that no log line is lost: another
+// process that shares the descriptor may have set it so.
 ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
   for (;;) {
     ssize_t const written = write_once(descriptor, data, size);
@@ -202,8 +210,8 @@ ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
   return write_waiting(file.descriptor(), data, size);
 }
 
-// A fork copies the descriptors first and the memory then. A handle that another thread is given in
-// between would be one without a descriptor in the child, and later name another file.
+// A fork copies the descriptors before the memory. A handle that another thread receives in between
+// would have no descriptor in the child, and would later refer to another file.
 void wait_for_forks() {
   Ostrel::ProcessLock const no_fork_is_under_way(Ostrel::ProcessMutex::FILES);
 }
@@ -222,14 +230,14 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
   if (!native.is_valid()) {
     return INVALID_HANDLE_VALUE;
   }
-  // Made first: without memory no file may be left behind that this call created.
+  // Allocated first: a call that fails for lack of memory must not leave a new file.
   auto file = std::unique_ptr<FileHandle>(new (std::nothrow) FileHandle);
   if (file == nullptr) {
     SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     return INVALID_HANDLE_VALUE;
   }
   int const open_flags = how | whether | O_NOCTTY | O_NONBLOCK;
-  mode_t const mode = share_mode == 0 ? OWNER_ONLY : EVERYBODY;
+  mode_t const mode = share_mode == 0 ? OWNER_ONLY : SHARED;
   Descriptor opened = Descriptor::open(native.c_str(), open_flags, mode);
   if (!opened.is_open()) {
     errno == EEXIST ? fail(ERROR_FILE_EXISTS) : fail_with_errno(error_of_open(errno));
@@ -295,13 +303,9 @@ BOOL FlushFileBuffers(HANDLE file) {
 }
 
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
-  int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
-    return FALSE;
-  }
   struct stat status = {};
-  if (fstat(descriptor, &status) != 0) {
-    return fail_with_errno();
+  if (!read_status(file, &status)) {
+    return FALSE;
   }
   if (!S_ISREG(status.st_mode)) {
     return fail(ERROR_NOT_SUPPORTED);
@@ -311,13 +315,9 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
 }
 
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information) {
-  int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
-    return FALSE;
-  }
   struct stat status = {};
-  if (retry([&status, descriptor] { return fstat(descriptor, &status); }) != 0) {
-    return fail_with_errno();
+  if (!read_status(file, &status)) {
+    return FALSE;
   }
   information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
   return TRUE;
@@ -325,7 +325,6 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *informa
 
 DWORD GetFileType(HANDLE file) {
   FileHandle const *const opened = file_of(file);
-  // Known since the file was opened, so that this cannot fail.
   return opened != nullptr && opened->is_regular() ? FILE_TYPE_DISK : FILE_TYPE_UNKNOWN;
 }
 
@@ -364,15 +363,13 @@ HANDLE GetStdHandle(DWORD number) {
     SetLastError(ERROR_NOT_SUPPORTED);
     return INVALID_HANDLE_VALUE;
   }
-  // In static storage and never destroyed: it needs no memory, and the last log lines of a process
-  // are written after its destructors have run.
-  alignas(StandardErrorHandle) static std::byte storage[sizeof(StandardErrorHandle)];
-  static Handle *const instance = new (storage) StandardErrorHandle;
-  return instance->handle();
+  // The last log lines of a process are written after its destructors have run.
+  static Ostrel::NeverDestroyed<StandardErrorHandle> instance;
+  return (*instance).handle();
 }
 
-// From the load on, so that no thread is inside its making while another one forks.
-[[maybe_unused]] static void *const made_at_load = GetStdHandle(STD_ERROR_HANDLE);
+// Built at load, so that no thread is building it while another one forks.
+[[maybe_unused]] static void *const built_at_load = GetStdHandle(STD_ERROR_HANDLE);
 
 BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS /*level*/, void *data) {
   NativePath const native(path);

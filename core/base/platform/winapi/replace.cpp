@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Files that take another one's place. `rename` puts one file in the place of another in a single
-// step, but with its own owner, permissions and attributes: they are copied to the new file first,
-// and if that fails, `rename` is not called. Nor does `rename` flush anything, so the directory is
-// opened before and flushed afterwards.
+// Removing, replacing and renaming files. `rename` replaces a file in one step, but the new file
+// has its own owner, permissions and attributes: those of the old file are copied to it first, and
+// if that fails, `rename` is not called. `rename` does not flush either, so the directory is opened
+// before and flushed afterwards.
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -41,7 +41,8 @@ struct Bytes {
   }
 };
 
-// Reads all that `get(buffer, size)` writes, which returns the size needed; false when it fails.
+// Reads all that `get(buffer, size)` writes; with size 0 it returns the size needed. False on
+// failure.
 template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
   ssize_t const needed = retry([&get] { return get(nullptr, 0); });
   if (needed <= 0) {
@@ -72,15 +73,15 @@ bool copy_attribute(char const *from, int to, char const *name) {
   if (!read_bytes(get, &wanted)) {
     return false;
   }
-  // What the system has set for both files by itself, such as a security label, may not be
-  // settable.
+  // An attribute that the system itself has set for both files, such as a security label, may not
+  // be settable.
   return (read_attribute(to, name, &present) && wanted == present) ||
          retry([=, &wanted] { return fsetxattr(to, name, wanted.data.get(), wanted.size, 0); }) ==
              0;
 }
 
-// Copies the extended attributes, the access list among them, and removes an access list that `to`
-// has from its directory alone.
+// Copies the extended attributes, including the access list, and removes an access list that `to`
+// has inherited from its directory.
 bool copy_attributes(char const *from, int to) {
   if (retry([to] { return fremovexattr(to, ACCESS_LIST); }) != 0 && errno != ENODATA &&
       errno != ENOTSUP) {
@@ -112,15 +113,15 @@ bool copy_owner(struct stat const &from, int to) {
          retry([=, &from] { return fchown(to, from.st_uid, from.st_gid); }) == 0;
 }
 
-// Until all is copied only its owner has access to the file. The owner comes first: a change of
-// owner clears permissions.
+// Until everything is copied, only its owner has access to the file. The owner is set first, since
+// a change of owner clears permissions.
 bool copy_identity(char const *from, struct stat const &status, int to) {
   return copy_owner(status, to) && copy_attributes(from, to) &&
          retry([=, &status] { return fchmod(to, status.st_mode & PERMISSIONS); }) == 0;
 }
 
-// What cannot be copied, since that is not permitted or has no place here, would be lost. A disk or
-// memory that fails says nothing of that.
+// If owner or attributes cannot be copied, because this is not permitted or the file system has no
+// place for them, they would be lost: ERROR_NOT_SUPPORTED. A failing disk has its own error.
 bool fail_to_copy() {
   switch (errno) {
   case EIO:
@@ -141,15 +142,15 @@ Descriptor open_directory_of(char const *path) {
   return Descriptor::open(directory, O_RDONLY | O_DIRECTORY);
 }
 
-// Whether a flush failed because the file system does not flush directories at all.
-bool is_flushed_by_none(int error) {
+// Whether a flush failed because the file system cannot flush directories.
+bool is_flush_unsupported(int error) {
   return error == EINVAL || error == ENOTSUP || error == EROFS;
 }
 
-// A rename cannot be undone. If the flush fails, the new name may be lost again, which is reported.
+// A rename cannot be undone. If the flush fails, a crash may still undo it, which is reported.
 bool rename_durably(NativePath const &from, NativePath const &to) {
   Descriptor const directory = open_directory_of(to.c_str());
-  if (!directory.is_open() && errno != EACCES) { // a directory may be for writing alone
+  if (!directory.is_open() && errno != EACCES) { // the directory may not be readable
     return fail_with_errno();
   }
   if (rename(from.c_str(), to.c_str()) != 0) {
@@ -158,7 +159,7 @@ bool rename_durably(NativePath const &from, NativePath const &to) {
   }
   bool const is_flushed =
       !directory.is_open() || retry([&directory] { return fsync(directory.get()); }) == 0;
-  return is_flushed || is_flushed_by_none(errno) || fail_with_errno(ERROR_IO_DEVICE);
+  return is_flushed || is_flush_unsupported(errno) || fail_with_errno(ERROR_IO_DEVICE);
 }
 
 } // namespace
