@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Clocks, sleeping, the numbers of the process and its threads, and the version. What measures or
-// waits uses the monotonic clock, so that setting the calendar changes neither.
+// Clocks, sleeping, the numbers of the process and its threads, and the version. Time stamps and
+// sleeps use the monotonic clock, so that setting the calendar time changes neither.
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/deadline.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
@@ -18,8 +18,8 @@ using Ostrel::NANOSECONDS_PER_SECOND;
 
 constexpr int FIRST_YEAR = 1900; // of tm_year
 
-// The zone, once and when there is memory for it: without, the C library would take it to be UTC,
-// for good. Later it would ask the environment, which others may be changing.
+// Reads the time zone at load, when there is memory for it: without memory the C library would use
+// UTC from then on. Later it would read the environment, which other threads may be changing.
 [[maybe_unused]] bool const zone_is_read = (tzset(), true);
 
 // The C library's own lock of the time zone would stay locked in a child that is forked meanwhile.

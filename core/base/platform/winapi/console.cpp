@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: Apache-2.0
-// _kbhit and _getche, on the controlling terminal, which passes on single key presses only while
-// its line editing is off.
+// _kbhit and _getche, on the controlling terminal, which delivers single key presses only while its
+// line editing is off.
 //
-// Enter sends a carriage return, which the terminal usually turns into a line feed as it arrives
-// (ICRNL): what was typed before a call cannot be told from a line feed afterwards. So the two are
-// exchanged during a call (INLCR as well), and a line feed is Enter whenever it was typed; it is
-// also what a shell expects to find in what was typed and not read here. If the terminal leaves
-// Enter alone, it is left alone here. Of the key for the end of the input, typed before a call, the
-// line editing leaves a zero, which is read as that key.
+// Enter sends a carriage return, which the terminal usually converts to a line feed (ICRNL), so
+// that an Enter typed before a call looks like a line feed. So a call exchanges the two (INLCR as
+// well), and a line feed is Enter whenever it was typed; a shell, too, expects a line feed in input
+// that was not read here. If the terminal does not convert Enter, neither does the call. The key
+// for the end of the input, typed before a call, leaves a zero in the line editing, which is read
+// as that key.
 //
-// The change of the terminal outlives the process, so _getche undoes it on every way out: in the
+// The mode of the terminal outlives the process, so _getche restores it on every way out: in the
 // last call that ends (also when its thread is cancelled or terminated), at the exit of the
 // process, and in a handler of the signals that end or stop a program from its terminal. The
-// handler sets the terminal back, lets the default action happen, and if the process goes on after
-// a stop, switches the terminal again. It is there only during the call, and only for signals
-// without a handler of the program. Reading a disposition and replacing it are two steps, between
-// which the program may set a handler: the second step returns what it replaced, and a handler of
-// the program that turns up there is put back at once.
+// handler restores the terminal, lets the default action happen, and if the process continues after
+// a stop, switches the terminal again. It is set only during the call, and only for signals without
+// a handler of the program. Reading a disposition and replacing it are two steps, between which the
+// program may set a handler: the second step returns what it replaced, and a handler of the program
+// found there is restored at once.
 //
 // _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
 // signals in that moment instead of handling them.
@@ -51,8 +51,8 @@ using Handler = void (*)(int);
 
 extern "C" void end_or_stop(int signal);
 
-// Replaces one handler of a signal by another. A handler of the program stays, also one that is set
-// at the same time.
+// Replaces one handler of a signal by another, but not a handler of the program, even if that is
+// set at the same time.
 void replace_handler(int signal, Handler from, Handler to) noexcept {
   struct sigaction replaced = {};
   if (sigaction(signal, nullptr, &replaced) != 0 || replaced.sa_handler != from) {
@@ -73,7 +73,7 @@ void replace_handlers(Handler from, Handler to) noexcept {
   }
 }
 
-// Keeps every signal from the thread until the end of a block.
+// Blocks every signal in the thread until the end of a block.
 class SignalsBlocked {
 public:
   SignalsBlocked() noexcept {
@@ -95,20 +95,19 @@ bool is_in_background(int terminal) noexcept {
   return tcgetpgrp(terminal) != getpgrp();
 }
 
-// How many bytes a read of the terminal would get now.
+// How many bytes a read of the terminal would return now.
 int count_waiting(int terminal) noexcept {
   int count = 0;
   return ioctl(terminal, FIONREAD, &count) == 0 ? count : 0;
 }
 
-// The state of the terminal during calls. Signal handlers read it, so each field is set before the
-// one that says that it counts.
+// The state of the terminal during calls. Signal handlers read it, so `is_entered_` is set last.
 class Console {
 public:
   constexpr Console() noexcept = default;
   Console(Console const &) = delete;
   Console &operator=(Console const &) = delete;
-  // At the end of the process another thread may be waiting for a key.
+  // At the exit of the process another thread may be waiting for a key.
   ~Console() {
     if (is_entered()) {
       finish();
@@ -153,15 +152,15 @@ private:
 
 Console console;
 
-// In the background the mode is that of another program, and a change would stop the process.
+// In the background the mode belongs to another program, and a change would stop the process.
 void Console::restore() noexcept {
   if (is_switched_.exchange(false) && !is_in_background(descriptor_.get())) {
     tcsetattr(descriptor_.get(), TCSANOW, &before_);
   }
 }
 
-// In the background, where the change would stop the process, the terminal stays as it is: the next
-// read stops the process as well, and with the foreground it gets SIGCONT.
+// In the background, where the change would stop the process, the terminal stays unchanged: the
+// next read stops the process as well, and SIGCONT comes with the foreground.
 void Console::switch_to_keys() noexcept {
   if (is_entered() && !is_in_background(descriptor_.get())) {
     is_switched_ = true;
@@ -181,8 +180,8 @@ void Console::forget_parent() noexcept {
   }
 }
 
-// A process in the background is stopped by the system in `tcdrain`, until it is in the foreground:
-// only then is the mode of the terminal the one to go back to. One that is not stopped (it ignores
+// In the background the system stops the process in `tcdrain` until it is in the foreground: only
+// then is the mode of the terminal the one to restore. A process that is not stopped (it ignores
 // SIGTTOU, or no shell would wake it) has no terminal.
 bool Console::enter() {
   Ostrel::NotCancelled const here;
@@ -258,7 +257,7 @@ bool Console::open_terminal() noexcept {
   return descriptor_.is_open();
 }
 
-// Reads the mode to go back to, and makes the one for single keys of it.
+// Reads the mode to restore, and derives the one for single keys.
 bool Console::read_mode() noexcept {
   if (tcgetattr(descriptor_.get(), &before_) != 0) {
     return false;
@@ -283,7 +282,7 @@ int Console::key_of(unsigned char byte) const noexcept {
   return is_end_of_input ? before_.c_cc[VEOF] : byte;
 }
 
-// Returns only from a signal that stops the process, when that goes on.
+// Returns only after a signal that stops the process, when the process continues.
 void take_default_action(int signal) noexcept {
   replace_handler(signal, end_or_stop, SIG_DFL);
   raise(signal); // blocked while its handler runs
@@ -297,8 +296,7 @@ void take_default_action(int signal) noexcept {
   }
 }
 
-// SIGCONT also comes after SIGSTOP, which has no handler: the terminal may have been set otherwise
-// since.
+// SIGCONT also follows SIGSTOP, which has no handler: the mode may have been changed since.
 void end_or_stop(int signal) {
   Ostrel::ErrnoGuard const guard;
   console.begin_handler();
@@ -350,7 +348,7 @@ int SingleKeys::read_byte() const {
   return count == 1 ? byte : -1;
 }
 
-// A key that cannot be shown does not fail the read.
+// A failure to echo does not fail the read.
 void echo(int key) {
   Ostrel::NotCancelled const here;
   auto const byte = static_cast<unsigned char>(key);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// FindFirstFileA and its kin, on readdir. The C library's own matching of patterns is not used: it
-// knows more wildcards, depends on the locale and leaves out names that start with a dot.
+// FindFirstFileA, FindNextFileA and FindClose, on readdir. The C library's own matching of patterns
+// is not used: it has more wildcards, depends on the locale and omits names that start with a dot.
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
@@ -24,8 +24,8 @@ using Ostrel::NativePath;
 
 static_assert(sizeof(dirent::d_name) <= sizeof(WIN32_FIND_DATAA::cFileName));
 
-// Whether the whole name matches. Where it stops to match, the last star takes one character more:
-// no earlier one needs to, so the time is bounded by the product of the lengths.
+// Whether the whole name matches. At a mismatch the last star matches one character more; no
+// earlier star needs to, so the time is bounded by the product of the lengths.
 bool matches(char const *pattern, char const *name) {
   char const *after_star = nullptr, *resume = nullptr;
   while (*name != '\0') {
@@ -61,7 +61,8 @@ public:
 
   bool is_open() const noexcept { return directory_ != nullptr; }
 
-  // False, with ERROR_NO_MORE_FILES or why the directory could not be read, at the end.
+  // False, with ERROR_NO_MORE_FILES, at the end, or with the reason if the directory cannot be
+  // read.
   bool next(WIN32_FIND_DATAA *data) noexcept {
     errno = 0;
     while (dirent const *entry = readdir(directory_.get())) {

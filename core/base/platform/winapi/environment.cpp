@@ -9,8 +9,8 @@
 // under way passes each of them at its old place or at its new one.
 //
 // A program that runs with more rights than its user (set-user-ID) must not load settings and
-// libraries from where the user says. So there the variables of the library and PATH are removed at
-// load.
+// libraries from places that the user names. So there the variables of the library and PATH are
+// removed at load.
 #include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/error.hpp"
@@ -36,7 +36,7 @@ using Ostrel::fail;
 
 constexpr std::size_t FIRST_SPARE = 32; // free slots, beside as many as there are entries
 
-// What has ever been in place. Another thread may still be reading it.
+// The entries and arrays that have ever been in place: another thread may still read them.
 struct Kept {
   std::list<std::string> entries; // one for each distinct value that was set
   // The entries end at the end of an array; the slots in front of them are free.
@@ -80,7 +80,7 @@ std::size_t count_slots() noexcept {
   return count;
 }
 
-// The last slot of that variable; null when there is none.
+// The last slot of that variable; null if there is none.
 char **find_last_slot(std::string_view name) noexcept {
   for (std::size_t i = count_slots(); i > 0; --i) {
     if (is_of(environ[i - 1], name)) {
@@ -90,8 +90,8 @@ char **find_last_slot(std::string_view name) noexcept {
   return nullptr;
 }
 
-// Stores the entry in every slot of that variable. False when there is none. From the last to the
-// first, so that a reader never sees a stale duplicate.
+// Stores the entry in every slot of that variable; false if there is none. From the last slot to
+// the first, so that a reader never sees a stale duplicate.
 bool replace(std::string_view name, char *entry) noexcept {
   bool is_found = false;
   for (std::size_t i = count_slots(); i > 0; --i) {
@@ -112,7 +112,7 @@ bool is_ours() noexcept {
   return kept().begin != nullptr && environ == kept().begin;
 }
 
-// Puts an array with room in place of the one that is full or that other code has put there.
+// Replaces the array, which is full or was set by other code, by one with free slots.
 void grow() {
   std::size_t const count = count_slots(), spare = count + FIRST_SPARE;
   std::vector<char *> &slots = kept().arrays.emplace_back(spare + count + 1);
@@ -148,7 +148,7 @@ bool is_untrusted(char const *entry) noexcept {
   });
 }
 
-// In the array itself: it needs no memory, which might be missing.
+// Changes the array itself, which needs no memory.
 bool remove_untrusted() noexcept {
   if (getauxval(AT_SECURE) != 0 && environ != nullptr) {
     *std::remove_if(environ, environ + count_slots(), is_untrusted) = nullptr;
@@ -160,7 +160,7 @@ bool remove_untrusted() noexcept {
 
 // --- Operations -------------------------------------------------------------------------------
 
-// The first entry of that variable; null when there is none. Without the lock, as `getenv`.
+// The first entry of that variable; null if there is none. Needs no lock, like `getenv`.
 char const *find_entry(std::string_view name) noexcept {
   char **slot = __atomic_load_n(&environ, __ATOMIC_ACQUIRE);
   char *entry = slot == nullptr ? nullptr : __atomic_load_n(slot, __ATOMIC_ACQUIRE);

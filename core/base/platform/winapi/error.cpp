@@ -25,7 +25,7 @@ struct LastError {
   int reason = 0; // the `errno` behind the number, LOADER for the loader's message, or 0
 };
 
-// Reached without a call and without memory: it must be there when memory is what is missing.
+// Accessed without a call and without memory: it must work when there is no memory.
 thread_local LastError last_error __attribute__((tls_model("initial-exec")));
 
 struct ErrorPair {
@@ -33,7 +33,7 @@ struct ErrorPair {
   DWORD windows;
 };
 
-// A number of either side stands for the first one beside it.
+// A number of either side is converted to the first one beside it.
 constexpr ErrorPair ERROR_PAIRS[] = {
     {0, ERROR_SUCCESS},
     {ENOENT, ERROR_FILE_NOT_FOUND},
@@ -49,7 +49,7 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {ETXTBSY, ERROR_ACCESS_DENIED},
     {EBADF, ERROR_INVALID_HANDLE},
     {ENOMEM, ERROR_NOT_ENOUGH_MEMORY},
-    {EAGAIN, ERROR_SHARING_VIOLATION}, // of what another process has locked
+    {EAGAIN, ERROR_SHARING_VIOLATION}, // another process has locked the file
     {EIO, ERROR_IO_DEVICE},
     {ESTALE, ERROR_UNEXP_NET_ERR},
     {ETIMEDOUT, ERROR_SEM_TIMEOUT},

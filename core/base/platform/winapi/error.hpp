@@ -8,10 +8,10 @@ namespace Ostrel {
 /// The Windows error number for a POSIX one; `ERROR_GEN_FAILURE` for one that has no counterpart.
 DWORD error_from_errno(int error) noexcept;
 
-/// The same for a file that cannot be opened: ENOMEM is then the kernel's, not the process's.
+/// The same for a file that cannot be opened. ENOMEM then means the kernel's memory.
 DWORD error_of_open(int error) noexcept;
 
-/// Sets the last error and returns FALSE: the way in which most calls of the layer fail.
+/// Sets the last error and returns FALSE, as most calls of the layer do on failure.
 BOOL fail(DWORD error) noexcept;
 
 /// The same with the number for `errno`; FormatMessageA then has the text of that `errno`.

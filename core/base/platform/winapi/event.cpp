@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// CreateEventA and SetEvent: an event that resets itself, on one word. Who sets it pays for a call
-// of the system only when somebody may be sleeping. A sleeper that takes the event cannot know
-// whether others sleep, and so leaves the word as if they did.
+// CreateEventA and SetEvent: an auto-reset event, on one word. Setting it needs a call of the
+// system only if a thread may be sleeping. A sleeper that resets the event cannot know whether
+// others sleep, and so leaves the word as if they did.
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/winapi/error.hpp"
@@ -54,7 +54,7 @@ DWORD Event::wait(DWORD milliseconds) noexcept {
   return WAIT_TIMEOUT;
 }
 
-// Nothing of the object is touched after the exchange: who takes the event may close it.
+// Does not touch the object after the exchange: the thread whose wait ends may close it.
 BOOL Event::set_event(HANDLE mutex) noexcept {
   std::atomic<std::uint32_t> *const word = &word_;
   if (word->exchange(SET, std::memory_order_release) == SLEPT_ON && !wake_at_release(mutex, word)) {

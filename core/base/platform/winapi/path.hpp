@@ -6,16 +6,16 @@
 
 namespace Ostrel {
 
-/// How many characters of a path are its drive: 2, or 0 when it does not begin with one.
+/// The length of the drive at the start of a path: 2, or 0 without a drive.
 std::size_t drive_length(char const *path) noexcept;
 
-/// A path in the form in which the system's own calls take it. It needs no memory: a path that the
-/// system would refuse for its length is refused here.
+/// A path in the form that the system's own calls take. It needs no memory: a path that is too long
+/// for the system is refused.
 class NativePath {
 public:
   explicit NativePath(char const *path) noexcept;
 
-  /// False, with the last error set, for null and for what is too long.
+  /// False, with the last error and `errno`, for null and for a path that is too long.
   bool is_valid() const noexcept { return is_valid_; }
 
   char const *c_str() const noexcept { return text_; }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The registry, as a text file of the installation. A key is read when it is opened, so no reader
-// meets a change half way if the file is replaced by a rename; a reader beside a write in place may
-// find a part of it, or nothing.
+// The registry, as a text file of the installation. A key is read when it is opened: if the file is
+// replaced by a rename, a reader sees the old values or the new ones. During a write in place it
+// may see a part of them, or nothing.
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
@@ -31,9 +31,9 @@ using Ostrel::retry;
 
 constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
-constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger one is none of ours
+constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger file is no registry
 
-// Not valid when the variable's text is longer than any path that the system takes.
+// Not valid if the variable's text is longer than any path of the system.
 NativePath registry_path() {
   char chosen[PATH_MAX] = "";
   bool const fits = GetEnvironmentVariableA("OSTREL_REGISTRY_FILE", chosen, PATH_MAX) < PATH_MAX;

@@ -28,7 +28,7 @@ std::string_view trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
 
-// Takes the next line, without the blanks at its ends, from the front of the text.
+// Removes the next line from the front of the text, and returns it without the blanks at its ends.
 std::string_view take_line(std::string_view *text) {
   std::size_t const end = std::min(text->find('\n'), text->size());
   std::string_view const line = text->substr(0, end);
@@ -55,7 +55,7 @@ bool take_word(std::string_view *text, std::string_view word) {
   return true;
 }
 
-// Whether the line has nothing more to say: a comment may follow.
+// Whether nothing but a comment follows.
 bool is_end(std::string_view line) {
   return line.empty() || line.front() == ';';
 }
@@ -68,7 +68,7 @@ int digit_value(char c) {
   return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
 }
 
-// Takes a number of one to `most` hexadecimal digits.
+// Reads a number of one to `most` hexadecimal digits.
 bool take_number(std::string_view *text, std::size_t most, DWORD *number) {
   std::size_t digits = 0;
   DWORD value = 0;
@@ -85,9 +85,9 @@ bool take_number(std::string_view *text, std::size_t most, DWORD *number) {
   return true;
 }
 
-// Takes a text in quotes, in which a backslash stands before a backslash or a quote. Before
-// anything else it is itself: in files that were written by hand, paths often have single ones.
-// The text may go on over several lines.
+// Reads a text in quotes, in which a backslash escapes a backslash or a quote. Before any other
+// character it stands for itself: in files that were written by hand, paths often have single ones.
+// The text may have several lines.
 bool take_quoted(std::string_view *line, std::string *text) {
   for (std::size_t i = 1; i < line->size(); ++i) {
     char const c = (*line)[i];
@@ -103,8 +103,8 @@ bool take_quoted(std::string_view *line, std::string *text) {
   return false;
 }
 
-// A text with line breaks in it goes on in `rest`, as far as its closing quote. One that is never
-// closed seems to end at the first quote of another line, where more follows: then it is damaged.
+// A text with line breaks continues in `rest` to its closing quote. If that is missing, the text
+// seems to end at the first quote of another line, where more characters follow: it is damaged.
 bool parse_text(std::string_view line, std::string_view *rest, RegistryValue *value) {
   std::string_view whole(line.data(),
                          static_cast<std::size_t>(rest->data() + rest->size() - line.data()));
@@ -130,8 +130,8 @@ bool parse_number(std::string_view line, RegistryValue *value) {
   return true;
 }
 
-// Parses bytes in hexadecimal with commas between them; a backslash at the end of a line goes on
-// with the next line of `rest`.
+// Parses bytes in hexadecimal with commas between them; after a backslash at the end of a line they
+// continue on the next line of `rest`.
 bool parse_bytes(std::string_view line, std::string_view *rest, std::vector<BYTE> *bytes) {
   for (;;) {
     while (line == "\\") {
@@ -181,14 +181,14 @@ void parse_value(std::string_view line, std::string_view *rest, RegistryValues *
     return;
   }
   RegistryValue value;
-  std::string_view behind = *rest; // what is damaged takes no line with it
+  std::string_view behind = *rest; // a damaged value consumes no further line
   if (parse_data(line, &behind, &value)) {
     *rest = behind;
     (*values)[registry_name(name)] = std::move(value);
   }
 }
 
-// Whether `key` is `ancestor` or stands below it; both as `registry_name` gives them.
+// Whether `key` is `ancestor` or below it; both as `registry_name` returns them.
 bool is_at_or_below(std::string const &key, std::string const &ancestor) {
   return key.compare(0, ancestor.size(), ancestor) == 0 &&
          (key.size() == ancestor.size() || key[ancestor.size()] == '\\');

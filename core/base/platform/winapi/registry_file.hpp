@@ -18,15 +18,15 @@ struct RegistryValue {
 /// The values of one key by name, in lower case; the default value's name is empty.
 using RegistryValues = std::map<std::string, RegistryValue>;
 
-/// The form in which names of keys and values are compared.
+/// Converts a name of a key or a value to the form in which names are compared.
 std::string registry_name(std::string_view name);
 
 /// Reads the values of one key from the text of a registry file (REGEDIT4): strings, `dword:`,
-/// `hex:` and `hex(type):`, deletions, in the order of the file. A line that is none of these, or
-/// is damaged, counts for nothing. Takes any bytes; throws `std::bad_alloc` alone.
+/// `hex:` and `hex(type):`, deletions, in the order of the file. Any other or damaged line is
+/// ignored. Accepts any bytes; throws only `std::bad_alloc`.
 ///
 /// @param key  the full name, from the root on.
-/// @return false when the file has no such key and none below it.
+/// @return false if the file has neither this key nor one below it.
 bool parse_registry_file(std::string_view text, std::string_view key, RegistryValues *values);
 
 } // namespace Ostrel

@@ -18,8 +18,8 @@ namespace {
 
 constexpr int MAX_LINKS = 40; // as many as the kernel follows
 
-// Takes one step from a link to what it names: a text relative to the link's own directory.
-// `target` is long enough for any path. False, with errno, when `target` is no link.
+// Replaces the path of a link by the path to which it points, which may be relative to the link's
+// directory. `target` has PATH_MAX characters. False, with `errno`, if it is no link.
 bool follow_one_link(char *target) {
   char text[PATH_MAX];
   ssize_t const length = readlink(target, text, sizeof text);
@@ -39,27 +39,27 @@ bool follow_one_link(char *target) {
   return true;
 }
 
-// Whether the layer takes the system's path for what it is.
-bool is_read_as_it_stands(char const *path) {
+// Whether the layer reads a path of the system unchanged.
+bool is_expressible(char const *path) {
   return std::strchr(path, '\\') == nullptr && drive_length(path) == 0;
 }
 
-// Whether the error says that there is no such file for this process, and not that the disk fails.
-bool says_of_path(int error) {
+// Whether the error means that this process cannot reach such a file, and not that the disk fails.
+bool is_unreachable(int error) {
   return error == ENOENT || error == ENOTDIR || error == EACCES || error == ELOOP ||
          error == ENAMETOOLONG;
 }
 
-// Tells whether following the text of the links led where the system goes; true when nothing is
-// there yet. False, with errno, when the disk does not say.
+// Finds out whether the text of the links leads to the file that the system finds; true if there is
+// no file yet. False, with `errno`, if the disk fails.
 bool compare_ends(char const *link, char const *target, bool *is_same) {
   struct stat there = {}, found = {};
   bool const is_there = stat(link, &there) == 0;
-  if (!is_there && !says_of_path(errno)) {
+  if (!is_there && !is_unreachable(errno)) {
     return false;
   }
   bool const is_found = is_there && stat(target, &found) == 0;
-  if (is_there && !is_found && !says_of_path(errno)) {
+  if (is_there && !is_found && !is_unreachable(errno)) {
     return false;
   }
   *is_same =
@@ -93,17 +93,17 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   if (links > MAX_LINKS) {
     return fail(ERROR_PATH_NOT_FOUND);
   }
-  if (errno != EINVAL && errno != ENOENT) { // neither at what is no link, nor at nothing
+  if (errno != EINVAL && errno != ENOENT) { // neither the end of the links nor a missing file
     return fail_with_errno();
   }
-  bool const is_spelled = is_read_as_it_stands(current);
+  bool const has_path = is_expressible(current);
   struct stat there = {};
-  if (!is_spelled && stat(native.c_str(), &there) != 0) {
+  if (!has_path && stat(native.c_str(), &there) != 0) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  // The links below /proc name open files, whatever their text says: they stay what they are. So
-  // does a link whose text would be taken for another path.
-  bool is_link = links > 0 && is_spelled;
+  // A link below /proc leads to an open file, whatever its text is, so its path is returned. So is
+  // the path of a link whose text the layer would read as another path.
+  bool is_link = links > 0 && has_path;
   if (is_link && !compare_ends(native.c_str(), current, &is_link)) {
     return fail_with_errno();
   }

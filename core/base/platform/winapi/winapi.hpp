@@ -2,10 +2,9 @@
 #pragma once
 
 /// @file
-/// The operating-system calls of the platform layer. On Windows they are the system's own;
-/// elsewhere the sources beside this header implement, with Windows' names, values, argument order
-/// and way of failing, just those that the library uses. This is the one place that knows the
-/// system.
+/// Windows' types, constants and calls. On Windows they come from the system's headers. Elsewhere
+/// this header declares those that the library uses, with Windows' names, values, argument order
+/// and way of failing, and the sources beside it implement them. No other file tests for Windows.
 
 #ifdef _WIN32
 
@@ -65,7 +64,7 @@ constexpr BOOL TRUE = 1;
 constexpr unsigned int CREATE_SUSPENDED = 4; // of _beginthreadex
 constexpr DWORD INFINITE = 0xFFFFFFFF;
 constexpr std::size_t MAX_PATH = 260; // characters, terminator included
-// NOLINTNEXTLINE(performance-no-int-to-ptr): the number is the interface's; nothing is read there.
+// NOLINTNEXTLINE(performance-no-int-to-ptr): Windows defines the number; nothing is read there.
 inline void *const INVALID_HANDLE_VALUE = reinterpret_cast<void *>(std::intptr_t{-1});
 
 // --- Errors: error.cpp ------------------------------------------------------------------------
@@ -123,30 +122,30 @@ constexpr DWORD WAIT_ABANDONED = 0x80;
 constexpr DWORD WAIT_TIMEOUT = 258;
 constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
-/// Gives a handle back. A mutex that is held may be closed, by its owner and by others; nobody may
-/// be waiting for it. FALSE with ERROR_INVALID_HANDLE for null and `INVALID_HANDLE_VALUE`.
+/// Closes a handle. A mutex may be closed while a thread holds it, but not while one waits for it.
+/// FALSE with ERROR_INVALID_HANDLE for null and `INVALID_HANDLE_VALUE`.
 BOOL CloseHandle(HANDLE handle);
 
 /// Waits until `handle` is signalled, for at most `milliseconds` on the monotonic clock.
-/// Takes a mutex (the caller then owns it once more), an event (reset by it) or a thread (signalled
-/// when it has ended). Gives WAIT_OBJECT_0, WAIT_ABANDONED (owned now, but its owner ended inside),
-/// WAIT_TIMEOUT, or WAIT_FAILED with ERROR_INVALID_HANDLE.
+/// Acquires a mutex (the caller then owns it once more) or an event (resetting it), or waits for
+/// the end of a thread. Returns WAIT_OBJECT_0, WAIT_ABANDONED (owned now, but the previous owner
+/// ended while holding it), WAIT_TIMEOUT, or WAIT_FAILED with ERROR_INVALID_HANDLE.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
-/// Releases a mutex and waits for another object, as one step to whoever sets an event: the event
-/// stays set until the wait takes it. Results as above; WAIT_FAILED, without a wait, when the mutex
-/// cannot be released. ERROR_NOT_SUPPORTED for an alertable wait.
+/// Releases a mutex and waits for another object, as one step to a thread that sets an event: the
+/// event stays set until the wait resets it. Results as above; WAIT_FAILED, without a wait, if the
+/// mutex cannot be released. ERROR_NOT_SUPPORTED for an alertable wait.
 DWORD SignalObjectAndWait(HANDLE to_signal, HANDLE to_wait_on, DWORD milliseconds, BOOL alertable);
 
 // --- Events: event.cpp ------------------------------------------------------------------------
 
-/// Creates an event that resets itself: each setting lets one wait through, and settings without a
-/// wait in between are one. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security
-/// attributes, a manual reset and a name.
+/// Creates an auto-reset event: each setting ends one wait, and settings without a wait in between
+/// count once. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes, a
+/// manual reset and a name.
 HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initial_state,
                     char const *name);
 
-/// Sets an event. FALSE with ERROR_INVALID_HANDLE for what is none.
+/// Sets an event. FALSE with ERROR_INVALID_HANDLE if the handle is not that of an event.
 BOOL SetEvent(HANDLE event);
 
 // --- Threads: thread.cpp ----------------------------------------------------------------------
@@ -177,40 +176,39 @@ BOOL TerminateThread(HANDLE thread, DWORD exit_code);
 
 constexpr DWORD MUTEX_ALL_ACCESS = 0x001F0001;
 
-/// Creates a mutex, recursive and owned by a thread. It is abandoned when its owner ends without
+/// Creates a mutex, recursive and owned by a thread. It is abandoned if its owner ends without
 /// releasing it. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes
 /// other than null.
 ///
-/// With a name, which may hold any characters, the mutex is shared by all processes of the same
-/// user that use this name. It is gone with its last user, however that ended. If the mutex is in
-/// use already, it is opened, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` means
-/// nothing. When the last handle of a process is closed while a thread of that process owns the
-/// mutex, the mutex is abandoned. A child of fork uses the mutexes of its parent, but owns none.
-/// Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another process,
-/// which was stopped while it created or removed this mutex, keeps its file locked for 1 s.
+/// A mutex with a name, which may hold any characters, is shared by all processes of the same user
+/// that use this name, and ceases to exist with the last of them, also if that is killed. If the
+/// mutex exists already, this opens it, the last error is ERROR_ALREADY_EXISTS, and
+/// `initially_owned` has no effect. If a process closes its last handle of the mutex while one of
+/// its threads owns it, the mutex is abandoned. A child of fork uses the mutexes of its parent, but
+/// owns none. Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another
+/// process, stopped while it created or removed this mutex, keeps its file locked for 1 s.
 HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char const *name);
 
-/// Opens the mutex of that name. Every access is granted to the user whose mutex it is, so
-/// `access` means nothing here; nor does `inherit_handle`, since no handle outlives its program.
-/// Null with ERROR_FILE_NOT_FOUND if no process uses a mutex of that name, ERROR_INVALID_PARAMETER
-/// for a null name, and as above.
+/// Opens the mutex of that name. `access` has no effect, since the user of a mutex has every
+/// access; nor has `inherit_handle`, since a new program receives no handle. Null with
+/// ERROR_FILE_NOT_FOUND if no process uses a mutex of that name, ERROR_INVALID_PARAMETER for a null
+/// name, and as above.
 HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 
-/// Gives a mutex back that the calling thread has taken: once for each time. FALSE with
-/// ERROR_NOT_OWNER when it does not own the mutex, ERROR_INVALID_HANDLE for what is no mutex.
+/// Releases a mutex as often as it was acquired. FALSE with ERROR_NOT_OWNER if the calling thread
+/// does not own the mutex, ERROR_INVALID_HANDLE if the handle is not that of a mutex.
 BOOL ReleaseMutex(HANDLE mutex);
 
 // --- Paths: path.cpp --------------------------------------------------------------------------
 
-// Every call that takes a path takes a backslash for a separator as well as a slash, and a drive
-// (letter, colon, separator) at its start for the root. Paths that are handed out are the system's
-// own.
+// Every call accepts a backslash as a separator in a path, like a slash, and a drive (letter,
+// colon, separator) at the start as the root. Paths that a call returns are those of the system.
 
-/// Reads the current directory into `size` characters, terminator included. Gives `buffer`; null,
-/// with `errno`, when the directory cannot be read or does not fit, or for a null buffer.
+/// Reads the current directory into `size` characters, terminator included. Returns `buffer`; null,
+/// with `errno`, if the directory cannot be read or does not fit, or for a null buffer.
 char *_getcwd(char *buffer, int size);
 
-/// The same; gives the length, or the size that is needed when `size` is too small, or 0.
+/// The same. Returns the length; the size that is needed if `size` is too small; or 0.
 DWORD GetCurrentDirectoryA(DWORD size, char *buffer);
 
 /// Creates one directory with the process's default permissions. 0, or -1 with `errno`.
@@ -250,31 +248,30 @@ constexpr DWORD REPLACEFILE_WRITE_THROUGH = 0x1;
 constexpr DWORD MOVEFILE_REPLACE_EXISTING = 0x1;
 constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
 
-/// Opens a file for one of GENERIC_READ, GENERIC_WRITE and FILE_APPEND_DATA (each write goes to
-/// the end that the file then has), without waiting for the other end of a pipe. A file on which
-/// another process holds a lease is waited for, up to the system's limit for that (45 s, if it was
-/// not changed). No child program inherits the handle.
+/// Opens a file for one of GENERIC_READ, GENERIC_WRITE and FILE_APPEND_DATA (each write goes to the
+/// end that the file then has). Does not wait for the other end of a pipe. If another process holds
+/// a lease on the file, this waits for it up to the system's limit (45 s by default), and a fork
+/// that is under way is waited for as well. No child program inherits the handle.
 ///
-/// The system keeps no process from a file that is open. So the share mode only sets the
+/// The system does not keep other processes from an open file. So the share mode only sets the
 /// permissions of a new file: 0 restricts it to its owner (mode 0600), any other leaves the
 /// process's default. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory,
 /// ERROR_FILE_EXISTS for CREATE_NEW, ERROR_NOT_SUPPORTED for security attributes, other flags and a
-/// template, and what else the system refuses.
+/// template, and with what else the system refuses.
 HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 
 /// Reads up to `size` bytes; 0 of them at the end of the file. No overlapped reading.
 BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
-/// Writes in one call of the system, which may take fewer bytes; a descriptor that does not block
-/// is waited for. FALSE with ERROR_WRITE_FAULT for a pipe without a reader: SIGPIPE is kept
-/// from the program. No overlapped writing.
+/// Writes in one call of the system, which may write fewer bytes. Waits also if the descriptor is
+/// set not to block. FALSE with ERROR_WRITE_FAULT for a pipe without a reader, whose SIGPIPE does
+/// not reach the program. No overlapped writing.
 BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
-/// Writes in one call of the system to an open descriptor. Gives how many bytes were taken, or -1
-/// with `errno`: EPIPE for a pipe that nobody reads from, whose SIGPIPE is kept from the program,
-/// EAGAIN for a descriptor that does not block and takes nothing, EINVAL for a `size` above
-/// INT_MAX.
+/// Writes in one call of the system to an open descriptor. Returns how many bytes were written, or
+/// -1 with `errno`: EPIPE for a pipe without a reader, whose SIGPIPE does not reach the program,
+/// EAGAIN if the descriptor is set not to block and is full, EINVAL for a `size` above INT_MAX.
 int _write(int descriptor, void const *data, unsigned int size);
 
 /// Waits until everything written is on the disk.
@@ -287,20 +284,20 @@ struct BY_HANDLE_FILE_INFORMATION {
   DWORD nNumberOfLinks;
 };
 
-/// Tells how many names a file has.
+/// Reads how many names a file has.
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
 
 /// Whether CreateFileA has opened a regular file: FILE_TYPE_DISK, otherwise FILE_TYPE_UNKNOWN.
 DWORD GetFileType(HANDLE file);
 
-/// Sets where the next reading or writing begins, counted from FILE_BEGIN; from elsewhere fails
-/// with ERROR_NOT_SUPPORTED.
+/// Sets where the next read or write begins, counted from FILE_BEGIN. ERROR_NOT_SUPPORTED for
+/// another origin.
 BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method);
 
-/// Makes the file end where the next writing would begin.
+/// Makes the file end where the next write would begin.
 BOOL SetEndOfFile(HANDLE file);
 
-/// The handle of standard error, which closing it leaves open; INVALID_HANDLE_VALUE with
+/// The handle of standard error, which CloseHandle leaves open; INVALID_HANDLE_VALUE with
 /// ERROR_NOT_SUPPORTED for another number.
 HANDLE GetStdHandle(DWORD number);
 
@@ -311,34 +308,34 @@ struct WIN32_FILE_ATTRIBUTE_DATA {
   FILETIME ftLastWriteTime;
 };
 
-/// Tells, without opening it and without following a link, what a path names and when that was last
-/// written, in steps of 100 ns since the beginning of 1601. The attribute is one of
+/// Reads, without opening it and without following a link, the kind of a file and the time of its
+/// last write, in steps of 100 ns since the beginning of 1601. The attribute is
 /// FILE_ATTRIBUTE_NORMAL for a regular file, FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT
-/// for a symbolic link, and FILE_ATTRIBUTE_DEVICE for anything else. `data` is a
+/// for a symbolic link, or FILE_ATTRIBUTE_DEVICE for anything else. `data` is a
 /// WIN32_FILE_ATTRIBUTE_DATA. FALSE with what the system refuses.
 BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS level, void *data);
 
-/// What time it is, in the same measure.
+/// The present time, in the same steps.
 void GetSystemTimeAsFileTime(FILETIME *time);
 
-/// Takes a name from its file, which is gone with its last name and its last handle. A directory
-/// cannot be deleted: FALSE with ERROR_ACCESS_DENIED, or with what else the system refuses.
+/// Removes a name of a file; the file ceases to exist with its last name and its last handle. FALSE
+/// with ERROR_ACCESS_DENIED for a directory, or with what else the system refuses.
 BOOL DeleteFileA(char const *path);
 
-/// Puts `replacement`, in the same directory, in the place of `replaced`, whose owner, permissions
-/// and extended attributes it takes, and waits until all that is on the disk. There is no backup
-/// file, and the only flag is REPLACEFILE_WRITE_THROUGH.
+/// Replaces `replaced` by `replacement`, which is in the same directory and receives the owner,
+/// permissions and extended attributes of `replaced`, and waits until all that is on the disk.
+/// There is no backup file, and the only flag is REPLACEFILE_WRITE_THROUGH.
 ///
 /// FALSE with ERROR_NOT_SUPPORTED if something would be lost: owner or attributes cannot be set, or
 /// `replaced` is a mount point or no regular file itself. Further hard links to it keep the old
-/// file. FALSE with what else the system refuses, also to open the directory for reading. After
-/// every failure both files are as they were, but for one: ERROR_IO_DEVICE of the directory's
-/// flush after the replacement, which a crash of the system may then undo.
+/// file. FALSE with what else the system refuses, also to open the directory for reading. After a
+/// failure both files are unchanged, with one exception: if the flush of the directory fails after
+/// the replacement (ERROR_IO_DEVICE), a crash of the system may undo it.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
 
-/// Renames a file within its file system, in the place of a file of the new name, and waits until
-/// that is on the disk. Both flags must be given. Failures leave what is said above.
+/// Renames a file within its file system, replacing a file of the new name, and waits until that is
+/// on the disk. Both flags must be given. Failures as above.
 BOOL MoveFileExA(char const *from, char const *to, DWORD flags);
 
 // --- Directory search: directory.cpp ----------------------------------------------------------
@@ -348,16 +345,17 @@ struct WIN32_FIND_DATAA {
 };
 
 /// Starts a search for the names in one directory that match the last part of `query`. Only `*`
-/// and `?` are wild, upper and lower case differ, names that start with a dot are names like any
-/// other, and "." and ".." are among them. A name with a backslash is given as it is, though no
-/// path of this layer names its file. Give the search back with FindClose. INVALID_HANDLE_VALUE
-/// with ERROR_FILE_NOT_FOUND when nothing matches, or with why the directory cannot be read.
+/// and `?` are wildcards, upper and lower case differ, and names that start with a dot, also "."
+/// and
+/// "..", match like any other. A name with a backslash is returned unchanged, although no path of
+/// this layer can express it. The caller ends the search with FindClose. INVALID_HANDLE_VALUE with
+/// ERROR_FILE_NOT_FOUND if nothing matches, or with the reason if the directory cannot be read.
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
 
-/// Goes on to the next name; FALSE with ERROR_NO_MORE_FILES at the end.
+/// Continues with the next name; FALSE with ERROR_NO_MORE_FILES at the end.
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
 
-/// Gives a search back; FALSE with ERROR_INVALID_HANDLE for what is none.
+/// Ends a search; FALSE with ERROR_INVALID_HANDLE if the handle is not that of a search.
 BOOL FindClose(HANDLE search);
 
 // --- Clocks, identifiers, version: clock.cpp --------------------------------------------------
@@ -370,11 +368,11 @@ struct SYSTEMTIME {
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 
-/// Blocks the calling thread on the monotonic clock; for ever with INFINITE.
+/// Blocks the calling thread, on the monotonic clock; without a limit for INFINITE.
 void Sleep(DWORD milliseconds);
 
-/// The calendar time in the time zone that the environment named when the library was loaded, or
-/// when somebody called `tzset` since; all 0 when it cannot be told.
+/// The calendar time in the time zone that the environment named when the library was loaded, or at
+/// the program's last `tzset` since; all fields are 0 if the time is unknown.
 void GetLocalTime(SYSTEMTIME *time);
 
 DWORD GetCurrentProcessId();
@@ -387,8 +385,8 @@ struct OSVERSIONINFOA {
   DWORD dwPlatformId;
 };
 
-/// Tells which calls there are: those of the NT family. FALSE with ERROR_INSUFFICIENT_BUFFER when
-/// the size field is not set.
+/// Reports the NT family of Windows, since its calls are the ones implemented. FALSE with
+/// ERROR_INSUFFICIENT_BUFFER if the size field is not set.
 BOOL GetVersionExA(OSVERSIONINFOA *version);
 
 // --- Registry: registry.cpp, registry_file.cpp ------------------------------------------------
@@ -397,25 +395,24 @@ constexpr DWORD REG_SZ = 1;
 constexpr DWORD REG_BINARY = 3;
 constexpr DWORD REG_DWORD = 4;
 constexpr REGSAM KEY_READ = 0x20019;
-// NOLINTNEXTLINE(performance-no-int-to-ptr): the number is the interface's; nothing is read there.
+// NOLINTNEXTLINE(performance-no-int-to-ptr): Windows defines the number; nothing is read there.
 inline void *const HKEY_LOCAL_MACHINE = reinterpret_cast<void *>(std::uintptr_t{0x80000002});
 
-/// Reads the values of a key below HKEY_LOCAL_MACHINE, the only root that there is, from the
-/// registry file: the one that the environment variable OSTREL_REGISTRY_FILE names, else
-/// ostrel/registry.reg in the system configuration directory. Later changes of the file do not
-/// reach an open key. Only KEY_READ and no options.
-/// Returns ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_NOT_SUPPORTED, ERROR_NOT_ENOUGH_MEMORY, or
-/// why a file that exists cannot be read.
+/// Opens a key below HKEY_LOCAL_MACHINE, the only root, by reading its values from the registry
+/// file: the one that the environment variable OSTREL_REGISTRY_FILE names, else ostrel/registry.reg
+/// in the system configuration directory. An open key does not see later changes of the file.
+/// Only KEY_READ and no options. Returns ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_NOT_SUPPORTED,
+/// ERROR_NOT_ENOUGH_MEMORY, or the reason if a file that exists cannot be read.
 LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access, HKEY *key);
 
-/// Gives the type and the bytes of a value; with null `data` its size alone. A null name is that of
-/// the key's default value. A text that the file gives as a text counts its terminator.
-/// Gives ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, or ERROR_MORE_DATA, with the size, when the bytes do
-/// not fit; ERROR_INVALID_PARAMETER for `data` without a size.
+/// Reads the type and the bytes of a value; only its size if `data` is null. A null name means the
+/// key's default value. The size of a string includes its terminator.
+/// Returns ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA, with the size, if the bytes do not
+/// fit, or ERROR_INVALID_PARAMETER for `data` without a size.
 LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
                       DWORD *size);
 
-/// Gives a key back. ERROR_SUCCESS always.
+/// Closes a key. Always ERROR_SUCCESS.
 LONG RegCloseKey(HKEY key);
 
 // --- Environment: environment.cpp -------------------------------------------------------------
@@ -427,28 +424,28 @@ LONG RegCloseKey(HKEY key);
 /// not set. The last error of an empty value stays as it was.
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
-/// Changes the environment so that the C library's `getenv`, which may run in other threads at the
-/// same time, finds the old value or the new one, and every other variable all the while. No other
-/// thread may change the environment by other means (`setenv`, `environ`) at that moment.
+/// Sets or removes a variable. Other threads may call the C library's `getenv` at the same time: it
+/// finds the old value or the new one, and every other variable throughout. No other thread may
+/// change the environment by other means (`setenv`, `environ`) at that moment.
 ///
-/// Takes "NAME=value", which is copied and stays allocated, once for each distinct value: setting a
-/// value again needs no memory, and a change takes time in proportion to the number of values so
-/// far. Nothing after the equals sign removes the variable. After a change by other means, a new
-/// variable and a removal need an array of their own, which stays allocated, too.
-/// 0, or -1 with EINVAL or ENOMEM in `errno`.
+/// `text` is "NAME=value", which is copied and stays allocated, once for each distinct value:
+/// setting a value again needs no memory, and a change takes time in proportion to the number of
+/// values so far. Nothing after the equals sign removes the variable. After a change by other
+/// means, a new variable and a removal need an array of their own, which stays allocated, too.
+/// Returns 0, or -1 with EINVAL or ENOMEM in `errno`.
 int _putenv(char const *text);
 
-/// The same for a name and a value: null removes the variable (also one that is not there), the
-/// empty text is a value. FALSE with ERROR_INVALID_PARAMETER for a name that is null, empty or has
-/// an equals sign, and ERROR_NOT_ENOUGH_MEMORY.
+/// The same for a name and a value: null removes the variable (also if it is not set), the empty
+/// text is a value. FALSE with ERROR_INVALID_PARAMETER for a name that is null, empty or has an
+/// equals sign, and ERROR_NOT_ENOUGH_MEMORY.
 BOOL SetEnvironmentVariableA(char const *name, char const *value);
 
 // --- Dynamic libraries: library.cpp -----------------------------------------------------------
 
 /// Loads a library and the libraries that it needs. Its symbols are not visible to other libraries.
-/// A path with a separator names the file. A bare name is searched in the directories of PATH, as it
-/// is now; only if none of them has such a file, the loader looks among the loaded libraries and in
-/// its usual places. The file found is the one that is loaded; if that fails, no other is tried.
+/// A path with a separator names the file. A bare name is searched in the directories of PATH, as
+/// it is now; only if none of them has such a file, the loader looks among the loaded libraries and
+/// in its usual places. The file found is the one that is loaded; if that fails, no other is tried.
 ///
 /// The directories of PATH are separated by ';' or ':', except for the colon of a drive, and empty
 /// ones are ignored. In a path the loader's own variables ($ORIGIN, $LIB, $PLATFORM) keep their
@@ -473,22 +470,22 @@ FARPROC GetProcAddress(HMODULE library, char const *symbol);
 /// The descriptor of a stream; -1 for a stream without one.
 int _fileno(std::FILE *stream);
 
-/// Whether a key press waits at the controlling terminal: not 0 if one does. 0 in a process that is
-/// in the background of its terminal. Changes no signal handler. Switches the terminal for some
-/// microseconds with the thread's signals blocked: a signal that ends the process in another thread
-/// at that moment leaves the terminal switched.
+/// Returns a number other than 0 if a key press waits at the controlling terminal; 0 also if the
+/// process is in the background of its terminal. Changes no signal handler. Switches the terminal
+/// for some microseconds with the thread's signals blocked: a signal that ends the process in
+/// another thread at that moment leaves the terminal switched.
 int _kbhit();
 
 /// Waits for a key press at the controlling terminal, echoes its character and returns it. Enter is
-/// a carriage return, whenever it was typed; so is the result without a terminal and after a
-/// hang-up. In the background the system stops the process until it is in the foreground.
+/// a carriage return, whenever it was typed. Returns a carriage return also without a terminal and
+/// after a hang-up. In the background the system stops the process until it is in the foreground.
 ///
-/// The terminal is set back at the end of the call, also if the thread is cancelled or terminated,
-/// or SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP ends or stops the program; a signal that the
-/// program handles does not end the call. For those signals and SIGCONT the call replaces the
-/// default action, and only that, by a handler. A handler that the program sets at the very moment
-/// of that change takes effect some microseconds later. The terminal stays switched if another
-/// signal ends the program, or it ends by `_exit` or replaces itself (`exec`) during the call.
+/// The call restores the terminal at its end, also if the thread is cancelled or terminated, or if
+/// SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP ends or stops the program; a signal that the program
+/// handles does not end the call. For those signals and SIGCONT the call replaces the default
+/// action, and only that, by a handler. A handler that the program sets at the moment of that
+/// change takes effect some microseconds later. The terminal stays switched if another signal ends
+/// the program during the call, or if the program calls `_exit` or `exec`.
 int _getche();
 
 #endif
