@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A user's program: without run-time type information, and with what other people's headers leave
-// behind before ours are read.
+// A user's program without run-time type information, after headers of other libraries that define
+// macros of our names.
 #define DISABLED do
 #define FATAL (
 #define ERROR 0
@@ -21,7 +21,7 @@
 
 static_assert(Ostrel::LoggingPriority::LEVEL_ERROR == 200 && ERROR == 0 && WARN[0] == 'w');
 
-// Writes "foreign " in front of each line to standard error.
+// Prepends "foreign " to each line.
 class ForeignOutput : public Ostrel::LoggingOutputImpl {
   bool write_method(std::string const &text) override {
     return LoggingOutputImpl::write_method("foreign " + text);

@@ -20,7 +20,7 @@ namespace {
 
 using Level = LoggingPriority::PriorityLevel;
 
-// A hierarchy whose root writes into a text.
+// A hierarchy whose root writes to a string.
 struct Recorded {
   Recorded() { category("").set_logging_output(new RecordingOutput(&lines)); }
   LoggingCategory &category(std::string const &name) { return *hierarchy.get_instance(name); }
@@ -31,7 +31,7 @@ struct Recorded {
 };
 
 TEST(LoggingCategory, LevelFunctionsPassUpToTheThreshold) {
-  // Called by its name and through its address, two ways into the library, and by the wrappers.
+  // Called by name (inlined), through its address, and by the wrappers.
   struct {
     Level level;
     std::vector<bool> (*log)(LoggingCategory &);
@@ -107,7 +107,7 @@ TEST(LoggingCategory, ARootWithoutPriorityIsReportedAtEachQuery) {
   EXPECT_EQ(recorded.take_lines(), report + report);
 }
 
-TEST(LoggingCategory, TextsAreCutToTheirBuffers) {
+TEST(LoggingCategory, TextsAreTruncatedToTheirBuffers) {
   Recorded recorded;
   LoggingCategory &category = recorded.category("a");
   EXPECT_EQ(LoggingCategory::MAX_CATEGORY_SIZE, 16384);
@@ -122,7 +122,7 @@ TEST(LoggingCategory, TextsAreCutToTheirBuffers) {
   }
 }
 
-TEST(LoggingCategory, APostfixIsByDefaultTheLastComponent) {
+TEST(LoggingCategory, DefaultPostfixIsTheLastComponent) {
   Recorded recorded;
   for (char const *name : {"x.core.units", "units"}) {
     EXPECT_TRUE(LoggingCategoryPostfixed(&recorded.category(name)).warn("m"));
@@ -131,7 +131,7 @@ TEST(LoggingCategory, APostfixIsByDefaultTheLastComponent) {
   EXPECT_EQ(recorded.take_lines(), "WARN  - m [units]\nWARN  - m [units]\nWARN  - m []\n");
 }
 
-TEST(LoggingCategory, AnOutputOfItsOwnReplacesTheInheritedOne) {
+TEST(LoggingCategory, OwnOutputReplacesTheInheritedOne) {
   Recorded recorded;
   LoggingCategory &category = recorded.category("a"), &child = recorded.category("a.b");
   std::string lines;
@@ -151,15 +151,15 @@ TEST(LoggingCategory, AnOutputOfItsOwnReplacesTheInheritedOne) {
   EXPECT_EQ(recorded.take_lines(), "WARN  - root\n");
 }
 
-TEST(LoggingHierarchy, NamesAreKeptAndTheProcessFoldsThem) {
+TEST(LoggingHierarchy, NamesKeepTheirCaseAndTheProcessFoldsIt) {
   LoggingHierarchy hierarchy;
   EXPECT_EQ(hierarchy.get_instance(""), &hierarchy.get_root_category());
   EXPECT_NE(hierarchy.get_instance("A"), hierarchy.get_instance("a"));
   EXPECT_EQ(hierarchy.get_instance("A"), &hierarchy.get_value("A"));
   EXPECT_STREQ(hierarchy.get_instance(" .A..b. ")->get_category_name(), " .A..b. ");
-  LoggingCategory &nobody = hierarchy.get_value("nobody");
-  nobody.set_priority(Level::VERBOSE);
-  EXPECT_FALSE(nobody.fatal("dropped"));
+  LoggingCategory &unknown = hierarchy.get_value("unknown");
+  unknown.set_priority(Level::VERBOSE);
+  EXPECT_FALSE(unknown.fatal("dropped"));
 
   LoggingCategory &units = LoggingCategory::get_instance("Test.Core.\xC4Units");
   EXPECT_EQ(&LoggingCategory::get_instance("TEST.CORE.\xC4UNITS"), &units);
@@ -182,13 +182,13 @@ TEST(LoggingHierarchy, ClearingLeavesTheRoot) {
   recorded.hierarchy.clear_all();
   EXPECT_EQ(&recorded.hierarchy.get_value(""), &recorded.hierarchy.get_root_category());
   EXPECT_EQ(recorded.take_lines(), "WARN  - from a.b\nWARN  - from a new one\n");
-  recorded.category("").set_priority(Level::ERROR); // reaches nobody that is gone
+  recorded.category("").set_priority(Level::ERROR); // does not touch deleted categories
   EXPECT_EQ(recorded.category("a.b").granted_priority(), Level::ERROR);
   EXPECT_TRUE(recorded.category("a.b").error("e"));
   EXPECT_EQ(recorded.take_lines(), "ERROR - e\n");
 }
 
-TEST(LoggingHierarchy, ItsEndTakesWhatOutputsMakeAtTheirs) {
+TEST(LoggingHierarchy, DestructorDeletesCategoriesThatOutputsCreate) {
   std::string lost;
   int ended = 0;
   {
@@ -204,7 +204,7 @@ TEST(LoggingHierarchy, ItsEndTakesWhatOutputsMakeAtTheirs) {
   EXPECT_EQ(ended, 2);
 }
 
-// What only a class that derives from a category calls.
+// Calls a protected member.
 struct Exposed : LoggingCategory {
   static void write(LoggingCategory &category, char const *format, ...) OSTBASE_PRINTF(2, 3) {
     va_list arguments;
@@ -214,14 +214,14 @@ struct Exposed : LoggingCategory {
   }
 };
 
-TEST(LoggingCategory, WritesASourcePositionWhateverTheThreshold) {
+TEST(LoggingCategory, WritesASourcePositionAtAnyThreshold) {
   LoggingHierarchy hierarchy;
   testing::internal::CaptureStderr();
   Exposed::write(hierarchy.get_root_category(), "m%d", 1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "DEBUG - m1 [f.cpp:7]\n");
 }
 
-TEST(LoggingHierarchy, LackOfMemoryLeavesNoTrace) {
+TEST(LoggingHierarchy, FailedAllocationsChangeNothing) {
   std::string const name = "a.name.longer.than.a.string.holds.by.itself";
   bool has_failed = true;
   for (int count = 0; has_failed; ++count) {
@@ -237,7 +237,7 @@ TEST(LoggingHierarchy, LackOfMemoryLeavesNoTrace) {
   }
 }
 
-TEST(LoggingCategory, ThreadsLogAndChangePrioritiesAtOnce) {
+TEST(LoggingCategory, ThreadsLogWhilePrioritiesChange) {
   constexpr int THREADS = 8, ROUNDS = 200;
   Recorded recorded;
   std::atomic<int> passed{0};

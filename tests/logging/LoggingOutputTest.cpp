@@ -50,7 +50,7 @@ TEST(LoggingPriority, NamesEachLevelAndNoOtherNumber) {
   }
 }
 
-TEST(LoggingEvent, IsLaidOutAsOneLineAndKeepsItsNumberInACopy) {
+TEST(LoggingEvent, FormatsAsOneLineAndCopiesKeepItsNumber) {
   struct {
     int level, line;
     char const *message, *file, *text;
@@ -88,7 +88,7 @@ public:
   }
 };
 
-TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
+TEST(LoggingOutput, EachKindWritesItsLineAndUsesOneTimeStamp) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("log"), line = "WARN  - m1\n";
   char const *const name = path.c_str();
@@ -117,7 +117,7 @@ TEST(LoggingOutput, EachWritesALineItsOwnWayAndTakesOneTimeStamp) {
     c.output != nullptr ? root.set_logging_output(c.output) : root.remove_logging_output();
     LoggingTimeStamp const before;
     testing::internal::CaptureStderr();
-    EXPECT_TRUE(hierarchy.get_instance("a")->warn("m%d", 1)); // passes, also when nobody takes it
+    EXPECT_TRUE(hierarchy.get_instance("a")->warn("m%d", 1)); // passes even without an output
     EXPECT_EQ(testing::internal::GetCapturedStderr(), c.console);
     EXPECT_EQ(read_file(path), c.file);
     EXPECT_EQ(LoggingTimeStamp().get_time(), before.get_time() + 2);
@@ -146,7 +146,7 @@ TEST(LoggingOutput, OwnsItsLayout) {
   EXPECT_EQ(read_file(directory.path("log")), "<category: 1>WARN  - 2\n<category: 3>");
 }
 
-TEST(LoggingOutput, GetsItsLayoutAsSoonAsThereIsMemory) {
+TEST(LoggingOutput, RetriesADefaultLayoutAfterOutOfMemory) {
   bool has_failed = true;
   for (int count = 0; has_failed; ++count) {
     std::string lines;
@@ -164,14 +164,14 @@ TEST(LoggingOutput, GetsItsLayoutAsSoonAsThereIsMemory) {
   }
 }
 
-TEST(FileLoggingOutput, OpensLateAppendsAndOpensAgain) {
+TEST(FileLoggingOutput, OpensAtTheFirstWriteAppendsAndReopens) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("log");
   write_file(path, "before\n");
   FileLoggingOutput output(path.c_str());
   EXPECT_TRUE(output.close());
   output.write(event("one"));
-  EXPECT_EQ(read_file(path), "before\nWARN  - one\n"); // there for others at once
+  EXPECT_EQ(read_file(path), "before\nWARN  - one\n"); // visible immediately
   ASSERT_EQ(std::remove(path.c_str()), 0);
   output.write(event("into the removed file"));
   EXPECT_TRUE(output.re_open());
@@ -182,7 +182,7 @@ TEST(FileLoggingOutput, OpensLateAppendsAndOpensAgain) {
   EXPECT_EQ(read_file(path), "WARN  - two\nWARN  - three\n");
 }
 
-TEST(FileLoggingOutput, LosesInSilenceWhatCannotBeWritten) {
+TEST(FileLoggingOutput, DropsTextThatCannotBeWritten) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("late/log");
   for (char const *name : {"", "/dev/full", path.c_str(), static_cast<char const *>(nullptr)}) {

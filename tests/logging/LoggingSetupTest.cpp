@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What happens once per process: the set-up by the first call, and the end.
+// What happens once per process: the set-up by the first call, and the teardown.
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/ILoggingLayout.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -93,7 +93,7 @@ Role const tell_priorities("tell-priorities", [](Role::Arguments const &names) {
   return 0;
 });
 
-TEST(LoggingSetup, KnowsEachPriorityByItsName) {
+TEST(LoggingSetup, ParsesEachPriorityName) {
   Environment const environment = {{"OSTREL_LOG_PRIORITY",
                                     "a;b,;c,fatal;d,Error;e,WARN;f,inFO;g,Trace;h,dEBUG;i,VerBOSE;"
                                     "j,DISABLED;k,NOT SET;l,WAR;m,WARN,;n,400"}};
@@ -104,20 +104,20 @@ TEST(LoggingSetup, KnowsEachPriorityByItsName) {
 }
 
 Role const postfixed("postfixed", [](Role::Arguments const &) {
-  set_variable("OVRA_LOG_TIMESTAMP", "YES"); // too late: it counts as it is at the load
+  set_variable("OVRA_LOG_TIMESTAMP", "YES"); // too late: read at load
   LoggingCategoryPostfixed(&LoggingCategory::get_instance("a.B")).warn("m");
   return 0;
 });
 
-TEST(LoggingSetup, TheEnvironmentPutsTheTimeInFront) {
+TEST(LoggingSetup, EnvironmentEnablesTimeStamps) {
   std::pair<char const *, bool> const cases[] = {{"True", true}, {"Yes", true},   {"1", false},
                                                  {"ON", false},  {"YE", false},   {"YESS", false},
                                                  {"", false},    {nullptr, false}};
   for (auto const &[value, has_time] : cases) {
-    // Windows does not know zones by a text.
+    // Windows has no time zones of this form.
     Environment const environment = {{"OVRA_LOG_TIMESTAMP", value},
                                      {"TZ", ON_WINDOWS ? nullptr : "XYZ-03:30"}};
-    constexpr std::time_t AHEAD = 12600; // seconds, of that zone
+    constexpr std::time_t AHEAD = 12600; // seconds, offset of that zone
     std::time_t const first = std::time(nullptr);
     std::string const line = run_child("postfixed", {}, environment).err;
     std::set<std::string> expected;
@@ -141,9 +141,9 @@ Role const first_use("first-use", [](Role::Arguments const &) {
   static std::atomic<int> waiting{THREADS};
   LoggingCategory *categories[THREADS] = {};
   in_threads(THREADS, [&categories](int thread) {
-    at_allocation(0, [] { // of the thread that sets up
+    at_allocation(0, [] { // in the thread that sets up
       for (int turns = 0; waiting > 0 || turns < 1000; ++turns) {
-        std::this_thread::yield(); // so that the others come meanwhile
+        std::this_thread::yield(); // so that the others arrive meanwhile
       }
     });
     --waiting;
@@ -153,7 +153,7 @@ Role const first_use("first-use", [](Role::Arguments const &) {
   return std::count(categories, categories + THREADS, categories[0]) == THREADS ? 0 : 1;
 });
 
-TEST(LoggingSetup, ManyThreadsMayComeFirst) {
+TEST(LoggingSetup, ThreadsRaceToSetItUp) {
   ChildResult const result = run_child("first-use", {}, {{"OSTREL_LOG_PRIORITY", "x.units"}});
   EXPECT_EQ(result.status, 0) << "not all threads have the same category";
   EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), THREADS);
@@ -173,7 +173,7 @@ Role const without_memory("without-memory", [](Role::Arguments const &arguments)
   return failures;
 });
 
-TEST(LoggingSetup, IsToldToHaveFailedAndTriedAgain) {
+TEST(LoggingSetup, FailureIsReportedAndRetried) {
   TemporaryDirectory const directory;
   std::string const log = directory.path("a.name.longer.than.a.string.holds");
   ChildResult result;
@@ -193,10 +193,10 @@ TEST(LoggingSetup, IsToldToHaveFailedAndTriedAgain) {
   }
 }
 
-LoggingCategory *old = nullptr;       // of a child that tries its end
-std::string &lost = *new std::string; // is there until the very end
+LoggingCategory *old = nullptr;       // in a child that tests its teardown
+std::string &lost = *new std::string; // never destroyed
 
-// Called by the teardown, when nothing may come back to life any more.
+// Called by the teardown: nothing may create a working category or output any more.
 void last_words() {
   LoggingCategory &made = LoggingCategory::get_instance("made");
   old->set_priority(LoggingPriority::VERBOSE);
@@ -209,7 +209,7 @@ void last_words() {
 }
 
 Role const late("late", [](Role::Arguments const &arguments) {
-  for (int i = 0; i < 10000; ++i) { // more than there is room for beside the library's code
+  for (int i = 0; i < 10000; ++i) { // more than fit into the static arena
     LoggingCategory::get_instance(("of.many." + std::to_string(i)).c_str());
   }
   old = &LoggingCategory::get_instance("Old");
@@ -219,7 +219,7 @@ Role const late("late", [](Role::Arguments const &arguments) {
     ~StaticObject() { old->warn("static: %d", LoggingCategory::get_instance("new").warn("new")); }
   } const static_object;
   std::atexit([] { old->warn("exit handler"); });
-  for (std::string const &name : arguments) { // busy until the very end
+  for (std::string const &name : arguments) { // busy until the process ends
     std::thread([name] {
       for (;;) {
         old->error("busy");
@@ -230,21 +230,21 @@ Role const late("late", [](Role::Arguments const &arguments) {
   return 0;
 });
 
-TEST(LoggingTeardown, LateCallsAreWrittenAndLaterOnesDropped) {
+TEST(LoggingTeardown, ExitHandlersStillLogAndLaterCallsAreDropped) {
   ChildResult const result = run_child("late");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "WARN  - exit handler\nWARN  - new\nWARN  - static: 1\n");
   EXPECT_EQ(result.out, "old silent");
 }
 
-TEST(LoggingTeardown, ThreadsMayGoOnLogging) {
+TEST(LoggingTeardown, ThreadsMayLogDuringIt) {
   ChildResult const result = run_child("late", {"Old", "last.words"});
   EXPECT_EQ(result.status, 0);
-  // Empty when a thread is held up on its way out for longer than the teardown waits.
+  // Empty if a thread stays inside for longer than the teardown waits.
   EXPECT_TRUE(result.out == "old silent" || result.out.empty()) << result.out;
 }
 
-// A thread makes a category, and is at it until the teardown has silenced the others.
+// A thread is creating a category until the teardown has silenced the others.
 Role const made_late("made-late", [](Role::Arguments const &) {
   static std::atomic<bool> is_inside{false};
   old = &LoggingCategory::get_instance("Old");
@@ -264,7 +264,7 @@ Role const made_late("made-late", [](Role::Arguments const &) {
   return 0;
 });
 
-// Ends the process, during which nothing deletes the layout.
+// Ends the process. The teardown must not delete the layout.
 class LastLayout : public ILoggingLayout {
 public:
   ~LastLayout() override { std::_Exit(2); }
@@ -278,16 +278,16 @@ Role const exit_in_layout("exit-in-layout", [](Role::Arguments const &) {
   return 1;
 });
 
-// An allocator of somebody's logs, and ends the process, while logging is set up.
+// A user's allocator logs and ends the process during the set-up of logging.
 Role const exit_in_set_up("exit-in-set-up", [](Role::Arguments const &) {
   at_allocation(0, [] { std::exit(LoggingCategory::get_instance("lost").fatal("no") ? 1 : 0); });
   LoggingCategory::get_instance("never.made");
   return 1;
 });
 
-TEST(LoggingTeardown, WhateverOtherThreadsDo) {
+TEST(LoggingTeardown, CompletesWhateverOtherThreadsDo) {
   for (char const *role : {"made-late", "exit-in-layout", "exit-in-set-up"}) {
-    // The thread sanitizer's own wait at the end is a second.
+    // The thread sanitizer waits 1 s at exit by default.
     ChildResult const result = run_child(role, {}, {{"TSAN_OPTIONS", "atexit_sleep_ms=0"}});
     EXPECT_EQ(result.status, 0) << role << result.err;
   }

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t ARENA_BYTES = 1024UL * 1024; // some 7,000 categories
 
-// Memory beyond the arena, in a list so that a leak checker finds it in use.
+// A block outside the arena. The list keeps it reachable for leak checkers.
 struct alignas(std::max_align_t) FurtherMemory {
   FurtherMemory *next;
 };

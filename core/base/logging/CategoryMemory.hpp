@@ -5,19 +5,18 @@
 
 namespace Ostrel {
 
-/// The memory of the process's categories, which is part of the library's image as far as it
-/// reaches: a category can outlive the hierarchy for as long as code of the library can be reached
-/// at all, and is gone with it. Internal to the library.
+/// Allocates the categories of the process from a static arena. They outlive the hierarchy, because
+/// callers keep pointers to them, and the arena is unmapped with the library. Internal to the
+/// library.
 class CategoryMemory {
 public:
   // Both need the mutex of the process's hierarchy, in words only: the callers hold it through a
   // pointer that may lead to the mutex of another hierarchy.
 
-  /// Returns memory for a category, which is not freed: callers keep pointers to categories. Null
-  /// when there is none.
+  /// Allocates memory that is never freed after a successful set-up. Null if out of memory.
   static void *allocate(std::size_t size) noexcept;
 
-  /// Frees all of it, after a set-up that failed: no caller has a category yet.
+  /// Frees all memory after a failed set-up, when no caller has a category yet.
   static void free_all() noexcept;
 };
 

@@ -7,11 +7,11 @@
 namespace Ostrel {
 
 LoggingCategory &ClassCategory::get() {
-  LoggingCategory &given = LoggingCategory::get_instance(name_);
-  if (&given != &ProcessLogging::discarding_category()) {
-    kept_.store(&given, std::memory_order_release);
+  LoggingCategory &found = LoggingCategory::get_instance(name_);
+  if (&found != &ProcessLogging::discarding_category()) {
+    cached_.store(&found, std::memory_order_release);
   }
-  return given;
+  return found;
 }
 
 } // namespace Ostrel

@@ -7,32 +7,30 @@ namespace Ostrel {
 
 class LoggingCategory;
 
-/// The category of a class that reports, got by its name at the first need and kept. What is given
-/// when there is no memory for it drops that one message: the next need asks again. Internal to the
-/// library.
+/// The category of a class that logs, looked up by name at first use and cached. If out of memory,
+/// drops the message; the next use retries. Internal to the library.
 ///
-/// To be defined at namespace scope, where it is constant at first and never destroyed, and used
-/// like a function: `category().warn("Unable to find file '%s'", name);` (Not a local static, whose
-/// first use is locked: a child of fork would wait for ever for one that another thread was just
-/// making.)
+/// Define it at namespace scope, where it is constant-initialised and never destroyed, and call it
+/// like a function: `category().warn("Unable to find file '%s'", name);` A local static would not
+/// do: its first use is locked, and a child of fork would wait forever for a thread of the parent.
 class ClassCategory {
 public:
-  /// @param name  borrowed for ever.
+  /// @param name  borrowed permanently.
   constexpr explicit ClassCategory(char const *name) noexcept : name_(name) {}
   ClassCategory(ClassCategory const &) = delete;
   ClassCategory &operator=(ClassCategory const &) = delete;
 
-  // Acquire: another thread may have been given the category, and made it.
+  // Acquire: another thread may have created the category.
   LoggingCategory &operator()() {
-    LoggingCategory *const kept = kept_.load(std::memory_order_acquire);
-    return kept != nullptr ? *kept : get();
+    LoggingCategory *const cached = cached_.load(std::memory_order_acquire);
+    return cached != nullptr ? *cached : get();
   }
 
 private:
   LoggingCategory &get();
 
   char const *const name_;
-  std::atomic<LoggingCategory *> kept_{nullptr}; // never the one that drops everything
+  std::atomic<LoggingCategory *> cached_{nullptr}; // never the discarding one
 };
 
 } // namespace Ostrel

@@ -17,7 +17,7 @@ FileLoggingOutput::FileLoggingOutput(char const *file_name, ILoggingLayout *layo
   try {
     file_name_ = file_name == nullptr ? "" : file_name;
   } catch (std::bad_alloc const &) {
-    has_name_ = false; // it opens nothing
+    has_name_ = false;
   }
   PlainOutput::learn_file_class(*this);
 }
@@ -44,17 +44,16 @@ void FileLoggingOutput::open_file() {
   std::unique_ptr<File> opened(new (std::nothrow) File);
   if (opened != nullptr) {
     unsigned long const result = opened->open_for_appending(file_name_.c_str());
-    is_tried_again_ = result == RESULT_OUT_OF_MEMORY || result == RESULT_SYSTEM_ERROR;
+    is_retryable_ = result == RESULT_OUT_OF_MEMORY || result == RESULT_SYSTEM_ERROR;
     tried_at_ = Platform::get_timestamp();
   }
-  // Not before: a child of fork, which has none of the other threads, then opens it for itself.
+  // Assigned last: if another thread forks before this, the child opens the file itself.
   stream_ = std::move(opened);
 }
 
 bool FileLoggingOutput::is_opening_due() const {
-  constexpr double PAUSE_S = 1; // between two tries, so that lost lines cost little
-  return stream_ == nullptr ||
-         (is_tried_again_ && Platform::get_timestamp() - tried_at_ >= PAUSE_S);
+  constexpr double PAUSE_S = 1; // between retries, so that lost lines cost little
+  return stream_ == nullptr || (is_retryable_ && Platform::get_timestamp() - tried_at_ >= PAUSE_S);
 }
 
 void FileLoggingOutput::append(std::string_view text) try {
@@ -64,7 +63,7 @@ void FileLoggingOutput::append(std::string_view text) try {
   if (stream_ == nullptr || !stream_->is_open()) {
     return;
   }
-  // A file that was emptied or made anew holds no fragment.
+  // A file that was truncated or recreated holds no fragment.
   if (ends_inside_line_ && stream_->size() != 0) {
     append_after_fragment(text);
   } else {
@@ -75,8 +74,8 @@ void FileLoggingOutput::append(std::string_view text) try {
   return; // the text is lost
 }
 
-// Ends the line that a full disk cut short, so that this one does not vanish in it; in one append
-// with the text, which other writers must not come into.
+// Ends the line that a full disk truncated, in one write with the new line, so that other writers
+// cannot append in between.
 void FileLoggingOutput::append_after_fragment(std::string_view text) {
   std::string line(1, '\n');
   line += text;

@@ -11,18 +11,18 @@ namespace Ostrel {
 
 class File;
 
-/// The output to a file, at whose end each event is one append of its whole line: several outputs
-/// and processes may write to one file. The line is there for other readers when `write` returns.
+/// The output to a file. Each event is appended as one whole line, so that several outputs and
+/// processes may write to one file. When `write` returns, other processes can read the line.
 ///
 /// The file is opened at the first write. Text that cannot be written is lost without a message.
-/// After a full disk, lines are written again as soon as there is room. A file whose opening failed
-/// for a reason that may pass (too many open files, lack of memory, a full disk, an input/output
-/// error) is tried again at a later write, at most once a second.
+/// After a full disk, writing resumes as soon as there is space. If opening the file fails for a
+/// temporary reason (too many open files, out of memory, a full disk, an input/output error), later
+/// writes retry, at most once a second.
 class OSTBASE_API FileLoggingOutput : public LoggingOutputImpl {
 public:
-  /// @param file_name  path of the file, copied; null is an empty name, which opens nothing, and
-  ///                   so is one for which there is no memory.
-  /// @param layout     handed over; null makes a default layout.
+  /// @param file_name  path of the file, copied. Null is an empty name, which opens nothing, as is
+  ///                   any name if out of memory.
+  /// @param layout     handed over; null creates a default layout.
   explicit FileLoggingOutput(char const *file_name, ILoggingLayout *layout = nullptr);
   ~FileLoggingOutput() override;
 
@@ -30,35 +30,35 @@ public:
   /// @return true.
   bool close() override;
 
-  /// Closes the file and opens it at once under its name.
+  /// Closes the file and opens it again by its name.
   /// @return true.
   bool re_open() override;
 
-  /// Appends the text to the file, which is opened if need be.
+  /// Appends the text to the file; opens it first if necessary.
   /// @return true.
   bool write_method(std::string const &text) override;
 
 protected:
-  /// Opens the file for appending and creates it if it does not exist. A file that cannot be opened
-  /// counts as open, and loses what is written to it, until `re_open` or the next try.
+  /// Opens the file for appending and creates it if it does not exist. If that fails, text is lost
+  /// until `re_open` or the next retry.
   void open_file();
 
 private:
   friend class PlainOutput;
   friend class LoggingSetUp;
 
-  // Whether there was memory for all that a new output has.
+  // Whether the construction had enough memory.
   bool is_complete() const { return LoggingOutputImpl::is_complete() && has_name_; }
   bool is_opening_due() const;
   void append(std::string_view text);
   void append_after_fragment(std::string_view text);
 
   std::string file_name_;
-  bool has_name_ = true;          // there was memory for it
+  bool has_name_ = true;          // false if out of memory for the name
   std::unique_ptr<File> stream_;  // null until first needed
-  bool is_tried_again_ = false;   // the opening failed for a reason that may pass
-  double tried_at_ = 0;           // seconds, as Platform::get_timestamp counts them
-  bool ends_inside_line_ = false; // the last write was cut short by a full disk
+  bool is_retryable_ = false;     // opening failed for a temporary reason
+  double tried_at_ = 0;           // seconds, from Platform::get_timestamp
+  bool ends_inside_line_ = false; // a full disk truncated the last write
 };
 
 } // namespace Ostrel

@@ -9,12 +9,12 @@ namespace Ostrel {
 
 class LoggingEvent;
 
-/// Turns an event into the text that is written for it. An output owns its layout and calls it from
-/// one thread at a time.
+/// Formats an event as the text to write. An output owns its layout and calls it from one thread at
+/// a time.
 ///
-/// A layout runs with locks held: the output's, and those of the code that logs. So it must not
-/// log, and must not use settings, configuration sources or shared libraries of this library: they
-/// log with their own locks held, and two threads would wait for each other forever.
+/// A layout runs while the output and the code that logs hold their locks. It must not log, nor use
+/// the settings, configuration sources or shared libraries of this library: these log with their
+/// own locks held, so that two threads could deadlock.
 class OSTBASE_API ILoggingLayout {
 public:
   ILoggingLayout() = default;
@@ -22,8 +22,8 @@ public:
   ILoggingLayout &operator=(ILoggingLayout const &) = delete;
   virtual ~ILoggingLayout() = default;
 
-  /// Returns the complete text, the line feed at its end included. May throw `std::bad_alloc` and
-  /// nothing else, as `ILoggingOutput::write`.
+  /// Returns the complete text, including the line feed at its end. May throw `std::bad_alloc` and
+  /// no other exception, like `ILoggingOutput::write`.
   virtual std::string format(LoggingEvent const &event) = 0;
 };
 

@@ -10,12 +10,11 @@ namespace Ostrel {
 class ILoggingLayout;
 class LoggingEvent;
 
-/// Where log events go. The category that an output is given to owns it.
+/// The destination of log events. A category owns the output that is set on it.
 ///
-/// `write` is called from any thread; the other operations must not overlap with it. The code that
-/// logs may hold locks of this library meanwhile. So an output must not log, and must not use
-/// settings, configuration sources or shared libraries of this library: two threads would wait for
-/// each other forever.
+/// Any thread may call `write`; the other operations must not overlap with it. The code that logs
+/// may hold locks of this library. An output must not log, nor use the settings, configuration
+/// sources or shared libraries of this library: two threads could deadlock.
 class OSTBASE_API ILoggingOutput {
 public:
   ILoggingOutput() = default;
@@ -23,7 +22,7 @@ public:
   ILoggingOutput &operator=(ILoggingOutput const &) = delete;
   virtual ~ILoggingOutput() = default;
 
-  /// Closes what the output writes to, for example a file; the next text may open it again.
+  /// Closes the destination, for example a file; the next write may open it again.
   /// @return whether that succeeded; the library ignores it.
   virtual bool close() = 0;
 
@@ -32,18 +31,18 @@ public:
   virtual bool re_open() = 0;
 
   /// Installs a layout.
-  /// @param layout  handed over; the output deletes it. Null installs a fresh default layout.
+  /// @param layout  handed over; the output deletes it. Null installs a new default layout.
   virtual void set_layout(ILoggingLayout *layout) = 0;
 
   /// Returns the layout, which the output still owns; null if the output has none.
   virtual ILoggingLayout *get_layout() = 0;
 
-  /// Writes one formatted text as it is, the line feed at its end included.
-  /// @return whether it was written; `write` ignores it.
+  /// Writes a formatted text, which includes its line feed, unchanged.
+  /// @return whether it was written; `write` ignores that.
   virtual bool write_method(std::string const &text) = 0;
 
   /// Formats the event with the layout and writes it. May throw `std::bad_alloc`, which drops the
-  /// event, and nothing else: another exception would leave through the caller that logs, and end a
+  /// event, and no other exception: that would propagate to the caller that logs, and terminate a
   /// program in C.
   virtual void write(LoggingEvent const &event) = 0;
 };

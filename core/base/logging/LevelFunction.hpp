@@ -2,12 +2,12 @@
 #pragma once
 
 /// @file
-/// What the seven level functions of a class have in common, and only a macro can say: how variable
-/// arguments become a list. Internal to the library.
+/// The common body of the level functions: only a macro can turn the variable arguments of each
+/// function into a `va_list`. Internal to the library.
 
 #include <cstdarg>
 
-/// Defines the level function `type::name` by the call `forward(first, format, arguments)`.
+/// Defines the level function `type::name`, which calls `forward(first, format, arguments)`.
 #define OSTBASE_LEVEL_FUNCTION(type, name, forward, first)                                         \
   bool type::name(char const *format, ...) {                                                       \
     va_list arguments;                                                                             \

@@ -41,7 +41,7 @@ LoggingCategory::LoggingCategory(std::string_view name, LoggingCategory *parent,
                                  LoggingHierarchy *hierarchy) noexcept
     : priority_(priority), parent_(parent), name_(name), threshold_(priority),
       hierarchy_(hierarchy) {
-  take_threshold();
+  refresh_threshold();
 }
 
 LoggingCategory::~LoggingCategory() = default;
@@ -112,7 +112,7 @@ void LoggingCategory::log_write(LoggingPriority::PriorityLevel level, char const
   }
 }
 
-// False, with nothing done, when an event is to be made.
+// Returns false, with nothing done, if the output needs an event.
 bool LoggingCategory::write_plain(LoggingPriority::PriorityLevel level, LogLine &text) {
   RundownGuard const inside(Rundown::LOGGING);
   ILoggingOutput *const output =
@@ -164,8 +164,8 @@ void LoggingCategory::remove_logging_output() {
   }
 }
 
-// Takes the own priority as threshold, or else the parent's threshold.
-void LoggingCategory::take_threshold() noexcept {
+// The threshold is the own priority or, if that is not set, the parent's threshold.
+void LoggingCategory::refresh_threshold() noexcept {
   LoggingPriority::PriorityLevel const own = get_priority();
   bool const inherits = own == LoggingPriority::NOT_SET && parent_ != nullptr;
   threshold_.store(inherits ? parent_->threshold_.load(std::memory_order_relaxed) : own,
@@ -173,18 +173,18 @@ void LoggingCategory::take_threshold() noexcept {
 }
 
 void LoggingCategory::update_threshold() noexcept {
-  take_threshold();
-  for (LoggingCategory *heir = next_heir(this); heir != nullptr; heir = next_heir(heir)) {
-    heir->take_threshold();
+  refresh_threshold();
+  for (LoggingCategory *descendant = next_descendant(this); descendant != nullptr;
+       descendant = next_descendant(descendant)) {
+    descendant->refresh_threshold();
   }
 }
 
-// Walks the categories below this one in such an order that a parent comes before its children, and
-// passes over those below a category that has a priority of its own. Without recursion: names may
-// have any number of dots.
-LoggingCategory *LoggingCategory::next_heir(LoggingCategory *last) const noexcept {
-  bool const has_heirs = last == this || last->get_priority() == LoggingPriority::NOT_SET;
-  if (has_heirs && last->first_child_ != nullptr) {
+// Walks the categories below this one, each parent before its children, and skips what is below a
+// category with a priority of its own. Iterative, because a name may have any number of dots.
+LoggingCategory *LoggingCategory::next_descendant(LoggingCategory *last) const noexcept {
+  bool const do_children_inherit = last == this || last->get_priority() == LoggingPriority::NOT_SET;
+  if (do_children_inherit && last->first_child_ != nullptr) {
     return last->first_child_;
   }
   while (last != this && last->next_sibling_ == nullptr) {

@@ -17,22 +17,22 @@ class LogLine;
 class LoggingHierarchy;
 class RundownGuard;
 
-/// A named source of log messages. Categories form a tree by the dots in their names; one that has
-/// no threshold or no output of its own uses those of its nearest ancestor that has.
+/// A named source of log messages. The dots in the names make a tree: a category without a
+/// threshold or an output of its own uses that of its nearest ancestor that has one.
 ///
-/// Get one once, keep the pointer, and call the level functions through it:
+/// Get a category once, keep the pointer, and call the level functions through it:
 /// `LoggingCategory::get_instance("Ostrel.Core.Base.Units").warn("No unit '%s'", name);`
-/// The process's logging is set up from the environment by the first call that needs it. What is
-/// handed out stays valid while the library is loaded; when it has been torn down at the end of the
-/// process, calls are dropped. Where a category cannot be had, one is given that drops everything.
+/// The first call that needs it sets up the process's logging from the environment. Categories stay
+/// valid while the library is loaded; after the teardown at the end of the process, calls are
+/// dropped. If a category cannot be created, the result is one that drops every message.
 ///
-/// Any thread may use a category at any time, but an output is changed only while no thread logs
-/// through it. A signal handler must not log, nor fork: the code that it interrupts may hold the
-/// locks that either needs.
+/// Any thread may use a category at any time, but an output may be changed only while no thread
+/// logs through it. A signal handler must neither log nor fork: the code that it interrupts may
+/// hold the locks that both need.
 class OSTBASE_API LoggingCategory {
 public:
-  /// The size in characters of the buffer that a message is formatted into: longer messages are
-  /// cut to one less.
+  /// The size in characters of the buffer for a formatted message, terminator included. Longer
+  /// messages are truncated.
   static int const MAX_CATEGORY_SIZE;
 
   /// "There is no further entry", from `parse_logging_spec`.
@@ -41,36 +41,35 @@ public:
   LoggingCategory(LoggingCategory const &) = delete;
   LoggingCategory &operator=(LoggingCategory const &) = delete;
 
-  /// Gives the category of that name in any mix of upper and lower case, and makes it when there is
-  /// none. The empty name, and null, is the root.
+  /// Returns the category of that name, ignoring case, and creates it if there is none. The empty
+  /// name and null are the root.
   static LoggingCategory &get_instance(char const *name);
   static LoggingCategory &get_root_category();
-  /// Sets the root's threshold, which all inherit that have none on their way up to it.
+  /// Sets the root's threshold, which a category inherits unless it or an ancestor has its own.
   static void set_root_priority(LoggingPriority::PriorityLevel priority);
 
-  /// Reads the entry of a logging set-up ("category,PRIORITY;category;...") that starts at
-  /// `position`.
+  /// Parses the entry at `position` of a logging specification ("category,PRIORITY;category;...").
   ///
-  /// @param category  receives the entry's first part, empty where it has none; may be null.
-  /// @param priority  likewise its second part.
-  /// @return the position of the next entry, or `npos` when there is none.
+  /// @param category  receives the category of the entry, or an empty text; may be null.
+  /// @param priority  receives the priority, likewise.
+  /// @return the position of the next entry, or `npos` if there is none.
   static unsigned int parse_logging_spec(std::string text, unsigned int position,
                                          std::string *category, std::string *priority);
 
-  /// Gives the full name as it was registered; empty for the root.
+  /// Returns the full name as it was registered; empty for the root.
   char const *get_category_name() const noexcept { return name_.data(); }
 
-  /// The category's own threshold; `NOT_SET` inherits.
+  /// Returns the category's own threshold; `NOT_SET` means that it inherits one.
   LoggingPriority::PriorityLevel get_priority() const noexcept {
     return priority_.load(std::memory_order_relaxed);
   }
   /// Sets the category's own threshold, for itself and all that inherit from it. Calls on other
-  /// threads that overlap with the change may still use the old one. Any value is taken; one that
-  /// is no level lets through what is not above it. Without effect once logging has been torn down.
+  /// threads that overlap with the change may still use the old one. Any value is accepted:
+  /// messages of a level not above it pass. Has no effect after the teardown of logging.
   void set_priority(LoggingPriority::PriorityLevel priority);
 
-  /// The threshold that is in force: the own one or the nearest ancestor's. When the root has none
-  /// either, that is written through the root at each query, and the default is given.
+  /// Returns the threshold in force: its own or the nearest ancestor's. If the root has none
+  /// either, each query logs that through the root and returns the default.
   LoggingPriority::PriorityLevel granted_priority() const;
   char const *get_granted_priority_name() const;
 
@@ -84,14 +83,14 @@ public:
   bool debug_enabled() const { return priority_satisfied(LoggingPriority::LEVEL_DEBUG); }
   bool verbose_enabled() const { return priority_satisfied(LoggingPriority::LEVEL_VERBOSE); }
 
-  /// Whether the own threshold, whatever the ancestors say, is not `DISABLED`.
+  /// Whether the category's own threshold is not `DISABLED`; ancestors do not count.
   bool logging_enabled() const noexcept { return !logging_disabled(); }
   bool logging_disabled() const noexcept {
     return get_priority() == LoggingPriority::LEVEL_DISABLED;
   }
 
-  // The level functions take a printf-style format, of which null is the empty one. They return
-  // true when the message passed the threshold, also when no output was there to take it.
+  // The level functions take a printf-style format; null is the empty one. They return true if the
+  // message passed the threshold, even if there is no output.
 
   bool fatal(char const *format, ...) OSTBASE_PRINTF(2, 3);
   bool error(char const *format, ...) OSTBASE_PRINTF(2, 3);
@@ -101,22 +100,22 @@ public:
   bool debug(char const *format, ...) OSTBASE_PRINTF(2, 3);
   bool verbose(char const *format, ...) OSTBASE_PRINTF(2, 3);
 
-  /// Gives the category an output of its own and deletes the one that it had.
+  /// Replaces the category's own output and deletes the previous one.
   ///
-  /// @param output  handed over; the one that is owned already stays. Null makes a new output to
-  ///                standard error; when that cannot be had, the old one stays.
+  /// @param output  handed over; if the category owns it already, nothing changes. Null creates an
+  ///                output to standard error; if that fails, the old output stays.
   void set_logging_output(ILoggingOutput *output);
 
-  /// Gives the output that the category writes through, its own or the nearest ancestor's, which
-  /// stays theirs; null when there is none.
+  /// Returns the output that the category uses, its own or the nearest ancestor's, still owned by
+  /// that category; null if there is none.
   ILoggingOutput *get_logging_output() const;
 
-  /// Deletes the category's own output, so that it writes through its ancestors'.
+  /// Deletes the category's own output; the category then uses the nearest ancestor's.
   void remove_logging_output();
 
 protected:
-  /// Formats and writes, whatever the threshold.
-  /// @param file  the source file, borrowed; null when there is none to show.
+  /// Formats and writes a message, ignoring the threshold.
+  /// @param file  the source file, borrowed; null shows no source position.
   void log_write(LoggingPriority::PriorityLevel level, char const *file, int line,
                  char const *format, va_list arguments) OSTBASE_PRINTF(5, 0);
 
@@ -128,40 +127,40 @@ private:
                   LoggingPriority::PriorityLevel priority, LoggingHierarchy *hierarchy) noexcept;
   ~LoggingCategory();
 
-  // The hierarchy, as long as the guard lives; null when it is gone, or the category was cleared.
+  // Valid while the guard lives; null after the teardown and if the category was cleared.
   LoggingHierarchy *usable_hierarchy(RundownGuard const &inside) const noexcept;
   void log_write_helper(char const *message, LoggingPriority::PriorityLevel level, char const *file,
                         int line);
   bool write_plain(LoggingPriority::PriorityLevel level, LogLine &text);
   bool log(LoggingPriority::PriorityLevel level, char const *format, va_list arguments)
       OSTBASE_PRINTF(3, 0);
-  // Without the format attribute: the text has been checked where the level function was called,
-  // and is no literal any more where the call is handed on.
+  // No format attribute: the compiler checks the format at the call of the level function, and here
+  // it is no longer a literal.
   bool log_passed(LoggingPriority::PriorityLevel level, char const *format, ...);
 
-  // Whether a level may pass, at the price of one load. Relaxed: a threshold orders nothing, a call
-  // that overlaps with its change may see either value.
+  // Costs one load. Relaxed: a threshold orders no other data, and a call that overlaps with a
+  // change may see either value.
   bool may_pass(LoggingPriority::PriorityLevel level) const noexcept {
     return threshold_.load(std::memory_order_relaxed) >= level;
   }
   LoggingPriority::PriorityLevel find_granted_priority() const;
 
   // The hierarchy calls these with its mutex held.
-  void take_threshold() noexcept;
+  void refresh_threshold() noexcept;
   void update_threshold() noexcept;
-  LoggingCategory *next_heir(LoggingCategory *last) const noexcept;
-  void silence() noexcept; // for good
+  LoggingCategory *next_descendant(LoggingCategory *last) const noexcept;
+  void silence() noexcept; // permanently
 
   std::atomic<LoggingPriority::PriorityLevel> priority_; // written by the hierarchy
   LoggingCategory *parent_;                              // null only for the root
-  std::unique_ptr<ILoggingOutput> output_;               // null writes through the parent's
-  std::string_view name_; // terminated; kept by the hierarchy beside the category
+  std::unique_ptr<ILoggingOutput> output_;               // null uses the parent's
+  std::string_view name_; // terminated; in the same allocation as the category
 
-  // The priority of the nearest of this category and its ancestors that has one, or NOT_SET: kept
-  // up to date by the hierarchy, so that a dropped call need not walk.
+  // The own or nearest ancestor's priority, or NOT_SET. Kept up to date by the hierarchy, so that a
+  // dropped call does not walk the tree.
   std::atomic<LoggingPriority::PriorityLevel> threshold_;
-  std::atomic<LoggingHierarchy *> hierarchy_; // null once cleared, and without a hierarchy
-  bool is_process_wide_ = false;              // whether that is the process's
+  std::atomic<LoggingHierarchy *> hierarchy_; // null if cleared or without a hierarchy
+  bool is_process_wide_ = false;              // whether it is the process's hierarchy
   LoggingCategory *first_child_ = nullptr;    // guarded by the hierarchy's mutex
   LoggingCategory *next_sibling_ = nullptr;   // guarded by the hierarchy's mutex
 };
@@ -175,25 +174,25 @@ inline bool LoggingCategory::priority_satisfied(LoggingPriority::PriorityLevel l
   return granted_priority() >= level;
 }
 
-// A variadic function is never inlined, and its call would be most of what a dropped message costs.
-// GCC can put the test in front of the call and hand the arguments on unread; these definitions are
-// used for that alone, the functions' addresses are those in the library. Other compilers call the
-// library, which begins with the same test.
+// A variadic function is never inlined, and its call would be most of the cost of a dropped
+// message. GCC can inline the test and forward the arguments to a call behind it. These definitions
+// are used for inlining only: the addresses of the functions are those in the library. Other
+// compilers call the library, which starts with the same test.
 #if defined(__GNUC__) && !defined(__clang__)
-#define OSTBASE_TEST_IN_FRONT(name, level)                                                         \
+#define OSTBASE_INLINE_TEST(name, level)                                                           \
   __attribute__((gnu_inline, always_inline, artificial)) inline bool LoggingCategory::name(        \
       char const *format, ...) {                                                                   \
     return may_pass(LoggingPriority::level) &&                                                     \
            log_passed(LoggingPriority::level, format, __builtin_va_arg_pack());                    \
   }
-OSTBASE_TEST_IN_FRONT(fatal, LEVEL_FATAL)
-OSTBASE_TEST_IN_FRONT(error, LEVEL_ERROR)
-OSTBASE_TEST_IN_FRONT(warn, LEVEL_WARN)
-OSTBASE_TEST_IN_FRONT(info, LEVEL_INFO)
-OSTBASE_TEST_IN_FRONT(trace, LEVEL_TRACE)
-OSTBASE_TEST_IN_FRONT(debug, LEVEL_DEBUG)
-OSTBASE_TEST_IN_FRONT(verbose, LEVEL_VERBOSE)
-#undef OSTBASE_TEST_IN_FRONT
+OSTBASE_INLINE_TEST(fatal, LEVEL_FATAL)
+OSTBASE_INLINE_TEST(error, LEVEL_ERROR)
+OSTBASE_INLINE_TEST(warn, LEVEL_WARN)
+OSTBASE_INLINE_TEST(info, LEVEL_INFO)
+OSTBASE_INLINE_TEST(trace, LEVEL_TRACE)
+OSTBASE_INLINE_TEST(debug, LEVEL_DEBUG)
+OSTBASE_INLINE_TEST(verbose, LEVEL_VERBOSE)
+#undef OSTBASE_INLINE_TEST
 #endif
 
 } // namespace Ostrel

@@ -2,10 +2,10 @@
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 
 #include "core/base/foundation/Formatting.h"
-#include "core/base/logging/FixedText.hpp"
 #include "core/base/logging/LevelFunction.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingSpec.hpp"
+#include "core/base/logging/WrapperText.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/Platform.hpp"
 
@@ -24,20 +24,19 @@ bool read_timestamps_enabled() {
          (LoggingSpec::is_same_word(value, "YES") || LoggingSpec::is_same_word(value, "TRUE"));
 }
 
-enum class Answer { UNKNOWN, NO, YES };
+enum class Flag { UNKNOWN, NO, YES };
 
-// What the environment said as the library was loaded; or earlier, when the constructor of a static
-// object logs before this file's turn, and later, when there was no memory to ask. Relaxed: the
-// answer orders nothing but itself.
-std::atomic<Answer> timestamps_answer{Answer::UNKNOWN};
+// Read when the library is loaded: earlier if a static constructor logs before this file is
+// initialised, later if out of memory. Relaxed: the flag orders no other data.
+std::atomic<Flag> timestamps_flag{Flag::UNKNOWN};
 
 bool timestamps_enabled() try {
-  Answer answer = timestamps_answer.load(std::memory_order_relaxed);
-  if (answer == Answer::UNKNOWN) {
-    answer = read_timestamps_enabled() ? Answer::YES : Answer::NO;
-    timestamps_answer.store(answer, std::memory_order_relaxed);
+  Flag flag = timestamps_flag.load(std::memory_order_relaxed);
+  if (flag == Flag::UNKNOWN) {
+    flag = read_timestamps_enabled() ? Flag::YES : Flag::NO;
+    timestamps_flag.store(flag, std::memory_order_relaxed);
   }
-  return answer == Answer::YES;
+  return flag == Flag::YES;
 } catch (std::bad_alloc const &) {
   return false;
 }
@@ -54,7 +53,7 @@ std::unique_ptr<char[]> make_text(char const *format, ...) OSTBASE_PRINTF(1, 2);
 std::unique_ptr<char[]> make_text(char const *format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  std::unique_ptr<char[]> text = make_fixed_text(format, arguments);
+  std::unique_ptr<char[]> text = make_wrapper_text(format, arguments);
   va_end(arguments);
   return text;
 }
@@ -71,7 +70,7 @@ LoggingCategoryPostfixed::LoggingCategoryPostfixed(LoggingCategory *category, ch
     : category_(category) {
   va_list arguments;
   va_start(arguments, format);
-  text_ = make_fixed_text(format, arguments);
+  text_ = make_wrapper_text(format, arguments);
   va_end(arguments);
 }
 

@@ -2,9 +2,9 @@
 #include "core/base/logging/LoggingCategoryPrefixed.hpp"
 
 #include "core/base/foundation/Formatting.h"
-#include "core/base/logging/FixedText.hpp"
 #include "core/base/logging/LevelFunction.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/WrapperText.hpp"
 
 namespace Ostrel {
 
@@ -12,7 +12,7 @@ LoggingCategoryPrefixed::LoggingCategoryPrefixed(LoggingCategory *category, char
     : category_(category) {
   va_list arguments;
   va_start(arguments, format);
-  text_ = make_fixed_text(format, arguments);
+  text_ = make_wrapper_text(format, arguments);
   va_end(arguments);
 }
 

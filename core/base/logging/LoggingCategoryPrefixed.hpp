@@ -10,20 +10,21 @@ namespace Ostrel {
 
 class LoggingCategory;
 
-/// Logs through a category with a fixed text in front of each message: "text: message".
+/// Logs through a category and prepends a fixed text to each message: "text: message".
 ///
-/// May be used from any thread. Messages and text are cut to 4095 characters each.
+/// Any thread may use it. Messages and text are truncated to 4095 characters each.
 class OSTBASE_API LoggingCategoryPrefixed {
 public:
   /// @param category  borrowed; null drops every message.
-  /// @param format    printf-style, of the text; empty for null and without memory.
+  /// @param format    printf-style format of the text, which is empty if the format is null or if
+  ///                  out of memory.
   LoggingCategoryPrefixed(LoggingCategory *category, char const *format, ...) OSTBASE_PRINTF(3, 4);
   LoggingCategoryPrefixed(LoggingCategoryPrefixed const &) = delete;
   LoggingCategoryPrefixed &operator=(LoggingCategoryPrefixed const &) = delete;
   ~LoggingCategoryPrefixed();
 
-  // The level functions take a printf-style format, of which null is the empty one, and return what
-  // the category's function of that name returns.
+  // The level functions take a printf-style format (null is the empty one) and return the result of
+  // the category's function of that name.
 
   bool fatal(char const *format, ...) OSTBASE_PRINTF(2, 3);
   bool error(char const *format, ...) OSTBASE_PRINTF(2, 3);
@@ -38,7 +39,7 @@ private:
   bool forward(Level level, char const *format, va_list arguments) OSTBASE_PRINTF(3, 0);
 
   LoggingCategory *category_;    // may be null
-  std::unique_ptr<char[]> text_; // null is the empty text
+  std::unique_ptr<char[]> text_; // null if empty
 };
 
 } // namespace Ostrel

@@ -9,19 +9,19 @@
 
 namespace Ostrel {
 
-/// One log call on its way from a category to an output.
+/// A log message with its origin, as a category passes it to an output.
 ///
 /// A value: a copy keeps the number of its time stamp.
 class OSTBASE_API LoggingEvent {
 public:
   /// Copies the texts and takes the next time stamp.
   ///
-  /// @param source_file  or null; borrowed for as long as the event or a copy exists.
-  /// @param source_line  means nothing without a file.
+  /// @param source_file  borrowed, while the event or a copy of it exists; may be null.
+  /// @param source_line  ignored without a file.
   LoggingEvent(std::string const &name, std::string const &text,
                LoggingPriority::PriorityLevel level, char const *source_file, int source_line);
 
-  /// The same with texts that nobody else needs: they are moved (addition).
+  /// The same, but moves the texts (addition).
   LoggingEvent(std::string &&name, std::string &&text, LoggingPriority::PriorityLevel level,
                char const *source_file, int source_line) noexcept;
 

@@ -36,8 +36,8 @@ bool LoggingHierarchy::is_complete() const {
          static_cast<LoggingOutputImpl const &>(*root_->output_).is_complete();
 }
 
-// The destructor of an output may ask for categories: the root exists until the last output is
-// deleted, and the categories that were made for them are deleted as well.
+// The destructor of an output may create categories. So the root is deleted after all outputs, and
+// the categories that the destructors created are deleted as well.
 LoggingHierarchy::~LoggingHierarchy() {
   if (root_ == nullptr) {
     return;
@@ -127,7 +127,7 @@ LoggingCategory *LoggingHierarchy::nearest_parent(std::string const &name) const
   return root_;
 }
 
-// One piece of memory for a category and its name, so that both last as long.
+// Allocates a category and its name as one block.
 LoggingCategory *LoggingHierarchy::make_category(std::string_view name, LoggingCategory *parent,
                                                  LoggingPriority::PriorityLevel priority) {
   void *const memory = allocate_category(sizeof(LoggingCategory) + name.size() + 1);
@@ -165,7 +165,7 @@ void LoggingHierarchy::set_priority(LoggingCategory &category,
                                     LoggingPriority::PriorityLevel priority) {
   RetryingLock const lock(mutex_);
   if (category.hierarchy_.load() == nullptr) {
-    return; // it was cleared, and stays silent
+    return; // cleared: stays silent
   }
   category.priority_.store(priority, std::memory_order_relaxed);
   category.update_threshold();

@@ -5,8 +5,8 @@
 
 namespace Ostrel {
 
-/// The default layout: the level's name, " - ", the message, and " [file:line]" where the event has
-/// a file. May be called from any thread.
+/// The default layout: the level's name, " - ", the message, and if the event has a file,
+/// " [file:line]". Any thread may call it.
 class OSTBASE_API LoggingLayoutImpl : public ILoggingLayout {
 public:
   std::string format(LoggingEvent const &event) override;

@@ -41,7 +41,7 @@ void LoggingOutputImpl::set_layout(ILoggingLayout *layout) {
     layout_ = std::move(handed_over);
     has_default_layout_.store(is_default, std::memory_order_relaxed);
   }
-  owes_layout_ = layout_ == nullptr;
+  needs_default_layout_ = layout_ == nullptr;
 }
 
 ILoggingLayout *LoggingOutputImpl::get_layout() {
@@ -50,7 +50,7 @@ ILoggingLayout *LoggingOutputImpl::get_layout() {
 
 void LoggingOutputImpl::delete_layout() {
   has_default_layout_.store(false, std::memory_order_relaxed);
-  owes_layout_ = false;
+  needs_default_layout_ = false;
   layout_.reset();
 }
 
@@ -61,7 +61,7 @@ bool LoggingOutputImpl::write_method(std::string const &text) {
 
 void LoggingOutputImpl::write(LoggingEvent const &event) try {
   RetryingLock const lock(mutex_.get());
-  if (owes_layout_) {
+  if (needs_default_layout_) {
     LoggingOutputImpl::set_layout(nullptr);
   }
   if (layout_ != nullptr) {

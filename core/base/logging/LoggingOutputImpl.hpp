@@ -11,33 +11,33 @@ namespace Ostrel {
 
 class IMutex;
 
-/// The output to standard error, and what other outputs share with it: each event is one write of a
-/// whole line, and the lines of one output never mix. Nothing reports a failure: a log output says
+/// The output to standard error, and a base for other outputs. Each event is one write of a whole
+/// line, and lines of one output never interleave. Failures are not reported: a log output logs
 /// nothing about itself.
 class OSTBASE_API LoggingOutputImpl : public ILoggingOutput {
 public:
-  /// @param layout  handed over; null makes a default layout.
+  /// @param layout  handed over; null creates a default layout.
   explicit LoggingOutputImpl(ILoggingLayout *layout = nullptr);
   ~LoggingOutputImpl() override;
 
-  /// There is nothing to close; true.
+  /// Does nothing and returns true.
   bool close() override;
-  /// There is nothing to open; true.
+  /// Does nothing and returns true.
   bool re_open() override;
 
-  /// The layout that is owned already stays. When a default layout cannot be had, the old one
-  /// stays; where there is none, the next event tries again.
+  /// Does nothing if the output owns the layout already. If a default layout cannot be created, the
+  /// old one stays; if there is none, the next event retries.
   void set_layout(ILoggingLayout *layout) override;
   ILoggingLayout *get_layout() override;
 
-  /// Deletes the layout; until another is set, events are lost.
+  /// Deletes the layout; events are lost until another one is set.
   void delete_layout();
 
   /// Writes the text to standard error.
   /// @return true.
   bool write_method(std::string const &text) override;
 
-  /// Formats and writes under the output's mutex; an event for which there is no memory is lost.
+  /// Formats and writes under the output's mutex; if out of memory, the event is lost.
   void write(LoggingEvent const &event) override;
 
 private:
@@ -45,16 +45,15 @@ private:
   friend class LoggingHierarchy;
   friend class PlainOutput;
 
-  // Whether there was memory for all that a new output has.
+  // Whether the construction had enough memory.
   bool is_complete() const { return mutex_ != nullptr && layout_ != nullptr; }
 
-  std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout, and while one is owed
-  std::unique_ptr<IMutex> mutex_;          // null when it could not be had: events are then written
-                                           // all the same
-  // The layout was made here. Relaxed: the short way looks at it without the mutex, and does not
-  // use the layout.
+  std::unique_ptr<ILoggingLayout> layout_; // null after delete_layout, or if out of memory
+  std::unique_ptr<IMutex> mutex_;          // null if out of memory: writes are then not locked
+  // The layout was created here. Relaxed: PlainOutput reads it without the mutex, and does not use
+  // the layout.
   std::atomic<bool> has_default_layout_{false};
-  bool owes_layout_ = false; // a default one, for which there was no memory yet
+  bool needs_default_layout_ = false; // out of memory when it was created
 };
 
 } // namespace Ostrel

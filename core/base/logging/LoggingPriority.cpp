@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingPriority.hpp"
 
-#include "core/base/logging/LevelName.hpp"
+#include "core/base/logging/LogLine.hpp"
 
 namespace Ostrel {
 

@@ -3,8 +3,8 @@
 
 #include "core/base/foundation/Export.h"
 
-// Other people's headers have macros of these names. They are put aside while the enumeration is
-// read and are back behind it.
+// Other libraries define macros of these names. They are undefined for this header and restored at
+// its end.
 #pragma push_macro("DISABLED")
 #pragma push_macro("FATAL")
 #pragma push_macro("ERROR")
@@ -26,8 +26,8 @@
 
 namespace Ostrel {
 
-/// The levels of log messages and the thresholds of categories: a threshold lets the levels up to
-/// its own value through.
+/// The levels of log messages and the thresholds of categories: a message passes if its level is
+/// not above the threshold.
 class OSTBASE_API LoggingPriority {
 public:
   enum PriorityLevel : int {
@@ -39,10 +39,10 @@ public:
     TRACE = 450,
     DEBUG = 500,
     VERBOSE = 600,
-    NOT_SET = 1000 ///< Takes the threshold of the nearest ancestor that has one.
+    NOT_SET = 1000 ///< As a threshold: inherits that of the nearest ancestor that has one.
   };
 
-  /// The levels once more, under names that no macro takes: for use in headers.
+  /// The same levels under names that no macro redefines, for use in headers.
   static constexpr PriorityLevel LEVEL_DISABLED = DISABLED;
   static constexpr PriorityLevel LEVEL_FATAL = FATAL;
   static constexpr PriorityLevel LEVEL_ERROR = ERROR;
@@ -53,10 +53,10 @@ public:
   static constexpr PriorityLevel LEVEL_VERBOSE = VERBOSE;
   static constexpr PriorityLevel LEVEL_NOT_SET = NOT_SET;
 
-  /// The root category's threshold unless it is given another: `INFO`.
+  /// The initial threshold of the root category: `INFO`.
   static PriorityLevel const _default_priority;
 
-  /// Gives the text that stands for a level at the start of a log line, trailing blanks included.
+  /// Returns the text of a level at the start of a log line, including trailing blanks.
   ///
   /// @return a static text, never null; "<NO SUCH PRIORITY>" for a value outside the enumeration.
   static char const *get_priority_name(PriorityLevel level) noexcept;

@@ -20,7 +20,7 @@ bool read_first_set(char const *name, char const *fallback_name, std::string *va
 
 } // namespace
 
-// Finds the categories through the hierarchy at hand: it is not that of the process yet.
+// Uses the argument rather than LoggingCategory::get_instance: the hierarchy is not published yet.
 bool LoggingSetUp::configure(LoggingHierarchy &hierarchy) {
   std::string text;
   if (!read_first_set("OSTREL_LOG_PRIORITY", "OVRA_LOG_PRIORITY", &text)) {

@@ -8,11 +8,11 @@ namespace Ostrel {
 class LoggingCategory;
 class LoggingHierarchy;
 
-/// Configures a new hierarchy from the environment: the priorities of named categories, and the
-/// file that they write to. Internal to the library.
+/// Configures a new hierarchy from the environment: the priorities of the listed categories and
+/// their log file. Internal to the library.
 class LoggingSetUp {
 public:
-  /// @return false without memory, or throws `std::bad_alloc`; the hierarchy is then of no use.
+  /// If out of memory, returns false or throws `std::bad_alloc`; the hierarchy is then incomplete.
   static bool configure(LoggingHierarchy &hierarchy);
 
 private:

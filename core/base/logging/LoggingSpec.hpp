@@ -7,7 +7,7 @@
 
 namespace Ostrel {
 
-/// The texts that configure logging from the environment. Internal to the library.
+/// Parses the texts that configure logging from the environment. Internal to the library.
 namespace LoggingSpec {
 
 struct Entry {
@@ -16,14 +16,14 @@ struct Entry {
   unsigned int next; // position of the next entry, or LoggingCategory::npos
 };
 
-/// Reads the entry that starts at `position`.
+/// Parses the entry that starts at `position`.
 Entry read_entry(std::string_view text, unsigned int position);
 
-/// Reads the name of a priority in any mix of upper and lower case. No name is `DEBUG`, an unknown
-/// one `NOT_SET`.
+/// Parses the name of a priority, ignoring case: an empty name is `DEBUG`, an unknown one
+/// `NOT_SET`.
 LoggingPriority::PriorityLevel priority_from_name(std::string_view name);
 
-/// Compares without regard to upper and lower case.
+/// Compares two texts, ignoring case.
 bool is_same_word(std::string_view left, std::string_view right);
 
 } // namespace LoggingSpec

@@ -7,8 +7,7 @@ namespace Ostrel {
 
 namespace {
 
-// Unsigned, so that the count goes on past the largest int. Relaxed: a number orders nothing but
-// itself.
+// Unsigned, so that overflow is defined. Relaxed: the number orders no other data.
 std::atomic<std::uint32_t> last_number{0};
 
 std::uint32_t absolute(std::int32_t number) {
@@ -23,7 +22,7 @@ LoggingTimeStamp::LoggingTimeStamp() noexcept
 
 std::string LoggingTimeStamp::get_time_string() const {
   constexpr std::uint32_t BASE = 10;
-  std::string text = "000000"; // short enough to need no memory
+  std::string text = "000000"; // short enough to be stored without an allocation
   std::uint32_t rest = absolute(time_);
   for (auto digit = text.rbegin(); digit != text.rend(); ++digit) {
     *digit = static_cast<char>('0' + rest % BASE);

@@ -8,9 +8,9 @@
 
 namespace Ostrel {
 
-/// The place of a log event in the sequence of all events of the process; no clock reading.
+/// The number of a log event in the sequence of all events of the process; not a clock reading.
 ///
-/// A value: a copy keeps the number. Stamps may be made from any thread, no two get one number.
+/// A value: a copy keeps the number. Any thread may create stamps; no two get the same number.
 class OSTBASE_API LoggingTimeStamp {
 public:
   /// Takes the next number of the process; the first is 1.
@@ -19,7 +19,7 @@ public:
   void set_time(int time) noexcept { time_ = time; }
   int get_time() const noexcept { return time_; }
 
-  /// Gives the six lowest decimal digits of the number's absolute value, with leading zeros.
+  /// Returns the six lowest decimal digits of the number's absolute value, with leading zeros.
   std::string get_time_string() const;
 
 private:

@@ -36,13 +36,13 @@ Teardown &teardown() {
   return instance;
 }
 
-// From the load on, so that the teardown comes after all that the program registers for its end.
+// Constructed at load, so that the teardown runs after the program's own exit handlers.
 [[maybe_unused]] Teardown &built_at_load = teardown();
 
-// From the load on, so that no thread is inside its making while another one forks.
+// Constructed at load, so that no thread constructs it while another one forks.
 [[maybe_unused]] LoggingCategory &made_at_load = ProcessLogging::discarding_category();
 
-// Once, however long there is no memory.
+// Reports only the first failure.
 void report_failure() {
   static std::atomic<bool> is_reported{false};
   constexpr char FAILURE[] = "WARN: Failed to set up logging.\n";
@@ -53,7 +53,7 @@ void report_failure() {
 
 } // namespace
 
-// Acquire: what the set-up made is read next.
+// Acquire: the caller reads what the set-up created.
 LoggingHierarchy *ProcessLogging::hierarchy() {
   if (current.load(std::memory_order_acquire) == nullptr) {
     set_up();
@@ -70,7 +70,7 @@ std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {
   return nullptr;
 }
 
-// All or nothing: without memory all of it is freed, and the next call tries again.
+// If out of memory, frees everything; the next call retries.
 void ProcessLogging::set_up() {
   ProcessLock const lock(ProcessMutex::LOGGING);
   if (is_setting_up || current.load() != nullptr) {

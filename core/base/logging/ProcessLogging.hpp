@@ -10,29 +10,29 @@ namespace Ostrel {
 class LoggingCategory;
 class LoggingHierarchy;
 
-/// The one hierarchy of the process: its set-up by the first logging call, its teardown when the
-/// library is unloaded, and what late callers get then. Internal to the library.
+/// The logging hierarchy of the process: set up by the first logging call, torn down when the
+/// library is unloaded. Later calls get a category that discards messages. Internal to the library.
 class ProcessLogging {
 public:
-  /// Returns the hierarchy, which the first call for which there is memory sets up from the
-  /// environment. Null without memory, and for a call from inside the set-up (an allocator that
-  /// logs). The caller holds a RundownGuard of `Rundown::LOGGING` that was admitted.
+  /// Returns the hierarchy; the first call sets it up from the environment. Null if out of memory
+  /// (the next call retries), and for a call from inside the set-up (an allocator that logs). The
+  /// caller holds an admitted RundownGuard of `Rundown::LOGGING`.
   static LoggingHierarchy *hierarchy();
 
-  /// Returns the category of that name, in any mix of upper and lower case; null without memory.
+  /// Returns the category of that name, ignoring case; null if out of memory.
   static LoggingCategory *find_category(LoggingHierarchy &hierarchy, char const *name);
 
-  /// The category that drops everything; never destroyed.
+  /// Returns the category that drops every message; never destroyed.
   static LoggingCategory &discarding_category();
 
-  /// Whether a message of that level may be written: asked before it is formatted, and without the
-  /// report of a root that has no priority.
+  /// Whether a message of that level may pass, to be checked before formatting. Does not log if the
+  /// root has no priority.
   static bool may_pass(LoggingCategory const &category,
                        LoggingPriority::PriorityLevel level) noexcept;
 
-  /// Lets every category drop its messages from now on, and deletes the outputs, which closes their
-  /// files. They stay as they are if a thread is still logging after a second, or if the caller
-  /// itself is (its layout or output ends the process).
+  /// Makes every category drop its messages and deletes the outputs, which closes their files.
+  /// Keeps the outputs if a thread is still logging after 1 s, or if the caller itself is logging
+  /// (its layout or output ends the process).
   static void tear_down();
 
 private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lines whose writing is cut off: by a full disk, by the end of the thread, by a fork.
+// Writes that are interrupted: by a full disk, by the end of the thread, by a fork.
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/ILoggingLayout.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -34,7 +34,7 @@ LoggingEvent event(std::string message) {
   return {"category", std::move(message), LoggingPriority::WARN, nullptr, 0};
 }
 
-// Writes a line with each of these numbers as the largest size of a file; "empty" empties the file.
+// Writes a line under each of these limits to the file size; "empty" truncates the file.
 Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
   std::signal(SIGXFSZ, SIG_IGN);
   FileLoggingOutput output(arguments[0].c_str());
@@ -52,22 +52,22 @@ Role const full_disk("full-disk", [](Role::Arguments const &arguments) {
       output.write(event(arguments[i]));
     }
   }
-  set_limit(RLIM_INFINITY); // for what a process writes at its end
+  set_limit(RLIM_INFINITY); // for files that the process writes at exit
   return 0;
 });
 
-TEST(FileLoggingOutput, WritesAgainAfterAFullDisk) {
+TEST(FileLoggingOutput, ResumesAfterAFullDisk) {
   struct {
     Role::Arguments limits;
     std::string text;
-  } const cases[] = {
-      {{"11", "11", "99"}, "WARN  - 11\nWARN  - 99\n"}, // nothing of the second line
-      {{"14", "14", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"},
-      {{"14", "14", "14", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"},
-      {{"14", "14", "15", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"}, // the third's line feed alone
-      {{"14", "14", "18", "99"}, "WARN  - 14\nWAR\nWAR\nWARN  - 99\n"},
-      {{"14", "14", "empty", "99"}, "WARN  - 99\n"},
-      {{"14", "14", "empty", "14", "14", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"}};
+  } const cases[] = {{{"11", "11", "99"}, "WARN  - 11\nWARN  - 99\n"}, // nothing of the second line
+                     {{"14", "14", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"},
+                     {{"14", "14", "14", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"},
+                     {{"14", "14", "15", "99"},
+                      "WARN  - 14\nWAR\nWARN  - 99\n"}, // only the line feed of the third line
+                     {{"14", "14", "18", "99"}, "WARN  - 14\nWAR\nWAR\nWARN  - 99\n"},
+                     {{"14", "14", "empty", "99"}, "WARN  - 99\n"},
+                     {{"14", "14", "empty", "14", "14", "99"}, "WARN  - 14\nWAR\nWARN  - 99\n"}};
   TemporaryDirectory const directory;
   for (auto const &c : cases) {
     Role::Arguments arguments = c.limits;
@@ -77,8 +77,8 @@ TEST(FileLoggingOutput, WritesAgainAfterAFullDisk) {
   }
 }
 
-// Writes to two files that cannot be opened, one with that error, then makes both possible and
-// writes on, until the first has a line. Fails if that is earlier than the next try.
+// Writes to two files that cannot be opened, the first because of the given error. Then makes both
+// openable and writes until the first has a line. Fails if that is before the retry is due.
 Role const open_fails("open-fails", [](Role::Arguments const &arguments) {
   FileLoggingOutput passing(arguments[0].c_str()), lasting(arguments[1].c_str());
   lasting.write(event("lost"));
@@ -121,7 +121,7 @@ TEST(FileLoggingOutput, WritesTheLineOfACancelledThread) {
   EXPECT_EQ(read_file(directory.path("log")), "WARN  - whole\n");
 }
 
-// Keeps the thread for ever.
+// Never returns.
 class EndlessLayout : public ILoggingLayout {
 public:
   std::string format(LoggingEvent const &) override {
@@ -132,7 +132,7 @@ public:
   static inline std::atomic<bool> is_inside{false};
 };
 
-// Gives the end of a child of a process of which another thread stays in a layout.
+// Forks while another thread is inside a layout; the child must exit without waiting for it.
 Role const forked("forked", [](Role::Arguments const &) -> int {
   std::thread([] {
     LoggingCategory &root = LoggingCategory::get_root_category();
@@ -142,7 +142,7 @@ Role const forked("forked", [](Role::Arguments const &) -> int {
   while (!EndlessLayout::is_inside) {
     std::this_thread::yield();
   }
-  for (int i = 0; i < 5; ++i) { // a loaded machine may need more than one
+  for (int i = 0; i < 5; ++i) { // a loaded machine may need several attempts
     auto const start = std::chrono::steady_clock::now();
     if (fork() == 0) {
       std::exit(0);
@@ -156,7 +156,7 @@ Role const forked("forked", [](Role::Arguments const &) -> int {
 });
 
 TEST(LoggingTeardown, AForkedChildEndsWithoutTheOtherThreads) {
-  // The thread sanitizer's own wait at the end is a second.
+  // The thread sanitizer waits 1 s at exit by default.
   ChildResult const result = run_child("forked", {}, {{"TSAN_OPTIONS", "atexit_sleep_ms=0"}});
   EXPECT_EQ(result.status, 0) << result.err;
 }

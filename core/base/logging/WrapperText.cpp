@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/base/logging/FixedText.hpp"
+#include "core/base/logging/WrapperText.hpp"
 
 #include "core/base/foundation/Formatting.h"
 
@@ -9,7 +9,7 @@
 
 namespace Ostrel {
 
-std::unique_ptr<char[]> make_fixed_text(char const *format, va_list arguments) {
+std::unique_ptr<char[]> make_wrapper_text(char const *format, va_list arguments) {
   char buffer[WRAPPER_BUFFER_SIZE];
   ovra_vsnprintf(buffer, sizeof buffer, format, arguments);
   std::size_t const size = std::strlen(buffer) + 1;
