@@ -11,7 +11,7 @@ using namespace Ostrel;
 
 namespace {
 
-// Counts its calls, and succeeds as it is told to.
+// Counts its calls and returns the configured results.
 struct Recorder : IAcquirable {
   virtual ~Recorder() = default;
   bool acquire() override { return ++acquired, succeeds; }
@@ -52,7 +52,7 @@ TEST(Acquirable, LockCallsItsTargetOnceForEachChange) {
   EXPECT_FALSE(nothing.release());
 }
 
-// Acquires once more through its lock while that releases it.
+// Acquires through its lock again while that lock releases it.
 struct Reentrant : Recorder {
   bool release() override {
     lock->acquire();

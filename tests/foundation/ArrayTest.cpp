@@ -25,7 +25,7 @@ std::string text_of(CharArray const &array) {
   return array.size() == 0 ? "" : std::string(array.get_char_data(), array.size());
 }
 
-// The flattened array; empty when there was none.
+// Empty if the array could not be flattened.
 std::string flattened(Array const &array) {
   unsigned int length = MAX;
   std::unique_ptr<char[]> const buffer(array.flatten(length));
@@ -33,7 +33,7 @@ std::string flattened(Array const &array) {
   return std::string(buffer.get(), length);
 }
 
-// A flattened array whose header has numbers of two bytes.
+// A flattened array with a header of two-byte numbers.
 std::string flat(unsigned int element_size, unsigned int size, unsigned int capacity,
                  unsigned int step_size, std::string const &elements) {
   std::string text;
@@ -61,7 +61,7 @@ struct OwnStorage : Array {
   using Array::Array;
 };
 
-TEST(Array, ANewBlockLeavesTheOldOneToTheCaller) {
+TEST(Array, AllocateHandsTheOldBlockToTheCaller) {
   OwnStorage array(2);
   EXPECT_EQ(array.allocate(0), RESULT_FAILURE);
   EXPECT_EQ(array.push_back_data("abcd", 2), OK);
@@ -98,8 +98,8 @@ TEST(Array, GrowsByThePolicy) {
   EXPECT_EQ(filled.data(), storage) << "moved within the capacity";
 }
 
-// Each operation works on "abc", and again on a full array when the next allocation fails.
-TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
+// Each operation runs on "abc", then on a full array while the next allocation fails.
+TEST(Array, OperationsSucceedOrChangeNothing) {
   using A = CharArray &;
   static std::string const form = flat(1, 3, 0, 9, "xyz"), shorts = flat(2, 1, 0, 0, "xyz");
   struct {
@@ -156,7 +156,7 @@ TEST(Array, OperationsDoTheirWorkOrChangeNothing) {
   }
 }
 
-TEST(Array, WhatIsBuiltWithoutMemoryIsEmptyOrLacksAnElement) {
+TEST(Array, ConstructorsDropElementsIfOutOfMemory) {
   CharArray const full("abc");
   std::string const form = flattened(full);
   float const numbers[] = {1.5F, -2};
@@ -179,7 +179,7 @@ TEST(Array, WhatIsBuiltWithoutMemoryIsEmptyOrLacksAnElement) {
   }
 }
 
-TEST(Array, IsRebuiltFromItsFlattenedForm) {
+TEST(Array, UnflattenRestoresTheArray) {
   ShortArray array;
   array.set_step_size(300);
   EXPECT_EQ(flattened(array), flat(2, 0, 0, 300, ""));
@@ -205,7 +205,7 @@ TEST(Array, IsRebuiltFromItsFlattenedForm) {
   EXPECT_EQ(flattened(trusted), flat(0, 0, 0, 7, ""));
 }
 
-TEST(Array, MovingTakesTheStorageAndLeavesAnEmptyArray) {
+TEST(Array, MoveLeavesAnEmptyArray) {
   static_assert(std::is_nothrow_move_constructible_v<CharArray> &&
                 std::is_nothrow_move_assignable_v<CharArray>);
   short const numbers[] = {1, 2, 3};
@@ -230,7 +230,7 @@ TEST(Array, MovingTakesTheStorageAndLeavesAnEmptyArray) {
   }
 }
 
-TEST(Array, HandsOutTheRangeOfItsElements) {
+TEST(Array, IteratesOverItsElements) {
   double const numbers[] = {1.5, -2, 7};
   DoubleArray doubles(numbers, 3);
   for (double &number : doubles) {
@@ -253,7 +253,7 @@ TEST(Array, ComparesSizesAndBytes) {
   EXPECT_FALSE(DoubleArray(&zero, 1) == DoubleArray(&minus_zero, 1));
 }
 
-TEST(Array, TypedAccessNeverLeavesTheElements) {
+TEST(Array, TypedAccessStaysInBounds) {
   float const numbers[] = {1.5F, -2};
   DoubleArray doubles(numbers, 2);
   doubles[1] += 1;
@@ -272,7 +272,7 @@ TEST(Array, TypedAccessNeverLeavesTheElements) {
   EXPECT_EQ(text_of(CharArray("a\0b", 3)), std::string("a\0b", 3));
   EXPECT_EQ(CharArray("abc", -1).size(), 0U);
   EXPECT_EQ(CharArray(nullptr).size(), 0U);
-  // Elements of another size come with a flattened form.
+  // A flattened array can change the element size.
   EXPECT_EQ(doubles.unflatten(flat(1, 32, 0, 0, std::string(32, 'x')).c_str()), OK);
   EXPECT_EQ(doubles[31], 0);
   EXPECT_EQ(doubles[9], 0);

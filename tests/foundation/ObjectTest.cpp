@@ -28,7 +28,7 @@ public:
   using ObjectImpl::maybe_unlock;
 
 private:
-  // Counts itself meanwhile, as what an object owns may do.
+  // Counts during the destruction, as a member of the object might.
   ~Thing() override { *deleted_ += remove_ref() == 0 && ref_count() == 0 ? 1 : 100; }
 
   int *deleted_;
@@ -57,7 +57,7 @@ TEST(Object, IsCountedAndDeletedInEveryMode) {
   }
 }
 
-TEST(Object, DefaultIsForObjectsMadeLaterAndPrintLeavesHexadecimal) {
+TEST(Object, DefaultModeIsForLaterObjectsAndPrintIsHexadecimal) {
   int deleted = 0;
   auto *const before = new Thing(&deleted);
   ObjectImpl::ThreadSafety const first = ObjectImpl::_default_thread_safety;
@@ -81,7 +81,7 @@ TEST(Object, DefaultIsForObjectsMadeLaterAndPrintLeavesHexadecimal) {
   after->remove_ref();
 }
 
-TEST(Object, IsCountedByManyThreadsAlsoWithoutItsMutex) {
+TEST(Object, ThreadsCountEvenIfItsMutexCannotBeCreated) {
   for (bool has_mutex : {true, false}) {
     for (ObjectImpl::ThreadSafety mode :
          {ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}) {
@@ -107,8 +107,8 @@ TEST(Object, IsCountedByManyThreadsAlsoWithoutItsMutex) {
   }
 }
 
-// A thread that lets go under the lock is no owner while it releases the lock.
-TEST(Object, IsThereUntilItsLockIsReleased) {
+// A thread that calls remove_ref under the lock is no longer an owner when it releases the lock.
+TEST(Object, LivesUntilItsLockIsReleased) {
   for (int i = 0; i < 500; ++i) {
     int deleted = 0;
     auto *const thing = new Thing(&deleted, ObjectImpl::SAFETY_PER_OBJECT);
@@ -143,15 +143,15 @@ TEST(Object, OtherThreadsWaitForTheLock) {
       started.set_value();
       EXPECT_TRUE(!is_shared || neighbour->add_ref() == 2);
       EXPECT_EQ(thing->add_ref(), 2U);
-      EXPECT_TRUE(thing->maybe_lock()); // and ends without giving it back
+      EXPECT_TRUE(thing->maybe_lock()); // and ends without releasing it
     });
     started.get_future().wait();
-    std::this_thread::sleep_for(std::chrono::milliseconds(10)); // in which it must not step
+    std::this_thread::sleep_for(std::chrono::milliseconds(10)); // in which it must not count
     EXPECT_EQ(neighbour->ref_count(), is_shared ? 1U : 2U);
     EXPECT_EQ(thing->ref_count(), 1U);
     EXPECT_TRUE(thing->maybe_unlock());
     other.join();
-    EXPECT_EQ(thing->remove_ref(), 1U); // takes the lock although its last owner is lost
+    EXPECT_EQ(thing->remove_ref(), 1U); // acquires the lock after its owner ended
     EXPECT_EQ(thing->remove_ref(), 0U);
     EXPECT_EQ(neighbour->remove_ref(), 1U);
     EXPECT_EQ(neighbour->remove_ref(), 0U);
@@ -159,7 +159,7 @@ TEST(Object, OtherThreadsWaitForTheLock) {
   }
 }
 
-// The library's destructors run beside threads that still count.
+// Other threads still count while the library's destructors run.
 Role const end_counting("end-counting", [](Role::Arguments const &) {
   static int deleted = 0;
   static auto *const thing = new Thing(&deleted, ObjectImpl::SAFETY_GLOBAL);
@@ -174,7 +174,7 @@ Role const end_counting("end-counting", [](Role::Arguments const &) {
   return 0;
 });
 
-TEST(Object, IsCountedUntilTheProcessIsGone) {
+TEST(Object, ThreadsCountUntilTheProcessEnds) {
   for (int i = 0; i < 30; ++i) {
     ASSERT_EQ(run_child("end-counting", {}, {}).status, 0);
   }

@@ -33,7 +33,7 @@ TEST(StringUtils, TrimsAndKeepsTheFirstOfARun) {
   EXPECT_EQ(text, "\x80");
 }
 
-TEST(StringUtils, WithoutMemoryTrimIsEmptyAndSplitAddsNothing) {
+TEST(StringUtils, IfOutOfMemoryTrimIsEmptyAndSplitAddsNothing) {
   std::string const text(100, 'x'), two = text + "," + text;
   std::string trimmed = "stale";
   Fields fields = {"kept"};
@@ -50,8 +50,8 @@ TEST(StringUtils, WithoutMemoryTrimIsEmptyAndSplitAddsNothing) {
 }
 
 TEST(StringUtils, EachClassHasItsMembers) {
-  // A class is told by which of these it takes: control, space, punctuation, digit, then letters.
-  std::string const samples = "\x01 .7Ggf", none = "\xFF"; // which none takes
+  // Control, space, punctuation, digit, then letters: each class has a different subset.
+  std::string const samples = "\x01 .7Ggf", none = "\xFF"; // in no class
   struct {
     StringUtils::CharacterClass character_class;
     char const *others;
@@ -83,9 +83,9 @@ TEST(StringUtils, SplitsAtEveryDelimiterAndAppends) {
 }
 
 constexpr char UNTOUCHED = '#';
-constexpr auto NO_CHARACTER = static_cast<wint_t>(0xFFFE); // which the C locale does not know
+constexpr auto NO_CHARACTER = static_cast<wint_t>(0xFFFE); // not in the C locale
 
-TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
+TEST(Formatting, StaysInTheBufferAndReturnsTheLength) {
   constexpr int NEGATIVE = INT_MIN;
   struct {
     char const *value, *text;
@@ -108,7 +108,7 @@ TEST(Formatting, KeepsToTheBufferAndTellsTheLength) {
   char const *no_format = nullptr;
   char buffer = UNTOUCHED;
   char several[] = "stale";
-  EXPECT_EQ(ovra_snprintf(several, 5, "%lc", NO_CHARACTER) < 0, !ON_WINDOWS); // which drops it
+  EXPECT_EQ(ovra_snprintf(several, 5, "%lc", NO_CHARACTER) < 0, !ON_WINDOWS); // Windows drops it
   EXPECT_STREQ(several, "");
   EXPECT_EQ(ovra_snprintf(&buffer, 1, no_format, 1), 0);
   EXPECT_EQ(buffer, '\0');

@@ -10,43 +10,44 @@ class IAcquirable;
 
 /// Holds an acquirable until the end of a block.
 ///
-/// Acquiring may fail: when the target has no mutex, and once after a thread ended while it held
-/// the mutex. The lock then holds nothing, and releases nothing at the end. The constructor cannot
-/// report that: `acquire` tells whether the lock holds the target, and if it does not, tries again.
-/// That succeeds after a thread ended inside; what the mutex guards may then be half changed.
+/// Acquiring fails if the target has no mutex, and once after a thread ended while it held the
+/// mutex. The lock then holds nothing and releases nothing. The constructor cannot report that:
+/// call `acquire`, which retries and returns whether the lock holds the target. After a thread
+/// ended while holding the mutex the retry succeeds, but the data that the mutex guards may be
+/// inconsistent.
 ///
 ///     AcquirableLock lock(mutex);
 ///     if (!lock.acquire()) {
 ///       return RESULT_ACQUISITION_ERROR;
 ///     }
 ///
-/// Lives on the stack of the thread that made it and is used by that thread alone.
+/// For the stack and the use of one thread.
 class OSTBASE_API OSTBASE_SCOPED_CAPABILITY AcquirableLock {
 public:
-  /// Acquires the target at once. @param target  borrowed; outlives the lock.
+  /// Acquires the target. @param target  borrowed; outlives the lock.
   explicit AcquirableLock(IAcquirable &target) OSTBASE_ACQUIRE(target);
 
-  /// The same; a lock on a null pointer holds nothing, and every operation returns false.
+  /// The same. If the pointer is null, the lock holds nothing and every operation returns false.
   explicit AcquirableLock(IAcquirable *target) OSTBASE_ACQUIRE(target);
 
   AcquirableLock(AcquirableLock const &) = delete;
   AcquirableLock &operator=(AcquirableLock const &) = delete;
 
-  /// Releases the target if, and only if, the lock holds it.
+  /// Releases the target if the lock holds it.
   virtual ~AcquirableLock() OSTBASE_RELEASE();
 
-  /// Acquires the target unless the lock holds it already, in which case the target is not called:
-  /// it is held once, however often this is called.
-  /// @return whether the lock holds it now.
+  /// Acquires the target unless the lock holds it already: repeated calls acquire it once.
+  /// @return whether the lock now holds the target.
   virtual bool acquire();
 
-  /// Releases the target early. Afterwards the lock does not hold it, whatever the target returned.
-  /// @return what the target's release returned; false when the lock did not hold it.
+  /// Releases the target before the end of the block. The lock no longer holds it, even if the
+  /// target's `release` fails.
+  /// @return the result of the target's `release`; false if the lock did not hold the target.
   virtual bool release();
 
 private:
   IAcquirable *target_; // borrowed; may be null
-  bool acquired_;       // whether this lock holds the target
+  bool acquired_;
 };
 
 } // namespace Ostrel

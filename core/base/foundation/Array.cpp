@@ -16,7 +16,7 @@ constexpr unsigned int FIRST_CAPACITY = 32; // elements, at the first growth of 
 constexpr std::uint64_t MAX_COUNT = std::numeric_limits<unsigned int>::max();
 constexpr std::uint64_t MAX_BYTES = std::numeric_limits<std::ptrdiff_t>::max();
 
-// The words of a flattened array's header.
+// The 32-bit words of the header of a flattened array.
 enum Word : std::size_t { ELEMENT_SIZE, SIZE, CAPACITY, STEP_SIZE, RESERVED, WORD_COUNT };
 constexpr std::size_t WORD_BYTES = 4;
 constexpr std::size_t HEADER_BYTES = WORD_COUNT * WORD_BYTES;
@@ -41,7 +41,7 @@ Header read_header(char const *buffer) {
   return header;
 }
 
-// Where there is nothing to copy, either pointer may be null.
+// Either pointer may be null if `bytes` is 0.
 void copy(char *to, void const *from, std::uint64_t bytes) {
   if (bytes > 0) {
     std::memcpy(to, from, static_cast<std::size_t>(bytes));
@@ -199,7 +199,7 @@ unsigned long Array::allocate(unsigned int capacity) {
   if (result != RESULT_SUCCESS) {
     return result;
   }
-  static_cast<void>(data_.release()); // the caller's from here on
+  static_cast<void>(data_.release()); // now owned by the caller
   data_ = std::move(block);
   capacity_ = capacity;
   return RESULT_SUCCESS;
@@ -214,7 +214,7 @@ unsigned long Array::expand(unsigned int count) {
   return move_to_block(grown_capacity(count), size_);
 }
 
-// Appends an element whose value may have another size.
+// Appends a value of a size other than the element size.
 unsigned long Array::push_back_value(void const *value, unsigned int value_size) {
   if (size_ == capacity_) {
     unsigned long const result = expand(1);
@@ -230,8 +230,7 @@ unsigned long Array::push_back_value(void const *value, unsigned int value_size)
   return RESULT_SUCCESS;
 }
 
-// Computed where the steps may be many: 4,000 million steps of one element are no way to find out
-// that there is no memory.
+// Computed without a loop for a fixed step: a step of one element could need 4,000 million passes.
 std::uint64_t Array::grown_capacity(unsigned int count) const noexcept {
   std::uint64_t const required = static_cast<std::uint64_t>(size_) + count;
   if (required <= capacity_) {
@@ -259,7 +258,7 @@ unsigned long Array::make_block(std::uint64_t capacity, Block *block) const {
   return *block != nullptr ? RESULT_SUCCESS : RESULT_OUT_OF_MEMORY;
 }
 
-// Takes a new block with copies of the first `size` elements.
+// Replaces the storage by a new block with copies of the first `size` elements.
 unsigned long Array::move_to_block(std::uint64_t capacity, unsigned int size) {
   Block block;
   unsigned long const result = make_block(capacity, &block);
@@ -273,7 +272,7 @@ unsigned long Array::move_to_block(std::uint64_t capacity, unsigned int size) {
   return RESULT_SUCCESS;
 }
 
-// Whether the storage holds that many bytes from an element on, with their alignment.
+// Whether `bytes` bytes starting at an element are aligned and within the storage.
 bool Array::has_room_at(unsigned int index, std::size_t bytes) const noexcept {
   std::uint64_t const begin = static_cast<std::uint64_t>(index) * element_size_;
   std::uint64_t const end = static_cast<std::uint64_t>(capacity_) * element_size_;

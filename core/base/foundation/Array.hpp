@@ -14,32 +14,30 @@
 
 namespace Ostrel {
 
-/// A growable block of equally sized elements, whose size in bytes is chosen at run time.
+/// A growable block of elements of one size, which is chosen at run time.
 ///
-/// A value: copies are independent. Elements are copied as raw bytes; what they point to is not
-/// owned. Not synchronised: one thread at a time. All counts are in elements. Where a
-/// number of elements does not fit 32 bits, or its memory cannot be had, the result is
-/// `RESULT_OUT_OF_MEMORY`; where elements of 0 bytes would need storage, `RESULT_FAILURE`. Unless
-/// something else is said, the array is then as before. Sources and buffers must not be part of the
-/// array's own storage.
+/// A value: copies are independent. Elements are copied as raw bytes; the array does not own what
+/// they point to. Not synchronised: one thread at a time. All counts are in elements. An operation
+/// that needs storage returns `RESULT_OUT_OF_MEMORY` if the number of elements does not fit 32 bits
+/// or the allocation fails, and `RESULT_FAILURE` if the element size is 0. After a failure the
+/// array is unchanged unless the operation says otherwise. Sources and buffers must not overlap the
+/// array's storage.
 class OSTBASE_API Array {
 public:
-  /// Makes an empty array without storage. @param element_size  in bytes.
+  /// Creates an empty array without storage. @param element_size  in bytes.
   explicit Array(unsigned int element_size) noexcept : element_size_(element_size) {}
 
-  /// Appends the other's elements to an empty array with its step size: the capacity is not copied.
-  /// Empty without memory.
+  /// Copies the elements and the step size; the capacity is not copied. Empty if out of memory.
   Array(Array const &other);
 
-  /// The same, in place of what the array held. An array assigned to itself stays as it is.
+  /// Clears the array, then does the same. Self-assignment does nothing.
   Array &operator=(Array const &other);
 
-  /// Takes over the other's elements, capacity and step size (addition). The other is then empty,
-  /// keeps its element size and step size, and works as before.
+  /// Moves the elements and the capacity and copies the step size (addition). The other array is
+  /// then empty, keeps its element size and step size, and remains usable.
   Array(Array &&other) noexcept;
 
-  /// The same, in place of what the array held (addition). An array assigned to itself stays as it
-  /// is.
+  /// Frees the storage, then does the same (addition). Self-assignment does nothing.
   Array &operator=(Array &&other) noexcept;
 
   ~Array() = default;
@@ -49,78 +47,82 @@ public:
   unsigned int capacity() const noexcept { return capacity_; }
   unsigned int step_size() const noexcept { return step_size_; }
 
-  /// The elements, until the array next changes; null while there is no storage.
+  /// Returns the elements; valid until the array is next changed. Null without storage.
   void const *data() const noexcept { return data_.get(); }
 
-  /// Sets by how many elements a capacity grows at a time; 0 doubles it. The first is always 32.
+  /// Sets by how many elements the capacity grows at a time; 0 doubles it. The first capacity is
+  /// always 32.
   void set_step_size(unsigned int step_size) noexcept { step_size_ = step_size; }
 
   /// Appends copies of `count` elements.
   ///
   /// @param source  borrowed; may be null if `count` is 0.
-  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null), or as the class says.
+  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null), or a failure to allocate as above.
   unsigned long push_back_data(void const *source, unsigned int count);
 
-  /// Sets the size; new elements are filled with zeros. Growth moves the elements in any case.
+  /// Sets the size; new elements are filled with zeros. If the size grows, the elements are always
+  /// moved to new storage.
   unsigned long resize(unsigned int size);
 
-  /// Sets the size; new elements are what the storage holds. Growth that fails leaves the size.
+  /// Sets the size; new elements are not initialised. If the storage cannot grow, the size stays.
   void set_size(unsigned int size);
 
-  /// Replaces the storage by one of exactly that many elements.
+  /// Replaces the storage by a block of exactly `capacity` elements.
   ///
   /// @param preserve_elements  true: as many elements as fit are kept; false: none.
-  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (capacity 0), or as the class says.
+  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (capacity 0), or a failure to allocate as
+  ///         above.
   unsigned long set_capacity(unsigned int capacity, bool preserve_elements);
 
-  /// Removes `count` elements from `index` on; the storage stays.
+  /// Removes `count` elements, starting at `index`; the capacity does not change.
   /// @return `RESULT_SUCCESS` or `RESULT_OUT_OF_BOUND` (also for a count of 0).
   unsigned long remove(unsigned int index, unsigned int count);
 
-  /// Releases the storage.
+  /// Removes all elements and frees the storage.
   void clear() noexcept;
 
   /// Writes the array into one buffer: five 32-bit little-endian words (element size, size,
-  /// capacity, step size, 0), then the elements as they are.
+  /// capacity, step size, 0), then the bytes of the elements.
   ///
   /// @param length  receives the length in bytes; 0 on failure.
-  /// @return the buffer, which the caller releases with `delete[]`; null without memory, and when
-  ///         the length does not fit 32 bits.
+  /// @return the buffer, which the caller frees with `delete[]`; null if out of memory or if the
+  ///         length does not fit 32 bits.
   char *flatten(unsigned int &length) const;
 
-  /// Replaces the array by what `flatten` wrote, with the element size and the step size from
-  /// there. The capacity grows as ever.
+  /// Replaces the array by the one that `flatten` wrote, including its element size and step size.
+  /// The capacity follows from growth, not from the buffer.
   ///
-  /// @param buffer  trusted to be complete, with any alignment; borrowed.
-  /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` (null), with the array unchanged; or as
-  ///         the class says, with the array empty.
+  /// @param buffer  borrowed, of any alignment; its header and length are trusted.
+  /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` (null), with the array unchanged; or a
+  ///         failure to allocate as above, with the array empty.
   unsigned long unflatten(char const *buffer);
 
-  /// The same for a buffer that comes from outside (addition), and may change meanwhile. What
-  /// follows the elements is ignored. The step size, which says how much memory the array takes
-  /// when it grows, is whatever the buffer says.
+  /// The same for an untrusted buffer (addition), which may change during the call. Bytes after the
+  /// elements are ignored. The step size is not checked: it decides how much memory later growth
+  /// allocates.
   ///
-  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null, shorter than its header or its
-  ///         elements, or another element size than the array's), or as the class says.
+  /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null, too short for the header or the
+  ///         elements, or of another element size than the array), or a failure to allocate as
+  ///         above.
   unsigned long unflatten(char const *buffer, unsigned int length);
 
-  /// Whether element sizes, sizes and all bytes of the elements are the same.
+  /// Compares the element sizes, the sizes and the bytes of the elements.
   bool operator==(Array const &other) const noexcept;
   bool operator!=(Array const &other) const noexcept { return !(*this == other); }
 
 protected:
-  /// Takes a new block of that many elements as storage. The elements are not copied, and the old
-  /// block is the caller's, who releases it with `delete[]`.
+  /// Replaces the storage by a new block of `capacity` elements without copying any. The old block
+  /// is handed over to the caller, to be freed with `delete[]`.
   unsigned long allocate(unsigned int capacity);
 
-  /// The capacity that room for `count` more elements takes; 0 when it does not fit 32 bits.
+  /// Returns the capacity after growing for `count` more elements; 0 if it does not fit 32 bits.
   unsigned int next_capacity(unsigned int count) const noexcept;
 
-  /// Moves the elements to a new block with room for `count` more. `RESULT_FAILURE` also for an
-  /// empty array and a `count` of 0.
+  /// Moves the elements to a new block with room for `count` more. Also returns `RESULT_FAILURE` if
+  /// the array has no storage and `count` is 0.
   unsigned long expand(unsigned int count);
 
-  /// The address of an element; null from the size on.
+  /// Returns the address of an element; null if the index is out of range.
   char const *get_element_pointer(unsigned int index) const noexcept {
     return index < size_ ? data_.get() + static_cast<std::size_t>(index) * element_size_ : nullptr;
   }
@@ -140,52 +142,51 @@ private:
   }
 
   unsigned int element_size_; // in bytes
-  unsigned int size_ = 0;     // at most capacity_
+  unsigned int size_ = 0;
   unsigned int capacity_ = 0;
   unsigned int step_size_ = 0; // 0 doubles
   Block data_;                 // capacity_ elements; null for none
 };
 
-/// What arrays of one type of element share. Not meant to be named by users.
+/// The common base of the typed arrays below; not for direct use.
 ///
-/// A flattened form may bring elements of another size. A value that is appended to them is cut, or
-/// filled up with zeros, an index returns what begins at its element, and the range from `begin` to
-/// `end` is empty.
+/// `unflatten` without a length can change the element size. Then a value that is appended is
+/// truncated or padded with zeros, an index returns the bytes that start at its element, and the
+/// range from `begin` to `end` is empty.
 template <typename Element> class OSTBASE_API TypedArray : public Array {
 public:
-  /// Appends an element. @return `RESULT_SUCCESS`, or as `Array` says.
+  /// Appends an element. @return `RESULT_SUCCESS`, or a failure to allocate as `Array` says.
   unsigned long push_back(Element value) {
     if (size_ == capacity_ || element_size_ != sizeof value) {
       return push_back_value(&value, sizeof value);
     }
-    // Stored as an element: of most types the compiler knows it to be none of the fields beside it.
+    // A typed store: for most element types the compiler may assume that it changes no field.
     reinterpret_cast<Element *>(data_.get())[size_] = value;
     ++size_;
     return RESULT_SUCCESS;
   }
 
-  /// `Array::data` as elements (addition): valid until the array next changes; null while there is
-  /// no storage.
+  /// Returns the elements (addition); valid until the array is next changed. Null without storage.
   Element *data() noexcept { return reinterpret_cast<Element *>(data_.get()); }
   Element const *data() const noexcept { return reinterpret_cast<Element const *>(data_.get()); }
 
-  /// The range of the elements (addition), valid until the array next changes.
+  /// The range of the elements (addition); valid until the array is next changed.
   Element *begin() noexcept { return data(); }
   Element *end() noexcept { return data() + typed_size(); }
   Element const *begin() const noexcept { return data(); }
   Element const *end() const noexcept { return data() + typed_size(); }
 
-  /// Returns an element to read and to change. An index out of range returns a spare element, which
-  /// all arrays of the class share: every call sets it to zero, and what is stored there is lost.
-  /// To store there while another thread indexes an array of the class is a data race. The spare
-  /// also stands for what would not be aligned, or not lie within the storage, because the array
-  /// took over elements of another size.
+  /// Returns an element to read or change. If the index is out of range, returns a spare element
+  /// that all arrays of the class share: every call sets it to zero, and a value stored there is
+  /// lost. Storing there while another thread indexes an array of the class is a data race. The
+  /// spare is also returned if, after a change of the element size, the address is misaligned or
+  /// the element would reach beyond the storage.
   Element &operator[](unsigned int index) const noexcept {
     Element &spare = zero_spare();
     char const *const element = get_element_pointer(index);
-    bool const is_there = element != nullptr && (element_size_ % sizeof(Element) == 0 ||
-                                                 has_room_at(index, sizeof(Element)));
-    return is_there ? *reinterpret_cast<Element *>(const_cast<char *>(element)) : spare;
+    bool const is_usable = element != nullptr && (element_size_ % sizeof(Element) == 0 ||
+                                                  has_room_at(index, sizeof(Element)));
+    return is_usable ? *reinterpret_cast<Element *>(const_cast<char *>(element)) : spare;
   }
 
 protected:
@@ -197,8 +198,8 @@ protected:
 private:
   unsigned int typed_size() const noexcept { return element_size_ == sizeof(Element) ? size_ : 0; }
 
-  // Compared by its bytes, as -0.0 is not zero. Written only when needed: threads that merely read
-  // their arrays do not wait for each other's caches.
+  // Compared by bytes, because -0.0 == 0.0. Written only if it is not zero, so that threads that
+  // only read do not contend for the cache line.
   static Element &zero_spare() noexcept {
     Element const stored = _spare.load(std::memory_order_relaxed);
     std::array<char, sizeof stored> bytes;
@@ -210,7 +211,7 @@ private:
     return reinterpret_cast<Element &>(_spare);
   }
 
-  static std::atomic<Element> _spare; // the library's, one for the process
+  static std::atomic<Element> _spare; // defined in the library: one for the process
 };
 
 template <> OSTBASE_API std::atomic<char> TypedArray<char>::_spare;
@@ -219,18 +220,18 @@ template <> OSTBASE_API std::atomic<std::int32_t> TypedArray<std::int32_t>::_spa
 template <> OSTBASE_API std::atomic<void *> TypedArray<void *>::_spare;
 template <> OSTBASE_API std::atomic<double> TypedArray<double>::_spare;
 
-/// Constructors that take elements, here and below, make an empty array of a null pointer, and when
-/// there is no memory; those that say "one by one" leave out just the elements for which there is
-/// none.
+/// The constructors here and below that take elements create an empty array if the pointer is null
+/// or if out of memory. Those that append one by one drop only the elements that do not fit into
+/// memory.
 class OSTBASE_API CharArray : public TypedArray<char> {
 public:
   CharArray() = default;
-  /// Takes the characters of a terminated text one by one, without the terminator.
+  /// Appends the characters of a text one by one, without the terminator.
   explicit CharArray(char const *text);
-  /// Takes bytes one by one. @param count  none when negative.
+  /// Appends bytes one by one. @param count  a negative one counts as 0.
   CharArray(char const *bytes, int count);
 
-  /// What `data` returns.
+  /// The same as `data`.
   char const *get_char_data() const noexcept { return data(); }
   char *get_char_data() noexcept { return data(); }
 };
@@ -238,15 +239,13 @@ public:
 class OSTBASE_API ShortArray : public TypedArray<short> {
 public:
   ShortArray() = default;
-  /// Takes the elements at once.
   ShortArray(short const *elements, unsigned int count) : TypedArray(elements, count) {}
 };
 
-/// Its elements have 32 bits, whatever a `long` has.
+/// Its elements have 32 bits, independent of the size of `long`.
 class OSTBASE_API LongArray : public TypedArray<std::int32_t> {
 public:
   LongArray() = default;
-  /// Takes the elements at once.
   LongArray(std::int32_t const *elements, unsigned int count) : TypedArray(elements, count) {}
 };
 
@@ -254,10 +253,9 @@ public:
 class OSTBASE_API PointerArray : public TypedArray<void *> {
 public:
   PointerArray() = default;
-  /// Takes the elements at once.
   PointerArray(void const **elements, unsigned int count) { push_back_data(elements, count); }
-  /// The same for pointers to what may be changed (addition). A template, so that a null pointer
-  /// suits the other constructor alone.
+  /// The same for pointers to non-const objects (addition). A template, so that a literal null
+  /// pointer is not ambiguous.
   template <typename Pointer,
             std::enable_if_t<std::is_convertible_v<Pointer *, void *const *>, int> = 0>
   PointerArray(Pointer *elements, unsigned int count)
@@ -267,9 +265,8 @@ public:
 class OSTBASE_API DoubleArray : public TypedArray<double> {
 public:
   DoubleArray() = default;
-  /// Takes the elements at once.
   DoubleArray(double const *elements, unsigned int count) : TypedArray(elements, count) {}
-  /// Takes the elements one by one.
+  /// Appends the elements one by one.
   DoubleArray(float const *elements, unsigned int count);
 };
 

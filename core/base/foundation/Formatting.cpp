@@ -8,7 +8,7 @@ namespace {
 
 constexpr int DOES_NOT_FIT = -1;
 
-// Without a buffer, the empty text alone fits.
+// Without a buffer only the empty text fits.
 int format_without_buffer(char const *format, va_list arguments) OSTBASE_PRINTF(1, 0);
 
 int format_without_buffer(char const *format, va_list arguments) {
@@ -25,7 +25,7 @@ int ovra_vsnprintf(char *buffer, unsigned int size, char const *format,
   if (buffer == nullptr || size == 0) {
     return format_without_buffer(format, arguments);
   }
-  buffer[0] = '\0'; // for a format that fails before its first character
+  buffer[0] = '\0'; // in case formatting fails before the first character
   int const length = std::vsnprintf(buffer, size, format, arguments);
   buffer[size - 1] = '\0';
   return length < 0 || static_cast<unsigned int>(length) > size ? DOES_NOT_FIT : length;

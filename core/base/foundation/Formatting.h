@@ -2,7 +2,7 @@
 #pragma once
 
 /// @file
-/// Bounded formatting; C can read this header as well.
+/// Bounded formatting, for C and C++.
 
 #include "core/base/foundation/Export.h"
 
@@ -13,18 +13,18 @@ extern "C" {
 #include <stdarg.h>
 #endif
 
-/// Formats into a buffer of `size` characters, which is terminated whatever happens.
+/// Formats into a buffer of `size` characters and always terminates it.
 ///
-/// Nothing is written when the buffer is null or `size` is 0. A null format is an empty one.
+/// Writes nothing if the buffer is null or `size` is 0. A null format is an empty one.
 ///
-/// @return the length of the text when it is shorter than `size` and so stands in the buffer whole;
-///         `size` when the text has exactly that length, of which the last character is lost; a
-///         negative value when it is longer, or cannot be formatted. Without a buffer: 0 for an
-///         empty text and a negative value for any other.
+/// @return the length of the text if it is less than `size`; `size` if the text has exactly that
+///         length, in which case its last character is lost; a negative value if the text is longer
+///         or cannot be formatted. Without a buffer: 0 for an empty text, otherwise a negative
+///         value.
 OSTBASE_API int ovra_vsnprintf(char *buffer, unsigned int size, char const *format,
                                va_list arguments) OSTBASE_NOEXCEPT OSTBASE_PRINTF(3, 0);
 
-/// The same with the values given one by one.
+/// The same with a variable number of arguments.
 OSTBASE_API int ovra_snprintf(char *buffer, unsigned int size, char const *format,
                               ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(3, 4);
 

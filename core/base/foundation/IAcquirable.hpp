@@ -6,20 +6,20 @@
 
 namespace Ostrel {
 
-/// Something that is taken for exclusive use and given back.
+/// An object that is acquired for exclusive use and then released, such as a mutex.
 ///
-/// No object is deleted through this interface: it has no virtual destructor.
+/// Objects are not deleted through this interface: it has no virtual destructor.
 class OSTBASE_API OSTBASE_CAPABILITY IAcquirable {
 public:
-  /// Takes the object, waiting as long as needed.
+  /// Acquires the object; waits as long as necessary.
   /// @return true on success.
   virtual bool acquire() = 0;
 
-  /// Gives the object back.
+  /// Releases the object.
   /// @return true on success.
   virtual bool release() = 0;
 
-  /// Whether the object is currently taken.
+  /// Whether the object is currently acquired.
   virtual bool is_acquired() const = 0;
 
 protected:

@@ -10,36 +10,35 @@ namespace Ostrel {
 
 /// An object with several owners, deleted when the last of them calls `remove_ref`.
 ///
-/// The creator is the first owner. `ObjectImpl` is the ready-made implementation of the counting.
+/// The creator is the first owner. `ObjectImpl` implements the counting.
 class OSTBASE_API IObject {
 protected:
-  // Declared first to have the first slot in the table of virtual functions. Users call
-  // `remove_ref` instead.
+  // Declared first, so that it has the first slot of the virtual table. Users call `remove_ref`.
   virtual ~IObject();
 
 public:
-  /// Makes the caller an owner.
-  /// @return the number of owners, the caller included.
+  /// Adds an owner.
+  /// @return the new number of owners.
   virtual unsigned int add_ref() = 0;
 
-  /// Ends the caller's ownership; the last owner's call deletes the object.
-  /// @return the number of owners that are left.
+  /// Removes an owner; deletes the object when it was the last one.
+  /// @return the new number of owners.
   virtual unsigned int remove_ref() = 0;
 
   /// Returns the number of owners.
   virtual unsigned int ref_count() = 0;
 
-  /// Asks for another interface of the object.
+  /// Queries the object for another interface.
   ///
   /// @param interface_id    identifier of the interface.
   /// @param interface_name  its name, borrowed.
   /// @param result          receives the interface; untouched on failure.
-  /// @return `RESULT_SUCCESS`, or a code of the implementation's choice.
+  /// @return `RESULT_SUCCESS`, or a code that the implementation chooses.
   virtual unsigned long obtain_interface(unsigned long interface_id, char const *interface_name,
                                          void **result) = 0;
 
   /// Writes a short description: "{IObject ", the object's address and "}".
-  /// @param stream  left in hexadecimal, and otherwise as it was.
+  /// @param stream  left in hexadecimal mode, otherwise unchanged.
   virtual void print(std::ostream &stream) const;
 };
 

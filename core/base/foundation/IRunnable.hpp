@@ -5,11 +5,10 @@
 
 namespace Ostrel {
 
-/// A piece of work. Nothing in the library runs one; it is for those who hand work to each other.
+/// A piece of work that one component of a program hands to another. The library runs none itself.
 class OSTBASE_API IRunnable {
 public:
-  /// Does the work. What it needs and what becomes of it are the object's own: it takes no argument
-  /// and gives no result.
+  /// Does the work. Its input and its result are members of the implementing class.
   virtual void run() = 0;
 
   virtual ~IRunnable() = default;

@@ -35,7 +35,7 @@ unsigned int ObjectImpl::remove_ref() {
     if (count() == 0) {
       return 0;
     }
-    // Unless this was the last owner, another thread may delete the object after the release.
+    // Returned at once: after the lock is released, another owner may delete the object.
     if (unsigned int const left = set_count(count() - 1); left > 0) {
       return left;
     }

@@ -14,8 +14,7 @@ struct ResultText {
   char const *description;
 };
 
-// In ascending order of code and without gaps, which the assertion below holds it to: sorted at
-// compile time, a code is its own place in the table.
+// In ascending order without gaps, checked by the assertion below: a code is its own index.
 constexpr std::array<ResultText, 28> RESULT_TEXTS = {{
     {RESULT_SUCCESS, "RESULT_SUCCESS", "Successful result."},
     {RESULT_FAILURE, "RESULT_FAILURE", "Generic, unspecified failure. Avoid using."},

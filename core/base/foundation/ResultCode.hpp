@@ -37,7 +37,7 @@ enum ResultCode : unsigned int {
   RESULT_UNSUPPORTED_FORMAT = 27, ///< Format not supported
 };
 
-/// The time-out that means to wait without limit.
+/// The time-out that waits without limit.
 extern OSTBASE_API unsigned long const OVRA_INFINITE;
 
 /// Returns the name of a code, for example "RESULT_NOT_FOUND".
@@ -46,8 +46,8 @@ extern OSTBASE_API unsigned long const OVRA_INFINITE;
 ///         Callable from any thread at any time.
 OSTBASE_API char const *result_code_get_name(ResultCode code) noexcept;
 
-/// The same for the result of an operation (addition). All of its bits count: where a `long` has 64
-/// bits, 0x100000000 is not a code.
+/// The same for the result of an operation (addition). All bits count: if `long` has 64 bits,
+/// 0x100000000 is not a code.
 OSTBASE_API char const *result_code_get_name(unsigned long code) noexcept;
 
 /// Returns the one-line description of a code.
@@ -59,7 +59,7 @@ OSTBASE_API char const *result_code_get_str(ResultCode code) noexcept;
 /// The same for the result of an operation (addition).
 OSTBASE_API char const *result_code_get_str(unsigned long code) noexcept;
 
-/// `result_code_get_str` under the name that the interface for C has (addition).
+/// The same as `result_code_get_str`, under the name that the C interface uses (addition).
 inline char const *result_code_get_description(unsigned long code) noexcept {
   return result_code_get_str(code);
 }

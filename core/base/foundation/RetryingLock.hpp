@@ -5,9 +5,9 @@
 
 namespace Ostrel {
 
-/// Holds a mutex until the end of a block, also one that a thread left behind by ending inside: the
-/// first attempt only reports that. On null it holds nothing, and the block runs all the same.
-/// Internal to the library.
+/// Holds a mutex until the end of a block. Retries once, because the first attempt fails if the
+/// previous owner ended while holding the mutex. On a null mutex it holds nothing. Internal to the
+/// library.
 class OSTBASE_SCOPED_CAPABILITY RetryingLock : public AcquirableLock {
 public:
   explicit RetryingLock(IAcquirable *mutex) OSTBASE_ACQUIRE(mutex) : AcquirableLock(mutex) {

@@ -16,7 +16,7 @@ namespace {
 
 using Predicate = int (*)(int);
 
-// What tells whether a character belongs to the class.
+// Returns the test for membership of a class.
 Predicate predicate_of(CharacterClass character_class) {
   switch (character_class) {
   case ALNUM:
@@ -55,39 +55,40 @@ private:
   char delimiter_;
 };
 
-// Membership by class. The locale decides who belongs, so the answers are kept for one call only;
-// asking once for each character that occurs is what makes a long text cheap.
+// Membership by class. Tests each distinct character once, which makes long texts cheap. The cache
+// lasts for one call, because the locale may change between calls.
 class ClassMembers {
 public:
   explicit ClassMembers(CharacterClass character_class)
       : predicate_(predicate_of(character_class)) {
-    answers_.fill(UNKNOWN);
+    cache_.fill(UNKNOWN);
   }
 
   unsigned int operator()(char character) {
     auto const index = static_cast<unsigned char>(character);
-    std::uint8_t const answer = answers_[index];
-    return answer != UNKNOWN ? answer : ask(index);
+    std::uint8_t const cached = cache_[index];
+    return cached != UNKNOWN ? cached : test(index);
   }
 
 private:
   static constexpr std::uint8_t UNKNOWN = 2; // else 1 for a member and 0 for any other
 
-  // Kept out of the loops, which it would slow down.
-  __attribute__((noinline)) std::uint8_t ask(unsigned char character) {
-    return answers_[character] = predicate_(character) != 0 ? 1 : 0;
+  // Not inlined, because that would slow down the loops.
+  __attribute__((noinline)) std::uint8_t test(unsigned char character) {
+    return cache_[character] = predicate_(character) != 0 ? 1 : 0;
   }
 
-  std::array<std::uint8_t, UINT8_MAX + 1> answers_;
+  std::array<std::uint8_t, UINT8_MAX + 1> cache_;
   Predicate predicate_;
 };
 
 bool is_inside(char const *text, std::string const &buffer) {
-  std::less_equal<> const is_not_behind;
-  return is_not_behind(buffer.data(), text) && is_not_behind(text, buffer.data() + buffer.size());
+  std::less_equal<> const is_not_after;
+  return is_not_after(buffer.data(), text) && is_not_after(text, buffer.data() + buffer.size());
 }
 
-// Writes the squeezed text to a buffer of its size, which may be the text itself; gives the end.
+// Writes the trimmed text to a buffer of the same size, which may be the text itself. Returns the
+// end.
 template <typename Membership>
 char *squeeze(char const *text, std::size_t size, Membership &is_member, char *buffer) {
   std::size_t from = 0;
@@ -101,8 +102,8 @@ char *squeeze(char const *text, std::size_t size, Membership &is_member, char *b
     char const character = text[from];
     unsigned int const member = is_member(character);
     *end = character;
-    // A further member of a run is written over by what comes next: without a branch, which real
-    // texts would make the processor guess wrong.
+    // The next character overwrites a repeated member. Branchless, because the branch would be
+    // mispredicted in real texts.
     end += (member & follows_member) ^ 1U;
     follows_member = member;
   }

@@ -11,11 +11,11 @@ namespace Ostrel {
 
 /// Trimming and splitting of 8-bit texts, by one character or by a class of characters.
 ///
-/// All functions may be called from any thread at any time. A null text is an empty one; with a
-/// null `out` nothing happens.
+/// All functions may be called from any thread at any time. A null text is an empty one. If `out`
+/// is null, the functions do nothing.
 namespace StringUtils {
 
-/// The classes of the C library's `isalnum` to `isxdigit`, in the current locale. Any other value
+/// The classes of the C functions `isalnum` to `isxdigit`, in the current locale. Any other value
 /// is a class without members.
 enum CharacterClass : int {
   ALNUM = 0,
@@ -31,17 +31,17 @@ enum CharacterClass : int {
   XDIGIT = 10
 };
 
-/// Takes the delimiter off both ends and leaves one of each run of them inside.
+/// Removes the delimiter from both ends and reduces each run of it inside to one.
 ///
-/// @param out  replaced by the result; empty without memory.
+/// @param out  receives the result; empty if out of memory.
 OSTBASE_API void trim(char const *text, char delimiter, std::string *out);
 
-/// The same for characters of a class: of each run inside, its first character stays.
+/// The same for the characters of a class: each run inside is reduced to its first character.
 OSTBASE_API void trim(char const *text, CharacterClass character_class, std::string *out);
 
-/// Cuts the text at every delimiter, so that k delimiters give k + 1 fields, be they empty.
+/// Splits the text at every delimiter: k delimiters make k + 1 fields, which may be empty.
 ///
-/// @param out  the fields are appended to what it holds; without memory it is left as it was.
+/// @param out  the fields are appended to it; unchanged if out of memory.
 OSTBASE_API void split(char const *text, char delimiter, std::deque<std::string> *out);
 
 /// The same at every character of a class.
