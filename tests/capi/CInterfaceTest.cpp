@@ -20,7 +20,7 @@ namespace {
 using namespace Ostrel;
 using Lines = std::vector<std::string>;
 
-TEST(CInterface, EnumeratorsAreThoseOfTheClasses) {
+TEST(CInterface, EnumeratorsMatchTheClasses) {
   auto const numbers = [](auto... values) { return std::vector<int>{static_cast<int>(values)...}; };
   std::vector<int> codes(28);
   std::iota(codes.begin(), codes.end(), 0);
@@ -65,7 +65,7 @@ TEST(CInterface, EachFunctionHasItsPriority) {
   CapturedLog log("Test.In.C");
   Lines const lines = {"WARN  - w", "WARN  - w [f:1]", "INFO  - i", "INFO  - p", "DEBUG - d [f:1]"};
   struct {
-    int priority, passing; // so many of the lines
+    int priority, passing; // number of the lines that pass
   } const cases[] = {{299, 0}, {300, 2}, {399, 2}, {400, 4}, {499, 4}, {500, 5}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.priority);
@@ -82,13 +82,13 @@ TEST(CInterface, EachFunctionHasItsPriority) {
 TEST(CInterface, ARootWithoutPriorityIsReportedOnce) {
   LoggingCategory::set_root_priority(LoggingPriority::NOT_SET);
   testing::internal::CaptureStderr();
-  EXPECT_TRUE(ovra_log__warn_no_debug("Test.Heir", "w"));
+  EXPECT_TRUE(ovra_log__warn_no_debug("Test.Inheriting", "w"));
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "NOT SET - <ROOT CATEGORY NOT SET>\nWARN  - w\n");
   LoggingCategory::set_root_priority(LoggingPriority::INFO);
 }
 
-TEST(CInterface, LackOfMemoryIsToldAndKeptIn) {
+TEST(CInterface, OutOfMemoryIsReported) {
   constexpr char LONG[] = "a name that needs memory of its own";
   double value = 0;
   std::function<unsigned long()> const operations[] = {

@@ -22,9 +22,9 @@ using namespace Ostrel;
 std::string const BANNER = "\n*** t  ***\nRunning tests...\n",
                   FAIL = std::string(65, ' ') + "FAIL\n";
 
-// Starts, and ends in the way of that number.
+// Ends the program in the way with the given number.
 Role const end("end", [](Role::Arguments const &arguments) {
-  static char buffer[BUFSIZ]; // which the C library takes also after the first output
+  static char buffer[BUFSIZ]; // accepted by the C library even after output
   void (*const ways[])(TestUtils &) = {
       [](TestUtils &) {},
       [](TestUtils &t) { t.exit(); },
@@ -144,7 +144,7 @@ TEST(TestUtils, ReadsTheCommandLine) {
   }
 }
 
-TEST(TestUtils, HardwareIsLeftAloneWhenMemoryLacks) {
+TEST(TestUtils, IsNotInteractiveIfOutOfMemory) {
   set_variable("OSTREL_TEST_HARDWARE", std::string(100, 'n').c_str());
   set_variable("srcdir", nullptr);
   fail_allocation(0);
@@ -153,7 +153,7 @@ TEST(TestUtils, HardwareIsLeftAloneWhenMemoryLacks) {
   set_variable("OSTREL_TEST_HARDWARE", nullptr);
 }
 
-TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
+TEST(TestUtils, SetsUpTheEnvironmentUnlessOutOfMemory) {
   CapturedLog log("Ostrel.Core.Base.TestUtils");
   char core[] = "ostrel-core/t", *argv[] = {core};
   set_variable("OSTREL_CONFIG_PATH", "V");
@@ -170,7 +170,7 @@ TEST(TestUtils, SetsUpTheEnvironmentUnlessMemoryLacks) {
   }
   testing::internal::GetCapturedStderr();
   EXPECT_EQ(path.find("V;"), 0U);
-  EXPECT_NE(path.rfind(';'), 1U); // twice, as often as told
+  EXPECT_NE(path.rfind(';'), 1U); // two directories: `init` succeeded twice
   EXPECT_FALSE(Platform::get_environment_variable("OSTREL_CONFIG_PATH", nullptr));
   EXPECT_EQ(log.take(), std::vector<std::string>{
                             "ERROR - Could not allocate EnvironmentSetup! -- out of memory?"});

@@ -47,7 +47,7 @@ TEST(Units, EachNameHasItsSize) {
       EXPECT_EQ(Units::convert_units(c.type, name, 7.7, c.names[0], &same), RESULT_SUCCESS);
       EXPECT_EQ(there, 7.7 * c.factor);
       EXPECT_EQ(back, 7.7 / c.factor);
-      EXPECT_EQ(same, 7.7 * c.factor / c.factor); // to the last bit, also for one unit
+      EXPECT_EQ(same, 7.7 * c.factor / c.factor); // to the last bit, even to the same unit
       EXPECT_EQ(Units::set_default_units(c.type, name), RESULT_SUCCESS);
       EXPECT_EQ(default_of(c.type), name);
       EXPECT_EQ(Units::set_default_units(c.type, bases[c.type]), RESULT_SUCCESS);
@@ -59,7 +59,7 @@ TEST(Units, EachNameHasItsSize) {
   }
 }
 
-TEST(Units, FailuresChangeNothingAndAreTold) {
+TEST(Units, FailuresChangeNothingAndAreReported) {
   constexpr UnitType LENGTH = UNIT_TYPE_DISTANCE;
   constexpr ResultCode REFUSED = RESULT_INVALID_ARGUMENT;
   CapturedLog log("Ostrel.Core.Base.Units");

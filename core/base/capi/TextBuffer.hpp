@@ -5,11 +5,11 @@
 
 namespace Ostrel {
 
-/// Copies a text with its zero byte into a caller's buffer of `size` bytes, whose rest is filled
-/// with zeros. Internal to the library.
+/// Copies a text into a buffer of `size` bytes and fills the rest, at least one byte, with zeros.
+/// Internal to the library.
 ///
 /// @param buffer  null is too small for any text.
-/// @return `RESULT_SUCCESS` or, with the buffer untouched, `RESULT_BUFFER_TOO_SMALL`.
+/// @return `RESULT_SUCCESS`, or `RESULT_BUFFER_TOO_SMALL` with the buffer untouched.
 unsigned long copy_text(std::string_view text, char *buffer, unsigned int size) noexcept;
 
 } // namespace Ostrel

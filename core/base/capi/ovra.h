@@ -3,15 +3,14 @@
 
 /// @file
 /// The library for programs in C: logging, arrays of numbers, the texts of result codes, user
-/// settings, units, and the last part of a path.
+/// settings, units, and the last component of a path.
 ///
-/// Functions that can fail return a code of `ovra_result_code` as an `unsigned long`, below without
-/// its prefix `OVRA_`. A failure leaves what the result would have been written to as it was. Every
-/// function takes null wherever it takes a pointer, and says what that means. Texts end with a zero
-/// byte, and are borrowed for the call.
+/// Functions that can fail return a code of `ovra_result_code` as an `unsigned long`; the comments
+/// below omit its prefix `OVRA_`. After a failure the outputs are untouched. Every pointer may be
+/// null, and each function says what that means. Texts are zero-terminated and borrowed for the
+/// call.
 ///
-/// Any thread may call any function at any time, with one exception: an array is used by one thread
-/// at a time.
+/// Any thread may call any function at any time, but an array is used by one thread at a time.
 
 #include "core/base/foundation/Export.h"
 #include "core/base/foundation/Formatting.h"
@@ -30,13 +29,13 @@ typedef struct tagSimpleProfilerData tagSimpleProfilerData;
 /// it.
 struct ovra_log_category;
 
-/// A growing row of numbers in one block of memory, owned by the caller that made it. In C++ it is
-/// an `Ostrel::Array`, which `reinterpret_cast` turns it into and back; those of
-/// `ovra_doublearray__create` are an `Ostrel::DoubleArray`.
+/// A growable array of numbers in one block of memory, owned by the caller that created it. In C++
+/// it is an `Ostrel::Array` after a `reinterpret_cast`, which works both ways; an array from
+/// `ovra_doublearray__create` is an `Ostrel::DoubleArray`.
 struct ovra_array;
 
-/// The result codes: `Ostrel::ResultCode` with a prefix. `ovra_result__get_description` returns
-/// what each means.
+/// The result codes: `Ostrel::ResultCode` with a prefix. `ovra_result__get_description` returns the
+/// meaning of each.
 enum ovra_result_code {
   OVRA_RESULT_SUCCESS = 0,
   OVRA_RESULT_FAILURE = 1,
@@ -76,7 +75,7 @@ enum ovra_unit_type {
 };
 
 /// The priorities of messages and categories: `Ostrel::LoggingPriority::PriorityLevel` with a
-/// prefix. A category lets a message through whose priority is not above its own.
+/// prefix. A message passes if its priority is not above that of the category.
 enum ovra_priority {
   OVRA_PRIORITY_DISABLED = 0, ///< Nothing passes.
   OVRA_PRIORITY_FATAL = 100,
@@ -86,35 +85,35 @@ enum ovra_priority {
   OVRA_PRIORITY_TRACE = 450,
   OVRA_PRIORITY_DEBUG = 500,
   OVRA_PRIORITY_VERBOSE = 600, ///< Everything passes.
-  OVRA_PRIORITY_NOT_SET = 1000 ///< As the category above says.
+  OVRA_PRIORITY_NOT_SET = 1000 ///< Inherited from the category above.
 };
 
 /// @name Logging
 ///
-/// Category names are parts joined by dots, such as "Robot.Arm", in any mix of upper and lower
-/// case; the empty name is the root of all. A category lets messages up to its priority through;
-/// one that has none uses that of the category above it. Formats are those of `printf`; messages
-/// are cut to 3999 characters. A null category name and a null format log nothing.
+/// A category name has parts joined by dots, such as "Robot.Arm"; case is ignored, and the empty
+/// name is the root. A category without a priority inherits that of the category above it. Formats
+/// are those of `printf`; messages are truncated to 3999 characters. A null category name or a null
+/// format logs nothing.
 ///
-/// At first the root lets information and what is more urgent through, to standard error. The
-/// environment variable `OSTREL_LOG_PRIORITY` changes that, for example to "Robot.Arm,DEBUG",
-/// `OSTREL_LOG_OUTPUT` names a file to which the categories that `OSTREL_LOG_PRIORITY` lists write
-/// instead: without `OSTREL_LOG_PRIORITY` it has no effect. With `OVRA_LOG_TIMESTAMP` set to "YES"
-/// the time of day stands before the messages that show their place.
+/// Initially the root logs `INFO` and more urgent messages to standard error. The environment
+/// variable `OSTREL_LOG_PRIORITY` sets priorities, for example "Robot.Arm,DEBUG".
+/// `OSTREL_LOG_OUTPUT` names a file for the categories that `OSTREL_LOG_PRIORITY` lists, and has no
+/// effect without it. If `OVRA_LOG_TIMESTAMP` is "YES", messages with a source position start with
+/// the time of day.
 /// @{
 
-/// Returns the category of that name, and makes it when there is none. Never null but for a null
-/// name: where a category cannot be had, the result is one that drops everything.
+/// Returns the category of that name, and creates it if there is none. Null only for a null name:
+/// if a category cannot be created, the result is one that drops every message.
 OSTBASE_API ovra_log_category *ovra_log__get_instance(char const *name) OSTBASE_NOEXCEPT;
 
-/// Sets which messages a category lets through: those whose own number is not above this one.
+/// Sets the priority of a category: messages whose number is not above it pass.
 ///
 /// @param category  null is ignored.
 /// @param priority  one of `ovra_priority`, or a number between two of them.
 OSTBASE_API void ovra_log__set_priority(ovra_log_category *category, int priority) OSTBASE_NOEXCEPT;
 
-/// Logs a debug message and the place in the source behind it: "message [file:line]".
-/// @param file  null is the empty text, as is the whole place without memory.
+/// Logs a debug message followed by its source position: "message [file:line]".
+/// @param file  null is the empty text. If out of memory, the whole position is empty.
 OSTBASE_API void ovra_log__debug(char const *category, char const *format, char const *file,
                                  int line, ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 5);
 
@@ -122,68 +121,67 @@ OSTBASE_API void ovra_log__debug(char const *category, char const *format, char 
 OSTBASE_API void ovra_log__warn(char const *category, char const *format, char const *file,
                                 int line, ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 5);
 
-/// Logs information. @return whether the category let it through.
+/// Logs information. @return whether it passed the category's priority.
 OSTBASE_API bool ovra_log__info(char const *category, char const *format, ...) OSTBASE_NOEXCEPT
     OSTBASE_PRINTF(2, 3);
 
-/// The same, for measurements of input and output.
+/// The same, for profiling of input and output.
 OSTBASE_API bool ovra_log__io_prof(char const *category, char const *format, ...) OSTBASE_NOEXCEPT
     OSTBASE_PRINTF(2, 3);
 
-/// Logs a warning without a place. @return whether the category let it through.
+/// Logs a warning without a source position. @return whether it passed the category's priority.
 OSTBASE_API bool ovra_log__warn_no_debug(char const *category, char const *format,
                                          ...) OSTBASE_NOEXCEPT OSTBASE_PRINTF(2, 3);
 
 /// @}
 /// @name Arrays
 ///
-/// A null array has the size and the capacity 0 and null data, and takes nothing.
+/// A null array has size 0, capacity 0 and null data, and cannot be changed.
 /// @{
 
 /// Returns the number of elements.
 OSTBASE_API unsigned int ovra_array__get_size(ovra_array const *array) OSTBASE_NOEXCEPT;
 
-/// Returns the number of elements that fit without another block of memory.
+/// Returns the number of elements that fit into the allocated memory.
 OSTBASE_API unsigned int ovra_array__get_capacity(ovra_array const *array) OSTBASE_NOEXCEPT;
 
-/// Returns the elements, which stay the array's and are in place until it next grows, is cleared or
-/// deleted; null while the capacity is 0.
+/// Returns the elements, owned by the array; valid until it grows, is cleared or deleted. Null
+/// while the capacity is 0.
 OSTBASE_API void const *ovra_array__get_data(ovra_array const *array) OSTBASE_NOEXCEPT;
 
-/// Sets the number of elements; what the new ones hold is not defined. Without memory the
-/// number stays.
+/// Sets the number of elements; new ones are not initialised. If out of memory, the number stays.
 OSTBASE_API void ovra_array__set_size(ovra_array *array, unsigned int size) OSTBASE_NOEXCEPT;
 
 /// Removes all elements and frees their memory.
 OSTBASE_API void ovra_array__clear(ovra_array *array) OSTBASE_NOEXCEPT;
 
-/// Removes `count` elements, the first of them at `index`.
+/// Removes `count` elements, starting at `index`.
 ///
-/// @return `RESULT_SUCCESS`; `RESULT_OUT_OF_BOUND` when `count` is 0 or there are not that many;
+/// @return `RESULT_SUCCESS`; `RESULT_OUT_OF_BOUND` if `count` is 0 or there are not that many;
 ///         `RESULT_INVALID_ARGUMENT` for a null array.
 OSTBASE_API unsigned long ovra_array__remove(ovra_array *array, unsigned int index,
                                              unsigned int count) OSTBASE_NOEXCEPT;
 
-/// Makes an array that holds a copy of `count` values.
+/// Creates an array with a copy of `count` values.
 ///
-/// @param values  may be null when `count` is 0.
-/// @return the array, to be deleted with `ovra_doublearray__delete`; null without memory, and for
-///         null values.
+/// @param values  may be null only if `count` is 0.
+/// @return the array, to be deleted with `ovra_doublearray__delete`; null if out of memory or if
+///         `values` is refused.
 OSTBASE_API ovra_array *ovra_doublearray__create(double const *values,
                                                  unsigned int count) OSTBASE_NOEXCEPT;
 
-/// Deletes an array that `ovra_doublearray__create` made. Null is ignored.
+/// Deletes an array that `ovra_doublearray__create` returned. Null is ignored.
 OSTBASE_API void ovra_doublearray__delete(ovra_array *array) OSTBASE_NOEXCEPT;
 
-/// Returns an element; 0.0 when there is none at that index.
+/// Returns an element; 0.0 if the index is out of range.
 OSTBASE_API double ovra_doublearray__get(ovra_array const *array,
                                          unsigned int index) OSTBASE_NOEXCEPT;
 
-/// Changes an element; does nothing when there is none at that index.
+/// Sets an element; does nothing if the index is out of range.
 OSTBASE_API void ovra_doublearray__set(ovra_array *array, unsigned int index,
                                        double value) OSTBASE_NOEXCEPT;
 
-/// Adds an element at the end.
+/// Appends an element.
 ///
 /// @return `RESULT_SUCCESS`, `RESULT_OUT_OF_MEMORY`, or `RESULT_INVALID_ARGUMENT` for a null array.
 OSTBASE_API unsigned long ovra_doublearray__push_back(ovra_array *array,
@@ -192,7 +190,7 @@ OSTBASE_API unsigned long ovra_doublearray__push_back(ovra_array *array,
 /// @}
 /// @name Result codes
 ///
-/// The texts are the library's and never null; a number that is not a code has texts that say so.
+/// The texts are static and never null; for a number that is not a code they say so.
 /// @{
 
 /// Returns the name of a code, for example "RESULT_NOT_FOUND" for 10.
@@ -204,31 +202,31 @@ OSTBASE_API char const *ovra_result__get_description(unsigned long code) OSTBASE
 /// @}
 /// @name User settings
 ///
-/// A key is full, such as "UserConfig/ObstacleAvoidance/Method", or the alias of one with a '$' in
-/// front, such as "$ObstacleAvoidanceMethod". The settings are read at the first call, from the
-/// first `user-config.xml` in the directories that the environment variable `OSTREL_CONFIG_PATH`
-/// names, separated by ";". A null key is a malformed one.
+/// A key is a full key, such as "UserConfig/ObstacleAvoidance/Method", or '$' and an alias, such as
+/// "$ObstacleAvoidanceMethod". The first call reads the settings from the first `user-config.xml`
+/// in the directories of the environment variable `OSTREL_CONFIG_PATH`, separated by ";". A null
+/// key is malformed.
 ///
-/// A library that was built without the settings (`OSTBASE_BUILD_CONFIG`) does not have these
-/// functions: a program that calls them does not link with it.
+/// A library built without the settings (`OSTBASE_BUILD_CONFIG`) lacks these functions: a program
+/// that calls them does not link.
 /// @{
 
-/// Reads a setting; the empty text when there is no settings file.
+/// Reads a setting; the empty text if there is no settings file.
 ///
-/// @param buffer  receives the text; what the text leaves of its `size` bytes is filled with zeros.
-///                A null buffer is too small for any text.
-/// @return `RESULT_SUCCESS`; `RESULT_BUFFER_TOO_SMALL` when the text and its zero byte do not fit;
-///         `RESULT_FAILURE` for a malformed key, an unknown alias and a setting that is not there;
+/// @param buffer  receives the text; the rest of its `size` bytes is filled with zeros. A null
+///                buffer is too small for any text.
+/// @return `RESULT_SUCCESS`; `RESULT_BUFFER_TOO_SMALL` if the text and its zero byte do not fit;
+///         `RESULT_FAILURE` for a malformed key, an unknown alias or a missing setting;
 ///         `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long ovra_user_config__get_value(char const *key, char *buffer,
                                                       unsigned int size) OSTBASE_NOEXCEPT;
 
-/// Sets a setting for this process and, on request, in the settings file.
+/// Changes a setting for this process and, on request, in the settings file.
 ///
 /// @param value   the new text; null is refused.
-/// @param commit  any number but 0 writes the setting to the settings file, when there is one.
-/// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for a malformed key and an unknown alias, and when
-///         the file cannot be written; `RESULT_INVALID_ARGUMENT` for a null value;
+/// @param commit  not 0: also writes the setting to the settings file, if there is one.
+/// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for a malformed key or an unknown alias, or if the
+///         file cannot be written; `RESULT_INVALID_ARGUMENT` for a null value;
 ///         `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char const *value,
                                                       int commit) OSTBASE_NOEXCEPT;
@@ -237,7 +235,7 @@ OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char cons
 /// @name Units
 ///
 /// The type is one of `ovra_unit_type`; other numbers are unknown types. Each type has a default
-/// unit, at first "cm", "rad" and "sec". These are units, upper and lower case as written:
+/// unit, initially "cm", "rad" and "sec". The names of units are case-sensitive:
 ///
 /// - distances: mm, millimeter, millimeters, cm, centimeter, centimeters, Centimeter, Centimeters,
 ///   m, meter, meters, in, inch, inches, Inch, Inches, ft, foot, feet, Foot, Feet, fists (of 32 cm)
@@ -245,26 +243,26 @@ OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char cons
 /// - times: ms, millisecond, milliseconds, s, sec, second, seconds, min, minute, minutes, h, hr,
 ///   hour, hours
 ///
-/// A null unit is an unknown one. A conversion from or to an unknown unit or of an unknown type is
-/// logged as a warning. Each operation returns `RESULT_OUT_OF_MEMORY` where it lacks memory.
+/// A null unit is an unknown one. A conversion with an unknown unit or type logs a warning. Every
+/// operation returns `RESULT_OUT_OF_MEMORY` if out of memory.
 /// @{
 
 /// Returns the name of the type's default unit.
 ///
-/// @param buffer  receives the name; what the name leaves of its `size` bytes is filled with zeros.
-///                A null buffer is too small for any name.
+/// @param buffer  receives the name; the rest of its `size` bytes is filled with zeros. A null
+///                buffer is too small for any name.
 /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` for an unknown type, or
-///         `RESULT_BUFFER_TOO_SMALL` when the name and its zero byte do not fit.
+///         `RESULT_BUFFER_TOO_SMALL` if the name and its zero byte do not fit.
 OSTBASE_API unsigned long ovra_units__get_default(int type, char *buffer,
                                                   unsigned int size) OSTBASE_NOEXCEPT;
 
-/// Makes a unit the default of its type, for the whole process.
+/// Sets the default unit of a type for the whole process.
 ///
 /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` for an unknown type, or `RESULT_NOT_FOUND`
 ///         for an unknown unit.
 OSTBASE_API unsigned long ovra_units__set_default(int type, char const *units) OSTBASE_NOEXCEPT;
 
-/// Converts from a unit into the default one.
+/// Converts from a unit to the default unit.
 ///
 /// @param result  receives the converted value; null is refused.
 /// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown type or unit and for a
@@ -272,7 +270,7 @@ OSTBASE_API unsigned long ovra_units__set_default(int type, char const *units) O
 OSTBASE_API unsigned long ovra_units__convert_to_default(int type, char const *units, double value,
                                                          double *result) OSTBASE_NOEXCEPT;
 
-/// Converts from the default unit into another one.
+/// Converts from the default unit to another unit.
 ///
 /// @param result  receives the converted value; null is refused.
 /// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for an unknown type; `RESULT_INVALID_ARGUMENT` for an
@@ -281,7 +279,7 @@ OSTBASE_API unsigned long ovra_units__convert_from_default(int type, char const 
                                                            double value,
                                                            double *result) OSTBASE_NOEXCEPT;
 
-/// Converts from one unit into another one.
+/// Converts from one unit to another.
 ///
 /// @param result  receives the converted value; null is refused.
 /// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown type or unit and for a
@@ -294,20 +292,20 @@ OSTBASE_API unsigned long ovra_units__convert(int type, char const *from_units, 
 /// @name Paths
 /// @{
 
-/// Returns what stands behind the last backslash of a path, or all of a path that has none. A slash
+/// Returns the part of a path after its last backslash, or the whole path if it has none. A slash
 /// does not count.
 ///
-/// @return an address within the path, which is not changed; null for null.
+/// @return an address within the path, which is not changed; null for a null path.
 OSTBASE_API char *ovra_win32_basename(char *path) OSTBASE_NOEXCEPT;
 
 /// @}
 /// @name Profiler data
 /// @{
 
-/// Room for what programs that measure themselves share: 256 bytes whose meaning is theirs. The
-/// library neither reads nor writes them.
+/// 256 bytes for programs to share profiling data in a format of their own. The library neither
+/// reads nor writes them.
 struct tagSimpleProfilerData {
-  unsigned long long words[32]; ///< Copy fields of your own in and out with `memcpy`.
+  unsigned long long words[32]; ///< Copy your own fields in and out with `memcpy`.
 };
 
 /// Zero when the library is loaded.

@@ -27,7 +27,7 @@ DoubleArray const *doubles_of(ovra_array const *array) {
   return static_cast<DoubleArray const *>(array_of(array));
 }
 
-// The spare element that stands for any other is shared by all threads, and C has no part in it.
+// Checked here, because the spare element of the C++ class is shared by all threads.
 bool has_element(ovra_array const *array, unsigned int index) {
   return array != nullptr && index < array_of(array)->size();
 }

@@ -16,7 +16,7 @@ constexpr unsigned int MESSAGE_SIZE = 4000; // of the buffer that messages are f
 using Level = bool (LoggingCategory::*)(char const *, ...);
 using PostfixedLevel = bool (LoggingCategoryPostfixed::*)(char const *, ...);
 
-// Null for what nobody would see: it need not be formatted.
+// Null if the message would be dropped, so that it is not formatted.
 LoggingCategory *receiver(LoggingPriority::PriorityLevel priority, char const *category,
                           char const *format) {
   if (category == nullptr || format == nullptr) {
@@ -66,7 +66,7 @@ void ovra_log__set_priority(ovra_log_category *category, int priority) noexcept 
   }
 }
 
-// How variable arguments become a list only a macro can say.
+// Macros, because each variadic function must make its own va_list.
 
 #define OSTBASE_PLACED_FUNCTION(name, priority, level)                                             \
   void name(char const *category, char const *format, char const *file, int line, ...) noexcept {  \

@@ -11,7 +11,7 @@ using namespace Ostrel;
 
 namespace {
 
-// Null becomes the empty name, which is no unit's.
+// Null becomes the empty name, which is no unit.
 std::string name_of(char const *units) {
   return units == nullptr ? "" : units;
 }

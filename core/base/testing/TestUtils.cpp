@@ -20,12 +20,12 @@ namespace Ostrel {
 namespace {
 
 constexpr int STANDARD_ERROR = 2; // the descriptor
-constexpr char DOTS[] = "...";    // behind every description
+constexpr char DOTS[] = "...";    // end every description
 
 ClassCategory category("Ostrel.Core.Base.TestUtils");
 
-// The name that the report shows. A program that is not installed yet is started through a wrapper,
-// which keeps it under its name with a prefix.
+// Returns the program's name for the report. A program that is not installed may run from a wrapper
+// script, which adds a prefix to the name.
 char const *program_name(char *const *argv) {
   constexpr char const *PREFIX = "lt-";
   if (argv == nullptr || argv[0] == nullptr) {
@@ -119,7 +119,7 @@ bool TestUtils::fatal_check(bool is_passed, char const *text) {
 
 void TestUtils::fatal_error(char const *text) {
   std::fprintf(stderr, "%s. Aborting.\n", text != nullptr ? text : "Unknown internal error");
-  std::fflush(stderr); // which the program may have given a buffer
+  std::fflush(stderr); // the program may have made it buffered
   std::abort();
 }
 
@@ -172,7 +172,7 @@ void TestUtils::exit() {
 
 void TestUtils::init_internal(int argc, char **argv) {
   if (environment_setup_ != nullptr) {
-    // Another object in its place would, at the end of this one, lose what both have set up.
+    // Reused: destroying the old object would remove the variables that the new one sets.
     environment_setup_->init(argc, argv);
   } else {
     environment_setup_.reset(new (std::nothrow) EnvironmentSetup(argc, argv));
@@ -192,7 +192,7 @@ void TestUtils::init_external(int argc, char **argv) {
   }
   read_arguments(argc, argv);
   if (verbose_) {
-    verbose_stream.clear(); // of what was written before
+    verbose_stream.clear(); // earlier output has failed
     verbose_stream.rdbuf()->set_descriptor(STANDARD_ERROR);
   }
 }

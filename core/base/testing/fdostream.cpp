@@ -22,7 +22,7 @@ std::streamsize fdoutbuf::xsputn(char const *text, std::streamsize size) {
   return Platform::write_descriptor(descriptor_, text, static_cast<std::size_t>(size));
 }
 
-// The base is given its buffer afterwards: before it, that is not there yet.
+// The buffer is set in the body, because the base is constructed before it.
 fdostream::fdostream(int descriptor) : std::ostream(nullptr), buffer_(descriptor) {
   std::ostream::rdbuf(&buffer_);
 }

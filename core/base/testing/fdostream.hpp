@@ -8,27 +8,27 @@
 
 namespace Ostrel {
 
-/// Hands each character and block to an open file descriptor at once: it buffers nothing.
+/// Writes each character and block to an open file descriptor immediately, without buffering.
 ///
-/// Waits for a full pipe, unless the descriptor has been set not to block. The descriptor is
-/// borrowed: nobody here closes it. Not synchronised.
+/// Blocks while a pipe is full, unless the descriptor is non-blocking. The descriptor is borrowed
+/// and never closed. Not synchronised.
 class OSTBASE_API fdoutbuf : public std::streambuf {
 public:
-  /// @param descriptor  of the C library; -1 for none, to which nothing can be written.
+  /// @param descriptor  a descriptor of the C library; -1 for none, so that writes fail.
   explicit fdoutbuf(int descriptor = -1) noexcept;
 
   int descriptor() const noexcept { return descriptor_; }
   void set_descriptor(int descriptor) noexcept { descriptor_ = descriptor; }
 
 protected:
-  /// Writes one character.
-  /// @return the end-of-file value when the system refuses; otherwise the character, also when
-  ///         there is no descriptor. The end-of-file value is given back and nothing written.
+  /// Writes one character; the end-of-file value is returned unwritten.
+  /// @return the end-of-file value if the write fails; otherwise the character, even without a
+  ///         descriptor.
   int_type overflow(int_type character = traits_type::eof()) override;
 
   /// Writes a block.
-  /// @return how many characters were taken, fewer when the system refused the rest; -1 when it
-  ///         refused all, without a descriptor, and for null unless the block is empty.
+  /// @return the number of characters written, fewer than `size` if the system refused the rest; -1
+  ///         if it refused all, without a descriptor, and for null unless the block is empty.
   std::streamsize xsputn(char const *text, std::streamsize size) override;
 
 private:
@@ -37,17 +37,17 @@ private:
 
 /// An output stream to an open file descriptor.
 ///
-/// What is written before there is a descriptor is lost, and leaves the stream bad until its
-/// `clear`. Not synchronised.
+/// Output without a descriptor is lost and puts the stream into a failed state until `clear`. Not
+/// synchronised.
 class OSTBASE_API fdostream : public std::ostream {
 public:
-  /// @param descriptor  borrowed; -1 for none: `rdbuf()->set_descriptor` gives one later.
+  /// @param descriptor  borrowed; -1 for none: set one later with `rdbuf()->set_descriptor`.
   explicit fdostream(int descriptor = -1);
   fdostream(fdostream const &) = delete;
   fdostream &operator=(fdostream const &) = delete;
   ~fdostream() override;
 
-  /// Gives the stream's buffer, which stays the stream's.
+  /// Returns the stream's buffer, owned by the stream.
   fdoutbuf *rdbuf() const noexcept { return const_cast<fdoutbuf *>(&buffer_); }
 
 private:

@@ -19,13 +19,13 @@ ClassCategory category("Ostrel.Core.Base.Units");
 
 struct Unit {
   std::string_view name;
-  double factor; // its size in the unit that measures its kind
+  double factor; // size in the base unit of its kind
 };
 
 constexpr double MILLIMETER = 0.1, CENTIMETER = 1.0, METER = 100.0;
 // The international inch and foot are defined by the meter (NIST Special Publication 811, B.6).
 constexpr double INCH = 2.54, FOOT = 30.48;
-constexpr double FIST = 32.0;                                 // by definition, here
+constexpr double FIST = 32.0;                                 // this library's definition
 constexpr double RADIAN = 1.0, DEGREE = 0.017453292519943295; // pi / 180, to the nearest double
 constexpr double MILLISECOND = 0.001, SECOND = 1.0, MINUTE = 60.0, HOUR = 3600.0;
 
@@ -74,21 +74,21 @@ constexpr Unit TIMES[] = {
     {"hours", HOUR},
 };
 
-// The units of a kind, each in a place that its name tells, so that one comparison finds it.
+// The units of a kind in a perfect hash table: a look-up compares one name.
 class Table {
 public:
   template <std::size_t COUNT> constexpr explicit Table(Unit const (&units)[COUNT]) {
     for (Unit const &unit : units) {
       Unit &place = units_[place_of(unit.name)];
-      is_sound_ = is_sound_ && place.name.empty();
+      is_perfect_ = is_perfect_ && place.name.empty();
       place = unit;
     }
   }
 
-  // Whether no two units claimed one place.
-  constexpr bool is_sound() const { return is_sound_; }
+  // Whether no two names have the same hash.
+  constexpr bool is_perfect() const { return is_perfect_; }
 
-  // Null when there is no such unit.
+  // Null for an unknown name.
   constexpr Unit const *find(std::string_view name) const {
     if (name.empty()) {
       return nullptr;
@@ -98,24 +98,24 @@ public:
   }
 
 private:
-  static constexpr std::size_t PLACES = 64; // a power of two, the smallest that was found to do
+  static constexpr std::size_t PLACES = 64; // the smallest power of two with a perfect hash
 
-  // The weights were found by trying; any will do that make the tables below sound.
+  // The weights were found by trial; any that pass the assertion below will do.
   static constexpr std::size_t place_of(std::string_view name) {
     auto const first = static_cast<unsigned char>(name.front());
     auto const middle = static_cast<unsigned char>(name[name.size() / 2]);
     return (first + std::size_t(7) * middle + 3 * name.size()) % PLACES;
   }
 
-  std::array<Unit, PLACES> units_ = {}; // empty names where there is none
-  bool is_sound_ = true;
+  std::array<Unit, PLACES> units_ = {}; // unused places have empty names
+  bool is_perfect_ = true;
 };
 
 constexpr std::array<Table, 3> TABLES = {Table(DISTANCES), Table(ANGLES), Table(TIMES)};
-static_assert(TABLES[UNIT_TYPE_DISTANCE].is_sound() && TABLES[UNIT_TYPE_ANGLE].is_sound() &&
-              TABLES[UNIT_TYPE_TIME].is_sound());
+static_assert(TABLES[UNIT_TYPE_DISTANCE].is_perfect() && TABLES[UNIT_TYPE_ANGLE].is_perfect() &&
+              TABLES[UNIT_TYPE_TIME].is_perfect());
 
-// Relaxed wherever it is used: what is pointed to never changes.
+// Always accessed relaxed: the units pointed to are constants.
 using Default = std::atomic<Unit const *>;
 
 std::array<Default, TABLES.size()> default_units = {Default(TABLES[UNIT_TYPE_DISTANCE].find("cm")),
@@ -126,7 +126,7 @@ bool is_known(UnitType type) {
   return type >= 0 && static_cast<std::size_t>(type) < TABLES.size();
 }
 
-// Null for an unknown kind and an unknown name.
+// Null for an unknown kind or name.
 Unit const *find_unit(UnitType type, std::string_view name) {
   return is_known(type) ? TABLES[static_cast<std::size_t>(type)].find(name) : nullptr;
 }

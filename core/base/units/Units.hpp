@@ -8,17 +8,17 @@
 
 namespace Ostrel {
 
-/// The kinds of quantities. Values outside the list are taken by every operation, and are no kind.
+/// The kinds of quantities. Every operation accepts other values and treats them as unknown kinds.
 enum UnitType : int {
-  UNIT_TYPE_DISTANCE = 0, ///< Measured by the centimeter, the default at first.
-  UNIT_TYPE_ANGLE = 1,    ///< Measured by the radian, the default at first.
-  UNIT_TYPE_TIME = 2      ///< Measured by the second, the default at first.
+  UNIT_TYPE_DISTANCE = 0, ///< Base unit and initial default: the centimeter.
+  UNIT_TYPE_ANGLE = 1,    ///< Base unit and initial default: the radian.
+  UNIT_TYPE_TIME = 2      ///< Base unit and initial default: the second.
 };
 
-/// Units by their names, and conversions between those of one kind.
+/// Looks up units by name and converts values between units of one kind.
 ///
-/// Names are matched byte for byte: "Inch" and "inch" are units, "INCH" is none. The accepted ones
-/// are, in lines of equal size:
+/// Names are case-sensitive: "Inch" and "inch" are units, "INCH" is not. The names, one size to a
+/// row:
 ///
 /// | kind     | size        | names                                                          |
 /// |----------|-------------|----------------------------------------------------------------|
@@ -35,48 +35,51 @@ enum UnitType : int {
 /// | ^        | 60 s        | min, minute, minutes                                           |
 /// | ^        | 3600 s      | h, hr, hour, hours                                             |
 ///
-/// Each kind has one default unit for the whole process: "cm", "rad" and "sec" until another one is
-/// set. Any thread may call any operation at any time. A conversion beside a change of the default
-/// uses the old one or the new one; whoever needs to know which keeps the two apart.
+/// Each kind has one default unit for the whole process, initially "cm", "rad" and "sec". Any
+/// thread may call any operation at any time. A conversion that overlaps with a change of the
+/// default uses the old or the new one.
 ///
-/// A conversion computes `value * size of the first / size of the second`, so that the way from a
-/// unit to itself may cost the last bit. Its result is untouched on failure; null is refused.
+/// A conversion computes `value * size of the first / size of the second`, so converting to the
+/// same unit may change the last bit. The result is untouched on failure; a null result is refused.
 /// Warnings go to the category "Ostrel.Core.Base.Units".
 class OSTBASE_API Units {
 public:
-  /// Gives the default unit by the name that it was set by.
+  /// Returns the default unit under the name with which it was set.
   ///
   /// @param units  receives the name; untouched on failure; null is refused.
   /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` or `RESULT_OUT_OF_MEMORY`.
   static unsigned long get_default_units(UnitType type, std::string *units);
 
-  /// Makes a unit the default; on failure the old one stays.
+  /// Sets the default unit of a kind; on failure the old one stays.
   ///
   /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` for an unknown kind or `RESULT_NOT_FOUND`
   ///         for an unknown name.
   static unsigned long set_default_units(UnitType type, std::string units);
 
-  /// Converts from a unit into the default one.
+  /// Converts from a unit to the default unit.
   ///
-  /// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown kind or name, with a
-  ///         warning, and for no result.
+  /// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown kind or name (logged as
+  /// a
+  ///         warning) or a null result.
   static unsigned long convert_to_default_units(UnitType type, std::string units, double value,
                                                 double *result);
 
-  /// Converts from the default unit into another one.
+  /// Converts from the default unit to another unit.
   ///
   /// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for an unknown kind or `RESULT_INVALID_ARGUMENT`
-  ///         for an unknown name, both with a warning; `RESULT_INVALID_ARGUMENT` for no result.
+  /// for
+  ///         an unknown name (both logged as warnings); `RESULT_INVALID_ARGUMENT` for a null
+  ///         result.
   static unsigned long convert_to_specified_units(UnitType type, std::string units, double value,
                                                   double *result);
 
-  /// Converts from one unit into another one.
+  /// Converts from one unit to another.
   ///
   /// @return as `convert_to_default_units`.
   static unsigned long convert_units(UnitType type, std::string from_units, double value,
                                      std::string to_units, double *result);
 
-  /// Tells whether that is the name of a unit of that kind.
+  /// Whether the text names a unit of that kind.
   static bool are_valid_units(UnitType type, std::string units);
 };
 

@@ -17,7 +17,7 @@ using Ostrel::fdostream;
 
 namespace {
 
-constexpr int ROOM = 4096; // of a pipe
+constexpr int ROOM = 4096; // capacity of a pipe
 
 struct Pipe {
   Pipe() { is_made = pipe(ends) == 0 && fcntl(ends[1], F_SETPIPE_SZ, ROOM) == ROOM; }
@@ -38,7 +38,7 @@ struct Unbuffered : Ostrel::fdoutbuf {
 
 } // namespace
 
-TEST(Fdostream, HandsOnAtOnceWhatTheSystemTakes) {
+TEST(Fdostream, WritesWithoutBuffering) {
   constexpr int END = std::char_traits<char>::eof();
   Pipe const whole, full, broken;
   ASSERT_TRUE(whole.is_made && full.is_made && broken.is_made);
@@ -72,7 +72,7 @@ TEST(Fdostream, HandsOnAtOnceWhatTheSystemTakes) {
   }
 }
 
-TEST(Fdostream, SignalsTakeNothingAway) {
+TEST(Fdostream, SignalsLoseNoOutput) {
   Pipe const slow;
   ASSERT_TRUE(slow.is_made);
   struct sigaction interrupting = {}, before = {};
