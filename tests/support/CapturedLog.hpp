@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-/// Collects the lines in a text of the test, which may do something at its end.
+/// Appends its lines to a string of the test. Its destructor calls `at_end`.
 class RecordingOutput : public Ostrel::LoggingOutputImpl {
 public:
   explicit RecordingOutput(
@@ -28,8 +28,7 @@ private:
   std::function<void()> at_end_;
 };
 
-/// Keeps the lines of a category as long as it lives, instead of letting them out; on request with
-/// a threshold of its own.
+/// Captures the lines of a category while it lives, optionally with another threshold.
 class CapturedLog {
 public:
   explicit CapturedLog(char const *category, Ostrel::LoggingPriority::PriorityLevel threshold =
@@ -45,7 +44,7 @@ public:
     category_.set_priority(Ostrel::LoggingPriority::LEVEL_NOT_SET);
   }
 
-  /// The lines since the last call, without their line feeds.
+  /// Returns the lines since the last call, without line feeds.
   std::vector<std::string> take() {
     std::istringstream text(std::exchange(lines_, {}));
     std::vector<std::string> lines;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Replaces the allocation of the whole program, the library's own included.
+// Replaces `operator new` in the whole program, including the library.
 #include "tests/support/FailingAllocations.hpp"
 
 #include <cstdlib>
@@ -8,8 +8,8 @@
 namespace {
 
 constexpr int NEVER = -1;
-thread_local int allocations_left = NEVER;   // before the one that is meant
-thread_local void (*due_action)() = nullptr; // null fails it
+thread_local int allocations_left = NEVER;   // before the one to act on
+thread_local void (*due_action)() = nullptr; // null: the allocation fails
 thread_local long alive = 0;
 
 bool is_due() {
@@ -56,7 +56,7 @@ void *operator new(std::size_t size) {
   return memory;
 }
 
-// The sanitizers have arrays of their own, which would pass by what is replaced above.
+// The sanitizers replace the array forms themselves, so that these would bypass the form above.
 void *operator new[](std::size_t size, std::nothrow_t const &tag) noexcept {
   return operator new(size, tag);
 }

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// Lets this thread's allocation with `new` fail that comes after `count` others; once.
+/// Makes one allocation of this thread with `new` fail, after `count` others succeeded.
 void fail_allocation(int count);
 
-/// Calls `action` in this thread's allocation that comes after `count` others; once.
+/// Calls `action` once, in this thread's allocation after `count` others.
 void at_allocation(int count, void (*action)());
 
-/// Ends that.
+/// Cancels both.
 /// @return whether an allocation failed.
 bool stop_failing();
 
-/// How many allocations with `new` this thread has made and not freed.
+/// Returns the number of allocations with `new` that this thread has made and not freed.
 long allocations_alive();

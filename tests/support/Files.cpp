@@ -34,7 +34,7 @@ void write_file(std::string const &path, std::string const &content) {
   }
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   if (!(file << content).flush()) {
-    std::abort(); // a test would go on with what was there before
+    std::abort(); // the test would use the old content
   }
 }
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-/// A fresh directory that is removed with everything in it.
+/// A new directory, which the destructor removes with its contents.
 class TemporaryDirectory {
 public:
   TemporaryDirectory();
@@ -13,21 +13,21 @@ public:
   ~TemporaryDirectory();
 
   std::string const &path() const { return path_; }
-  /// The path of a name in the directory.
+  /// Returns the path of a name in the directory.
   std::string path(std::string const &name) const { return path_ + "/" + name; }
 
 private:
   std::string path_;
 };
 
-/// The whole content of a file; empty when it cannot be read.
+/// Returns the content of a file; empty if it cannot be read.
 std::string read_file(std::string const &path);
 
-/// Makes a file with that content, its directories included.
+/// Writes a file and creates its directories.
 void write_file(std::string const &path, std::string const &content);
 
-/// How many names a directory has.
+/// Returns the number of entries of a directory.
 std::ptrdiff_t count_entries(std::string const &directory);
 
-/// A registry file in which the library's key has these values, each in a line.
+/// Returns the text of a registry file in which the library's key has these values, one per line.
 std::string registry_file(std::string const &values);

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-/// What Child.hpp needs of the system: posix/Process.cpp and windows/Process.cpp.
+/// System calls for Child.hpp, implemented in posix/Process.cpp and windows/Process.cpp.
 
 using Texts = std::vector<std::string>;
 
-/// The entries of this process's environment, "NAME=value".
+/// Returns the entries of this process's environment, "NAME=value".
 Texts environment_entries();
 
-/// Starts this program again with those arguments and that environment, its output in two new
-/// files, and waits for its end. Gives its exit status, or minus the signal that ended it.
+/// Starts this program again with that environment, its output redirected to two new files, and
+/// waits until it ends. Returns its exit status, or the negated number of the signal that ended it.
 int run_this_program(Texts arguments, Texts environment, std::string const &out,
                      std::string const &err);

@@ -5,21 +5,21 @@
 #include <memory>
 #include <string>
 
-/// For the rows in which the systems differ.
+/// For test rows that differ between the systems.
 constexpr bool ON_WINDOWS = std::filesystem::path::preferred_separator == '\\';
 
-/// Whether `IThread::stop` ends a thread here: not on every processor and C library, and not under a
+/// Whether `IThread::stop` can end a thread: not on every processor and C library, and not under a
 /// sanitizer.
 constexpr bool CAN_END_THREADS = OSTBASE_FORCED_THREAD_END;
 
-/// The file that takes everything and holds nothing.
+/// The null device.
 constexpr char const *NOWHERE = ON_WINDOWS ? "NUL" : "/dev/null";
 
-/// What `abort` gives for a child's status.
+/// The status of a child that called `abort`.
 constexpr int ABORTED = ON_WINDOWS ? 3 : -6;
 
-/// Lets the library find these values in its registry for as long as what is returned is kept.
+/// Provides these values in the library's registry while the returned object exists.
 std::shared_ptr<void> provide_registry(std::string const &values);
 
-/// Sets a variable of this process, also to the empty text; null removes it.
+/// Sets an environment variable of this process; null removes it, an empty text does not.
 void set_variable(char const *name, char const *value);

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-/// Runs `body(0)` to `body(count - 1)` in as many threads and waits for their ends.
+/// Runs `body(0)` to `body(count - 1)` in one thread each and joins them.
 template <typename Body> void in_threads(int count, Body const &body) {
   std::vector<std::thread> threads;
   threads.reserve(static_cast<std::size_t>(count));

@@ -51,7 +51,7 @@ void set_variable(char const *name, char const *value) {
 
 int run_this_program(Texts arguments, Texts environment, std::string const &out,
                      std::string const &err) {
-  // Its name and not the link: under Valgrind the link, when it is started, is Valgrind.
+  // Resolved here: under Valgrind, executing the link itself would start Valgrind's binary.
   std::string const program = std::filesystem::read_symlink("/proc/self/exe").string();
   arguments.insert(arguments.begin(), program);
   posix_spawn_file_actions_t actions;

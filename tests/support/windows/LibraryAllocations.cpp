@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The allocation that this program replaces (FailingAllocations.cpp) is its own alone: a Windows
-// library is linked to the one of the C++ library, for good. So that one is made to jump to ours,
-// before any test runs; all other forms of `new` there are built on it.
+// On Windows, FailingAllocations.cpp replaces `operator new` only in the program: a DLL is bound to
+// that of the C++ library. Before any test runs, that function is patched to jump to ours; all
+// other forms of `new` there call it.
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstdlib>
@@ -19,7 +19,7 @@ bool redirect() {
   DWORD before = 0;
   if (theirs == nullptr ||
       VirtualProtect(theirs, sizeof jump, PAGE_EXECUTE_READWRITE, &before) == FALSE) {
-    std::abort(); // the tests would see no failure
+    std::abort(); // no allocation of the library would fail
   }
   std::memcpy(theirs, jump, sizeof jump);
   return VirtualProtect(theirs, sizeof jump, before, &before) != FALSE;

@@ -13,12 +13,12 @@
 
 namespace {
 
-// What the C library writes ends its lines as it does elsewhere.
+// No translation of line ends in the output.
 [[maybe_unused]] int const modes[] = {_setmode(_fileno(stdout), _O_BINARY),
                                       _setmode(_fileno(stderr), _O_BINARY)};
 
-// An argument as the C library of the child takes it from the command line: a quotation mark is
-// escaped by a backslash, and so is each backslash in front of one.
+// Quotes an argument for the child's C library: a backslash escapes each quotation mark and each
+// backslash before one.
 std::string quoted(std::string const &argument) {
   std::string result = "\"";
   std::size_t backslashes = 0;
@@ -29,7 +29,7 @@ std::string quoted(std::string const &argument) {
     backslashes = c == '\\' ? backslashes + 1 : 0;
     result += c == '"' ? "\\\"" : std::string(1, c);
   }
-  result.erase(result.size() - 2, 1); // the last mark ends the argument
+  result.erase(result.size() - 2, 1); // the last quotation mark ends the argument
   return result;
 }
 
@@ -39,7 +39,7 @@ HANDLE make_output(std::string const &path) {
                      CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
 }
 
-// Keeps test programs apart that run at the same time.
+// Serialises test programs that run at the same time.
 Ostrel::IMutex &registry_mutex() {
   static Ostrel::Win32Mutex mutex(/*initially_owned=*/false, "ostbase-test-registry",
                                   /*open_existing=*/false, /*security=*/nullptr,
@@ -78,7 +78,7 @@ std::shared_ptr<void> provide_registry(std::string const &values) {
 
 void set_variable(char const *name, char const *value) {
   _putenv((std::string(name) + '=' + (value == nullptr ? "" : value)).c_str());
-  SetEnvironmentVariableA(name, value); // the empty text as well
+  SetEnvironmentVariableA(name, value); // an empty text is kept
 }
 
 int run_this_program(Texts arguments, Texts environment, std::string const &out,
