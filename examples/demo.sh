@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Shows the library at work: the tour on a copy of the directory config, and what is left to see
-# from outside. The only argument is the directory of the built examples.
+# Runs the tour on a copy of the directory config and shows the files that it changed. The only
+# argument is the directory of the built examples.
 set -euo pipefail
 
 examples=$(realpath "$1")
@@ -9,15 +9,15 @@ tree=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# What the caller's environment says about the library takes no part.
+# The library's variables in the caller's environment must not change the output.
 for variable in ${!OSTREL_*} ${!OVRA_*}; do
   unset "$variable"
 done
 
 say() { printf '\n== %s\n' "$*"; }
 
-# Runs a program of the examples in the copy, after showing the command as a user would type it.
-# What stands in front of the program is added to its environment.
+# Prints a command as a user would type it, then runs that example in the copy. Assignments before the
+# program are added to its environment.
 run() {
   printf '$%s\n' "$(printf ' %q' "$@")"
   (cd "$work" && PATH=$examples:$PATH env "$@" 2>&1)

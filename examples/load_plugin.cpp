@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Loads a plug-in by its name and calls a function in it. The plug-in is looked for along PATH,
-// along OSTREL_LIBRARY_PATH and in the directories that the arguments name.
+// Loads a plug-in by name and calls a function in it. The search covers PATH, OSTREL_LIBRARY_PATH
+// and the directories in the arguments.
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
@@ -34,7 +34,7 @@ void call(void *function) {
 } // namespace
 
 int main(int argc, char **argv) {
-  // Line by line, so that the plug-in's messages stand where they were made.
+  // Line-buffered, so that the plug-in's messages appear in order.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   Library const library(Platform::create_shared_library());
   if (library == nullptr) {

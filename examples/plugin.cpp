@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A plug-in: what load_plugin.cpp loads by its name, without having been linked to it.
+// A plug-in, which load_plugin.cpp loads by name at run time.
 
 #include "core/base/foundation/Export.h"
 #include "core/base/logging/LoggingCategory.hpp"
 
-// With C linkage, so that the name by which it is looked up is the name that stands here.
+// C linkage: the symbol has the name of the function.
 extern "C" OSTBASE_EXPORT double stopping_distance_m(double speed_m_per_s) {
   constexpr double DECELERATION_M_PER_S2 = 0.5;
   Ostrel::LoggingCategory::get_instance("Robot.Plugin")

@@ -1,6 +1,6 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 
-/* The library from C: how far a robot may drive, by measured distances and a user's setting. */
+/* The library from C: computes how far a robot may drive, from distances and a user setting. */
 
 #include "core/base/capi/ovra.h"
 
@@ -10,9 +10,9 @@
 static char const CATEGORY[] = "Robot.Drive";
 static char const MARGIN[] = "UserConfig/Drive/MarginFeet";
 
-/* What the user wants to stay free in front of the robot, in meters. */
+/* Returns the distance to keep free in front of the robot, in meters, from the user's settings. */
 static double read_margin(void) {
-  double meters = 0.5; /* what it stays when the user wants nothing */
+  double meters = 0.5; /* kept if the user has no setting */
   char text[32];
   unsigned long const result = ovra_user_config__get_value(MARGIN, text, sizeof text);
   if (result != OVRA_RESULT_SUCCESS) {
@@ -55,7 +55,7 @@ static void print_way(double meters, char const *units) {
 }
 
 int main(void) {
-  /* Line by line, so that the library's own messages stand where they were made. */
+  /* Line-buffered, so that the library's messages appear in order. */
   setvbuf(stdout, NULL, _IOLBF, BUFSIZ);
 
   double const measured[] = {3.25, 1.75, 2.5}; /* in meters */

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A tour of the library's main job: where settings come from, how they are read and changed, and
-// what is said about it. `./dev demo` runs it on a copy of the directory config.
+// A tour of the library's main job: finding, reading and changing settings, and logging. `./dev
+// demo` runs it on a copy of the directory config.
 
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
@@ -19,7 +19,7 @@ using namespace Ostrel;
 
 namespace {
 
-// Says what the tour does. Dropped at debug, unless the environment grants the category more.
+// Logs what the tour does. Debug messages appear only if the environment lowers the threshold.
 void begin_section(char const *title) {
   LoggingCategoryPostfixed log(&LoggingCategory::get_instance("Ostrel.Examples.Tour"));
   log.debug("Showing: %s", title);
@@ -64,7 +64,7 @@ void read_settings() {
   show_setting("$NoSuchAlias");
 }
 
-// Asks the file, not the settings of this process.
+// Reads the file, not the settings of this process.
 void show_what_the_file_says(char const *path, char const *name) {
   XmlConfigSource source;
   Configuration file(source);
@@ -146,7 +146,7 @@ void find_camera() {
 } // namespace
 
 int main() {
-  // Line by line, so that the library's own messages stand where they were made.
+  // Line-buffered, so that the library's messages appear in order.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   show_where_the_file_is();
   read_settings();

@@ -8,7 +8,7 @@
 int main() {
   auto &log = Ostrel::LoggingCategory::get_instance("Robot.Settings");
 
-  std::string method = "Stop"; // what it stays when there is no settings file
+  std::string method = "Stop"; // kept if there is no settings file
   auto result = Ostrel::UserConfig::get_user_config("$ObstacleAvoidanceMethod", &method);
   std::cout << method << ": " << Ostrel::result_code_get_name(result) << std::endl;
 
