@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// An array of 1,000,000 doubles beside a vector (peer) and beside bare copies and comparisons of
-// its bytes (limit).
+// An array of 1,000,000 doubles, compared with a vector (peer) and with plain copies and
+// comparisons of the bytes (limit).
 
 #include "core/base/foundation/Array.hpp"
 

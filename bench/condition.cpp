@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Two threads that wake each other in turn, on one processor: nothing but what it costs to wait and
-// to wake.
+// Two threads on one processor that wake each other in turn: measures only waiting and waking.
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IConditionVariable.hpp"
@@ -61,7 +60,7 @@ void take_turn(Condition &condition, Turn &turn, Turn mine, Turn other) {
   condition.unlock();
 }
 
-// Keeps the calling thread, and those that it starts, on one processor for the length of a block.
+// Binds the calling thread, and threads that it starts, to one processor until the end of a block.
 class OneProcessor {
 public:
   OneProcessor() {

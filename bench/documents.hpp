@@ -17,8 +17,8 @@ private:
   std::string path_;
 };
 
-constexpr int GROUPS = 100;         // of keys, in the large document
-constexpr int KEYS_IN_A_GROUP = 99; // with the group's own key, 10,000 in all
+constexpr int GROUPS = 100;         // of keys in the large document
+constexpr int KEYS_IN_A_GROUP = 99; // 10,000 keys in all, including those of the groups
 constexpr int ALIASES = 2000;
 
 /// A document of 10,000 keys and 0.8 MB: Root/Group<g>/Key<k>, each with the values name and value.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A log call below the threshold: it is in every loop of every program and must cost next to
-// nothing, however deep its category lies.
+// A log call that the threshold drops. Such calls are in every loop of every program and must be
+// cheap at any depth of the category.
 
 #include "core/base/logging/LoggingCategory.hpp"
 
@@ -16,7 +16,7 @@ using namespace Ostrel;
 
 namespace {
 
-// Every ancestor exists, so that the threshold lies that many steps up.
+// Creates every ancestor, so that the threshold is set that many levels above.
 LoggingCategory &category_at_depth(int depth) {
   std::string name = "Dropped";
   for (int i = 1; i < depth; ++i) {

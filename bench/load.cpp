@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Loading a large document, beside the parser alone: the time and what it takes in memory.
+// Loading a large document, compared with the parser alone: time and memory.
 
 #include "bench/documents.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -48,7 +48,7 @@ double kilobytes_in_use() {
 }
 
 template <typename Make> void memory(benchmark::State &state, Make make) {
-  make(); // what is made once per process is not the document's
+  make(); // excludes allocations that happen once per process
   for ([[maybe_unused]] auto const &_ : state) {
     double const before = kilobytes_in_use();
     auto const loaded = make();

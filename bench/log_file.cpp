@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A line in a log file that every reader sees when the call returns.
+// A line in a log file that other processes can read when the call returns.
 
 #include "bench/documents.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"

@@ -18,7 +18,7 @@ using boost::property_tree::ptree;
 
 namespace {
 
-constexpr int PATHS = 64; // asked for in turn, spread over the document
+constexpr int PATHS = 64; // queried in turn, spread over the document
 
 struct Loaded {
   explicit Loaded(std::string const &document) : file(document), configuration(source) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A recursive mutex that nobody else wants.
+// An uncontended recursive mutex.
 
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A program that does nothing, and a library that offers nothing else.
+// An empty program, and an empty library.
 
 int main() {
   return 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// One more owner and one less: ours beside std::shared_ptr.
+// Adding and removing an owner: ours and std::shared_ptr.
 
 #include "core/base/foundation/ObjectImpl.hpp"
 
@@ -27,7 +27,7 @@ void ours(benchmark::State &state, ObjectImpl::ThreadSafety mode) {
 }
 
 void peer(benchmark::State &state) {
-  // The standard library counts atomically only in a program that has had a second thread.
+  // std::shared_ptr counts atomically only after the program has started a second thread.
   std::thread([] {}).join();
   auto const thing = std::make_shared<int>(0);
   for ([[maybe_unused]] auto const &_ : state) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The life of a program that loads the library and ends, beside one whose library is empty but for
-// the parser that it is linked to.
+// A program that loads the library and ends, compared with one whose library is empty but also
+// links to the XML parser.
 
 #include <benchmark/benchmark.h>
 #include <spawn.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// The names of all result codes as texts: ours beside those of Abseil's status codes (peer).
+// The names of all result codes, compared with the names of Abseil's status codes (peer).
 
 #include "core/base/foundation/ResultCode.hpp"
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int COUNT = 16; // as many as Abseil has
+constexpr int COUNT = 16; // the number of codes in Abseil
 
 void ours(benchmark::State &state) {
   for ([[maybe_unused]] auto const &_ : state) {

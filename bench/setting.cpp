@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A user setting that was read before, by a key of 40 characters.
+// A cached user setting, read by a key of 40 characters.
 
 #include "core/base/config/UserConfig.hpp"
 

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Runs every benchmark many times for a moment, interleaved, and prints the medians as one table:
-// what else the machine does comes and goes within seconds, and must not meet one column only. A
-// benchmark is named by its row and its column: "dropped call, depth 1/ours". Only ratios of one
-// run count.
+// Runs all benchmarks in many short interleaved repetitions, so that other load on the machine
+// affects all columns alike, and prints the medians as one table. A benchmark is named by its row
+// and column: "dropped call, depth 1/ours". Only ratios within one run are meaningful.
 
 #include <benchmark/benchmark.h>
 
@@ -19,9 +18,9 @@ namespace {
 
 struct Row {
   char const *work;
-  char const *beside; // the column that ours is held against
-  double wanted;      // ours may take at most that many times as much
-  char const *unit;   // of what a benchmark counts itself; null for its time
+  char const *beside; // the column that ours is compared with
+  double wanted;      // the largest acceptable ratio
+  char const *unit;   // of the benchmark's own counter; null for time
 };
 
 constexpr Row ROWS[] = {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// Trimming and splitting a text of 1 KB: ours, Abseil (peer) and the standard library (limit).
+// Trimming and splitting 1 KB of text: ours, Abseil (peer) and the standard library (limit).
 
 #include "core/base/foundation/StringUtils.hpp"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-// A value converted between two units that are given by their names: ours, a hash table behind the
-// same signature, and a library that reads units as terms.
+// Converting a value between two named units: ours, a hash table with the same signature, and a
+// library that parses units as expressions.
 
 #include "core/base/units/Units.hpp"
 
@@ -20,7 +20,7 @@ struct Conversion {
   char const *from, *to;
 };
 
-// Asked for in turn.
+// Queried in turn.
 constexpr Conversion CONVERSIONS[] = {{"m", "in"},        {"cm", "meters"},  {"foot", "mm"},
                                       {"inches", "feet"}, {"meter", "inch"}, {"millimeters", "ft"}};
 
@@ -56,7 +56,7 @@ Factors const &factors() {
   return instance;
 }
 
-// As a library would offer it.
+// With the signature of a library function.
 __attribute__((noinline)) bool convert_by_hash_table(std::string from, double value, std::string to,
                                                      double *result) {
   auto const first = factors().find(from), second = factors().find(to);

@@ -1,13 +1,12 @@
 # SPDX-License-Identifier: Apache-2.0
-# What `cmake --install` leaves: the library, and how CMake and pkg-config find it. The headers are
-# installed by the folders that own them (see OstbaseHeaders.cmake). The package files do not name the
-# prefix, so that an installed tree can be moved; the library goes on looking for its default
-# directories where OSTBASE_INSTALLED has put them.
+# Installs the library and its files for CMake and pkg-config. Each folder installs its own headers
+# (OstbaseHeaders.cmake). The package files do not contain the prefix, so that an installed tree can be
+# moved; the default directories of the library stay where OSTBASE_INSTALLED has put them.
 include(CMakePackageConfigHelpers)
 
 if(NOT OSTBASE_INSTALLED)
   install(CODE "message(WARNING \"This build looks for its default directories in the tree that it \
-was built from. For a library to keep, use: ./dev install PREFIX\")")
+was built from. To install the library, use: ./dev install PREFIX\")")
 endif()
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/ostbase")
@@ -30,7 +29,7 @@ install(FILES "${PROJECT_BINARY_DIR}/ostbaseConfig.cmake"
               "${PROJECT_BINARY_DIR}/ostbaseConfigVersion.cmake"
         DESTINATION "${package_dir}")
 
-# pkg-config knows where its own file lies; the prefix is the way up from there.
+# The prefix relative to the directory of the .pc file, which pkg-config knows.
 file(RELATIVE_PATH pkgconfig_to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" pkgconfig_to_prefix "${pkgconfig_to_prefix}")
 configure_file("${CMAKE_CURRENT_LIST_DIR}/ostbase.pc.in" "${PROJECT_BINARY_DIR}/ostbase.pc" @ONLY)

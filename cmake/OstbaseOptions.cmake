@@ -1,15 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
-# What can be chosen at configure time, and what every target of ours is compiled with.
+# The options of the project, and the compiler flags of all its targets.
 
-# Inside somebody else's project only the library is built. (PROJECT_IS_TOP_LEVEL needs CMake 3.21.)
+# As a subproject, only the library is built.
 string(COMPARE EQUAL "${CMAKE_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}" is_top_level)
 
 option(OSTBASE_BUILD_CONFIG "Build the settings, in C++ and in C (needs libxml2)" ON)
 option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${is_top_level})
 option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${is_top_level})
 option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs the settings, Google Benchmark, the peers)" OFF)
-option(OSTBASE_BUILD_TORTURE "Build the programs that make failures on purpose (needs the settings)" OFF)
-option(OSTBASE_BUILD_FUZZERS "Build the fuzz targets (needs the settings); without the sanitizer named fuzzer they run kept inputs" OFF)
+option(OSTBASE_BUILD_TORTURE "Build the programs that cause failures and check the guarantees (needs the settings)" OFF)
+option(OSTBASE_BUILD_FUZZERS "Build the fuzz targets (needs the settings); without the sanitizer named fuzzer they only run a corpus" OFF)
 foreach(part BENCHMARKS TORTURE FUZZERS)
   if(OSTBASE_BUILD_${part} AND NOT OSTBASE_BUILD_CONFIG)
     message(FATAL_ERROR "OSTBASE_BUILD_${part} needs the settings: OSTBASE_BUILD_CONFIG=ON")
@@ -18,7 +18,7 @@ endforeach()
 option(OSTBASE_WARNINGS_AS_ERRORS "Treat warnings in our own code as errors" ${is_top_level})
 set(OSTBASE_SANITIZE "" CACHE STRING "Sanitizers to compile with, e.g. address,undefined or thread")
 
-# A build with a prefix is made to be installed: a package names one, a developer's build does not.
+# A prefix marks a build for installation: packages set one, a developer's build does not.
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
   set(has_prefix OFF)
 else()
@@ -35,7 +35,7 @@ else()
   set(default_data_dir "${PROJECT_SOURCE_DIR}/data")
 endif()
 
-# A directory that can be named in the cache. The default is not kept there: it follows the prefix.
+# A directory that the cache can override. The default is not cached, because it follows the prefix.
 macro(ostbase_directory name default help)
   set(${name} "" CACHE PATH "${help}; empty for ${default}")
   if(NOT ${name})
@@ -50,7 +50,7 @@ ostbase_directory(OSTBASE_DATA_DIR "${default_data_dir}" "Default data directory
 ostbase_directory(OSTBASE_SYSCONF_DIR "/etc"
                   "System configuration directory, which holds the registry file ostrel/registry.reg")
 
-# Said to the compiler even where it is its default: clang-tidy reads the commands, and has another.
+# Explicit even where it is the compiler's default: clang-tidy reads the commands and has another one.
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -58,7 +58,7 @@ set(CMAKE_C_STANDARD 99)
 set(CMAKE_C_STANDARD_REQUIRED ON)
 set(CMAKE_C_EXTENSIONS OFF)
 
-# The flags of our own targets. None of them reaches a consumer.
+# The flags of the project's own targets; consumers do not get them.
 add_library(ostbase_build_flags INTERFACE)
 target_compile_features(ostbase_build_flags INTERFACE cxx_std_17)
 target_include_directories(ostbase_build_flags INTERFACE "${PROJECT_SOURCE_DIR}")
@@ -68,8 +68,8 @@ target_compile_options(
             $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
             $<$<BOOL:${OSTBASE_WARNINGS_AS_ERRORS}>:-Werror>)
 if(OSTBASE_INSTALLED)
-  # Debug information names the sources relative to the tree: nothing installed tells where that was.
-  # Link-time optimisation writes some of it at the link.
+  # Debug information has paths relative to the tree, so that no installed file contains its location.
+  # Link-time optimisation writes debug information at the link.
   set(prefix_maps "-ffile-prefix-map=${PROJECT_BINARY_DIR}=."
                   "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
   target_compile_options(ostbase_build_flags INTERFACE ${prefix_maps})
