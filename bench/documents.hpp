@@ -3,7 +3,7 @@
 
 #include <string>
 
-/// A file in a directory of its own, removed at the end of the program.
+/// A file in a temporary directory, removed at the end of the program.
 class TemporaryFile {
 public:
   explicit TemporaryFile(std::string const &content = "");

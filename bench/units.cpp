@@ -56,7 +56,7 @@ Factors const &factors() {
   return instance;
 }
 
-// With the signature of a library function.
+// With the signature of our function.
 __attribute__((noinline)) bool convert_by_hash_table(std::string from, double value, std::string to,
                                                      double *result) {
   auto const first = factors().find(from), second = factors().find(to);

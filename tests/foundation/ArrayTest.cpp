@@ -78,7 +78,7 @@ TEST(Array, GrowsByThePolicy) {
     using Array::Array, Array::next_capacity;
   };
   struct {
-    unsigned int capacity, step_size, size, count, next; // 0 as next: does not fit
+    unsigned int capacity, step_size, size, count, next; // next is 0 if it does not fit
   } const cases[] = {{0, 0, 0, 0, 0},     {0, 0, 0, 1, 32},     {0, 10, 0, 1, 32},
                      {0, 10, 0, 43, 52},  {0, 0, 0, 65, 128},   {5, 0, 5, 16, 40},
                      {5, 3, 5, 4, 11},    {5, 3, 2, 3, 5},      {0, 0, 0, MAX, 0},

@@ -28,7 +28,7 @@ public:
   using ObjectImpl::maybe_unlock;
 
 private:
-  // Counts during the destruction, as a member of the object might.
+  // Uses the count in the destructor, as the destructor of a member may do.
   ~Thing() override { *deleted_ += remove_ref() == 0 && ref_count() == 0 ? 1 : 100; }
 
   int *deleted_;

@@ -64,14 +64,14 @@ TEST(LoggingSetup, FollowsTheEnvironment) {
   } const cases[] = {
       {NOT_SET, NOT_SET, NOT_SET, NOT_SET, WU + WC + WO, ""},
       {"X.u,DEBUG", NOT_SET, NOT_SET, NOT_SET, DU + WU + WC + WO, ""},
-      {NOT_SET, "x.u", NOT_SET, NOT_SET, DU + WU + WC + WO, ""}, // no priority is debug
+      {NOT_SET, "x.u", NOT_SET, NOT_SET, DU + WU + WC + WO, ""}, // no priority means DEBUG
       {NOT_SET, "x,ERROR;x.u,dEbUg", NOT_SET, NOT_SET, DU + WU + WO, ""},
-      {"x,FATAL;x.u,WARN ", NOT_SET, NOT_SET, NOT_SET, WO, ""}, // an unknown one inherits
+      {"x,FATAL;x.u,WARN ", NOT_SET, NOT_SET, NOT_SET, WO, ""}, // an unknown priority inherits
       {"x,debug;;o,FATAL", NOT_SET, NOT_SET, NOT_SET, DU + WU + DC + WC + WO, ""},
-      {"", "x.u", NOT_SET, NOT_SET, WU + WC + WO, ""}, // the first name wins
+      {"", "x.u", NOT_SET, NOT_SET, WU + WC + WO, ""}, // the first variable wins
       {"x.u;o,warn", NOT_SET, NOT_SET, file, WC, DU + WU + WO},
       {NOT_SET, "x", file, NOWHERE, WO, DU + WU + DC + WC}, // here too
-      {NOT_SET, NOT_SET, file, NOT_SET, WU + WC + WO, ""},  // an output alone is not read
+      {NOT_SET, NOT_SET, file, NOT_SET, WU + WC + WO, ""},  // an output alone has no effect
       {"x.u", NOT_SET, "", file, WC + WO, ""}};
   for (auto const &c : cases) {
     SCOPED_TRACE(&c - cases);

@@ -7,7 +7,7 @@ void fail_allocation(int count);
 /// Calls `action` once, in this thread's allocation after `count` others.
 void at_allocation(int count, void (*action)());
 
-/// Cancels both.
+/// Cancels a pending failure or action.
 /// @return whether an allocation failed.
 bool stop_failing();
 

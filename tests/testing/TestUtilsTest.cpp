@@ -22,7 +22,7 @@ using namespace Ostrel;
 std::string const BANNER = "\n*** t  ***\nRunning tests...\n",
                   FAIL = std::string(65, ' ') + "FAIL\n";
 
-// Ends the program in the way with the given number.
+// Ends the program in one of several ways, chosen by number.
 Role const end("end", [](Role::Arguments const &arguments) {
   static char buffer[BUFSIZ]; // accepted by the C library even after output
   void (*const ways[])(TestUtils &) = {

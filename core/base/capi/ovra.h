@@ -30,7 +30,7 @@ typedef struct tagSimpleProfilerData tagSimpleProfilerData;
 struct ovra_log_category;
 
 /// A growable array of numbers in one block of memory, owned by the caller that created it. In C++
-/// it is an `Ostrel::Array` after a `reinterpret_cast`, which works both ways; an array from
+/// `reinterpret_cast` converts it to and from an `Ostrel::Array`; an array from
 /// `ovra_doublearray__create` is an `Ostrel::DoubleArray`.
 struct ovra_array;
 

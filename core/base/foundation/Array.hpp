@@ -64,7 +64,7 @@ public:
   /// moved to new storage.
   unsigned long resize(unsigned int size);
 
-  /// Sets the size; new elements are not initialised. If the storage cannot grow, the size stays.
+  /// Sets the size; new elements are not initialised. If growing fails, the size does not change.
   void set_size(unsigned int size);
 
   /// Replaces the storage by a block of exactly `capacity` elements.
@@ -90,7 +90,7 @@ public:
   char *flatten(unsigned int &length) const;
 
   /// Replaces the array by the one that `flatten` wrote, including its element size and step size.
-  /// The capacity follows from growth, not from the buffer.
+  /// The capacity in the buffer is ignored.
   ///
   /// @param buffer  borrowed, of any alignment; its header and length are trusted.
   /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` (null), with the array unchanged; or a
@@ -160,7 +160,8 @@ public:
     if (size_ == capacity_ || element_size_ != sizeof value) {
       return push_back_value(&value, sizeof value);
     }
-    // A typed store: for most element types the compiler may assume that it changes no field.
+    // Stored through the element type: for most types the compiler then knows that no field
+    // changes.
     reinterpret_cast<Element *>(data_.get())[size_] = value;
     ++size_;
     return RESULT_SUCCESS;

@@ -37,7 +37,7 @@ public:
 
   unsigned int ref_count() override;
 
-  /// Finds no interface.
+  /// Supports no other interface.
   /// @return `RESULT_NOT_IMPLEMENTED`, with `result` untouched.
   unsigned long obtain_interface(unsigned long interface_id, char const *interface_name,
                                  void **result) override;

@@ -11,8 +11,9 @@ class LoggingCategory;
 /// drops the message; the next use retries. Internal to the library.
 ///
 /// Define it at namespace scope, where it is constant-initialised and never destroyed, and call it
-/// like a function: `category().warn("Unable to find file '%s'", name);` A local static would not
-/// do: its first use is locked, and a child of fork would wait forever for a thread of the parent.
+/// like a function: `category().warn("Unable to find file '%s'", name);` Not a local static:
+/// another thread may hold the lock of its initialisation during a fork, and the child would wait
+/// forever.
 class ClassCategory {
 public:
   /// @param name  borrowed permanently.

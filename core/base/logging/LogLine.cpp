@@ -14,7 +14,7 @@ void LogLine::format(char const *format, va_list arguments) {
 std::string_view LogLine::finish(LoggingPriority::PriorityLevel level) {
   char *const message = buffer_ + LineHead::LONGEST;
   char *const end = message + std::strlen(message);
-  *end = LINE_END; // in the place of the terminator
+  *end = LINE_END; // replaces the terminator
   char const *const begin = LineHead(level).write_before(message);
   return {begin, static_cast<std::size_t>(end + 1 - begin)};
 }

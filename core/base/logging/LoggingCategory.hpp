@@ -175,9 +175,9 @@ inline bool LoggingCategory::priority_satisfied(LoggingPriority::PriorityLevel l
 }
 
 // A variadic function is never inlined, and its call would be most of the cost of a dropped
-// message. GCC can inline the test and forward the arguments to a call behind it. These definitions
-// are used for inlining only: the addresses of the functions are those in the library. Other
-// compilers call the library, which starts with the same test.
+// message. GCC can inline the test and forward the arguments to the call after it. These
+// definitions are used for inlining only: the addresses of the functions are those in the library.
+// Other compilers call the library, which starts with the same test.
 #if defined(__GNUC__) && !defined(__clang__)
 #define OSTBASE_INLINE_TEST(name, level)                                                           \
   __attribute__((gnu_inline, always_inline, artificial)) inline bool LoggingCategory::name(        \

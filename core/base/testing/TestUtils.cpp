@@ -20,7 +20,7 @@ namespace Ostrel {
 namespace {
 
 constexpr int STANDARD_ERROR = 2; // the descriptor
-constexpr char DOTS[] = "...";    // end every description
+constexpr char DOTS[] = "...";    // appended to every description
 
 ClassCategory category("Ostrel.Core.Base.TestUtils");
 
@@ -192,7 +192,7 @@ void TestUtils::init_external(int argc, char **argv) {
   }
   read_arguments(argc, argv);
   if (verbose_) {
-    verbose_stream.clear(); // earlier output has failed
+    verbose_stream.clear(); // earlier output failed without a descriptor
     verbose_stream.rdbuf()->set_descriptor(STANDARD_ERROR);
   }
 }
