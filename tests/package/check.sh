@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# check.sh CHECK WORK_DIR HAS_SETTINGS CXX: one look at the installed package, by its name.
+# check.sh CHECK WORK_DIR HAS_SETTINGS CXX: runs one check of the installed package, chosen by name.
 set -euo pipefail
 
 check=$1 work=$2 has_settings=$3 compiler=$4
@@ -13,8 +13,8 @@ fail() {
   exit 1
 }
 
-# The package is used at another place than that where it was installed. It is built with debug
-# information, which names sources.
+# The package is moved after the installation. It is built with debug information, which contains
+# source paths.
 install() {
   rm -rf "$work"
   cmake --preset install -S "$tree" -B "$work/build" -D CMAKE_INSTALL_PREFIX=/srv/robot \
@@ -24,7 +24,7 @@ install() {
   mv "$work/root/srv/robot" "$prefix"
 }
 
-# The default directories are below the prefix, and no file names a place of the machine that built it.
+# The default directories are below the prefix, and no file contains a path of the build machine.
 places() {
   local library place
   library=$(find "$prefix" -name libostbase.so)
@@ -36,7 +36,7 @@ places() {
   diff "$tree/LICENSE" "$prefix/share/doc/ostbase/LICENSE"
 }
 
-# Settings of its own, whatever the tree's say today.
+# Separate settings, independent of those in the tree.
 run_consumer() {
   mkdir -p "$work/config"
   echo '<UserConfig><ObstacleAvoidance Method="Test"/></UserConfig>' \
@@ -54,7 +54,7 @@ cmake_consumer() {
   run_consumer "$work/cmake/settings"
 }
 
-# A consumer that asks for a component which is not there is told which one.
+# If a component is missing, the message names it.
 components() {
   mkdir -p "$work/components"
   printf '%s\n' 'cmake_minimum_required(VERSION 3.20)' 'project(components LANGUAGES CXX)' \
@@ -64,7 +64,7 @@ components() {
   "${configure[@]}" -D components=
   local output
   ! output=$("${configure[@]}" -D "components=config;wheels" 2>&1) || fail "there are no wheels"
-  output=$(echo $output) # without the line feeds that CMake makes
+  output=$(echo $output) # without the line feeds that CMake inserts
   [[ $output == *"no component 'wheels'"* ]] || fail "$output"
   if [ "$has_settings" = ON ]; then
     [[ $output != *"'config'"* ]] || fail "$output"
@@ -79,7 +79,7 @@ pkgconfig_consumer() {
   local pc_dir
   pc_dir=$(dirname "$(find "$prefix" -name ostbase.pc)")
   local -a flags
-  # A blank in a path comes out quoted for the shell.
+  # A blank in a path is quoted for the shell.
   eval "flags=($(PKG_CONFIG_PATH=$pc_dir pkg-config --cflags --libs ostbase))"
   c++ -std=c++17 "$tree/examples/settings/settings.cpp" "${flags[@]}" -o "$work/settings"
   LD_LIBRARY_PATH=$(dirname "$pc_dir") run_consumer "$work/settings"
@@ -89,14 +89,14 @@ pkgconfig_consumer() {
   [[ $output == *'drive 38.90 inches'* ]] || fail "$output"
 }
 
-# Compiles each of the headers alone, in front of a source that holds next to nothing.
+# Compiles each header alone, at the head of a nearly empty source.
 compile_headers() {
   echo 'typedef int nothing;' >"$work/nothing"
   find . -name "$1" -print0 | xargs --null -I{} --max-procs=2 "${@:2}" -fsyntax-only -I. \
     "${warnings[@]}" -include {} "$work/nothing"
 }
 
-# In the oldest and in a newer C++, by two compilers, and in C where a header is for C as well.
+# With two compilers, in C++17 and a newer C++, and headers for C also in C.
 headers() {
   cd "$prefix/include/ostrel"
   compile_headers '*.h*' g++ -std=c++17 -xc++
@@ -104,7 +104,7 @@ headers() {
   ! command -v clang++ >/dev/null || compile_headers '*.h*' clang++ -std=c++20 -xc++
 }
 
-# Only what is marked for export leaves the library, which is the interface and what belongs to it.
+# Only symbols that are marked for export are exported.
 symbols() {
   local strangers
   strangers=$(nm --dynamic --demangle --defined-only --just-symbols \
@@ -113,13 +113,13 @@ symbols() {
   [ -z "$strangers" ] || fail "leave the library unmarked: $strangers"
 }
 
-# The first block of a language in the README.
+# Prints the first code block of a language in the README.
 block() {
   awk -v fence="\`\`\`" -v first="\`\`\`$1" \
     '$0 == fence && inside { exit } inside { print } $0 == first { inside = 1 }' "$tree/README.md"
 }
 
-# What the README shows is what is tried here.
+# The code blocks of the README are the files and commands that are tested here.
 readme() {
   diff <(block cpp) "$tree/examples/settings/settings.cpp"
   diff <(block cmake) "$tree/examples/settings/CMakeLists.txt"

@@ -1,10 +1,9 @@
 # SPDX-License-Identifier: Apache-2.0
-# What a consumer gets, tried from outside with the tools of this system. The package is a build of
-# its own, as `./dev install` makes it, with the compiler of this one. The sanitized builds are no
-# packages.
+# Tests the installed package with the tools of this system. The package is a separate build, as
+# `./dev install` makes it, with this build's compiler. Builds with sanitizers are not packaged.
 if(NOT OSTBASE_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
   set(checks install places headers symbols components)
-  if(OSTBASE_BUILD_CONFIG) # the consumers are programs with settings
+  if(OSTBASE_BUILD_CONFIG) # the consumers use the settings
     list(APPEND checks cmake_consumer pkgconfig_consumer readme)
   endif()
   foreach(check IN LISTS checks)
