@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-/// System calls for Child.hpp, implemented in posix/Process.cpp and windows/Process.cpp.
+/// Process functions for Child.hpp, implemented in posix/Process.cpp and windows/Process.cpp.
 
 using Texts = std::vector<std::string>;
 

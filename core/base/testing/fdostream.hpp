@@ -14,7 +14,7 @@ namespace Ostrel {
 /// and never closed. Not synchronised.
 class OSTBASE_API fdoutbuf : public std::streambuf {
 public:
-  /// @param descriptor  a descriptor of the C library; -1 for none, so that writes fail.
+  /// @param descriptor  a descriptor of the C library; -1 for none: nothing is written.
   explicit fdoutbuf(int descriptor = -1) noexcept;
 
   int descriptor() const noexcept { return descriptor_; }
