@@ -146,8 +146,9 @@ public:
   /// everyone after a kill, may find both kinds of bytes. So it is where the temporary file's name
   /// makes an old file's path too long, and where a link's own text has a backslash or begins with
   /// a drive. A process that is killed inside may leave its temporary file behind, of which the
-  /// name begins with ".ostbase-": nobody uses such files again, and later saves in the directory
-  /// remove those that are older than a day. A broken pipe is a failure like any other.
+  /// name begins with ".ostbase-": no process uses such a file again, and the next save in the
+  /// directory, which reads the names there for that, removes those that are older than a day. A
+  /// broken pipe is a failure like any other.
   ///
   /// @param data  `size` bytes, borrowed; may be null when `size` is 0.
   /// @return `RESULT_SUCCESS`; `RESULT_IO_ERROR` when any step fails, with the old contents and no

@@ -60,22 +60,18 @@ bool is_left_over(std::string const &path) {
 // Removes the temporary files of processes that were killed. Whether the process still lives is not
 // asked: the number in the name may be that of a process on another machine. If the calendar is set
 // forward by more than a day during a save, its temporary file is removed as well: the save fails,
-// and the target stays the old file.
+// and the target stays the old file. Throws std::bad_alloc.
 void remove_left_over(std::string const &directory) {
   std::string const query = directory + NAME_BEGIN + "*" + NAME_END;
-  for_each_match(query.c_str(), [&directory](char const *name) {
+  DWORD const end = for_each_match(query.c_str(), [&directory](char const *name) {
     std::string const path = directory + name;
     if (can_be_named(name) && is_left_over(path)) {
       DeleteFileA(path.c_str());
     }
   });
-}
-
-// Not at each save, since a search takes time in proportion to the files of the directory.
-bool is_removal_due() {
-  constexpr unsigned long SAVES_PER_REMOVAL = 101; // prime, for directories that take turns
-  static std::atomic<unsigned long> saves{0};
-  return saves++ % SAVES_PER_REMOVAL == 0;
+  if (end == ERROR_NOT_ENOUGH_MEMORY) {
+    throw std::bad_alloc();
+  }
 }
 
 // --- A save -----------------------------------------------------------------------------------
@@ -97,9 +93,7 @@ public:
   // Creates the file in the directory of `target`. False, with the last error, on failure.
   bool create(std::string const &target, NewFile owner) {
     std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
-    if (is_removal_due()) {
-      remove_left_over(directory); // first, since these files may be what fills the disk
-    }
+    remove_left_over(directory); // first, since these files may be what fills the disk
     for (int attempt = 0; attempt < NAME_ATTEMPTS && !is_there_; ++attempt) {
       path_ = directory + unique_name();
       file_ = open_file(path_.c_str(), GENERIC_WRITE, CREATE_NEW, owner);

@@ -24,8 +24,8 @@ extern char const *const SHARED_LIBRARY_EXTENSION;
 void to_native_path(char *path) noexcept;
 
 /// Finds the file that `path` names in the end, after all symbolic links; it need not exist. The
-/// result is `path` itself if it is no link, or a link to a name that no path of the library can
-/// express.
+/// result is `path` itself if it is no link, or a link to something other than a regular file or to
+/// a name that no path of the library can express.
 ///
 /// @param target  receives the path, terminated.
 /// @param size    of `target`, in characters.

@@ -44,29 +44,6 @@ bool is_expressible(char const *path) {
   return std::strchr(path, '\\') == nullptr && drive_length(path) == 0;
 }
 
-// Whether the error means that this process cannot reach such a file, and not that the disk fails.
-bool is_unreachable(int error) {
-  return error == ENOENT || error == ENOTDIR || error == EACCES || error == ELOOP ||
-         error == ENAMETOOLONG;
-}
-
-// Finds out whether the text of the links leads to the file that the system finds; true if there is
-// no file yet. False, with `errno`, if the disk fails.
-bool compare_ends(char const *link, char const *target, bool *is_same) {
-  struct stat there = {}, found = {};
-  bool const is_there = stat(link, &there) == 0;
-  if (!is_there && !is_unreachable(errno)) {
-    return false;
-  }
-  bool const is_found = is_there && stat(target, &found) == 0;
-  if (is_there && !is_found && !is_unreachable(errno)) {
-    return false;
-  }
-  *is_same =
-      !is_there || (is_found && there.st_dev == found.st_dev && there.st_ino == found.st_ino);
-  return true;
-}
-
 } // namespace
 
 char const *const SHARED_LIBRARY_EXTENSION = ".so";
@@ -97,17 +74,18 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
     return fail_with_errno();
   }
   bool const has_path = is_expressible(current);
-  struct stat there = {};
-  if (!has_path && stat(native.c_str(), &there) != 0) {
+  bool const exists = access(native.c_str(), F_OK) == 0;
+  if (!has_path && !exists) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  // A link below /proc leads to an open file, whatever its text is, so its path is returned. So is
-  // the path of a link whose text the layer would read as another path.
-  bool is_link = links > 0 && has_path;
-  if (is_link && !compare_ends(native.c_str(), current, &is_link)) {
+  struct stat status = {};
+  bool const is_found = stat(current, &status) == 0;
+  if (exists && !is_found && errno != ENOENT) {
     return fail_with_errno();
   }
-  char const *result = is_link ? current : path;
+  // A link below /proc leads to an open file, whatever its text is: its own path is returned.
+  bool const is_target = !exists || (is_found && S_ISREG(status.st_mode));
+  char const *const result = links > 0 && has_path && is_target ? current : path;
   std::size_t const length = std::strlen(result);
   if (length >= size) {
     return fail(ERROR_INSUFFICIENT_BUFFER);
