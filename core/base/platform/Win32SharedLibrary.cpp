@@ -1,20 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Win32SharedLibrary.hpp"
 
-#include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
-#include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/SystemErrorText.hpp"
+#include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <atomic>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <optional>
 #include <utility>
@@ -27,33 +24,6 @@ constexpr char const *PATH_VARIABLE = "PATH";
 constexpr char const *LIBRARY_PATH_VARIABLE = "OSTREL_LIBRARY_PATH";
 
 ClassCategory category("Ostrel.Core.Base.Win32SharedLibrary");
-
-// Keeps the loads of different threads apart; null, and they are not kept apart, as long as there
-// is no memory for it. Recursive: the constructors of a library may load further ones. Never
-// destroyed: destructors of the program may load as well, while other threads are still inside.
-IMutex *load_mutex() {
-  static std::atomic<IMutex *> instance{nullptr};
-  IMutex *mutex = instance.load(std::memory_order_acquire);
-  if (mutex == nullptr) {
-    std::unique_ptr<IMutex> made(Platform::create_mutex(true));
-    if (instance.compare_exchange_strong(mutex, made.get(), std::memory_order_acq_rel)) {
-      mutex = made.release();
-    }
-  }
-  return mutex;
-}
-
-// Held for the length of a block. The loader keeps threads apart as well: this lock stands outside
-// its own, but where the program calls the loader by itself.
-class LoadLock {
-public:
-  LoadLock() : lock_(load_mutex()) {
-    lock_.acquire(); // refused once when its owner ended inside
-  }
-
-private:
-  AcquirableLock lock_;
-};
 
 // Throws std::bad_alloc without memory.
 std::optional<std::string> read_variable(char const *name) {
@@ -228,7 +198,7 @@ unsigned long Win32SharedLibrary::unload() {
   if (module == nullptr) {
     return RESULT_SUCCESS;
   }
-  LoadLock const lock;
+  ProcessLock const lock(ProcessMutex::LIBRARIES);
   return FreeLibrary(static_cast<HMODULE>(module)) != FALSE ? RESULT_SUCCESS : RESULT_SYSTEM_ERROR;
 }
 
@@ -237,7 +207,7 @@ unsigned long Win32SharedLibrary::basic_load(std::string const &file_name) try {
     return RESULT_SUCCESS;
   }
   std::string const name = complete_name(file_name);
-  LoadLock const lock;
+  ProcessLock const lock(ProcessMutex::LIBRARIES);
   TemporaryPath path;
   if (!path.extend(search_path_)) {
     category().warn("Failed to set temporary PATH");

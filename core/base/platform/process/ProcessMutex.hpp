@@ -18,6 +18,7 @@ class OSTBASE_CAPABILITY ProcessMutex final : public IAcquirable {
 public:
   /// What each guards. A thread that acquires several does so in this order.
   enum Rank : int {
+    LIBRARIES,          ///< PATH during a load. Constructors of the library run inside.
     USER_CONFIGURATION, ///< The settings of the process.
     CONFIGURATION,      ///< All facades.
     SOURCE,             ///< All XML sources, and with them libxml2.
