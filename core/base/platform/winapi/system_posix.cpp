@@ -96,7 +96,9 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
 
 void ThreadInWait::begin() noexcept {}
 
-void ThreadInWait::end() noexcept {}
+void ThreadInWait::end() noexcept {
+  thread_ = 0;
+}
 
 bool ThreadInWait::has_ended() const noexcept {
   return false;
