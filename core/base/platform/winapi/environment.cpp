@@ -33,6 +33,7 @@
 namespace {
 
 using Ostrel::fail;
+using Ostrel::ProcessMutex;
 
 constexpr std::size_t FIRST_SPARE = 32; // free slots, beside as many as there are entries
 
@@ -44,8 +45,7 @@ struct Kept {
   char **begin = nullptr; // what `environ` is, unless other code has changed it since
 };
 
-// Needs ProcessMutex::ENVIRONMENT.
-Kept &kept() noexcept {
+Kept &kept() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   static Ostrel::NeverDestroyed<Kept> instance;
   return *instance;
 }
@@ -55,7 +55,8 @@ bool is_of(char const *entry, std::string_view name) noexcept {
 }
 
 // Returns the kept entry of that variable and value. Needs memory only for a new one.
-char *keep(std::string_view name, char const *value) {
+char *keep(std::string_view name, char const *value)
+    OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   std::size_t const size = name.size() + 1 + std::strlen(value);
   for (std::string &entry : kept().entries) {
     if (entry.size() == size && is_of(entry.c_str(), name) &&
@@ -103,24 +104,24 @@ bool replace(std::string_view name, char *entry) noexcept {
   return is_found;
 }
 
-void begin_at(char **slot) noexcept {
+void begin_at(char **slot) noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   kept().begin = slot;
   __atomic_store_n(&environ, slot, __ATOMIC_RELEASE);
 }
 
-bool is_ours() noexcept {
+bool is_ours() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   return kept().begin != nullptr && environ == kept().begin;
 }
 
 // Replaces the array, which is full or was set by other code, by one with free slots.
-void grow() {
+void grow() OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   std::size_t const count = count_slots(), spare = count + FIRST_SPARE;
   std::vector<char *> &slots = kept().arrays.emplace_back(spare + count + 1);
   std::copy(environ, environ + count, slots.data() + spare);
   begin_at(slots.data() + spare);
 }
 
-void add(char *entry) {
+void add(char *entry) OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   if (!is_ours() || environ == kept().arrays.back().data()) {
     grow();
   }
@@ -129,7 +130,8 @@ void add(char *entry) {
 }
 
 // Removes every entry of that variable.
-void remove_entries(std::string_view name) {
+void remove_entries(std::string_view name)
+    OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
   if (find_last_slot(name) != nullptr && !is_ours()) {
     grow();
   }
@@ -172,7 +174,7 @@ char const *find_entry(std::string_view name) noexcept {
 
 // Null removes the variable. False, with the environment unchanged, without memory.
 bool change(std::string_view name, char const *value) noexcept try {
-  Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::ENVIRONMENT);
+  Ostrel::ProcessLock const lock(ProcessMutex::ENVIRONMENT);
   if (value == nullptr) {
     remove_entries(name);
     return true;

@@ -172,7 +172,8 @@ struct NamedMutex final : Handle {
 
   // Makes this process a user of the mutex; FAILED leaves `errno`: ENOENT if the mutex is missing
   // and not to be created, EAGAIN if another process keeps its file locked.
-  Use use(char const *name, Missing missing) noexcept;
+  Use use(char const *name, Missing missing) noexcept
+      OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES));
 
   DWORD wait(DWORD milliseconds) noexcept override;
   BOOL release_mutex() noexcept override;
@@ -190,10 +191,10 @@ private:
   bool initialise(char const *name, bool is_owned) noexcept;
 };
 
-NamedMutex *table = nullptr;     // guarded by ProcessMutex::NAMED_MUTEXES
-unsigned int creation_count = 0; // guarded by ProcessMutex::NAMED_MUTEXES
+NamedMutex *table OSTBASE_GUARDED_BY(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES)) = nullptr;
+unsigned int creation_count OSTBASE_GUARDED_BY(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES)) = 0;
 
-void begin_in_child() noexcept {
+void begin_in_child() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES)) {
   Descriptor const directory = table != nullptr ? open_directory() : Descriptor();
   for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
     Descriptor own = open_file(directory, mutex->file_name.text, 0);
@@ -204,8 +205,9 @@ void begin_in_child() noexcept {
   }
 }
 
-// The place of the link to that mutex, or of the end. Needs ProcessMutex::NAMED_MUTEXES.
-NamedMutex **find(FileName const &file_name) noexcept {
+// The place of the link to that mutex, or of the end.
+NamedMutex **find(FileName const &file_name) noexcept
+    OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES)) {
   NamedMutex **place = &table;
   while (*place != nullptr && std::strcmp((*place)->file_name.text, file_name.text) != 0) {
     place = &(*place)->next;
