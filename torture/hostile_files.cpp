@@ -77,8 +77,7 @@ std::string with_declarations(std::string const &declarations, std::string const
 constexpr char GOOD_FILE[] =
     "<?xml version='1.0' encoding='UTF-8' standalone='yes'?>\n<!-- comment -->\n<?instruction v?>\n"
     "<!DOCTYPE UserConfig [\n<!ELEMENT UserConfig ANY>\n<!ATTLIST K v CDATA #IMPLIED w ID 'd'>\n"
-    "<!ENTITY e 'text &#60; more'>\n<!ENTITY f '&e;<K/>&e;'>\n<!ENTITY % p '<!ENTITY g "
-    "\"G\">'>\n%p;\n"
+    "<!ENTITY e 'text &#38;#60; more'>\n<!ENTITY f '&e;<K/>&e;'>\n<!ENTITY g 'G'>\n"
     "<!NOTATION n PUBLIC 'n'>\n]>\n"
     "<UserConfig xmlns:p='u' v='a &lt; &quot;b&quot; &#xE9;'>\n  <K v='1'>text &e; &f; &g;</K>\n"
     "  <p:K p:v='2'><![CDATA[<raw> & ]]></p:K>\n  <K><K><K w='3'/></K></K>\n  "
@@ -141,11 +140,11 @@ void add_deep_and_huge(Corpus &corpus) {
 }
 
 // Each entity ten times the one before.
-std::string laughs(char const *kind, char const *reference, std::string const &first) {
-  std::string declarations = std::string("<!ENTITY ") + kind + "e0 '" + first + "'>";
+std::string laughs(std::string const &first) {
+  std::string declarations = "<!ENTITY e0 '" + first + "'>";
   for (int i = 1; i < 30; ++i) {
-    declarations += std::string("<!ENTITY ") + kind + "e" + std::to_string(i) + " '" +
-                    repeated(reference + std::string("e") + std::to_string(i - 1) + ";", 10) + "'>";
+    declarations += "<!ENTITY e" + std::to_string(i) + " '" +
+                    repeated("&e" + std::to_string(i - 1) + ";", 10) + "'>";
   }
   return declarations;
 }
@@ -155,27 +154,24 @@ void add_entities(Corpus &corpus) {
   for (int last = 1; last < 30; ++last) {
     std::string const number = std::to_string(last);
     for (char const *first : {"0123456789", "", "<K/>", "<K v=\"&#38;amp;\">t</K>"}) {
-      corpus.add(with_declarations(laughs("", "&", first), "&e" + number + ";"));
+      corpus.add(with_declarations(laughs(first), "&e" + number + ";"));
     }
-    corpus.add(with_declarations(laughs("", "&", "x"), "<K v='&e" + number + ";'/>"));
-    corpus.add(with_declarations(laughs("", "&", "x") + "<!ATTLIST K v CDATA '&e" + number + ";'>",
-                                 "<K/>"));
-    corpus.add(with_declarations(laughs("% ", "&#37;", "<!ENTITY a \"b\">") + "%e" + number + ";"));
-    corpus.add(with_declarations(laughs("% ", "&#37;", "") + "%e" + number + ";"));
+    corpus.add(with_declarations(laughs("x"), "<K v='&e" + number + ";'/>"));
+    corpus.add(with_declarations(laughs("x") + "<!ATTLIST K v CDATA '&e" + number + ";'>", "<K/>"));
   }
   for (int const count : {10, 100, 1000, 10000, SOME}) {
     for (std::string const &text : {kilobytes_50, std::string(), std::string("&amp;"),
                                     std::string("<K/>"), repeated("<K/>", 10000)}) {
-      std::string const entity = "<!ENTITY e '" + text + "'><!ENTITY % p ''>";
+      std::string const entity = "<!ENTITY e '" + text + "'>";
       corpus.add(with_declarations(entity, repeated("&e;", count)));
       corpus.add(with_declarations(entity, "<K v='" + repeated("&e;", count) + "'/>"));
       corpus.add(with_declarations(entity, repeated("<K v='&e;'/>", count)));
-      corpus.add(with_declarations(entity + repeated("%p;", count)));
       corpus.add(with_declarations(entity + repeated("<!ENTITY e@ '&e;'>", count),
                                    repeated("&e@;", count)));
     }
   }
   for (int const count : {100, 1000, 10000, SOME}) {
+    corpus.add("<!DOCTYPE R SYSTEM 'x' [" + repeated("%p;", count) + "]><R>&f;</R>");
     for (char const *part :
          {"<!ENTITY e@ ''>", "<!ENTITY % e@ ''>", "<!ELEMENT K@ ANY>", "<!ATTLIST K a@ CDATA ''>",
           "<!ATTLIST K@ a CDATA 'v'>", "<!ATTLIST K@ a ID #IMPLIED>", "<!NOTATION n@ SYSTEM 'n'>",
@@ -186,7 +182,7 @@ void add_entities(Corpus &corpus) {
     corpus.add(with_declarations("<!ELEMENT R (" + repeated("t@|", count) + "t)*>"));
   }
   for (char const *loop : {"<!ENTITY a '&a;'>", "<!ENTITY a '&b;'><!ENTITY b '&a;'>",
-                           "<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "<!ENTITY % a '&#37;a;'>%a;",
+                           "<!ENTITY a '&b;&b;'><!ENTITY b '&a;&a;'>", "<!ENTITY % a ''>%a;",
                            "<!ENTITY a '<K v=\"&b;\"/>'><!ENTITY b '&a;'>"}) {
     corpus.add(with_declarations(loop, "&a;"));
     corpus.add(with_declarations(loop, "<K v='&a;'/>"));
@@ -418,6 +414,9 @@ int torture() {
   add_encodings(corpus);
   Cost const most = measure_loads(torture, corpus);
   watch_loads(torture, corpus, harmless);
+  if (load(corpus.path(0)) != RESULT_SUCCESS) {
+    torture.fault("the good file does not load");
+  }
   return torture.row("%u files loaded: each within %.0f ms of processor time and %ld MB above an "
                      "empty load, nothing else opened",
                      corpus.size(), most.processor_ms, most.peak_kb / 1024);
