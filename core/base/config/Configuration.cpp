@@ -160,8 +160,8 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
       continue;
     }
     key = source_->create_key(parent, key_name.c_str(), commit);
-    bool const is_there = key != nullptr || find(i) != nullptr;
-    if (!is_there) { // not just its commit failed, and the next ones would not be made either
+    bool const exists = key != nullptr || find(i) != nullptr;
+    if (!exists) { // not only the commit failed: the next keys would not be created either
       return nullptr;
     }
   }
@@ -317,7 +317,7 @@ unsigned long Configuration::get_series(void const *key, char const *sub_path, c
   return result == RESULT_SUCCESS ? parse_long_series(text.c_str(), array, count) : result;
 }
 
-// --- What the operations above are made of ----------------------------------------------------
+// --- Helpers ----------------------------------------------------------------------------------
 
 void const *Configuration::look_up(Lock const &lock, void const *key, char const *sub_path) const {
   return lock ? search_sub_key(key, sub_path) : nullptr;

@@ -20,13 +20,13 @@ namespace Ostrel {
 /// A **value name** of null or "" means the key's text value when reading, searching and deleting;
 /// when writing, null does.
 ///
-/// **Numbers** are stored as "%ld", "%lu" and "%.12f" give them in the C locale, whatever the
+/// **Numbers** are stored as "%ld", "%lu" and "%.12f" print them in the C locale, whatever the
 /// program's locale is, cut after 63 characters; text that does not begin with a number reads as 0.
 ///
 /// Handles are the source's and live as long as it says. A null result pointer returns
 /// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null and a result `RESULT_OUT_OF_MEMORY`,
 /// or `RESULT_ACQUISITION_ERROR` when a load has none for its lock; but a null handle that a source
-/// of another class than `XmlConfigSource` returns for it is taken for a key that does not exist.
+/// of another class than `XmlConfigSource` returns for it means a key that does not exist.
 /// Messages go to the category "Ostrel.Core.Base.Configuration".
 ///
 /// **Threads.** Any thread may use a `Configuration`. Every operation but `commit` and
@@ -59,7 +59,7 @@ public:
   IConfigSource &get_config_source() { return *source_; }
   IConfigSource const &get_config_source() const { return *source_; }
 
-  /// Loads what `description` tells (for `XmlConfigSource` a file name) and takes over the root
+  /// Loads what `description` tells (for `XmlConfigSource` a file name) and keeps the root
   /// that the source finds in it; on failure the root is `CONFIG_ROOT_NONE`.
   /// @param description  must point to a text, which the message about a failure shows.
   /// @return the source's result, or `RESULT_ACQUISITION_ERROR`; each failure is a warning.

@@ -52,7 +52,7 @@ struct KeyIndex;
 /// Messages go to the category "Ostrel.Core.Base.XmlConfigSource".
 class OSTBASE_API XmlConfigSource : public IConfigSource {
 public:
-  /// How `create_source` takes its file name.
+  /// What the file name of `create_source` means.
   enum CreateFilePath : int { CREATE_GIVEN_PATH = 0, CREATE_RESERVED_1 = 1, CREATE_RESERVED_2 = 2 };
 
   /// Makes an empty source with the search path of `Platform::CONFIG_PATH`.
@@ -60,14 +60,14 @@ public:
   XmlConfigSource(XmlConfigSource const &) = delete;
   XmlConfigSource &operator=(XmlConfigSource const &) = delete;
 
-  /// Loads a file that is looked for along the search path and then under the name as it is.
+  /// Loads a file, which is searched along the search path and then by its name alone.
   ///
   /// @param file  a `char const *`, borrowed.
   /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` for null; `RESULT_NOT_FOUND`, or
   ///         `RESULT_FAILURE` when the file has no root element, both with the previous document
   ///         kept; `RESULT_FAILURE` when it does not parse, which leaves the source without a
   ///         document; `RESULT_SYSTEM_ERROR` when a file that exists cannot be opened or read at
-  ///         this moment (no descriptor, no memory of the kernel's, a device or a file server that
+  ///         this moment (no descriptor, no kernel memory, a device or a file server that
   ///         fails): that ends the search, and the previous document is kept;
   ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
   unsigned long init_source(void const *file) override;
@@ -78,9 +78,9 @@ public:
   /// @return as the other form; `RESULT_INVALID_ARGUMENT` for a root that has no file.
   unsigned long init_source(ConfigRoot root, void const *path) override;
 
-  /// Opens the file that the name tells, with its dots taken for separators and ".xml" at its end,
-  /// below a directory of the search path. The handle lives until `close_repository`; it is null
-  /// for a null name, and when the file is not found or does not parse.
+  /// Opens the file of a repository below a directory of the search path: each dot of the name
+  /// becomes a separator, and ".xml" is appended. The handle is valid until `close_repository`; it
+  /// is null for a null name, and when the file is not found or does not parse.
   void const *open_repository(char const *name) override;
   void close_repository(char const *name) override;
 
@@ -104,8 +104,8 @@ public:
   void const *create_key(void const *parent, char const *name, bool commit) override;
 
   /// Sets a value; a null name means the text value, which replaces everything inside the key, its
-  /// sub-keys included. Named values go by their local names, in reading and in writing: if a key
-  /// has both `p:v` and `v`, the name `v` means the one that comes first in the file.
+  /// sub-keys included. Named values are found by their local names, in reading and in writing: if
+  /// a key has both `p:v` and `v`, the name `v` means the first one in the file.
   ///
   /// @return `RESULT_SUCCESS`, also for a null key, which changes nothing;
   ///         `RESULT_INVALID_ARGUMENT` when the text is null or name or text are refused;
@@ -114,17 +114,17 @@ public:
   unsigned long set_value(void const *key, char const *name, char const *text,
                           bool commit) override;
 
-  /// Removes a key and writes the file: `RESULT_IO_ERROR` when that fails, the key is gone from
-  /// memory all the same; `RESULT_INVALID_ARGUMENT` for null.
+  /// Removes a key and writes the file. `RESULT_IO_ERROR` when the write fails, with the key
+  /// removed from memory; `RESULT_INVALID_ARGUMENT` for null.
   unsigned long delete_key(void const *key) override;
 
-  /// Removes a named value and writes the file, as `delete_key`; `RESULT_FAILURE` for a text value
-  /// and for null.
+  /// Removes a named value and writes the file, like `delete_key`; `RESULT_FAILURE` for a text
+  /// value and for null.
   unsigned long delete_value(void const *value) override;
 
   /// Writes the main document to its file: `RESULT_SUCCESS` or `RESULT_FAILURE`. If only the last
-  /// step of a save fails, the flush of the directory after the file has taken its name, the file
-  /// has the new contents, which a crash of the system may undo; likewise with every commit above.
+  /// step of a save fails, the flush of the directory after the rename, the file has the new
+  /// contents, which a crash of the system may undo. The same holds for every commit above.
   unsigned long commit() override;
 
   virtual ~XmlConfigSource();
@@ -138,12 +138,12 @@ public:
   virtual unsigned long create_source(CreateFilePath mode, char const *file_name,
                                       char const *root_name);
 
-  /// Sets the directories that are searched, and behind them always the current one; null sets just
+  /// Sets the directories that are searched, followed always by the current one; null sets only
   /// that.
   /// @return `RESULT_SUCCESS`, `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
   unsigned long set_search_path(char const *path);
 
-  /// How many sources live. Guarded by the lock of all sources.
+  /// The number of sources. Guarded by the lock of all sources.
   static int _instance_count;
 
 protected:

@@ -43,7 +43,7 @@ unsigned long long weight_of(std::string_view text) {
   return text.size() + static_cast<unsigned long long>(nodes) * WEIGHT_OF_NODE;
 }
 
-// Entities can bring elements to a depth at which the parser would not take them.
+// Entities can nest elements deeper than the parser accepts them in a file.
 bool is_too_deep(XmlDocument const &document) {
   for (xmlNode *node = document.root(); node != nullptr; node = next_in_file(node)) {
     if (is_element(*node) && node->children == nullptr && depth_of(node) > MAX_DEPTH) {

@@ -45,8 +45,8 @@ public:
   /// @return false when the file is refused.
   bool allows(XmlDocument const &document) noexcept;
 
-  /// Why the file is refused; null when it is not. The parser may report success all the same: it
-  /// takes the place where it was stopped for the end of the file.
+  /// Why the file is refused; null when it is not. The parser may report success
+  /// nevertheless: to a stopped parser the file has ended.
   char const *refusal() const noexcept { return refusal_; }
 
   /// Whether the parse was stopped for a lack of memory that the parser does not report.
