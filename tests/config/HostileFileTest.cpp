@@ -33,7 +33,7 @@ TEST(HostileFile, DoesNotParse) {
     char const *reason = "DEBUG - "; // what is told at debug level begins so
   } const cases[] = {
       {"no root element", "<?xml version='1.0'?>"},
-      {"cut off", "<R>\n<K", "DEBUG - line 2, column "},
+      {"cut off", "<p:R>\n<K", "DEBUG - line 2, column "},
       {"bad characters", "<?xml version='1.0' encoding='UTF-8'?><R>" + repeated("\xFF", 100000)},
       {"unknown encoding", "<?xml version='1.0' encoding='nonsense'?><R/>"},
       {"too deep", repeated("<K>", 258) + repeated("</K>", 258)},
