@@ -10,10 +10,10 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/SystemProperty.hpp"
+#include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/process/Rundown.hpp"
 
-#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -134,23 +134,22 @@ private:
   SettingCache cache_; // by full key or alias; nothing is removed
 };
 
-// Destroyed by SettingsEnd alone, if no thread is in a call.
-Settings &settings_storage() {
-  alignas(Settings) static std::byte storage[sizeof(Settings)];
-  static Settings &instance = *new (storage) Settings;
-  return instance;
+// Empty after their end.
+std::optional<Settings> &settings_of_process() {
+  static NeverDestroyed<std::optional<Settings>> instance(std::in_place);
+  return *instance;
 }
 
 // From the load on, so that the settings exist for all destructors of the program. Threads that are
 // in a call when the process ends keep them from being destroyed.
 class SettingsEnd {
 public:
-  SettingsEnd() { settings_storage(); }
+  SettingsEnd() { settings_of_process(); }
   SettingsEnd(SettingsEnd const &) = delete;
   SettingsEnd &operator=(SettingsEnd const &) = delete;
   ~SettingsEnd() {
     if (Rundown::close(Rundown::SETTINGS)) {
-      settings_storage().~Settings();
+      settings_of_process().reset();
     }
   }
 };
@@ -163,7 +162,7 @@ SettingsEnd &settings_end() {
 [[maybe_unused]] SettingsEnd &built_at_load = settings_end();
 
 Settings &settings() OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::USER_CONFIGURATION)) {
-  return settings_storage();
+  return *settings_of_process();
 }
 
 // Acquires the mutex of the settings and has them set up; holds nothing after their end.

@@ -26,7 +26,7 @@ struct LastError {
 };
 
 // Accessed without a call and without memory: it must work when there is no memory.
-thread_local LastError last_error __attribute__((tls_model("initial-exec")));
+thread_local LastError last_error;
 
 struct ErrorPair {
   int posix;

@@ -61,7 +61,7 @@ struct Thread {
   void *at_end_argument = nullptr;
 };
 
-thread_local Thread this_thread __attribute__((tls_model("initial-exec")));
+thread_local Thread this_thread;
 
 std::uint32_t system_thread_id() noexcept {
   return static_cast<std::uint32_t>(syscall(SYS_gettid));
