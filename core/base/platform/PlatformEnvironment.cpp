@@ -9,16 +9,15 @@
 
 namespace Ostrel {
 
-// The system's call and not the C library's `getenv`, which does not see on Windows what
-// SetEnvironmentVariableA has changed: a library's PATH, for the time of its load.
+// Uses the system's call: on Windows the C library's `getenv` does not see what
+// SetEnvironmentVariableA has changed, such as PATH during the load of a library.
 bool read_environment(char const *name, std::string *value) {
   std::string text;
   DWORD length = 0;
-  // Asked again for as long as the value does not fit: another thread may have set a longer one in
-  // between.
+  // Repeated while the value does not fit: another thread may set a longer one in between.
   do {
     text.resize(length);
-    SetLastError(ERROR_SUCCESS); // all that tells an empty value from none
+    SetLastError(ERROR_SUCCESS); // distinguishes an empty value from none
     length = GetEnvironmentVariableA(name, text.data(), static_cast<DWORD>(text.size()));
     if (length == 0 && GetLastError() != ERROR_SUCCESS) {
       return false;

@@ -19,14 +19,14 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// Whether reading a directory fails, which then is not merely one that cannot be opened.
+// Whether the device fails while a directory is read. Any other directory that cannot be searched
+// is treated as empty.
 bool is_failing_device(DWORD error) {
   return error == ERROR_IO_DEVICE || error == ERROR_UNEXP_NET_ERR || error == ERROR_SEM_TIMEOUT;
 }
 
-// Collects what `add(name, names)` adds for each name that matches the query. `out` is untouched on
-// failure: without memory, and when the directory cannot be read to its end. A search that cannot
-// begin finds nothing.
+// Calls `add(name, names)` for each name that matches the query, and stores the names. On failure
+// (no memory, or the directory cannot be read to its end) `out` is untouched.
 template <typename Add>
 unsigned long collect(std::string const &query, Add add, Names *out, bool *has_matches) {
   Names names;

@@ -77,8 +77,8 @@ unsigned long Platform::get_current_directory(std::string *out) try {
   }
   std::string directory;
   DWORD needed = FIRST_DIRECTORY_SIZE;
-  // Asked again for as long as the directory does not fit: another thread may have changed it to a
-  // longer one in between.
+  // Repeated while the directory does not fit: another thread may change to a longer one in
+  // between.
   while (needed > directory.size()) {
     directory.resize(needed);
     needed = GetCurrentDirectoryA(needed, directory.data());

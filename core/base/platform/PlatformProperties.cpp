@@ -52,8 +52,8 @@ struct CloseKey {
 };
 using OpenKey = std::unique_ptr<void, CloseKey>;
 
-// Makes a text of the bytes of a registry value. A string may be stored without its terminator.
-// False for any other type, and for a number that does not have its 4 bytes.
+// Converts the bytes of a registry value to text. A string may be stored without its terminator.
+// False for any other type, and for a number that does not have 4 bytes.
 bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   if (type == REG_SZ) {
     auto const *text = reinterpret_cast<char const *>(data);
@@ -74,8 +74,8 @@ bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
 // The registry during the reading of one property.
 class Registry {
 public:
-  // Reads a value; false, `out` untouched, for a null name, a value that cannot be read, and one of
-  // another type. Throws std::bad_alloc without memory.
+  // Reads a value. False, with `out` untouched, for a null name, a value that cannot be read, or
+  // one of another type. Throws std::bad_alloc.
   bool read(char const *name, std::string *out) {
     HKEY opened = nullptr;
     if (name == nullptr ||
@@ -87,12 +87,12 @@ public:
     if (!succeeds(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size))) {
       return false;
     }
-    std::vector<BYTE> data(std::size_t{size} + 1); // not null either where the value has no bytes
+    std::vector<BYTE> data(std::size_t{size} + 1); // so that its pointer is not null
     return succeeds(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size)) &&
            registry_text(type, data.data(), size, out);
   }
 
-  // Whether some value could not be read although the registry exists, as at another moment it may.
+  // Whether a value could not be read for a reason that may pass.
   bool has_failed_momentarily() const { return has_failed_momentarily_; }
 
 private:
@@ -107,7 +107,7 @@ private:
   bool has_failed_momentarily_ = false;
 };
 
-// Appends the directory that always comes last: the installed one, else that of the build tree.
+// Appends the default directory: the installed one, else that of the build tree.
 void append_default(PropertySources const &sources, Registry *registry, std::string *path) {
   std::string installation;
   if (!registry->read(INSTALL_VALUE, &installation)) {
@@ -127,8 +127,8 @@ void install_path(PropertySources const &sources, Registry *registry, std::strin
   }
 }
 
-// The user's own directories first, then the default one. `empty_counts` says whether the registry
-// stays unread when the variable is set to the empty text.
+// The user's directories, then the default one. `empty_counts`: the registry is not read either if
+// the variable is set to the empty text.
 void search_path(PropertySources const &sources, bool empty_counts, Registry *registry,
                  std::string *path) {
   bool const is_set = read_environment(sources.variable, path);
@@ -140,7 +140,7 @@ void search_path(PropertySources const &sources, bool empty_counts, Registry *re
   append_default(sources, registry, path);
 }
 
-// A single place: the first source that names one.
+// A single directory, from the first source that names one.
 void single_directory(PropertySources const &sources, Registry *registry, std::string *path) {
   if (read_environment(sources.variable, path) && !path->empty()) {
     return;

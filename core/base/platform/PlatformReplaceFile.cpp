@@ -170,7 +170,7 @@ Outcome failed_or_would_lose() {
 Outcome replace_by_name(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
   // Until it has the permissions of the old file, only its owner may read it.
-  if (!temporary.create(target, NewFile::OWNERS)) {
+  if (!temporary.create(target, NewFile::OWNER_ONLY)) {
     return failed_or_would_lose();
   }
   if (!temporary.fill(contents)) {
@@ -181,7 +181,7 @@ Outcome replace_by_name(std::string const &target, Contents const &contents) {
 
 bool write_new(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
-  return temporary.create(target, NewFile::EVERYBODYS) && temporary.fill(contents) &&
+  return temporary.create(target, NewFile::SHARED) && temporary.fill(contents) &&
          temporary.become(target);
 }
 
