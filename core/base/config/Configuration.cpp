@@ -12,7 +12,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
-#include <optional>
 
 namespace Ostrel {
 
@@ -25,18 +24,15 @@ ClassCategory category("Ostrel.Core.Base.Configuration");
 class FacadeLock {
 public:
   // @param source  null for one of another class, which does its own locking.
-  explicit FacadeLock(XmlConfigSource const *source) {
-    if (source != nullptr) {
-      source_.emplace(ProcessMutex::SOURCE);
-    }
-  }
+  explicit FacadeLock(XmlConfigSource const *source)
+      : source_(source != nullptr ? &ProcessMutex::of(ProcessMutex::SOURCE) : nullptr) {}
 
   // False when the mutex of the facades is not held.
   explicit operator bool() const noexcept { return static_cast<bool>(facades_); }
 
 private:
   ProcessLock facades_{ProcessMutex::CONFIGURATION};
-  std::optional<ProcessLock> source_;
+  AcquirableLock source_;
 };
 
 constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included

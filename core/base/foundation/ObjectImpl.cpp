@@ -10,6 +10,19 @@
 
 namespace Ostrel {
 
+namespace {
+
+// Without a mutex, which is null, also without the cost of a lock.
+template <typename Step> unsigned int run_locked(IAcquirable *mutex, Step step) {
+  if (mutex == nullptr) {
+    return step();
+  }
+  RetryingLock const lock(mutex);
+  return step();
+}
+
+} // namespace
+
 ObjectImpl::ThreadSafety ObjectImpl::_default_thread_safety = ObjectImpl::SAFETY_NONE;
 
 ObjectImpl::ObjectImpl(ThreadSafety thread_safety)
@@ -25,28 +38,23 @@ ObjectImpl::ObjectImpl(ThreadSafety thread_safety)
 }
 
 unsigned int ObjectImpl::add_ref() {
-  RetryingLock const lock(mutex());
-  return set_count(count() + 1);
+  return run_locked(mutex(), [this] { return set_count(count() + 1); });
 }
 
 unsigned int ObjectImpl::remove_ref() {
-  {
-    RetryingLock const lock(mutex());
-    if (count() == 0) {
-      return 0;
-    }
-    // Returned at once: after the lock is released, another owner may delete the object.
-    if (unsigned int const left = set_count(count() - 1); left > 0) {
-      return left;
-    }
+  bool is_last = false;
+  unsigned int const left = run_locked(mutex(), [this, &is_last]() -> unsigned int {
+    is_last = count() == 1;
+    return count() == 0 ? 0 : set_count(count() - 1);
+  });
+  if (is_last) { // otherwise another owner may have deleted the object since
+    delete this;
   }
-  delete this;
-  return 0;
+  return left;
 }
 
 unsigned int ObjectImpl::ref_count() {
-  RetryingLock const lock(mutex());
-  return count();
+  return run_locked(mutex(), [this] { return count(); });
 }
 
 unsigned long ObjectImpl::obtain_interface(unsigned long /*interface_id*/,
