@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/platform/winapi/winapi.hpp"
+#include <cstdint>
+#include <limits>
 
 namespace Ostrel {
 
-/// A time-out as the system's calls take it: an `unsigned long` may be wider, and what is longer
-/// than the system can count has no limit.
-constexpr DWORD timeout_from(unsigned long milliseconds) noexcept {
-  return milliseconds < INFINITE ? static_cast<DWORD>(milliseconds) : INFINITE;
+/// Converts a time-out to the 32 bits of the system's calls, in which the largest number means no
+/// limit. A longer time-out has no limit either.
+constexpr std::uint32_t timeout_from(unsigned long milliseconds) noexcept {
+  constexpr std::uint32_t NO_LIMIT = std::numeric_limits<std::uint32_t>::max();
+  return milliseconds < NO_LIMIT ? static_cast<std::uint32_t>(milliseconds) : NO_LIMIT;
 }
 
 } // namespace Ostrel

@@ -89,25 +89,25 @@ public:
 
   bool wake_at_release(std::atomic<std::uint32_t> *word) noexcept;
 
-  // Called by the one thread that is left after a fork, on what it holds.
+  // Called in the child of a fork, on what its thread holds.
   void adopt(std::uint32_t owner) noexcept { word_.store(owner, std::memory_order_relaxed); }
 
   bool is_owned_by(Thread const &thread) const noexcept {
     return (word_.load(std::memory_order_relaxed) & OWNER) == thread.id;
   }
 
-  // Makes the mutex free, called by the one thread that is left after a fork.
+  // Makes the mutex free, in the child of a fork.
   void reset() noexcept;
 
   Mutex *next() const noexcept { return next_; }
 
 private:
-  // Kept apart, so that the common way saves no registers for what the rare one needs.
+  // Not inlined: the fast path would save registers that only these need.
   __attribute__((noinline)) DWORD wait_contended(Thread &self, DWORD milliseconds) noexcept;
   __attribute__((noinline)) BOOL finish_release(std::uint32_t old) noexcept;
 
   DWORD wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept;
-  DWORD take_if_free(Thread &self, std::uint32_t flags) noexcept;
+  DWORD acquire_if_free(Thread &self, std::uint32_t flags) noexcept;
   bool is_owner_lost(std::uint32_t word) const noexcept;
   void forget_owner() noexcept;
   void link(Thread &self) noexcept;
@@ -124,7 +124,7 @@ private:
 
 // --- The end of a thread, and fork ------------------------------------------------------------
 
-void abandon_what_is_held(void *thread) noexcept;
+void abandon_at_thread_end(void *thread) noexcept;
 
 // Called in the child of a fork, whose one thread has another identifier than in the parent.
 void adopt_held_mutexes() noexcept {
@@ -142,7 +142,7 @@ void adopt_held_mutexes() noexcept {
 // threads that end later would call a function that is no longer there.
 class EndOfThread {
 public:
-  EndOfThread() noexcept : is_made_(pthread_key_create(&key_, abandon_what_is_held) == 0) {
+  EndOfThread() noexcept : is_made_(pthread_key_create(&key_, abandon_at_thread_end) == 0) {
     AtFork::set_child_step(AtFork::MUTEX_OWNERS, adopt_held_mutexes);
   }
 
@@ -184,7 +184,7 @@ EndOfThreadAtUnload const &end_at_unload() noexcept {
 // The destructors of the program's own keys may still use and release what the thread holds, and
 // the system runs them in rounds: hence in a late one. In the last round the sanitizers end the
 // thread for themselves, and nothing may run after that.
-void abandon_what_is_held(void *thread) noexcept {
+void abandon_at_thread_end(void *thread) noexcept {
   constexpr int LAST_ROUND = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
   Thread &self = *static_cast<Thread *>(thread);
   bool const is_needed = self.held != nullptr || self.at_end != nullptr;
@@ -192,7 +192,7 @@ void abandon_what_is_held(void *thread) noexcept {
     return;
   }
   abandon_held_mutexes();
-  // Another key's destructor may take a mutex after this one: the thread is then watched anew.
+  // The destructor of another key may acquire a mutex later: the thread is then watched anew.
   self.end_round = 0;
   self.id = NO_THREAD;
   if (auto *const at_end = std::exchange(self.at_end, nullptr); at_end != nullptr) {
@@ -230,18 +230,18 @@ DWORD Mutex::wait_contended(Thread &self, DWORD milliseconds) noexcept {
   if (self.id == NO_THREAD) {
     enter(self);
   }
-  DWORD const result = take_if_free(self, 0);
+  DWORD const result = acquire_if_free(self, 0);
   return result != WAIT_TIMEOUT || milliseconds == 0 ? result : wait_as_sleeper(self, milliseconds);
 }
 
 DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
   // A sleeper that was woken must not time out before it has set WAITERS for the next one, in whose
-  // place it may have been woken. So the deadline is looked at in the sleep only.
+  // place it may have been woken. So only the sleep checks the deadline.
   Deadline const deadline(milliseconds);
   TerminableWait const here(&word_);
   bool is_in_time = true;
   DWORD result = WAIT_TIMEOUT;
-  while ((result = take_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
+  while ((result = acquire_if_free(self, WAITERS)) == WAIT_TIMEOUT && is_in_time) {
     std::uint32_t const word = word_.fetch_or(WAITERS, std::memory_order_relaxed) | WAITERS;
     is_in_time = (word & OWNER) == 0 || sleep_on(word_, word, deadline);
   }
@@ -249,11 +249,11 @@ DWORD Mutex::wait_as_sleeper(Thread &self, DWORD milliseconds) noexcept {
 }
 
 // Acquires the mutex unless a thread owns it, and sets `flags` with it.
-DWORD Mutex::take_if_free(Thread &self, std::uint32_t flags) noexcept {
+DWORD Mutex::acquire_if_free(Thread &self, std::uint32_t flags) noexcept {
   std::uint32_t word = word_.load(std::memory_order_relaxed);
   while ((word & OWNER) == 0 || is_owner_lost(word)) {
-    std::uint32_t const taken = self.id | flags | (word & WAITERS);
-    if (word_.compare_exchange_weak(word, taken, std::memory_order_acquire,
+    std::uint32_t const acquired = self.id | flags | (word & WAITERS);
+    if (word_.compare_exchange_weak(word, acquired, std::memory_order_acquire,
                                     std::memory_order_relaxed)) {
       if ((word & OWNER) != 0) {
         forget_owner();
