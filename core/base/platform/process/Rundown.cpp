@@ -6,7 +6,6 @@
 namespace Ostrel {
 
 Rundown::Count Rundown::_counts[RESOURCES];
-thread_local unsigned int Rundown::_own[RESOURCES] = {};
 
 // Polled: an event would have to be set by every thread that leaves.
 bool Rundown::close(Resource resource) noexcept {

@@ -48,7 +48,7 @@ private:
 
   static Count _counts[RESOURCES];
   // How often the calling thread is inside.
-  static thread_local unsigned int _own[RESOURCES];
+  static inline thread_local unsigned int _own[RESOURCES] = {};
 };
 
 /// Keeps a resource from being destroyed until the end of a block.
