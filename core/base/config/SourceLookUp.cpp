@@ -80,8 +80,11 @@ void const *SourceLookUp::find_value(void const *key, char const *name, std::str
   if (indexed_ == nullptr) {
     return walk_to_value(source_, key, name, text);
   }
-  bool const is_text_value = name == nullptr || *name == '\0';
-  XmlNode const *const value = is_text_value ? node_of(key) : find_named_value(*node_of(key), name);
+  XmlNode const *value = node_of(key); // whose text value it is itself
+  if (name != nullptr && *name != '\0') {
+    XmlNode const *const element = key_of(key);
+    value = element == nullptr ? nullptr : find_named_value(*element, name);
+  }
   if (value != nullptr) {
     read_text(*value, text);
   }
@@ -103,6 +106,9 @@ void const *SourceLookUp::find_indexed_key(void const *key, std::string_view nam
     XmlNode const *const top = node_of(indexed_->top_key());
     bool const matches = top != nullptr && (name.empty() || name == name_of(*top));
     return matches && index == 0 ? top : nullptr;
+  }
+  if (key_of(key) == nullptr) { // a value has no sub-keys, and may be deleted without a look here
+    return nullptr;
   }
   if (indexed_->index_ == nullptr) {
     indexed_->index_ = std::make_unique<KeyIndex>();

@@ -420,12 +420,12 @@ unsigned long XmlConfigSource::create_source(CreateFilePath mode, char const *fi
   auto record = std::make_unique<DocumentRecord>();
   record->file_name = file_name;
   ProcessLock const lock(ProcessMutex::SOURCE);
+  adopt(nullptr);
   record->document = XmlDocument::create();
   if (!record->document) {
     category().warn("Failed to create new file %s", file_name);
     return RESULT_FAILURE;
   }
-  adopt(nullptr);
   bool const is_refused = root_name == nullptr || find_name_fault(root_name) != nullptr;
   if (is_refused || !add_root(record->document, root_name)) {
     category().warn("Failed to create new root node in '%s'", file_name);

@@ -75,7 +75,9 @@ ObjectImpl::~ObjectImpl() = default;
 
 OSTBASE_TERMINATION_POINT bool ObjectImpl::maybe_lock() {
   IAcquirable *const locked = mutex();
-  return locked == nullptr || locked->acquire();
+  bool const is_acquired = locked == nullptr || locked->acquire();
+  prevent_tail_call();
+  return is_acquired;
 }
 
 bool ObjectImpl::maybe_unlock() {

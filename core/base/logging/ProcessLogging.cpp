@@ -6,6 +6,7 @@
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingSetUp.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/process/Rundown.hpp"
@@ -61,6 +62,11 @@ LoggingHierarchy *ProcessLogging::hierarchy() {
   return current.load(std::memory_order_acquire);
 }
 
+// In a child that was forked during the set-up by another thread.
+void ProcessLogging::forget_set_up() noexcept {
+  is_setting_up = false;
+}
+
 std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {
   std::unique_ptr<LoggingHierarchy> hierarchy(
       new LoggingHierarchy(LoggingHierarchy::Lifetime::PROCESS));
@@ -76,6 +82,7 @@ void ProcessLogging::set_up() {
   if (is_setting_up || current.load() != nullptr) {
     return;
   }
+  AtFork::set_child_step(AtFork::LOGGING, forget_set_up);
   is_setting_up = true;
   std::unique_ptr<LoggingHierarchy> hierarchy = make_configured();
   if (hierarchy == nullptr) {

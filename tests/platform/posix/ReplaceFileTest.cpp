@@ -83,6 +83,14 @@ TEST(ReplaceFile, FollowsLinks) {
   EXPECT_EQ(read_file(directory.path("a\\file")), "new");
   EXPECT_EQ(read_file(directory.path("a/file")), "the target is replaced");
   EXPECT_EQ(replace(directory.path("loop"), "x"), RESULT_IO_ERROR);
+  // The link of an open file that has been removed names another file by its text.
+  write_file(directory.path("open"), "");
+  int const open_file = ::open(directory.path("open").c_str(), O_RDWR);
+  unlink(directory.path("open").c_str());
+  write_file(directory.path("open (deleted)"), "kept");
+  replace("/proc/self/fd/" + std::to_string(open_file), "new");
+  EXPECT_EQ(read_file(directory.path("open (deleted)")), "kept");
+  close(open_file);
   for (char const *link : {"first", "a/second", "elsewhere", "loop"}) {
     EXPECT_TRUE(std::filesystem::is_symlink(directory.path(link))) << link;
   }

@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -100,6 +101,32 @@ TEST(Thread, HasEndedWhenItsVariablesAreGone) {
     EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
     EXPECT_EQ(destroyed, ends_itself ? 2 : 1);
   }
+}
+
+// Its last steps are what the last round of the destructors of keys does.
+TEST(Thread, IsWaitedForNoLongerThanToldInItsLastSteps) {
+  static pthread_key_t key;
+  static int round;
+  static std::promise<void> *may_end = nullptr;
+  std::promise<void> promise;
+  may_end = &promise;
+  round = 0;
+  auto const destructor = [](void *value) {
+    constexpr int LAST_ROUND = 4;
+    if (++round < LAST_ROUND) {
+      pthread_setspecific(key, value);
+    } else {
+      may_end->get_future().wait();
+    }
+  };
+  ASSERT_EQ(pthread_key_create(&key, destructor), 0);
+  auto const thread = start(
+      [](void *value) -> unsigned int { return pthread_setspecific(key, value) == 0 ? 0 : 1; },
+      &round);
+  EXPECT_FALSE(thread->wait_for_exit(50));
+  promise.set_value();
+  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
+  pthread_key_delete(key);
 }
 
 TEST(Thread, IsEndedAfterACallThatHoldsAStream) {

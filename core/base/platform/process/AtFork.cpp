@@ -3,6 +3,7 @@
 
 #include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/process/Rundown.hpp"
+#include "core/base/platform/winapi/system.hpp"
 
 #include <atomic>
 #include <cstdint>
@@ -11,7 +12,8 @@ namespace Ostrel {
 
 namespace {
 
-constexpr std::uint32_t LONGEST_WAIT_MS = 1000; // for each mutex
+constexpr std::uint32_t LONGEST_WAIT_MS = 1000; // for the mutexes, up to the first that is not had
+constexpr std::uint32_t SHORT_WAIT_MS = 50;     // for each further one
 
 std::atomic<void (*)() noexcept> child_steps[AtFork::CHILD_STEPS];
 std::atomic<unsigned int> forks{0};
@@ -31,13 +33,17 @@ unsigned int AtFork::generation() noexcept {
 }
 
 void AtFork::before() noexcept {
+  std::uint32_t timeout_ms = LONGEST_WAIT_MS;
   for (int rank = 0; rank < ProcessMutex::RANKS; ++rank) {
-    mutex_of(rank).acquire_within(LONGEST_WAIT_MS);
+    if (!mutex_of(rank).acquire_within(timeout_ms)) {
+      timeout_ms = SHORT_WAIT_MS;
+    }
   }
 }
 
-// A mutex that could not be acquired is not the thread's, and its release does nothing.
+// The thread does not own a mutex that it could not acquire, and so the release of that one fails.
 void AtFork::after_in_parent() noexcept {
+  LastErrorGuard const guard;
   for (int rank = ProcessMutex::RANKS - 1; rank >= 0; --rank) {
     mutex_of(rank).release();
   }

@@ -8,13 +8,16 @@ namespace Ostrel {
 /// order of their ranks, and both processes release them afterwards. Internal to the library.
 ///
 /// A mutex that another thread keeps for longer than a second (it waits for the forking thread, or
-/// for a disk that does not answer) is left out: the child finds it abandoned, and what it guards
-/// as that thread left it. The mutexes of single objects are not among these: the child finds those
-/// that other threads held abandoned, and a line of a log may be written in part.
+/// for a disk that does not answer) is left out, and further ones after 50 ms: the child finds it
+/// abandoned, and what it guards as that thread left it. The mutexes of single objects are not
+/// among these: the child finds those that other threads held abandoned, and a line of a log may be
+/// written in part.
 class AtFork {
 public:
   /// What a child does first, in this order, with its one thread.
-  enum ChildStep : int { MUTEX_OWNERS, THREADS, CONSOLE, NAMED_MUTEXES, CHILD_STEPS };
+  ///
+  /// The owners first, since the other steps may acquire mutexes.
+  enum ChildStep : int { MUTEX_OWNERS, THREADS, CONSOLE, NAMED_MUTEXES, LOGGING, CHILD_STEPS };
 
   /// Has a function called in the child of every fork from now on.
   static void set_child_step(ChildStep step, void (*function)() noexcept) noexcept;

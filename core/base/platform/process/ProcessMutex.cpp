@@ -14,23 +14,22 @@ bool ProcessMutex::acquire() {
 
 bool ProcessMutex::acquire_within(std::uint32_t timeout_ms) noexcept {
   DWORD const outcome = WaitForSingleObject(handle(), timeout_ms);
-  bool const is_owned = outcome == WAIT_OBJECT_0 || outcome == WAIT_ABANDONED;
-  if (is_owned) {
-    acquired_.store(true, std::memory_order_relaxed);
-  }
-  return is_owned;
+  return outcome == WAIT_OBJECT_0 || outcome == WAIT_ABANDONED;
 }
 
 bool ProcessMutex::release() {
-  acquired_.store(false, std::memory_order_relaxed);
   return ReleaseMutex(handle()) != FALSE;
 }
 
 bool ProcessMutex::is_acquired() const {
-  return acquired_.load(std::memory_order_relaxed);
+  if (WaitForSingleObject(handle(), 0) == WAIT_TIMEOUT) {
+    return true;
+  }
+  ReleaseMutex(handle());
+  return false;
 }
 
-void *ProcessMutex::handle() noexcept {
+void *ProcessMutex::handle() const noexcept {
   return static_mutex(storage_);
 }
 

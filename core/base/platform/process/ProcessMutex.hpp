@@ -3,7 +3,6 @@
 
 #include "core/base/foundation/IAcquirable.hpp"
 
-#include <atomic>
 #include <cstdint>
 
 namespace Ostrel {
@@ -41,6 +40,7 @@ public:
   /// @return false only where the system has no memory for a mutex (not on POSIX).
   bool acquire() override;
   bool release() override;
+  /// Whether another thread has acquired it.
   bool is_acquired() const override;
 
   /// The same as `acquire`, for at most so long.
@@ -53,10 +53,9 @@ private:
 
   static constexpr unsigned int STORAGE_BYTES = 64;
 
-  void *handle() noexcept;
+  void *handle() const noexcept;
 
-  alignas(std::uint64_t) unsigned char storage_[STORAGE_BYTES] = {}; // of the system layer
-  std::atomic<bool> acquired_{false};
+  alignas(std::uint64_t) mutable unsigned char storage_[STORAGE_BYTES] = {}; // of the system layer
 };
 
 } // namespace Ostrel

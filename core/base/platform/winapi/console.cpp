@@ -315,14 +315,10 @@ void end_or_stop(int signal) {
 // The terminal, switched to single keys until the end of a block.
 class SingleKeys {
 public:
-  SingleKeys() : is_there_(console.enter()) {}
+  SingleKeys() : is_there_(console.enter()), hook_(leave, this) {}
   SingleKeys(SingleKeys const &) = delete;
   SingleKeys &operator=(SingleKeys const &) = delete;
-  ~SingleKeys() {
-    if (is_there_) {
-      console.leave();
-    }
-  }
+  ~SingleKeys() { leave(this); }
 
   bool is_there() const noexcept { return is_there_; }
 
@@ -330,16 +326,21 @@ public:
   int read_byte() const;
 
 private:
-  static void leave(void * /*unused*/) { console.leave(); }
+  // Also called if the thread is terminated in the block, or while this waits for the lock.
+  static void leave(void *self) {
+    if (static_cast<SingleKeys *>(self)->is_there_) {
+      console.leave();
+    }
+  }
 
   bool is_there_;
+  Ostrel::TerminationHook hook_;
 };
 
 int SingleKeys::read_byte() const {
   unsigned char byte = 0;
   ssize_t count = -1;
   {
-    Ostrel::TerminationHook const hook(leave, nullptr);
     Ostrel::TerminableWait const wait;
     do {
       count = read(console.descriptor(), &byte, 1);

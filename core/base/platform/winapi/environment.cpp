@@ -158,7 +158,13 @@ bool remove_untrusted() noexcept {
   return true;
 }
 
-[[maybe_unused]] bool const removed_at_load = remove_untrusted();
+// At load, or before that if the constructor of another source reads a variable.
+bool remove_untrusted_once() noexcept {
+  static bool const is_done = remove_untrusted();
+  return is_done;
+}
+
+[[maybe_unused]] bool const removed_at_load = remove_untrusted_once();
 
 // --- Operations -------------------------------------------------------------------------------
 
@@ -191,6 +197,7 @@ bool change(std::string_view name, char const *value) noexcept try {
 } // namespace
 
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size) {
+  remove_untrusted_once();
   std::string_view const variable = name == nullptr ? "" : name;
   char const *const entry = name == nullptr ? nullptr : find_entry(variable);
   if (entry == nullptr) {

@@ -143,6 +143,7 @@ void adopt_held_mutexes() noexcept {
 class EndOfThread {
 public:
   EndOfThread() noexcept : is_made_(pthread_key_create(&key_, abandon_at_thread_end) == 0) {
+    register_around_fork();
     AtFork::set_child_step(AtFork::MUTEX_OWNERS, adopt_held_mutexes);
   }
 

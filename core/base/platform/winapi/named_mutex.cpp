@@ -9,9 +9,8 @@
 //   no process uses the mutex, and only then initialises or removes the file. A file that has been
 //   removed has no name left, so a process that opened it before starts again.
 // - OWNER, exclusive: a thread of the process owns the mutex. The owner sets the mark, and clears
-// it
-//   before it releases the lock. An owner that finds the mark set therefore follows one that ended
-//   without releasing the mutex.
+//   it before it releases the lock. An owner that finds the mark set therefore follows one that
+//   ended without releasing the mutex.
 // The locks belong to the open file description: the system releases them when its last descriptor
 // is closed, however the process ends. Closing a mutex that is held abandons it.
 //
@@ -88,7 +87,7 @@ Descriptor open_directory() noexcept {
   if (!directory.is_open() || fstat(directory.get(), &status) != 0) {
     return Descriptor();
   }
-  if (status.st_uid != geteuid() || (status.st_mode ^ S_IFDIR) != OWNER_ONLY_DIRECTORY) {
+  if (status.st_uid != geteuid() || status.st_mode != (S_IFDIR | OWNER_ONLY_DIRECTORY)) {
     errno = EACCES;
     return Descriptor();
   }
@@ -198,8 +197,8 @@ void begin_in_child() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::N
   Descriptor const directory = table != nullptr ? open_directory() : Descriptor();
   for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
     Descriptor own = open_file(directory, mutex->file_name.text, 0);
-    set_lock(own, USERS, F_RDLCK); // the inherited descriptor keeps the file from being removed
-    mutex->file = std::move(own);
+    // The inherited descriptor keeps the file from being removed until then.
+    mutex->file = set_lock(own, USERS, F_RDLCK) ? std::move(own) : Descriptor();
     reset_inner_mutex(mutex->threads);
     mutex->depth = 0;
   }
@@ -231,8 +230,12 @@ Use NamedMutex::use(char const *name, Missing missing) noexcept {
       return Use::FAILED;
     }
     is_unused = set_lock(file, USERS, F_WRLCK);
-    if (!is_unused && !lock_until(deadline, file, USERS, F_RDLCK)) {
-      return Use::FAILED;
+    if (!is_unused) {
+      if (!lock_until(deadline, file, USERS, F_RDLCK)) {
+        return Use::FAILED;
+      }
+      // Once more: the process in the way may have been killed, or have found no user either.
+      is_unused = set_lock(file, USERS, F_WRLCK);
     }
   } while (is_removed(file));
   if (!is_unused) {

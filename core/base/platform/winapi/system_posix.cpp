@@ -44,6 +44,29 @@ bool is_expressible(char const *path) {
   return std::strchr(path, '\\') == nullptr && drive_length(path) == 0;
 }
 
+// Whether an error is a property of the path, and no failure of the disk.
+bool is_of_path(int error) {
+  return error == ENOENT || error == ENOTDIR || error == EACCES || error == ELOOP ||
+         error == ENAMETOOLONG;
+}
+
+// Whether the end of the links is the file that their text names: a link below /proc leads to an
+// open file, whatever its text is. True also if there is no file yet. False, with `errno`, if the
+// disk fails.
+bool compare_ends(char const *link, char const *text, bool *is_same) {
+  struct stat end = {}, named = {};
+  bool const exists = stat(link, &end) == 0;
+  if (!exists && !is_of_path(errno)) {
+    return false;
+  }
+  bool const is_named = exists && stat(text, &named) == 0;
+  if (exists && !is_named && !is_of_path(errno)) {
+    return false;
+  }
+  *is_same = !exists || (is_named && end.st_dev == named.st_dev && end.st_ino == named.st_ino);
+  return true;
+}
+
 } // namespace
 
 char const *const SHARED_LIBRARY_EXTENSION = ".so";
@@ -73,19 +96,18 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   if (errno != EINVAL && errno != ENOENT) { // neither the end of the links nor a missing file
     return fail_with_errno();
   }
-  bool const has_path = is_expressible(current);
-  bool const exists = access(native.c_str(), F_OK) == 0;
-  if (!has_path && !exists) {
-    return fail(ERROR_NOT_SUPPORTED);
+  bool is_target = links > 0;
+  if (is_target && !is_expressible(current)) {
+    struct stat end = {};
+    if (stat(native.c_str(), &end) != 0) {
+      return fail(ERROR_NOT_SUPPORTED);
+    }
+    is_target = false;
   }
-  struct stat status = {};
-  bool const is_found = stat(current, &status) == 0;
-  if (exists && !is_found && errno != ENOENT) {
+  if (is_target && !compare_ends(native.c_str(), current, &is_target)) {
     return fail_with_errno();
   }
-  // A link below /proc leads to an open file, whatever its text is: its own path is returned.
-  bool const is_target = !exists || (is_found && S_ISREG(status.st_mode));
-  char const *const result = links > 0 && has_path && is_target ? current : path;
+  char const *const result = is_target ? current : path;
   std::size_t const length = std::strlen(result);
   if (length >= size) {
     return fail(ERROR_INSUFFICIENT_BUFFER);

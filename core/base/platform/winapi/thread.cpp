@@ -58,7 +58,7 @@ private:
   void wait_while(Phase phase) noexcept;
   void set_phase(Phase phase) noexcept;
   void set_ended() noexcept;
-  void join() noexcept;
+  bool join(Deadline const &deadline) noexcept;
   bool request_end() noexcept;
   void signal_later() noexcept;
   [[noreturn]] void exit_thread() noexcept;
@@ -94,7 +94,9 @@ struct EndSignal {
   ~EndSignal() {
     Thread::free_zombies();
     ProcessLock const lock(ProcessMutex::THREADS);
-    if (number != 0) {
+    struct sigaction action = {};
+    if (number != 0 && sigaction(number, nullptr, &action) == 0 &&
+        action.sa_sigaction == Thread::on_signal) {
       std::signal(std::exchange(number, 0), requests > 0 ? SIG_IGN : SIG_DFL);
     }
   }
@@ -265,29 +267,34 @@ DWORD Thread::resume() noexcept {
 DWORD Thread::wait(DWORD milliseconds) noexcept {
   Deadline const deadline(milliseconds);
   bool is_in_time = milliseconds != 0;
-  TerminableWait const here;
   std::uint32_t phase = NEW;
   while (!is_of_parent() && (phase = phase_.load(std::memory_order_acquire)) < ENDED) {
     if (!is_in_time) {
       return WAIT_TIMEOUT;
     }
+    TerminableWait const here;
     is_in_time = sleep_on(phase_, phase, deadline);
   }
-  if (!is_of_parent()) {
-    join();
-  }
-  return WAIT_OBJECT_0;
+  return is_of_parent() || join(deadline) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
 }
 
 // Waits for the last steps of a thread that has ended: afterwards the library can be unloaded. One
-// of several waiters does it for all. It fails, without a wait, if it is the thread itself.
-void Thread::join() noexcept {
+// of several waiters does it for all. The thread itself, in its last steps, does not wait. False if
+// the deadline passes.
+bool Thread::join(Deadline const &deadline) noexcept {
   NotCancelled const here;
   std::uint32_t phase = ENDED;
-  if (phase_.compare_exchange_strong(phase, JOINING)) {
-    set_phase(pthread_join(thread_, nullptr) == 0 ? JOINED : ENDED);
+  while (!phase_.compare_exchange_strong(phase, JOINING)) {
+    if (phase == JOINED || !sleep_on(phase_, JOINING, deadline)) {
+      return phase == JOINED;
+    }
+    phase = ENDED;
   }
-  wait_while(JOINING);
+  int const error = deadline.time() == nullptr
+                        ? pthread_join(thread_, nullptr)
+                        : pthread_clockjoin_np(thread_, nullptr, CLOCK_MONOTONIC, deadline.time());
+  set_phase(error == 0 ? JOINED : ENDED);
+  return error != ETIMEDOUT;
 }
 
 void Thread::close() noexcept {
@@ -341,12 +348,17 @@ using Ostrel::Handle;
 
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id) {
-  if (security != nullptr || stack_size != 0 || flags != CREATE_SUSPENDED) {
+  if (security != nullptr || stack_size != 0 || routine == nullptr || id == nullptr ||
+      flags != CREATE_SUSPENDED) {
     errno = EINVAL;
     return 0;
   }
   std::unique_ptr<Ostrel::Thread> thread(new (std::nothrow) Ostrel::Thread(routine, argument));
-  if (thread == nullptr || !thread->start(id)) {
+  if (thread == nullptr) {
+    errno = ENOMEM;
+    return 0;
+  }
+  if (!thread->start(id)) {
     return 0;
   }
   return reinterpret_cast<std::uintptr_t>(thread.release()->handle());
