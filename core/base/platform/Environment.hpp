@@ -5,11 +5,8 @@
 
 namespace Ostrel {
 
-/// Reads an environment variable, for callers that tell a lack of memory from a variable that is
-/// not set: for that it throws `std::bad_alloc`.
-///
-/// @param value  receives its text; untouched when the variable is not set; may be null.
-/// @return true when the variable is set, be it to the empty text; false also for a null name.
+/// As `Platform::get_environment_variable`, but throws `std::bad_alloc` without memory, so that the
+/// caller can tell this from a variable that is not set. Internal to the library.
 bool read_environment(char const *name, std::string *value);
 
 } // namespace Ostrel

@@ -43,7 +43,7 @@ bool names_source_tree(char const *path) {
   return path != nullptr && std::strstr(path, SOURCE_TREE) != nullptr;
 }
 
-// The variable with its present value and, in the source tree, the tree's directory. Null without
+// "NAME=value" with the present value and, in the source tree, the tree's directory. Null without
 // memory.
 Text make_config_path_entry(bool is_in_source_tree) try {
   std::string value;
@@ -124,7 +124,7 @@ void EnvironmentSetup::init_internal(int argc, char **argv) {
     return;
   }
   _argv0 = copy_text(argv[0]).release();
-  if (_argv0 != nullptr) { // otherwise the next `init` tries again
+  if (_argv0 != nullptr) { // otherwise the next `init` retries
     ++_argv0_ref_count;
   }
 }

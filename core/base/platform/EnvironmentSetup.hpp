@@ -7,11 +7,11 @@
 
 namespace Ostrel {
 
-/// Lets a program that runs inside the source tree find the settings of that tree: puts the tree's
-/// config directory behind what `OSTREL_CONFIG_PATH` holds.
+/// Lets a program that runs inside the source tree find the tree's settings: appends the tree's
+/// config directory to `OSTREL_CONFIG_PATH`.
 ///
-/// Make one from the command line at the start of `main`, and keep it to its end. Nothing is
-/// locked: no other thread may change the environment meanwhile, or use another object.
+/// Create one at the start of `main` and keep it until the end. Not synchronised: meanwhile no
+/// other thread may change the environment or use another object of this class.
 class OSTBASE_API EnvironmentSetup {
 public:
   /// Changes nothing.
@@ -21,43 +21,41 @@ public:
   EnvironmentSetup(EnvironmentSetup const &) = delete;
   EnvironmentSetup &operator=(EnvironmentSetup const &) = delete;
 
-  /// Removes `OSTREL_LIBRARY_PATH` and `OSTREL_CONFIG_PATH` from the environment, whatever they
-  /// held before and whoever set them.
+  /// Removes `OSTREL_LIBRARY_PATH` and `OSTREL_CONFIG_PATH` from the environment, even if they were
+  /// set before this object was created.
   virtual ~EnvironmentSetup();
 
-  /// Appends ";" and the tree's config directory to `OSTREL_CONFIG_PATH` when the program runs in
-  /// the source tree, at each call; elsewhere the variable keeps its value. Without memory the
-  /// environment stays as it is.
+  /// If the program runs in the source tree, each call appends ";" and the tree's config directory
+  /// to `OSTREL_CONFIG_PATH`. Elsewhere, and without memory, the variable keeps its value.
   ///
-  /// @param argv  borrowed; its first text is kept as the program's path unless there is one
-  ///              already. A null here, or in its first place, is skipped.
+  /// @param argv  borrowed; the first argument is copied as the program's path, unless a path has
+  ///              been copied already. A null array or first argument is ignored.
   void init(int argc, char **argv);
 
-  /// Whether "ostrel-core" is part of the program's path, the first argument, or of the current
-  /// directory, if that has fewer than 260 characters. Without arguments (`argc` 0, or a null
-  /// `argv`) the path is the one that an earlier `init` kept.
+  /// Whether the program's path (the first argument) or the current directory contains
+  /// "ostrel-core". A current directory of 260 or more characters is ignored. Without arguments
+  /// (`argc` 0 or a null `argv`) the path is the one that an earlier `init` copied.
   static bool in_source_tree(int argc, char **argv);
 
-  /// Puts the directory that the environment variable `srcdir` names, and a backslash, in front of
-  /// a path.
+  /// Prepends the value of the environment variable `srcdir` and a backslash to a path.
   ///
-  /// @return a text that the caller deletes with `delete[]`: a mere copy when `srcdir` is not set,
-  ///         and when the path begins with a backslash. Null for null and without memory.
+  /// @return a text that the caller deletes with `delete[]`; an unchanged copy if `srcdir` is not
+  ///         set or the path begins with a backslash. Null for null and without memory.
   static char *make_srcdir_path(char const *relative_path);
 
-  /// The first program path that any `init` saw: owned by the class, null when there is none. To be
-  /// read only. It goes with the first object that ends, whichever that is.
+  /// The first program path that was passed to any `init`; null for none. Owned by the class,
+  /// read-only for users. The first object that is destroyed frees it.
   static char *_argv0;
-  /// How many own it: 1 while there is one.
+  /// 1 while `_argv0` is set, else 0.
   static unsigned int _argv0_ref_count;
 
 protected:
   void init_internal(int argc, char **argv);
-  /// What else an operating system may need; nothing so far.
+  /// For settings that only some operating systems need; does nothing so far.
   void init_external(int argc, char **argv);
 
 private:
-  // Entries as the environment takes them, "NAME=value"; null when there is none.
+  // Entries of the environment, "NAME=value"; null for none.
   std::unique_ptr<char[]> library_path_entry_; // no operating system needs one so far
   std::unique_ptr<char[]> config_path_entry_;
 };

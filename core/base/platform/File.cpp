@@ -14,13 +14,13 @@ constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
 
 } // namespace
 
-bool is_momentary(std::uint32_t error) noexcept {
+bool is_temporary(std::uint32_t error) noexcept {
   switch (error) {
   case ERROR_SUCCESS:
   case ERROR_FILE_NOT_FOUND:
   case ERROR_PATH_NOT_FOUND:
   case ERROR_ACCESS_DENIED:
-  case ERROR_INVALID_PARAMETER: // a name that the file system does not take
+  case ERROR_INVALID_PARAMETER: // a name that the file system does not support
   case ERROR_INVALID_NAME:
   case ERROR_FILENAME_EXCED_RANGE:
   case ERROR_NOT_SUPPORTED:
@@ -79,7 +79,7 @@ unsigned long File::open(char const *path, std::uint32_t access,
   if (error == ERROR_NOT_ENOUGH_MEMORY) {
     return RESULT_OUT_OF_MEMORY;
   }
-  return is_momentary(error) ? RESULT_SYSTEM_ERROR : RESULT_NOT_FOUND;
+  return is_temporary(error) ? RESULT_SYSTEM_ERROR : RESULT_NOT_FOUND;
 }
 
 bool File::read(void *buffer, std::size_t size, std::size_t *count) noexcept {

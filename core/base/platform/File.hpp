@@ -40,7 +40,7 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
 /// One open file of the operating system, without a buffer: readers see the written bytes when the
 /// call returns. Internal to the library.
 ///
-/// Not synchronised. The descriptor is not inherited by child programs.
+/// Not synchronised. Child programs do not inherit the descriptor.
 class File {
 public:
   /// Opens an existing file for reading. A directory and null are refused.
@@ -72,7 +72,7 @@ public:
 private:
   unsigned long open(char const *path, std::uint32_t access, std::uint32_t disposition) noexcept;
 
-  OpenFile file_; // null when nothing is open
+  OpenFile file_; // null if no file is open
 };
 
 } // namespace Ostrel

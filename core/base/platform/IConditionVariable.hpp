@@ -5,13 +5,13 @@
 
 namespace Ostrel {
 
-/// A condition variable with its own mutex. Made by `Platform::create_condition_variable`; the
-/// caller deletes it when nobody uses it any more.
+/// A condition variable with its own mutex. Created by `Platform::create_condition_variable`; the
+/// caller deletes it when no thread uses it any more.
 ///
-/// As an acquirable it stands for its mutex, which is recursive: `wait` gives it back once. The
-/// usual pattern is `lock_mutex`, `wait(timeout, false)` for as long as the condition does not
-/// hold, `unlock_mutex`; on the other side `lock_mutex`, a change, `signal` or `broadcast`,
-/// `unlock_mutex`. Test the condition after every return. Any thread may use it at any time.
+/// The mutex is recursive; `wait` releases it once. The usual pattern of a waiter is `lock_mutex`,
+/// `wait(timeout, false)` in a loop until the condition holds, `unlock_mutex`. The other side calls
+/// `lock_mutex`, changes the condition, and calls `signal` or `broadcast`, then `unlock_mutex`. Any
+/// thread may use it at any time.
 class OSTBASE_API IConditionVariable : public IAcquirable {
 public:
   IConditionVariable() = default;
@@ -22,34 +22,33 @@ public:
   bool acquire() override;
   /// `unlock_mutex`.
   bool release() override;
-  /// Whether the mutex is taken.
+  /// As `IMutex::is_acquired`, for the mutex.
   bool is_acquired() const override = 0;
 
   virtual ~IConditionVariable() = default;
 
-  /// Gives the mutex back and waits until `signal` or `broadcast` releases this waiter; both are
-  /// one step for whoever signals.
+  /// Releases the mutex and waits for `signal` or `broadcast`, in one atomic step.
   ///
-  /// @param timeout    in milliseconds on the monotonic clock; `OVRA_INFINITE`, and what is above
-  ///                   it, means without limit. A waiter that times out is not counted any more.
-  /// @param auto_lock  false: the caller holds the mutex and holds it again at the return, whatever
-  ///                   happened. true: the caller does not hold it, `wait` takes it first, and it
-  ///                   is not held at the return.
-  /// @return true when released; false on time-out, on an error (the caller did not hold the
-  ///         mutex) and without memory.
+  /// @param timeout    in milliseconds on the monotonic clock; `OVRA_INFINITE` and larger values
+  ///                   mean a wait without limit. A later `signal` skips a waiter that timed out.
+  /// @param auto_lock  false: the caller holds the mutex, and holds it again when `wait` returns,
+  ///                   also after an error. true: the caller does not hold the mutex; `wait`
+  ///                   acquires it first, and returns without it.
+  /// @return true if woken; false on time-out, on an error (the caller did not hold the mutex) and
+  ///         without memory.
   virtual bool wait(unsigned long timeout, bool auto_lock) = 0;
 
-  /// Releases the waiter that has waited longest. Nothing is remembered when there is none.
-  /// @return false when a waiter could not be woken.
+  /// Wakes the thread that has waited longest; does nothing if no thread waits.
+  /// @return false if a waiter could not be woken.
   virtual bool signal() = 0;
 
-  /// Releases every waiter that is waiting now, and none that comes later.
-  /// @return false when one of them could not be woken.
+  /// Wakes every thread that is waiting now.
+  /// @return false if one of them could not be woken.
   virtual bool broadcast() = 0;
 
-  /// Takes the mutex, as `IMutex::acquire` does.
+  /// Acquires the mutex, as `IMutex::acquire` does.
   virtual bool lock_mutex() = 0;
-  /// Gives it back, as `IMutex::release` does.
+  /// Releases the mutex, as `IMutex::release` does.
   virtual bool unlock_mutex() = 0;
 };
 

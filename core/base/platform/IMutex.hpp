@@ -5,13 +5,14 @@
 
 namespace Ostrel {
 
-/// A mutex: recursive, owned by a thread. Made by `Platform::create_mutex`; the caller deletes it.
+/// A recursive mutex, owned by a thread. Created by `Platform::create_mutex`; the caller deletes
+/// it.
 ///
-/// `acquire` returns false, and the caller then owns nothing, when the previous owner ended without
-/// releasing the mutex; the next `acquire` succeeds. The owner may acquire the mutex again, and
-/// releases it as often as it acquired it.
+/// If the previous owner ended without releasing the mutex, `acquire` returns false once, and the
+/// caller does not own the mutex; the next `acquire` succeeds. The owner may acquire the mutex
+/// again, and must release it as often.
 ///
-/// `is_acquired` tells whether a thread has acquired the mutex through this object since the last
+/// `is_acquired` returns whether the mutex has been acquired through this object since the last
 /// release through it. It does not count: after two calls of `acquire` and one of `release` it is
 /// false, although the mutex is still held once.
 class OSTBASE_API IMutex : public IAcquirable {

@@ -35,7 +35,6 @@ OSTBASE_TERMINATION_POINT bool Platform::get_line(std::string *line) try {
   line->push_back(character);
   return false;
 } catch (std::bad_alloc const &) {
-  // The character is lost, but the line goes on.
   return false;
 }
 

@@ -27,10 +27,10 @@ constexpr char const *INSTALL_VALUE = "InstallPath";
 constexpr std::size_t NUMBER_SIZE = 16; // characters of a 32-bit number, terminator included
 
 struct PropertySources {
-  char const *variable;   // of the environment; null when there is none
-  char const *value;      // of the registry; null when there is none
+  char const *variable;   // of the environment; null for none
+  char const *value;      // of the registry; null for none
   char const *relative;   // below the installation directory
-  char const *build_time; // where there is no installation
+  char const *build_time; // used without an installation
 };
 
 // By the number of the property.
@@ -71,7 +71,7 @@ bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   return true;
 }
 
-// The registry during the reading of one property.
+// Reads values of the registry, and records errors that are temporary.
 class Registry {
 public:
   // Reads a value. False, with `out` untouched, for a null name, a value that cannot be read, or
@@ -100,11 +100,11 @@ private:
     if (error == ERROR_NOT_ENOUGH_MEMORY) {
       throw std::bad_alloc();
     }
-    has_failed_momentarily_ |= is_momentary(static_cast<std::uint32_t>(error));
+    had_temporary_error_ |= is_temporary(static_cast<std::uint32_t>(error));
     return error == ERROR_SUCCESS;
   }
 
-  bool has_failed_momentarily_ = false;
+  bool had_temporary_error_ = false;
 };
 
 // Appends the default directory: the installed one, else that of the build tree.
@@ -186,7 +186,7 @@ unsigned long Platform::get_system_property(SystemProperty property, std::string
 unsigned long read_system_property(Platform::SystemProperty property, std::string *out) try {
   Registry registry;
   std::string path = read_property(property, &registry);
-  if (registry.has_failed_momentarily()) {
+  if (registry.had_temporary_error()) {
     return RESULT_SYSTEM_ERROR;
   }
   *out = std::move(path);

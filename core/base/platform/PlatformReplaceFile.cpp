@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Saving a file so that it holds the old bytes or the new ones at every moment: the new bytes are
-// on the disk, in a temporary file, before that file takes the name.
+// Replaces a file atomically: writes the new bytes to a temporary file, flushes it to the disk, and
+// renames it.
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
@@ -24,7 +24,7 @@ namespace Ostrel {
 namespace {
 
 constexpr std::size_t LONGEST_PATH = 32768; // characters, terminator included
-constexpr std::size_t BLOCK_SIZE = 16384;   // bytes, read at once
+constexpr std::size_t BLOCK_SIZE = 16384;   // bytes, in one read
 constexpr int NAME_ATTEMPTS = 10;           // each with another name
 
 struct Contents {
@@ -34,11 +34,11 @@ struct Contents {
 
 enum class Outcome { DONE, FAILED, WOULD_LOSE };
 
-// --- What killed processes leave --------------------------------------------------------------
+// --- Temporary files of killed processes ------------------------------------------------------
 
 constexpr char NAME_BEGIN[] = ".ostbase-", NAME_END[] = ".tmp"; // of all temporary files
 
-// A day, in steps of 100 ns. No save lasts so long, even if the machine sleeps meanwhile.
+// One day, in steps of 100 ns: longer than any save, even if the machine sleeps meanwhile.
 constexpr std::int64_t LEFT_OVER_AFTER = 24LL * 60 * 60 * 10000000;
 
 std::int64_t steps_of(FILETIME const &time) {
@@ -57,10 +57,9 @@ bool is_left_over(std::string const &path) {
          steps_of(now) - steps_of(data.ftLastWriteTime) > LEFT_OVER_AFTER;
 }
 
-// Removes the temporary files of processes that were killed. Whether the process still lives is not
-// asked: the number in the name may be that of a process on another machine. If the calendar is set
-// forward by more than a day during a save, its temporary file is removed as well: the save fails,
-// and the target stays the old file. Throws std::bad_alloc.
+// Removes the temporary files of killed processes. Judged by their age, since the process number in
+// a name may belong to another machine. If the clock is set forward by more than a day during a
+// save, that save fails, and the target keeps the old bytes. Throws std::bad_alloc.
 void remove_left_over(std::string const &directory) {
   std::string const query = directory + NAME_BEGIN + "*" + NAME_END;
   DWORD const end = for_each_match(query.c_str(), [&directory](char const *name) {
@@ -76,7 +75,7 @@ void remove_left_over(std::string const &directory) {
 
 // --- A save -----------------------------------------------------------------------------------
 
-// The temporary file of a save. Its destructor removes it unless it has taken the target's name.
+// The temporary file of a save. The destructor removes it unless it was renamed.
 class TemporaryFile {
 public:
   TemporaryFile() = default;
@@ -85,24 +84,24 @@ public:
   ~TemporaryFile() {
     LastErrorGuard const guard;
     file_.reset();
-    if (is_there_) {
+    if (exists_) {
       DeleteFileA(path_.c_str());
     }
   }
 
   // Creates the file in the directory of `target`. False, with the last error, on failure.
-  bool create(std::string const &target, NewFile owner) {
+  bool create(std::string const &target, NewFile permissions) {
     std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
-    remove_left_over(directory); // first, since these files may be what fills the disk
-    for (int attempt = 0; attempt < NAME_ATTEMPTS && !is_there_; ++attempt) {
+    remove_left_over(directory); // first, since these files may fill the disk
+    for (int attempt = 0; attempt < NAME_ATTEMPTS && !exists_; ++attempt) {
       path_ = directory + unique_name();
-      file_ = open_file(path_.c_str(), GENERIC_WRITE, CREATE_NEW, owner);
-      is_there_ = file_ != nullptr;
-      if (!is_there_ && GetLastError() != ERROR_FILE_EXISTS) {
+      file_ = open_file(path_.c_str(), GENERIC_WRITE, CREATE_NEW, permissions);
+      exists_ = file_ != nullptr;
+      if (!exists_ && GetLastError() != ERROR_FILE_EXISTS) {
         return false;
       }
     }
-    return is_there_;
+    return exists_;
   }
 
   // Writes the bytes to the disk and closes the file.
@@ -116,18 +115,20 @@ public:
   }
 
   bool replace(std::string const &target) {
-    return has_left(ReplaceFileA(target.c_str(), path_.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH,
-                                 nullptr, nullptr));
+    exists_ = ReplaceFileA(target.c_str(), path_.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH,
+                           nullptr, nullptr) == FALSE;
+    return !exists_;
   }
 
-  bool become(std::string const &target) {
-    return has_left(MoveFileExA(path_.c_str(), target.c_str(),
-                                MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+  bool rename_to(std::string const &target) {
+    exists_ = MoveFileExA(path_.c_str(), target.c_str(),
+                          MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == FALSE;
+    return !exists_;
   }
 
 private:
-  // The process and the counter distinguish concurrent saves. The time distinguishes them from the
-  // files of an earlier process with the same number that was killed in a save.
+  // The process and the counter distinguish concurrent saves; the time distinguishes them from the
+  // files of a killed process with the same number.
   static std::string unique_name() {
     static std::atomic<unsigned long> counter{0};
     LARGE_INTEGER now = {};
@@ -136,14 +137,9 @@ private:
            "-" + std::to_string(++counter) + NAME_END;
   }
 
-  bool has_left(BOOL is_renamed) {
-    is_there_ = is_renamed == FALSE;
-    return !is_there_;
-  }
-
   std::string path_;
   OpenFile file_;
-  bool is_there_ = false;
+  bool exists_ = false;
 };
 
 // False, with the last error, if the links cannot be followed.
@@ -158,7 +154,7 @@ Outcome failed_or_would_lose() {
   switch (GetLastError()) {
   case ERROR_NOT_SUPPORTED:
   case ERROR_ACCESS_DENIED:
-  case ERROR_SHARING_VIOLATION:         // on Windows a reader may keep the name from being taken
+  case ERROR_SHARING_VIOLATION:         // on Windows a reader of the target prevents the rename
   case ERROR_UNABLE_TO_REMOVE_REPLACED: // likewise
   case ERROR_FILENAME_EXCED_RANGE:      // of the temporary file alone: the target has been opened
     return Outcome::WOULD_LOSE;
@@ -196,12 +192,12 @@ bool write_at(HANDLE file, std::size_t position, Contents const &contents) {
          FlushFileBuffers(file) != FALSE;
 }
 
-bool end_at(HANDLE file, std::size_t position) {
+bool truncate(HANDLE file, std::size_t position) {
   return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
-// Reads the whole file, or nothing if the caller may not read it. False, with the last error, if it
-// cannot be read at this moment. Throws std::bad_alloc.
+// Reads the whole file, or nothing if the caller may not read it. False, with the last error, on a
+// temporary error. Throws std::bad_alloc.
 bool read_if_allowed(std::string const &path, std::string *bytes) {
   File file;
   unsigned long const result = file.open_for_reading(path.c_str());
@@ -221,17 +217,16 @@ bool read_if_allowed(std::string const &path, std::string *bytes) {
   return is_read;
 }
 
-// The part beyond the old end is written first: only that part needs room on the disk.
+// Writes the part beyond the old end first: only that part needs space on the disk.
 bool write_over(HANDLE file, std::size_t old_size, Contents const &contents) {
   std::size_t const kept = std::min(contents.size, old_size);
   Contents const head = {contents.data, kept};
   Contents const tail = {contents.data + kept, contents.size - kept};
   return (tail.size == 0 || write_at(file, kept, tail)) && write_at(file, 0, head) &&
-         end_at(file, contents.size) && FlushFileBuffers(file) != FALSE;
+         truncate(file, contents.size) && FlushFileBuffers(file) != FALSE;
 }
 
-// Keeps the old bytes in memory, and writes them back if a step fails. If the caller may not read
-// the file, it is overwritten without that.
+// Keeps the old bytes in memory, if the caller may read them, and writes them back if a step fails.
 bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   if (GetFileType(file) != FILE_TYPE_DISK) {
     return write_whole(file, contents.data, contents.size) == contents.size;
@@ -247,12 +242,12 @@ bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
   }
   LastErrorGuard const guard;
   write_at(file, 0, {old.data(), old.size()});
-  end_at(file, old_size);
+  truncate(file, old_size);
   return false;
 }
 
-// The old file is opened for writing to find out whether the caller may write it: a rename only
-// needs the permission to write the directory.
+// Opens the old file for writing to check the caller's permission: a rename only needs permission
+// to write the directory.
 bool replace(std::string const &target, Contents const &contents) {
   OpenFile const old = open_file(target.c_str(), GENERIC_WRITE, OPEN_EXISTING);
   if (old == nullptr) {
@@ -263,8 +258,8 @@ bool replace(std::string const &target, Contents const &contents) {
   if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
     return false;
   }
-  // If another program has replaced the file since it was opened, it has no name: then it is not
-  // overwritten, so that programs that still read it see no change.
+  // 0 links if another program has just replaced the file: its readers keep their contents, so it
+  // is not overwritten in place.
   bool const has_further_names = information.nNumberOfLinks > 1;
   Outcome const outcome =
       is_on_disk && !has_further_names ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;

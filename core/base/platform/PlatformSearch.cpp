@@ -56,7 +56,7 @@ unsigned long Platform::find_file(std::string search_path, char const *file_name
   }
   search_path += DELIMITER;
   for (std::size_t start = 0; start < search_path.size();) {
-    std::string candidate = join(take_element(search_path, &start), file_name);
+    std::string candidate = join(next_element(search_path, &start), file_name);
     unsigned long const result = File().open_for_reading(candidate.c_str());
     if (result == RESULT_SUCCESS) {
       *out = std::move(candidate);
@@ -84,12 +84,12 @@ unsigned long Platform::get_seq_path(std::string const &search_path, int index,
   std::string const elements = search_path + DELIMITER;
   std::size_t start = 0;
   for (; index > 0 && start < elements.size(); --index) {
-    take_element(elements, &start);
+    next_element(elements, &start);
   }
   if (start >= elements.size()) {
     return RESULT_OUT_OF_BOUND;
   }
-  *out = take_element(elements, &start);
+  *out = next_element(elements, &start);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

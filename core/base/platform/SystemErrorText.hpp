@@ -3,9 +3,8 @@
 
 namespace Ostrel {
 
-/// The system's text for the calling thread's last error, such as "No space left on device". Must
-/// be constructed in the next statement after the failure: logging may change the error. Internal
-/// to the library.
+/// The system's text for the calling thread's last error, such as "No space left on device".
+/// Construct it directly after the failure: logging may change the error. Internal to the library.
 class SystemErrorText {
 public:
   SystemErrorText() noexcept;

@@ -7,10 +7,9 @@
 
 namespace Ostrel {
 
-/// As `Platform::get_system_property`, for a caller that must not go on with a default while the
-/// registry names another place. Internal to the library.
-/// @return also `RESULT_SYSTEM_ERROR`, `out` untouched, when a registry that exists cannot be read
-///         at this moment (`is_momentary`).
+/// As `Platform::get_system_property`, but does not fall back to a default if the registry exists
+/// and cannot be read for a temporary reason (`is_temporary`): then it returns
+/// `RESULT_SYSTEM_ERROR`, with `out` untouched. Internal to the library.
 unsigned long read_system_property(Platform::SystemProperty property, std::string *out);
 
 } // namespace Ostrel

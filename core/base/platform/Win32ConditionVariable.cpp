@@ -28,8 +28,7 @@ bool can_signal_and_wait() noexcept {
 
 } // namespace
 
-// What a thread waits with. It lives in the condition variable, not on the waiter's stack: it is
-// still there when the thread is not.
+// Owned by the condition variable, not on the waiter's stack, since the thread may be terminated.
 struct Win32ConditionVariable::Waiter {
   explicit Waiter(Win32ConditionVariable &condition)
       : owner(condition),
@@ -43,19 +42,19 @@ struct Win32ConditionVariable::Waiter {
     }
   }
 
-  // Terminated, or a thread of the parent of this process.
+  // Its thread was terminated, or is one of a parent process.
   bool has_ended() const { return generation != AtFork::generation() || thread.has_ended(); }
 
   Win32ConditionVariable &owner;
   void *const event;
   Waiter *next = nullptr;
   Waiter *previous = nullptr;
-  // Guarded by the guard; a waiter whose event is set reads that it is out of the row without it.
-  bool is_enlisted = false;
-  bool is_one_of_all = false;  // released by a broadcast
-  bool takes_mutex = false;    // after the wait
+  // Written under the guard; read without it after the event was set.
+  bool is_enqueued = false;
+  bool is_one_of_all = false;  // woken by a broadcast
+  bool reacquires = false;     // acquires the mutex after the wait
   ThreadInWait thread;         // while the waiter is in use
-  unsigned int generation = 0; // of the process in which that thread waits
+  unsigned int generation = 0; // of the process in which the thread waits
 };
 
 class Win32ConditionVariable::Guarded {
@@ -83,7 +82,7 @@ Win32ConditionVariable::Win32ConditionVariable()
              /*security=*/nullptr, /*result=*/nullptr) {}
 
 Win32ConditionVariable::~Win32ConditionVariable() {
-  drop_ended(); // nobody else is left in the row
+  remove_ended(); // no other waiter is left
   Waiter *waiter = spare_.load(std::memory_order_acquire);
   while (waiter != nullptr) {
     std::unique_ptr<Waiter> const last(waiter);
@@ -107,17 +106,17 @@ OSTBASE_TERMINATION_POINT bool Win32ConditionVariable::wait(unsigned long timeou
   if (auto_lock) {
     mutex_.acquire_for_certain();
   }
-  bool const is_released = wait_released(timeout, /*takes_mutex=*/!auto_lock);
+  bool const is_woken = wait_unlocked(timeout, /*reacquires=*/!auto_lock);
   if (!auto_lock) {
     mutex_.acquire_for_certain();
   }
   prevent_tail_call();
-  return is_released;
+  return is_woken;
 }
 
-// The mutex is given back in any case.
-bool Win32ConditionVariable::wait_released(unsigned long timeout, bool takes_mutex) {
-  Waiter *const waiter = enlist(takes_mutex);
+// Releases the mutex in any case.
+bool Win32ConditionVariable::wait_unlocked(unsigned long timeout, bool reacquires) {
+  Waiter *const waiter = enqueue(reacquires);
   if (waiter == nullptr) {
     mutex_.release();
     return false;
@@ -130,13 +129,13 @@ bool Win32ConditionVariable::wait_released(unsigned long timeout, bool takes_mut
     mutex_.release();
     is_set = WaitForSingleObject(waiter->event, timeout_from(timeout)) == WAIT_OBJECT_0;
   }
-  bool const is_released = is_set || dismiss(*waiter);
-  keep(*waiter);
-  return is_released;
+  bool const is_woken = is_set || cancel(*waiter);
+  recycle(*waiter);
+  return is_woken;
 }
 
-// Gives a waiter at the end of the row; null without memory or guard.
-Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist(bool takes_mutex) {
+// Appends a waiter to the queue; null without memory, and if the guard cannot be acquired.
+Win32ConditionVariable::Waiter *Win32ConditionVariable::enqueue(bool reacquires) {
   Guarded const guarded(guard_);
   if (!guarded.is_held()) {
     return nullptr;
@@ -152,9 +151,9 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist(bool takes_mutex)
     }
     waiter = made.release();
   }
-  waiter->is_enlisted = true;
+  waiter->is_enqueued = true;
   waiter->is_one_of_all = false;
-  waiter->takes_mutex = takes_mutex;
+  waiter->reacquires = reacquires;
   waiter->thread.begin();
   waiter->generation = AtFork::generation();
   waiter->next = nullptr;
@@ -164,12 +163,12 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enlist(bool takes_mutex)
   return waiter;
 }
 
-// Takes a waiter whose wait ended without its event from the row. True when somebody released it
-// all the same, at the last moment: nobody else gets that wake-up.
-bool Win32ConditionVariable::dismiss(Waiter &waiter) {
+// Removes a waiter from the queue after a wait that ended without its event. True if a signal has
+// dequeued it meanwhile: then it consumes that wake-up.
+bool Win32ConditionVariable::cancel(Waiter &waiter) {
   {
     Guarded const guarded(guard_);
-    if (waiter.is_enlisted) {
+    if (waiter.is_enqueued) {
       unlink(waiter);
       return false;
     }
@@ -178,12 +177,12 @@ bool Win32ConditionVariable::dismiss(Waiter &waiter) {
   return true;
 }
 
-// Called when the thread is terminated in its wait. What had been meant for it goes to the next.
+// Called when the thread is terminated in its wait. Passes a signal that it received to the next.
 void Win32ConditionVariable::withdraw(void *waiter) {
   auto &self = *static_cast<Waiter *>(waiter);
   Win32ConditionVariable &owner = self.owner;
-  bool const is_for_next = owner.dismiss(self) && !self.is_one_of_all;
-  owner.keep(self);
+  bool const is_for_next = owner.cancel(self) && !self.is_one_of_all;
+  owner.recycle(self);
   if (is_for_next) {
     owner.signal();
   }
@@ -192,21 +191,20 @@ void Win32ConditionVariable::withdraw(void *waiter) {
 void Win32ConditionVariable::unlink(Waiter &waiter) {
   (waiter.previous == nullptr ? first_ : waiter.previous->next) = waiter.next;
   (waiter.next == nullptr ? last_ : waiter.next->previous) = waiter.previous;
-  waiter.is_enlisted = false;
+  waiter.is_enqueued = false;
 }
 
-// Takes the waiters whose threads are not there any more from the front of the row, so that the
-// first one can be released. Those behind a living one take no wake-up from anybody: they are met
-// when they come to the front. Needs the guard.
-void Win32ConditionVariable::drop_ended() {
+// Removes waiters whose threads have ended from the front of the queue, so that a signal wakes a
+// living one. Those behind it are removed when they reach the front. Needs the guard.
+void Win32ConditionVariable::remove_ended() {
   while (first_ != nullptr && first_->has_ended()) {
     Waiter &ended = *first_;
     unlink(ended);
-    keep(ended);
+    recycle(ended);
   }
 }
 
-void Win32ConditionVariable::keep(Waiter &waiter) {
+void Win32ConditionVariable::recycle(Waiter &waiter) {
   waiter.thread.end();
   waiter.next = spare_.load(std::memory_order_relaxed);
   while (!spare_.compare_exchange_weak(waiter.next, &waiter, std::memory_order_release,
@@ -214,48 +212,49 @@ void Win32ConditionVariable::keep(Waiter &waiter) {
   }
 }
 
-// Not under the guard, which the waiter may want at once. It is the waiter's again afterwards.
+// Called without the guard, which the woken thread may need at once. The thread may recycle
+// `waiter` before this returns.
 bool Win32ConditionVariable::wake(Waiter const &waiter) const {
-  return set_event_before(waiter.event, waiter.takes_mutex ? mutex_.handle_ : nullptr);
+  return set_event_before(waiter.event, waiter.reacquires ? mutex_.handle_ : nullptr);
 }
 
 bool Win32ConditionVariable::signal() {
-  Waiter *released = nullptr;
+  Waiter *woken = nullptr;
   {
     Guarded const guarded(guard_);
     if (!guarded.is_held()) {
       return false;
     }
-    drop_ended();
+    remove_ended();
     if (first_ == nullptr) {
       return true;
     }
-    released = first_;
-    unlink(*released);
+    woken = first_;
+    unlink(*woken);
   }
-  return wake(*released);
+  return wake(*woken);
 }
 
 bool Win32ConditionVariable::broadcast() {
-  Waiter *released = nullptr;
+  Waiter *woken = nullptr;
   {
     Guarded const guarded(guard_);
     if (!guarded.is_held()) {
       return false;
     }
-    released = first_;
-    for (Waiter *waiter = released; waiter != nullptr; waiter = waiter->next) {
-      waiter->is_enlisted = false;
+    woken = first_;
+    for (Waiter *waiter = woken; waiter != nullptr; waiter = waiter->next) {
+      waiter->is_enqueued = false;
       waiter->is_one_of_all = true;
     }
     first_ = last_ = nullptr;
   }
   bool is_done = true;
-  while (released != nullptr) {
-    Waiter &waiter = *released;
-    released = waiter.next;
+  while (woken != nullptr) {
+    Waiter &waiter = *woken;
+    woken = waiter.next; // before the wake: the thread then reuses its waiter
     if (waiter.has_ended()) {
-      keep(waiter);
+      recycle(waiter);
     } else {
       is_done = wake(waiter) && is_done;
     }

@@ -10,11 +10,10 @@ namespace Ostrel {
 
 /// The condition variable over the operating system's mutexes and events.
 ///
-/// Each waiter has an event of its own, in the order of their coming: so a wake-up reaches the
-/// waiter that it was meant for, however long that takes to wake, and a waiter that times out or is
-/// terminated is taken from the row. A thread that is terminated after its release, while it waits
-/// for the mutex, takes the wake-up with it. Making one never fails; without the system's mutexes
-/// every wait ends at once with false.
+/// Each waiter has its own event, in a queue in order of arrival. A waiter that times out or is
+/// terminated leaves the queue. If a thread is terminated after it was woken, while it waits for
+/// the mutex, the wake-up is lost. The constructor never fails; if the system has no mutex, every
+/// wait returns false at once.
 class OSTBASE_API Win32ConditionVariable : public IConditionVariable {
 public:
   Win32ConditionVariable();
@@ -35,20 +34,20 @@ private:
 
   static void withdraw(void *waiter);
 
-  bool wait_released(unsigned long timeout, bool takes_mutex);
-  Waiter *enlist(bool takes_mutex);
-  bool dismiss(Waiter &waiter);
+  bool wait_unlocked(unsigned long timeout, bool reacquires);
+  Waiter *enqueue(bool reacquires);
+  bool cancel(Waiter &waiter);
   void unlink(Waiter &waiter);
-  void drop_ended();
+  void remove_ended();
   bool wake(Waiter const &waiter) const;
-  void keep(Waiter &waiter);
+  void recycle(Waiter &waiter);
 
   Win32Mutex mutex_;
-  Win32Mutex guard_;        // taken after mutex_; never held during a wait
-  Waiter *first_ = nullptr; // who waits, guarded by guard_
+  Win32Mutex guard_;        // acquired after mutex_; never held during a wait
+  Waiter *first_ = nullptr; // the queue, guarded by guard_
   Waiter *last_ = nullptr;  // likewise
-  // Waiters that nobody uses, for the next who come. Taken under guard_, given back without it:
-  // acquire and release order what the last user wrote before what the next one reads.
+  // Unused waiters, as a stack: popped under guard_, pushed without it. Acquire and release order
+  // the writes of the last user before the reads of the next.
   std::atomic<Waiter *> spare_{nullptr};
 };
 

@@ -45,14 +45,14 @@ OSTBASE_TERMINATION_POINT bool Win32Mutex::acquire() {
     return true;
   }
   if (outcome == WAIT_ABANDONED) {
-    // The wait made the caller the owner, but the result says that it is not.
+    // The wait made the caller the owner, but this call returns false.
     ReleaseMutex(handle_);
   }
   return false;
 }
 
-// Flattened: link-time optimisation then inlines the system layer's release, which is one locked
-// operation and costs less than the registers that a call of it saves.
+// Flattened: link-time optimisation then inlines the system layer's release, a single locked
+// operation, which is cheaper than a call.
 [[gnu::flatten]] bool Win32Mutex::release() {
   acquired_.store(false, std::memory_order_relaxed);
   return ReleaseMutex(handle_) != FALSE;

@@ -49,7 +49,7 @@ public:
   TemporaryPath &operator=(TemporaryPath const &) = delete;
   ~TemporaryPath() { restore(); }
 
-  // Appends the libraries' directories to PATH. False, with PATH as it was, without memory.
+  // Appends the libraries' directories to PATH. False, with PATH unchanged, without memory.
   bool extend(std::string const &search_path) try {
     before_ = read_variable(PATH_VARIABLE);
     std::string path = before_.value_or("");
@@ -59,8 +59,8 @@ public:
     if (!search_path.empty()) {
       append_to_search_path(&path, search_path);
     }
-    // Set to its own value first: the environment keeps a copy of each value that was set, so that
-    // restoring it later needs no memory.
+    // Sets the old value first: the environment keeps a copy of each value, so that `restore` needs
+    // no memory.
     is_changed_ = set(before_) && set(path);
     return is_changed_;
   } catch (std::bad_alloc const &) {

@@ -7,19 +7,18 @@
 
 namespace Ostrel {
 
-/// A library in the hands of the operating system's loader.
+/// A library loaded by the operating system's loader.
 ///
-/// For the time of a load the environment variable `PATH` of the process is the old `PATH`, then
-/// `OSTREL_LIBRARY_PATH`, then the object's own search path: there, in this order, the library is
-/// looked for, and so is what its constructors load. Loads on different threads wait for each
-/// other; other readers of `PATH` may meet the longer one.
+/// During a load, the environment variable `PATH` of the process is the old `PATH`, then
+/// `OSTREL_LIBRARY_PATH`, then the object's own search path. The library, and what its constructors
+/// load, is searched in this order. Other threads may read the longer `PATH` meanwhile.
 class OSTBASE_API Win32SharedLibrary : public ISharedLibrary {
 protected:
   /// Unloads the library, if one is loaded.
   ~Win32SharedLibrary() override;
 
 public:
-  /// No name, an empty search path, nothing loaded, and the caller for an owner.
+  /// No name, an empty search path, nothing loaded. The caller owns one reference.
   Win32SharedLibrary() = default;
   Win32SharedLibrary(Win32SharedLibrary const &) = delete;
   Win32SharedLibrary &operator=(Win32SharedLibrary const &) = delete;
@@ -28,9 +27,9 @@ public:
   unsigned int remove_ref() override;
   unsigned int ref_count() override;
 
-  /// Gives this object, with one reference more, as `ISharedLibrary`.
+  /// Returns this object as `ISharedLibrary`, with one more reference.
   ///
-  /// @param interface_id    means nothing.
+  /// @param interface_id    ignored.
   /// @param interface_name  `ISharedLibrary::INTERFACE_ID`; any other, and null, is unknown.
   /// @param result          receives the object; untouched on failure.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_IMPLEMENTED` for an unknown name, or
@@ -47,24 +46,24 @@ public:
   unsigned long load() override;
   unsigned long unload() override;
 
-  /// Loads a library of another name than the object's, which stays; does nothing when one is
-  /// loaded.
+  /// Loads a library of the given name instead of the object's name, which does not change; does
+  /// nothing if a library is loaded.
   ///
   /// A name without dot and slash gets the system's extension (".so", on Windows ".dll"). A name
-  /// with a directory is that of a file; any other is looked for along `PATH` first, and then in
-  /// the loader's usual places. The first file of the name is taken, even when it cannot be loaded.
-  /// On Windows the order is the loader's own: a library of that name that is loaded already, the
-  /// usual places, `PATH`.
+  /// with a directory is used as it is. Any other is searched along `PATH` first, then in the
+  /// loader's usual places; the search ends at the first file of the name, even if it cannot be
+  /// loaded. On Windows the order is the loader's own: a library of that name that is loaded
+  /// already, the usual places, `PATH`.
   ///
-  /// @return as `load`. `RESULT_OUT_OF_MEMORY` also when `PATH` cannot be set or, with the library
-  ///         loaded if it could be, not be set back (each logged as a warning).
+  /// @return as `load`; also `RESULT_OUT_OF_MEMORY` if `PATH` cannot be set, or cannot be restored
+  ///         (the library may be loaded then); each is logged as a warning.
   unsigned long basic_load(std::string const &file_name);
 
 private:
-  unsigned int ref_count_ = 1; // owners of the object
+  unsigned int ref_count_ = 1;
   std::string name_;
-  std::string search_path_; // separated by the search-path delimiter
-  void *module_ = nullptr;  // the loader's handle; null while nothing is loaded
+  std::string search_path_;
+  void *module_ = nullptr; // the loader's handle; null while nothing is loaded
 };
 
 } // namespace Ostrel

@@ -43,7 +43,7 @@ bool Win32Thread::start() {
   return true;
 }
 
-// A thread that stops itself waits here for its end.
+// A termination point: a thread that stops itself ends inside.
 OSTBASE_TERMINATION_POINT bool Win32Thread::stop() {
   return !running_.exchange(false) || TerminateThread(handle_, 1) != FALSE;
 }

@@ -13,8 +13,8 @@ namespace Ostrel {
 /// memory of a thread that still runs then is freed when a later thread is started or destroyed.
 class OSTBASE_API Win32Thread : public IThread {
 public:
-  /// Creates no thread yet.
-  /// @param routine   what `start` runs; null makes every `start` fail.
+  /// Does not start the thread.
+  /// @param routine   the function that `start` runs; null makes every `start` fail.
   /// @param argument  passed to the routine unchanged; not touched here.
   Win32Thread(Routine routine, void *argument);
   Win32Thread(Win32Thread const &) = delete;

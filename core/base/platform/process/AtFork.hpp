@@ -3,9 +3,10 @@
 
 namespace Ostrel {
 
-/// What happens around a fork. A child has one thread, the one that forked, and a copy of what the
-/// others were in the middle of. So the thread that forks first acquires every ProcessMutex, in the
-/// order of their ranks, and both processes release them afterwards. Internal to the library.
+/// The handlers around a fork. A child has only the thread that forked, but a copy of the state
+/// that other threads were changing. Therefore the forking thread first acquires every
+/// ProcessMutex, in order of rank, and both processes release them afterwards. Internal to the
+/// library.
 ///
 /// A mutex that another thread keeps for longer than a second (it waits for the forking thread, or
 /// for a disk that does not answer) is left out, and further ones after 50 ms: the child finds it
@@ -19,14 +20,14 @@ public:
   /// The owners first, since the other steps may acquire mutexes.
   enum ChildStep : int { MUTEX_OWNERS, THREADS, CONSOLE, NAMED_MUTEXES, LOGGING, CHILD_STEPS };
 
-  /// Has a function called in the child of every fork from now on.
+  /// Registers a function to be called in the child of every later fork.
   static void set_child_step(ChildStep step, void (*function)() noexcept) noexcept;
 
-  /// How many forks lie between this process and the one that loaded the library: what remembers
-  /// another number was made in a parent of this process.
+  /// The number of forks between the process that loaded the library and this one. State that was
+  /// recorded with another number is a parent's.
   static unsigned int generation() noexcept;
 
-  // For the system layer, which has them called around each fork.
+  // For the system layer, which registers them as the handlers of a fork.
   static void before() noexcept;
   static void after_in_parent() noexcept;
   static void after_in_child() noexcept;

@@ -6,8 +6,8 @@
 
 namespace Ostrel {
 
-/// Static storage for an object that is built at the first use and never torn down: callers may
-/// still reach it while the destructors of the process run. Internal to the library.
+/// Static storage for an object that is constructed at the first use and never destroyed: callers
+/// may use it while the destructors of the process run. Internal to the library.
 ///
 ///     static NeverDestroyed<Settings> instance;
 ///     return *instance;

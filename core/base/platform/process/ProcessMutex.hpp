@@ -7,15 +7,15 @@
 
 namespace Ostrel {
 
-/// The mutexes of the process-wide state, one for each rank. Recursive, owned by a thread; one that
-/// a thread left behind by ending inside is acquired like a free one, and what it guards may be
-/// half changed. Internal to the library.
+/// The mutexes of the process-wide state, one for each rank. Recursive, owned by a thread. An
+/// abandoned mutex is acquired like a free one; the state that it guards may be half changed.
+/// Internal to the library.
 ///
-/// Constant at first and never destroyed: usable before any constructor has run and after every
-/// destructor. Each is held across a fork (AtFork), so that the child finds what it guards whole.
+/// Constant-initialised and never destroyed: usable before any constructor and after every
+/// destructor. Each is held across a fork (AtFork), so that its state is consistent in the child.
 class OSTBASE_CAPABILITY ProcessMutex final : public IAcquirable {
 public:
-  /// What each guards. A thread that acquires several does so in this order.
+  /// What each mutex guards. A thread that acquires several must do so in this order.
   enum Rank : int {
     LIBRARIES,          ///< PATH during a load. Constructors of the library run inside.
     USER_CONFIGURATION, ///< The settings of the process.
@@ -28,7 +28,7 @@ public:
     ENVIRONMENT,
     TIME_ZONE,
     THREADS,
-    FILES, ///< The moment in which a file that was opened becomes known.
+    FILES, ///< No data: opening a file waits for a fork in progress.
     RANKS
   };
 
@@ -43,7 +43,7 @@ public:
   /// Whether another thread has acquired it.
   bool is_acquired() const override;
 
-  /// The same as `acquire`, for at most so long.
+  /// As `acquire`, with a time-out.
   bool acquire_within(std::uint32_t timeout_ms) noexcept;
 
 private:

@@ -7,7 +7,7 @@ namespace Ostrel {
 
 Rundown::Count Rundown::_counts[RESOURCES];
 
-// Polled: an event would have to be set by every thread that leaves.
+// Polls: otherwise every thread that leaves would have to set an event.
 bool Rundown::close(Resource resource) noexcept {
   constexpr int LONGEST_WAIT_MS = 1000;
   Count &count = _counts[resource];

@@ -20,7 +20,7 @@ private:
   friend class AtFork;
   friend class RundownGuard;
 
-  // A line of the cache each: threads that use different resources do not slow each other down.
+  // One cache line each: threads that use different resources do not slow each other down.
   struct alignas(64) Count {
     std::atomic<unsigned int> inside{0};
     std::atomic<bool> is_closed{false};
@@ -43,7 +43,7 @@ private:
     --_own[resource];
   }
 
-  // In the child of a fork, which has the counts of the other threads but not the threads.
+  // Called in the child of a fork, where the other threads do not exist.
   static void forget_other_threads() noexcept;
 
   static Count _counts[RESOURCES];
@@ -64,7 +64,7 @@ public:
     }
   }
 
-  /// False when the resource is going, or gone, and must not be used.
+  /// False if the resource is closed and must not be used.
   explicit operator bool() const noexcept { return is_admitted_; }
 
 private:
