@@ -38,10 +38,10 @@ std::string value_of(Configuration const &configuration, void const *key) {
   return configuration.get_value(key, nullptr, "v", &text) == RESULT_SUCCESS ? text : "-";
 }
 
-TEST(KeyPath, NamesOneKeyAsLongAsItIsThere) {
+TEST(KeyPath, NamesOneKeyWhileItExists) {
   Facade one(
       "<U v='U'><A v='A0'><B v='B0'/></A><C v='C'/><A v='A1'><B v='B1'/><B v='B2'/></A></U>");
-  // A path, '=' and the value of its key; "-": there is no such key.
+  // A path, '=' and the value of its key; "-" for no such key.
   std::istringstream cases(R"(U=U U/A=A0 \U\A:1=A1 //U/\A:1//B:1=B2 U/A:2=- u/A=- A=- =- /=-
       U/:1=C U/:3=- U/:2/B=B1 :0=U :1=- U/A:1x/B=A1 U/A:x/B=A0 U/A:-5=A0 U/A:+1=A1 U/A:/B=B0
       U/A/=A0 U/A:1/=A1 U/A:1//\=A1 U/A:2147483648=- U/A:4294967296=- U/A/B/D=-
@@ -77,7 +77,7 @@ TEST(Configuration, CreatesTheKeysOfAPath) {
             "    <D/>\n  </A>\n  <C/>\n  <C/>\n</U>\n");
 }
 
-// A document that no save reaches, so that edits take no time in the disk.
+// A document that is not saved, so that edits do not wait for the disk.
 class Unsaved : public Facade {
 public:
   Unsaved() : Facade("<R/>") {
@@ -85,7 +85,7 @@ public:
   }
 };
 
-// Looking up what is there and creating what is not is one step.
+// The look-up of existing keys and the creation of missing ones is atomic.
 TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
   for (int round = 0; round < 20; ++round) {
     Unsaved one;
@@ -106,7 +106,7 @@ TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
   }
 }
 
-// What a path names may be deleted or loaded anew at any moment, but not while it is used.
+// The key of a path may be deleted or reloaded at any time, but not during an operation.
 TEST(Configuration, PathsAreSafeBesideEditsAndReloads) {
   Unsaved edited;
   Facade loaded("<R>" + repeated("<K v='@' w='1'>t</K>", 300) + "</R>");
@@ -223,7 +223,7 @@ TEST(Configuration, NumbersDoNotDependOnTheLocale) {
   EXPECT_EQ(run_child("numbers-in-locale", {}, environment).status, 0);
 }
 
-TEST(Configuration, ValuesThatAreNotThere) {
+TEST(Configuration, MissingValues) {
   Facade one("<U v='1'>t<K v='2' w='3'><L/><M/></K></U>");
   CapturedLog log(CATEGORY);
   std::string text, *const no_text = nullptr;
@@ -322,7 +322,7 @@ TEST(Configuration, FindsKeysByAValuesText) {
                                "WARN  - Failure in find_indexed_key_with_value"}));
 }
 
-// Every allocation fails once. The names are too long for a text's own buffer.
+// Every allocation fails once. The names are too long for the buffer inside a string.
 TEST(Configuration, WithoutMemoryAnOperationFails) {
   std::string const k(40, 'K'), u = "U/" + k, path = u + "/L/" + k;
   char const *const n = k.c_str(), *const p = u.c_str();
@@ -368,7 +368,7 @@ TEST(Configuration, WithoutMemoryAnOperationFails) {
   }
 }
 
-TEST(Configuration, TellsWhyLoadingFailed) {
+TEST(Configuration, LogsTheReasonOfAFailedLoad) {
   Facade one("<Resources/>");
   CapturedLog log(CATEGORY);
   CapturedLog const source_log("Ostrel.Core.Base.XmlConfigSource");

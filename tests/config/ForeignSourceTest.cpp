@@ -45,7 +45,7 @@ TEST(NullConfigSource, HoldsNothing) {
   EXPECT_EQ(text, "stale");
 }
 
-// A source that hides keys: the facade has to walk its way.
+// A source that hides keys: the facade must walk it.
 class HidingSource : public XmlConfigSource {
 public:
   void const *find_next(void const *key, std::string *name) const override {
@@ -71,7 +71,7 @@ TEST(Configuration, WalksAForeignSourceThroughItsOwnOperations) {
   }
 }
 
-// A source that takes its time to load, or whose result is no code: its low 32 bits are those of
+// A source that is slow to load, or whose result is not a code: its low 32 bits are those of
 // success.
 class StrangeSource : public NullConfigSource {
 public:
@@ -103,7 +103,7 @@ TEST(Configuration, IsWholeInAChildOfFork) {
   std::atomic<bool> is_copied{false};
   std::thread other([&] {
     configuration.init_source("file.xml");
-    while (!is_copied) { // else the thread sanitizer takes it for lost in the child
+    while (!is_copied) { // else the thread sanitizer reports it as leaked in the child
       std::this_thread::yield();
     }
   });
@@ -121,7 +121,7 @@ TEST(Configuration, IsWholeInAChildOfFork) {
   other.join();
 }
 
-TEST(Configuration, DoesNotHoldUpAForkThatItsSourceWaitsFor) {
+TEST(Configuration, DoesNotBlockAForkThatItsSourceWaitsFor) {
   StrangeSource source;
   source.work = [] {
     std::thread([] { fork() == 0 ? _exit(0) : static_cast<void>(wait(nullptr)); }).join();

@@ -14,7 +14,7 @@ std::string with_entities(std::string const &declarations, std::string const &co
   return "<!DOCTYPE R [" + declarations + "]><R>" + content + "</R>";
 }
 
-// Each entity ten times the one before.
+// Each entity is ten times the one before.
 std::string laughs() {
   std::string declarations = "<!ENTITY e0 '0123456789'>";
   for (int i = 1; i < 12; ++i) {
@@ -30,7 +30,7 @@ TEST(HostileFile, DoesNotParse) {
   struct {
     char const *what;
     std::string content;
-    char const *reason = "DEBUG - "; // what is told at debug level begins so
+    char const *reason = "DEBUG - "; // the prefix of a debug message
   } const cases[] = {
       {"no root element", "<?xml version='1.0'?>"},
       {"cut off", "<p:R>\n<K", "DEBUG - line 2, column "},
@@ -80,7 +80,7 @@ TEST(HostileFile, DoesNotParse) {
     EXPECT_EQ(one.result, RESULT_FAILURE);
     EXPECT_EQ(one.top(), nullptr);
     std::vector<std::string> const lines = log.take();
-    ASSERT_EQ(lines.size(), 3u); // the path at trace level, what is wrong at debug, the warning
+    ASSERT_EQ(lines.size(), 3u); // the path at trace, the fault at debug, the warning
     EXPECT_EQ(lines[0], "TRACE  - Loading '" + one.path + "' [xmlconfigsource]");
     EXPECT_EQ(lines[1].substr(0, std::strlen(c.reason)), c.reason);
     EXPECT_EQ(lines[2], "WARN  - Failed to parse config file " + one.path);
@@ -114,8 +114,8 @@ TEST(HostileFile, ParsesWhatIsHarmless) {
   }
 }
 
-// The parser takes long blanks, and those at the end of its buffer, for text.
-TEST(HostileFile, OnlyATextOfBlanksBesideSomethingElseIsDropped) {
+// The parser treats long blanks, and those at the end of its buffer, as text.
+TEST(HostileFile, OnlyBlanksBetweenTagsAreDropped) {
   std::string const few(249, ' '), many = repeated("\r\n", 3999), read = repeated("\n", 3999);
   std::pair<std::string, std::string> const cases[] = {
       {"<R>" + few + "<A>" + few + "</A>" + few + " <B/></R>", "[=" + few + "]"},

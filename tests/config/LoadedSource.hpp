@@ -9,7 +9,7 @@
 
 #include <string>
 
-/// `count` times the text, in which each '@' is the number of the time.
+/// Repeats a text, with the number of the repetition for each '@'.
 inline std::string repeated(std::string const &text, int count) {
   std::string result;
   for (int i = 0; i < count; ++i) {
@@ -20,7 +20,7 @@ inline std::string repeated(std::string const &text, int count) {
   return result;
 }
 
-/// A source over a file of its own in a fresh directory.
+/// A source over its own file in a fresh directory.
 class LoadedSource {
 public:
   explicit LoadedSource(std::string const &content) : path(directory.path("file.xml")) {
@@ -28,7 +28,7 @@ public:
     result = source.init_source(path.c_str());
   }
 
-  /// What another source gets out of the file as it is now.
+  /// The contents that another source loads from the file.
   LoadedSource reloaded() const { return LoadedSource(read_file(path)); }
 
   void const *top() const { return source.find_first(nullptr, &ignored_); }

@@ -50,7 +50,7 @@ TEST(StoredText, RefusesWhatAFileCannotHold) {
   }
 }
 
-TEST(StoredText, TakesWhatTheParserJustTakes) {
+TEST(StoredText, AcceptsTheLargestThatTheParserAccepts) {
   constexpr char ROBOT[] = "\xF0\x9F\xA4\x96.1-";
   constexpr char ALL_SIZES[] = "\"<\t\n\xC3\xA9\xF0\x9F\xA4\x96";
   struct {
@@ -76,8 +76,8 @@ TEST(StoredText, TakesWhatTheParserJustTakes) {
   EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
 }
 
-// Wherever the tables of characters change; the parser is the measure.
-TEST(StoredText, NamesHaveTheCharactersThatTheParserTakes) {
+// At the borders of the character tables, compared with the parser.
+TEST(StoredText, NamesHaveTheCharactersThatTheParserAccepts) {
   std::vector<int> characters(0x7F);
   std::iota(characters.begin(), characters.end(), 1);
   for (int last :
@@ -109,7 +109,7 @@ TEST(StoredText, NamesHaveTheCharactersThatTheParserTakes) {
   }
 }
 
-TEST(StoredText, HasAsManyNamesAsALoadTakes) {
+TEST(StoredText, HasAsManyNamesAsALoadAccepts) {
   LoadedSource one("<R v='1'>" + repeated("<K@/>", 99900) + "</R>");
   void const *last = nullptr;
   int added = 0;
@@ -133,7 +133,7 @@ TEST(StoredText, ASaveIsRefusedThatWouldNotLoad) {
   EXPECT_EQ(one.source.set_value(one.top(), "v", "x", true), RESULT_SUCCESS);
 }
 
-TEST(StoredText, NestsAsDeepAsALoadTakes) {
+TEST(StoredText, NestsAsDeepAsALoadAccepts) {
   LoadedSource one("<R/>");
   int depth = 0;
   for (void const *key = one.top(); key != nullptr; ++depth) {

@@ -37,7 +37,7 @@ void use_without_descriptor(std::string const &argument) {
                      });
 }
 
-// Has every allocation fail once. The text needs memory of its own.
+// Every allocation fails once. The text is too long for the buffer inside a string.
 void use_without_memory(char const *key) {
   std::string const text(64, 'x');
   bool fails = true;
@@ -52,7 +52,7 @@ void use_without_memory(char const *key) {
   }
 }
 
-// Made before any setting is used, and gone after that.
+// Constructed before the first use of a setting, destroyed after the last.
 struct StaticUser {
   ~StaticUser() {
     use("UserConfig/New/Late!1");
@@ -96,12 +96,12 @@ constexpr char NO_VALUE[] = "WARN  - Unable to parse alias declaration in user c
 
 TEST(UserConfig, ReadsAndSetsByKeyAndAlias) {
   constexpr char METHOD[] = "UserConfig/ObstacleAvoidance/Method";
-  constexpr char ALIAS[] = "$VisualAvoidanceTolerance"; // of the same
+  constexpr char ALIAS[] = "$VisualAvoidanceTolerance"; // of the same key
   constexpr char NO_ROOT[] = "WARN  - Can't create new root key\n";
   struct {
     Role::Arguments arguments;
     std::string out;
-    int malformed; // so many warnings, besides those about two aliases
+    int malformed; // the number of warnings, without those about two aliases
     bool is_file_changed;
     char const *last_warning = "";
   } const cases[] = {
@@ -164,7 +164,7 @@ TEST(UserConfig, IsSetUpAnewAfterALackOfDescriptorsOrMemory) {
   }
 }
 
-TEST(UserConfig, NullArgumentsAreNotFollowed) {
+TEST(UserConfig, RefusesNullArguments) {
   EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/B", nullptr), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/B", nullptr, false), RESULT_INVALID_ARGUMENT);
   EXPECT_EQ(UserConfig::set_user_config(nullptr, "t", false), RESULT_FAILURE);

@@ -17,7 +17,7 @@ using Lines = std::vector<std::string>;
 
 constexpr char CATEGORY[] = "Ostrel.Core.Base.XmlConfigSource";
 
-TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
+TEST(XmlConfigSource, WalksKeysAndValuesInDocumentOrder) {
   LoadedSource const one(
       "<R v='1' w='2'>t<D n='a'>x</D><!-- c --><E/><D n='b'/><D/><?p i?><?q?><![CDATA[]]>u</R>");
   std::string name, all;
@@ -47,7 +47,7 @@ TEST(XmlConfigSource, WalksKeysAndValuesInTheOrderOfTheFile) {
   EXPECT_EQ(one.source.find_indexed_sub_key(comment, "text", 0), nullptr);
 }
 
-TEST(XmlConfigSource, NullArgumentsAreNotFollowed) {
+TEST(XmlConfigSource, RefusesNullArguments) {
   LoadedSource one("<R v='1'/>");
   std::string text;
   void const *const top = one.top();
@@ -95,7 +95,7 @@ TEST(XmlConfigSource, EditsReachTheFileWhenCommitted) {
   EXPECT_EQ(read_file(one.path), "<?xml version=\"1.0\"?>\n<R>\n  <A>new</A>\n</R>\n");
 }
 
-TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
+TEST(XmlConfigSource, SearchesDirectoriesInOrderAndLogsEachPath) {
   TemporaryDirectory const directory;
   write_file(directory.path("a/in-a.xml"), "<A/>");
   write_file(directory.path("b/in-a.xml"), "<B/>");
@@ -132,7 +132,7 @@ TEST(XmlConfigSource, SearchesDirectoriesInOrderAndTellsWhatWasTried) {
   }
 }
 
-TEST(XmlConfigSource, TheRootIsWhatTheFileSays) {
+TEST(XmlConfigSource, TheRootDependsOnTheTopKey) {
   struct {
     int asked, found;
     char const *file, *top;
@@ -172,7 +172,7 @@ TEST(XmlConfigSource, AFailedLoadKeepsOrDropsTheOldDocument) {
   EXPECT_EQ(one.source.commit(), RESULT_FAILURE);
   EXPECT_EQ(read_file(broken), "<R>");
   EXPECT_EQ(one.source.init_source(one.path.c_str()), RESULT_SUCCESS);
-  EXPECT_EQ(one.source.delete_key(one.top()), RESULT_IO_ERROR); // nothing is left to be written
+  EXPECT_EQ(one.source.delete_key(one.top()), RESULT_IO_ERROR); // no document is left to write
   EXPECT_EQ(read_file(one.path), "<Behaviors v='1'/>");
 }
 
@@ -183,7 +183,7 @@ TEST(XmlConfigSource, AFileThatCannotBeReadForAMomentIsNotPassedOver) {
   write_file(directory.path("b/only-in-b.xml"), "<B/>");
   std::string const a = directory.path("a"), path = a + ";" + directory.path("b");
   struct {
-    int call, error, skipped; // which call on a/FILE fails
+    int call, error, skipped; // the call on a/FILE that fails
     char const *file, *top;   // old: the load fails
   } const cases[] = {
       {SYS_openat, EMFILE, 0, "in.xml", "Old"},    {SYS_openat, EMFILE, 0, "only-in-b.xml", "B"},
@@ -238,7 +238,7 @@ TEST(XmlConfigSource, RepositoriesAreOpenedOnceAndNeverWritten) {
   EXPECT_EQ(log.take(),
             Lines{"WARN  - Failed to parse config file " + one.directory.path() + "\\broken.xml"});
   EXPECT_EQ(one.source.open_repository("none"), nullptr);
-  EXPECT_EQ(log.take().size(), 2u); // the directory and the current one
+  EXPECT_EQ(log.take().size(), 2u); // the search path's directory and the current one
 }
 
 TEST(XmlConfigSource, EditsThatCannotBeWrittenStayInMemory) {
@@ -252,9 +252,9 @@ TEST(XmlConfigSource, EditsThatCannotBeWrittenStayInMemory) {
   EXPECT_EQ(source.delete_value(source.find_next_value(top, &name, &text)), RESULT_IO_ERROR);
 }
 
-TEST(XmlConfigSource, MakesADocumentThatACommitWrites) {
+TEST(XmlConfigSource, CreatesADocumentThatACommitWrites) {
   TemporaryDirectory const directory;
-  std::string const path = directory.path("a%41b.xml"); // a name, no address
+  std::string const path = directory.path("a%41b.xml"); // a file name, not a URL
   XmlConfigSource source;
   CapturedLog log(CATEGORY);
   struct {

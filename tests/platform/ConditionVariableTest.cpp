@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What many waiters and signallers come to is for the torture.
+// Many waiters and signallers at once: see the torture.
 #include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
 #include "tests/support/Files.hpp"
@@ -13,7 +13,7 @@ using namespace Ostrel;
 
 namespace {
 
-// Not on Windows, which does not show it. A thread that has released the mutex sleeps in its wait.
+// A thread that has released the mutex and sleeps is in its wait. Not visible on Windows.
 void wait_until_asleep(IThread const &thread) {
   std::string const state = "/proc/self/task/" + std::to_string(thread.get_id()) + "/stat";
   while (!ON_WINDOWS && read_file(state).find(") S ") == std::string::npos) {
@@ -23,7 +23,7 @@ void wait_until_asleep(IThread const &thread) {
 
 } // namespace
 
-TEST(ConditionVariable, WaitsEndWithTheMutexAsTheyBegan) {
+TEST(ConditionVariable, AWaitRestoresTheStateOfTheMutex) {
   auto const condition = make_condition();
   EXPECT_TRUE(condition->signal());
   EXPECT_TRUE(condition->broadcast());
@@ -49,7 +49,7 @@ TEST(ConditionVariable, LongTimeOutsDoNotEndAtOnce) {
   }
 }
 
-TEST(ConditionVariable, SignalReleasesTheFirstAndBroadcastAll) {
+TEST(ConditionVariable, SignalWakesTheFirstAndBroadcastAll) {
   auto const condition = make_condition();
   std::future<bool> waiters[3];
   for (auto &waiter : waiters) {
@@ -62,7 +62,7 @@ TEST(ConditionVariable, SignalReleasesTheFirstAndBroadcastAll) {
   EXPECT_TRUE(waiters[2].get());
 }
 
-TEST(ConditionVariable, WhoIsGoneTakesNoWakeUp) {
+TEST(ConditionVariable, AnEndedWaiterConsumesNoSignal) {
   if (!CAN_END_THREADS) {
     GTEST_SKIP() << "no thread can be ended here";
   }
@@ -84,10 +84,10 @@ TEST(ConditionVariable, WhoIsGoneTakesNoWakeUp) {
   ended->start();
   waiting.there.get_future().wait();
   auto waiter = start_waiter(*condition);
-  wait_until_asleep(*ended); // released before that, it would wait for the mutex below
+  wait_until_asleep(*ended); // woken earlier, it would wait for the mutex below
   EXPECT_TRUE(condition->signal());
   EXPECT_TRUE(first.get());
-  condition->lock_mutex(); // except on Windows, a released waiter sleeps until the mutex is free
+  condition->lock_mutex(); // except on Windows, a woken waiter sleeps until the mutex is free
   EXPECT_TRUE(ON_WINDOWS || condition->signal());
   EXPECT_TRUE(ended->stop());
   EXPECT_TRUE(ended->wait_for_exit(OVRA_INFINITE));
@@ -96,7 +96,7 @@ TEST(ConditionVariable, WhoIsGoneTakesNoWakeUp) {
   EXPECT_TRUE(waiter.get());
 }
 
-TEST(ConditionVariable, ComesBackWithAMutexWhoseOwnerDied) {
+TEST(ConditionVariable, ReacquiresAnAbandonedMutex) {
   auto const condition = make_condition();
   auto waiter = start_waiter(*condition);
   in_other_thread([&] {

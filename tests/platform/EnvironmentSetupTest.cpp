@@ -20,7 +20,7 @@ std::string shown(char const *text) {
   return text == nullptr ? "-" : text;
 }
 
-// Tells what the environment holds, and which program path has how many owners.
+// Prints the environment, the program path and the number of its owners.
 struct State : EnvironmentSetup {
   static std::string show() {
     return shown(getenv("OSTREL_CONFIG_PATH")) + " " + shown(getenv("OSTREL_LIBRARY_PATH")) + " " +
@@ -28,7 +28,7 @@ struct State : EnvironmentSetup {
   }
 };
 
-// What is appended: the directory of the settings in the source tree.
+// The appended directory.
 std::string const TREE =
     ";" + std::string(__FILE__).substr(0, std::string(__FILE__).rfind("/tests/")) + "/config";
 

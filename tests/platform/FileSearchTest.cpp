@@ -52,9 +52,9 @@ TEST(FileSearch, FirstReadableFileWins) {
     std::string found;
   } const cases[] = {
       {a + ";" + b, "both", a + "\\both"},
-      {a + ";" + b, "one", b + "\\one"}, // in a it is a directory
+      {a + ";" + b, "one", b + "\\one"}, // a\\one is a directory
       {";none;" + b + "\\", "both", b + "\\\\both"},
-      // The empty directory is the root: on Windows that of the current drive, where it is not.
+      // The empty directory is the root; on Windows that of the current drive, without the file.
       {"", below.c_str(), ON_WINDOWS ? "stale" : "\\" + below},
       {a, "none", "stale"},
       {a, nullptr, "stale"}};

@@ -15,7 +15,7 @@ namespace {
 using namespace Ostrel;
 using Names = std::vector<std::string>;
 
-// Names in order and without the directory in front of them.
+// Sorted names without the directory.
 Names sorted_names(Names paths, std::string const &prefix) {
   for (std::string &path : paths) {
     EXPECT_EQ(path.substr(0, prefix.size()), prefix);
@@ -25,10 +25,10 @@ Names sorted_names(Names paths, std::string const &prefix) {
   return paths;
 }
 
-// On Windows the path of a test begins with one, and what ends in a separator has no status.
+// On Windows a test's path begins with a drive, and a path that ends in a separator has no status.
 constexpr char const *DRIVE = ON_WINDOWS ? "" : "Z:";
 
-TEST(File, WhatExists) {
+TEST(File, ExistenceOfFilesAndDirectories) {
   TemporaryDirectory const directory;
   write_file(directory.path("sub/file"), "x");
   struct {
@@ -52,7 +52,7 @@ TEST(File, WhatExists) {
   EXPECT_EQ(Platform::directory_exists(nullptr), RESULT_INVALID_ARGUMENT);
 }
 
-TEST(File, DirectoriesAreMadeOneByOne) {
+TEST(File, DirectoriesAreCreatedOneByOne) {
   TemporaryDirectory const directory;
   std::string const made = directory.path() + "\\a", below = made + "\\b\\c";
   CapturedLog log("Ostrel.Core.Base.Win32Platform");
@@ -110,7 +110,7 @@ TEST(Directory, DirectoriesBelowAPrefix) {
     Names names;
   } const cases[] = {{directory.path() + "\\in\\", {".", "..", ".hidden", "sub"}},
                      {directory.path("in/"), {".", "..", ".hidden", "sub"}},
-                     {directory.path("in"), {}}, // what is found is joined without a delimiter
+                     {directory.path("in"), {}}, // names are appended without a delimiter
                      {directory.path("none/"), {}}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.prefix);

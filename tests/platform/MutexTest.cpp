@@ -9,7 +9,7 @@
 using namespace Ostrel;
 
 TEST(Mutex, IsRecursiveAndOwnedByAThread) {
-  // With a name and without one, the same.
+  // Mutexes with and without a name.
   std::string const name = unique("recursive");
   for (bool const is_named : {false, true}) {
     SCOPED_TRACE(is_named);
@@ -36,7 +36,7 @@ TEST(Mutex, IsRecursiveAndOwnedByAThread) {
   }
 }
 
-TEST(Mutex, IsWaitedForNoLongerThanTold) {
+TEST(Mutex, AWaitTimesOut) {
   std::string const name = unique("waited for");
   for (char const *kind : {static_cast<char const *>(nullptr), name.c_str()}) {
     SCOPED_TRACE(kind == nullptr ? "without a name" : "named");
@@ -53,7 +53,7 @@ TEST(Mutex, IsWaitedForNoLongerThanTold) {
   EXPECT_EQ(WaitForSingleObject(nullptr, 0), WAIT_FAILED);
 }
 
-TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
+TEST(Mutex, AnAbandonedMutexIsRefusedOnce) {
   std::string const name = unique("abandoned");
   for (bool const is_named : {false, true}) {
     SCOPED_TRACE(is_named);
@@ -71,8 +71,8 @@ TEST(Mutex, AbandonedIsRefusedOnceAndThenTaken) {
   }
 }
 
-TEST(Mutex, DestroyedWhileHeldLeavesTheOthersAlone) {
-  // Which of three mutexes, taken in turn, is destroyed, and whether by its owner.
+TEST(Mutex, DestroyedWhileHeldAffectsNoOtherMutex) {
+  // Which of three mutexes, acquired in this order, is destroyed, and whether by its owner.
   for (unsigned int row = 0; row < 12; ++row) {
     std::size_t const index = row / 2 % 3;
     bool const by_owner = row % 2 == 0, are_named = row >= 6;
@@ -102,7 +102,7 @@ TEST(Mutex, DestroyedWhileHeldLeavesTheOthersAlone) {
 
 namespace {
 
-// Ends with 0 when the mutex of that name can be opened.
+// Exits with 0 if the mutex of that name can be opened.
 Role const open_role("mutex-open", [](Role::Arguments const &arguments) {
   return open_mutex(arguments[0], /*open_existing=*/true) != nullptr ? 0 : 1;
 });
@@ -113,9 +113,9 @@ bool is_seen_by_others(std::string const &name) {
 
 } // namespace
 
-TEST(NamedMutex, IsThereForAsLongAsAnybodyUsesIt) {
+TEST(NamedMutex, ExistsUntilItsLastUserCloses) {
   std::vector<std::string> names = {unique("plain"), unique("a/b: %s\n\x01\xff")};
-  if (!ON_WINDOWS) { // where names are short, have no backslash, and the empty one is none
+  if (!ON_WINDOWS) { // there names are short, without backslash, and not empty
     std::string const long_name = unique("../" + std::string(300, 'x'));
     names.insert(names.end(), {unique("a\\c"), long_name, long_name + "y", ""});
   }
@@ -125,7 +125,7 @@ TEST(NamedMutex, IsThereForAsLongAsAnybodyUsesIt) {
     auto first = open_mutex(name, /*open_existing=*/false);
     auto second = open_mutex(name, /*open_existing=*/false, /*initially_owned=*/true);
     ASSERT_TRUE(first != nullptr && second != nullptr);
-    EXPECT_TRUE(is_free(*first)); // it was there already, so nobody owns it
+    EXPECT_TRUE(is_free(*first)); // it existed, so `initially_owned` is ignored
     EXPECT_TRUE(is_seen_by_others(name));
     EXPECT_FALSE(is_seen_by_others(name + "z"));
     first.reset();
@@ -145,21 +145,21 @@ TEST(NamedMutex, IsOneMutexThroughAllItsHandles) {
   EXPECT_TRUE(second->release());
   EXPECT_TRUE(is_free(*second));
 
-  // Closed while held: the owner still owns it through the other handle.
+  // Closed while held: the owner keeps it through the other handle.
   EXPECT_TRUE(first->acquire());
   first.reset();
   EXPECT_TRUE(second->release());
   EXPECT_FALSE(second->release());
 }
 
-TEST(NamedMutex, RefusesWhatItCannotHonour) {
+TEST(NamedMutex, RefusesUnsupportedArguments) {
   struct {
     char const *name;
     bool open_existing, has_security;
   } const cases[] = {{nullptr, true, false}, {nullptr, false, true}, {"refused", false, true}};
   for (auto const &c : cases) {
     if (ON_WINDOWS && c.has_security) {
-      continue; // which it honours
+      continue; // supported there
     }
     int security = 0;
     unsigned long result = RESULT_SUCCESS;

@@ -33,7 +33,7 @@ inline std::unique_ptr<Ostrel::IMutex> open_mutex(std::string const &name, bool 
   return nullptr;
 }
 
-/// A name that no other run uses.
+/// A name that is unique to this process.
 inline std::string unique(std::string const &name) {
   return name + " of " + std::to_string(Ostrel::Platform::get_current_process_id());
 }
@@ -42,14 +42,14 @@ inline void in_other_thread(std::function<void()> const &work) {
   std::thread(work).join();
 }
 
-/// Whether it is free, asked by a thread that does not own it. An abandoned one becomes so.
+/// Whether a thread that does not own the mutex can acquire it. An abandoned one becomes free.
 inline bool is_free(Ostrel::IAcquirable &mutex) {
   bool result = false;
   in_other_thread([&] { result = (mutex.acquire() || mutex.acquire()) && mutex.release(); });
   return result;
 }
 
-/// Whether this thread gets the mutex and has given it back after one release.
+/// Whether this thread can acquire the mutex, and owns it only once.
 inline bool is_taken_once(Ostrel::IMutex &mutex) {
   return mutex.acquire() && mutex.release() && !mutex.release();
 }
@@ -58,7 +58,7 @@ inline std::unique_ptr<Ostrel::IConditionVariable> make_condition() {
   return std::unique_ptr<Ostrel::IConditionVariable>(Ostrel::Platform::create_condition_variable());
 }
 
-/// Gives what the wait of another thread comes to, once that one waits.
+/// Starts a wait in another thread and returns its future result, once the thread waits.
 inline std::future<bool> start_waiter(Ostrel::IConditionVariable &condition,
                                       unsigned long timeout_ms = Ostrel::OVRA_INFINITE) {
   Event there;
@@ -68,6 +68,6 @@ inline std::future<bool> start_waiter(Ostrel::IConditionVariable &condition,
     return condition.wait(timeout_ms, false);
   });
   there.get_future().wait();
-  Ostrel::AcquirableLock const until_it_waits(condition); // when it gives the mutex back
+  Ostrel::AcquirableLock const until_it_waits(condition); // the wait releases the mutex
   return is_released;
 }

@@ -14,7 +14,7 @@ namespace {
 
 using namespace Ostrel;
 
-TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
+TEST(Memory, ItsLackIsDistinguishedFromAMissingFile) {
   TemporaryDirectory const directory;
   std::string const prefix = directory.path(""), file = prefix + "file", other = prefix + "other";
   write_file(file, "old");
@@ -43,9 +43,9 @@ TEST(Memory, ItsLackIsToldFromAFileThatIsNotThere) {
   }
 }
 
-TEST(Environment, ChangesAsTold) {
+TEST(Environment, ChangesByEachCall) {
   struct {
-    char const *name, *value; // as SetEnvironmentVariableA takes them; a null name: _putenv(value)
+    char const *name, *value; // for SetEnvironmentVariableA; null name: _putenv(value)
     bool succeeds;
     char const *then; // the value of A afterwards
   } const steps[] = {{"A", "1", true, "1"},           {"A", "", true, ""},
@@ -71,7 +71,7 @@ TEST(Environment, ChangesAsTold) {
   EXPECT_TRUE(Platform::get_environment_variable("AB", nullptr));
 }
 
-TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
+TEST(Clock, ReadingsAgreeAndASleepIsLongEnough) {
   double const before_us = Platform::get_microsecond_time();
   auto const before_ms = std::uint32_t(Platform::get_millisecond_time());
   double const before = Platform::get_timestamp();
@@ -85,14 +85,14 @@ TEST(Clock, ReadingsAgreeAndSleepingTakesItsTime) {
   EXPECT_LE(Platform::get_millisecond_time(), 0xFFFFFFFFUL);
 }
 
-TEST(Process, StartsAndEndsNoOther) {
+TEST(Process, DoesNotStartOrKillProcesses) {
   int process = 7;
   EXPECT_EQ(Platform::kill(0), RESULT_FAILURE);
   EXPECT_EQ(Platform::spawn("true", &process), RESULT_FAILURE);
   EXPECT_EQ(process, 7);
 }
 
-TEST(Process, StandardErrorTakesBytes) {
+TEST(Process, StandardErrorReceivesBytes) {
   testing::internal::CaptureStderr();
   Platform::write_standard_error("a\0b", 3);
   Platform::write_standard_error(nullptr, 3);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A library to be loaded, which tells where it lies and what it saw when it was loaded. In its
-// place "nested" it loads the one of the place "first" meanwhile, and again when it is unloaded.
+// A library to be loaded; it tells its place and the PATH that it saw during the load. In the place
+// "nested" its constructor and destructor load the library of the place "first".
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 

@@ -16,7 +16,7 @@ unsigned long replace(std::string const &path, std::string const &text) {
   return Platform::replace_file(path.c_str(), text.data(), text.size());
 }
 
-TEST(ReplaceFile, PutsWhatIsWholeInTheOldOnesPlace) {
+TEST(ReplaceFile, ReplacesTheWholeContents) {
   TemporaryDirectory const directory;
   struct {
     char const *name, *text;
@@ -47,7 +47,7 @@ TEST(ReplaceFile, KeepsItsOtherNamesAndItsReaders) {
     EXPECT_EQ(read_file(other), text);
   }
   std::filesystem::remove(other);
-  std::ifstream const reader(path); // which keeps a name from being taken on Windows
+  std::ifstream const reader(path); // on Windows it prevents a rename
   EXPECT_EQ(replace(path, "read"), RESULT_SUCCESS);
   EXPECT_EQ(read_file(path), "read");
 }

@@ -21,13 +21,13 @@ using namespace Ostrel;
 
 namespace {
 
-// As in other places, but for the loader of Windows, which does as always: it knows no separator
-// but ";", completes names itself, and takes a library of the name that is loaded already.
+// The loader of Windows differs: its only separator is ";", it completes names itself, and it
+// returns a library of the same name that is loaded already.
 #define FILE_NAME "plugin" TEST_EXTENSION
 
 constexpr char const *DRIVE = ON_WINDOWS ? TEST_PLUGINS "\\second" : "C:\\" TEST_PLUGINS "\\second";
 constexpr char const *COLON = ON_WINDOWS ? "P;second;first" : "P:second;first";
-// An empty element is not the current directory, where the loader of Windows looks anyway.
+// An empty element is not the current directory, which the loader of Windows always searches.
 constexpr int HERE = ON_WINDOWS ? 193 : 126;
 constexpr char const *CATEGORY = "Ostrel.Core.Base.Win32SharedLibrary";
 
@@ -56,7 +56,7 @@ std::string path_variable() {
   return path;
 }
 
-// Loads a library by its name with directories, and tells what came of it.
+// Loads a library by name and search path, and prints the result.
 Role const load_role("library-load", [](Role::Arguments const &arguments) {
   std::filesystem::current_path(TEST_PLUGINS);
   Library const library = make_library(arguments[0]);
@@ -72,7 +72,7 @@ Role const load_role("library-load", [](Role::Arguments const &arguments) {
   return 0;
 });
 
-// What is logged when the loader does not find a file, with the error of Windows.
+// The log of a load that finds no file, with the error of Windows.
 std::string not_found(std::string const &file, int error) {
   return "WARN  - Library '" + file + "' not found, with error '" + std::to_string(error) + "'\n";
 }
@@ -115,7 +115,7 @@ TEST(SharedLibrary, IsFoundAlongThePathOfOneLoad) {
   }
 }
 
-TEST(SharedLibrary, GoesFromStateToState) {
+TEST(SharedLibrary, LoadsAndUnloadsRepeatedly) {
   void *address = &address;
   Library const library = make_library("plugin", TEST_PLUGINS "/second");
   library->clear_search_path();
@@ -144,7 +144,7 @@ TEST(SharedLibrary, GoesFromStateToState) {
   EXPECT_STREQ(library->get_name(), "lugin");
 }
 
-TEST(SharedLibrary, TellsWhyTheLoaderRefuses) {
+TEST(SharedLibrary, LogsTheReasonOfTheLoader) {
   CapturedLog log(CATEGORY, LoggingPriority::DEBUG);
   EXPECT_EQ(make_library(TEST_PLUGINS "/broken/" FILE_NAME)->load(), RESULT_NOT_FOUND);
   auto const lines = log.take();
@@ -173,7 +173,7 @@ TEST(SharedLibrary, CountsItsOwners) {
   EXPECT_EQ(library->remove_ref() + library->remove_ref() + library->remove_ref(), 2U + 1U + 0U);
 }
 
-TEST(SharedLibrary, LoadsInThreadsLeaveThePathAsItWas) {
+TEST(SharedLibrary, LoadsInThreadsRestoreThePath) {
   std::string const before = path_variable();
   in_threads(4, [](int index) {
     constexpr char const *PLACES[] = {"first", "second", "nested"};
@@ -188,7 +188,7 @@ TEST(SharedLibrary, LoadsInThreadsLeaveThePathAsItWas) {
 }
 
 TEST(SharedLibrary, ChangesNothingWithoutMemory) {
-  // Allocates nothing of its own when it is loaded.
+  // Its constructors allocate nothing.
   constexpr char const *NAME = ON_WINDOWS ? "kernel32.dll" : "libm.so.6";
   std::string const name = std::string(100, 'x') + "/..", before = path_variable();
   CapturedLog log(CATEGORY);
@@ -208,7 +208,7 @@ TEST(SharedLibrary, ChangesNothingWithoutMemory) {
   }
   auto const lines = log.take();
   std::set<std::string> expected = {"WARN  - Failed to set temporary PATH"};
-  if (!ON_WINDOWS) { // where the system's loader takes its memory elsewhere
+  if (!ON_WINDOWS) { // there the system's loader has its own allocator
     expected.insert("WARN  - Library 'libm.so.6' not found, with error '8'");
   }
   EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()), expected);

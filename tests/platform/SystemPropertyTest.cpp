@@ -74,7 +74,7 @@ TEST(SystemProperty, SourcesInTheirOrder) {
       << "from the last one";
 }
 
-TEST(SystemProperty, UnusableRegistryFilesAreNone) {
+TEST(SystemProperty, UnusableRegistryFilesAreIgnored) {
   if (ON_WINDOWS) {
     GTEST_SKIP() << "whose registry is no file";
   }
@@ -85,7 +85,7 @@ TEST(SystemProperty, UnusableRegistryFilesAreNone) {
   set_variable("OSTREL_REGISTRY_FILE", nullptr);
 }
 
-TEST(SystemProperty, RefusesWhatItDoesNotKnow) {
+TEST(SystemProperty, RefusesUnknownProperties) {
   constexpr auto UNKNOWN = static_cast<Platform::SystemProperty>(-1);
   std::string text = "stale";
   EXPECT_EQ(Platform::get_system_property(UNKNOWN, &text), RESULT_INVALID_ARGUMENT);

@@ -65,7 +65,7 @@ TEST(Thread, IsStartedAndWaitedFor) {
   }
 }
 
-TEST(Thread, ItsRoutineFindsItStarted) {
+TEST(Thread, TheRoutineSeesTheThreadStarted) {
   struct Self {
     std::unique_ptr<IThread> thread;
     std::atomic<unsigned long> difference{1};
@@ -88,7 +88,7 @@ TEST(Thread, ItsRoutineFindsItStarted) {
   }
 }
 
-TEST(Thread, AWaitThatEndsEarlyForgetsTheThread) {
+TEST(Thread, AWaitThatTimesOutForgetsTheThread) {
   std::promise<void> gate;
   auto const thread = make_thread(wait_for_gate, &gate);
   EXPECT_TRUE(thread->start());
@@ -99,13 +99,13 @@ TEST(Thread, AWaitThatEndsEarlyForgetsTheThread) {
   EXPECT_TRUE(thread->wait_for_exit(ULONG_MAX)) << "above it there is no limit either";
 }
 
-TEST(Thread, GoesOnWhenItsObjectIsDestroyed) {
+TEST(Thread, RunsOnAfterItsObjectIsDestroyed) {
   std::promise<void> done;
   make_thread(set_value, &done)->start();
   done.get_future().wait();
 }
 
-TEST(Thread, AbandonsWhatItHeldWhenItIsEnded) {
+TEST(Thread, AbandonsItsMutexesWhenStopped) {
   static std::atomic<bool> is_held{false};
   std::unique_ptr<IMutex> const mutex(Platform::create_mutex(true));
   auto const thread = make_thread(

@@ -9,15 +9,15 @@ ostbase_test(
           SharedLibraryTest.cpp
           SystemPropertyTest.cpp
           ThreadTest.cpp)
-# These call what `platform` is built on: on Windows the system itself, elsewhere what the library
-# hides.
+# These call the layer below `platform`: on Windows the system itself, elsewhere hidden symbols of the
+# library.
 set(layer_tests MutexTest.cpp PlatformTest.cpp)
 if(WIN32)
   list(TRANSFORM layer_tests PREPEND platform/)
   target_sources(test_platform PRIVATE ${layer_tests})
 else()
-  # What Windows does not have: forks, signals, pseudo-terminals, users to change to, links that any
-  # user may make, registry files, an end of threads that always goes well.
+  # Not on Windows: forks, signals, pseudo-terminals, other users, links that any user may create,
+  # registry files, a safe forced end of threads.
   target_sources(
     test_platform
     PRIVATE platform/posix/ConditionVariableTest.cpp
@@ -33,7 +33,7 @@ else()
             posix/RegistryFileTest.cpp)
 endif()
 
-# Libraries to load: two of the same name, one that loads another, and a text that is none.
+# Libraries to load: two of the same name, one that loads another, and a text file.
 set(plugins "${CMAKE_CURRENT_BINARY_DIR}/plugins")
 foreach(plugin first second nested)
   add_library(test_plugin_${plugin} MODULE platform/Plugin.cpp)

@@ -19,15 +19,14 @@ namespace {
 
 ClassCategory category("Ostrel.Core.Base.Configuration");
 
-// Holds the mutex of all facades, and then that of all XML sources if the source is one, from the
-// look-up of an operation to the end of its use.
+// Holds the mutex of all facades and, for an XML source, then that of all XML sources.
 class FacadeLock {
 public:
   // @param source  null for one of another class, which does its own locking.
   explicit FacadeLock(XmlConfigSource const *source)
       : source_(source != nullptr ? &ProcessMutex::of(ProcessMutex::SOURCE) : nullptr) {}
 
-  // False when the mutex of the facades is not held.
+  // False if the mutex of the facades is not held.
   explicit operator bool() const noexcept { return static_cast<bool>(facades_); }
 
 private:
@@ -145,7 +144,7 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
   auto const find = [this, parent, &key_name](long i) {
     return source_->find_indexed_sub_key(parent, key_name.c_str(), static_cast<int>(i));
   };
-  // A source with an index counts once. Another cannot, and is searched number by number.
+  // A source with an index counts its keys once; another is searched for each index.
   SourceLookUp const look_up(*source_);
   bool const is_counted = look_up.indexed() != nullptr;
   long i = look_up.count_indexed_sub_keys(parent, key_name.c_str());
@@ -157,7 +156,7 @@ void const *Configuration::create_sub_key(void const *parent, char const *name, 
     }
     key = source_->create_key(parent, key_name.c_str(), commit);
     bool const exists = key != nullptr || find(i) != nullptr;
-    if (!exists) { // not only the commit failed: the next keys would not be created either
+    if (!exists) { // otherwise only the commit failed
       return nullptr;
     }
   }

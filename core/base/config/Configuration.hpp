@@ -10,33 +10,34 @@ namespace Ostrel {
 
 /// Reads and writes configuration by key paths, over any source.
 ///
-/// A **key path** is components separated by '/' or '\', for example
-/// `UserConfig/Aliases/Alias:2`: each is a key's name and, behind a ':', which of the sub-keys of
-/// that name is meant, from 0 (none: the first; a negative one: the first; one above the largest
-/// `int`: none). An empty name counts every sub-key. Separators in front, in a row and at the end
-/// are skipped. An absolute path begins with the top key's name; a sub path starts below a given
-/// key, and null or empty names that key itself.
+/// A **key path** consists of components separated by '/' or '\', for example
+/// `UserConfig/Aliases/Alias:2`. A component is a key's name, optionally followed by ':' and the
+/// index, from 0, among the sub-keys of that name. Without an index, and with a negative one, the
+/// first is found; with one above the largest `int`, none. With an empty name every sub-key counts.
+/// Leading, repeated and trailing separators are skipped. An absolute path begins with the top
+/// key's name. A sub path starts below a given key; null and the empty path mean that key itself.
 ///
 /// A **value name** of null or "" means the key's text value when reading, searching and deleting;
-/// when writing, null does.
+/// when writing, only null does.
 ///
-/// **Numbers** are stored as "%ld", "%lu" and "%.12f" print them in the C locale, whatever the
-/// program's locale is, cut after 63 characters; text that does not begin with a number reads as 0.
+/// **Numbers** are stored as "%ld", "%lu" and "%.12f" print them in the C locale, independent of
+/// the program's locale, cut after 63 characters; text that does not begin with a number reads as
+/// 0.
 ///
-/// Handles are the source's and live as long as it says. A null result pointer returns
-/// `RESULT_INVALID_ARGUMENT`. Without memory a handle is null and a result `RESULT_OUT_OF_MEMORY`,
-/// or `RESULT_ACQUISITION_ERROR` when a load has none for its lock; but a null handle that a source
-/// of another class than `XmlConfigSource` returns for it means a key that does not exist.
-/// Messages go to the category "Ostrel.Core.Base.Configuration".
+/// Handles belong to the source, which defines their lifetime. A null result pointer returns
+/// `RESULT_INVALID_ARGUMENT`. Without memory, handles are null and results are
+/// `RESULT_OUT_OF_MEMORY`, or `RESULT_ACQUISITION_ERROR` if a load cannot acquire its lock. But if
+/// a source of another class than `XmlConfigSource` returns a null handle for lack of memory, the
+/// key counts as missing. Messages go to the category "Ostrel.Core.Base.Configuration".
 ///
-/// **Threads.** Any thread may use a `Configuration`. Every operation but `commit` and
-/// `find_repository_key` is one step beside other threads: it holds the lock of all facades, and
-/// then that of all XML sources, from the look-up of its key to the end of what it does with it. So
-/// a path is safe beside edits and reloads; a handle that a caller keeps is safe as long as no
-/// other thread deletes its key or reloads the source. A source of a class of the program's own,
-/// also one derived from `XmlConfigSource`, is called under the lock of all facades alone: it must
-/// not use facades or user settings from other threads that it waits for, and edits that bypass the
-/// facade must not run beside it.
+/// **Threads.** Any thread may use a `Configuration`. Every operation except `commit` and
+/// `find_repository_key` is atomic for other threads: it holds the lock of all facades, and then
+/// that of all XML sources, from the look-up of the key to its end. Thus paths are safe during
+/// edits and reloads by other threads; a handle is safe as long as no other thread deletes its key
+/// or reloads the source. A source of the program's own class, also one derived from
+/// `XmlConfigSource`, is called under the lock of all facades only: it must not wait for threads
+/// that use facades or user settings, and must not be edited directly, bypassing the facade, at the
+/// same time.
 class OSTBASE_API Configuration {
 public:
   /// @param source  borrowed; must outlive this object and its copies.
@@ -59,13 +60,13 @@ public:
   IConfigSource &get_config_source() { return *source_; }
   IConfigSource const &get_config_source() const { return *source_; }
 
-  /// Loads what `description` tells (for `XmlConfigSource` a file name) and keeps the root
-  /// that the source finds in it; on failure the root is `CONFIG_ROOT_NONE`.
-  /// @param description  must point to a text, which the message about a failure shows.
+  /// Loads the source that `description` names (for `XmlConfigSource` a file name). The root is
+  /// that of the loaded source, or `CONFIG_ROOT_NONE` on failure.
+  /// @param description  must point to a text, which is part of the message about a failure.
   /// @return the source's result, or `RESULT_ACQUISITION_ERROR`; each failure is a warning.
   unsigned long init_source(void const *description);
 
-  /// Loads the configuration of that root. The root is kept as requested, whatever happens.
+  /// Loads the configuration of that root. The root is `root` afterwards, also on failure.
   unsigned long init_source(IConfigSource::ConfigRoot root, void const *argument);
 
   /// Makes all changes durable.
@@ -73,34 +74,36 @@ public:
 
   // --- Keys -----------------------------------------------------------------------------------
 
-  /// The key of an absolute path; null when there is none.
+  /// The key of an absolute path; null if there is none.
   void const *find_key(char const *path) const;
 
-  /// The key of a sub path; null when there is none.
+  /// The key of a sub path; null if there is none.
   void const *find_key(void const *key, char const *sub_path) const;
 
-  /// The top key of a repository, which is opened on first use. The second argument is not used.
+  /// The top key of a repository, which is opened on first use. The second argument is ignored.
   void const *find_repository_key(char const *name, void const *) const;
 
-  /// Creates the key of an absolute path and the keys above it that are missing, but not the top
-  /// key; each is written to the file at once. A key of that name is added even when there is one,
-  /// unless the last component has an index: then as `create_sub_key`.
+  /// Creates the key of an absolute path and any missing parents, except the top key; each is
+  /// written to the file at once. A key is added even if one of that name exists, unless the last
+  /// component has an index: then as `create_sub_key`.
   void const *create_key(char const *path);
 
-  /// Appends a sub-key. With an index in the name (`Alias:3`) as many as are missing are created,
-  /// and the one with that index is the result, which may have been there before.
+  /// Appends a sub-key. With an index in the name (`Alias:3`), creates all missing keys up to that
+  /// index, and returns the key with that index, which may have existed before.
   ///
-  /// @param name  at most 1011 characters and an index that fits an `int`; else null and a warning.
+  /// @param name    at most 1011 characters, with an index that fits an `int`; else the result is
+  ///                null, with a warning.
   /// @param commit  true writes the file at once.
   void const *create_sub_key(void const *parent, char const *name, bool commit);
 
-  /// Deletes a key; `RESULT_INVALID_ARGUMENT` for null and when there is no such key.
+  /// Deletes a key; returns `RESULT_INVALID_ARGUMENT` for null and for a key that does not exist.
   unsigned long delete_key(void const *key);
   unsigned long delete_key(char const *path);
   unsigned long delete_key(void const *key, char const *sub_path);
 
-  /// The first of the keys with the path's name whose value has exactly that text, from the key of
-  /// the path on; null when there is none (with a warning when the path names no key).
+  /// Searches the key of the path and its later siblings of the same name, and returns the first
+  /// whose value has exactly that text; null if there is none (with a warning if the key of the
+  /// path does not exist).
   void const *find_key_with_value(char const *path, char const *value_name,
                                   char const *value_text) const;
 
@@ -112,7 +115,7 @@ public:
 
   /// Reads a value.
   /// @param out  untouched on failure.
-  /// @return `RESULT_SUCCESS`, or `RESULT_NOT_FOUND` when there is no such key or value.
+  /// @return `RESULT_SUCCESS`, or `RESULT_NOT_FOUND` if the key or the value does not exist.
   unsigned long get_value(char const *path, char const *name, std::string *out) const;
   unsigned long get_value(char const *path, char const *name, double *out) const;
   unsigned long get_value(char const *path, char const *name, long *out) const;
@@ -127,9 +130,8 @@ public:
 
   /// Sets a value of an existing key.
   /// @param commit  true makes the source write its file at once.
-  /// @return the source's result; `RESULT_NOT_FOUND`, with a warning, when there is no key of an
-  ///         absolute path. A sub path without one sets nothing, and the source says with what
-  ///         result.
+  /// @return the source's result; `RESULT_NOT_FOUND`, with a warning, if the key of an absolute
+  ///         path does not exist. For a sub path without a key the source receives a null key.
   unsigned long set_value(char const *path, char const *name, char const *value, bool commit);
   unsigned long set_value(char const *path, char const *name, double value, bool commit);
   unsigned long set_value(char const *path, char const *name, long value, bool commit);
@@ -144,52 +146,49 @@ public:
                           unsigned long value, bool commit);
 
   /// Deletes a named value; the source refuses the text value.
-  /// @return the source's result; `RESULT_INVALID_ARGUMENT` for a null argument and when there is
-  ///         no such key, `RESULT_NOT_FOUND` when there is no such value.
+  /// @return the source's result; `RESULT_INVALID_ARGUMENT` for a null argument and for a key that
+  ///         does not exist; `RESULT_NOT_FOUND` for a value that does not exist.
   unsigned long delete_value(void const *key, char const *name);
   unsigned long delete_value(char const *path, char const *name);
   unsigned long delete_value(void const *key, char const *sub_path, char const *name);
 
   /// Reads a value as a series of whole numbers and ranges: "1 2 5:8 -3" is 1, 2, 5, 6, 7, 8, -3.
-  /// Other characters separate; a '-' that no digit follows is one of them.
+  /// All other characters are separators, including a '-' that is not followed by a digit.
   ///
-  /// @param array  room for `*count` numbers.
-  /// @param count  receives how many were stored; what does not fit is left out.
-  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` when there is no such value,
-  ///         `RESULT_INVALID_ARGUMENT` for a null argument (but the sub path) or no such key.
+  /// @param array  has space for `*count` numbers.
+  /// @param count  receives the number of elements stored; excess numbers are dropped.
+  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` if the value does not exist,
+  ///         `RESULT_INVALID_ARGUMENT` for a null argument (except the sub path) or a key that does
+  ///         not exist.
   unsigned long get_series(char const *path, char const *name, long *array,
                            unsigned int *count) const;
   unsigned long get_series(void const *key, char const *sub_path, char const *name, long *array,
                            unsigned int *count) const;
 
 protected:
-  /// The key of a path below a key, or for null from the top; the key itself for an empty path.
+  /// The key of a path below `key`, or from the top for a null key; `key` for an empty path.
   void const *find_sub_key(void const *key, char const *path) const;
 
-  /// The handle of a value, whose text goes to `out`; null, with `out` untouched, when there is
-  /// none.
+  /// Copies the text of a value to `out` and returns its handle; null, with `out` untouched, if
+  /// there is none.
   void const *find_value(void const *key, char const *sub_path, char const *name,
                          std::string *out) const;
 
   /// Reads a text as a series, as `get_series` does.
   unsigned long parse_long_series(char const *text, long *array, unsigned int *count) const;
 
-  /// The `index`-th, from 0, of the key and its later siblings of the same name whose value has
-  /// exactly that text.
+  /// Among the key and its later siblings of the same name, the `index`-th, from 0, whose value has
+  /// exactly that text; null for none.
   void const *find_indexed_key_with_value(void const *key, int index, char const *value_name,
                                           char const *value_text) const;
 
 private:
-  friend class KeyLookUp; // of the user settings, which must know that there is no key
+  friend class KeyLookUp; // of the user settings
+  class Lock;             // held during one operation
 
-  class Lock; // of one operation, from its look-up to the end of its use
-
-  // These throw std::bad_alloc without memory.
-  // What `find_key` finds.
+  // All throw std::bad_alloc without memory. The first acquires the lock, the others need it held.
   void const *look_up(char const *path) const;
-  // What `find_key` finds under that lock.
   void const *look_up(Lock const &lock, void const *key, char const *sub_path) const;
-  // What those of similar names above find; under a lock.
   void const *search_sub_key(void const *key, char const *path) const;
   void const *search_value(void const *key, char const *sub_path, char const *name,
                            std::string *out) const;
@@ -197,7 +196,7 @@ private:
                                  char const *value_text) const;
 
   IConfigSource *source_; // never null
-  // Read without a lock, also while another thread loads; it says nothing of other memory.
+  // Atomic: read without a lock, also while another thread loads. Relaxed: orders no other memory.
   std::atomic<IConfigSource::ConfigRoot> config_root_{IConfigSource::CONFIG_ROOT_NONE};
 };
 

@@ -16,7 +16,7 @@ KeyPathComponent read_key_component(char const *path) {
     component.index = std::strtol(behind + 1, &end, 10);
     behind = end;
   }
-  // Anything else than a separator behind an index ends the whole path.
+  // Any other character after an index ends the whole path.
   if (is_key_separator(*behind)) {
     component.rest = skip_key_separators(behind);
   }

@@ -5,9 +5,8 @@
 
 namespace Ostrel {
 
-/// A source that holds nothing: every operation fails or finds nothing, whatever it is given.
-///
-/// It has no state and may be used from any number of threads at once.
+/// An empty source: every operation fails or finds nothing. Stateless; any thread may use it at any
+/// time.
 class OSTBASE_API NullConfigSource : public IConfigSource {
 public:
   unsigned long init_source(void const *description) override;

@@ -14,7 +14,7 @@ namespace Ostrel {
 
 namespace {
 
-// What the C library takes and writes as the decimal separator at the moment.
+// Of the C library's current locale.
 std::string_view decimal_separator() {
   return std::localeconv()->decimal_point;
 }
@@ -61,7 +61,7 @@ void read_number(char const *text, double *value) {
     *value = std::strtod(text, nullptr);
     return;
   }
-  // What is a separator for the C library only is the end of the number for us.
+  // The locale's own separator ends the number.
   std::string translated = text;
   translated.resize(std::min(translated.size(), translated.find(separator)));
   if (std::size_t const point = translated.find('.'); point != translated.npos) {

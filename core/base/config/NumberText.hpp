@@ -10,11 +10,11 @@ using NumberText = std::array<char, 64>;
 
 NumberText write_number(long value);
 NumberText write_number(unsigned long value);
-/// Twelve digits after the point, which is a point in every locale.
+/// Twelve digits after the decimal separator, which is a point in every locale.
 NumberText write_number(double value);
 
-/// The number at the beginning of a text, as `strtol` and its kin read it; 0 when there is none.
-/// In every locale the decimal separator is a point.
+/// Reads the number at the beginning of a text, as `strtol`, `strtoul` or `strtod`; 0 if there is
+/// none. The decimal separator is a point in every locale.
 void read_number(char const *text, long *value);
 void read_number(char const *text, unsigned long *value);
 void read_number(char const *text, double *value);

@@ -9,14 +9,13 @@
 
 namespace Ostrel {
 
-/// The texts of user settings by what callers asked for: a full key, or an alias with its '$'. An
-/// alias shares the text of its full key. Nothing is removed. Internal to the library.
+/// The texts of user settings, by full key or by alias with its '$'. An alias shares the text of
+/// its full key. Entries are never removed. Internal to the library.
 ///
-/// Not synchronised, but for making a `Query`.
+/// Not synchronised, except the constructor of `Query`.
 class SettingCache {
 public:
-  /// What a caller asks for, borrowed, with its hash: computed once, and before the lock is
-  /// acquired.
+  /// A key, borrowed, with its hash: computed once, before the caller acquires the lock.
   struct Query {
     explicit Query(std::string_view key) : Query(key, std::hash<std::string_view>()(key)) {}
     Query(std::string_view key, std::size_t hash_of_key) : text(key), hash(hash_of_key) {}
@@ -32,25 +31,25 @@ private:
     std::size_t operator()(Query const &query) const noexcept { return query.hash; }
   };
   struct Entry {
-    std::unique_ptr<char[]> key;       // borrowed by the query of this entry
-    std::shared_ptr<std::string> text; // of the full key and its aliases
+    std::unique_ptr<char[]> key;       // borrowed by the entry's query
+    std::shared_ptr<std::string> text; // shared by the full key and its aliases
   };
   using Entries = std::unordered_map<Query, Entry, Hash>;
 
 public:
   using NewEntry = Entries::node_type;
 
-  /// @return the text; null if there is none.
+  /// Returns the text; null if there is none.
   std::string const *find(Query const &query) const;
 
-  /// Makes an entry, and room for it, so that the next `add` cannot fail. Throws `std::bad_alloc`.
+  /// Allocates an entry, so that the next `add` cannot fail. Throws `std::bad_alloc`.
   NewEntry prepare(Query const &full_key, std::string text);
 
-  /// Adds the entry, or replaces the text that its key has. Returns the text.
+  /// Adds the entry, or replaces the text of its key. Returns the text.
   std::string const *add(NewEntry entry) noexcept;
 
-  /// Has an alias share the text of its full key. Without memory nothing is added, and the next
-  /// look-up of the alias takes longer.
+  /// Adds an alias that shares the text of its full key. Without memory nothing is added; then the
+  /// next look-up of the alias is slower.
   void add_alias(Query const &alias, Query const &full_key) noexcept;
 
 private:

@@ -15,7 +15,7 @@ namespace Ostrel {
 
 namespace {
 
-// 0 until there is a first source. Relaxed: each of them stores the same.
+// 0 until the first source is constructed. Relaxed: each source stores the same value.
 std::atomic<VtableId> indexed_class{0};
 
 void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
@@ -99,7 +99,7 @@ int SourceLookUp::count_indexed_sub_keys(void const *key, char const *name) cons
   return INT_MAX - left;
 }
 
-// The empty name counts every sub-key; a null key stands for the place above the top key.
+// A null key means the place above the top key.
 void const *SourceLookUp::find_indexed_key(void const *key, std::string_view name,
                                            unsigned int index) const {
   if (key == nullptr) {

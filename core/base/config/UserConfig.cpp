@@ -24,10 +24,10 @@
 
 namespace Ostrel {
 
-// Tells a key that does not exist from one that cannot be looked up, which a handle would not say.
+// Looks up a key, and unlike `find_key` distinguishes a lack of memory from a missing key.
 class KeyLookUp {
 public:
-  // Null when there is no such key. Throws std::bad_alloc without memory.
+  // Null if there is no such key. Throws std::bad_alloc without memory.
   static void const *find(Configuration const &configuration, char const *path) {
     return configuration.look_up(path);
   }
@@ -40,9 +40,8 @@ ClassCategory category("Ostrel.Core.Base.UserConfig");
 // The settings of the process.
 class Settings {
 public:
-  // Loads the file and the aliases at the first call. If that fails for a reason that may go away
-  // (the file cannot be read at this moment, or no memory, for which std::bad_alloc may be thrown),
-  // nothing is kept, and the next call begins anew.
+  // Loads the file and the aliases in the first call. After a temporary failure (an error of the
+  // device, or no memory: then std::bad_alloc may be thrown) the next call retries.
   unsigned long set_up() {
     if (aliases_are_loaded_) {
       return RESULT_SUCCESS;
@@ -66,8 +65,7 @@ public:
     return RESULT_SUCCESS;
   }
 
-  // The full key behind an alias with its '$', and any other key itself; empty for an unknown
-  // alias.
+  // Returns the full key of an alias with its '$', or the key itself; empty for an unknown alias.
   std::string_view resolve(std::string_view key) const {
     if (key.empty() || key.front() != '$') {
       return key;
@@ -96,7 +94,7 @@ private:
     return configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
   }
 
-  // Throws std::bad_alloc without memory, with some of them read.
+  // Throws std::bad_alloc without memory, with some aliases added.
   static void read_declared_aliases(Configuration const &configuration, Aliases *aliases) {
     constexpr unsigned int PATH_SIZE = 1024;
     char path[PATH_SIZE];
@@ -117,7 +115,7 @@ private:
     }
   }
 
-  // False when there is no such value. Throws std::bad_alloc without memory.
+  // False if there is no such value. Throws std::bad_alloc without memory.
   static bool read_text(Configuration const &configuration, void const *key, char const *name,
                         std::string *text) {
     unsigned long const result = configuration.get_value(key, nullptr, name, text);
@@ -131,7 +129,7 @@ private:
   std::unique_ptr<Configuration> configuration_; // null until the first call, and without a file
   bool aliases_are_loaded_ = false;
   Aliases aliases_;
-  SettingCache cache_; // by full key or alias; nothing is removed
+  SettingCache cache_;
 };
 
 // Empty after their end.
@@ -140,8 +138,8 @@ std::optional<Settings> &settings_of_process() {
   return *instance;
 }
 
-// From the load on, so that the settings exist for all destructors of the program. Threads that are
-// in a call when the process ends keep them from being destroyed.
+// Constructed at load, so that the destructors of the program can still use the settings. Does not
+// destroy the settings while another thread is in a call.
 class SettingsEnd {
 public:
   SettingsEnd() { settings_of_process(); }
@@ -165,7 +163,7 @@ Settings &settings() OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::USER_CONFIG
   return *settings_of_process();
 }
 
-// Acquires the mutex of the settings and has them set up; holds nothing after their end.
+// Acquires the mutex of the settings and sets them up. Fails after their end.
 class OSTBASE_SCOPED_CAPABILITY SettingsLock {
 public:
   SettingsLock() OSTBASE_ACQUIRE(ProcessMutex::of(ProcessMutex::USER_CONFIGURATION)) {
@@ -181,7 +179,7 @@ public:
   unsigned long result() const noexcept { return result_; }
 
 private:
-  RundownGuard inside_{Rundown::SETTINGS}; // first: until the mutex is released
+  RundownGuard inside_{Rundown::SETTINGS}; // first: released after the mutex
   ProcessLock lock_{ProcessMutex::USER_CONFIGURATION};
   unsigned long result_;
 };
@@ -196,12 +194,12 @@ std::optional<SettingKey> split(std::string_view full_key) {
   return key;
 }
 
-// The result of an operation here for a failure of the facade.
+// Maps a failure of the facade to a result of this interface.
 unsigned long refusal(unsigned long result) {
   return result == RESULT_OUT_OF_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_FAILURE;
 }
 
-// Looks up what has not been asked for before: `text` stays null without a settings file, and on
+// Looks up a query that is not in the cache. `text` stays null without a settings file, and on
 // failure. Throws std::bad_alloc.
 unsigned long look_up(Settings &user, SettingCache::Query const &asked, std::string const **text) {
   SettingCache::Query const full_key(user.resolve(asked.text));
@@ -226,7 +224,7 @@ unsigned long look_up(Settings &user, SettingCache::Query const &asked, std::str
   return RESULT_SUCCESS;
 }
 
-// Throws std::bad_alloc without memory to look the key up.
+// Throws std::bad_alloc.
 unsigned long commit_setting(Configuration &configuration, SettingKey const &key,
                              char const *text) {
   char const *const path = key.path.c_str();

@@ -30,7 +30,7 @@ constexpr char CATEGORY_NAME[] = "Ostrel.Core.Base.XmlConfigSource";
 
 ClassCategory category(CATEGORY_NAME);
 
-// The lock of an operation that does nothing without it.
+// Logs a warning if the lock cannot be acquired.
 class LoggedSourceLock : public ProcessLock {
 public:
   LoggedSourceLock() : ProcessLock(ProcessMutex::SOURCE) {
@@ -64,8 +64,7 @@ IConfigSource::ConfigRoot root_of(char const *top_key) {
   return IConfigSource::CONFIG_ROOT_OTHER;
 }
 
-// A file that exists but cannot be opened at this moment is not passed over: what is found behind
-// it would be another configuration.
+// A temporary error ends the search: the next directory may hold another configuration.
 unsigned long try_candidate(std::string const &path, std::string *found) {
   unsigned long const result = File().open_for_reading(path.c_str());
   if (result == RESULT_SYSTEM_ERROR) {
@@ -82,7 +81,7 @@ unsigned long try_candidate(std::string const &path, std::string *found) {
 
 struct XmlConfigSource::DocumentRecord {
   XmlDocument document;
-  std::string file_name; // where the document came from and goes to
+  std::string file_name; // for loads and saves
 };
 
 int XmlConfigSource::_instance_count = 0;
@@ -342,7 +341,7 @@ unsigned long XmlConfigSource::set_value(void const *key, char const *name, char
     return RESULT_INVALID_ARGUMENT;
   }
   if (name == nullptr) {
-    index_.reset(); // the sub-keys go
+    index_.reset(); // the text replaces the sub-keys
   }
   if (!store_value(*node, name, text)) {
     return RESULT_OUT_OF_MEMORY;
@@ -398,10 +397,10 @@ bool XmlConfigSource::save() const try {
   return false;
 }
 
-// --- The end of a source ----------------------------------------------------------------------
+// --- Destruction, and the rest of the class ---------------------------------------------------
 
-// The lock covers the documents as well: the XML library frees them under a mutex of its own, which
-// no thread must hold during a fork.
+// Frees the documents under the lock: the XML library frees them under its own mutex, which no
+// thread may hold during a fork.
 XmlConfigSource::~XmlConfigSource() {
   LoggedSourceLock const lock;
   adopt(nullptr);
@@ -449,7 +448,7 @@ unsigned long XmlConfigSource::set_search_path(char const *path) try {
       return RESULT_OUT_OF_MEMORY;
     }
   }
-  entries.emplace_back(); // the current directory, and the name as it is
+  entries.emplace_back(); // the current directory, and the unchanged name
   search_path_ = {entries.begin(), entries.end()};
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {

@@ -13,49 +13,48 @@ namespace Ostrel {
 
 struct KeyIndex;
 
-/// A configuration kept in an XML file, found along a search path, edited in memory and written
-/// back whole.
+/// A configuration stored in an XML file, which is found along a search path, edited in memory and
+/// rewritten by each save.
 ///
 /// A key is an element, a sub-key a child element, a named value an attribute; the text value is
 /// all text inside the element. Besides its own file, the main document, a source opens further
 /// files by name: repositories, which are never written.
 ///
-/// **What is stored is what is read**: every text that `set_value` accepts comes back byte for
-/// byte, in memory and after a reload. The exception is a text of nothing but blanks: a reload
-/// drops it once the key has sub-keys. What a file could not hold is refused with a warning, and
-/// nothing is stored: names that are no XML names, have more than one ':', are longer than 50,000
-/// bytes, belong to XML itself or use a prefix that the file declares; keys nested deeper than 257;
-/// more than 5,000 named values of a key; a new name when the document has had 100,000 different
-/// ones since its load; texts that are not UTF-8, hold characters that XML 1.0 forbids or are
-/// longer than 10,000,000 bytes.
+/// **Texts do not change**: every text that `set_value` accepts is read back byte for byte, in
+/// memory and after a reload; except that a reload drops a text of only blanks if the key has
+/// sub-keys. `create_key` and `set_value` refuse, with a warning, what a file cannot hold: names
+/// that are not XML names, have more than one ':', are longer than 50,000 bytes, are reserved by
+/// XML or use a prefix that the file declares; keys nested deeper than 257; more than 5,000 named
+/// values of a key; a new name if the document has had 100,000 different names since its load;
+/// texts that are not UTF-8, contain characters that XML 1.0 forbids or are longer than 10,000,000
+/// bytes.
 ///
-/// **A save is all or nothing**, as `Platform::replace_file` says. It writes all that the source
-/// has, so what another program has saved since the load is lost. The text of the file is parsed
-/// first, and the save is refused, with the reason at debug level, when the text goes beyond the
-/// limits on a file, below; likewise when all named values of a key together take more than
-/// 10,000,000 bytes. A file keeps its encoding, unless what is stored cannot be written in it: then
-/// it becomes UTF-8.
+/// **A save is atomic**, as `Platform::replace_file` describes. It writes the whole document:
+/// changes that another program has saved since the load are lost. The new text is parsed first. If
+/// it exceeds the limits on a file (below), or the named values of one key together exceed
+/// 10,000,000 bytes, the save is refused, with the reason logged at debug. A file keeps its
+/// encoding, or becomes UTF-8 if the encoding lacks a character.
 ///
-/// **A file cannot do harm**: the network and other files are never touched. External subsets are
-/// ignored, and so are declarations of attributes and `xml:space`. A file does not parse when it
-/// declares an external entity or a parameter entity, goes beyond the limits above, has more than
-/// 32 KB of declarations (the texts of entities apart), 256 namespaces at one place or 100,000
-/// different names (one with a prefix counts as three), or when its entities expand to more than
-/// 1 MB and more than ten times its size (each tag and each named value in them counts 25 bytes
-/// more).
+/// **A hostile file is harmless**: a load reads no other file and never uses the network. External
+/// subsets, declarations of attributes and `xml:space` are ignored. A file is refused if it
+/// declares an external entity or a parameter entity, exceeds the limits above, or has more than
+/// 32 KB of declarations (without the texts of entities), 256 namespaces in force at one place or
+/// 100,000 different names (a name with a prefix counts as three); also if its entities expand to
+/// more than 1 MB and more than ten times its size (plus 25 bytes for each tag and each named value
+/// in them).
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
 /// `find_indexed_sub_key`, `get_key_name` and `get_value_data` do not acquire it and must not run
 /// while another thread loads, edits or destroys a source; `create_source` and `commit` proceed
-/// without the lock if it cannot be acquired. The constructor and each save set two of the XML
-/// library's defaults for the calling thread: output is indented, and blanks are dropped.
+/// without the lock if it cannot be acquired. The constructor and each save change two defaults of
+/// the XML library for the calling thread: output is indented, and blanks are dropped.
 /// Messages go to the category "Ostrel.Core.Base.XmlConfigSource".
 class OSTBASE_API XmlConfigSource : public IConfigSource {
 public:
   /// What the file name of `create_source` means.
   enum CreateFilePath : int { CREATE_GIVEN_PATH = 0, CREATE_RESERVED_1 = 1, CREATE_RESERVED_2 = 2 };
 
-  /// Makes an empty source with the search path of `Platform::CONFIG_PATH`.
+  /// Creates an empty source with the search path of `Platform::CONFIG_PATH`.
   XmlConfigSource();
   XmlConfigSource(XmlConfigSource const &) = delete;
   XmlConfigSource &operator=(XmlConfigSource const &) = delete;
@@ -63,24 +62,23 @@ public:
   /// Loads a file, which is searched along the search path and then by its name alone.
   ///
   /// @param file  a `char const *`, borrowed.
-  /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` for null; `RESULT_NOT_FOUND`, or
-  ///         `RESULT_FAILURE` when the file has no root element, both with the previous document
-  ///         kept; `RESULT_FAILURE` when it does not parse, which leaves the source without a
-  ///         document; `RESULT_SYSTEM_ERROR` when a file that exists cannot be opened or read at
-  ///         this moment (no descriptor, no kernel memory, a device or a file server that
-  ///         fails): that ends the search, and the previous document is kept;
-  ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
+  /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` for null; `RESULT_NOT_FOUND`;
+  ///         `RESULT_FAILURE` if the file does not parse, which leaves the source without a
+  ///         document, or has no root element; `RESULT_SYSTEM_ERROR` if a file that exists cannot
+  ///         be opened or read for a temporary reason (no free descriptor, no kernel memory, a
+  ///         failing device or file server), which ends the search; `RESULT_ACQUISITION_ERROR`;
+  ///         `RESULT_OUT_OF_MEMORY`. After the other failures the source keeps the old document.
   unsigned long init_source(void const *file) override;
 
   /// Loads the file of that root.
   ///
-  /// @param path  a search path to set first (`char const *`, borrowed), or null to keep the old.
-  /// @return as the other form; `RESULT_INVALID_ARGUMENT` for a root that has no file.
+  /// @param path  a search path to set first (`char const *`, borrowed); null keeps the old one.
+  /// @return as the other form; `RESULT_INVALID_ARGUMENT` for a root without a file.
   unsigned long init_source(ConfigRoot root, void const *path) override;
 
-  /// Opens the file of a repository below a directory of the search path: each dot of the name
-  /// becomes a separator, and ".xml" is appended. The handle is valid until `close_repository`; it
-  /// is null for a null name, and when the file is not found or does not parse.
+  /// Opens the file of a repository along the search path. Its path is the name with a separator
+  /// for each dot, and ".xml". The handle is valid until `close_repository`; null for a null name,
+  /// and if the file is not found or does not parse.
   void const *open_repository(char const *name) override;
   void close_repository(char const *name) override;
 
@@ -92,54 +90,53 @@ public:
                                std::string *text) const override;
   void const *find_next_value(void const *value, std::string *name,
                               std::string *text) const override;
-  /// Counts children of every kind: a text has the name "text", a comment the name "comment", a
-  /// processing instruction its target. Such a child has a text value, which cannot be edited.
+  /// Searches child nodes of every kind: a text has the name "text", a comment the name "comment",
+  /// a processing instruction its target. Such a child has a text value, which cannot be edited.
   void const *find_indexed_sub_key(void const *key, char const *name, int index) const override;
   bool get_key_name(void const *key, std::string *name) const override;
   /// A text value has the empty name.
   bool get_value_data(void const *value, std::string *name, std::string *text) const override;
 
-  /// Appends a sub-key; null for a null argument and a name that is refused. When the commit fails
-  /// the result is null as well, but the key is there.
+  /// Appends a sub-key; null for a null argument and a name that is refused. If the commit fails,
+  /// the result is null as well, but the key is created in memory.
   void const *create_key(void const *parent, char const *name, bool commit) override;
 
-  /// Sets a value; a null name means the text value, which replaces everything inside the key, its
-  /// sub-keys included. Named values are found by their local names, in reading and in writing: if
-  /// a key has both `p:v` and `v`, the name `v` means the first one in the file.
+  /// Sets a value; a null name means the text value, which replaces all contents of the key, its
+  /// sub-keys included. Named values are read and written by their local names: if a key has both
+  /// `p:v` and `v`, the name `v` means the first one in the file.
   ///
   /// @return `RESULT_SUCCESS`, also for a null key, which changes nothing;
-  ///         `RESULT_INVALID_ARGUMENT` when the text is null or name or text are refused;
-  ///         `RESULT_IO_ERROR` when the commit fails (the value is set in memory);
+  ///         `RESULT_INVALID_ARGUMENT` if the text is null, or the name or the text is refused;
+  ///         `RESULT_IO_ERROR` if the commit fails (the value is set in memory);
   ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
   unsigned long set_value(void const *key, char const *name, char const *text,
                           bool commit) override;
 
-  /// Removes a key and writes the file. `RESULT_IO_ERROR` when the write fails, with the key
-  /// removed from memory; `RESULT_INVALID_ARGUMENT` for null.
+  /// Removes a key and writes the file. Returns `RESULT_IO_ERROR` if the write fails (the key is
+  /// removed from memory), `RESULT_INVALID_ARGUMENT` for null.
   unsigned long delete_key(void const *key) override;
 
-  /// Removes a named value and writes the file, like `delete_key`; `RESULT_FAILURE` for a text
-  /// value and for null.
+  /// Removes a named value and writes the file, as `delete_key`. Returns `RESULT_FAILURE` for a
+  /// text value and for null.
   unsigned long delete_value(void const *value) override;
 
   /// Writes the main document to its file: `RESULT_SUCCESS` or `RESULT_FAILURE`. If only the last
   /// step of a save fails, the flush of the directory after the rename, the file has the new
-  /// contents, which a crash of the system may undo. The same holds for every commit above.
+  /// contents, which a crash of the system may undo; also in every commit above.
   unsigned long commit() override;
 
   virtual ~XmlConfigSource();
 
-  /// Replaces the main document with a new one that has only a root element; nothing is written.
+  /// Replaces the main document with a new one that has only a root element; writes no file.
   ///
   /// @return `RESULT_SUCCESS`; `RESULT_NOT_IMPLEMENTED` for the reserved modes;
-  ///         `RESULT_INVALID_ARGUMENT` for other modes and a null file name; `RESULT_FAILURE` when
-  ///         the document cannot be made or the root's name is refused (the source then has no
+  ///         `RESULT_INVALID_ARGUMENT` for other modes and a null file name; `RESULT_FAILURE` if
+  ///         the document cannot be created or the root's name is refused (the source then has no
   ///         document); `RESULT_OUT_OF_MEMORY`.
   virtual unsigned long create_source(CreateFilePath mode, char const *file_name,
                                       char const *root_name);
 
-  /// Sets the directories that are searched, followed always by the current one; null sets only
-  /// that.
+  /// Sets the search path. The current directory is always searched last; for null, only it.
   /// @return `RESULT_SUCCESS`, `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
   unsigned long set_search_path(char const *path);
 
@@ -149,12 +146,12 @@ public:
 protected:
   /// Looks for a readable file along the search path. Needs the source mutex held.
   ///
-  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (a warning for each place that was tried),
+  /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` (a warning for each path that was tried),
   ///         `RESULT_INVALID_ARGUMENT` for null, `RESULT_SYSTEM_ERROR` (a warning) as
   ///         `init_source`, `RESULT_OUT_OF_MEMORY`.
   unsigned long find_file(char const *name, std::string *found);
 
-  /// Writes the main document to its file; false when there is none or the write fails.
+  /// Writes the main document to its file; false if there is none or the write fails.
   bool save() const;
 
 private:
@@ -172,7 +169,7 @@ private:
   std::unique_ptr<DocumentRecord> main_document_;         // null for none
   std::map<std::string, std::unique_ptr<DocumentRecord>> repositories_;
   std::vector<std::string> search_path_;
-  // Made at the first search, dropped when a key is added or removed; guarded by the source mutex.
+  // Filled by searches, dropped when a key is added or removed; guarded by the source mutex.
   mutable std::unique_ptr<KeyIndex> index_;
 };
 

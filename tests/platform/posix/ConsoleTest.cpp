@@ -29,11 +29,11 @@ using Ostrel::Platform;
 
 namespace {
 
-constexpr int NO_TERMINAL = 77; // a child's status when the system has none to offer
+constexpr int NO_TERMINAL = 77; // a child's status if the system has no pseudo-terminal
 
 int master = -1, terminal = -1; // the two ends of the pseudo-terminal
 
-// Gives this process a pseudo-terminal as its controlling terminal.
+// Makes a pseudo-terminal the controlling terminal of this process.
 bool make_terminal() {
   master = posix_openpt(O_RDWR | O_NOCTTY);
   if (setsid() == -1 || grantpt(master) != 0 || unlockpt(master) != 0) {
@@ -47,8 +47,8 @@ void type(std::string const &keys) {
   [[maybe_unused]] ssize_t const count = write(master, keys.data(), keys.size());
 }
 
-// Types before anybody reads: the keys have arrived when the terminal has echoed one of them, which
-// no key before was. Gives what was echoed until then.
+// Types before a read. The keys have arrived when the terminal has echoed `last`, which must not
+// occur in earlier keys. Returns the echo until then.
 std::string type_ahead(std::string const &keys, char new_key) {
   std::string echoed;
   char byte = 0;
@@ -65,14 +65,14 @@ bool is_line_edited() {
          (mode.c_lflag & ECHO) != 0 && (mode.c_iflag & INLCR) == 0;
 }
 
-// Waits until somebody waits for a key.
+// Waits until a reader waits for a key.
 void wait_for_reader() {
   while (is_line_edited()) {
     std::this_thread::yield();
   }
 }
 
-// Reads so many keys; once the reader waits, something may be done by another thread.
+// Reads `count` keys; once the reader waits, another thread may run an action.
 std::string read_keys(std::size_t count, void (*meanwhile)() = nullptr) {
   std::thread other([meanwhile] {
     if (meanwhile != nullptr) {
@@ -88,7 +88,7 @@ std::string read_keys(std::size_t count, void (*meanwhile)() = nullptr) {
   return keys;
 }
 
-// A copy of the process that is made while a thread waits for a key has nothing to do with that.
+// A process that is forked while a thread waits for a key does not inherit the wait.
 void fork_meanwhile() {
   if (fork() == 0) {
     alarm(60);
@@ -103,8 +103,8 @@ void fork_meanwhile() {
   type("f");
 }
 
-// Ends or stops another process by a signal and returns the status of that. One signal has to do,
-// except under the thread sanitizer, which loses one that comes while it is busy itself.
+// Ends or stops another process by a signal and returns its status. One signal must suffice, except
+// under the thread sanitizer, which may lose a signal.
 int end_by(int signal, pid_t process) {
   int status = 0;
   kill(process, signal);
@@ -119,7 +119,7 @@ int end_by(int signal, pid_t process) {
   return status;
 }
 
-// Has the system end this process at its next change or reading of a signal's handler.
+// Makes the system kill this process at its next `sigaction`.
 bool forbid_handlers() {
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -158,7 +158,7 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   }
   EXPECT_EQ(line, "pq");
 
-  // A terminal that leaves Enter alone.
+  // A terminal that does not translate Enter.
   termios mode = {};
   tcgetattr(terminal, &mode);
   mode.c_iflag &= ~static_cast<tcflag_t>(ICRNL);
@@ -172,7 +172,7 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   struct sigaction before = {};
   sigaction(SIGTERM, nullptr, &before);
   EXPECT_EQ(before.sa_handler, SIG_DFL) << "left behind by a call";
-  for (int round = 0; round < 2; ++round) { // a handler that is set during a call, and one before
+  for (int round = 0; round < 2; ++round) { // a handler set during the call, and one before it
     EXPECT_EQ(read_keys(1,
                         [] {
                           std::signal(SIGTERM, handle_by_typing);
@@ -190,7 +190,7 @@ Role const keys_role("console-keys", [](Role::Arguments const &) {
   return 0;
 });
 
-// How a process ends that waits for a key, but for signals.
+// Other ends than signals of a process that waits for a key.
 constexpr int EXITS = 0, IS_CANCELLED = -1;
 
 Role const end_role("console-end", [](Role::Arguments const &arguments) {
@@ -221,7 +221,7 @@ Role const end_role("console-end", [](Role::Arguments const &arguments) {
   return 0;
 });
 
-// Asking does nothing with signals; and a job in the background has no key, and waits for the
+// `input_ready` changes no signal handler. A background job has no key, and waits for the
 // foreground before it reads one.
 Role const job_role("console-job", [](Role::Arguments const &) {
   alarm(60);
@@ -274,8 +274,8 @@ Role const job_role("console-job", [](Role::Arguments const &) {
   EXPECT_EQ(status, 0);
   EXPECT_TRUE(is_line_edited());
 
-#ifndef __SANITIZE_THREAD__ // whose handlers run after the read, which stops a background process
-  // One that loses the foreground while it waits can be ended, and changes the mode no more.
+#ifndef __SANITIZE_THREAD__ // its handlers run after the read, which stops a background process
+  // A process that loses the foreground while it waits can be ended, and does not change the mode.
   pid_t const reader = fork();
   if (reader == 0) {
     alarm(60);
@@ -320,6 +320,6 @@ TEST(Console, KeepsToItsTerminal) {
   }
 }
 
-TEST(Console, GivesEnterWithoutATerminal) {
+TEST(Console, ReturnsEnterWithoutATerminal) {
   EXPECT_EQ(run_child("console-without").status, 0);
 }

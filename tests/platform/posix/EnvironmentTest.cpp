@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the C library's array of entries is after a change, and whose entries are believed.
+// The C library's array of entries after changes, and which entries are trusted.
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -35,7 +35,7 @@ std::string read_variable(char const *name) {
   return Platform::get_environment_variable(name, &value) ? value : "(none)";
 }
 
-// What a program that is started now inherits, in alphabetical order.
+// The environment of a program that is started now, sorted.
 std::string inherited() {
   std::string all;
   Texts const entries = environment_entries();
@@ -46,8 +46,8 @@ std::string inherited() {
   return all;
 }
 
-// Shows what the library makes of its environment, and what becomes of what the program sets and
-// removes itself.
+// Prints the variables that the library removes at load, and those that the program sets and
+// removes.
 Role const told_role("told", [](Role::Arguments const &) {
   for (auto const property : {Platform::INSTALL_PATH, Platform::CONFIG_PATH, Platform::DATA_PATH}) {
     std::string path;
@@ -79,10 +79,10 @@ std::string output_of(std::string const &command) {
 
 } // namespace
 
-TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
+TEST(Environment, AcceptsChangesByTheProgram) {
   static char twice[] = "TWICE=1", only[] = "ONLY=1", theirs_of_l[] = "L=put";
   static char *theirs[] = {twice, twice, only, nullptr};
-  // The entries, since `setenv` gives the array back that it had made itself.
+  // The entries, since `setenv` restores the array that it allocated itself.
   static auto &before = *new std::vector<char *>; // read until the very end of the program
   for (char **entry = environ; before.empty() || before.back() != nullptr; ++entry) {
     before.push_back(*entry);
@@ -91,7 +91,7 @@ TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
   EXPECT_EQ(_putenv("ONLY=") + _putenv("TWICE="), 0);
   struct {
     int (*change)();
-    char const *then; // what a child gets
+    char const *then; // in a child
   } const steps[] = {
       {[] { return clearenv() + setenv("A", "1", 1) + setenv("B", "1", 1) + setenv("L", "1", 1); },
        "A=1 B=1 L=1"},
@@ -115,8 +115,8 @@ TEST(Environment, GoesOnFromWhatOthersMadeOfIt) {
   environ = before.data();
 }
 
-// Another thread's `getenv` that is on its way while variables are removed and new ones set.
-TEST(Environment, AWalkMeetsEveryVariableThatStays) {
+// A `getenv` in another thread while variables are removed and set.
+TEST(Environment, AWalkFindsEveryVariableThatStays) {
   Texts const names = {"W0", "W1", "W2", "W3"};
   for (std::size_t row = 0; row < 20; ++row) {
     std::string const &removed = names[row / 5];
@@ -166,7 +166,7 @@ TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
   std::filesystem::copy_file("/proc/self/exe", program);
   EXPECT_NE(output_of(hostile), output_of(empty));
   EXPECT_TRUE(std::filesystem::remove(log));
-  if (chown(directory.path("").c_str(), NOBODY, NOBODY) != 0 || // it could write there
+  if (chown(directory.path("").c_str(), NOBODY, NOBODY) != 0 || // so that it could write there
       chown(program.c_str(), NOBODY, NOBODY) != 0 || chmod(program.c_str(), S_ISUID | 0755) != 0 ||
       output_of(empty).find("secure") == std::string::npos) {
     GTEST_SKIP() << "nobody's program cannot be run with his rights here";

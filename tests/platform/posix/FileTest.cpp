@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Names and paths that Windows does not have, and patterns that it takes otherwise: it looks at the
-// short form of a name as well.
+// Names and paths that Windows does not have, and patterns that differ there: Windows also matches
+// short names.
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -28,7 +28,7 @@ namespace {
 using namespace Ostrel;
 using Names = std::vector<std::string>;
 
-TEST(Directory, NamesThatCannotBeNamedAreLeftOut) {
+TEST(Directory, NamesWithABackslashAreOmitted) {
   TemporaryDirectory const directory;
   std::string const start = directory.path() + "\\";
   for (char const *name : {"a.xml", "C.XML", "\xFF\xFE.xml", "a\\b.xml"}) {
@@ -61,7 +61,7 @@ TEST(Directory, ThatCannotBeReadToItsEndIsNotListed) {
   std::string const prefix = directory.path() + "\\";
   write_file(directory.path("file"), "");
   CapturedLog log("Ostrel.Core.Base.Win32Platform", LoggingPriority::DEBUG);
-  for (int const failing : {0, 1}) { // which call; the first one reads all names
+  for (int const failing : {0, 1}) { // the failing call; the first one reads all names
     for (bool const are_files : {true, false}) {
       SCOPED_TRACE(failing);
       Names names = {"stale"};
@@ -82,8 +82,8 @@ TEST(Directory, ThatCannotBeReadToItsEndIsNotListed) {
   }
 }
 
-// As a file server lends it to its clients.
-TEST(File, LentToAnotherProgramIsWaitedFor) {
+// A lease, as a file server has for its clients.
+TEST(File, ALeaseOfAnotherProgramIsWaitedFor) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("file");
   std::string found;
@@ -99,7 +99,7 @@ TEST(File, LentToAnotherProgramIsWaitedFor) {
     if (lender == 0) {
       int const lent = open(path.c_str(), O_RDWR);
       if (fcntl(lent, F_SETLEASE, F_WRLCK) == 0 && write(ends[1], "x", 1) == 1) {
-        pause(); // until SIGIO, which tells of the opening, ends this process
+        pause(); // until SIGIO, sent when the file is opened, ends this process
       }
       _exit(1);
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Mutexes in forked processes and in the file system, and what else a fork divides. For processes
-// that are killed inside a mutex there is a torture.
+// Mutexes in forked processes and in the file system, and other effects of a fork. Processes that
+// are killed while they hold a mutex: see the torture.
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/platform/Mutexes.hpp"
@@ -23,11 +23,11 @@ using namespace Ostrel;
 
 namespace {
 
-// Runs `work` in a copy of this process, which ends without any clean-up: by itself or by a signal.
+// Runs `work` in a forked process that ends without clean-up: by itself or by a signal.
 void in_forked_child(std::function<void()> const &work, int signal = 0) {
   pid_t const child = fork();
   if (child == 0) {
-    alarm(60); // rather than wait for a thread that is not there
+    alarm(60); // if it waits for a thread that does not exist
     work();
     raise(signal);
     _exit(testing::Test::HasFailure() ? 1 : 0);
@@ -37,7 +37,7 @@ void in_forked_child(std::function<void()> const &work, int signal = 0) {
   EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), -signal);
 }
 
-// Forks children that wait until this object is gone.
+// Forks children that wait until this object is destroyed.
 class ParentsCall {
 public:
   ParentsCall() { EXPECT_EQ(pipe(ends_), 0); }
@@ -103,13 +103,13 @@ TEST(Mutex, BelongsToTheForkingThreadInTheChild) {
   taken.get_future().wait();
   in_forked_child([&] {
     EXPECT_TRUE(mine->release() && mine->acquire() && mine->release());
-    theirs[2].reset(); // while it looks taken
+    theirs[2].reset(); // while it looks acquired
     for (std::size_t i : {0U, 1U}) {
       EXPECT_FALSE(theirs[i]->acquire());
       EXPECT_TRUE(is_taken_once(*theirs[i]));
       theirs[i].reset();
     }
-    // Taking one looks at the list of those that are held: nothing of theirs is in it.
+    // An acquire links the mutex into the thread's list: that of the parent's thread is not in it.
     EXPECT_TRUE(mine->acquire() && mine->release());
   });
   EXPECT_TRUE(mine->release());
@@ -133,7 +133,7 @@ TEST(ConditionVariable, ASignalInAChildReachesTheChildsOwnWaiter) {
   EXPECT_TRUE(parents.get());
 }
 
-TEST(Thread, ThatForkedLivesOnInTheChild) {
+TEST(Thread, ThatForkedExistsInTheChild) {
   static std::unique_ptr<IThread> thread;
   static Event is_started;
   thread.reset(Platform::create_thread(
@@ -152,7 +152,7 @@ TEST(Thread, ThatForkedLivesOnInTheChild) {
   thread.reset();
 }
 
-// Waits at the end of the process: in the child that is that of the thread itself.
+// Waits at the exit of the process: in the child the thread itself calls it.
 struct WaitingAtEnd {
   ~WaitingAtEnd() {
     if (thread != nullptr) {
@@ -185,7 +185,7 @@ TEST(NamedMutex, ClosedWhileHeldIsAbandoned) {
   auto mutex = open_mutex(name, /*open_existing=*/false);
   in_forked_child([&] {
     EXPECT_TRUE(mutex->acquire());
-    mutex.reset(); // the parent still uses it
+    mutex.reset(); // the parent still has it open
     EXPECT_EQ(read_file("/proc/self/maps").find(DIRECTORY), std::string::npos);
     mutex = open_mutex(name, /*open_existing=*/true);
     ASSERT_NE(mutex, nullptr);
@@ -218,7 +218,7 @@ TEST(NamedMutex, IsNotWaitedForWhileItsFileStaysLocked) {
   std::string const name = unique("unreachable");
   CapturedLog log("Ostrel.Core.Base.Win32Mutex", LoggingPriority::DEBUG);
   std::unique_ptr<IMutex> mutex;
-  // What the calls find if a process was stopped while it created the mutex.
+  // As if a process was stopped while it created the mutex.
   judge_system_calls([&] { mutex = open_mutex(name, /*open_existing=*/false); },
                      [](unsigned int, SystemCall const &call) {
                        EXPECT_TRUE(call.number != SYS_fcntl || call.arguments[1] != F_OFD_SETLKW);
@@ -250,7 +250,7 @@ TEST(NamedMutex, LeavesNothingBehind) {
   EXPECT_EQ(files_of(name), "600 ");
   in_other_thread([&] { EXPECT_TRUE(mutex->acquire()); });
   in_forked_child([&] { EXPECT_TRUE(!mutex->acquire() && mutex->acquire()); });
-  EXPECT_FALSE(mutex->acquire()); // the child ended inside
+  EXPECT_FALSE(mutex->acquire()); // the child ended while it held it
   in_forked_child([&] { EXPECT_TRUE(is_taken_once(*mutex)); });
   EXPECT_TRUE(mutex->acquire() && mutex->release());
   mutex.reset();

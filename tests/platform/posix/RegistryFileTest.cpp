@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What good values and keys are. For what damage does there is a fuzz target.
+// Valid values and keys. Damaged files: see the fuzz target.
 #include "core/base/platform/winapi/registry_file.hpp"
 #include "tests/support/Files.hpp"
 
@@ -12,7 +12,7 @@ using namespace std::string_literals;
 
 constexpr char const *KEY = "HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA";
 
-// The type, a colon and the bytes of the value named "name"; empty when there is none.
+// The type, a colon and the bytes of the value "name"; empty for none.
 std::string value_in(std::string const &text, char const *name = "name") {
   RegistryValues values;
   parse_registry_file(text, KEY, &values);

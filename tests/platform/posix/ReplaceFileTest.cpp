@@ -38,14 +38,14 @@ unsigned long replace(std::string const &path, std::string const &text) {
   return Platform::replace_file(path.c_str(), text.data(), text.size());
 }
 
-// The attribute "user.note" of a file, where the file system keeps such.
+// The attribute "user.note" of a file, if the file system supports attributes.
 std::string note_of(std::string const &path) {
   char note[16] = {};
   getxattr(path.c_str(), "user.note", note, sizeof note - 1);
   return note;
 }
 
-TEST(ReplaceFile, KeepsWhatTheFileHad) {
+TEST(ReplaceFile, KeepsTheAttributesOfTheFile) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("file");
   for (mode_t const mode : {0600U, 0644U, 0666U, 0751U, 02640U}) {
@@ -96,7 +96,7 @@ TEST(ReplaceFile, FollowsLinks) {
   }
 }
 
-TEST(ReplaceFile, WritesInPlaceWhereNothingCanBeRenamed) {
+TEST(ReplaceFile, WritesInPlaceWhereARenameIsImpossible) {
   TemporaryDirectory const directory;
   write_file(directory.path("file"), "old");
   std::string const no_room_for_a_name = directory.path(std::string(4000, '/') + "file");
@@ -106,7 +106,7 @@ TEST(ReplaceFile, WritesInPlaceWhereNothingCanBeRenamed) {
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }
 
-TEST(ReplaceFile, RefusesWhatCannotBeWritten) {
+TEST(ReplaceFile, RefusesFilesThatCannotBeWritten) {
   TemporaryDirectory const directory;
   ASSERT_EQ(mkfifo(directory.path("pipe").c_str(), 0600), 0);
   ASSERT_EQ(mknod(directory.path("socket").c_str(), S_IFSOCK | 0600, 0), 0);
@@ -124,7 +124,7 @@ Role const replace_as_nobody("replace-as-nobody", [](Role::Arguments const &argu
   return setgid(NOBODY) != 0 || setuid(NOBODY) != 0 ? 99 : int(replace(arguments[0], "new"));
 });
 
-TEST(ReplaceFile, AsksTheFileAndNotTheDirectory) {
+TEST(ReplaceFile, NeedsPermissionForTheFileNotTheDirectory) {
   if (geteuid() != 0) {
     GTEST_SKIP() << "needs two users";
   }
@@ -172,7 +172,7 @@ TEST(ReplaceFile, FailingCallLeavesTheOldFileOrTheNewOneInItsPlace) {
     setxattr(path.c_str(), "user.note", "kept", 4, 0);
     struct stat const old = status_of(path);
     unsigned long result = RESULT_FAILURE;
-    bool has_searched = false, is_directory = false; // that the failing call opens, to flush it
+    bool has_searched = false, is_directory = false; // the failing call opens it for the flush
     int error = 0;
     unsigned int const calls = judge_system_calls(
         [&] { result = replace(directory.path("link"), "new"); },
@@ -218,7 +218,7 @@ TEST(ReplaceFile, InPlaceOnlyWithACopyOfTheOldBytes) {
   }
 }
 
-TEST(ReplaceFile, RemovesWhatAKilledProcessLeftLongAgo) {
+TEST(ReplaceFile, RemovesOldTemporaryFilesOfKilledProcesses) {
   TemporaryDirectory const first, second;
   auto const old = std::filesystem::file_time_type::clock::now() - std::chrono::hours(25);
   for (TemporaryDirectory const *directory : {&first, &second}) {
@@ -229,7 +229,7 @@ TEST(ReplaceFile, RemovesWhatAKilledProcessLeftLongAgo) {
     std::filesystem::last_write_time(directory->path("old"), old);
     std::filesystem::create_symlink("old", directory->path(".ostbase-1-1-3.tmp"));
   }
-  // A name that in a path would mean a file elsewhere.
+  // In a path this name would mean a file elsewhere.
   TemporaryDirectory const elsewhere;
   write_file(elsewhere.path("old.tmp"), "of others");
   std::filesystem::last_write_time(elsewhere.path("old.tmp"), old);
@@ -243,21 +243,21 @@ TEST(ReplaceFile, RemovesWhatAKilledProcessLeftLongAgo) {
   EXPECT_EQ(count_entries(elsewhere.path()), 1);
 }
 
-// Output to a standard stream that is closed must not go into a file that has its number.
+// Output to a closed standard stream must not go into a file with the same descriptor.
 Role const write_without_stream("write-without-stream", [](Role::Arguments const &arguments) {
-  close(STDERR_FILENO); // the number that the next file gets
+  close(STDERR_FILENO); // the descriptor of the next file
   FileLoggingOutput output(arguments[0].c_str());
   output.write_method("line"); // opens the file, and leaves it open
   Platform::write_standard_error("stray", 5);
   return read_file(arguments[0]) == "line" ? 0 : 1;
 });
 
-TEST(Files, TakeNoOutputOfAClosedStream) {
+TEST(Files, ReceiveNoOutputOfAClosedStream) {
   TemporaryDirectory const directory;
   EXPECT_EQ(run_child("write-without-stream", {directory.path("file")}).status, 0);
 }
 
-TEST(Files, ADescriptorTakesMoreThanOneCallOfTheSystemDoes) {
+TEST(Files, AWriteMayNeedMoreThanOneSystemCall) {
   constexpr std::ptrdiff_t SIZE = std::ptrdiff_t{1} << 32;
   void *const bytes =
       mmap(nullptr, SIZE, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

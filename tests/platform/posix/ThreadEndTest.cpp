@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Threads that are ended by force. Windows does not promise that it goes well. The torture ends
-// them in more places, and looks at what becomes of the other threads.
+// Threads that are ended by force, which is unsafe on Windows. The torture ends them in more
+// places, and checks the other threads.
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -51,7 +51,7 @@ struct Counted {
   }
 };
 
-// Whether a thread of this process sleeps in the system.
+// Whether a thread of this process sleeps in a system call.
 bool is_asleep(pid_t thread) {
   std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
   std::string const text(std::istreambuf_iterator<char>(file), {});
@@ -84,7 +84,7 @@ struct SelfStopping {
 
 } // namespace
 
-TEST(Thread, HasEndedWhenItsVariablesAreGone) {
+TEST(Thread, HasEndedAfterItsThreadLocalsAreDestroyed) {
   destroyed = 0;
   for (bool ends_itself : {false, true}) {
     auto const thread = start(
@@ -137,7 +137,7 @@ TEST(Thread, IsEndedAfterACallThatHoldsAStream) {
   ASSERT_EQ(pipe(ends), 0);
   std::FILE *const stream = fdopen(ends[0], "r");
   destroyed = 0;
-  long mapped = 0; // when two threads have ended, since the first may be given a stack of the tests
+  long mapped = 0; // after two threads: the first may reuse a stack of the tests
   for (int round = 0; round < 4; ++round) {
     auto thread = start_and_meet(
         [](void *argument) -> unsigned int {

@@ -11,19 +11,19 @@
 #include <new>
 #include <string>
 
-// The parser offers no limits of its own on most of this, so they are tests of fields of its
-// context. What each field means was checked against libxml2 2.9.14.
+// The parser has no limits of its own on most of this, so the checks read fields of its context.
+// The meaning of each field was checked against libxml2 2.9.14.
 namespace Ostrel {
 
 namespace {
 
-constexpr unsigned long long LEAST_EXPANSION = 1000000;   // bytes that any file's entities may have
-constexpr unsigned long long EXPANSION_TO_FILE_SIZE = 10; // or so many times the size of the file
-constexpr unsigned long long WEIGHT_OF_NODE = 25;         // bytes, of its hundred or two in memory
+constexpr unsigned long long LEAST_EXPANSION = 1000000;   // bytes, allowed in every file
+constexpr unsigned long long EXPANSION_TO_FILE_SIZE = 10; // a multiple of the size of the file
+constexpr unsigned long long WEIGHT_OF_NODE = 25;         // bytes; in memory it has 100 to 200
 constexpr int MAX_ENTITY_NESTING = 40;                    // the parser's own limit
-constexpr int MAX_DECLARATION_BYTES = 32 * 1024;          // besides the texts of entities
-// The parser's own words, and those of texts of many blanks. XML_PARSE_COMPACT keeps other short
-// texts out of its table.
+constexpr int MAX_DECLARATION_BYTES = 32 * 1024;          // without the texts of entities
+// The parser's own entries in its table of names, and those of texts of many blanks.
+// XML_PARSE_COMPACT keeps other short texts out of it.
 constexpr int PARSER_WORDS = 100;
 
 xmlParserCtxt &parser_of(void *context) {
@@ -34,8 +34,8 @@ ParserLimits &limits_of(void *context) {
   return *static_cast<ParserLimits *>(parser_of(context)._private);
 }
 
-// The bytes of an entity's text, and more where it becomes elements: one for each '<', with a named
-// value for each '='.
+// The size of an entity's text, plus WEIGHT_OF_NODE for each tag ('<') and, in a text with tags,
+// for each named value ('=').
 unsigned long long weight_of(std::string_view text) {
   bool const has_elements = text.find('<') != text.npos;
   auto const becomes_node = [](char c) { return c == '<' || c == '='; };
@@ -43,7 +43,7 @@ unsigned long long weight_of(std::string_view text) {
   return text.size() + static_cast<unsigned long long>(nodes) * WEIGHT_OF_NODE;
 }
 
-// Entities can nest elements deeper than the parser accepts them in a file.
+// Elements from entities can nest deeper than the parser accepts.
 bool is_too_deep(XmlDocument const &document) {
   for (xmlNode *node = document.root(); node != nullptr; node = next_in_file(node)) {
     if (is_element(*node) && node->children == nullptr && depth_of(node) > MAX_DEPTH) {
@@ -58,13 +58,13 @@ bool is_too_deep(XmlDocument const &document) {
 xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
   xmlParserCtxt &parser = parser_of(context);
   xmlEntity *const entity = xmlSAX2GetEntity(context, name);
-  // An entity that has just been declared is looked up as well: the parser then stores its `orig`.
+  // The parser also looks up an entity that it has just declared, which has no `orig` yet.
   bool const is_expanded = entity != nullptr && entity->orig != nullptr;
   if (!is_expanded) {
     return entity;
   }
-  // Among the declarations every reference is replaced anew, the inner ones as well. Later an
-  // entity is parsed once and then copied with what is inside, which is counted at the outermost.
+  // In declarations the parser expands every reference separately, also inner ones. In the content
+  // it parses an entity once and copies the result, so only the outermost reference is counted.
   bool const is_declaration = parser.inSubset != 0;
   if (!is_declaration && parser.depth > 0) {
     return entity;
@@ -72,7 +72,7 @@ xmlEntity *get_entity(void *context, xmlChar const *name) noexcept try {
   ParserLimits &limits = limits_of(context);
   unsigned long long const bytes = is_declaration ? static_cast<unsigned long long>(entity->length)
                                                   : limits.expanded_size(entity);
-  return limits.expand(parser, bytes) ? entity : nullptr; // a stopped parser would still expand it
+  return limits.expand(parser, bytes) ? entity : nullptr; // null: a stopped parser still expands
 } catch (std::bad_alloc const &) {
   limits_of(context).stop_without_memory(parser_of(context));
   return nullptr;
@@ -98,10 +98,10 @@ void declare_unparsed_entity(void *context, xmlChar const *, xmlChar const *, xm
                             "it declares an external entity or a parameter entity");
 }
 
-// --- What a save would write as it is ---------------------------------------------------------
+// --- Texts that a save would not escape -------------------------------------------------------
 
-// The text with the characters escaped that cannot stand in a file, for the places where the XML
-// library writes a text as it is. Null for null and without memory.
+// Escapes the special characters of a text that the XML library would write unescaped. Null for
+// null and without memory.
 XmlText escaped(xmlDoc *document, xmlChar const *text) {
   XmlBuffer const buffer(text == nullptr ? nullptr : xmlBufferCreate());
   if (buffer == nullptr) {
@@ -111,15 +111,15 @@ XmlText escaped(xmlDoc *document, xmlChar const *text) {
   return XmlText(xmlStrdup(xmlBufferContent(buffer.get()))); // the buffer itself has 4 KB
 }
 
-// No attribute gets the default: only a save needs it. A default that does not fit its type is left
-// out: the XML library would leave a declaration that does not parse.
+// Declarations are kept only for a save; defaults are not applied. A default that does not fit its
+// type is dropped: the XML library would write a declaration that does not parse.
 void declare_attribute(void *context, xmlChar const *element, xmlChar const *name, int type,
                        int kind, xmlChar const *default_text, xmlEnumeration *choices) noexcept {
   bool const fits =
       default_text == nullptr ||
       xmlValidateAttributeValue(static_cast<xmlAttributeType>(type), default_text) != 0;
   xmlChar const *text = fits ? default_text : nullptr;
-  // The other types have names and numbers, which need no escaping.
+  // Names and numbers, the other types, need no escaping.
   bool const is_text = type == XML_ATTRIBUTE_CDATA;
   XmlText const written = escaped(parser_of(context).myDoc, is_text ? text : nullptr);
   xmlSAX2AttributeDecl(context, element, name, type, fits ? kind : XML_ATTRIBUTE_IMPLIED,
@@ -143,9 +143,8 @@ void start_element(void *context, xmlChar const *name, xmlChar const *prefix, xm
 
 // --- The rest ---------------------------------------------------------------------------------
 
-// Called where an external subset would be read, behind the internal one. What that declares of
-// attributes is dropped: texts of some types would not come back as they were stored, and defaults,
-// which are not used, cost time at every element.
+// Called after the internal subset, where an external one would be read. Drops the declarations of
+// attributes: some types would change stored texts, and defaults cost time at every element.
 void end_declarations(void *context, xmlChar const *, xmlChar const *, xmlChar const *) noexcept {
   xmlParserCtxt &parser = parser_of(context);
   xmlHashFree(parser.attsDefault, xmlHashDefaultDeallocator);
@@ -156,7 +155,7 @@ void end_declarations(void *context, xmlChar const *, xmlChar const *, xmlChar c
 
 void add_text(void *context, xmlChar const *text, int size) noexcept {
   xmlParserCtxt &parser = parser_of(context);
-  // The parser would report a text that grows too long as a lack of memory.
+  // The parser would report a text that is too long as a lack of memory.
   bool const goes_on = parser.nodemem != 0 && parser.node != nullptr &&
                        parser.node->last != nullptr && parser.node->last->type == XML_TEXT_NODE;
   if (goes_on && parser.nodelen > static_cast<int>(MAX_TEXT_BYTES) - size) {
@@ -237,7 +236,7 @@ unsigned long long ParserLimits::expanded_size(xmlEntity *entity, int nesting) {
   if (nesting > MAX_ENTITY_NESTING) {
     return allowance_ + 1;
   }
-  // An entity that contains itself finds this 0; the parser reports the loop when it expands it.
+  // An entity that contains itself counts as 0 inside; the parser reports the loop.
   auto const [known, is_new] = expanded_sizes_.emplace(entity, 0);
   if (!is_new) {
     return known->second;

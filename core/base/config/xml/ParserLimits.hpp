@@ -17,48 +17,47 @@ constexpr std::size_t MAX_NAME_BYTES = 50000;    // XML_MAX_NAME_LENGTH
 constexpr std::size_t MAX_TEXT_BYTES = 10000000; // XML_MAX_TEXT_LENGTH
 constexpr int MAX_DEPTH = 257;                   // elements inside each other; the root counts
 
-// The parser compares each of these with every other.
+// The parser compares each of these with all others.
 constexpr int MAX_NAMED_VALUES = 5000; // of one key
 constexpr int MAX_NAMESPACES = 256;    // in force at one place
 
-// Names, prefixes and URIs. The parser keeps each once, in a table that stops to grow at some
-// thousand places and then compares it with more and more others. Read in 0.2 s at the most.
+// Names, prefixes and URIs. The parser interns them in a hash table that stops growing at some
+// thousand buckets, so that look-ups become slow. At this limit a file is read in 0.2 s.
 constexpr int MAX_NAMES = 100000;
 
-/// Holds one parse to the limits above and to those on entities and declarations, by callbacks of
-/// the parser. A file that goes beyond one is refused. Every field of the parser's context that the
-/// library reads or sets stands in the source of this class. Internal to the library.
+/// Enforces the limits above, and those on entities and declarations, on one parse, by callbacks of
+/// the parser. A file that exceeds a limit is refused. Only the source of this class reads or sets
+/// fields of the parser's context. Internal to the library.
 class ParserLimits {
 public:
-  /// @param parser     with the default callbacks; must not read after the end of this object.
+  /// @param parser     has the default callbacks; must not be used after the end of this object.
   /// @param file_size  in bytes.
   ParserLimits(_xmlParserCtxt &parser, unsigned long long file_size) noexcept;
   ParserLimits(ParserLimits const &) = delete;
   ParserLimits &operator=(ParserLimits const &) = delete;
 
-  /// Checks what the parser has read so far.
-  /// @param more_bytes  what it reads next.
-  /// @return false when the file is refused.
+  /// Checks the input so far. Returns false if the file is refused.
+  /// @param more_bytes  the size of the next block.
   bool allows(int more_bytes) noexcept;
 
-  /// Checks what the parser has made of the whole file, which can then be saved and loaded again.
-  /// @return false when the file is refused.
+  /// Checks the document of the whole file, so that it can be saved and loaded again. Returns false
+  /// if the file is refused.
   bool allows(XmlDocument const &document) noexcept;
 
-  /// Why the file is refused; null when it is not. The parser may report success
-  /// nevertheless: to a stopped parser the file has ended.
+  /// The reason of a refusal; null for none. The parser may report success nevertheless, since a
+  /// stopped parser sees the end of the file.
   char const *refusal() const noexcept { return refusal_; }
 
-  /// Whether the parse was stopped for a lack of memory that the parser does not report.
+  /// Whether the parse was stopped by a lack of memory that the parser does not report.
   bool lacked_memory() const noexcept { return lacked_memory_; }
 
-  // For the callbacks. The content of an entity has a parser of its own, which is the one to stop.
+  // For the callbacks. `parser` is the one to stop: the content of an entity has its own.
   void refuse(_xmlParserCtxt &parser, char const *reason) noexcept;
   void stop_without_memory(_xmlParserCtxt &parser) noexcept;
-  // Counts the bytes that are about to replace a reference; false when there are too many.
+  // Counts the bytes that replace a reference; false if they exceed the allowance.
   bool expand(_xmlParserCtxt &parser, unsigned long long bytes) noexcept;
-  // The bytes of an entity with all that it refers to, exact up to the allowance. Only when all
-  // entities are declared.
+  // The size of an entity with all entities inside, exact up to the allowance. All entities must be
+  // declared.
   unsigned long long expanded_size(_xmlEntity *entity, int nesting = 0);
 
 private:

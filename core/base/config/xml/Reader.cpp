@@ -16,8 +16,8 @@ namespace Ostrel {
 
 namespace {
 
-// Once, before any thread of the host can be in the parser. It is never cleaned up: the host may
-// use the XML library as well.
+// Called once at load, before a thread can use the parser. Never cleaned up: the host may use the
+// XML library as well.
 bool initialise_parser() noexcept {
   xmlInitParser();
   return true;
@@ -33,7 +33,7 @@ struct LimitedInput {
   ParserLimits &limits;
 };
 
-// Not xmlStopParser, which would free what it reads into: an input that fails ends the parse too.
+// Ends the parse by a failing input: xmlStopParser would free the buffer that the parser fills.
 int read_within_limits(void *context, char *buffer, int size) noexcept {
   auto const &input = *static_cast<LimitedInput *>(context);
   int const count = input.read_bytes(buffer, size);
@@ -48,7 +48,7 @@ bool is_more_than_blanks(xmlNode const &node) {
          (node.type == XML_TEXT_NODE && text[std::strspn(text, " \t\r\n")] != '\0');
 }
 
-// Frees the text nodes from `first` to before `end`, which are blank.
+// Frees the text nodes, all blank, from `first` up to `end`, which is kept.
 void remove_blanks(xmlNode *first, xmlNode const *end) {
   while (first != end) {
     xmlNode *const next = first->next;
@@ -60,7 +60,7 @@ void remove_blanks(xmlNode *first, xmlNode const *end) {
   }
 }
 
-// Between two tags there may be comments and instructions, which do not end a text.
+// Comments and instructions between two tags do not separate texts.
 void remove_layout(xmlNode const &element) {
   if (element.children == nullptr || element.children->next == nullptr) {
     return;
@@ -78,9 +78,8 @@ void remove_layout(xmlNode const &element) {
   }
 }
 
-// Removes the layout of a file: between two tags, the text that is nothing but blanks. Not left to
-// the parser (XML_PARSE_NOBLANKS): it decides by how far it has read and by what comes first in an
-// element.
+// Removes the layout of a file: blank text between two tags. XML_PARSE_NOBLANKS would not do: its
+// result depends on the parser's buffer and on the first node of an element.
 void remove_layout(XmlDocument const &document) {
   for (xmlNode *node = document.root(); node != nullptr; node = next_in_file(node)) {
     if (is_element(*node)) {

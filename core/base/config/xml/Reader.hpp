@@ -9,14 +9,14 @@
 
 namespace Ostrel {
 
-/// What came of reading a document. Internal to the library.
+/// The result of reading a document. Internal to the library.
 struct XmlReading {
   /// Without the layout of the file; empty on failure.
   XmlDocument document;
-  /// `RESULT_SUCCESS`; `RESULT_FAILURE` when the bytes do not parse or go beyond `ParserLimits`;
-  /// `RESULT_SYSTEM_ERROR` when a file cannot be opened or read.
+  /// `RESULT_SUCCESS`; `RESULT_FAILURE` if the text does not parse or exceeds `ParserLimits`;
+  /// `RESULT_SYSTEM_ERROR` if the file cannot be opened or read.
   unsigned long result = RESULT_SUCCESS;
-  /// Why it failed.
+  /// The reason of a failure.
   std::string fault;
 };
 

@@ -24,7 +24,7 @@ constexpr Range NAME_START[] = {
     {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF},
 };
 
-// Production [4a] NameChar, as far as it goes beyond NameStartChar.
+// Production [4a] NameChar, without NameStartChar.
 constexpr Range NAME_MORE[] = {
     {'-', '.'}, {'0', '9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040},
 };
@@ -41,12 +41,12 @@ template <std::size_t COUNT> bool is_in(int character, Range const (&ranges)[COU
 constexpr int NOT_UTF_8 = -1;
 
 // Removes the first character from a text that is not empty, and returns it.
-int take_character(std::string_view &text) {
+int pop_character(std::string_view &text) {
   constexpr std::size_t MAX_BYTES = 4;
   auto const *const first = reinterpret_cast<unsigned char const *>(text.data());
   int bytes = static_cast<int>(std::min(text.size(), MAX_BYTES));
   int const character = xmlGetUTF8Char(first, &bytes);
-  // The function accepts a continuation byte as the first one, and more bytes than are needed.
+  // xmlGetUTF8Char accepts a continuation byte as the first byte, and overlong forms.
   bool const is_continuation = (*first & 0xC0) == 0x80;
   int const needed = character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
   if (character < 0 || is_continuation || bytes != needed) {
@@ -77,7 +77,7 @@ XmlFault find_name_fault(std::string_view name) {
   }
   bool is_first = true;
   while (!name.empty()) {
-    int const character = take_character(name);
+    int const character = pop_character(name);
     if (character == NOT_UTF_8) {
       return "it is not UTF-8";
     }
@@ -94,7 +94,7 @@ XmlFault find_text_fault(std::string_view text) {
     return "it is too long";
   }
   while (!text.empty()) {
-    int const character = take_character(text);
+    int const character = pop_character(text);
     if (character == NOT_UTF_8) {
       return "it is not UTF-8";
     }

@@ -5,13 +5,13 @@
 
 namespace Ostrel {
 
-/// Why an XML file could not hold a name or a text; null when it can. Internal to the library.
+/// Why an XML file cannot hold a name or a text; null for no fault. Internal to the library.
 using XmlFault = char const *;
 
-/// Judges the name of a key or of a named value. Internal to the library.
+/// Checks the name of a key or of a named value. Internal to the library.
 XmlFault find_name_fault(std::string_view name);
 
-/// Judges the text of a value. Internal to the library.
+/// Checks the text of a value. Internal to the library.
 XmlFault find_text_fault(std::string_view text);
 
 } // namespace Ostrel

@@ -19,7 +19,7 @@ constexpr char UTF_8[] = "UTF-8";
 struct FileText {
   std::string_view view() const { return {as_text(text.get()), static_cast<std::size_t>(size)}; }
 
-  XmlText text; // null when it cannot be written
+  XmlText text; // null if it cannot be written
   int size = 0; // bytes
 };
 
@@ -40,9 +40,9 @@ bool are_equal(XmlDocument const &one, XmlDocument const &other) {
   return serialize(one, UTF_8).view() == serialize(other, UTF_8).view();
 }
 
-// The text of the file; null, with the reason in `fault`, when that would not load. A document
-// keeps its encoding if the same is read back from it as from UTF-8: a character that the encoding
-// lacks can come back as another text.
+// The text of the file; null, with the reason in `fault`, if it cannot be loaded. The document
+// keeps its encoding if that is read back the same as UTF-8: characters that the encoding lacks can
+// be read back as another text.
 FileText make_file_text(XmlDocument const &document, std::string *fault) {
   xmlChar const *const encoding = document.get()->encoding; // null for none
   bool const is_converted = encoding != nullptr && xmlStrcasecmp(encoding, as_xml(UTF_8)) != 0;

@@ -7,16 +7,16 @@
 
 namespace Ostrel {
 
-/// Has the XML library, in the calling thread, indent what it writes and drop blanks by default.
-/// The settings last. Internal to the library.
+/// Sets two defaults of the XML library for the calling thread: output is indented, and blanks are
+/// dropped. Internal to the library.
 void set_xml_layout() noexcept;
 
-/// Replaces a file by a document, indented and in the document's encoding, or in UTF-8 if that
-/// lacks a character. Checks first that the file will load. Throws std::bad_alloc without memory.
+/// Writes a document to a file, indented and in the document's encoding, or in UTF-8 if that lacks
+/// a character. Checks first that the text can be loaded. Throws std::bad_alloc without memory.
 /// Internal to the library.
 ///
-/// @param fault  receives why the file would not load; untouched when it would.
-/// @return false, with the file as `Platform::replace_file` leaves it, when it is not written.
+/// @param fault  receives the reason if the text cannot be loaded; otherwise untouched.
+/// @return false if it is not written; the file is as `Platform::replace_file` leaves it.
 bool write_xml_file(XmlDocument const &document, char const *path, std::string *fault);
 
 } // namespace Ostrel

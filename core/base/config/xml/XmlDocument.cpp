@@ -12,7 +12,7 @@ namespace Ostrel {
 
 namespace {
 
-// libxml2 lets an attribute pass for a node.
+// libxml2 allows casts between attributes and nodes.
 xmlNode *as_node(xmlAttr *attribute) {
   return reinterpret_cast<xmlNode *>(attribute);
 }
@@ -44,7 +44,7 @@ int count_named_values(xmlNode const &key) {
   return count;
 }
 
-// Why no key or named value of that name can be added at a key or below it.
+// Why a new key or named value at `key` cannot have that name; null for no fault.
 XmlFault find_new_name_fault(xmlNode &key, char const *name) {
   if (XmlFault const fault = find_name_fault(name); fault != nullptr) {
     return fault;
@@ -61,8 +61,8 @@ XmlFault find_new_name_fault(xmlNode &key, char const *name) {
                                                     : "the file has too many different names";
 }
 
-// Makes the text all that the node has inside. The XML library's own function would replace what
-// looks like a reference to an entity.
+// Replaces all contents of a node by a text. The XML library's own function would expand references
+// to entities in it.
 bool replace_content(xmlNode &node, char const *text) {
   XmlNewNode content;
   if (*text != '\0') {
@@ -99,7 +99,7 @@ XmlDocument XmlDocument::create() noexcept {
   ErrorTrap const errors;
   XmlDocument made(xmlNewDoc(as_xml("1.0")));
   if (made) {
-    made.get()->dict = xmlDictCreate(); // for the names, as in a document that was read
+    made.get()->dict = xmlDictCreate(); // for the names, as in a parsed document
   }
   return made && made.get()->dict != nullptr ? std::move(made) : XmlDocument();
 }
@@ -146,7 +146,7 @@ void read_text(XmlNode const &node, std::string *text) {
   }
   bool const is_one_text =
       first != nullptr && first->type == XML_TEXT_NODE && first->next == nullptr;
-  if (is_one_text) { // nearly always: saves a copy
+  if (is_one_text) { // the usual case: saves a copy
     *text = as_text(first->content);
     return;
   }
@@ -234,7 +234,7 @@ bool store_value(XmlNode &key, char const *name, char const *text) noexcept {
     return add_named_value(key, name, text);
   }
   if (xmlAttr &attribute = as_attribute(*value); attribute.atype == XML_ATTRIBUTE_ID) {
-    xmlRemoveID(attribute.doc, &attribute); // the table of identifiers has the old text
+    xmlRemoveID(attribute.doc, &attribute); // the table of identifiers refers to the old text
   }
   return replace_content(*value, text);
 }

@@ -8,7 +8,7 @@
 #include <array>
 #include <memory>
 
-// What the sources of this folder need of libxml2. Internal to the folder.
+// Owners and helpers for objects of libxml2. Internal to the folder.
 namespace Ostrel {
 
 template <auto FREE> struct XmlFree {
@@ -37,7 +37,7 @@ inline bool is_element(xmlNode const &node) {
   return node.type == XML_ELEMENT_NODE;
 }
 
-// The node after this one in the order of the file; null after the last.
+// The next node in document order; null after the last.
 inline xmlNode *next_in_file(xmlNode *node) {
   if (is_element(*node) && node->children != nullptr) {
     return node->children;
@@ -48,7 +48,7 @@ inline xmlNode *next_in_file(xmlNode *node) {
   return node == nullptr ? nullptr : node->next;
 }
 
-// How many elements are open at an element, itself included: 1 at the root.
+// The nesting depth of an element: 1 for the root.
 inline int depth_of(xmlNode const *element) {
   int depth = 0;
   for (; element != nullptr && is_element(*element); element = element->parent) {
@@ -57,9 +57,9 @@ inline int depth_of(xmlNode const *element) {
   return depth;
 }
 
-/// Keeps the errors of the XML library in the calling thread, which would go to standard error, and
-/// restores the host's own handler at the end. Set for the whole thread: errors of character
-/// decoding reach no handler of a parser. Internal to the library.
+/// Records the errors of the XML library in the calling thread, which would otherwise go to
+/// standard error, and restores the host's handler at the end. Set for the whole thread, because a
+/// parser's own handler does not receive errors of character decoding. Internal to the library.
 class ErrorTrap {
 public:
   ErrorTrap() noexcept;
@@ -67,11 +67,11 @@ public:
   ErrorTrap &operator=(ErrorTrap const &) = delete;
   ~ErrorTrap();
 
-  /// The first fatal error with its place, or for none the first error; empty without any.
+  /// The first fatal error with its line and column, else the first error, else empty.
   char const *message() const noexcept { return message_.data(); }
 
-  /// Whether something is missing for lack of memory, not because the input is malformed. (The XML
-  /// library also reports a lack of memory for a named value that is too long, after its fault.)
+  /// Whether memory was lacking before any fault of the input. (After the fault of a named value
+  /// that is too long, the XML library reports a lack of memory as well.)
   bool lacked_memory() const noexcept { return lacked_memory_; }
 
 private:
