@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Key paths name what they are said to name, however they are written: two facades, one over a
-// source with an index and one over a source that has to be walked, do and find the same.
+// Key paths in every spelling name the documented keys: two facades, one over a source with an
+// index and one over a source that is walked, have the same results.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -17,10 +17,10 @@ namespace {
 
 using namespace Ostrel;
 
-// To the facade this is a foreign source, which it walks by the operations that all sources have.
+// A source of another class for the facade, which walks it.
 class WalkedSource final : public XmlConfigSource {};
 
-// One operation, as an input tells it; "~" stands for null.
+// One operation of an input; "~" means null.
 struct Step {
   unsigned int operation;
   unsigned int key; // its number in the document
@@ -34,7 +34,7 @@ struct Step {
   char const *text_argument() const { return as_argument(text); }
 };
 
-// A facade and its source; every operation is told in words.
+// A facade and its source; every operation is recorded as text.
 class Subject {
 public:
   Subject(XmlConfigSource &source, std::string const &file) : source_(source), facade_(source) {
@@ -81,7 +81,7 @@ void Subject::collect(void const *key, std::vector<void const *> *keys) const {
   }
 }
 
-// In the order of the document.
+// In document order.
 std::vector<void const *> Subject::keys() const {
   std::vector<void const *> keys;
   std::string name;
@@ -133,7 +133,7 @@ void const *Subject::sub_key(void const *key, std::string_view name, long index)
   return sub;
 }
 
-// What a path is said to name.
+// The documented meaning of a path.
 void const *Subject::expected_key(void const *key, std::string_view path) const {
   constexpr std::string_view SEPARATORS = "/\\";
   path.remove_prefix(std::min(path.find_first_not_of(SEPARATORS), path.size()));
@@ -154,7 +154,7 @@ void const *Subject::expected_key(void const *key, std::string_view path) const 
   return goes_on ? expected_key(sub, path) : sub;
 }
 
-// A path and what it names in other words.
+// A path, and another spelling of the same key.
 void Subject::check_spellings(std::string const &path) const {
   void const *const found = facade_.find_key(path.c_str());
   require(found == expected_key(nullptr, path), "another key than is said");
@@ -168,7 +168,7 @@ void Subject::check_spellings(std::string const &path) const {
   require(found == facade_.find_key(turned.c_str()), "the kind of separator matters");
   require(found == facade_.find_key(doubled.c_str()), "the number of separators matters");
   require(found == facade_.find_key(("/" + path).c_str()), "a separator in front matters");
-  // What follows an index and is no separator ends the path: no step may be made there.
+  // Another character than a separator after an index ends the path: nothing may be inserted there.
   for (std::size_t at = path.find_first_of("/\\"); at != path.npos && at < path.find(':');
        at = path.find_first_of("/\\", at + 1)) {
     std::string const first = path.substr(0, at), rest = path.substr(at + 1);
@@ -272,7 +272,7 @@ std::string Subject::run(Step const &step) {
   }
 }
 
-// Whether a path would have so many keys created that it takes its time.
+// Whether a path would create so many keys that it is slow.
 bool asks_for_many(std::string const &path) {
   constexpr long MANY = 8;
   for (std::size_t at = path.find(':'); at != path.npos; at = path.find(':', at + 1)) {

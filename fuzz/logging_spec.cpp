@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The text that configures logging: read entry by entry it is the text again, and set in the
-// environment it gives the categories that it names the priorities that it says.
+// The text that configures logging: its entries together are the text again, and if it is set in
+// the environment, its categories have its priorities.
 #include "core/base/logging/LoggingCategory.hpp"
 #include "fuzz/support/Fuzz.hpp"
 
@@ -21,7 +21,7 @@ using namespace Ostrel;
 
 struct Entry {
   std::string category, priority;
-  std::string_view text; // both, with all between them
+  std::string_view text; // both, with everything between them
 };
 
 Entry entry_of(std::string_view text) {
@@ -30,7 +30,7 @@ Entry entry_of(std::string_view text) {
   return {std::string(text.substr(0, comma)), std::string(text.substr(behind)), text};
 }
 
-// What stands between the semicolons; nothing behind the last one.
+// The texts between the semicolons, without an empty one after the last.
 std::vector<Entry> entries_of(std::string_view text) {
   std::vector<Entry> entries;
   while (!text.empty()) {
@@ -55,7 +55,7 @@ void check_entries(std::string const &text) {
   }
 }
 
-// From the middle of a text it reads what it reads from the beginning of the rest.
+// Reading from a position equals reading the rest of the text.
 void check_middle(std::string const &text, unsigned int from) {
   std::string category = "stale", priority = "stale", rest_category, rest_priority;
   unsigned int const next = LoggingCategory::parse_logging_spec(text, from, &category, &priority);
@@ -110,7 +110,7 @@ void check_set_up(std::string const &text) {
   }
 }
 
-// The process configures itself once, so this takes a process of its own.
+// In a child process, since a process configures itself once.
 void check_set_up_in_a_child(std::string const &text) {
   pid_t const child = fork();
   require(child >= 0, "no child");
@@ -127,7 +127,7 @@ void check_set_up_in_a_child(std::string const &text) {
 } // namespace
 
 void fuzz(Input input) {
-  constexpr unsigned int CHILDREN_APART = 16; // a child costs as much as hundreds of other inputs
+  constexpr unsigned int CHILDREN_APART = 16; // a child takes as long as hundreds of other inputs
   unsigned int const from = input.take_number(10);
   std::string const text(input.take_rest());
   check_entries(text);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is formatted into too little room is the beginning of what has room enough; a message of a
-// log likewise.
+// A text that is formatted into a small buffer is the beginning of the full text; likewise a log
+// message.
 #include "core/base/foundation/StringUtils.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPrefixed.hpp"
@@ -18,13 +18,13 @@ namespace {
 
 using namespace Ostrel;
 
-constexpr std::size_t FULL_SIZE = 1U << 16U;       // no text gets longer
-constexpr unsigned int MOST_WIDTH = 20000;         // beyond what a message of a log can have
+constexpr std::size_t FULL_SIZE = 1U << 16U;       // no text is longer
+constexpr unsigned int MOST_WIDTH = 20000;         // longer than a log message can be
 constexpr std::size_t WRAPPER_MESSAGE_SIZE = 4096; // with the terminator
 
 using Value = std::variant<int, long, unsigned long, double, wint_t, char const *>;
 
-// A conversion that is safe with its value.
+// A conversion with a matching value.
 struct Conversion {
   std::string format;
   Value value;
@@ -78,7 +78,7 @@ Conversion take_conversion(Input &input, std::string const &text) {
 
 struct Formatted {
   std::string full;
-  int length; // negative when it cannot be formatted
+  int length; // negative if it cannot be formatted
 };
 
 template <class... Values> Formatted format_in_full(char const *format, Values... values) {
@@ -124,7 +124,7 @@ LoggingCategory &category() {
   return instance;
 }
 
-// What the output gets; a message ends at its first terminator.
+// The text that the output receives; a message ends at its first terminator.
 template <class... Values>
 void check_log(Formatted const &expected, char const *format, Values... values) {
   std::string const full = expected.full.substr(0, expected.full.find('\0'));

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The text of a registry file: what is read is found whatever the case, comes back when it is
-// written in the plainest form, is not swallowed by what stands before it, and is what the system
-// properties say.
+// The text of a registry file: values are found in any case, are the same after a rewrite in the
+// plainest form, do not depend on text before their section, and are used by the system properties.
 #include "core/base/platform/winapi/registry_file.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "fuzz/support/Fuzz.hpp"
@@ -62,7 +61,7 @@ std::string hexadecimal(RegistryValue const &value) {
   return result;
 }
 
-// A text and a number are written as such.
+// Writes a text and a number in their own forms, other types as hex.
 std::string written(RegistryValue const &value) {
   std::vector<BYTE> const &data = value.data;
   if (value.type == REG_SZ && !data.empty() && data.back() == 0) {
@@ -84,7 +83,7 @@ template <class Write> std::string file_of(RegistryValues const &values, Write w
   return text;
 }
 
-// The text that a property takes from a value; none when it takes none.
+// The text of a property with that value; none if the value is ignored.
 std::optional<std::string> text_of(RegistryValues const &values, char const *name) {
   auto const found = values.find(name);
   if (found == values.end()) {
@@ -137,7 +136,7 @@ void check_properties(std::string_view text, Contents const &contents) {
           "another audio path");
 }
 
-// What stands before a section does not reach into it.
+// Text before a section does not affect it.
 void check_next_section(std::string_view text) {
   std::string const next = std::string(text) + "\n[" + KEY + "]\n\"next\"=hex:41\n";
   Contents const contents = read(next);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs one fuzz target on its corpus for that many seconds, or for 0 seconds just on what is
-# committed, and prints its row of the table. New finds go to the build directory.
+# Runs one fuzz target on its corpus for that many seconds, or for 0 seconds only on the committed
+# inputs, and prints its row of the table. New inputs are stored in the build directory.
 set -euo pipefail
 
 seconds=$1
@@ -22,11 +22,11 @@ else
   corpora=("$finds" "${corpora[@]}")
 fi
 
-# Files of the targets are made and thrown away thousands of times a second: in memory.
+# In memory: the targets create and delete files thousands of times per second.
 scratch=$(mktemp -d -p /dev/shm)
 trap 'rm -rf "$scratch"' EXIT
 
-# An array may ask for more than there is, and has to be told so.
+# An array may request too much memory, and must get null.
 status=0
 ASAN_OPTIONS=allocator_may_return_null=1 TMPDIR=$scratch \
   "$build/fuzz/fuzz_$target" "${options[@]}" "${corpora[@]}" >"$scratch/log" 2>&1 </dev/null ||

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Numbers in a configuration: texts that are read as numbers and as series of them, and numbers
-// that are written and read again.
+// Numbers in a configuration: texts that are read as numbers and as series, and numbers that are
+// written and read again.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -62,7 +62,7 @@ private:
 std::vector<long> expected_series(std::string const &text, std::size_t capacity) {
   Series series(capacity);
   std::optional<long> start; // of a range
-  std::optional<long> last;  // what was read last, if no colon was
+  std::optional<long> last;  // the last item read, unless that was a colon
   bool has_begun = false;
   for (std::optional<long> const &token : tokens_of(text)) {
     if (token.has_value()) {
@@ -73,7 +73,7 @@ std::vector<long> expected_series(std::string const &text, std::size_t capacity)
       last = token;
       has_begun = true;
     } else if (has_begun) {
-      start = last.value_or(0); // between two colons is no number
+      start = last.value_or(0); // no number between two colons
       last.reset();
     }
   }
@@ -83,7 +83,7 @@ std::vector<long> expected_series(std::string const &text, std::size_t capacity)
   return series.numbers;
 }
 
-// A key that holds a text, if the text is one that a file can hold.
+// A key with a text, if a file can hold the text.
 class OneValue {
 public:
   OneValue() : configuration(source_) {
@@ -100,7 +100,7 @@ public:
     return number;
   }
 
-  // The number as it comes back.
+  // The number as read again.
   template <class Number> Number stored(Number number) {
     require(configuration.set_value("Top", "v", number, false) == RESULT_SUCCESS, "not stored");
     return get<Number>();
@@ -148,7 +148,7 @@ void check_numbers(OneValue const &value, std::string const &text) {
 
 void check_written(OneValue &value, std::string_view bytes) {
   constexpr std::size_t WRITTEN_SIZE = 64; // with the terminator
-  constexpr double MOST_EXACT = 1e15;      // up to which each step is finer than twelve digits show
+  constexpr double MOST_EXACT = 1e15;      // up to here twelve digits are exact enough
   unsigned long number = 0;
   std::memcpy(&number, bytes.data(), std::min(bytes.size(), sizeof number));
   double real = 0;

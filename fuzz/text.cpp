@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// `trim` and `split` over the same text say the same in two ways: what `split` cuts out between the
-// delimiters, put together again, is the text; what of that is not empty is what `trim` leaves.
+// `trim` and `split` agree on the same text: the fields of `split` joined by the delimiters are the
+// text, and the fields that are not empty are the result of `trim`.
 #include "core/base/foundation/StringUtils.hpp"
 #include "fuzz/support/Fuzz.hpp"
 
@@ -12,7 +12,7 @@ using namespace Ostrel;
 
 using Fields = std::deque<std::string>;
 
-// One delimiter, by both of its forms.
+// One delimiter, in both overloads.
 class Delimiter {
 public:
   virtual ~Delimiter() = default;
@@ -57,7 +57,7 @@ private:
   int number_;
 };
 
-// The fields with the delimiters between them that stand in the text.
+// The fields, with the delimiters of the text between them.
 std::string rejoined(Fields const &fields, std::string const &text) {
   std::string all;
   for (std::string const &field : fields) {
@@ -69,7 +69,7 @@ std::string rejoined(Fields const &fields, std::string const &text) {
   return all;
 }
 
-// The fields that are not empty, with the delimiter between them that follows the first of the two.
+// The fields that are not empty, each two joined by the delimiter that follows the first.
 std::string squeezed(Fields const &fields, std::string const &text) {
   std::string result;
   std::size_t end = 0; // of the field in the text

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A flattened array from outside is taken as it is or refused with the array untouched, and nothing
-// beyond its length is read.
+// A flattened array from outside is accepted unchanged or refused with the array untouched; bytes
+// beyond its length are not read.
 #include "core/base/foundation/Array.hpp"
 #include "fuzz/support/Fuzz.hpp"
 
@@ -12,7 +12,7 @@ using namespace Ostrel;
 
 constexpr unsigned int HEADER_BYTES = 20;
 constexpr std::uint64_t FIRST_CAPACITY = 32;
-constexpr std::uint64_t MOST_BYTES = 64U << 20U; // a step size may ask for more than there is
+constexpr std::uint64_t MOST_BYTES = 64U << 20U; // a step size may request more than this
 
 struct Header {
   std::uint32_t element_size = 0, size = 0, capacity = 0, step_size = 0, reserved = 0;
@@ -25,7 +25,7 @@ Header header_of(std::string_view flat) {
   return header;
 }
 
-// What an empty array grows to.
+// The capacity to which an empty array grows.
 std::uint64_t grown_capacity(Header const &header) {
   std::uint64_t const size = header.size;
   if (size <= FIRST_CAPACITY) {
@@ -88,7 +88,7 @@ void require_untouched(Array const &array, Array const &before) {
           "a failure changed the array");
 }
 
-// Unflattens into an array that holds something.
+// Unflattens into an array that has elements.
 template <class SomeArray> void check(SomeArray array, std::string_view flat) {
   constexpr unsigned int SIZE_BEFORE = 3;
   constexpr unsigned int STEP_BEFORE = 7;
@@ -102,7 +102,7 @@ template <class SomeArray> void check(SomeArray array, std::string_view flat) {
   result == RESULT_SUCCESS ? require_taken(array, flat) : require_untouched(array, before);
 }
 
-// Elements of a type can be read and appended, whatever came in.
+// Elements can be read and appended after any input.
 template <class TypedArray> void check_typed(std::string_view flat) {
   check(TypedArray(), flat);
   TypedArray array;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A configuration file from outside: what loads can be walked in every way alike, edited and saved,
-// and the file then loads to the same.
+// A configuration file from outside: if it loads, all ways to walk it agree, it can be edited and
+// saved, and the saved file loads to the same contents.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -31,11 +31,11 @@ std::string without_blanks(std::string text) {
   return text;
 }
 
-// How exactly a document is described. A text of nothing but blanks beside sub-keys is lost with a
-// reload; a reference can be one.
+// How exactly a document is described. A text of only blanks beside sub-keys is lost in a reload;
+// it may come from a reference.
 enum class Blanks : int { KEPT, LEFT_OUT };
 
-// A source over the file as it is.
+// A source over the unchanged file.
 class Loaded {
 public:
   Loaded() : result(source.init_source(file().c_str())) {}
@@ -48,7 +48,7 @@ public:
     return keys;
   }
 
-  // All names and texts. Also that every way to them leads there.
+  // Returns all names and texts, and checks that all ways to walk agree.
   std::string describe(Blanks blanks) const {
     void const *const top = source.find_first(nullptr, &ignored_);
     return top == nullptr ? "" : describe_key(top, blanks);
@@ -64,7 +64,7 @@ public:
     return values;
   }
 
-  // The first value of that name; null is the text value.
+  // The first value of that name; null means the text value.
   std::string value(void const *key, char const *wanted) const {
     std::string text = "no such value";
     Configuration(source).get_value(key, nullptr, wanted, &text);
@@ -108,7 +108,7 @@ private:
          sub = source.find_next(sub, &sub_name)) {
       std::string const place = ":" + std::to_string(names.size());
       require(facade.find_key(key, place.c_str()) == sub, "another key by its number");
-      void const *found = nullptr; // texts, comments and instructions of that name count as well
+      void const *found = nullptr; // texts, comments and instructions count, too
       do {
         found = source.find_indexed_sub_key(key, sub_name.c_str(), indices[sub_name]++);
       } while (found != nullptr && found != sub);
@@ -116,21 +116,21 @@ private:
       names.push_back(sub_name);
       all += "{" + describe_key(sub, blanks) + "}";
     }
-    // Beside sub-keys blanks may be left out, not in a key that has none.
+    // Blanks may be omitted beside sub-keys, but not in a key without sub-keys.
     return all + describe_values(key, names.empty() ? Blanks::KEPT : blanks);
   }
 
   mutable std::string ignored_;
 };
 
-// Changes what is loaded, as an input tells.
+// Edits the loaded document as the input describes.
 class Editor {
 public:
   Editor(Loaded &loaded, Blanks blanks) : loaded_(loaded), blanks_(blanks) {}
 
   void edit(Input &input);
 
-  // How exactly it comes back from now on.
+  // How exactly a reload must match from now on.
   Blanks blanks() const { return blanks_; }
 
 private:
@@ -204,7 +204,7 @@ void Editor::edit(Input &input) {
   }
 }
 
-// Saves what is loaded, and loads it again.
+// Saves the document, and loads it again.
 void check_save(Loaded &loaded, Blanks blanks) {
   std::string const before = loaded.describe(blanks);
   require(loaded.source.commit() == RESULT_SUCCESS, "no save");

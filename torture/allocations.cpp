@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// No allocation is taken for granted. Each child process makes all calls of the scenario, of which
-// the n-th allocation fails, once or together with all after it. Then it makes them again, with all
-// the memory there is.
+// Each child process makes all calls of the scenario while the n-th allocation fails, alone or with
+// all after it. Then it makes them again with enough memory.
 #include "core/base/logging/LoggingCategory.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
@@ -25,7 +24,7 @@ using Ostrel::LoggingCategory;
 
 constexpr unsigned int LONGEST_CHILD_S = 20;
 
-// Blocks that others keep when an allocation inside a function of theirs has failed.
+// Blocks that other libraries keep after an allocation inside this function failed.
 struct Kept {
   char const *function;
   long blocks;
@@ -45,21 +44,21 @@ long kept_by_others() {
   return 0;
 }
 
-unsigned int faults = 0; // of this process
+unsigned int faults = 0; // in this process
 
 void report(char const *call, char const *fault) {
   faults += 1;
   std::printf("'%s' %s\n", call, fault);
 }
 
-// Of classes that report nothing when nothing fails: what a report keeps is no leak.
+// Classes that log nothing unless a call fails: memory that logging keeps is not a leak.
 void make_rare_categories() {
   for (char const *name : {"EnvironmentSetup", "TestUtils", "Win32Mutex"}) {
     LoggingCategory::get_instance((std::string("Ostrel.Core.Base.") + name).c_str());
   }
 }
 
-// Makes a call, and judges what came of it by whether it met a failure.
+// Makes a call, and checks its outcome, which may differ only if an allocation failed.
 bool make(Call const &call) {
   unsigned long const failed_before = FailingMalloc::failed();
   Outcome outcome = Outcome::WRONG;
@@ -80,8 +79,8 @@ bool make(Call const &call) {
   return false;
 }
 
-// Arguments: the directory, ONE or ALL, and which allocation. Prints the faults, and at the end how
-// many allocations could have failed and how many blocks are held.
+// Arguments: the directory, ONE or ALL, and the number of the allocation. Prints the faults, then
+// the number of allocations that could have failed and the number of blocks held.
 Role const make_calls("make-calls", [](Role::Arguments const &arguments) {
   alarm(LONGEST_CHILD_S);
   set_scenario_directory(arguments[0]);
@@ -119,7 +118,7 @@ struct Result {
   long held = 0;
 };
 
-// Says of messages that they are untrue: everything that they miss is there.
+// Reports messages that are untrue: the files that they miss exist.
 char const *find_untrue(std::string const &err) {
   for (char const *text : {"Unable to parse alias", "\\robot.xml", "\\latin.xml", "\\camera.xml",
                            "\\user-config.xml"}) {
@@ -130,7 +129,7 @@ char const *find_untrue(std::string const &err) {
   return nullptr;
 }
 
-// Which allocations fail: of those while the library is being loaded, or while it is used.
+// Which allocations fail: those during the load of the library, or those during its use.
 struct Plan {
   bool is_at_load;
   std::string failures; // NONE, ONE or ALL
@@ -198,7 +197,7 @@ void judge(Torture &torture, Plan const &plan, Result const &result, Result cons
 
 int torture() {
   Torture torture("No allocation is taken for granted");
-  setenv("TMPDIR", "/dev/shm", 1); // where the saves need not wait for a disk
+  setenv("TMPDIR", "/dev/shm", 1); // saves need not wait for a disk
   Result const whole = run({false, "NONE", 0});
   if (!whole.faults.empty()) {
     torture.fault("with all memory: %s", whole.faults.c_str());

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Descriptors, memory, disk space and permissions fail at each step of the first use of a
-// subsystem, and come back. The same calls, made again in the same process, then succeed on the
-// right file, and what succeeded meanwhile is there.
+// Each step of the first use of a subsystem fails for lack of descriptors, memory, disk space or
+// permissions. The same calls, made again in the same process without the shortage, then succeed on
+// the right file, and the effects of earlier successes remain.
 //
-// Each round is a process of its own: a copy of this one, which never uses these subsystems.
+// Each round runs in a process forked from this one, which never uses these subsystems.
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ILoggingOutput.hpp"
@@ -43,7 +43,7 @@ using namespace Ostrel;
 constexpr unsigned int LONGEST_ROUND_S = 20;
 constexpr unsigned int NEVER = std::numeric_limits<unsigned int>::max();
 
-// --- What fails -------------------------------------------------------------------------------
+// --- Failures ---------------------------------------------------------------------------------
 
 bool is_one_of(int number, std::initializer_list<int> numbers) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
@@ -63,7 +63,7 @@ bool needs_room(SystemCall const &call) {
                                                SYS_fsetxattr, SYS_mkdir, SYS_rename, SYS_renameat});
 }
 
-// POSIX.1-2017 has no errors of those left out.
+// According to POSIX.1-2017 the others do not fail with these errors.
 bool can_fail(SystemCall const &call) {
   return !is_one_of(call.number, {SYS_getuid, SYS_geteuid, SYS_getgid, SYS_getegid, SYS_umask});
 }
@@ -80,14 +80,14 @@ constexpr Shortage SHORTAGES[] = {
     {"ENOSPC", ENOSPC, needs_room},       {"EACCES", EACCES, opens},
     {"lack of memory", 0, nullptr}};
 
-// Which step fails: of those that the shortage strikes, the one after `count` others.
+// The step that fails: the one after `count` others that the shortage affects.
 struct Plan {
   Shortage const &shortage;
   unsigned int count;
-  bool lasts; // all later ones of the first use fail as well
+  bool lasts; // all later steps of the first use fail as well
 };
 
-// @return how many steps of the action failed.
+// @return the number of failed steps.
 template <class Action> unsigned int run_short(Plan const &plan, Action const &action) {
   if (plan.shortage.strikes == nullptr) {
     using FailingMalloc::Failures;
@@ -111,18 +111,17 @@ template <class Action> unsigned int run_short(Plan const &plan, Action const &a
 
 // --- One round --------------------------------------------------------------------------------
 
-// What the process of a round reports, in memory that it shares with this one.
+// The report of a round, in memory that its process shares with this one.
 struct Report {
   unsigned int failed;
   std::ptrdiff_t descriptors; // open at the end
-  char fault[256];            // the first; empty if there is none
+  char fault[256];            // the first; empty for none
 };
 
 Report *const report =
     static_cast<Report *>(mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE,
                                MAP_SHARED | MAP_ANONYMOUS, /*fd=*/-1, /*offset=*/0));
 
-// @return whether it holds.
 bool require(bool holds, char const *what) {
   if (!holds && report->fault[0] == '\0') {
     std::snprintf(report->fault, sizeof report->fault, "%s", what);
@@ -130,7 +129,7 @@ bool require(bool holds, char const *what) {
   return holds;
 }
 
-// The first use of a subsystem and the next one, with files in a fresh directory. The constructor
+// The first and the second use of a subsystem, with files in a fresh directory. The constructor
 // sets the environment that the subsystem reads.
 class Scenario {
 public:
@@ -145,7 +144,7 @@ public:
 
 struct Kind {
   char const *name;
-  // `permitted`: false when a file may look as if there were no permission for it.
+  // `permitted`: false if the failure looks like a lack of permission for a file.
   std::unique_ptr<Scenario> (*make)(std::string const &directory, bool permitted);
 };
 
@@ -173,8 +172,8 @@ bool holds_value(std::string const &path, char const *value) {
 }
 
 // Two settings files: a failure must not lead from the first to the second. Without permission for
-// the first, the second is used for the life of the process, and without permission for both none;
-// the text that was read tells which.
+// the first, the second is used for the life of the process; without permission for both, none. The
+// text that was read shows the file.
 class Settings : public Scenario {
 public:
   Settings(std::string const &directory, bool permitted)
@@ -209,7 +208,7 @@ public:
                 "cannot be read again") &&
         require(text == (is_set ? "during" : before) || (!is_read && text == "during"),
                 "another text is read again");
-    // Otherwise the settings may come from a file outside the directory, which is left alone.
+    // Otherwise the settings may come from a file outside the directory, which must not change.
     if (holds) {
       require(UserConfig::set_user_config(SETTING, "after", /*commit=*/true) == RESULT_SUCCESS,
               "cannot be set again");
@@ -238,9 +237,9 @@ private:
   unsigned long get_result_ = RESULT_FAILURE, set_result_ = RESULT_FAILURE;
 };
 
-// The registry file names the first directory, and the current directory is the second. A fault
-// would lead to the build-time default directory, so the round commits only what it has read from
-// the first file.
+// The registry file names the first directory; the current directory is the second. A fault would
+// lead to the build-time default directory, so the round commits only if it has read the first
+// file.
 class RegistrySettings : public Settings {
 public:
   RegistrySettings(std::string const &directory, bool permitted) : Settings(directory, permitted) {
@@ -282,7 +281,7 @@ public:
     if (!permitted_) {
       output->re_open();
     }
-    // A file that could not be opened is tried again at most once a second.
+    // After a failure the output retries at most once a second.
     auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(3);
     bool is_again = false;
     while (!is_again && std::chrono::steady_clock::now() < end) {
@@ -305,7 +304,7 @@ private:
 
 // --- Named mutexes ----------------------------------------------------------------------------
 
-// A mutex, opened or created, that may have failed.
+// The result of opening or creating a mutex.
 class NamedMutex {
 public:
   NamedMutex(std::string const &name, bool open_existing)
@@ -341,7 +340,7 @@ public:
     require(is_created || !is_owned_, "a mutex that was not created is owned");
     require((opened_->result() == RESULT_SUCCESS) == is_created, "opened other than created");
     if (is_owned_) {
-      created_->can_be_owned(); // fails, once, if the release could not clear the owner's mark
+      created_->can_be_owned(); // fails once if the release could not clear the owner's record
     }
     require(!is_created || is_usable(*created_), "what was created is not there");
     opened_.reset();
@@ -363,7 +362,7 @@ private:
 
 // --- Libraries --------------------------------------------------------------------------------
 
-// Two libraries of a name along the path: the first is the right one.
+// Two libraries of the same name along the path: the first must be loaded.
 class Library : public Scenario {
 public:
   Library(std::string const &directory, bool /*permitted*/) : first_(directory + "/first") {
@@ -433,7 +432,7 @@ constexpr Kind KINDS[] = {{"settings", make<Settings>},
                           {"named mutexes", make<Mutexes>},
                           {"libraries", make<Library>}};
 
-// @return what the round's process reports.
+// @return the report of the round's process.
 Report run_round(Torture &torture, Kind const &kind, Plan const &plan) {
   TemporaryDirectory const directory;
   *report = {};
@@ -457,7 +456,7 @@ struct Done {
   unsigned long failures = 0;
 };
 
-// Lets each step of a first use fail in that way, or in the quick run every hundredth.
+// Makes each step of a first use fail in that way; in the quick run every hundredth.
 void fail_each_step(Torture &torture, Kind const &kind, Plan plan, Done *done) {
   std::ptrdiff_t const descriptors =
       run_round(torture, kind, {plan.shortage, NEVER, false}).descriptors;
@@ -475,7 +474,7 @@ void fail_each_step(Torture &torture, Kind const &kind, Plan plan, Done *done) {
   }
 }
 
-// A registry that cannot be opened for want of permission leads to a build-time default.
+// Without permission to open the registry the build-time default is used.
 bool leads_elsewhere(Kind const &kind, Shortage const &shortage) {
   return shortage.error == EACCES && kind.make == &make<RegistrySettings>;
 }
@@ -484,7 +483,7 @@ bool leads_elsewhere(Kind const &kind, Shortage const &shortage) {
 
 int torture() {
   Torture torture("What was missing comes back");
-  setenv("TMPDIR", "/dev/shm", 1); // where the saves need not wait for a disk
+  setenv("TMPDIR", "/dev/shm", 1); // saves need not wait for a disk
   Done done;
   for (Kind const &kind : KINDS) {
     for (Shortage const &shortage : SHORTAGES) {

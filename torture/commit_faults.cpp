@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Each system call of a commit fails in turn, in each way, with all operations that commit and over
-// all kinds of files that a commit tells apart.
+// Each system call of a commit fails in turn, in each way, for all operations that commit and all
+// kinds of files that a commit distinguishes.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -32,12 +32,12 @@ using namespace Ostrel;
 
 constexpr char OLD_FILE[] = "<UserConfig><K v=\"old\"/></UserConfig>\n";
 
-// --- What fails -------------------------------------------------------------------------------
+// --- Failures ---------------------------------------------------------------------------------
 
 struct Fault {
   char const *name;
   int error;
-  bool is_short, lasts; // it lasts for all later calls that need room on the disk
+  bool is_short, lasts; // lasts: all later calls that need disk space fail, too
 };
 
 constexpr Fault FAULTS[] = {
@@ -50,7 +50,7 @@ bool is_one_of(int number, std::initializer_list<int> numbers) {
   return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
 }
 
-// POSIX.1-2017 has EINTR among their errors.
+// According to POSIX.1-2017 these can fail with EINTR.
 bool can_be_interrupted(int number) {
   return is_one_of(number, {SYS_openat, SYS_read, SYS_write, SYS_fsync, SYS_ftruncate, SYS_fchmod,
                             SYS_fchown, SYS_close});
@@ -68,19 +68,19 @@ bool needs_room(SystemCall const &call) {
                                                              SYS_rename, SYS_renameat});
 }
 
-// --- What is committed ------------------------------------------------------------------------
+// --- Commits ----------------------------------------------------------------------------------
 
-// A commit to a file that is the only one in its directory, or is named by a link in it.
+// A commit to a file that is the only one in its directory, or the target of a link there.
 struct Commit {
   std::string name;
   std::string directory;
-  unsigned long failure; // what a failed one returns
-  bool is_one_step;      // the file is to be replaced, not to be written over
+  unsigned long failure; // the result of a failed commit
+  bool is_one_step;      // the file must be replaced, not overwritten
   std::function<unsigned long()> run;
-  std::function<unsigned long()> run_again; // has the same file written once more
+  std::function<unsigned long()> run_again; // writes the same file once more
 };
 
-// The names below a directory with what is behind them.
+// The names below a directory and the contents of the files.
 std::map<std::string, std::string> contents_of(std::string const &directory) {
   std::map<std::string, std::string> contents;
   for (auto const &entry : std::filesystem::directory_iterator(directory)) {
@@ -96,7 +96,7 @@ ino_t file_number(std::string const &path) {
   return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-// Whether the file that all is about was written over, rather than replaced.
+// Detects whether a file was overwritten instead of replaced.
 class Identity {
 public:
   explicit Identity(std::string path)
@@ -111,18 +111,18 @@ public:
 
 private:
   std::string path_;
-  int before_; // kept open, so that nobody else gets the number
+  int before_; // kept open, so that its inode number is not reused
   ino_t number_;
 };
 
-// Runs a commit in which the call that comes after `count` others fails.
-// @return false when there was no such call.
+// Runs a commit in which the call after `count` others fails.
+// @return false if there was no such call.
 bool fail_call(Torture &torture, Commit const &commit, Fault const &fault, unsigned int count) {
   auto const before = contents_of(commit.directory);
   Identity const file(commit.directory + "/user-config.xml");
   unsigned long result = RESULT_NOT_IMPLEMENTED;
   SystemCall failed = {-1, nullptr};
-  bool is_unflushed = false; // the file is the new one, but its directory was not flushed
+  bool is_unflushed = false; // the file was replaced, but its directory not flushed
   unsigned int const calls = judge_system_calls(
       [&] { result = commit.run(); },
       [&](unsigned int index, SystemCall const &call) {
@@ -154,7 +154,7 @@ bool fail_call(Torture &torture, Commit const &commit, Fault const &fault, unsig
   require(next == RESULT_SUCCESS && written != before && loads, "the next commit fails");
   require(result != RESULT_SUCCESS || !is_unflushed, "a flush that failed is not reported");
   require(after == (result == RESULT_SUCCESS || is_unflushed ? written : before), "other contents");
-  // Without the permission it may be written over.
+  // Without permission to replace it, it may be overwritten.
   bool const is_refused = fault.error == EACCES || fault.error == EROFS;
   require(result != RESULT_SUCCESS || was_replaced == commit.is_one_step || is_refused,
           "not replaced in one step");
@@ -165,7 +165,7 @@ bool fail_call(Torture &torture, Commit const &commit, Fault const &fault, unsig
 
 struct Kind {
   char const *name;
-  void (*make)(std::string const &directory); // leaves user-config.xml there
+  void (*make)(std::string const &directory); // creates user-config.xml there
   bool is_one_step;
 };
 
@@ -201,7 +201,7 @@ constexpr Kind KINDS[] = {
      true},
 };
 
-// A source over one of these files, in a directory of its own.
+// A source over one of these files, in a fresh directory.
 class Place {
 public:
   explicit Place(Kind const &kind) {
@@ -251,7 +251,7 @@ constexpr Operation OPERATIONS[] = {
        return Configuration(place.source).commit();
      }}};
 
-// The settings of this process: in memory they stay from one commit to the next.
+// The settings of this process, which remain in memory between commits.
 class UserSettings {
 public:
   UserSettings() {
@@ -272,15 +272,15 @@ private:
   unsigned int count_ = 0;
 };
 
-// Has each call of a commit fail in each way; `make` makes that commit anew each time. In the quick
-// run only every tenth call.
-// @return how many failed.
+// Makes each call of a commit fail in each way; `make` creates the commit anew each time. In the
+// quick run only every tenth call.
+// @return the number of failed calls.
 template <class Make> unsigned int fail_each_call(Torture &torture, Make make) {
   unsigned int const stride = std::min(10U, 100 / rounds(100));
   unsigned int done = 0, first = 0;
   for (Fault const &fault : FAULTS) {
     if (fault.lasts && !make().is_one_step) {
-      continue; // what was written over cannot be put back
+      continue; // overwritten bytes could not be restored
     }
     for (unsigned int count = first; fail_call(torture, make(), fault, count); count += stride) {
       ++done;

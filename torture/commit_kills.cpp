@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A process is killed while it commits: at random, and then at each of its system calls. Between
-// two calls nothing changes on the disk, so a kill after one is a kill before the next.
+// A process is killed while it commits: at random times, and then before each of its system calls.
+// Between two calls nothing changes on the disk, so a kill after a call equals one before the next.
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -28,7 +28,7 @@ using namespace Ostrel;
 constexpr char KEY[] = "UserConfig/K/v";
 constexpr unsigned int KILLS_PER_COMMIT = 10; // at most
 
-// The settings file, and what processes that are killed have to tell.
+// The settings file, and the progress that killed processes have reported.
 class Settings {
 public:
   Settings() {
@@ -42,7 +42,7 @@ public:
     committed_ = new (shared) std::atomic<unsigned int>(0);
   }
 
-  // The text of that number: no part of one is a part of another, and no two have one length.
+  // The text of that number. No two texts have a part or their length in common.
   static std::string text(unsigned int number) {
     std::string result;
     while (result.size() < 1000 + number % 20000) {
@@ -59,7 +59,7 @@ public:
   unsigned int committed() const { return *committed_; }
   void set_committed(unsigned int number) { *committed_ = number; }
 
-  // Whether the file loads with the text of the last commit or of the one after it, which is then
+  // Whether the file loads with the text of the last commit or of the next one, which then becomes
   // the last.
   bool is_whole() {
     XmlConfigSource source;
@@ -76,8 +76,8 @@ public:
     return found == text(committed());
   }
 
-  // Removes what killed processes have left behind.
-  // @return how many files that were.
+  // Removes the temporary files of killed processes.
+  // @return their number.
   unsigned int remove_temporary_files() {
     unsigned int count = 0;
     for (auto const &entry : std::filesystem::directory_iterator(directory_.path())) {
@@ -93,7 +93,7 @@ private:
   std::atomic<unsigned int> *committed_;
 };
 
-// Runs `action` in a process of its own.
+// Runs `action` in a new process.
 template <class Action> pid_t start(Action action) {
   pid_t const child = fork();
   if (child == 0) {
@@ -104,7 +104,7 @@ template <class Action> pid_t start(Action action) {
 }
 
 // Waits for the end of a process.
-// @return whether it was killed; false when it ended by itself, whatever its status.
+// @return whether it was killed.
 bool was_killed(pid_t child, int *status) {
   waitpid(child, status, 0);
   return WIFSIGNALED(*status) && WTERMSIG(*status) == SIGKILL;
@@ -120,7 +120,7 @@ bool was_killed(pid_t child, int *status) {
   }
 }
 
-// Kills this process before its system call that comes after `count` others.
+// Kills this process before the system call after `count` others.
 void commit_until_killed(Settings &settings, unsigned int count) {
   unsigned int const number = settings.committed() + 1;
   bool is_committed = false;
@@ -148,12 +148,12 @@ int torture() {
                     settings.committed());
     }
   };
-  std::minstd_rand random(1); // the same times in each run
+  std::minstd_rand random(1); // the same in each run
   int status = 0;
   unsigned int const kills = rounds(1000);
   unsigned int left = 0; // temporary files
   for (unsigned int i = 0; i < kills; ++i) {
-    if (i % 20 == 0) { // with more of them to look at, the next save is hardly reached
+    if (i % 20 == 0) { // with more files to scan, a save is rarely reached before the kill
       left += settings.remove_temporary_files();
     }
     pid_t const child = start([&] { commit_without_pause(settings); });

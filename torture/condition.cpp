@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Waiters and signallers of one condition variable, with random signals, broadcasts and time-outs.
+// Waiters and signallers use one condition variable, with random signals, broadcasts and time-outs.
 #include "tests/support/posix/ConditionRound.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
@@ -18,8 +18,8 @@ namespace {
 
 constexpr unsigned int HANG_S = 60;
 
-// Releases without the mutex. What is made is taken, piece by piece: a wake-up that is lost leaves
-// somebody waiting for ever.
+// Producers and consumers that signal without the mutex. After a lost wake-up a consumer waits for
+// ever.
 void hand_over(Torture &torture) {
   constexpr int PIECES = 500; // of each signaller
   std::unique_ptr<IConditionVariable> const condition(Platform::create_condition_variable());
@@ -58,7 +58,7 @@ int torture() {
   Torture torture("A condition variable loses no wake-up, and none is stolen");
   unsigned long waits = 0, released = 0;
   for (unsigned int i = 0; i < rounds(2000); ++i) {
-    alarm(HANG_S); // a waiter that nobody wakes ends the program
+    alarm(HANG_S); // a waiter that is not woken ends the program
     ConditionRound const round =
         play_condition_round(1 + i * (CONDITION_WAITERS + CONDITION_SIGNALLERS));
     for (char const *fault : round.faults) {

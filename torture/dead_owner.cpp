@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Processes that use mutexes with a name are killed: at rest inside one, and at any moment.
+// Processes that use named mutexes are killed: while they hold one, and at any time.
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
 #include "tests/support/Child.hpp"
@@ -54,7 +54,7 @@ std::string unique(char const *name) {
   return std::string("torture ") + name + " of " + std::to_string(getpid());
 }
 
-// A copy of this process that does some work and tells, once, how far it is.
+// A forked process that does some work and reports its progress once.
 class Copy {
 public:
   explicit Copy(std::function<void(Copy const &)> const &work) {
@@ -75,13 +75,13 @@ public:
 
   void tell() const { [[maybe_unused]] ssize_t const count = write(pipe_[1], "x", 1); }
 
-  // False when it ended before.
+  // False if it ended before.
   bool wait_until_told() const {
     char byte = 0;
     return read(pipe_[0], &byte, 1) == 1;
   }
 
-  // Gives minus SIGKILL, or what ended it before.
+  // Returns as `end`: minus SIGKILL, unless it ended before.
   int kill_it() const {
     kill(id_, SIGKILL);
     return end();
@@ -100,8 +100,8 @@ private:
   pid_t id_ = -1;
 };
 
-// The owner of a mutex is killed, while another process uses it, and every second time waits for
-// it.
+// The owner of a mutex is killed while another process uses it; in every second round that process
+// waits for it.
 void kill_owner(Torture &torture) {
   std::string const name = unique("owner");
   Mutex const mutex = create(name);
@@ -136,7 +136,7 @@ void kill_owner(Torture &torture) {
   }
 }
 
-// The last user goes, by its own will or killed: the mutex is gone, and a new one begins anew.
+// The last user ends or is killed: the mutex is removed, and a new one is free.
 void lose_last_user(Torture &torture) {
   enum Way { KILLED, KILLED_INSIDE, EXITS, CLOSES, WAYS };
   std::string const name = unique("last user");
@@ -150,7 +150,7 @@ void lose_last_user(Torture &torture) {
       }
       self.tell();
       if (way == EXITS) {
-        _exit(0); // inside, with nothing closed
+        _exit(0); // holds the mutex, and has closed nothing
       }
       if (way != CLOSES) {
         pause();
@@ -174,11 +174,11 @@ void lose_last_user(Torture &torture) {
   }
 }
 
-// Killed at any moment, also while it makes, opens, takes, gives back and closes.
+// A user is killed at any time, also while it creates, opens, acquires, releases and closes.
 void kill_anywhere(Torture &torture) {
   enum { NOT_MADE = 1, NOT_TAKEN };
   constexpr unsigned int LONGEST_US = 1000;
-  static std::minstd_rand random(1); // the same every time
+  static std::minstd_rand random(1); // the same in each run
   std::string const name = unique("anywhere");
   for (unsigned int i = 0; i < rounds(1000); ++i) {
     alarm(HANG_S);
@@ -195,7 +195,7 @@ void kill_anywhere(Torture &torture) {
       }
     });
     bool const has_begun = user.wait_until_told();
-    Mutex here; // every second time this process uses it as well
+    Mutex here; // in every second round this process uses it as well
     if (i % 2 == 0) {
       here = create(name);
     }
@@ -216,7 +216,7 @@ void kill_anywhere(Torture &torture) {
 
 // --- Other users ------------------------------------------------------------------------------
 
-constexpr uid_t OTHER_USER = 54321; // whom nobody else is here
+constexpr uid_t OTHER_USER = 54321; // not used on this machine
 
 std::string directory_of_other() {
   return "/dev/shm/ostrel-mutexes-" + std::to_string(OTHER_USER);
@@ -226,7 +226,7 @@ bool become_other() {
   return setgid(OTHER_USER) == 0 && setuid(OTHER_USER) == 0;
 }
 
-// Ends with 0 when there is no mutex of that name, and one of his own can be had.
+// Exits with 0 if the user finds no mutex of that name and can create one.
 Role const own_role("own", [](Role::Arguments const &arguments) {
   if (!become_other()) {
     return 2;
@@ -235,7 +235,7 @@ Role const own_role("own", [](Role::Arguments const &arguments) {
   return none == nullptr && own != nullptr && own->acquire() && own->release() ? 0 : 1;
 });
 
-// Ends with 0 when no mutex of that name can be had.
+// Exits with 0 if the user can neither open nor create a mutex of that name.
 Role const none_role("none", [](Role::Arguments const &arguments) {
   if (!become_other()) {
     return 2;
@@ -244,7 +244,7 @@ Role const none_role("none", [](Role::Arguments const &arguments) {
   return made == nullptr && !is_there(arguments[0]) ? 0 : 1;
 });
 
-// Makes the mutex and puts a link to a file in the place of its own.
+// Creates the mutex and replaces its file by a link to another file.
 Role const link_role("link", [](Role::Arguments const &arguments) {
   if (!become_other()) {
     return 2;
@@ -286,7 +286,7 @@ constexpr Trap TRAPS[] = {
      }},
 };
 
-// Root plays two users, and an intruder that puts things where the mutexes of one of them are.
+// Root acts as two users, and as an intruder that puts files where the mutexes of one of them are.
 void keep_others_out(Torture &torture) {
   std::string const name = unique("private");
   Mutex const mine = create(name);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A process ends while its threads are in calls of the library, which goes from under them.
+// A process ends while its threads are in calls of the library, whose destructors run.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -44,7 +44,7 @@ constexpr useconds_t LONGEST_LIFE_US = 20000;
   }
 }
 
-// The threads are never waited for, and what they use of the program's own stays.
+// The threads are never joined; the program's objects that they use are never destroyed.
 Role const role("exits", [](Role::Arguments const &arguments) {
   alarm(HANG_S);
   auto *const source = new XmlConfigSource;

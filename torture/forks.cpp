@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A process forks while its threads log, read settings and load them: the copy has what they were
-// in the middle of, but not the threads.
+// A process forks while its threads log, read and load settings. The child has a copy of what the
+// threads were changing, but not the threads.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -32,10 +32,10 @@ namespace {
 
 constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
 constexpr unsigned int PARENT_LIMIT_S = 60;
-constexpr double LONGEST_FORK_MS = 3000; // the library waits a second for locks
+constexpr double LONGEST_FORK_MS = 3000; // the library waits up to 1 s for locks
 constexpr unsigned int PARENTS = 400;
-constexpr unsigned int FORKS = 4;       // of each: most of what goes wrong does so at first
-constexpr unsigned int MOST_FAULTS = 5; // then it is known
+constexpr unsigned int FORKS = 4;       // of each parent: most faults occur at the first use
+constexpr unsigned int MOST_FAULTS = 5; // then the run ends
 
 std::string variable(char const *name) {
   char const *const value = std::getenv(name);
@@ -49,7 +49,7 @@ bool log_all(std::string const &text, unsigned int number) {
   return category.warn("%s", text.c_str()) && postfixed.warn("%s", text.c_str());
 }
 
-// Also warns of a key that is none, by a category of the library that is made at its first warning.
+// Also causes a warning about a malformed key, whose category is created at its first warning.
 bool read_user_settings(unsigned int number) {
   std::string const key = "UserConfig/Key:" + std::to_string(number % 50) + "/Name";
   std::string const kept = "UserConfig/Kept/Name" + std::to_string(number);
@@ -74,7 +74,7 @@ bool read_configuration() {
 }
 
 std::atomic<bool> is_done{false};
-std::atomic<bool> is_wrong{false}; // something in the parent
+std::atomic<bool> is_wrong{false}; // a fault in the parent
 
 void work(unsigned int thread) {
   for (unsigned int i = 0; !is_done; ++i) {
@@ -85,7 +85,7 @@ void work(unsigned int thread) {
   }
 }
 
-// In the child. The end is that of a program or that of one that replaces itself.
+// Uses the library in a child, then ends it by `exit` or, as an exec would, without exit handlers.
 [[noreturn]] void end_child(unsigned int number) {
   alarm(CHILD_LIMIT_S);
   bool const is_right = log_all("child " + std::to_string(number) + ".", 1000000 + number) &&
@@ -97,13 +97,13 @@ void work(unsigned int thread) {
   _exit(status);
 }
 
-// At once: a child has what is not written yet, and writes it again.
+// Flushes at once: a child would write the buffered text again.
 void fault(std::string const &text) {
   std::printf("%s\n", text.c_str());
   std::fflush(stdout);
 }
 
-// Each child logs its number twice, whole.
+// Checks that each child has logged its number twice.
 void look_at_log(std::string const &log, unsigned int count) {
   std::map<std::string, unsigned int> lines;
   std::istringstream text(log);
@@ -146,8 +146,8 @@ bool fork_child(unsigned int number) {
   return status == 0;
 }
 
-// Forks from the first moment on, in which much is done for the first time. Standard output gets
-// the faults, standard error how long the slowest fork took.
+// Forks at once, while much is used for the first time. Prints the faults to standard output and
+// the duration of the slowest fork to standard error.
 Role const forks_role("forks", [](Role::Arguments const &arguments) {
   auto const count = static_cast<unsigned int>(std::stoul(arguments[0]));
   alarm(PARENT_LIMIT_S);

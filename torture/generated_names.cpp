@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Generated names and texts are set in sources, saved and loaded. Of most of them it is known how
-// they were made whether a file can hold them: those must be accepted, or refused. What is accepted
-// comes back byte for byte, what is refused leaves no trace.
+// Generated names and texts are set in sources, saved and loaded. Most are generated as valid or
+// invalid on purpose, and must be accepted or refused accordingly. Accepted ones are loaded byte
+// for byte; refused ones change nothing.
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -35,7 +35,7 @@ struct Generated {
   Fate fate;
 };
 
-// Borders of the ranges that XML 1.0 has for names and texts, and what means something in a file.
+// The borders of the ranges that XML 1.0 has for names and texts, and special characters.
 constexpr std::string_view NAME_START[] = {"a"sv,
                                            "z"sv,
                                            "A"sv,
@@ -121,14 +121,14 @@ constexpr std::string_view TEXT[] = {"a"sv,
                                      "\xF4\x8F\xBF\xBF"sv};
 constexpr std::string_view FORBIDDEN[] = {
     "\x01"sv, "\x08"sv, "\x0B"sv, "\x0C"sv, "\x0E"sv, "\x1F"sv, "\xEF\xBF\xBE"sv, "\xEF\xBF\xBF"sv,
-    // No UTF-8: longer than needed, a surrogate, beyond the end, cut off, without a beginning.
+    // Not UTF-8: overlong, a surrogate, beyond U+10FFFF, cut off, without a first byte.
     "\xC0\x80"sv, "\xE0\x80\x80"sv, "\xED\xA0\x80"sv, "\xED\xBF\xBF"sv, "\xF4\x90\x80\x80"sv,
     "\xF8\x88\x80\x80\x80"sv, "\xE2\x82"sv, "\xC3"sv, "\xF0\x90\x80"sv, "\x80"sv, "\xFF"sv,
     "\xFE"sv};
 
 class Generator {
 public:
-  // Whether something happens that happens once in `times`.
+  // True once in `times` calls, at random.
   bool once_in(unsigned int times) { return below(times) == 0; }
   std::size_t below(std::size_t count) { return random_() % count; }
 
@@ -166,7 +166,7 @@ private:
     return parts[below(COUNT)];
   }
 
-  // Mostly short, now and then long.
+  // Mostly short, sometimes long.
   std::size_t length() {
     return once_in(1000) ? below(20000) : once_in(10) ? below(300) : below(12);
   }
@@ -204,7 +204,7 @@ private:
     return text;
   }
 
-  // Puts the part at some place where it parts no character of the text.
+  // Inserts the part at a random place between two characters.
   std::string with(std::string_view part, std::string text) {
     std::size_t at = below(text.size() + 1);
     while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) {
@@ -216,7 +216,7 @@ private:
   std::mt19937 random_; // the same in each run
 };
 
-// --- What a file should hold ------------------------------------------------------------------
+// --- The expected contents of a file ----------------------------------------------------------
 
 struct Key {
   std::string name, text;
@@ -285,7 +285,7 @@ class Run {
 public:
   explicit Run(Torture &torture) : torture_(torture) {}
 
-  // Fills one file, saves and loads it.
+  // Fills a file, saves and loads it.
   void fill_file();
 
   unsigned int sets() const { return sets_; }
@@ -299,7 +299,7 @@ private:
   Torture &torture_;
   TemporaryDirectory directory_;
   Generator generator_;
-  std::vector<Key *> keys_; // of the file at hand
+  std::vector<Key *> keys_; // of the current file
   unsigned int files_ = 0, sets_ = 0, accepted_ = 0;
 };
 
@@ -354,7 +354,7 @@ void Run::fill_file() {
   keys_ = {&top};
   for (unsigned int i = 0; i < SETS_PER_FILE; ++i, ++sets_) {
     Key &key = *keys_[generator_.below(keys_.size())];
-    // Blanks alone are lost once there is a sub-key.
+    // A text of only blanks is lost once there is a sub-key.
     bool const keeps_text =
         key.text.empty() || key.text.find_first_not_of(" \t\r\n") != key.text.npos;
     keeps_text &&generator_.once_in(3) ? create_key(source, key) : set_value(source, key);

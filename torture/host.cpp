@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The host parses with libxml2, with error handlers of its own, and reads the environment, while
-// the library loads its files with libxml2 and changes variables.
+// The host parses with libxml2 and its own error handlers, and reads the environment, while the
+// library loads its files with libxml2 and changes variables.
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
@@ -45,7 +45,7 @@ void count_generic(void * /*context*/, char const * /*format*/, ...) {
   ++generic_errors;
 }
 
-// What the parser says of a text by itself, for comparison.
+// The result of the parser without the library, for comparison.
 int errors_of(char const *text, xmlDoc *(*parse)(char const *)) {
   structured_errors = generic_errors = 0;
   if (xmlDoc *const document = parse(text); document != nullptr) {
@@ -66,7 +66,7 @@ xmlDoc *parse_with_own_parser(char const *text) {
   return document;
 }
 
-// Whether the blanks are still there, which the library leaves out of its own documents.
+// Whether the document has its blanks, which the library removes from its own documents.
 bool keeps_blanks() {
   xmlDoc *const document = xmlParseDoc(reinterpret_cast<xmlChar const *>(GOOD));
   if (document == nullptr) {
@@ -78,8 +78,8 @@ bool keeps_blanks() {
   return is_kept;
 }
 
-// Whether a variable's value begins with that text. Not looked at by the thread sanitizer, which
-// does not know that nobody writes what `getenv` gives.
+// Whether a variable's value begins with that text. Hidden from the thread sanitizer, which does
+// not know that the text that `getenv` returns is never written.
 __attribute__((no_sanitize("thread"))) bool begins_with(char const *value, char const *text) {
   while (*text != '\0' && *value == *text) {
     ++value;
@@ -124,7 +124,7 @@ public:
   unsigned long changes() const { return changes_; }
 
 private:
-  // The host's own handlers stay in force in a thread that loads.
+  // The host's own handlers are restored in a thread that loads.
   void load_all() {
     xmlSetStructuredErrorFunc(nullptr, count_structured);
     XmlConfigSource source;
@@ -171,7 +171,7 @@ private:
     } while (ended_ < 2);
   }
 
-  // Of a variable that changes only the old value or a new one is there, whole.
+  // A variable that changes has either the old or the new value, complete.
   void read_environment() {
     do {
       char const *const steady = std::getenv("TORTURE_STEADY");
@@ -192,7 +192,7 @@ private:
 
   void change_environment() {
     ISharedLibrary *const library = Platform::create_shared_library();
-    library->set_name("libresolv.so.2"); // part of the C library, and needed by nobody here
+    library->set_name("libresolv.so.2"); // part of the C library, and not needed here
     do {
       library->add_search_path(std::to_string(changes_ % 100).c_str());
       if (library->load() != RESULT_SUCCESS || library->unload() != RESULT_SUCCESS) {
@@ -205,7 +205,7 @@ private:
     library->remove_ref();
   }
 
-  // Changes the library's variable, and removes it again; gives what it was meanwhile.
+  // Sets the library's variable and removes it again; returns its value in between.
   static std::string set_up() {
     char program[] = "ostrel-core/torture";
     char *arguments[] = {program, nullptr};

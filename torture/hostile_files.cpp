@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Files that were made to hurt whoever loads them. Each is loaded by a process of its own, whose
-// time and memory the system tells; then all of them by one that strace watches.
+// Files that were made to harm the program that loads them. Each is loaded in its own process,
+// whose time and memory are measured; then all are loaded in one process under strace.
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -28,14 +28,14 @@ namespace {
 using namespace Ostrel;
 
 constexpr double LONGEST_MS = 100;        // of processor time, for a small file
-constexpr double LONGEST_MS_PER_MB = 200; // more for each megabyte of a larger one
-constexpr long MOST_KB = 64L * 1024;      // above what an empty file takes
+constexpr double LONGEST_MS_PER_MB = 200; // added for each megabyte of a larger file
+constexpr long MOST_KB = 64L * 1024;      // above the load of an empty file
 constexpr unsigned int HANGS_AFTER = 5;   // seconds
-constexpr int SOME = 100000;              // of what is many
+constexpr int SOME = 100000;              // of everything that occurs often
 
 // --- The corpus -------------------------------------------------------------------------------
 
-// The files, in a directory under their numbers. In the quick run it has every hundredth.
+// The files, in a directory, named by their numbers. The quick run has every hundredth.
 class Corpus {
 public:
   void add(std::string const &content) {
@@ -58,7 +58,7 @@ private:
   unsigned int met_ = 0, size_ = 0;
 };
 
-// `count` times the text, in which each '@' is the number of the time.
+// Repeats a text, with the number of the repetition for each '@'.
 std::string repeated(std::string const &text, int count) {
   std::string result;
   for (int i = 0; i < count; ++i) {
@@ -73,7 +73,7 @@ std::string with_declarations(std::string const &declarations, std::string const
   return "<!DOCTYPE R [" + declarations + "]><R>" + content + "</R>";
 }
 
-// Has something of everything that the parser knows.
+// A file with every construct that the parser knows.
 constexpr char GOOD_FILE[] =
     "<?xml version='1.0' encoding='UTF-8' standalone='yes'?>\n<!-- comment -->\n<?instruction v?>\n"
     "<!DOCTYPE UserConfig [\n<!ELEMENT UserConfig ANY>\n<!ATTLIST K v CDATA #IMPLIED w ID 'd'>\n"
@@ -139,7 +139,7 @@ void add_deep_and_huge(Corpus &corpus) {
   }
 }
 
-// Each entity ten times the one before.
+// Each entity is ten times the one before.
 std::string laughs(std::string const &first) {
   std::string declarations = "<!ENTITY e0 '" + first + "'>";
   for (int i = 1; i < 30; ++i) {
@@ -189,7 +189,7 @@ void add_entities(Corpus &corpus) {
   }
 }
 
-// What would have the parser look elsewhere. `elsewhere` is a readable file.
+// References to other files. `elsewhere` is a readable file.
 void add_external(Corpus &corpus, std::string const &elsewhere) {
   for (std::string const &place :
        {elsewhere, "file://" + elsewhere, std::string("/etc/passwd"),
@@ -227,7 +227,7 @@ constexpr char const *ENCODINGS[] = {
     "UTF-7",   "ISO-8859-1", "US-ASCII",    "EBCDIC-US",   "IBM037",          "Shift_JIS", "EUC-JP",
     "GB18030", "BIG5",       "ISO-2022-JP", "ISO-2022-KR", "ISO-2022-CN-EXT", "HTML",      ""};
 
-// What the C library opens for an encoding belongs to it, whatever else is in the file.
+// Files that the C library opens for an encoding are allowed.
 void add_harmless(Corpus &corpus) {
   corpus.add_always(GOOD_FILE);
   for (char const *name : ENCODINGS) {
@@ -267,7 +267,7 @@ void add_encodings(Corpus &corpus) {
   }
 }
 
-// --- What a load costs ------------------------------------------------------------------------
+// --- The cost of a load -----------------------------------------------------------------------
 
 struct Cost {
   double processor_ms;
@@ -281,15 +281,14 @@ unsigned long load(std::string const &path) {
   return source.init_source(path.c_str());
 }
 
-// What the load of a file may take: more for a larger one, since the limits on a file are numbers
-// of what it has.
+// The allowed cost of a load: more for a larger file, since the limits on a file are counts.
 double longest_ms(std::string const &path) {
-  std::error_code error; // for no file
+  std::error_code error; // ignored: a missing file has size 0
   auto const size = std::filesystem::file_size(path, error);
   return LONGEST_MS + (error ? 0 : static_cast<double>(size) * 1e-6 * LONGEST_MS_PER_MB);
 }
 
-// Loads a file in a process of its own; one that is nowhere costs what any process does.
+// Loads a file in its own process; for a missing file, the cost of the process itself.
 Cost measure_once(std::string const &path) {
   pid_t const child = fork();
   if (child == 0) {
@@ -308,7 +307,7 @@ Cost measure_once(std::string const &path) {
   return cost;
 }
 
-// The same; what takes long is tried again, since whatever else runs here takes the caches away.
+// The same; a slow load is repeated, since other processes on the machine evict the caches.
 Cost measure_load(std::string const &path) {
   constexpr int ATTEMPTS = 3;
   Cost cost = measure_once(path);
@@ -319,7 +318,7 @@ Cost measure_load(std::string const &path) {
   return cost;
 }
 
-// The beginning of a file, as far as it can be shown.
+// The printable beginning of a file.
 std::string shown(std::string const &path) {
   std::string text = read_file(path).substr(0, 100);
   std::replace_if(
@@ -348,7 +347,7 @@ Cost measure_loads(Torture &torture, Corpus const &corpus) {
   return most;
 }
 
-// --- What a load touches ----------------------------------------------------------------------
+// --- The files that a load opens --------------------------------------------------------------
 
 void be_silent() {
   LoggingCategory::get_instance("Ostrel.Core.Base.XmlConfigSource")
@@ -363,8 +362,8 @@ Role const load_all("load-all", [](Role::Arguments const &arguments) {
   return EXIT_SUCCESS;
 });
 
-// Has the first `count` files loaded by a process that is watched.
-// @return its system calls on files and the network, of which the paths into the corpus are one.
+// Loads the first `count` files in a process under strace.
+// @return its system calls on files and the network, with one name for all paths into the corpus.
 std::set<std::string> watch_loaded(Torture &torture, Corpus const &corpus, unsigned int count) {
   TemporaryDirectory const directory;
   std::string const program = std::filesystem::read_symlink("/proc/self/exe").string(),
@@ -377,7 +376,7 @@ std::set<std::string> watch_loaded(Torture &torture, Corpus const &corpus, unsig
   }
   std::ifstream lines(trace);
   std::set<std::string> calls;
-  // The number of the process, its arguments, and where something is in its memory.
+  // Removes process numbers, arguments and addresses.
   std::regex const changing("^[0-9]+ +|0x[0-9a-f]+|\\[.*\\]|\\{.*\\}| = .*");
   std::regex const file("[^\"]*" + corpus.directory() + "/[0-9]+\\.xml");
   for (std::string line; std::getline(lines, line);) {
@@ -386,7 +385,7 @@ std::set<std::string> watch_loaded(Torture &torture, Corpus const &corpus, unsig
   return calls;
 }
 
-// Has them loaded, of which the first `harmless` say what may be opened.
+// Loads all files; those that the first `harmless` open are allowed.
 void watch_loads(Torture &torture, Corpus const &corpus, unsigned int harmless) {
   std::set<std::string> const known = watch_loaded(torture, corpus, harmless);
   std::set<std::string> const met = watch_loaded(torture, corpus, corpus.size());

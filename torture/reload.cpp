@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library is loaded, used and unloaded, over and over, by a program that is not linked to it.
+// A program that is not linked to the library loads, uses and unloads it repeatedly.
 #include "core/base/capi/ovra.h"
 #include "tests/support/Files.hpp"
 #include "torture/support/Torture.hpp"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr unsigned int HANG_S = 30; // each time
 
-// What a process has too much of when the library leaves something behind.
+// Resources of a process that the library could leak.
 struct Holdings {
   long resident_kb, mappings, descriptors, threads;
 };
@@ -51,7 +51,7 @@ Holdings look() {
           count_entries("/proc/self/fd"), count_entries("/proc/self/task")};
 }
 
-// What each signal does; the program may have been started with one ignored.
+// The action of each signal; the program may have been started with one ignored.
 std::vector<sighandler_t> signal_handlers() {
   std::vector<sighandler_t> handlers;
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
@@ -66,7 +66,7 @@ template <typename Function> Function *symbol(void *library, char const *name) {
   return reinterpret_cast<Function *>(dlsym(library, name));
 }
 
-// Logs and asks for a setting through the C interface.
+// Logs and reads a setting through the C interface.
 bool use_c_interface(void *library) {
   auto *const log = symbol<decltype(ovra_log__info)>(library, "ovra_log__info");
   auto *const get =
@@ -98,8 +98,8 @@ struct Loaded {
   void *library, *plugin;
 };
 
-// For the host's own steps around a fork, which were there before the library: they are taken while
-// it has all of its state for the fork.
+// For the host's own fork handlers, registered before the library: they run while the library holds
+// its mutexes for the fork.
 Loaded const *loaded_for_steps = nullptr;
 bool is_used_in_steps = true;
 
@@ -110,7 +110,7 @@ void step() {
   }
 }
 
-// A child of fork has the library as well, and ends with it.
+// A child of fork also has the library, and ends with it loaded.
 bool is_used_in_child(Loaded const &loaded) {
   loaded_for_steps = &loaded;
   pid_t const child = fork();
@@ -132,7 +132,8 @@ void load_and_unload(Torture &torture, unsigned int round) {
     torture.fault("round %u: %s", round, dlerror());
     return;
   }
-  bool const is_forked_first = round % 20 == 0; // the steps then use everything for the first time
+  bool const is_forked_first =
+      round % 20 == 0; // then everything is used for the first time in the handlers
   if (is_forked_first && !is_used_in_child({library, plugin})) {
     torture.fault("round %u: no use in a child at first", round);
   }
@@ -145,7 +146,7 @@ void load_and_unload(Torture &torture, unsigned int round) {
   if (round % 10 == 0 && !is_used_in_child({library, plugin})) {
     torture.fault("round %u: no use in a child", round);
   }
-  // The plug-in goes alone, or takes the library with it.
+  // Unloads the plug-in alone, or with the library.
   bool const is_library_first = round % 2 == 0;
   dlclose(is_library_first ? library : plugin);
   dlclose(is_library_first ? plugin : library);
@@ -161,7 +162,7 @@ void load_and_unload(Torture &torture, unsigned int round) {
 
 int torture() {
   Torture torture("The library is loaded and unloaded without a trace");
-  constexpr unsigned int SETTLED = 10; // rounds, until the C library has what it keeps
+  constexpr unsigned int SETTLED = 10; // rounds, until the C library keeps no more memory
   constexpr long MOST_KB = 512;        // of growth, in all
   TemporaryDirectory const directory;
   std::string const log = directory.path("log");

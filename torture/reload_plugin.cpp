@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What torture_reload loads: it brings the library along, and uses it until it is gone.
+// The plug-in that torture_reload loads: it is linked to the library, and uses it until its own
+// unload.
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -18,7 +19,7 @@ using namespace Ostrel;
 
 namespace {
 
-// Its end comes when the plug-in is unloaded, be it that the library is being unloaded as well.
+// Destroyed when the plug-in is unloaded, possibly together with the library.
 struct LogsToTheEnd {
   ~LogsToTheEnd() {
     LoggingCategory::get_instance("reload.end").warn("still here");
@@ -42,7 +43,7 @@ unsigned int compute(void *is_there) {
   }
 }
 
-// Ends a thread by force. Starts none where it would run on in a plug-in that is unloaded.
+// Ends a thread by force. Starts none if `stop` could not end it before the plug-in is unloaded.
 bool stop_thread() {
   if (!CAN_END_THREADS) {
     return true;
@@ -60,7 +61,7 @@ bool stop_thread() {
 
 } // namespace
 
-// Whether a thread that logs, one that is ended by force, and a mutex with a name work.
+// Whether a thread that logs, a thread that is ended by force, and a named mutex work.
 extern "C" OSTBASE_API bool use_library(char const *mutex_name);
 
 bool use_library(char const *mutex_name) {
@@ -72,7 +73,7 @@ bool use_library(char const *mutex_name) {
          stop_thread();
 }
 
-// Whether a source can be had.
+// Whether a source works.
 extern "C" OSTBASE_API bool make_source();
 
 bool make_source() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Threads are ended by force in many states. After each of them the process does what would hang or
-// fail if something that other threads need had ended with the thread.
+// Threads are ended by force in many states. After each, the other threads use what the ended
+// thread may have held: a lock that it left behind would make them hang or fail.
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -38,7 +38,7 @@ namespace {
 
 constexpr unsigned long LONG_MS = 20000;
 constexpr unsigned int HANG_S = 60;
-constexpr unsigned int FOR_A_MEAN = 100; // times, from which on lost memory is judged
+constexpr unsigned int FOR_A_MEAN = 100; // times, needed to judge lost memory
 
 using Thread = std::unique_ptr<IThread>;
 
@@ -46,11 +46,11 @@ Thread make_thread(IThread::Routine routine, void *argument = nullptr) {
   return Thread(Platform::create_thread(routine, argument, false));
 }
 
-// --- What the threads are doing ---------------------------------------------------------------
+// --- The states of the threads ----------------------------------------------------------------
 
 struct Surroundings {
-  std::unique_ptr<IMutex> mutex{Platform::create_mutex(true)}; // of the main thread
-  std::unique_ptr<IMutex> named;                               // of another process
+  std::unique_ptr<IMutex> mutex{Platform::create_mutex(true)}; // held by the main thread
+  std::unique_ptr<IMutex> named;                               // held by another process
   std::mutex program_mutex;
   std::unique_ptr<IConditionVariable> condition{Platform::create_condition_variable()};
   Thread idle = make_thread([](void *) -> unsigned int {
@@ -78,7 +78,7 @@ void log() {
   LoggingCategory::get_instance("torture.stop").warn("%d", 1);
 }
 
-// What a termination may take with it, in bytes: of a thread that owns nothing, and of one for
+// The memory that a termination may leak, in bytes: of a thread that owns nothing, and of one for
 // which the C library keeps freed blocks.
 constexpr long NOTHING = 1024;
 constexpr long BLOCKS = 8192;
@@ -88,7 +88,7 @@ int compare_without_end(void const * /*unused*/, void const * /*unused*/) {
   }
 }
 
-// Between the calls of a loop: otherwise the signal would seldom find the thread outside of them.
+// Between the calls of a loop, so that the signal often finds the thread outside of them.
 void compute() {
   static std::atomic<unsigned int> work{0};
   for (int i = 0; i < 1000; ++i) {
@@ -99,7 +99,7 @@ void compute() {
 struct State {
   char const *name;
   long most_lost;
-  void (*step)(); // done over and over
+  void (*step)(); // repeated
 };
 
 constexpr State STATES[] = {
@@ -134,7 +134,7 @@ constexpr State STATES[] = {
      }},
 };
 
-// A thread in one of these is not ended, and no other thread is affected.
+// A thread in one of these states is not ended, and no other thread is affected.
 constexpr State LASTING_STATES[] = {
     {"computes with all signals blocked", NOTHING,
      [] {
@@ -158,17 +158,17 @@ unsigned int repeat(void *state) {
   }
 }
 
-// --- What the other threads do afterwards -----------------------------------------------------
+// --- The other threads afterwards -------------------------------------------------------------
 
 void fault(char const *state, char const *what) {
   std::printf("%s: %s\n", state, what);
   std::fflush(stdout);
 }
 
-// A thread that is released by a signal, which must not be lost to an ended thread.
+// A thread that waits for a signal, which must not be lost to an ended thread.
 unsigned int wait_for_signal(void *is_waiting) {
   IConditionVariable &condition = *around->condition;
-  while (!condition.lock_mutex()) { // refused once when the owner was terminated
+  while (!condition.lock_mutex()) { // refused once if the owner was terminated
   }
   *static_cast<std::atomic<bool> *>(is_waiting) = true;
   bool const is_released = condition.wait(LONG_MS, false);
@@ -224,9 +224,9 @@ Thread start_in(State const &state) {
   return thread;
 }
 
-// Terminates a thread of that state so many times.
+// Terminates a thread in that state, `times` times.
 void stop_in(State const &state, unsigned int times) {
-  static std::minstd_rand random(1); // the same every time
+  static std::minstd_rand random(1); // the same in each run
   for (unsigned int i = 0; i < times; ++i) {
     alarm(HANG_S);
     Thread const thread = start_in(state);
@@ -244,7 +244,7 @@ void stop_in(State const &state, unsigned int times) {
   }
 }
 
-// The thread stays to the end of the process.
+// The thread runs until the end of the process.
 void fail_to_stop_in(State const &state) {
   alarm(HANG_S);
   Thread const thread = start_in(state);
@@ -254,7 +254,7 @@ void fail_to_stop_in(State const &state) {
   use_everything(state.name);
 }
 
-// Opens a mutex that another process owns, which lasts as long as this one.
+// Opens a mutex that another process owns until this process ends.
 bool make_named_mutex() {
   std::string const name = "torture stop " + std::to_string(getpid());
   std::array<int, 2> owned = {};
@@ -276,7 +276,7 @@ bool make_named_mutex() {
   return is_owned && result == RESULT_SUCCESS;
 }
 
-// Makes a terminal the controlling one of this process.
+// Makes a pseudo-terminal the controlling terminal of this process.
 bool make_terminal() {
   int const master = posix_openpt(O_RDWR | O_NOCTTY);
   if (setsid() == -1 || grantpt(master) != 0 || unlockpt(master) != 0) {
@@ -286,7 +286,7 @@ bool make_terminal() {
   return around->terminal != -1 && ioctl(around->terminal, TIOCSCTTY, 0) == 0;
 }
 
-// Standard output gets the faults, standard error the state that is being tried.
+// Prints the faults to standard output and the current state to standard error.
 Role const stop_role("stop", [](Role::Arguments const &arguments) {
   auto const times = static_cast<unsigned int>(std::stoul(arguments[0]));
   around = new Surroundings;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the headers say of threads. For each class whose header allows several threads, every pair
-// of its operations meets in four threads, and then all of them at random.
+// For each class whose header allows several threads, four threads run every pair of its operations
+// at the same time, and then all operations at random.
 #include "tests/support/Threads.hpp"
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr int THREADS = 4;
 
-// Lets the threads go on together, again and again.
+// A barrier for all threads.
 class Barrier {
 public:
   void wait() {
@@ -40,8 +40,8 @@ struct Done {
   unsigned long pairs = 0, operations = 0;
 };
 
-// Two threads run the one operation of each pair and two the other.
-// @return what one thread of them did, all pairs included.
+// Two threads run one operation of each pair, and two the other.
+// @return the number of operations of one thread in all pairs.
 Done run(Stage const &stage, Barrier &barrier, int thread, unsigned int times) {
   std::mt19937 random(static_cast<unsigned int>(thread));
   Done done;

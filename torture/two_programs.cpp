@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Two programs commit different settings to one file without pause, while a third loads it. What
-// one of them commits may be lost in what the other one does; each load must find the whole text of
-// some commit of each.
+// Two programs commit different settings to one file without pause, while a third loads it. A
+// commit of one may be overwritten by the other, but each load must find a complete text of each.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -24,9 +23,9 @@ namespace {
 using namespace Ostrel;
 
 constexpr char const *KEYS[] = {"First", "Second"};
-constexpr unsigned int FEWEST_STATES = 10; // of the file, a small part of what a slow disk allows
+constexpr unsigned int FEWEST_STATES = 10; // of the file; a slow disk allows many more
 
-// The text of that number, in which each part is its number: no mixture of two is one of them.
+// The text of that number, which repeats it: no mixture of two texts is a valid text.
 std::string make_text(unsigned int number) {
   std::string result;
   for (unsigned int i = 0; i <= number % 2000; ++i) {
@@ -40,7 +39,7 @@ bool is_whole(std::string const &text) {
          text == make_text(static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 10)));
 }
 
-// Commits with the numbers from 1 on until the file `end` is there.
+// Commits the texts from 1 on until the file `end` exists.
 // @return the exit status.
 int commit_without_pause(char const *key, std::string const &end) {
   std::string const name = std::string("UserConfig/") + key + "/v";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Processes write lines of all lengths to one log file: half of them with an output of their own,
-// half through a category that the environment sends there.
+// Processes write lines of all lengths to one log file: half of them by their own output, half by a
+// category that the environment configures.
 #include "core/base/logging/FileLoggingOutput.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "tests/support/Child.hpp"
@@ -24,8 +24,7 @@ constexpr char CATEGORY[] = "Torture.Lines";
 constexpr unsigned int SHORTEST = 80, LONGEST = 16000; // characters
 constexpr std::chrono::seconds LONGEST_START(30);      // of all processes
 
-// The message of that process and number: it tells them, and all that follows is filled with what
-// depends on both.
+// The message of that process and number: both numbers, then a filling that depends on both.
 std::string make_message(unsigned int process, unsigned int number) {
   std::string message = std::to_string(process) + " " + std::to_string(number) + " ";
   unsigned int const length =
@@ -34,8 +33,8 @@ std::string make_message(unsigned int process, unsigned int number) {
   return message;
 }
 
-// Waits until all processes have come here, so that they write at the same time.
-// @return false when one does not come.
+// Waits until all processes have started, so that they write at the same time.
+// @return false if one does not start.
 bool wait_for_all(std::string const &path) {
   using Clock = std::chrono::steady_clock;
   std::string const ready = path + ".ready";
@@ -75,7 +74,7 @@ Role const category("category", [](Role::Arguments const &arguments) {
   return EXIT_SUCCESS;
 });
 
-// Checks that each process's lines are there, whole and in their order.
+// Checks that the lines of each process are complete and in order.
 void check_lines(Torture &torture, std::string const &path, unsigned int count) {
   std::ifstream file(path, std::ios::binary);
   std::vector<unsigned int> next(PROCESSES);

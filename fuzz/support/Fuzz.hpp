@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-/// One input of a target, taken apart from front to back. Behind its end everything is empty or 0.
+/// One input of a target, consumed from front to back. After its end everything is empty or 0.
 class Input {
 public:
   explicit Input(std::string_view bytes) : rest_(bytes) {}
@@ -17,24 +17,24 @@ public:
 
   unsigned char take_byte();
 
-  /// Takes a number below `limit` (at most 256, at least 1). Digits of text stand for themselves,
-  /// so that an input can be written by hand.
+  /// Consumes a number below `limit` (1 to 256). A digit means its own value, so that an input can
+  /// be written by hand.
   unsigned int take_number(unsigned int limit);
 
-  /// Takes what stands before the mark, and the mark off; all of it when there is no such mark.
+  /// Consumes the text before the mark, and the mark; everything if there is no mark.
   std::string_view take_until(std::string_view mark);
 
-  /// Takes a text as C has it, up to its terminator.
+  /// Consumes a text up to its terminator.
   std::string take_text();
 
-  /// Takes all that is left.
+  /// Consumes the rest.
   std::string_view take_rest();
 
 private:
   std::string_view rest_;
 };
 
-/// A copy in a block of exactly its size: to read or write beyond it is seen.
+/// A copy in a block of its exact size, so that a sanitizer detects accesses beyond it.
 class ExactCopy {
 public:
   explicit ExactCopy(std::string_view bytes);
@@ -45,12 +45,11 @@ private:
   std::unique_ptr<char[]> block_;
 };
 
-/// Ends the run, with the message, when something that was promised does not hold. The fuzzer then
-/// keeps the input.
+/// Ends the run with the message if the condition is false. The fuzzer then keeps the input.
 void require(bool holds, char const *format, ...) OSTBASE_PRINTF(2, 3);
 
-/// Lets the library log nothing: what is wrong with an input is no news.
+/// Disables the library's log: faults of an input are expected.
 void silence_logging();
 
-/// What a target does with one input; each defines its own.
+/// Runs a target on one input; each target defines its own.
 void fuzz(Input input);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What starts a target where there is no fuzzer: runs it on the kept inputs, for a build that
-// counts which lines they reach.
+// The main program of a target without a fuzzer: runs it on the kept inputs, for a build that
+// measures coverage.
 #include "tests/support/Files.hpp"
 
 #include <cstddef>

@@ -62,7 +62,7 @@ Outcome right_if(bool is_right) {
   return is_right ? Outcome::RIGHT : Outcome::WRONG;
 }
 
-// The outcome of an operation that says by a code when it lacks memory, or by one of `others`.
+// The outcome of an operation that reports a lack of memory by its code, or by one of `others`.
 Outcome by_code(unsigned long result, bool is_right,
                 std::initializer_list<unsigned long> others = {}) {
   bool const is_refusal = result == RESULT_OUT_OF_MEMORY ||
@@ -75,17 +75,17 @@ Outcome all_or_nothing(bool is_done, bool is_nothing) {
   return is_done ? Outcome::RIGHT : is_nothing ? Outcome::REFUSED : Outcome::WRONG;
 }
 
-// The outcome of several: the worst.
+// The worst of several outcomes.
 Outcome worst(std::initializer_list<Outcome> outcomes) {
   return std::max(outcomes);
 }
 
-// What a file gets while this object lives.
+// The text that is appended to a file during the life of this object.
 class NewText {
 public:
   explicit NewText(std::string path) : path_(std::move(path)), before_(read_file(path_).size()) {}
 
-  // Without what logging says once, when there was no memory to set it up.
+  // Without the message that logging writes once if there was no memory for its set-up.
   std::string text() const {
     std::string const now = read_file(path_);
     std::string text = now.substr(std::min(before_, now.size()));
@@ -95,12 +95,12 @@ public:
     }
     return text;
   }
-  // The outcome of writing just that: a line for which there is no memory is lost.
+  // The outcome of writing only this text: a line is lost if there is no memory for it.
   Outcome is(std::string const &expected) const {
     std::string const now = text();
     return all_or_nothing(now == expected, now.empty());
   }
-  // The same for a line among others.
+  // The same for one line of several.
   Outcome has(std::string const &expected) const {
     return text().find(expected) != std::string::npos ? Outcome::RIGHT : Outcome::REFUSED;
   }
@@ -404,7 +404,7 @@ Outcome search_files() {
   unsigned long const system = strain([&] {
     return Platform::find_system_or_regular_file(Platform::CONFIG_PATH, "robot.xml", &element);
   });
-  // Without memory for the property it is a place below the current directory, and says so.
+  // Without memory for the property it is below the current directory, with a warning.
   strain([&] {
     Platform::find_place_to_write(Platform::CONFIG_PATH, "a name that needs memory", &to_write);
     return 0;
@@ -459,13 +459,13 @@ Outcome set_environment_up() {
     return 0;
   });
   std::unique_ptr<char[]> const owned(made);
-  restore_config_path(); // which the end of the set-up removes
+  restore_config_path(); // the destructor of the set-up removes it
   return all_or_nothing(made != nullptr &&
                             std::strcmp(made, "/a/directory/of/sources\\a/relative/path") == 0,
                         made == nullptr);
 }
 
-// As exact as the library's: `std::time` is late by some milliseconds.
+// As exact as the library's clock: `std::time` is late by some milliseconds.
 std::time_t now() {
   timespec time = {};
   clock_gettime(CLOCK_REALTIME, &time);
@@ -485,7 +485,7 @@ Outcome read_local_time() {
     return static_cast<int>((time / 60 + AHEAD) % DAY);
   };
   int const given = hour * 60 + minute;
-  // What the C library could not read of the zone while we were loaded, it never reads again.
+  // If the C library could not read the zone during the load, it never retries.
   bool const is_lost = FailingMalloc::failed_at_load() > 0 && timezone != -60 * AHEAD;
   return right_if(is_lost || given == minute_of_day(before) || given == minute_of_day(now()));
 }
@@ -497,12 +497,12 @@ Outcome log_to_root() {
   bool const has_passed = strain([] {
     return LoggingCategory::get_instance("Torture.Root.A.Name.That.Needs.Memory").warn("A line");
   });
-  // The category that drops everything says so.
+  // The category that drops everything has this name.
   return worst({has_passed ? Outcome::RIGHT : Outcome::REFUSED, err.is("WARN  - A line\n")});
 }
 
 Outcome log_where_environment_says() {
-  // A file that could not be opened without memory is opened again a second later.
+  // If a file could not be opened without memory, the output retries after 1 s.
   constexpr unsigned long PAUSE_MS = 1100;
   static bool has_failed = false;
   if (has_failed) {
@@ -616,7 +616,7 @@ Outcome refuse_units() {
 
 // --- Configuration ----------------------------------------------------------------------------
 
-// Loads a file of the scenario; null, with the outcome, when that fails.
+// Loads a file of the scenario; null, with the outcome, on failure.
 std::unique_ptr<XmlConfigSource> load(char const *file, Outcome *outcome) {
   std::unique_ptr<XmlConfigSource> source(
       strain([] { return new (std::nothrow) XmlConfigSource; }));
@@ -632,8 +632,8 @@ std::unique_ptr<XmlConfigSource> load(char const *file, Outcome *outcome) {
   return loaded == RESULT_SUCCESS ? std::move(source) : nullptr;
 }
 
-// All that a key holds, as one text; null when a part could not be had. The source tells neither
-// by itself from what is not there.
+// The contents of a key as one text; null if a part could not be read. The source itself does not
+// distinguish that from a missing part.
 bool read_whole(XmlConfigSource const &source, void const *key, std::string *whole) {
   std::string name, text;
   if (!source.get_key_name(key, &name)) {
@@ -663,7 +663,7 @@ Outcome load_and_walk(char const *file, char const *expected) {
   std::string whole, name;
   if (!read_whole(*source, source->find_first(nullptr, &name), &whole) || whole != expected) {
     std::fprintf(stderr, "%s\n", whole.c_str());
-    return Outcome::WRONG; // a load that claims success has all of it
+    return Outcome::WRONG; // a successful load must be complete
   }
   {
     Strained const here;
@@ -706,7 +706,7 @@ Outcome miss_source_file() {
                 err.has("WARN  - Failed to initialize source 'no-such-file.xml'\n")});
 }
 
-// Also leaves the XML library with the same last error, whatever failed before: it keeps that.
+// Also resets the last error of the XML library, which keeps memory for it.
 Outcome refuse_broken_file() {
   NewText const err(STANDARD_ERROR);
   XmlConfigSource source;
@@ -765,13 +765,13 @@ Outcome miss_key() {
   return is_found ? Outcome::WRONG : err.has("WARN  - Can't find key 'Robot/Leg'\n");
 }
 
-// A source over a file that may be changed.
+// A source over a file of its own.
 std::unique_ptr<XmlConfigSource> load_copy(Outcome *outcome) {
   write_file(in_directory("edited.xml"), read_file(in_directory("robot.xml")));
   return load("edited.xml", outcome);
 }
 
-// Every save writes all or nothing, and an edit that is refused changes nothing.
+// Every save is atomic, and an edit that is refused changes nothing.
 Outcome edit_file() {
   std::string const path = in_directory("edited.xml");
   Outcome outcome = Outcome::WRONG;
@@ -809,7 +809,7 @@ Outcome edit_file() {
                  {RESULT_IO_ERROR, RESULT_NOT_FOUND, RESULT_INVALID_ARGUMENT, RESULT_FAILURE});
 }
 
-// By a key and a path below it. What is refused is told, and the others go on.
+// By a key and a sub path. A refused edit is reported, and the others continue.
 Outcome edit_below_key() {
   Outcome outcome = Outcome::WRONG;
   std::unique_ptr<XmlConfigSource> const source = load_copy(&outcome);
@@ -988,7 +988,7 @@ Outcome run_harness() {
     status = test.result();
     return 0;
   });
-  restore_config_path(); // which the end of the harness removes
+  restore_config_path(); // the destructor of the harness removes it
   return status == 0 && err.text().find("A check of something...") != std::string::npos &&
                  err.text().find("The number 1.5\n") != std::string::npos
              ? Outcome::RIGHT

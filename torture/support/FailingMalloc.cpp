@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The C library's allocator is reached by its second names, which its own functions have for this.
+// Calls the C library's allocator by the second names that it has for replacements of `malloc`.
 #include "torture/support/FailingMalloc.hpp"
 
 #include <algorithm>
@@ -35,20 +35,20 @@ struct Stack {
 
 struct Plan {
   Failures failures = Failures::NONE;
-  unsigned long left = 0; // allocations before the one that is meant
+  unsigned long left = 0; // allocations before the one that fails
   unsigned long strained = 0;
   unsigned long failed = 0;
-  int blocks = 0;          // `Strained`, inside each other
-  bool is_looking = false; // into the stack, which may allocate for itself
+  int blocks = 0;          // nested `Strained` blocks
+  bool is_looking = false; // at the stack, which may allocate
   Stack first_failure;
 };
 
 thread_local Plan plan_of_thread __attribute__((tls_model("initial-exec")));
 std::atomic<long> held_blocks{0};
 
-// From the start of the program to the constructors of its own objects.
+// From the start of the program to its own constructors.
 bool is_loading = true;
-bool is_planned = false; // for that time
+bool is_planned = false; // for that period
 unsigned long failed_while_loading = 0;
 unsigned long strained_while_loading = 0;
 
@@ -58,7 +58,7 @@ void look(Stack *stack) {
   plan_of_thread.is_looking = false;
 }
 
-// Whether one of the calls is of a function, or of a library, with that in its name.
+// Whether one of the calls is in a function or a library whose name contains the text.
 bool is_through(Stack const &stack, char const *function, char const *library) {
   return std::any_of(stack.frames, stack.frames + stack.depth, [=](void *frame) {
     Dl_info where = {};
@@ -69,7 +69,7 @@ bool is_through(Stack const &stack, char const *function, char const *library) {
   });
 }
 
-// Read by hand: the first allocations come before the environment can be asked.
+// Not by `getenv`: the first allocations precede the initialisation of the environment.
 void read_plan_at_load() {
   if (is_planned || environ == nullptr) {
     return;
@@ -102,7 +102,7 @@ bool is_strained(Plan const &now) {
   return is_through(stack, "", "libostbase");
 }
 
-// Whether the allocation that is being asked for fails.
+// Whether the current allocation fails.
 bool is_due() {
   Plan &now = plan_of_thread;
   if (!is_strained(now)) {
@@ -126,7 +126,7 @@ void *counted(void *memory) {
   return memory;
 }
 
-// Before any other constructor of the program, and after those of its libraries.
+// Runs before any other constructor of the program, and after those of its libraries.
 constexpr int FIRST = 101;
 __attribute__((constructor(FIRST))) void end_load() {
   is_loading = false;
@@ -186,7 +186,7 @@ Strained::~Strained() {
 using FailingMalloc::counted;
 using FailingMalloc::is_due;
 
-// With the names that the C library gives their parameters.
+// The parameters have the C library's names.
 extern "C" {
 
 void *malloc(std::size_t size) noexcept {

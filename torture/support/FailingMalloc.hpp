@@ -1,39 +1,38 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// The memory of the whole program, with failures on purpose: its `malloc` and what belongs to it
-/// take the place of the C library's, for the standard library, the XML library and ours alike.
+/// An allocator with intended failures. Its `malloc` and related functions replace the C library's
+/// in the whole program: in the standard library, the XML library and ours.
 namespace FailingMalloc {
 
-/// How many allocations fail, from the one that is meant on.
+/// Which allocations fail, from the chosen one on.
 enum class Failures { NONE, ONE, ALL };
 
-/// Lets this thread's allocation fail that comes after `count` others while it is in `Strained`
-/// blocks, or that one and all after it, until the next call.
+/// Makes one allocation of this thread fail, or that one and all later ones, until the next call:
+/// the one after `count` others inside `Strained` blocks.
 void plan(Failures failures, unsigned long count);
 
-/// The environment variable that plans the same, as "ONE 7" or "ALL 7", for what the library
-/// allocates while it is being loaded.
+/// The environment variable that plans the same for the allocations of the library during its load,
+/// as "ONE 7" or "ALL 7".
 constexpr char const *AT_LOAD = "FAILING_MALLOC_AT_LOAD";
 
-/// How many of this thread's allocations failed, and how many could have; and the same of the
-/// library's while it was being loaded with a plan.
+/// The number of this thread's allocations that failed, and of those that could have failed; the
+/// same for the library's allocations during a load with a plan.
 unsigned long failed();
 unsigned long strained();
 unsigned long failed_at_load();
 unsigned long strained_at_load();
 
-/// Whether the first of the failures was in a call of that function, of which the loader must know
-/// the name.
+/// Whether the first failure was in a call of that function, which must have a dynamic symbol.
 bool has_failed_first_in(char const *function);
 
-/// Writes the calls that led to it.
+/// Prints the stack of the first failure.
 void show_first_failure(int descriptor);
 
-/// How many blocks of memory the program holds.
+/// The number of blocks that the program has allocated.
 long held();
 
-/// A block in which allocations of this thread may fail.
+/// Allocations of this thread may fail during the life of this object.
 class Strained {
 public:
   Strained();
@@ -42,7 +41,7 @@ public:
   ~Strained();
 };
 
-/// Calls the library where allocations may fail.
+/// Calls a function inside a `Strained` block.
 template <typename Call> auto strain(Call const &call) {
   Strained const here;
   return call();

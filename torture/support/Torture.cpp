@@ -13,12 +13,12 @@
 
 namespace {
 
-unsigned int divisor = 1; // set before the program's job begins
+unsigned int divisor = 1; // set before `torture`
 
 constexpr unsigned int LONGEST_RUN_S = 15 * 60;
 constexpr unsigned int LONGEST_QUICK_RUN_S = 2 * 60;
 
-// What is tested may hang, and whoever waits for it must not: the signal ends the process.
+// Ends the process by a signal if it hangs.
 void limit_time() {
   alarm(divisor == 1 ? LONGEST_RUN_S : LONGEST_QUICK_RUN_S);
 }
@@ -50,9 +50,9 @@ unsigned int rounds(unsigned int count) {
 }
 
 int main(int argc, char **argv) {
-  pthread_atfork(nullptr, nullptr, limit_time); // a copy of a process begins without an alarm
+  pthread_atfork(nullptr, nullptr, limit_time); // a forked process has no alarm
   if (argc > 2 && std::strcmp(argv[1], "--role") == 0) {
-    limit_time(); // and so does a program that another one starts
+    limit_time(); // also in a program that another one starts
     return Role::play(argv[2], Role::Arguments(argv + 3, argv + argc));
   }
   if (argc > 1 && std::strcmp(argv[1], "--quick") == 0) {

@@ -5,17 +5,17 @@
 
 #include <atomic>
 
-/// One promise of the library under strain: counts what did not hold, and prints the promise's row
-/// of the table. Any thread may tell a fault.
+/// The test of one promise of the library: counts the faults, and prints the promise's row of the
+/// table. Any thread may report a fault.
 class Torture {
 public:
   explicit Torture(char const *promise) : promise_(promise) {}
 
-  /// Tells of something that did not hold, at once.
+  /// Counts a fault and prints it.
   void fault(char const *format, ...) OSTBASE_PRINTF(2, 3);
 
   /// Prints the row: the promise, what was done, the number of faults.
-  /// @return the exit status of the program: 1 when there was a fault.
+  /// @return the exit status of the program: 1 if there was a fault.
   int row(char const *format, ...) OSTBASE_PRINTF(2, 3);
 
 private:
@@ -23,10 +23,9 @@ private:
   std::atomic<unsigned long> faults_ = 0;
 };
 
-/// What a program of this directory does; each defines its own.
-/// @return its exit status.
+/// The main function of a program in this directory; each defines its own.
+/// @return the exit status.
 int torture();
 
-/// How often that is to be done which the full run does `count` times. The quick run does a
-/// hundredth, but not less than once.
+/// The number of rounds: `count` in the full run, a hundredth but at least 1 in the quick run.
 unsigned int rounds(unsigned int count);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Configuration and sources by path, beside edits and reloads; by handles whose keys stay; and the
-// user settings, from C++ and from C.
+// Configuration and sources: by path, during edits and reloads; by handles whose keys are not
+// deleted; and the user settings, from C++ and from C.
 #include "core/base/capi/ovra.h"
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
@@ -24,7 +24,7 @@ constexpr char FILE_TEXT[] = R"(<Resources>
 constexpr char const *PATHS[] = {"Resources/K", "Resources/K:1", "Resources/L/M", "Resources/New"};
 constexpr char const *NAMES[] = {"v", "w", "s"};
 
-// A source over a file of its own, with two facades.
+// A source over its own file, with two facades.
 class Loaded {
 public:
   explicit Loaded(Torture &all) : torture(all), first(source), second(source) {
@@ -75,7 +75,7 @@ void replace_document(Loaded &one) {
   one.source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, one.file.c_str(), "Resources");
 }
 
-// Another source with a facade, as long as it takes.
+// Creates and destroys another source with a facade.
 void load_another(Loaded &one) {
   XmlConfigSource source;
   Configuration const other(source);
@@ -93,7 +93,7 @@ void use_repository(Loaded &one, Turn const &turn) {
   }
 }
 
-// What a source has is what it has saved: others can load it at any moment.
+// Every change is saved, so that other sources can load the file at any time.
 void check_loadable(Loaded &one) {
   one.require(one.first.commit() == RESULT_SUCCESS, "a document cannot be saved");
   XmlConfigSource reader;
@@ -175,7 +175,7 @@ void read_by_handle(Handles &one, Turn const &turn) {
   one.facade(turn).get_value(one.values, nullptr, turn.pick(NAMES), &number);
 }
 
-// Only of the key whose values stay: the handle of a value dies with it.
+// Only of the key whose values are not deleted: the handle of a deleted value is invalid.
 void walk_values(Handles &one) {
   std::string name, text, all;
   for (void const *value = one.source.find_first_value(one.kept, &name, &text); value != nullptr;
@@ -193,7 +193,7 @@ void walk_keys(Handles &one) {
               "a key that stays is not found");
 }
 
-// A key of the thread's own, which it alone makes, reads and deletes.
+// A key that only this thread creates, reads and deletes.
 void use_own_key(Handles &one, Turn const &turn) {
   std::string const own = "T" + std::to_string(turn.thread);
   Configuration &facade = one.facade(turn);

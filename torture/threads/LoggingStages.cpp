@@ -26,7 +26,7 @@ constexpr LoggingPriority::PriorityLevel LEVELS[] = {
 constexpr char LINE[] = "a line of the threads";
 std::string const POSTFIX = " []";
 
-// A category with a file, which its sub-categories write to, and a hierarchy of one's own.
+// A category with a file, which its sub-categories write to, and a separate hierarchy.
 struct Logs {
   TemporaryDirectory directory;
   std::string const file = directory.path("log");
@@ -41,7 +41,7 @@ struct Logs {
   static LoggingCategory &category() { return LoggingCategory::get_instance("torture.threads"); }
 };
 
-// One of many names, of which there are more and more.
+// A random name, from a range that grows.
 std::string name_of(Turn const &turn) {
   return "Torture.Threads.C" + std::to_string(turn.random % 500) + ".D";
 }
@@ -67,11 +67,11 @@ void log_from_c(Turn const &turn) {
   ovra_log__set_priority(ovra_log__get_instance("torture.threads.c"), turn.pick(LEVELS));
 }
 
-// Lines come whole, whatever thresholds let through.
+// Lines are complete, whatever the thresholds.
 void check_lines(Torture &torture, Logs const &logs) {
   std::istringstream text(read_file(logs.file));
   for (std::string line; std::getline(text, line);) {
-    // Each message ends so, but for the empty place that the postfixed category adds.
+    // The end of each message, before the empty location that the postfixed category appends.
     std::size_t const message = line.rfind(LINE);
     bool const is_whole = message != std::string::npos && line.rfind(" - ") < message &&
                           (line.substr(message) == LINE || line.substr(message) == LINE + POSTFIX);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the platform and the foundation let several threads share.
+// Objects of the platform and the foundation that several threads may share.
 #include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/AcquirableMap.hpp"
 #include "core/base/foundation/ObjectImpl.hpp"
@@ -30,7 +30,7 @@ using namespace Ostrel;
 
 namespace {
 
-// A plain number that one mutex guards, beside what it has to come to.
+// A plain counter that a mutex guards, and its expected value.
 struct Count {
   unsigned long guarded = 0;
   std::atomic<unsigned long> expected{0};
@@ -89,7 +89,7 @@ Stage mutexes(Torture &torture) {
              Count own_steps;
              Win32Mutex own(turn.random % 2 == 0, name.c_str(), false, nullptr, nullptr);
              lend(own, &own_steps);
-             own.release(); // what its creation acquired: another thread may wait for the name
+             own.release(); // `initially_owned` acquired it: another thread may wait for the name
            },
            [](Turn const &) {
              Count own_steps;
@@ -136,7 +136,7 @@ Stage condition_variable(Torture &torture) {
            },
            [condition](Turn const &) {
              condition->is_acquired();
-             condition->unlock_mutex(); // of a thread that does not hold it
+             condition->unlock_mutex(); // not held by this thread
            }},
           [&torture, steps] { steps->check(torture); }};
 }
@@ -242,7 +242,7 @@ Stage environment_and_libraries(Torture &torture) {
 
 namespace {
 
-// A pseudo-terminal, which is this process's terminal until it ends.
+// A pseudo-terminal that is the controlling terminal of this process.
 class Terminal {
 public:
   explicit Terminal(Torture &torture) : torture_(torture) {
@@ -256,7 +256,7 @@ public:
     }
   }
 
-  // Types a key, and then reads one: this or that of another thread.
+  // Types a key, then reads one: this one, or that of another thread.
   void read_key(Turn const &turn) {
     char echo[64];
     while (read(master_, echo, sizeof echo) > 0) {

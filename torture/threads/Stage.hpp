@@ -7,26 +7,26 @@
 #include <functional>
 #include <vector>
 
-/// Where a thread is: a number of its own from 0, and one that is random.
+/// The context of an operation: the number of the thread, from 0, and a random number.
 struct Turn {
   int thread;
   unsigned int random;
 
-  /// One of the values, by chance.
+  /// One of the values, at random.
   template <class Value, std::size_t COUNT> Value const &pick(Value const (&values)[COUNT]) const {
     return values[random % COUNT];
   }
 };
 
-/// What the header of a class allows several threads to do at once, over one set of objects.
+/// Operations on one set of objects that the headers allow several threads to run at once.
 struct Stage {
-  /// Any two of them may run at the same time, also one beside itself.
+  /// Any two may run at the same time, also twice the same.
   std::vector<std::function<void(Turn const &)>> operations;
-  /// Looks at what is left in the end; may be empty.
+  /// Checks the final state; may be empty.
   std::function<void()> check = {};
 };
 
-// Each makes the objects of its stage, which the operations keep.
+// Each creates the objects of its stage, which the operations own.
 
 Stage configuration_by_path(Torture &torture);
 Stage configuration_by_handle(Torture &torture);
