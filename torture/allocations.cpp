@@ -196,7 +196,7 @@ void judge(Torture &torture, Plan const &plan, Result const &result, Result cons
 } // namespace
 
 int torture() {
-  Torture torture("No allocation is taken for granted");
+  Torture torture("Every operation survives a failed allocation");
   setenv("TMPDIR", "/dev/shm", 1); // saves need not wait for a disk
   Result const whole = run({false, "NONE", 0});
   if (!whole.faults.empty()) {

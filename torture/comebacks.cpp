@@ -482,7 +482,7 @@ bool leads_elsewhere(Kind const &kind, Shortage const &shortage) {
 } // namespace
 
 int torture() {
-  Torture torture("What was missing comes back");
+  Torture torture("Operations succeed after a shortage");
   setenv("TMPDIR", "/dev/shm", 1); // saves need not wait for a disk
   Done done;
   for (Kind const &kind : KINDS) {

@@ -321,7 +321,7 @@ void keep_others_out(Torture &torture) {
 } // namespace
 
 int torture() {
-  Torture torture("An owner that dies leaves a mutex that can be had");
+  Torture torture("A mutex can be acquired after its owner died");
   kill_owner(torture);
   lose_last_user(torture);
   kill_anywhere(torture);

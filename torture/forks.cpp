@@ -177,7 +177,7 @@ Role const forks_role("forks", [](Role::Arguments const &arguments) {
 } // namespace
 
 int torture() {
-  Torture torture("A child of fork can do what its parent could");
+  Torture torture("A child of fork can use the library");
   TemporaryDirectory const directory;
   std::string keys;
   for (int i = 0; i < 50; ++i) {

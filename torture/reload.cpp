@@ -161,7 +161,7 @@ void load_and_unload(Torture &torture, unsigned int round) {
 } // namespace
 
 int torture() {
-  Torture torture("The library is loaded and unloaded without a trace");
+  Torture torture("Loading and unloading leaves nothing behind");
   constexpr unsigned int SETTLED = 10; // rounds, until the C library keeps no more memory
   constexpr long MOST_KB = 512;        // of growth, in all
   TemporaryDirectory const directory;

@@ -321,7 +321,7 @@ Role const stop_role("stop", [](Role::Arguments const &arguments) {
 } // namespace
 
 int torture() {
-  Torture torture("A terminated thread takes no other with it");
+  Torture torture("A terminated thread affects no other thread");
   if (!CAN_END_THREADS) {
     return torture.row("nothing: no thread can be ended here");
   }

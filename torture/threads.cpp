@@ -83,7 +83,7 @@ Done run_in_threads(Stage const &stage, unsigned int times) {
 } // namespace
 
 int torture() {
-  Torture torture("What a header says of threads");
+  Torture torture("The thread guarantees of the headers");
   Ostrel::LoggingCategory::get_root_category().set_logging_output(
       new Ostrel::FileLoggingOutput("/dev/null"));
   Stage (*const stages[])(Torture &) = {configuration_by_path,
