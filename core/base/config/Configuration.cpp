@@ -19,8 +19,13 @@ namespace {
 
 ClassCategory category("Ostrel.Core.Base.Configuration");
 
-// Holds the mutex of all facades and, for an XML source, then that of all XML sources.
-class FacadeLock {
+constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included
+
+} // namespace
+
+// Holds the mutex of all facades and, for an XML source, then that of all XML sources. A source of
+// another class does its own locking.
+class Configuration::Lock {
 public:
   // @param source  null for one of another class, which does its own locking.
   explicit FacadeLock(XmlConfigSource const *source)
@@ -34,22 +39,12 @@ private:
   AcquirableLock source_;
 };
 
-constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included
-
-} // namespace
-
-class Configuration::Lock : public FacadeLock {
-public:
-  explicit Lock(Configuration const &facade)
-      : FacadeLock(SourceLookUp(*facade.source_).indexed()) {}
-};
-
 Configuration::Configuration(IConfigSource &source) : source_(&source) {}
 
 Configuration::~Configuration() = default;
 
 unsigned long Configuration::init_source(void const *description) {
-  FacadeLock const lock(SourceLookUp(*source_).indexed());
+  Lock const lock(*this);
   if (!lock) {
     category().warn("internal error: acquisition error");
     return RESULT_ACQUISITION_ERROR;
@@ -66,7 +61,7 @@ unsigned long Configuration::init_source(void const *description) {
 }
 
 unsigned long Configuration::init_source(IConfigSource::ConfigRoot root, void const *argument) {
-  FacadeLock const lock(SourceLookUp(*source_).indexed());
+  Lock const lock(*this);
   if (!lock) {
     category().warn("internal error: acquisition error");
     return RESULT_ACQUISITION_ERROR;

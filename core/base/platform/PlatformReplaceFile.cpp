@@ -258,8 +258,8 @@ bool replace(std::string const &target, Contents const &contents) {
   if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
     return false;
   }
-  // 0 links if another program has just replaced the file: its readers keep their contents, so it
-  // is not overwritten in place.
+  // A file that another program has just replaced has 0 links, and is not overwritten in place: its
+  // readers keep the old contents.
   bool const has_further_names = information.nNumberOfLinks > 1;
   Outcome const outcome =
       is_on_disk && !has_further_names ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;

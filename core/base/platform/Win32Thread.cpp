@@ -48,8 +48,8 @@ OSTBASE_TERMINATION_POINT bool Win32Thread::stop() {
   return !running_.exchange(false) || TerminateThread(handle_, 1) != FALSE;
 }
 
-// Counts as running until the wait is over: until then another thread, or the routine itself, may
-// stop it.
+// Clears `running_` only after the wait: until then another thread, or the routine itself, may stop
+// the thread.
 OSTBASE_TERMINATION_POINT bool Win32Thread::wait_for_exit(unsigned long timeout) {
   bool const has_ended =
       handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;

@@ -82,7 +82,7 @@ TEST(Directory, ThatCannotBeReadToItsEndIsNotListed) {
   }
 }
 
-// A lease, as a file server has for its clients.
+// With a lease, which file servers use.
 TEST(File, ALeaseOfAnotherProgramIsWaitedFor) {
   TemporaryDirectory const directory;
   std::string const path = directory.path("file");
