@@ -312,9 +312,9 @@ void fuzz(Input input) {
     if (creates && asks_for_many(step.path)) {
       continue;
     }
-    std::string const told = indexed.run(step), walked_told = walked.run(step);
-    require(told == walked_told, "operation %u on '%s': %s, walking %s", step.operation,
-            step.path.c_str(), told.c_str(), walked_told.c_str());
+    std::string const result = indexed.run(step), walked_result = walked.run(step);
+    require(result == walked_result, "operation %u on '%s': %s, walking %s", step.operation,
+            step.path.c_str(), result.c_str(), walked_result.c_str());
   }
   require(indexed.describe() == walked.describe(), "the documents have parted");
 }

@@ -117,9 +117,9 @@ std::string &lines() {
 // Writes to the lines.
 LoggingCategory &category() {
   static LoggingCategory &instance = []() -> LoggingCategory & {
-    LoggingCategory &made = LoggingCategory::get_instance("Fuzz");
-    made.set_logging_output(new RecordingOutput(&lines()));
-    return made;
+    LoggingCategory &created = LoggingCategory::get_instance("Fuzz");
+    created.set_logging_output(new RecordingOutput(&lines()));
+    return created;
   }();
   return instance;
 }

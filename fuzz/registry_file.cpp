@@ -21,19 +21,19 @@ constexpr char KEY[] = "HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA";
 constexpr char OTHER_KEY[] = "hkey_LOCAL_machine\\SOFTWARE\\ostrel labs\\ovra";
 
 struct Contents {
-  bool is_there = false;
+  bool exists = false;
   RegistryValues values;
 };
 
 Contents read(std::string_view text, char const *key = KEY) {
   ExactCopy copy(text);
   Contents contents;
-  contents.is_there = parse_registry_file({copy.data(), text.size()}, key, &contents.values);
+  contents.exists = parse_registry_file({copy.data(), text.size()}, key, &contents.values);
   return contents;
 }
 
 bool operator==(Contents const &left, Contents const &right) {
-  return left.is_there == right.is_there && left.values.size() == right.values.size() &&
+  return left.exists == right.exists && left.values.size() == right.values.size() &&
          std::equal(left.values.begin(), left.values.end(), right.values.begin(),
                     [](auto const &one, auto const &other) {
                       return one.first == other.first && one.second.type == other.second.type &&
@@ -126,7 +126,7 @@ void check_properties(std::string_view text, Contents const &contents) {
   }();
   setenv("OSTREL_REGISTRY_FILE", file.c_str(), /*overwrite=*/1);
   write_file(file, std::string(text));
-  RegistryValues const values = contents.is_there ? contents.values : RegistryValues();
+  RegistryValues const values = contents.exists ? contents.values : RegistryValues();
   std::optional<std::string> const install = text_of(values, "installpath");
   std::optional<std::string> const audio = text_of(values, "audiopath");
   require(property(Platform::INSTALL_PATH) == install.value_or("c:\\OVRA"),
@@ -141,11 +141,11 @@ void check_next_section(std::string_view text) {
   std::string const next = std::string(text) + "\n[" + KEY + "]\n\"next\"=hex:41\n";
   Contents const contents = read(next);
   auto const found = contents.values.find("next");
-  require(contents.is_there && found != contents.values.end() && found->second.type == REG_BINARY &&
+  require(contents.exists && found != contents.values.end() && found->second.type == REG_BINARY &&
               found->second.data == std::vector<BYTE>{'A'},
           "the next section is not read");
   Contents const deleted = read(next + "[-HKEY_LOCAL_MACHINE\\Software]\n");
-  require(!deleted.is_there && deleted.values.empty(), "a deletion is not read");
+  require(!deleted.exists && deleted.values.empty(), "a deletion is not read");
 }
 
 } // namespace

@@ -462,14 +462,14 @@ void fail_each_step(Torture &torture, Kind const &kind, Plan plan, Done *done) {
       run_round(torture, kind, {plan.shortage, NEVER, false}).descriptors;
   unsigned int const stride = 100 / rounds(100);
   plan.count = done->processes % stride;
-  for (Report told = run_round(torture, kind, plan); told.failed > 0;
-       told = run_round(torture, kind, plan)) {
-    if (told.descriptors != descriptors) {
+  for (Report outcome = run_round(torture, kind, plan); outcome.failed > 0;
+       outcome = run_round(torture, kind, plan)) {
+    if (outcome.descriptors != descriptors) {
       torture.fault("%s, %s at step %u%s: %td descriptors, not %td", kind.name, plan.shortage.name,
-                    plan.count, plan.lasts ? " and later" : "", told.descriptors, descriptors);
+                    plan.count, plan.lasts ? " and later" : "", outcome.descriptors, descriptors);
     }
     done->processes += 1;
-    done->failures += told.failed;
+    done->failures += outcome.failed;
     plan.count += stride;
   }
 }

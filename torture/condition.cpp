@@ -23,14 +23,14 @@ constexpr unsigned int HANG_S = 60;
 void hand_over(Torture &torture) {
   constexpr int PIECES = 500; // of each signaller
   std::unique_ptr<IConditionVariable> const condition(Platform::create_condition_variable());
-  int made = 0, there = 0, taken = 0; // guarded by the condition variable's mutex
+  int produced = 0, available = 0, consumed = 0; // guarded by the condition variable's mutex
   in_threads(CONDITION_WAITERS + CONDITION_SIGNALLERS, [&](int index) {
     if (index < CONDITION_WAITERS) {
       condition->lock_mutex();
-      while (taken < CONDITION_SIGNALLERS * PIECES) {
-        if (there > 0) {
-          --there;
-          ++taken;
+      while (consumed < CONDITION_SIGNALLERS * PIECES) {
+        if (available > 0) {
+          --available;
+          ++consumed;
         } else {
           condition->wait(index % 2 == 0 ? OVRA_INFINITE : 1, false);
         }
@@ -41,14 +41,14 @@ void hand_over(Torture &torture) {
     }
     for (int i = 0; i < PIECES; ++i) {
       condition->lock_mutex();
-      ++made;
-      ++there;
+      ++produced;
+      ++available;
       condition->unlock_mutex();
       i % 8 == 0 ? condition->broadcast() : condition->signal();
     }
   });
-  if (made != taken || there != 0) {
-    torture.fault("%d pieces are made, %d taken, %d left", made, taken, there);
+  if (produced != consumed || available != 0) {
+    torture.fault("%d pieces are produced, %d consumed, %d left", produced, consumed, available);
   }
 }
 

@@ -45,7 +45,7 @@ Mutex open_existing(std::string const &name) {
   return get_mutex(name, /*open_existing=*/true);
 }
 
-bool is_there(std::string const &name) {
+bool exists(std::string const &name) {
   Mutex const found = open_existing(name);
   return found != nullptr;
 }
@@ -73,10 +73,10 @@ public:
   Copy &operator=(Copy const &) = delete;
   ~Copy() { close(pipe_[0]); }
 
-  void tell() const { [[maybe_unused]] ssize_t const count = write(pipe_[1], "x", 1); }
+  void report() const { [[maybe_unused]] ssize_t const count = write(pipe_[1], "x", 1); }
 
   // False if it ended before.
-  bool wait_until_told() const {
+  bool wait_for_report() const {
     char byte = 0;
     return read(pipe_[0], &byte, 1) == 1;
   }
@@ -110,11 +110,11 @@ void kill_owner(Torture &torture) {
     Copy const owner([&name](Copy const &self) {
       Mutex const mine = open_existing(name);
       if (mine != nullptr && mine->acquire() && (getpid() % 2 == 0 || mine->acquire())) {
-        self.tell();
+        self.report();
         pause();
       }
     });
-    if (!owner.wait_until_told()) {
+    if (!owner.wait_for_report()) {
       torture.fault("owner %u does not get the mutex", i);
     }
     std::atomic<bool> is_first_refused{false};
@@ -148,7 +148,7 @@ void lose_last_user(Torture &torture) {
       if (mine == nullptr || (way != KILLED && !mine->acquire())) {
         return;
       }
-      self.tell();
+      self.report();
       if (way == EXITS) {
         _exit(0); // holds the mutex, and has closed nothing
       }
@@ -156,7 +156,7 @@ void lose_last_user(Torture &torture) {
         pause();
       }
     });
-    if (!user.wait_until_told()) {
+    if (!user.wait_for_report()) {
       torture.fault("user %u does not get the mutex", i);
     }
     bool const is_killed = way == KILLED || way == KILLED_INSIDE;
@@ -164,7 +164,7 @@ void lose_last_user(Torture &torture) {
     if (status != (is_killed ? -SIGKILL : 0)) {
       torture.fault("user %u ended with %d", i, status);
     }
-    if (is_there(name)) {
+    if (exists(name)) {
       torture.fault("user %u, the last one, is gone, but not its mutex", i);
     }
     Mutex const anew = create(name);
@@ -183,7 +183,7 @@ void kill_anywhere(Torture &torture) {
   for (unsigned int i = 0; i < rounds(1000); ++i) {
     alarm(HANG_S);
     Copy const user([&name](Copy const &self) {
-      self.tell();
+      self.report();
       for (;;) {
         Mutex const mine = create(name), other = create(name + " too");
         if (mine == nullptr || other == nullptr) {
@@ -194,7 +194,7 @@ void kill_anywhere(Torture &torture) {
         }
       }
     });
-    bool const has_begun = user.wait_until_told();
+    bool const has_begun = user.wait_for_report();
     Mutex here; // in every second round this process uses it as well
     if (i % 2 == 0) {
       here = create(name);
@@ -209,7 +209,7 @@ void kill_anywhere(Torture &torture) {
       torture.fault("user %u was killed, and the mutex cannot be taken", i);
     }
   }
-  if (is_there(name) || is_there(name + " too")) {
+  if (exists(name) || exists(name + " too")) {
     torture.fault("a mutex is left of a process that was killed");
   }
 }
@@ -240,8 +240,8 @@ Role const none_role("none", [](Role::Arguments const &arguments) {
   if (!become_other()) {
     return 2;
   }
-  Mutex const made = create(arguments[0]);
-  return made == nullptr && !is_there(arguments[0]) ? 0 : 1;
+  Mutex const created = create(arguments[0]);
+  return created == nullptr && !exists(arguments[0]) ? 0 : 1;
 });
 
 // Creates the mutex and replaces its file by a link to another file.

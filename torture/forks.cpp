@@ -43,8 +43,8 @@ std::string variable(char const *name) {
 }
 
 bool log_all(std::string const &text, unsigned int number) {
-  std::string const made = "forks.made." + std::to_string(number);
-  LoggingCategory &category = LoggingCategory::get_instance(made.c_str());
+  std::string const name = "forks.made." + std::to_string(number);
+  LoggingCategory &category = LoggingCategory::get_instance(name.c_str());
   LoggingCategoryPostfixed postfixed(&category, ".");
   return category.warn("%s", text.c_str()) && postfixed.warn("%s", text.c_str());
 }

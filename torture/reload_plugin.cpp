@@ -37,8 +37,8 @@ unsigned int work(void *mutex) {
   return 0;
 }
 
-unsigned int compute(void *is_there) {
-  static_cast<std::atomic<bool> *>(is_there)->store(true);
+unsigned int compute(void *is_running) {
+  static_cast<std::atomic<bool> *>(is_running)->store(true);
   for (;;) {
   }
 }
@@ -48,12 +48,12 @@ bool stop_thread() {
   if (!CAN_END_THREADS) {
     return true;
   }
-  std::atomic<bool> is_there{false};
-  std::unique_ptr<IThread> const thread(Platform::create_thread(compute, &is_there, false));
+  std::atomic<bool> is_running{false};
+  std::unique_ptr<IThread> const thread(Platform::create_thread(compute, &is_running, false));
   if (!thread->start()) {
     return false;
   }
-  while (!is_there) {
+  while (!is_running) {
     sched_yield();
   }
   return thread->stop() && thread->wait_for_exit(OVRA_INFINITE);

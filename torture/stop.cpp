@@ -64,7 +64,7 @@ struct Surroundings {
 };
 
 Surroundings *around = nullptr; // lives as long as the process
-std::atomic<bool> is_there{false};
+std::atomic<bool> is_ready{false};
 
 bool load_library() {
   ISharedLibrary *const library = Platform::create_shared_library();
@@ -152,7 +152,7 @@ constexpr State LASTING_STATES[] = {
 };
 
 unsigned int repeat(void *state) {
-  is_there = true;
+  is_ready = true;
   for (;;) {
     static_cast<State const *>(state)->step();
   }
@@ -215,10 +215,10 @@ long resident_bytes() {
 }
 
 Thread start_in(State const &state) {
-  is_there = false;
+  is_ready = false;
   Thread thread = make_thread(repeat, const_cast<State *>(&state));
   thread->start();
-  while (!is_there) {
+  while (!is_ready) {
     sched_yield();
   }
   return thread;

@@ -134,7 +134,7 @@ TEST(XmlConfigSource, SearchesDirectoriesInOrderAndLogsEachPath) {
 
 TEST(XmlConfigSource, TheRootDependsOnTheTopKey) {
   struct {
-    int asked, found;
+    int requested, found;
     char const *file, *top;
   } const cases[] = {
       {4, 4, "personality-config.xml", "Personalities"}, {6, 6, "semantic-config.xml", "Semantics"},
@@ -150,8 +150,8 @@ TEST(XmlConfigSource, TheRootDependsOnTheTopKey) {
     XmlConfigSource source;
     EXPECT_EQ(source.get_config_root(), 0);
     EXPECT_EQ(XmlConfigSource::_instance_count, others + 1);
-    auto const asked = static_cast<IConfigSource::ConfigRoot>(c.asked);
-    EXPECT_EQ(source.init_source(asked, directory.path().c_str()), RESULT_SUCCESS);
+    auto const requested = static_cast<IConfigSource::ConfigRoot>(c.requested);
+    EXPECT_EQ(source.init_source(requested, directory.path().c_str()), RESULT_SUCCESS);
     EXPECT_EQ(source.get_config_root(), c.found);
   }
   for (int number : {-1, 0, 1, 8}) {

@@ -54,15 +54,15 @@ TEST(File, ExistenceOfFilesAndDirectories) {
 
 TEST(File, DirectoriesAreCreatedOneByOne) {
   TemporaryDirectory const directory;
-  std::string const made = directory.path() + "\\a", below = made + "\\b\\c";
+  std::string const created = directory.path() + "\\a", below = created + "\\b\\c";
   CapturedLog log("Ostrel.Core.Base.Win32Platform");
-  EXPECT_EQ(Platform::mkdir(made.c_str(), 0), RESULT_SUCCESS);
-  for (char const *path : {made.c_str(), below.c_str(), static_cast<char const *>(nullptr)}) {
+  EXPECT_EQ(Platform::mkdir(created.c_str(), 0), RESULT_SUCCESS);
+  for (char const *path : {created.c_str(), below.c_str(), static_cast<char const *>(nullptr)}) {
     EXPECT_EQ(Platform::mkdir(path, 0), RESULT_IO_ERROR);
     std::string const name = path == nullptr ? "" : path;
     EXPECT_EQ(log.take(), std::vector<std::string>{"INFO  - Failed to mkdir('" + name + "')"});
   }
-  EXPECT_EQ(Platform::mkdir((made + "/b").c_str(), 0), RESULT_SUCCESS);
+  EXPECT_EQ(Platform::mkdir((created + "/b").c_str(), 0), RESULT_SUCCESS);
   EXPECT_EQ(Platform::mkdir(below.c_str(), 0), RESULT_SUCCESS);
   EXPECT_EQ(Platform::directory_exists(directory.path("a/b/c").c_str()), RESULT_SUCCESS);
 }

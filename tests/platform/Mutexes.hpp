@@ -61,13 +61,13 @@ inline std::unique_ptr<Ostrel::IConditionVariable> make_condition() {
 /// Starts a wait in another thread and returns its future result, once the thread waits.
 inline std::future<bool> start_waiter(Ostrel::IConditionVariable &condition,
                                       unsigned long timeout_ms = Ostrel::OVRA_INFINITE) {
-  Event there;
-  auto is_released = std::async(std::launch::async, [&there, &condition, timeout_ms] {
+  Event is_waiting;
+  auto is_released = std::async(std::launch::async, [&is_waiting, &condition, timeout_ms] {
     Ostrel::AcquirableLock const lock(condition);
-    there.set_value();
+    is_waiting.set_value();
     return condition.wait(timeout_ms, false);
   });
-  there.get_future().wait();
+  is_waiting.get_future().wait();
   Ostrel::AcquirableLock const until_it_waits(condition); // the wait releases the mutex
   return is_released;
 }

@@ -863,8 +863,8 @@ Outcome create_file() {
     return by_code(created, false, {RESULT_FAILURE});
   }
   unsigned long const written = strain([&] { return source.commit(); });
-  bool const is_there = read_file(path).find("<Behaviors/>") != std::string::npos;
-  return by_code(written, is_there, {RESULT_FAILURE});
+  bool const is_written = read_file(path).find("<Behaviors/>") != std::string::npos;
+  return by_code(written, is_written, {RESULT_FAILURE});
 }
 
 Outcome open_repository() {

@@ -41,7 +41,7 @@ public:
     }
   }
 
-  Configuration &facade(Turn const &turn) { return turn.thread % 2 == 0 ? first : second; }
+  Configuration &facade(Context const &context) { return context.thread % 2 == 0 ? first : second; }
 
   Torture &torture;
   TemporaryDirectory directory;
@@ -50,25 +50,26 @@ public:
   Configuration first, second;
 };
 
-template <class Number> void read_number(Loaded &one, Turn const &turn) {
+template <class Number> void read_number(Loaded &one, Context const &context) {
   Number number = 0;
-  one.facade(turn).get_value(turn.pick(PATHS), turn.pick(NAMES), &number);
+  one.facade(context).get_value(context.pick(PATHS), context.pick(NAMES), &number);
 }
 
-void read_by_path(Loaded &one, Turn const &turn) {
+void read_by_path(Loaded &one, Context const &context) {
   std::string text;
-  one.facade(turn).get_value(turn.pick(PATHS), turn.pick(NAMES), &text);
-  one.facade(turn).get_value("Resources/K", nullptr, &text);
+  one.facade(context).get_value(context.pick(PATHS), context.pick(NAMES), &text);
+  one.facade(context).get_value("Resources/K", nullptr, &text);
 }
 
-void read_series_by_path(Loaded &one, Turn const &turn) {
+void read_series_by_path(Loaded &one, Context const &context) {
   long numbers[8];
   unsigned int count = 8;
-  one.facade(turn).get_series("Resources/L", "s", numbers, &count);
+  one.facade(context).get_series("Resources/L", "s", numbers, &count);
 }
 
-void create_by_path(Loaded &one, Turn const &turn) {
-  one.facade(turn).create_key(turn.pick({"Resources/New/A", "Resources/New/B", "Resources/K:2"}));
+void create_by_path(Loaded &one, Context const &context) {
+  one.facade(context).create_key(
+      context.pick({"Resources/New/A", "Resources/New/B", "Resources/K:2"}));
 }
 
 void replace_document(Loaded &one) {
@@ -85,9 +86,9 @@ void load_another(Loaded &one) {
   copy.find_key("Resources/K");
 }
 
-void use_repository(Loaded &one, Turn const &turn) {
-  if (turn.random % 2 == 0) {
-    one.facade(turn).find_repository_key("devices.camera", nullptr);
+void use_repository(Loaded &one, Context const &context) {
+  if (context.random % 2 == 0) {
+    one.facade(context).find_repository_key("devices.camera", nullptr);
   } else {
     one.source.close_repository("devices.camera");
   }
@@ -105,40 +106,52 @@ void check_loadable(Loaded &one) {
 
 Stage configuration_by_path(Torture &torture) {
   auto const one = std::make_shared<Loaded>(torture);
-  auto const facade = [one](Turn const &turn) -> Configuration & { return one->facade(turn); };
+  auto const facade = [one](Context const &context) -> Configuration & {
+    return one->facade(context);
+  };
   return {
-      {[one](Turn const &turn) { read_by_path(*one, turn); },
-       [one](Turn const &turn) { read_number<double>(*one, turn); },
-       [one](Turn const &turn) { read_number<long>(*one, turn); },
-       [one](Turn const &turn) { read_number<unsigned long>(*one, turn); },
-       [one](Turn const &turn) { read_series_by_path(*one, turn); },
-       [facade](Turn const &turn) { facade(turn).find_key(turn.pick(PATHS)); },
-       [facade](Turn const &turn) { facade(turn).find_key_with_value("Resources/K", "v", "3"); },
-       [facade](Turn const &turn) {
-         facade(turn).set_value(turn.pick(PATHS), turn.pick(NAMES), "new", false);
+      {[one](Context const &context) { read_by_path(*one, context); },
+       [one](Context const &context) { read_number<double>(*one, context); },
+       [one](Context const &context) { read_number<long>(*one, context); },
+       [one](Context const &context) { read_number<unsigned long>(*one, context); },
+       [one](Context const &context) { read_series_by_path(*one, context); },
+       [facade](Context const &context) { facade(context).find_key(context.pick(PATHS)); },
+       [facade](Context const &context) {
+         facade(context).find_key_with_value("Resources/K", "v", "3");
        },
-       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", nullptr, "t", false); },
-       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", "v", 1.5, false); },
-       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", "v", 2L, false); },
-       [facade](Turn const &turn) { facade(turn).set_value("Resources/K", "v", 3UL, true); },
-       [one](Turn const &turn) { create_by_path(*one, turn); },
-       [facade](Turn const &turn) { facade(turn).delete_key(turn.pick(PATHS)); },
-       [facade](Turn const &turn) { facade(turn).delete_value(turn.pick(PATHS), "w"); },
-       [one](Turn const &turn) { one->facade(turn).init_source(one->file.c_str()); },
-       [one](Turn const &turn) {
-         one->facade(turn).init_source(IConfigSource::CONFIG_ROOT_RESOURCES,
-                                       one->directory.path().c_str());
+       [facade](Context const &context) {
+         facade(context).set_value(context.pick(PATHS), context.pick(NAMES), "new", false);
        },
-       [one](Turn const &) { one->source.init_source(one->file.c_str()); },
-       [one](Turn const &) { replace_document(*one); },
-       [one](Turn const &) { write_file(one->file, FILE_TEXT); },
-       [facade](Turn const &turn) { facade(turn).commit(); },
-       [one](Turn const &turn) {
-         one->facade(turn).get_config_root();
+       [facade](Context const &context) {
+         facade(context).set_value("Resources/K", nullptr, "t", false);
+       },
+       [facade](Context const &context) {
+         facade(context).set_value("Resources/K", "v", 1.5, false);
+       },
+       [facade](Context const &context) {
+         facade(context).set_value("Resources/K", "v", 2L, false);
+       },
+       [facade](Context const &context) {
+         facade(context).set_value("Resources/K", "v", 3UL, true);
+       },
+       [one](Context const &context) { create_by_path(*one, context); },
+       [facade](Context const &context) { facade(context).delete_key(context.pick(PATHS)); },
+       [facade](Context const &context) { facade(context).delete_value(context.pick(PATHS), "w"); },
+       [one](Context const &context) { one->facade(context).init_source(one->file.c_str()); },
+       [one](Context const &context) {
+         one->facade(context).init_source(IConfigSource::CONFIG_ROOT_RESOURCES,
+                                          one->directory.path().c_str());
+       },
+       [one](Context const &) { one->source.init_source(one->file.c_str()); },
+       [one](Context const &) { replace_document(*one); },
+       [one](Context const &) { write_file(one->file, FILE_TEXT); },
+       [facade](Context const &context) { facade(context).commit(); },
+       [one](Context const &context) {
+         one->facade(context).get_config_root();
          one->source.get_config_root();
        },
-       [one](Turn const &) { load_another(*one); },
-       [one](Turn const &turn) { use_repository(*one, turn); }},
+       [one](Context const &) { load_another(*one); },
+       [one](Context const &context) { use_repository(*one, context); }},
       [one] { check_loadable(*one); }};
 }
 
@@ -164,15 +177,15 @@ public:
   void const *top, *list, *values, *kept;
 };
 
-void read_by_handle(Handles &one, Turn const &turn) {
+void read_by_handle(Handles &one, Context const &context) {
   std::string text;
-  one.require(one.facade(turn).get_value(one.top, "Stays", "v", &text) == RESULT_SUCCESS &&
+  one.require(one.facade(context).get_value(one.top, "Stays", "v", &text) == RESULT_SUCCESS &&
                   text == "kept",
               "a value that stays cannot be read");
   double real = 0;
   unsigned long number = 0;
-  one.facade(turn).get_value(one.values, nullptr, turn.pick(NAMES), &real);
-  one.facade(turn).get_value(one.values, nullptr, turn.pick(NAMES), &number);
+  one.facade(context).get_value(one.values, nullptr, context.pick(NAMES), &real);
+  one.facade(context).get_value(one.values, nullptr, context.pick(NAMES), &number);
 }
 
 // Only of the key whose values are not deleted: the handle of a deleted value is invalid.
@@ -194,9 +207,9 @@ void walk_keys(Handles &one) {
 }
 
 // A key that only this thread creates, reads and deletes.
-void use_own_key(Handles &one, Turn const &turn) {
-  std::string const own = "T" + std::to_string(turn.thread);
-  Configuration &facade = one.facade(turn);
+void use_own_key(Handles &one, Context const &context) {
+  std::string const own = "T" + std::to_string(context.thread);
+  Configuration &facade = one.facade(context);
   std::string text;
   long number = 0;
   void const *const key = facade.create_sub_key(one.list, own.c_str(), false);
@@ -207,7 +220,7 @@ void use_own_key(Handles &one, Turn const &turn) {
   one.require(is_made && text == "7", "a key of the thread's own does not have what was stored");
   one.require(one.source.delete_value(value) == RESULT_SUCCESS &&
                   facade.get_value(key, nullptr, "v", &text) == RESULT_NOT_FOUND &&
-                  (turn.random % 2 == 0 ? facade.delete_key(key) : one.source.delete_key(key)) ==
+                  (context.random % 2 == 0 ? facade.delete_key(key) : one.source.delete_key(key)) ==
                       RESULT_SUCCESS &&
                   facade.find_key(one.list, own.c_str()) == nullptr,
               "a key of the thread's own is not deleted");
@@ -217,61 +230,69 @@ void use_own_key(Handles &one, Turn const &turn) {
 
 Stage configuration_by_handle(Torture &torture) {
   auto const one = std::make_shared<Handles>(torture);
-  auto const facade = [one](Turn const &turn) -> Configuration & { return one->facade(turn); };
+  auto const facade = [one](Context const &context) -> Configuration & {
+    return one->facade(context);
+  };
   return {
-      {[one](Turn const &turn) { read_by_handle(*one, turn); },
-       [one](Turn const &) { walk_values(*one); },
-       [one](Turn const &) { walk_keys(*one); },
-       [one, facade](Turn const &turn) {
-         facade(turn).set_value(one->values, nullptr, turn.pick(NAMES), "new", false);
+      {[one](Context const &context) { read_by_handle(*one, context); },
+       [one](Context const &) { walk_values(*one); },
+       [one](Context const &) { walk_keys(*one); },
+       [one, facade](Context const &context) {
+         facade(context).set_value(one->values, nullptr, context.pick(NAMES), "new", false);
        },
-       [one, facade](Turn const &turn) {
-         facade(turn).set_value(one->top, "K", nullptr, "text", false);
+       [one, facade](Context const &context) {
+         facade(context).set_value(one->top, "K", nullptr, "text", false);
        },
-       [one, facade](Turn const &turn) {
-         facade(turn).set_value(one->top, "K", turn.pick(NAMES), 2.5, false);
+       [one, facade](Context const &context) {
+         facade(context).set_value(one->top, "K", context.pick(NAMES), 2.5, false);
        },
-       [one, facade](Turn const &turn) {
-         facade(turn).set_value(one->values, nullptr, "w", 2L, true);
+       [one, facade](Context const &context) {
+         facade(context).set_value(one->values, nullptr, "w", 2L, true);
        },
-       [one, facade](Turn const &turn) { facade(turn).set_value(one->list, "M", "v", 2UL, false); },
-       [one, facade](Turn const &turn) {
-         facade(turn).delete_value(one->values, turn.pick(NAMES));
+       [one, facade](Context const &context) {
+         facade(context).set_value(one->list, "M", "v", 2UL, false);
        },
-       [one, facade](Turn const &turn) { facade(turn).delete_value(one->top, "K", "v"); },
-       [one, facade](Turn const &turn) { facade(turn).create_sub_key(one->list, "S", false); },
-       [one, facade](Turn const &turn) { facade(turn).create_sub_key(one->list, "S:3", false); },
-       [one, facade](Turn const &turn) { facade(turn).delete_key(one->list, "S"); },
-       [one, facade](Turn const &turn) {
-         facade(turn).find_key(one->list, "S:2");
+       [one, facade](Context const &context) {
+         facade(context).delete_value(one->values, context.pick(NAMES));
+       },
+       [one, facade](Context const &context) { facade(context).delete_value(one->top, "K", "v"); },
+       [one, facade](Context const &context) {
+         facade(context).create_sub_key(one->list, "S", false);
+       },
+       [one, facade](Context const &context) {
+         facade(context).create_sub_key(one->list, "S:3", false);
+       },
+       [one, facade](Context const &context) { facade(context).delete_key(one->list, "S"); },
+       [one, facade](Context const &context) {
+         facade(context).find_key(one->list, "S:2");
          one->open.find_sub_key(one->list, "S:1");
        },
-       [one, facade](Turn const &turn) {
-         facade(turn).find_key_with_value(one->list, "S", "v", "2");
+       [one, facade](Context const &context) {
+         facade(context).find_key_with_value(one->list, "S", "v", "2");
          one->open.find_indexed_key_with_value(one->values, 1, "v", "3");
        },
-       [one, facade](Turn const &turn) {
+       [one, facade](Context const &context) {
          long numbers[8];
          unsigned int count = 8;
-         facade(turn).get_series(one->list, nullptr, "s", numbers, &count);
+         facade(context).get_series(one->list, nullptr, "s", numbers, &count);
        },
-       [one](Turn const &) {
+       [one](Context const &) {
          std::string text;
          one->open.find_value(one->list, "S", nullptr, &text);
        },
-       [one](Turn const &turn) { use_own_key(*one, turn); },
-       [one](Turn const &) {
+       [one](Context const &context) { use_own_key(*one, context); },
+       [one](Context const &) {
          long numbers[2];
          unsigned int count = 2;
          one->open.parse_long_series("1 2", numbers, &count);
          one->source.set_search_path(one->directory.path().c_str());
          one->source.open_repository("devices.camera");
        },
-       [one](Turn const &) { one->source.create_key(one->list, "S", false); },
-       [one](Turn const &turn) {
-         one->source.set_value(one->values, turn.pick(NAMES), "t", false);
+       [one](Context const &) { one->source.create_key(one->list, "S", false); },
+       [one](Context const &context) {
+         one->source.set_value(one->values, context.pick(NAMES), "t", false);
        },
-       [one](Turn const &) { one->source.commit(); }},
+       [one](Context const &) { one->source.commit(); }},
       [one] { check_loadable(*one); }};
 }
 
@@ -279,32 +300,36 @@ Stage user_settings(Torture &torture) {
   auto const directory = std::make_shared<TemporaryDirectory>();
   write_file(directory->path("user-config.xml"), "<UserConfig><A Stays='kept'/></UserConfig>");
   setenv("OSTREL_CONFIG_PATH", directory->path().c_str(), 1);
-  auto const key = [](Turn const &turn) {
-    return "UserConfig/A/Key" + std::to_string(turn.random % 50);
+  auto const key = [](Context const &context) {
+    return "UserConfig/A/Key" + std::to_string(context.random % 50);
   };
-  return {{[&torture, directory](Turn const &) {
+  return {{[&torture, directory](Context const &) {
              std::string text;
              if (UserConfig::get_user_config("UserConfig/A/Stays", &text) != RESULT_SUCCESS ||
                  text != "kept") {
                torture.fault("a setting that stays cannot be read");
              }
            },
-           [key](Turn const &turn) {
+           [key](Context const &context) {
              std::string text;
-             UserConfig::get_user_config(key(turn).c_str(), &text);
+             UserConfig::get_user_config(key(context).c_str(), &text);
              UserConfig::get_user_config("$ObstacleAvoidanceMethod", &text);
            },
-           [key](Turn const &turn) { UserConfig::set_user_config(key(turn).c_str(), "1", false); },
-           [key](Turn const &turn) { UserConfig::set_user_config(key(turn).c_str(), "2", true); },
-           [](Turn const &) {
+           [key](Context const &context) {
+             UserConfig::set_user_config(key(context).c_str(), "1", false);
+           },
+           [key](Context const &context) {
+             UserConfig::set_user_config(key(context).c_str(), "2", true);
+           },
+           [](Context const &) {
              UserConfig::set_user_config("$VisualAvoidanceTolerance", "3", false);
              UserConfig::set_user_config("malformed", "3", false);
            },
-           [key](Turn const &turn) {
+           [key](Context const &context) {
              char text[16];
-             ovra_user_config__get_value(key(turn).c_str(), text, sizeof text);
+             ovra_user_config__get_value(key(context).c_str(), text, sizeof text);
            },
-           [key](Turn const &turn) {
-             ovra_user_config__set_value(key(turn).c_str(), "4", turn.random % 8 == 0);
+           [key](Context const &context) {
+             ovra_user_config__set_value(key(context).c_str(), "4", context.random % 8 == 0);
            }}};
 }

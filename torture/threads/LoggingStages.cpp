@@ -42,15 +42,15 @@ struct Logs {
 };
 
 // A random name, from a range that grows.
-std::string name_of(Turn const &turn) {
-  return "Torture.Threads.C" + std::to_string(turn.random % 500) + ".D";
+std::string name_of(Context const &context) {
+  return "Torture.Threads.C" + std::to_string(context.random % 500) + ".D";
 }
 
-void log_by_levels(Turn const &turn) {
-  LoggingCategory &category = LoggingCategory::get_instance(name_of(turn).c_str());
+void log_by_levels(Context const &context) {
+  LoggingCategory &category = LoggingCategory::get_instance(name_of(context).c_str());
   category.warn("%s", LINE);
   category.verbose("%s", LINE);
-  category.priority_satisfied(turn.pick(LEVELS));
+  category.priority_satisfied(context.pick(LEVELS));
   category.get_granted_priority_name();
 }
 
@@ -61,10 +61,10 @@ void log_wrapped() {
   prefixed.error("%s", LINE);
 }
 
-void log_from_c(Turn const &turn) {
+void log_from_c(Context const &context) {
   ovra_log__warn_no_debug("torture.threads.c", "%s", LINE);
   ovra_log__info("torture.threads.c", "%s", LINE);
-  ovra_log__set_priority(ovra_log__get_instance("torture.threads.c"), turn.pick(LEVELS));
+  ovra_log__set_priority(ovra_log__get_instance("torture.threads.c"), context.pick(LEVELS));
 }
 
 // Lines are complete, whatever the thresholds.
@@ -86,56 +86,56 @@ void check_lines(Torture &torture, Logs const &logs) {
 
 Stage logging(Torture &torture) {
   auto const logs = std::make_shared<Logs>();
-  return {{[](Turn const &turn) { log_by_levels(turn); }, [](Turn const &) { log_wrapped(); },
-           [](Turn const &turn) { log_from_c(turn); },
-           [](Turn const &) { Logs::category().warn("%s", LINE); },
-           [](Turn const &turn) { Logs::category().set_priority(turn.pick(LEVELS)); },
-           [](Turn const &turn) {
-             LoggingCategory::get_instance(name_of(turn).c_str()).set_priority(turn.pick(LEVELS));
-           },
-           [](Turn const &) { LoggingCategory::set_root_priority(LoggingPriority::LEVEL_INFO); },
-           [logs](Turn const &) {
-             logs->output.write(
-                 LoggingEvent("threads", LINE, LoggingPriority::LEVEL_WARN, nullptr, 0));
-           },
-           [logs](Turn const &turn) {
-             LoggingCategory &category = logs->hierarchy.get_value(name_of(turn));
-             category.set_priority(turn.pick(LEVELS));
-             category.granted_priority();
-           },
-           [logs](Turn const &turn) {
-             logs->hierarchy.get_instance(name_of(turn));
-             logs->hierarchy.get_root_category().warn_enabled();
-           }},
-          [&torture, logs] { check_lines(torture, *logs); }};
+  return {
+      {[](Context const &context) { log_by_levels(context); },
+       [](Context const &) { log_wrapped(); }, [](Context const &context) { log_from_c(context); },
+       [](Context const &) { Logs::category().warn("%s", LINE); },
+       [](Context const &context) { Logs::category().set_priority(context.pick(LEVELS)); },
+       [](Context const &context) {
+         LoggingCategory::get_instance(name_of(context).c_str()).set_priority(context.pick(LEVELS));
+       },
+       [](Context const &) { LoggingCategory::set_root_priority(LoggingPriority::LEVEL_INFO); },
+       [logs](Context const &) {
+         logs->output.write(LoggingEvent("threads", LINE, LoggingPriority::LEVEL_WARN, nullptr, 0));
+       },
+       [logs](Context const &context) {
+         LoggingCategory &category = logs->hierarchy.get_value(name_of(context));
+         category.set_priority(context.pick(LEVELS));
+         category.granted_priority();
+       },
+       [logs](Context const &context) {
+         logs->hierarchy.get_instance(name_of(context));
+         logs->hierarchy.get_root_category().warn_enabled();
+       }},
+      [&torture, logs] { check_lines(torture, *logs); }};
 }
 
 Stage units(Torture &torture) {
-  return {{[](Turn const &turn) {
-             Units::set_default_units(UNIT_TYPE_DISTANCE, turn.pick({"cm", "m", "nonsense"}));
+  return {{[](Context const &context) {
+             Units::set_default_units(UNIT_TYPE_DISTANCE, context.pick({"cm", "m", "nonsense"}));
            },
-           [&torture](Turn const &) {
+           [&torture](Context const &) {
              std::string text;
              Units::get_default_units(UNIT_TYPE_DISTANCE, &text);
              if (text != "cm" && text != "m") {
                torture.fault("the default unit is '%s'", text.c_str());
              }
            },
-           [&torture](Turn const &) {
+           [&torture](Context const &) {
              double result = 0;
              Units::convert_units(UNIT_TYPE_DISTANCE, "m", 1, "cm", &result);
              if (result != 100) {
                torture.fault("1 m is %g cm", result);
              }
            },
-           [&torture](Turn const &) {
+           [&torture](Context const &) {
              double result = 0;
              Units::convert_to_default_units(UNIT_TYPE_DISTANCE, "m", 1, &result);
              if (result != 100 && result != 1) {
                torture.fault("1 m is %g", result);
              }
            },
-           [](Turn const &) {
+           [](Context const &) {
              double result = 0;
              ovra_units__set_default(UNIT_TYPE_DISTANCE, "cm");
              ovra_units__convert_from_default(UNIT_TYPE_DISTANCE, "m", 1, &result);

@@ -78,34 +78,34 @@ void lend(IAcquirable &target, Count *steps) {
 
 Stage mutexes(Torture &torture) {
   auto const all = std::make_shared<Guarded>();
-  return {{[all](Turn const &) { lend(*all->mutex, &all->steps); },
-           [all](Turn const &) { lend(all->named, &all->named_steps); },
-           [all](Turn const &) {
+  return {{[all](Context const &) { lend(*all->mutex, &all->steps); },
+           [all](Context const &) { lend(all->named, &all->named_steps); },
+           [all](Context const &) {
              Win32Mutex again(false, all->name.c_str(), true, nullptr, nullptr);
              lend(again, &all->named_steps);
            },
-           [all](Turn const &turn) {
-             std::string const name = all->name + std::to_string(turn.random % 8);
+           [all](Context const &context) {
+             std::string const name = all->name + std::to_string(context.random % 8);
              Count own_steps;
-             Win32Mutex own(turn.random % 2 == 0, name.c_str(), false, nullptr, nullptr);
+             Win32Mutex own(context.random % 2 == 0, name.c_str(), false, nullptr, nullptr);
              lend(own, &own_steps);
              own.release(); // `initially_owned` acquired it: another thread may wait for the name
            },
-           [](Turn const &) {
+           [](Context const &) {
              Count own_steps;
              std::unique_ptr<IMutex> const own(Platform::create_mutex(true));
              lend(*own, &own_steps);
            },
-           [&torture, all](Turn const &) {
+           [&torture, all](Context const &) {
              all->mutex->is_acquired();
              all->named.is_acquired();
              if (all->mutex->release()) {
                torture.fault("a thread released a mutex that it did not hold");
              }
            },
-           [all](Turn const &turn) {
+           [all](Context const &context) {
              AcquirableLock const lock(all->map);
-             ++all->map[static_cast<int>(turn.random % 100)];
+             ++all->map[static_cast<int>(context.random % 100)];
              all->map_steps.step();
            }},
           [&torture, all] { all->check(torture); }};
@@ -114,27 +114,27 @@ Stage mutexes(Torture &torture) {
 Stage condition_variable(Torture &torture) {
   std::shared_ptr<IConditionVariable> const condition(Platform::create_condition_variable());
   auto const steps = std::make_shared<Count>();
-  return {{[condition](Turn const &) { condition->wait(1, true); },
-           [condition, steps](Turn const &turn) {
+  return {{[condition](Context const &) { condition->wait(1, true); },
+           [condition, steps](Context const &context) {
              AcquirableLock const lock(*condition);
-             condition->wait(turn.random % 2, false);
+             condition->wait(context.random % 2, false);
              steps->step();
            },
-           [condition](Turn const &) { condition->signal(); },
-           [condition](Turn const &) { condition->broadcast(); },
-           [condition, steps](Turn const &) {
+           [condition](Context const &) { condition->signal(); },
+           [condition](Context const &) { condition->broadcast(); },
+           [condition, steps](Context const &) {
              AcquirableLock const lock(*condition);
              condition->signal();
              steps->step();
            },
-           [condition, steps](Turn const &) {
+           [condition, steps](Context const &) {
              if (condition->lock_mutex()) {
                condition->broadcast();
                steps->step();
                condition->unlock_mutex();
              }
            },
-           [condition](Turn const &) {
+           [condition](Context const &) {
              condition->is_acquired();
              condition->unlock_mutex(); // not held by this thread
            }},
@@ -172,33 +172,33 @@ Stage counted_objects(Torture &torture) {
   for (auto const safety : {ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}) {
     std::shared_ptr<Counted> const object = objects.emplace_back(owned(safety));
     stage.operations.insert(stage.operations.end(),
-                            {[&torture, object](Turn const &) {
+                            {[&torture, object](Context const &) {
                                if (object->add_ref() < 2 || object->remove_ref() == 0) {
                                  torture.fault("an owner was not counted");
                                }
                              },
-                             [&torture, object](Turn const &) {
+                             [&torture, object](Context const &) {
                                if (object->ref_count() == 0) {
                                  torture.fault("an object that is owned has no owner");
                                }
                                std::ostringstream text;
                                object->print(text);
                              },
-                             [object](Turn const &) { object->hold(); },
-                             [&torture, object](Turn const &) {
+                             [object](Context const &) { object->hold(); },
+                             [&torture, object](Context const &) {
                                if (object->release_too_often()) {
                                  torture.fault("a thread released what it did not hold");
                                }
                              },
-                             [owned, safety](Turn const &) {
+                             [owned, safety](Context const &) {
                                std::shared_ptr<Counted> const own = owned(safety);
                                own->add_ref();
                                own->remove_ref();
                              }});
   }
-  stage.operations.emplace_back([](Turn const &turn) {
+  stage.operations.emplace_back([](Context const &context) {
     ObjectImpl::set_default_thread_safety(
-        turn.pick({ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}));
+        context.pick({ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}));
     ObjectImpl::get_default_thread_safety();
   });
   stage.check = [&torture, objects] {
@@ -213,11 +213,11 @@ Stage counted_objects(Torture &torture) {
 }
 
 Stage environment_and_libraries(Torture &torture) {
-  return {{[&torture](Turn const &turn) {
+  return {{[&torture](Context const &context) {
              ISharedLibrary *const library = Platform::create_shared_library();
              void *symbol = nullptr;
              library->set_name("libresolv.so.2");
-             library->add_search_path(turn.pick({"/none", "/usr/lib"}));
+             library->add_search_path(context.pick({"/none", "/usr/lib"}));
              if (library->load() != RESULT_SUCCESS ||
                  library->get_symbol("__b64_ntop", &symbol) != RESULT_SUCCESS ||
                  library->unload() != RESULT_SUCCESS) {
@@ -225,14 +225,14 @@ Stage environment_and_libraries(Torture &torture) {
              }
              library->remove_ref();
            },
-           [&torture](Turn const &turn) {
+           [&torture](Context const &context) {
              std::string text;
-             auto const property = static_cast<Platform::SystemProperty>(turn.random % 8);
+             auto const property = static_cast<Platform::SystemProperty>(context.random % 8);
              if (Platform::get_system_property(property, &text) != RESULT_SUCCESS) {
                torture.fault("a property cannot be read");
              }
            },
-           [](Turn const &) {
+           [](Context const &) {
              std::string text;
              Platform::get_environment_variable("PATH", &text);
              Platform::find_system_file(Platform::CONFIG_PATH, "user-config.xml", &text);
@@ -257,15 +257,15 @@ public:
   }
 
   // Types a key, then reads one: this one, or that of another thread.
-  void read_key(Turn const &turn) {
+  void read_key(Context const &context) {
     char echo[64];
     while (read(master_, echo, sizeof echo) > 0) {
     }
-    while (write(master_, turn.pick({"x", "\r"}), 1) != 1) { // fails while another thread types
+    while (write(master_, context.pick({"x", "\r"}), 1) != 1) { // fails while another thread types
       std::this_thread::yield();
     }
     char key = 'x';
-    if (turn.random / 2 % 2 == 0) {
+    if (context.random / 2 % 2 == 0) {
       key = Platform::get_char();
     } else if (std::string line; Platform::get_line(&line)) {
       key = '\r';
@@ -289,20 +289,20 @@ Stage console_and_files(Torture &torture) {
   write_file(directory->path("file"), "first");
   std::string const file = directory->path("file");
   auto const terminal = std::make_shared<Terminal>(torture);
-  return {{[](Turn const &) { Platform::input_ready(stdin); },
-           [terminal](Turn const &turn) { terminal->read_key(turn); },
-           [](Turn const &) {
+  return {{[](Context const &) { Platform::input_ready(stdin); },
+           [terminal](Context const &context) { terminal->read_key(context); },
+           [](Context const &) {
              int hour = 0, minute = 0, second = 0;
              Platform::get_local_time(&hour, &minute, &second);
              Platform::get_timestamp();
            },
-           [&torture, file, directory](Turn const &turn) {
-             std::string const text = turn.pick({"second", "third"});
+           [&torture, file, directory](Context const &context) {
+             std::string const text = context.pick({"second", "third"});
              if (Platform::replace_file(file.c_str(), text.data(), text.size()) != RESULT_SUCCESS) {
                torture.fault("a file cannot be replaced");
              }
            },
-           [&torture, file](Turn const &) {
+           [&torture, file](Context const &) {
              std::string const text = read_file(file);
              if (text != "first" && text != "second" && text != "third") {
                torture.fault("a file that is replaced is not whole: '%s'", text.c_str());
@@ -311,14 +311,14 @@ Stage console_and_files(Torture &torture) {
                torture.fault("a file that is replaced is not there");
              }
            },
-           [directory](Turn const &) {
+           [directory](Context const &) {
              std::vector<std::string> names;
              Platform::get_file_list(directory->path().c_str(), "", &names);
              Platform::get_dir_list((directory->path() + "/").c_str(), &names);
            },
-           [directory](Turn const &turn) {
+           [directory](Context const &context) {
              std::string path;
-             Platform::mkdir(directory->path("made" + std::to_string(turn.random % 8)).c_str(),
+             Platform::mkdir(directory->path("made" + std::to_string(context.random % 8)).c_str(),
                              0700);
              Platform::make_absolute_path("relative", &path);
            }}};

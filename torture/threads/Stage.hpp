@@ -8,7 +8,7 @@
 #include <vector>
 
 /// The context of an operation: the number of the thread, from 0, and a random number.
-struct Turn {
+struct Context {
   int thread;
   unsigned int random;
 
@@ -21,7 +21,7 @@ struct Turn {
 /// Operations on one set of objects that the headers allow several threads to run at once.
 struct Stage {
   /// Any two may run at the same time, also twice the same.
-  std::vector<std::function<void(Turn const &)>> operations;
+  std::vector<std::function<void(Context const &)>> operations;
   /// Checks the final state; may be empty.
   std::function<void()> check = {};
 };

@@ -40,9 +40,9 @@ SettingCache::NewEntry SettingCache::make_entry(Query const &query,
   std::unique_ptr<char[]> key(new char[query.text.size()]);
   query.text.copy(key.get(), query.text.size());
   Query const own(std::string_view(key.get(), query.text.size()), query.hash);
-  Entries made;
-  auto const entry = made.emplace(own, Entry{std::move(key), std::move(text)}).first;
-  return made.extract(entry);
+  Entries single;
+  auto const entry = single.emplace(own, Entry{std::move(key), std::move(text)}).first;
+  return single.extract(entry);
 }
 
 } // namespace Ostrel

@@ -201,8 +201,8 @@ unsigned long refusal(unsigned long result) {
 
 // Looks up a query that is not in the cache. `text` stays null without a settings file, and on
 // failure. Throws std::bad_alloc.
-unsigned long look_up(Settings &user, SettingCache::Query const &asked, std::string const **text) {
-  SettingCache::Query const full_key(user.resolve(asked.text));
+unsigned long look_up(Settings &user, SettingCache::Query const &query, std::string const **text) {
+  SettingCache::Query const full_key(user.resolve(query.text));
   std::optional<SettingKey> const parts = split(full_key.text);
   if (!parts) {
     return RESULT_FAILURE;
@@ -220,7 +220,7 @@ unsigned long look_up(Settings &user, SettingCache::Query const &asked, std::str
     }
     *text = user.cache().add(user.cache().prepare(full_key, std::move(read)));
   }
-  user.cache().add_alias(asked, full_key);
+  user.cache().add_alias(query, full_key);
   return RESULT_SUCCESS;
 }
 
@@ -242,13 +242,13 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
   if (value == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  SettingCache::Query const asked(key == nullptr ? "" : key);
+  SettingCache::Query const query(key == nullptr ? "" : key);
   SettingsLock const lock;
   if (lock.result() != RESULT_SUCCESS) {
     return lock.result();
   }
-  std::string const *text = settings().cache().find(asked);
-  unsigned long const result = text == nullptr ? look_up(settings(), asked, &text)
+  std::string const *text = settings().cache().find(query);
+  unsigned long const result = text == nullptr ? look_up(settings(), query, &text)
                                                : static_cast<unsigned long>(RESULT_SUCCESS);
   if (text != nullptr) {
     *value = *text;
@@ -262,13 +262,13 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   if (text == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  SettingCache::Query const asked(key == nullptr ? "" : key);
+  SettingCache::Query const query(key == nullptr ? "" : key);
   SettingsLock const lock;
   if (lock.result() != RESULT_SUCCESS) {
     return lock.result();
   }
   SettingCache &cache = settings().cache();
-  SettingCache::Query const full_key(settings().resolve(asked.text));
+  SettingCache::Query const full_key(settings().resolve(query.text));
   std::optional<SettingKey> const parts = split(full_key.text);
   if (!parts) {
     return RESULT_FAILURE;
@@ -281,7 +281,7 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
     }
   }
   cache.add(std::move(entry));
-  cache.add_alias(asked, full_key);
+  cache.add_alias(query, full_key);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

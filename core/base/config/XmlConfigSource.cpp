@@ -312,12 +312,12 @@ void const *XmlConfigSource::create_key(void const *parent, char const *name, bo
     category().warn("Refused to create key '%s': %s", name, fault);
     return nullptr;
   }
-  XmlNode const *const made = add_sub_key(*node, name);
-  if (made == nullptr) {
+  XmlNode const *const created = add_sub_key(*node, name);
+  if (created == nullptr) {
     return nullptr;
   }
   index_.reset();
-  return commit && !save() ? nullptr : made;
+  return commit && !save() ? nullptr : created;
 } catch (std::bad_alloc const &) {
   return nullptr;
 }
@@ -460,17 +460,17 @@ unsigned long XmlConfigSource::find_file(char const *name, std::string *found) t
     return RESULT_INVALID_ARGUMENT;
   }
   char const *const delimiter = Platform::get_path_delimiter();
-  bool takes_name_as_it_is = false;
+  bool tries_plain_name = false;
   std::vector<std::string> candidates;
   for (std::string const &entry : search_path_) {
-    takes_name_as_it_is = takes_name_as_it_is || entry.empty();
+    tries_plain_name = tries_plain_name || entry.empty();
     std::string candidate = entry.empty() ? "." : entry;
     if (*name != *delimiter) {
       candidate += delimiter;
     }
     candidate += name;
     unsigned long result = try_candidate(candidate, found);
-    if (result == RESULT_NOT_FOUND && takes_name_as_it_is) {
+    if (result == RESULT_NOT_FOUND && tries_plain_name) {
       result = try_candidate(name, found);
     }
     if (result != RESULT_NOT_FOUND) {

@@ -145,11 +145,11 @@ Win32ConditionVariable::Waiter *Win32ConditionVariable::enqueue(bool reacquires)
          !spare_.compare_exchange_weak(waiter, waiter->next, std::memory_order_acquire)) {
   }
   if (waiter == nullptr) {
-    std::unique_ptr<Waiter> made(new (std::nothrow) Waiter(*this));
-    if (made == nullptr || made->event == nullptr) {
+    std::unique_ptr<Waiter> created(new (std::nothrow) Waiter(*this));
+    if (created == nullptr || created->event == nullptr) {
       return nullptr;
     }
-    waiter = made.release();
+    waiter = created.release();
   }
   waiter->is_enqueued = true;
   waiter->is_one_of_all = false;

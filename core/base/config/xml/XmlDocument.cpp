@@ -78,12 +78,12 @@ bool replace_content(xmlNode &node, char const *text) {
 }
 
 bool add_named_value(xmlNode &key, char const *name, char const *text) {
-  xmlAttr *const made = xmlNewNsProp(&key, nullptr, as_xml(name), nullptr);
-  if (made == nullptr) {
+  xmlAttr *const created = xmlNewNsProp(&key, nullptr, as_xml(name), nullptr);
+  if (created == nullptr) {
     return false;
   }
-  if (made->name == nullptr || !replace_content(*as_node(made), text)) {
-    xmlRemoveProp(made);
+  if (created->name == nullptr || !replace_content(*as_node(created), text)) {
+    xmlRemoveProp(created);
     return false;
   }
   return true;
@@ -97,11 +97,11 @@ void XmlDocument::Free::operator()(xmlDoc *document) const noexcept {
 
 XmlDocument XmlDocument::create() noexcept {
   ErrorTrap const errors;
-  XmlDocument made(xmlNewDoc(as_xml("1.0")));
-  if (made) {
-    made.get()->dict = xmlDictCreate(); // for the names, as in a parsed document
+  XmlDocument created(xmlNewDoc(as_xml("1.0")));
+  if (created) {
+    created.get()->dict = xmlDictCreate(); // for the names, as in a parsed document
   }
-  return made && made.get()->dict != nullptr ? std::move(made) : XmlDocument();
+  return created && created.get()->dict != nullptr ? std::move(created) : XmlDocument();
 }
 
 XmlNode *XmlDocument::root() const noexcept {
@@ -217,11 +217,11 @@ XmlFault find_value_fault(XmlNode &key, char const *name, char const *text) {
 
 XmlNode *add_sub_key(XmlNode &key, char const *name) noexcept {
   ErrorTrap const errors;
-  XmlNewNode made(xmlNewDocNode(key.doc, nullptr, as_xml(name), nullptr));
-  if (made == nullptr || xmlAddChild(&key, made.get()) == nullptr) {
+  XmlNewNode created(xmlNewDocNode(key.doc, nullptr, as_xml(name), nullptr));
+  if (created == nullptr || xmlAddChild(&key, created.get()) == nullptr) {
     return nullptr;
   }
-  return made.release();
+  return created.release();
 }
 
 bool store_value(XmlNode &key, char const *name, char const *text) noexcept {
