@@ -27,9 +27,10 @@ constexpr std::size_t MAX_SUB_KEY_NAME = 1011; // characters, index included
 // another class does its own locking.
 class Configuration::Lock {
 public:
-  // @param source  null for one of another class, which does its own locking.
-  explicit FacadeLock(XmlConfigSource const *source)
-      : source_(source != nullptr ? &ProcessMutex::of(ProcessMutex::SOURCE) : nullptr) {}
+  explicit Lock(Configuration const &facade)
+      : source_(SourceLookUp(*facade.source_).indexed() != nullptr
+                    ? &ProcessMutex::of(ProcessMutex::SOURCE)
+                    : nullptr) {}
 
   // False if the mutex of the facades is not held.
   explicit operator bool() const noexcept { return static_cast<bool>(facades_); }

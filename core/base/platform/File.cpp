@@ -39,9 +39,9 @@ void CloseFile::operator()(void *file) const noexcept {
 }
 
 OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
-                   NewFile owner) noexcept {
-  constexpr DWORD SHARED = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-  DWORD const share_mode = owner == NewFile::OWNER_ONLY ? 0 : SHARED;
+                   NewFile permissions) noexcept {
+  constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  DWORD const share_mode = permissions == NewFile::PRIVATE ? 0 : SHARE_ALL;
   void *const file =
       CreateFileA(path, access, share_mode, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   return OpenFile(file == INVALID_HANDLE_VALUE ? nullptr : file);

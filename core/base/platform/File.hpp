@@ -11,60 +11,57 @@ struct CloseFile {
   void operator()(void *file) const noexcept;
 };
 
-/// Owns the handle of an open file and closes it. Internal to the library.
+/// Owns the handle of an open file. Internal to the library.
 using OpenFile = std::unique_ptr<void, CloseFile>;
 
-/// The permissions of a file that the opening creates: the process's default, or none but the
-/// owner's.
-enum class NewFile { SHARED, OWNER_ONLY };
+/// The permissions of a file that `open_file` creates: the process's default, or the owner alone.
+enum class NewFile { SHARED, PRIVATE };
 
-/// Opens a file. `access` and `disposition` are those of the system's call. Internal to the
+/// Opens a file by `CreateFileA`, with its values of `access` and `disposition`. Internal to the
 /// library.
-/// @return null, with the system's last error, on failure.
+/// @return null, with the system's last error, if it cannot be opened.
 OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposition,
-                   NewFile owner = NewFile::SHARED) noexcept;
+                   NewFile permissions = NewFile::SHARED) noexcept;
 
-/// Whether the same call may succeed later: the error is, for example, a lack of descriptors or a
-/// failing device or file server, and none that lasts (no such file or directory, no permission, an
-/// impossible name). Internal to the library.
-bool is_momentary(std::uint32_t error) noexcept;
+/// Whether a retry may succeed after this error: a lack of descriptors, a failing device or file
+/// server; not a missing file or directory, a lack of permission or an invalid name. Internal to
+/// the library.
+bool is_temporary(std::uint32_t error) noexcept;
 
-/// How many of `size` bytes to pass to one call of the system. Internal to the library.
+/// The part of `size` bytes that one system call transfers. Internal to the library.
 std::uint32_t transfer_size(std::size_t size) noexcept;
 
-/// Writes the bytes to an open file in one call, and after a short write the rest in further calls.
-/// Internal to the library.
-/// @return how many bytes were written; fewer than `size` if a call failed.
+/// Writes all bytes to an open file, with further calls after a short write. Internal to the
+/// library.
+/// @return the number of bytes written; fewer than `size` on an error.
 std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept;
 
-/// One open file of the operating system, without a buffer: readers see the written bytes when the
-/// call returns. Internal to the library.
+/// An open file of the operating system, unbuffered. Internal to the library.
 ///
 /// Not synchronised. Child programs do not inherit the descriptor.
 class File {
 public:
-  /// Opens an existing file for reading. A directory and null are refused.
+  /// Opens an existing file for reading; fails for a directory and for null.
   /// @return `RESULT_SUCCESS`, `RESULT_NOT_FOUND` if it cannot be opened, `RESULT_SYSTEM_ERROR` if
-  ///         a file that exists cannot be opened at this moment (`is_momentary`), or
-  ///         `RESULT_OUT_OF_MEMORY`. The system's last error has the reason, here and below.
+  ///         the reason is temporary (`is_temporary`), or `RESULT_OUT_OF_MEMORY`. The system's last
+  ///         error has the reason, also below.
   unsigned long open_for_reading(char const *path) noexcept;
 
-  /// Opens a file to append to: each write goes to the end that the file then has. Creates the file
-  /// if it does not exist.
+  /// Opens a file for appending; creates it if it does not exist.
   /// @return as above; `RESULT_SYSTEM_ERROR` also for a file that does not exist.
   unsigned long open_for_appending(char const *path) noexcept;
 
   bool is_open() const noexcept { return file_ != nullptr; }
 
   /// Reads up to `size` bytes.
-  /// @param count  receives how many were read; 0 at the end of the file.
-  /// @return false when reading fails.
+  /// @param count  receives the number of bytes read; 0 at the end of the file.
+  /// @return false on an error.
   bool read(void *buffer, std::size_t size, std::size_t *count) noexcept;
 
   /// `write_whole` to this file.
   std::size_t write(void const *data, std::size_t size) noexcept;
 
-  /// The file's size in bytes; 0 if it has none (a pipe, for example).
+  /// In bytes; 0 if it is unknown (a pipe, for example).
   unsigned long long size() const noexcept;
 
   void close() noexcept { file_.reset(); }

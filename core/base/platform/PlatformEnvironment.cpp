@@ -9,15 +9,15 @@
 
 namespace Ostrel {
 
-// Uses the system's call: on Windows the C library's `getenv` does not see what
-// SetEnvironmentVariableA has changed, such as PATH during the load of a library.
+// Not the C library's `getenv`: on Windows it does not see changes by SetEnvironmentVariableA, such
+// as that of PATH during the load of a library.
 bool read_environment(char const *name, std::string *value) {
   std::string text;
   DWORD length = 0;
-  // Repeated while the value does not fit: another thread may set a longer one in between.
+  // Retried until the value fits: another thread may set a longer one in between.
   do {
     text.resize(length);
-    SetLastError(ERROR_SUCCESS); // distinguishes an empty value from none
+    SetLastError(ERROR_SUCCESS); // distinguishes an empty value from an unset variable
     length = GetEnvironmentVariableA(name, text.data(), static_cast<DWORD>(text.size()));
     if (length == 0 && GetLastError() != ERROR_SUCCESS) {
       return false;

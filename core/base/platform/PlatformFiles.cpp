@@ -19,14 +19,13 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// Whether the device fails while a directory is read. Any other directory that cannot be searched
-// is treated as empty.
 bool is_failing_device(DWORD error) {
   return error == ERROR_IO_DEVICE || error == ERROR_UNEXP_NET_ERR || error == ERROR_SEM_TIMEOUT;
 }
 
-// Calls `add(name, names)` for each name that matches the query, and stores the names. On failure
-// (no memory, or the directory cannot be read to its end) `out` is untouched.
+// Calls `add(name, names)` for each name that matches the query. `out` is untouched on failure:
+// without memory, and if the directory cannot be read to its end. A directory that cannot be opened
+// counts as empty.
 template <typename Add>
 unsigned long collect(std::string const &query, Add add, Names *out, bool *has_matches) {
   Names names;

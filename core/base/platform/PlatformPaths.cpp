@@ -77,8 +77,7 @@ unsigned long Platform::get_current_directory(std::string *out) try {
   }
   std::string directory;
   DWORD needed = FIRST_DIRECTORY_SIZE;
-  // Repeated while the directory does not fit: another thread may change to a longer one in
-  // between.
+  // Retried until the path fits: another thread may change to a longer one in between.
   while (needed > directory.size()) {
     directory.resize(needed);
     needed = GetCurrentDirectoryA(needed, directory.data());

@@ -52,8 +52,8 @@ struct CloseKey {
 };
 using OpenKey = std::unique_ptr<void, CloseKey>;
 
-// Converts the bytes of a registry value to text. A string may be stored without its terminator.
-// False for any other type, and for a number that does not have 4 bytes.
+// Converts a registry value to text. A string may be stored without its terminator. False for any
+// other type, and for a number that does not have 4 bytes.
 bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
   if (type == REG_SZ) {
     auto const *text = reinterpret_cast<char const *>(data);
@@ -74,8 +74,8 @@ bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
 // Reads values of the registry, and records errors that are temporary.
 class Registry {
 public:
-  // Reads a value. False, with `out` untouched, for a null name, a value that cannot be read, or
-  // one of another type. Throws std::bad_alloc.
+  // False, with `out` untouched, for a null name, a value that cannot be read, and one of another
+  // type. Throws std::bad_alloc without memory.
   bool read(char const *name, std::string *out) {
     HKEY opened = nullptr;
     if (name == nullptr ||
@@ -87,13 +87,12 @@ public:
     if (!succeeds(RegQueryValueExA(opened, name, nullptr, nullptr, nullptr, &size))) {
       return false;
     }
-    std::vector<BYTE> data(std::size_t{size} + 1); // so that its pointer is not null
+    std::vector<BYTE> data(std::size_t{size} + 1); // not null, even if the value is empty
     return succeeds(RegQueryValueExA(opened, name, nullptr, &type, data.data(), &size)) &&
            registry_text(type, data.data(), size, out);
   }
 
-  // Whether a value could not be read for a reason that may pass.
-  bool has_failed_momentarily() const { return has_failed_momentarily_; }
+  bool had_temporary_error() const { return had_temporary_error_; }
 
 private:
   bool succeeds(LONG error) {
@@ -107,7 +106,7 @@ private:
   bool had_temporary_error_ = false;
 };
 
-// Appends the default directory: the installed one, else that of the build tree.
+// Appends the default directory: that of the installation, else that of the build tree.
 void append_default(PropertySources const &sources, Registry *registry, std::string *path) {
   std::string installation;
   if (!registry->read(INSTALL_VALUE, &installation)) {
@@ -121,14 +120,8 @@ void append_default(PropertySources const &sources, Registry *registry, std::str
   *path += sources.relative;
 }
 
-void install_path(PropertySources const &sources, Registry *registry, std::string *path) {
-  if (!registry->read(sources.value, path)) {
-    *path = sources.build_time;
-  }
-}
-
-// The user's directories, then the default one. `empty_counts`: the registry is not read either if
-// the variable is set to the empty text.
+// The user's own directories, then the default. `empty_counts`: a variable that is set to the empty
+// text also overrides the registry.
 void search_path(PropertySources const &sources, bool empty_counts, Registry *registry,
                  std::string *path) {
   bool const is_set = read_environment(sources.variable, path);
@@ -140,7 +133,7 @@ void search_path(PropertySources const &sources, bool empty_counts, Registry *re
   append_default(sources, registry, path);
 }
 
-// A single directory, from the first source that names one.
+// A single place: the first source that names one.
 void single_directory(PropertySources const &sources, Registry *registry, std::string *path) {
   if (read_environment(sources.variable, path) && !path->empty()) {
     return;
@@ -159,7 +152,9 @@ std::string read_property(Platform::SystemProperty property, Registry *registry)
   std::string path;
   switch (property) {
   case Platform::INSTALL_PATH:
-    install_path(sources, registry, &path);
+    if (!registry->read(sources.value, &path)) {
+      path = sources.build_time;
+    }
     break;
   case Platform::SLAM_LANDMARK_PATH:
     single_directory(sources, registry, &path);

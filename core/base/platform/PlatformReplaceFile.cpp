@@ -165,8 +165,8 @@ Outcome failed_or_would_lose() {
 
 Outcome replace_by_name(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
-  // Until it has the permissions of the old file, only its owner may read it.
-  if (!temporary.create(target, NewFile::OWNER_ONLY)) {
+  // Private until it has the permissions of the old file.
+  if (!temporary.create(target, NewFile::PRIVATE)) {
     return failed_or_would_lose();
   }
   if (!temporary.fill(contents)) {
@@ -178,7 +178,7 @@ Outcome replace_by_name(std::string const &target, Contents const &contents) {
 bool write_new(std::string const &target, Contents const &contents) {
   TemporaryFile temporary;
   return temporary.create(target, NewFile::SHARED) && temporary.fill(contents) &&
-         temporary.become(target);
+         temporary.rename_to(target);
 }
 
 bool seek(HANDLE file, std::size_t position) {

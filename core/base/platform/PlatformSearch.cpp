@@ -22,9 +22,9 @@ char const *text_or_empty(char const *text) {
   return text == nullptr ? "" : text;
 }
 
-// Returns the element that begins at `*start`, and moves `*start` to the next one. Every element of
-// the search path ends with a delimiter, also the last.
-std::string take_element(std::string const &search_path, std::size_t *start) {
+// Copies the element at `*start`, and moves `*start` to the next one. Each element of `search_path`
+// must end with a delimiter, including the last.
+std::string next_element(std::string const &search_path, std::size_t *start) {
   std::size_t const end = search_path.find(DELIMITER, *start);
   std::string element = search_path.substr(*start, end - *start);
   *start = end + 1;
@@ -124,7 +124,7 @@ unsigned long Platform::find_system_or_regular_file(SystemProperty property, cha
   if (out == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  std::string name = text_or_empty(file_name); // copied, since `out` may hold it
+  std::string name = text_or_empty(file_name); // copied: `out` may hold it
   char const *const wanted = file_name == nullptr ? nullptr : name.c_str();
   out->clear();
   LoggingCategoryPostfixed(&category())
@@ -148,7 +148,7 @@ void Platform::find_place_to_write(SystemProperty property, char const *file_nam
   if (out == nullptr) {
     return;
   }
-  std::string name = text_or_empty(file_name); // copied, since `out` may hold it
+  std::string name = text_or_empty(file_name); // copied: `out` may hold it
   out->clear();
   if (is_absolute_path(name.c_str())) {
     *out = std::move(name);

@@ -25,7 +25,7 @@ constexpr char const *LIBRARY_PATH_VARIABLE = "OSTREL_LIBRARY_PATH";
 
 ClassCategory category("Ostrel.Core.Base.Win32SharedLibrary");
 
-// Throws std::bad_alloc.
+// Throws std::bad_alloc without memory.
 std::optional<std::string> read_variable(char const *name) {
   std::string value;
   if (!read_environment(name, &value)) {
@@ -83,7 +83,7 @@ std::string complete_name(std::string const &file_name) {
   return is_complete ? file_name : file_name + SHARED_LIBRARY_EXTENSION;
 }
 
-// Null, with a warning, if it cannot be loaded.
+// Null, with a warning, on failure.
 HMODULE load_module(std::string const &name) {
   if (HMODULE module = LoadLibraryA(name.c_str()); module != nullptr) {
     return module;
@@ -109,7 +109,7 @@ unsigned int Win32SharedLibrary::add_ref() {
 }
 
 unsigned int Win32SharedLibrary::remove_ref() {
-  // 0 while the object is being deleted: destructors of the library may release it once more.
+  // 0 while the object is being deleted: the library's destructors may release it once more.
   if (ref_count_ == 0) {
     return 0;
   }
@@ -193,7 +193,7 @@ unsigned long Win32SharedLibrary::load() {
 }
 
 unsigned long Win32SharedLibrary::unload() {
-  // Cleared first: destructors of the library run inside, and must find nothing loaded.
+  // Cleared first: the library's destructors run inside, and must find nothing loaded.
   void *const module = std::exchange(module_, nullptr);
   if (module == nullptr) {
     return RESULT_SUCCESS;
