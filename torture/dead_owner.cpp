@@ -165,7 +165,7 @@ void lose_last_user(Torture &torture) {
       torture.fault("user %u ended with %d", i, status);
     }
     if (exists(name)) {
-      torture.fault("user %u, the last one, is gone, but not its mutex", i);
+      torture.fault("the mutex still exists after its last user %u", i);
     }
     Mutex const anew = create(name);
     if (anew == nullptr || !anew->acquire() || !anew->release()) {
@@ -276,7 +276,7 @@ constexpr Trap TRAPS[] = {
        make_directory(elsewhere, OTHER_USER, 0700);
        std::filesystem::create_directory_symlink(elsewhere, place);
      }},
-    {"in a directory of somebody else's",
+    {"in a directory of another user",
      [](std::string const &place, std::string const & /*elsewhere*/) {
        make_directory(place, geteuid(), 0777);
      }},
@@ -293,7 +293,7 @@ void keep_others_out(Torture &torture) {
   mine->acquire();
   std::filesystem::remove_all(directory_of_other());
   if (run_child("own", {name}).status != 0) {
-    torture.fault("another user meets this user's mutex, or gets none of his own");
+    torture.fault("another user finds this user's mutex, or cannot create one");
   }
   mine->release();
 

@@ -178,7 +178,7 @@ private:
       char const *const path = std::getenv("PATH");
       char const *const config = std::getenv("OSTREL_CONFIG_PATH");
       if (steady == nullptr || !begins_with(steady, "steady")) {
-        torture_.fault("a variable is not there that nobody changes");
+        torture_.fault("a variable that is never changed is missing");
       }
       if (path == nullptr || !begins_with(path, "/torture/first")) {
         torture_.fault("PATH is %s", path == nullptr ? "not set" : path);

@@ -765,7 +765,7 @@ Outcome miss_key() {
   return is_found ? Outcome::WRONG : err.has("WARN  - Can't find key 'Robot/Leg'\n");
 }
 
-// A source over a file of its own.
+// A source over its own file.
 std::unique_ptr<XmlConfigSource> load_copy(Outcome *outcome) {
   write_file(in_directory("edited.xml"), read_file(in_directory("robot.xml")));
   return load("edited.xml", outcome);

@@ -27,7 +27,7 @@ public:
   /// Which configuration a source holds.
   enum ConfigRoot : int {
     CONFIG_ROOT_NONE = 0,          ///< nothing is loaded
-    CONFIG_ROOT_OTHER = 1,         ///< a configuration with another top key
+    CONFIG_ROOT_OTHER = 1,         ///< a configuration with a top key that is not listed below
     CONFIG_ROOT_APPLICATIONS = 2,  ///< applications
     CONFIG_ROOT_BEHAVIORS = 3,     ///< behaviours
     CONFIG_ROOT_PERSONALITIES = 4, ///< personalities

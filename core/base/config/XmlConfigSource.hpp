@@ -40,8 +40,8 @@ struct KeyIndex;
 /// declares an external entity or a parameter entity, exceeds the limits above, or has more than
 /// 32 KB of declarations (without the texts of entities), 256 namespaces in force at one place or
 /// 100,000 different names (a name with a prefix counts as three); also if its entities expand to
-/// more than 1 MB and more than ten times its size (plus 25 bytes for each tag and each named value
-/// in them).
+/// more than 1 MB and more than ten times its size, where each tag and each named value in them
+/// counts 25 bytes more.
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
 /// `find_indexed_sub_key`, `get_key_name` and `get_value_data` do not acquire it and must not run

@@ -47,7 +47,7 @@ void type(std::string const &keys) {
   [[maybe_unused]] ssize_t const count = write(master, keys.data(), keys.size());
 }
 
-// Types before a read. The keys have arrived when the terminal has echoed `last`, which must not
+// Types before a read. The keys have arrived when the terminal has echoed `new_key`, which must not
 // occur in earlier keys. Returns the echo until then.
 std::string type_ahead(std::string const &keys, char new_key) {
   std::string echoed;

@@ -36,10 +36,6 @@ FileText serialize(XmlDocument const &document, char const *encoding) {
   return result;
 }
 
-bool are_equal(XmlDocument const &one, XmlDocument const &other) {
-  return serialize(one, UTF_8).view() == serialize(other, UTF_8).view();
-}
-
 // The text of the file; null, with the reason in `fault`, if it cannot be loaded. The document
 // keeps its encoding if that is read back the same as UTF-8: characters that the encoding lacks can
 // be read back as another text.
@@ -55,7 +51,8 @@ FileText make_file_text(XmlDocument const &document, std::string *fault) {
   if (is_converted) {
     FileText kept = serialize(document, nullptr);
     XmlReading const kept_again = read_xml_text(kept.view());
-    if (kept_again.document && are_equal(kept_again.document, again.document)) {
+    if (kept_again.document &&
+        serialize(kept_again.document, UTF_8).view() == serialize(again.document, UTF_8).view()) {
       return kept;
     }
   }

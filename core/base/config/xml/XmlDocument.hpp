@@ -55,7 +55,8 @@ char const *name_of(XmlNode const &node) noexcept;
 XmlNode *read_key(XmlNode *key, std::string *name);
 
 /// Reads the name and the text of a value; the text value, which is the key itself, has the empty
-/// name. Returns the value. Throws std::bad_alloc without memory, with the name unchanged.
+/// name. Returns the value; null for null. Throws std::bad_alloc without memory, with the name
+/// unchanged.
 XmlNode *read_value(XmlNode *value, std::string *name, std::string *text);
 
 /// Reads all text inside a node, or that of a text, a comment or an instruction. Throws
