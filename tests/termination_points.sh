@@ -9,7 +9,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../core/base"
 
 # Parts of marked operations, or of operations in whose wait no thread may be ended.
 steps=(Win32Mutex::acquire_for_certain Win32Mutex::release_and_wait
-  Win32ConditionVariable::wait_released Win32ConditionVariable::dismiss
+  Win32ConditionVariable::wait_unlocked Win32ConditionVariable::cancel
   Win32ConditionVariable::withdraw)
 
 # Each function of the sources becomes one line.
