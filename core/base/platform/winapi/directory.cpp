@@ -3,7 +3,6 @@
 // is not used: it has more wildcards, depends on the locale and omits names that start with a dot.
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
 #include <cerrno>
@@ -19,7 +18,6 @@ namespace {
 using Ostrel::Descriptor;
 using Ostrel::fail;
 using Ostrel::fail_with_errno;
-using Ostrel::Handle;
 using Ostrel::NativePath;
 
 static_assert(sizeof(dirent::d_name) <= sizeof(WIN32_FIND_DATAA::cFileName));
@@ -48,7 +46,7 @@ bool matches(char const *pattern, char const *name) {
   return *pattern == '\0';
 }
 
-class Search final : public Handle {
+class Search {
 public:
   explicit Search(NativePath const &query) noexcept : query_(query) {
     char const *last = std::strrchr(query_.c_str(), '/');
@@ -57,7 +55,6 @@ public:
   }
   Search(Search const &) = delete;
   Search &operator=(Search const &) = delete;
-  ~Search() override = default;
 
   bool is_open() const noexcept { return directory_ != nullptr; }
 
@@ -95,6 +92,10 @@ private:
   std::unique_ptr<DIR, Close> directory_;
 };
 
+bool is_search(HANDLE search) noexcept {
+  return search != nullptr && search != INVALID_HANDLE_VALUE;
+}
+
 } // namespace
 
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data) {
@@ -117,19 +118,17 @@ HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data) {
     }
     return INVALID_HANDLE_VALUE;
   }
-  return search.release()->handle();
+  return search.release();
 }
 
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data) {
-  auto *found = dynamic_cast<Search *>(Handle::of(search));
-  return found == nullptr ? fail(ERROR_INVALID_HANDLE) : found->next(data);
+  return is_search(search) ? static_cast<Search *>(search)->next(data) : fail(ERROR_INVALID_HANDLE);
 }
 
 BOOL FindClose(HANDLE search) {
-  auto *found = dynamic_cast<Search *>(Handle::of(search));
-  if (found == nullptr) {
+  if (!is_search(search)) {
     return fail(ERROR_INVALID_HANDLE);
   }
-  found->close();
+  delete static_cast<Search *>(search);
   return TRUE;
 }

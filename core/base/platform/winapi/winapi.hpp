@@ -346,16 +346,16 @@ struct WIN32_FIND_DATAA {
 
 /// Starts a search for the names in one directory that match the last part of `query`. Only `*`
 /// and `?` are wildcards, upper and lower case differ, and names that start with a dot, also "."
-/// and
-/// "..", match like any other. A name with a backslash is returned unchanged, although no path of
-/// this layer can express it. The caller ends the search with FindClose. INVALID_HANDLE_VALUE with
-/// ERROR_FILE_NOT_FOUND if nothing matches, or with the reason if the directory cannot be read.
+/// and "..", match like any other. A name with a backslash is returned unchanged, although no path
+/// of this layer can express it. The caller ends the search with FindClose. INVALID_HANDLE_VALUE
+/// with ERROR_FILE_NOT_FOUND if nothing matches, or with the reason if the directory cannot be
+/// read.
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
 
 /// Continues with the next name; FALSE with ERROR_NO_MORE_FILES at the end.
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
 
-/// Ends a search; FALSE with ERROR_INVALID_HANDLE if the handle is not that of a search.
+/// Ends a search; FALSE with ERROR_INVALID_HANDLE for null and INVALID_HANDLE_VALUE.
 BOOL FindClose(HANDLE search);
 
 // --- Clocks, identifiers, version: clock.cpp --------------------------------------------------
