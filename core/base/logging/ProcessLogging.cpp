@@ -24,6 +24,11 @@ namespace {
 std::atomic<LoggingHierarchy *> current{nullptr}; // set under ProcessMutex::LOGGING
 bool is_setting_up OSTBASE_GUARDED_BY(ProcessMutex::of(ProcessMutex::LOGGING)) = false;
 
+// In a child that was forked during the set-up by another thread.
+void forget_set_up() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::LOGGING)) {
+  is_setting_up = false;
+}
+
 class Teardown {
 public:
   Teardown() = default;
@@ -60,11 +65,6 @@ LoggingHierarchy *ProcessLogging::hierarchy() {
     set_up();
   }
   return current.load(std::memory_order_acquire);
-}
-
-// In a child that was forked during the set-up by another thread.
-void ProcessLogging::forget_set_up() noexcept {
-  is_setting_up = false;
 }
 
 std::unique_ptr<LoggingHierarchy> ProcessLogging::make_configured() try {

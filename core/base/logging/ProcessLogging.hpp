@@ -39,7 +39,6 @@ private:
   struct Discarding;
 
   static void set_up();
-  static void forget_set_up() noexcept;
   static std::unique_ptr<LoggingHierarchy> make_configured();
 };
 
