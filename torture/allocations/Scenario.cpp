@@ -1096,7 +1096,8 @@ void write_scenario_files(std::string const &place) {
 }
 
 unsigned long kept_environments() {
-  return restorations;
+  constexpr unsigned long BLOCKS_PER_ARRAY = 2; // the list's node, and the array
+  return BLOCKS_PER_ARRAY * restorations;
 }
 
 void set_scenario_directory(std::string const &place) {

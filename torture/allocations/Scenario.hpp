@@ -28,6 +28,6 @@ void write_scenario_files(std::string const &place);
 /// Prepares this process. Must precede the first call.
 void set_scenario_directory(std::string const &place);
 
-/// How many times the calls have set a variable by the C library. After each, the library keeps one
-/// more array of the environment.
+/// The memory blocks of the arrays of the environment that the library keeps: one more array after
+/// each change of a variable by the C library.
 unsigned long kept_environments();
