@@ -138,8 +138,8 @@ public:
   /// Replaces the contents of a file atomically: at any time the file holds either the old bytes or
   /// the new bytes, also if the process is killed or the disk is full (addition).
   ///
-  /// Writes the bytes to a temporary file in the same directory, flushes it to the disk, gives it
-  /// the old file's permissions and owner, renames it, and flushes the directory. A new file gets
+  /// Writes the bytes to a temporary file in the same directory, flushes it to the disk, sets the
+  /// old file's permissions and owner, renames it, and flushes the directory. A new file gets
   /// the process's default permissions. If the path is a symbolic link, its target is replaced.
   ///
   /// The file is overwritten in place instead, not atomically, if a rename would lose something:

@@ -166,10 +166,12 @@ TEST(Environment, IsNotTrustedByAProgramWithMoreRights) {
   std::filesystem::copy_file("/proc/self/exe", program);
   EXPECT_NE(output_of(hostile), output_of(empty));
   EXPECT_TRUE(std::filesystem::remove(log));
-  if (chown(directory.path("").c_str(), NOBODY, NOBODY) != 0 || // so that it could write there
+  // The other user owns the directory, so that only the rule keeps the program from writing the
+  // log.
+  if (chown(directory.path("").c_str(), NOBODY, NOBODY) != 0 ||
       chown(program.c_str(), NOBODY, NOBODY) != 0 || chmod(program.c_str(), S_ISUID | 0755) != 0 ||
       output_of(empty).find("secure") == std::string::npos) {
-    GTEST_SKIP() << "nobody's program cannot be run with his rights here";
+    GTEST_SKIP() << "a program of another user cannot be run with that user's rights here";
   }
   EXPECT_EQ(output_of(hostile), output_of(empty));
   EXPECT_FALSE(std::filesystem::exists(log));

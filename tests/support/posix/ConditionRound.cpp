@@ -104,7 +104,7 @@ private:
 
   std::vector<Wait> &waits_;
   std::vector<char const *> faults_;
-  std::deque<std::size_t> row_; // of those who wait
+  std::deque<std::size_t> row_; // of the waiters
 };
 
 class Round {

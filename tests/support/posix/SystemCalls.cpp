@@ -30,7 +30,7 @@ constexpr int LET_PASS[] = {
     SYS_rt_sigpending, SYS_sigaltstack, SYS_getpid,      SYS_gettid,       SYS_clock_gettime,
     SYS_getrandom,     SYS_rseq,        SYS_exit,        SYS_exit_group};
 
-constexpr int END_MARK = SYS_getppid; // nobody else calls it
+constexpr int END_MARK = SYS_getppid; // not called otherwise
 
 [[noreturn]] void give_up(char const *what) {
   std::fprintf(stderr, "%s: %s\n", what, std::strerror(errno));
