@@ -3,15 +3,11 @@
 
 namespace Ostrel {
 
-namespace {
-
 timespec monotonic_time() noexcept {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   return now;
 }
-
-} // namespace
 
 timespec after_ms(timespec const &start, std::uint32_t milliseconds) noexcept {
   std::int64_t const nanoseconds =

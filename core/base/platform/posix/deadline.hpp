@@ -13,6 +13,9 @@ constexpr std::int64_t MILLISECONDS_PER_SECOND = 1000;
 /// The number of milliseconds that means a wait without a limit, as in Windows' calls.
 constexpr std::uint32_t NO_LIMIT_MS = 0xFFFFFFFF;
 
+/// The present time on the monotonic clock.
+timespec monotonic_time() noexcept;
+
 /// The time that lies so many milliseconds after another.
 timespec after_ms(timespec const &start, std::uint32_t milliseconds) noexcept;
 

@@ -78,7 +78,7 @@ Libraries::Libraries() noexcept {
     dlclose(handle);
   }
   dlerror();
-  is_safe_to_end(nullptr, false);
+  is_safe_to_end(nullptr, false); // meets no interrupted frame, and so does not look up this object
 }
 
 Libraries const &libraries() noexcept {

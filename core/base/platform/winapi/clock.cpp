@@ -28,12 +28,6 @@ bool to_local_time(time_t time, tm *local) {
   return localtime_r(&time, local) != nullptr;
 }
 
-timespec monotonic_time() {
-  timespec now = {};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return now;
-}
-
 } // namespace
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count) {
@@ -53,7 +47,7 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
 void Sleep(DWORD milliseconds) {
   Ostrel::TerminableWait const here;
   do {
-    timespec const end = Ostrel::after_ms(monotonic_time(), milliseconds);
+    timespec const end = Ostrel::after_ms(Ostrel::monotonic_time(), milliseconds);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
     }
   } while (milliseconds == INFINITE);

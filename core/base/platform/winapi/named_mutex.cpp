@@ -307,10 +307,11 @@ DWORD NamedMutex::wait(DWORD milliseconds) noexcept {
     depth = 1;
     return mark == FREE ? WAIT_OBJECT_0 : WAIT_ABANDONED;
   }
+  bool const is_timeout = !is_locked && errno == EAGAIN;
   fail_with_errno();
   set_lock(file, OWNER, F_UNLCK);
   ReleaseMutex(threads);
-  return GetLastError() == ERROR_SHARING_VIOLATION ? WAIT_TIMEOUT : WAIT_FAILED;
+  return is_timeout ? WAIT_TIMEOUT : WAIT_FAILED;
 }
 
 BOOL NamedMutex::release_mutex() noexcept {
