@@ -2,8 +2,8 @@
 // Many waiters and signallers at once: see the torture.
 #include "core/base/platform/IThread.hpp"
 #include "tests/platform/Mutexes.hpp"
-#include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <climits>
 #include <string>
@@ -15,8 +15,7 @@ namespace {
 
 // A thread that has released the mutex and sleeps is in its wait. Not visible on Windows.
 void wait_until_asleep(IThread const &thread) {
-  std::string const state = "/proc/self/task/" + std::to_string(thread.get_id()) + "/stat";
-  while (!ON_WINDOWS && read_file(state).find(") S ") == std::string::npos) {
+  while (!ON_WINDOWS && !is_asleep(thread.get_id())) {
     std::this_thread::yield();
   }
 }

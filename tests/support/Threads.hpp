@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "tests/support/Files.hpp"
+
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -14,4 +17,10 @@ template <typename Body> void in_threads(int count, Body const &body) {
   for (std::thread &thread : threads) {
     thread.join();
   }
+}
+
+/// Whether a thread, or the first thread of a process, sleeps in a system call. Always false on
+/// Windows, where this is not visible.
+inline bool is_asleep(unsigned long id) {
+  return read_file("/proc/" + std::to_string(id) + "/stat").find(") S ") != std::string::npos;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/Child.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -286,6 +287,9 @@ Role const job_role("console-job", [](Role::Arguments const &) {
     _exit(1);
   }
   wait_for_reader();
+  while (!is_asleep(static_cast<unsigned long>(reader))) { // a read in the background would stop it
+    std::this_thread::yield();
+  }
   tcsetpgrp(terminal, getpgrp());
   status = end_by(SIGTERM, reader);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;

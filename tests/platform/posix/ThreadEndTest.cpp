@@ -6,6 +6,7 @@
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/FailingAllocations.hpp"
 #include "tests/support/System.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,6 @@
 #include <cstdio>
 #include <fstream>
 #include <future>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -51,14 +51,6 @@ struct Counted {
   }
 };
 
-// Whether a thread of this process sleeps in a system call.
-bool is_asleep(pid_t thread) {
-  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-  std::string const text(std::istreambuf_iterator<char>(file), {});
-  std::size_t const state = text.rfind(')') + 2;
-  return state < text.size() && text[state] == 'S';
-}
-
 long mapped_pages() {
   long pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
@@ -73,7 +65,7 @@ struct SelfStopping {
 
   static unsigned int run(void *argument) {
     auto &self = *static_cast<SelfStopping *>(argument);
-    while (!self.is_waited_for || !is_asleep(self.owner)) {
+    while (!self.is_waited_for || !is_asleep(static_cast<unsigned long>(self.owner))) {
       sched_yield();
     }
     self.thread->stop();
