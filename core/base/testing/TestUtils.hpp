@@ -21,8 +21,7 @@ class EnvironmentSetup;
 ///     }
 ///
 /// Reports to standard error: failed checks always, passed ones only in verbose mode ("--verbose"
-/// or
-/// "-v" on the command line). For use by the main thread only. Texts are borrowed for the call.
+/// or "-v" on the command line). For use by the main thread only. Texts are borrowed for the call.
 class OSTBASE_API TestUtils {
 public:
   /// Does not read a command line; call `init`.

@@ -59,16 +59,14 @@ public:
   /// Converts from a unit to the default unit.
   ///
   /// @return `RESULT_SUCCESS`, or `RESULT_INVALID_ARGUMENT` for an unknown kind or name (logged as
-  /// a
-  ///         warning) or a null result.
+  ///         a warning) or a null result.
   static unsigned long convert_to_default_units(UnitType type, std::string units, double value,
                                                 double *result);
 
   /// Converts from the default unit to another unit.
   ///
   /// @return `RESULT_SUCCESS`; `RESULT_FAILURE` for an unknown kind or `RESULT_INVALID_ARGUMENT`
-  /// for
-  ///         an unknown name (both logged as warnings); `RESULT_INVALID_ARGUMENT` for a null
+  ///         for an unknown name (both logged as warnings); `RESULT_INVALID_ARGUMENT` for a null
   ///         result.
   static unsigned long convert_to_specified_units(UnitType type, std::string units, double value,
                                                   double *result);
