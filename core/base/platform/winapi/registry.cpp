@@ -2,73 +2,61 @@
 // The registry, as a text file of the installation. A key is read when it is opened: if the file is
 // replaced by a rename, a reader sees the old values or the new ones. During a write in place it
 // may see a part of them, or nothing.
-#include "core/base/platform/posix/descriptor.hpp"
-#include "core/base/platform/winapi/error.hpp"
-#include "core/base/platform/winapi/path.hpp"
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <memory>
 #include <new>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <utility>
 
 namespace {
 
-using Ostrel::Descriptor;
-using Ostrel::error_from_errno;
-using Ostrel::error_of_open;
-using Ostrel::NativePath;
 using Ostrel::parse_registry_file;
 using Ostrel::registry_name;
 using Ostrel::RegistryValue;
 using Ostrel::RegistryValues;
-using Ostrel::retry;
 
 constexpr char const *DEFAULT_FILE = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
 constexpr char const *LOCAL_MACHINE = "HKEY_LOCAL_MACHINE\\";
 constexpr std::int64_t LARGEST_FILE = std::int64_t{16} << 20; // bytes; a larger file is no registry
 
-// Not valid if the variable's text is longer than any path of the system.
-NativePath registry_path() {
-  char chosen[PATH_MAX] = "";
-  bool const fits = GetEnvironmentVariableA("OSTREL_REGISTRY_FILE", chosen, PATH_MAX) < PATH_MAX;
-  char const *const path = chosen[0] == '\0' ? DEFAULT_FILE : chosen;
-  return NativePath(fits ? path : nullptr);
-}
+struct Close {
+  void operator()(void *file) const noexcept { CloseHandle(file); }
+};
 
-// Reads the whole of a regular file; ERROR_FILE_NOT_FOUND for anything else.
-LONG read_registry(std::string *text) {
-  NativePath const path = registry_path();
-  if (!path.is_valid()) {
+// Reads the whole of a regular file. Returns the error.
+DWORD read_registry(std::string *text) {
+  char chosen[PATH_MAX];
+  DWORD const length = GetEnvironmentVariableA("OSTREL_REGISTRY_FILE", chosen, sizeof chosen);
+  if (length >= sizeof chosen) {
+    return ERROR_FILENAME_EXCED_RANGE;
+  }
+  HANDLE const opened = CreateFileA(length > 0 ? chosen : DEFAULT_FILE, GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (opened == INVALID_HANDLE_VALUE) {
+    return GetLastError();
+  }
+  std::unique_ptr<void, Close> const file(opened);
+  LARGE_INTEGER size = {};
+  if (GetFileSizeEx(opened, &size) == FALSE) {
+    return GetLastError();
+  }
+  if (size.QuadPart > LARGEST_FILE) {
     return ERROR_FILE_NOT_FOUND;
   }
-  Descriptor const file = Descriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  if (!file.is_open()) {
-    return static_cast<LONG>(error_of_open(errno));
+  text->resize(static_cast<std::size_t>(size.QuadPart));
+  std::size_t end = 0;
+  DWORD count = 1;
+  while (end < text->size() && count > 0) {
+    auto const room = static_cast<DWORD>(text->size() - end);
+    if (ReadFile(opened, text->data() + end, room, &count, nullptr) == FALSE) {
+      return GetLastError();
+    }
+    end += count;
   }
-  struct stat status = {};
-  if (fstat(file.get(), &status) != 0) {
-    return static_cast<LONG>(error_from_errno(errno));
-  }
-  if (!S_ISREG(status.st_mode) || status.st_size > LARGEST_FILE) {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  text->resize(static_cast<std::size_t>(status.st_size));
-  std::size_t length = 0;
-  ssize_t count = 1;
-  while (length < text->size() && count > 0) {
-    count = retry([&] { return read(file.get(), text->data() + length, text->size() - length); });
-    length += count > 0 ? static_cast<std::size_t>(count) : 0;
-  }
-  if (count < 0) {
-    return static_cast<LONG>(error_from_errno(errno));
-  }
-  text->resize(length);
+  text->resize(end);
   return ERROR_SUCCESS;
 }
 
@@ -78,15 +66,16 @@ LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access,
   if (options != 0 || access != KEY_READ) {
     return ERROR_NOT_SUPPORTED;
   }
-  std::string text;
   if (root != HKEY_LOCAL_MACHINE || sub_key == nullptr) {
     return ERROR_FILE_NOT_FOUND;
   }
-  if (LONG const result = read_registry(&text); result != ERROR_SUCCESS) {
-    return result;
+  std::string text;
+  if (DWORD const error = read_registry(&text); error != ERROR_SUCCESS) {
+    return static_cast<LONG>(error);
   }
-  auto values = std::make_unique<RegistryValues>();
-  if (!parse_registry_file(text, std::string(LOCAL_MACHINE) + sub_key, values.get())) {
+  auto values = std::make_unique<RegistryValues>(
+      parse_registry_file(text, std::string(LOCAL_MACHINE) + sub_key));
+  if (values->empty()) {
     return ERROR_FILE_NOT_FOUND;
   }
   *key = values.release();
@@ -97,22 +86,19 @@ LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access,
 
 LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
                       DWORD *size) try {
-  if (reserved != nullptr || (data != nullptr && size == nullptr)) {
+  if (name == nullptr || reserved != nullptr || size == nullptr) {
     return ERROR_INVALID_PARAMETER;
   }
   auto const &values = *static_cast<RegistryValues const *>(key);
-  auto const found = values.find(registry_name(name == nullptr ? "" : name));
+  auto const found = values.find(registry_name(name));
   if (found == values.end()) {
     return ERROR_FILE_NOT_FOUND;
   }
   RegistryValue const &value = found->second;
-  DWORD const room = data == nullptr ? 0 : *size;
   if (type != nullptr) {
     *type = value.type;
   }
-  if (size != nullptr) {
-    *size = static_cast<DWORD>(value.data.size());
-  }
+  DWORD const room = std::exchange(*size, static_cast<DWORD>(value.data.size()));
   if (data == nullptr) {
     return ERROR_SUCCESS;
   }

@@ -2,19 +2,16 @@
 #include "core/base/platform/winapi/registry_file.hpp"
 
 #include <algorithm>
+#include <charconv>
+#include <limits>
 #include <utility>
 
 namespace Ostrel {
 
 namespace {
 
-constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 constexpr std::string_view BLANKS = " \t\r";
-constexpr unsigned int HEX_BASE = 16;
-constexpr std::size_t BYTE_DIGITS = 2;
-constexpr std::size_t NUMBER_DIGITS = 8; // of 32 bits
-constexpr unsigned int BITS_PER_BYTE = 8;
-constexpr unsigned int BYTE_MASK = 0xFF;
+constexpr DWORD LARGEST_BYTE = 0xFF, LARGEST_NUMBER = std::numeric_limits<DWORD>::max();
 
 char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -60,28 +57,16 @@ bool is_end(std::string_view line) {
   return line.empty() || line.front() == ';';
 }
 
-int digit_value(char c) {
-  char const digit = lower(c);
-  if (digit >= '0' && digit <= '9') {
-    return digit - '0';
-  }
-  return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
-}
-
-// Reads a number of one to `most` hexadecimal digits.
-bool take_number(std::string_view *text, std::size_t most, DWORD *number) {
-  std::size_t digits = 0;
-  DWORD value = 0;
-  while (digits < text->size() && digit_value((*text)[digits]) >= 0) {
-    value = value * HEX_BASE + static_cast<DWORD>(digit_value((*text)[digits]));
-    ++digits;
-  }
-  if (digits == 0 || digits > most) {
+// Reads a hexadecimal number.
+bool take_number(std::string_view *text, DWORD largest, DWORD *number) {
+  constexpr int BASE = 16;
+  char const *const begin = text->data();
+  auto const [end, error] = std::from_chars(begin, begin + text->size(), *number, BASE);
+  if (error != std::errc() || *number > largest) {
     return false;
   }
-  text->remove_prefix(digits);
+  text->remove_prefix(static_cast<std::size_t>(end - begin));
   *text = trim(*text);
-  *number = value;
   return true;
 }
 
@@ -120,13 +105,12 @@ bool parse_text(std::string_view line, std::string_view *rest, RegistryValue *va
 
 bool parse_number(std::string_view line, RegistryValue *value) {
   DWORD number = 0;
-  if (!take_number(&line, NUMBER_DIGITS, &number) || !is_end(line)) {
+  if (!take_number(&line, LARGEST_NUMBER, &number) || !is_end(line)) {
     return false;
   }
+  auto const *const bytes = reinterpret_cast<BYTE const *>(&number);
   value->type = REG_DWORD;
-  for (std::size_t i = 0; i < sizeof number; ++i) {
-    value->data.push_back(static_cast<BYTE>(number >> (i * BITS_PER_BYTE) & BYTE_MASK));
-  }
+  value->data.assign(bytes, bytes + sizeof number);
   return true;
 }
 
@@ -141,7 +125,7 @@ bool parse_bytes(std::string_view line, std::string_view *rest, std::vector<BYTE
       return true;
     }
     DWORD byte = 0;
-    if (!take_number(&line, BYTE_DIGITS, &byte)) {
+    if (!take_number(&line, LARGEST_BYTE, &byte)) {
       return false;
     }
     bytes->push_back(static_cast<BYTE>(byte));
@@ -154,7 +138,7 @@ bool parse_bytes(std::string_view line, std::string_view *rest, std::vector<BYTE
 bool parse_hex(std::string_view line, std::string_view *rest, RegistryValue *value) {
   value->type = REG_BINARY;
   bool const has_type = take(&line, '(');
-  if (has_type && (!take_number(&line, NUMBER_DIGITS, &value->type) || !take(&line, ')'))) {
+  if (has_type && (!take_number(&line, LARGEST_NUMBER, &value->type) || !take(&line, ')'))) {
     return false;
   }
   return take(&line, ':') && parse_bytes(line, rest, &value->data);
@@ -176,22 +160,12 @@ void parse_value(std::string_view line, std::string_view *rest, RegistryValues *
   if (!is_named || !take(&line, '=')) {
     return;
   }
-  if (take(&line, '-')) {
-    values->erase(registry_name(name));
-    return;
-  }
   RegistryValue value;
   std::string_view behind = *rest; // a damaged value consumes no further line
   if (parse_data(line, &behind, &value)) {
     *rest = behind;
     (*values)[registry_name(name)] = std::move(value);
   }
-}
-
-// Whether `key` is `ancestor` or below it; both as `registry_name` returns them.
-bool is_at_or_below(std::string const &key, std::string const &ancestor) {
-  return key.compare(0, ancestor.size(), ancestor) == 0 &&
-         (key.size() == ancestor.size() || key[ancestor.size()] == '\\');
 }
 
 } // namespace
@@ -202,26 +176,19 @@ std::string registry_name(std::string_view name) {
   return result;
 }
 
-bool parse_registry_file(std::string_view text, std::string_view key, RegistryValues *values) {
+RegistryValues parse_registry_file(std::string_view text, std::string_view key) {
   std::string const wanted = registry_name(key);
-  bool is_there = false, is_in_key = false;
-  take_word(&text, BYTE_ORDER_MARK);
+  RegistryValues values;
+  bool is_in_key = false;
   while (!text.empty()) {
     std::string_view line = take_line(&text);
     if (take(&line, '[')) {
-      bool const is_deletion = take(&line, '-');
-      std::string const section = registry_name(line.substr(0, line.rfind(']')));
-      is_in_key = !is_deletion && section == wanted;
-      is_there = is_there || (!is_deletion && is_at_or_below(section, wanted));
-      if (is_deletion && is_at_or_below(wanted, section)) {
-        values->clear();
-        is_there = false;
-      }
+      is_in_key = registry_name(line.substr(0, line.rfind(']'))) == wanted;
     } else if (is_in_key && !line.empty()) {
-      parse_value(line, &text, values);
+      parse_value(line, &text, &values);
     }
   }
-  return is_there;
+  return values;
 }
 
 } // namespace Ostrel

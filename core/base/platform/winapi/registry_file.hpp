@@ -22,11 +22,11 @@ using RegistryValues = std::map<std::string, RegistryValue>;
 std::string registry_name(std::string_view name);
 
 /// Reads the values of one key from the text of a registry file (REGEDIT4): strings, `dword:`,
-/// `hex:` and `hex(type):`, deletions, in the order of the file. Any other or damaged line is
-/// ignored. Accepts any bytes; throws only `std::bad_alloc`.
+/// `hex:` and `hex(type):`. Of several values of one name the last counts. Any other or damaged
+/// line is ignored, also a deletion, which no export contains. Accepts any bytes; throws only
+/// `std::bad_alloc`.
 ///
 /// @param key  the full name, from the root on.
-/// @return false if the file has neither this key nor one below it.
-bool parse_registry_file(std::string_view text, std::string_view key, RegistryValues *values);
+RegistryValues parse_registry_file(std::string_view text, std::string_view key);
 
 } // namespace Ostrel
