@@ -57,9 +57,8 @@ bool is_of(char const *entry, std::string_view name) noexcept {
 // Returns the kept entry of that variable and value. Needs memory only for a new one.
 char *keep(std::string_view name, char const *value)
     OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
-  std::size_t const size = name.size() + 1 + std::strlen(value);
   for (std::string &entry : kept().entries) {
-    if (entry.size() == size && is_of(entry.c_str(), name) &&
+    if (is_of(entry.c_str(), name) &&
         entry.compare(name.size() + 1, std::string::npos, value) == 0) {
       return entry.data();
     }
@@ -81,27 +80,20 @@ std::size_t count_slots() noexcept {
   return count;
 }
 
-// The last slot of that variable; null if there is none.
-char **find_last_slot(std::string_view name) noexcept {
-  for (std::size_t i = count_slots(); i > 0; --i) {
-    if (is_of(environ[i - 1], name)) {
-      return &environ[i - 1];
-    }
-  }
-  return nullptr;
-}
+struct Place {
+  char **slot;
+  char const *entry; // null: the variable is not set
+};
 
-// Stores the entry in every slot of that variable; false if there is none. From the last slot to
-// the first, so that a reader never sees a stale duplicate.
-bool replace(std::string_view name, char *entry) noexcept {
-  bool is_found = false;
-  for (std::size_t i = count_slots(); i > 0; --i) {
-    if (is_of(environ[i - 1], name)) {
-      put(&environ[i - 1], entry);
-      is_found = true;
-    }
+// The first entry of that variable. Needs no lock, like `getenv`; without one, the slot may have
+// another entry afterwards.
+Place find(std::string_view name) noexcept {
+  char **slot = __atomic_load_n(&environ, __ATOMIC_ACQUIRE);
+  char const *entry = slot == nullptr ? nullptr : __atomic_load_n(slot, __ATOMIC_ACQUIRE);
+  while (entry != nullptr && !is_of(entry, name)) {
+    entry = __atomic_load_n(++slot, __ATOMIC_ACQUIRE);
   }
-  return is_found;
+  return {slot, entry};
 }
 
 void begin_at(char **slot) noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
@@ -132,11 +124,11 @@ void add(char *entry) OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMEN
 // Removes every entry of that variable.
 void remove_entries(std::string_view name)
     OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::ENVIRONMENT)) {
-  if (find_last_slot(name) != nullptr && !is_ours()) {
+  if (find(name).entry != nullptr && !is_ours()) {
     grow();
   }
-  while (char **const slot = find_last_slot(name)) {
-    put(slot, *environ);
+  for (Place place = find(name); place.entry != nullptr; place = find(name)) {
+    put(place.slot, *environ);
     begin_at(environ + 1);
   }
 }
@@ -150,33 +142,20 @@ bool is_untrusted(char const *entry) noexcept {
   });
 }
 
-// Changes the array itself, which needs no memory.
+// Runs once: at load, or before that if the constructor of another source reads a variable.
 bool remove_untrusted() noexcept {
-  if (getauxval(AT_SECURE) != 0 && environ != nullptr) {
-    *std::remove_if(environ, environ + count_slots(), is_untrusted) = nullptr;
-  }
-  return true;
-}
-
-// At load, or before that if the constructor of another source reads a variable.
-bool remove_untrusted_once() noexcept {
-  static bool const is_done = remove_untrusted();
+  static bool const is_done = [] {
+    if (getauxval(AT_SECURE) != 0 && environ != nullptr) {
+      *std::remove_if(environ, environ + count_slots(), is_untrusted) = nullptr;
+    }
+    return true;
+  }();
   return is_done;
 }
 
-[[maybe_unused]] bool const removed_at_load = remove_untrusted_once();
+[[maybe_unused]] bool const removed_at_load = remove_untrusted();
 
 // --- Operations -------------------------------------------------------------------------------
-
-// The first entry of that variable; null if there is none. Needs no lock, like `getenv`.
-char const *find_entry(std::string_view name) noexcept {
-  char **slot = __atomic_load_n(&environ, __ATOMIC_ACQUIRE);
-  char *entry = slot == nullptr ? nullptr : __atomic_load_n(slot, __ATOMIC_ACQUIRE);
-  while (entry != nullptr && !is_of(entry, name)) {
-    entry = __atomic_load_n(++slot, __ATOMIC_ACQUIRE);
-  }
-  return entry;
-}
 
 // Null removes the variable. False, with the environment unchanged, without memory.
 bool change(std::string_view name, char const *value) noexcept try {
@@ -186,7 +165,9 @@ bool change(std::string_view name, char const *value) noexcept try {
     return true;
   }
   char *const entry = keep(name, value);
-  if (!replace(name, entry)) {
+  if (Place const place = find(name); place.entry != nullptr) {
+    put(place.slot, entry);
+  } else {
     add(entry);
   }
   return true;
@@ -197,14 +178,13 @@ bool change(std::string_view name, char const *value) noexcept try {
 } // namespace
 
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size) {
-  remove_untrusted_once();
-  std::string_view const variable = name == nullptr ? "" : name;
-  char const *const entry = name == nullptr ? nullptr : find_entry(variable);
+  remove_untrusted();
+  char const *const entry = name == nullptr ? nullptr : find(name).entry;
   if (entry == nullptr) {
     SetLastError(ERROR_ENVVAR_NOT_FOUND);
     return 0;
   }
-  char const *const value = entry + variable.size() + 1;
+  char const *const value = entry + std::strlen(name) + 1;
   auto const length = static_cast<DWORD>(std::strlen(value));
   if (length >= size) {
     return length + 1;

@@ -432,7 +432,8 @@ DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 /// setting a value again needs no memory, and a change takes time in proportion to the number of
 /// values so far. Nothing after the equals sign removes the variable. After a change by other
 /// means, a new variable and a removal need an array of their own, which stays allocated, too.
-/// Returns 0, or -1 with EINVAL or ENOMEM in `errno`.
+/// Of several entries of one name, as only a program that starts this one can pass them, the first
+/// is replaced, but all are removed. Returns 0, or -1 with EINVAL or ENOMEM in `errno`.
 int _putenv(char const *text);
 
 /// The same for a name and a value: null removes the variable (also if it is not set), the empty
