@@ -43,4 +43,12 @@ Descriptor Descriptor::open_at(int directory, char const *name, int flags, mode_
   return opened;
 }
 
+DirectoryReader read_directory(Descriptor directory) noexcept {
+  DirectoryReader reader(directory.is_open() ? fdopendir(directory.get()) : nullptr);
+  if (reader != nullptr) {
+    directory.release();
+  }
+  return reader;
+}
+
 } // namespace Ostrel

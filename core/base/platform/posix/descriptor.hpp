@@ -3,8 +3,10 @@
 
 #include "core/base/platform/posix/error_number.hpp"
 
+#include <memory>
 #include <utility>
 
+#include <dirent.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -49,5 +51,14 @@ public:
 private:
   int descriptor_ = -1;
 };
+
+struct CloseDirectory {
+  void operator()(DIR *directory) const noexcept { closedir(directory); }
+};
+using DirectoryReader = std::unique_ptr<DIR, CloseDirectory>;
+
+/// Begins to read the names in an open directory. Null, with `errno`, on failure, also if the
+/// directory is not open.
+DirectoryReader read_directory(Descriptor directory) noexcept;
 
 } // namespace Ostrel

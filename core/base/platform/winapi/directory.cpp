@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // FindFirstFileA, FindNextFileA and FindClose, on readdir. The C library's own matching of patterns
 // is not used: it has more wildcards, depends on the locale and omits names that start with a dot.
-#include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
@@ -11,14 +10,15 @@
 #include <new>
 
 #include <dirent.h>
-#include <fcntl.h>
 
 namespace {
 
-using Ostrel::Descriptor;
 using Ostrel::fail;
 using Ostrel::fail_with_errno;
+using Ostrel::last_part;
 using Ostrel::NativePath;
+using Ostrel::open_directory_of;
+using Ostrel::read_directory;
 
 static_assert(sizeof(dirent::d_name) <= sizeof(WIN32_FIND_DATAA::cFileName));
 
@@ -48,11 +48,9 @@ bool matches(char const *pattern, char const *name) {
 
 class Search {
 public:
-  explicit Search(NativePath const &query) noexcept : query_(query) {
-    char const *last = std::strrchr(query_.c_str(), '/');
-    pattern_ = last == nullptr ? query_.c_str() : last + 1;
-    directory_.reset(open());
-  }
+  explicit Search(NativePath const &query) noexcept
+      : query_(query), pattern_(last_part(query_.c_str())),
+        directory_(read_directory(open_directory_of(query_.c_str()))) {}
   Search(Search const &) = delete;
   Search &operator=(Search const &) = delete;
 
@@ -72,24 +70,9 @@ public:
   }
 
 private:
-  struct Close {
-    void operator()(DIR *directory) const noexcept { closedir(directory); }
-  };
-
-  DIR *open() const noexcept {
-    char path[PATH_MAX] = ".";
-    std::memcpy(path, query_.c_str(), static_cast<std::size_t>(pattern_ - query_.c_str()));
-    Descriptor directory = Descriptor::open(path, O_RDONLY | O_DIRECTORY);
-    DIR *const opened = directory.is_open() ? fdopendir(directory.get()) : nullptr;
-    if (opened != nullptr) {
-      directory.release();
-    }
-    return opened;
-  }
-
   NativePath const query_;
-  char const *pattern_ = nullptr; // the last part of query_
-  std::unique_ptr<DIR, Close> directory_;
+  char const *const pattern_; // in `query_`
+  Ostrel::DirectoryReader const directory_;
 };
 
 bool is_search(HANDLE search) noexcept {

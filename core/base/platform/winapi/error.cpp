@@ -5,24 +5,21 @@
 
 #include "core/base/platform/winapi/system.hpp"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 
 #include <dlfcn.h>
 
 namespace {
 
 constexpr std::size_t LONGEST_TEXT = 512; // characters, terminator included
-constexpr int UNKNOWN = -1;               // in the place of an error number
+
+constexpr int NO_ERRNO = -1;
 
 struct LastError {
-  static constexpr int LOADER = -1;
-
   DWORD number = ERROR_SUCCESS;
-  int reason = 0; // the `errno` behind the number, LOADER for the loader's message, or 0
+  int reason = 0; // the `errno` behind the number, NO_ERRNO for the loader's message, or 0
 };
 
 // Accessed without a call and without memory: it must work when there is no memory.
@@ -56,7 +53,6 @@ constexpr ErrorPair ERROR_PAIRS[] = {
     {EPIPE, ERROR_WRITE_FAULT},
     {ENOTSUP, ERROR_NOT_SUPPORTED},
     {ENOSYS, ERROR_NOT_SUPPORTED},
-    {EEXIST, ERROR_ALREADY_EXISTS},
     {EEXIST, ERROR_FILE_EXISTS},
     {EINVAL, ERROR_INVALID_PARAMETER},
     {EFAULT, ERROR_INVALID_PARAMETER},
@@ -68,10 +64,21 @@ constexpr ErrorPair ERROR_PAIRS[] = {
 };
 
 int errno_of(DWORD number) noexcept {
-  auto const *const pair =
-      std::find_if(std::begin(ERROR_PAIRS), std::end(ERROR_PAIRS),
-                   [number](ErrorPair const &candidate) { return candidate.windows == number; });
-  return pair == std::end(ERROR_PAIRS) ? UNKNOWN : pair->posix;
+  for (ErrorPair const &pair : ERROR_PAIRS) {
+    if (pair.windows == number) {
+      return pair.posix;
+    }
+  }
+  return NO_ERRNO;
+}
+
+DWORD error_from_errno(int error) noexcept {
+  for (ErrorPair const &pair : ERROR_PAIRS) {
+    if (pair.posix == error) {
+      return pair.windows;
+    }
+  }
+  return ERROR_GEN_FAILURE;
 }
 
 } // namespace
@@ -92,8 +99,7 @@ BOOL fail(DWORD error) noexcept {
 }
 
 BOOL fail_with_errno() noexcept {
-  last_error = {error_from_errno(errno), errno};
-  return FALSE;
+  return fail_with_errno(error_from_errno(errno));
 }
 
 BOOL fail_with_errno(DWORD error) noexcept {
@@ -102,19 +108,8 @@ BOOL fail_with_errno(DWORD error) noexcept {
 }
 
 BOOL fail_in_loader(DWORD error) noexcept {
-  last_error = {error, LastError::LOADER};
+  last_error = {error, NO_ERRNO};
   return FALSE;
-}
-
-DWORD error_of_open(int error) noexcept {
-  return error == ENOMEM ? ERROR_NO_SYSTEM_RESOURCES : error_from_errno(error);
-}
-
-DWORD error_from_errno(int error) noexcept {
-  auto const *const pair =
-      std::find_if(std::begin(ERROR_PAIRS), std::end(ERROR_PAIRS),
-                   [error](ErrorPair const &candidate) { return candidate.posix == error; });
-  return pair == std::end(ERROR_PAIRS) ? ERROR_GEN_FAILURE : pair->windows;
 }
 
 LastErrorGuard::LastErrorGuard() noexcept
@@ -128,15 +123,12 @@ LastErrorGuard::~LastErrorGuard() {
 
 DWORD FormatMessageA(DWORD flags, void const *source, DWORD message, DWORD /*language*/,
                      char *buffer, DWORD size, void *arguments) {
-  if (flags != (FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS) || source != nullptr ||
-      arguments != nullptr || size == 0) {
-    SetLastError(ERROR_NOT_SUPPORTED);
-    return 0;
-  }
   auto const [number, reason] = last_error;
-  int error = number == message && reason > 0 ? reason : errno_of(message);
-  char const *const loader = number == message && reason == LastError::LOADER ? dlerror() : nullptr;
-  if (loader == nullptr && error == UNKNOWN) {
+  int const error = reason != 0 ? reason : errno_of(number);
+  char const *const loader = reason == NO_ERRNO ? dlerror() : nullptr;
+  if (flags != (FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS) || source != nullptr ||
+      arguments != nullptr || size == 0 || message != number ||
+      (error == NO_ERRNO && loader == nullptr)) {
     SetLastError(ERROR_NOT_SUPPORTED);
     return 0;
   }

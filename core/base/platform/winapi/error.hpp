@@ -5,16 +5,11 @@
 
 namespace Ostrel {
 
-/// The Windows error number for a POSIX one; `ERROR_GEN_FAILURE` for one that has no counterpart.
-DWORD error_from_errno(int error) noexcept;
-
-/// The same for a file that cannot be opened. ENOMEM then means the kernel's memory.
-DWORD error_of_open(int error) noexcept;
-
 /// Sets the last error and returns FALSE, as most calls of the layer do on failure.
 BOOL fail(DWORD error) noexcept;
 
-/// The same with the number for `errno`; FormatMessageA then has the text of that `errno`.
+/// The same with the number for `errno`, ERROR_GEN_FAILURE if it has no counterpart. FormatMessageA
+/// then has the text of that `errno`.
 BOOL fail_with_errno() noexcept;
 
 /// The same with another number, but the text of `errno`.

@@ -29,7 +29,6 @@
 namespace {
 
 using Ostrel::Descriptor;
-using Ostrel::error_of_open;
 using Ostrel::fail;
 using Ostrel::fail_with_errno;
 using Ostrel::Handle;
@@ -40,51 +39,24 @@ constexpr int NOT_SUPPORTED = -1; // in the place of flags
 constexpr mode_t OWNER_ONLY = 0600;
 constexpr mode_t SHARED = 0666; // within the process's mask
 
-class FileHandle : public Handle {
-public:
-  FileHandle() noexcept = default;
-  explicit FileHandle(int descriptor) noexcept : descriptor_(descriptor) {}
-
-  void open(Descriptor descriptor, bool is_regular) noexcept {
-    descriptor_ = std::move(descriptor);
-    is_regular_ = is_regular;
-  }
-  bool is_file() const noexcept override { return true; }
-  int descriptor() const noexcept { return descriptor_.get(); }
-  bool is_regular() const noexcept { return is_regular_; }
-
-private:
-  Descriptor descriptor_;
-  bool is_regular_ = false;
+struct FileHandle : Handle {
+  Descriptor descriptor;
+  bool is_regular = false;
 };
 
-class StandardErrorHandle final : public FileHandle {
-public:
-  StandardErrorHandle() noexcept : FileHandle(STDERR_FILENO) {}
+struct StandardErrorHandle final : FileHandle {
+  StandardErrorHandle() noexcept { descriptor = Descriptor(STDERR_FILENO); }
   void close() noexcept override {}
 };
 
-// Null, with the last error, if the handle is not that of a file.
 FileHandle const *file_of(HANDLE handle) {
-  Handle const *const object = Handle::of(handle);
-  if (object == nullptr || !object->is_file()) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
-  }
-  return static_cast<FileHandle const *>(object);
+  return static_cast<FileHandle const *>(Handle::of(handle));
 }
 
-// The descriptor of a file's handle; -1, with the last error, for any other.
+// No descriptor, with which every call of the system fails, for a handle that is none.
 int descriptor_of(HANDLE handle) {
   FileHandle const *const file = file_of(handle);
-  return file == nullptr ? -1 : file->descriptor();
-}
-
-// False, with the last error, if the status cannot be read.
-bool read_status(HANDLE file, struct stat *status) {
-  int const descriptor = descriptor_of(file);
-  return descriptor != -1 &&
-         (retry([=] { return fstat(descriptor, status); }) == 0 || fail_with_errno());
+  return file == nullptr ? -1 : file->descriptor.get();
 }
 
 int access_flags(DWORD access) {
@@ -114,7 +86,8 @@ int disposition_flags(DWORD disposition) {
 }
 
 // Refuses a directory. Reads and writes of a file that is not regular wait from now on.
-bool settle(int descriptor, bool *is_regular) {
+bool settle(FileHandle *file, int flags) {
+  int const descriptor = file->descriptor.get();
   struct stat status = {};
   if (fstat(descriptor, &status) != 0) {
     return fail_with_errno();
@@ -122,12 +95,8 @@ bool settle(int descriptor, bool *is_regular) {
   if (S_ISDIR(status.st_mode)) {
     return fail(ERROR_ACCESS_DENIED);
   }
-  *is_regular = S_ISREG(status.st_mode);
-  if (*is_regular) {
-    return true;
-  }
-  int const flags = fcntl(descriptor, F_GETFL);
-  return (flags != -1 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0) || fail_with_errno();
+  file->is_regular = S_ISREG(status.st_mode);
+  return file->is_regular || fcntl(descriptor, F_SETFL, flags) == 0 || fail_with_errno();
 }
 
 DWORD attribute_of(mode_t mode) {
@@ -203,11 +172,11 @@ ssize_t write_waiting(int descriptor, void const *data, std::size_t size) {
 }
 
 ssize_t write_to(FileHandle const &file, void const *data, std::size_t size) {
-  if (file.is_regular()) {
-    return write_waiting(file.descriptor(), data, size);
+  if (file.is_regular) {
+    return write_waiting(file.descriptor.get(), data, size);
   }
   WithoutPipeSignal const guard;
-  return write_waiting(file.descriptor(), data, size);
+  return write_waiting(file.descriptor.get(), data, size);
 }
 
 // A fork copies the descriptors before the memory. A handle that another thread receives in between
@@ -237,20 +206,19 @@ HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_AT
     return INVALID_HANDLE_VALUE;
   }
   int const open_flags = how | whether | O_NOCTTY | O_NONBLOCK;
-  mode_t const mode = share_mode == 0 ? OWNER_ONLY : SHARED;
-  Descriptor opened = Descriptor::open(native.c_str(), open_flags, mode);
-  if (!opened.is_open()) {
-    errno == EEXIST ? fail(ERROR_FILE_EXISTS) : fail_with_errno(error_of_open(errno));
+  file->descriptor =
+      Descriptor::open(native.c_str(), open_flags, share_mode == 0 ? OWNER_ONLY : SHARED);
+  if (!file->descriptor.is_open()) {
+    // The kernel lacks memory, not this process.
+    errno == ENOMEM ? fail_with_errno(ERROR_NO_SYSTEM_RESOURCES) : fail_with_errno();
     return INVALID_HANDLE_VALUE;
   }
-  bool is_regular = false;
-  if (!settle(opened.get(), &is_regular)) {
+  if (!settle(file.get(), how)) {
     if (disposition == CREATE_NEW) { // the caller does not know of it
       unlink(native.c_str());
     }
     return INVALID_HANDLE_VALUE;
   }
-  file->open(std::move(opened), is_regular);
   wait_for_forks();
   return file.release()->handle();
 }
@@ -259,11 +227,7 @@ BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *o
   if (overlapped != nullptr) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
-    return FALSE;
-  }
-  ssize_t const result = retry([=] { return read(descriptor, buffer, size); });
+  ssize_t const result = retry([=] { return read(descriptor_of(file), buffer, size); });
   if (result == -1) {
     return fail_with_errno();
   }
@@ -277,7 +241,7 @@ BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPP
   }
   FileHandle const *const opened = file_of(file);
   if (opened == nullptr) {
-    return FALSE;
+    return fail(ERROR_INVALID_HANDLE);
   }
   ssize_t const result = write_to(*opened, data, size);
   if (result == -1) {
@@ -297,65 +261,41 @@ int _write(int descriptor, void const *data, unsigned int size) {
 }
 
 BOOL FlushFileBuffers(HANDLE file) {
-  int const descriptor = descriptor_of(file);
-  return descriptor != -1 &&
-         (retry([descriptor] { return fsync(descriptor); }) == 0 || fail_with_errno());
+  return retry([file] { return fsync(descriptor_of(file)); }) == 0 || fail_with_errno();
 }
 
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
   struct stat status = {};
-  if (!read_status(file, &status)) {
-    return FALSE;
-  }
-  if (!S_ISREG(status.st_mode)) {
-    return fail(ERROR_NOT_SUPPORTED);
+  if (fstat(descriptor_of(file), &status) != 0) {
+    return fail_with_errno();
   }
   size->QuadPart = status.st_size;
-  return TRUE;
+  return S_ISREG(status.st_mode) || fail(ERROR_NOT_SUPPORTED);
 }
 
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information) {
   struct stat status = {};
-  if (!read_status(file, &status)) {
-    return FALSE;
-  }
+  bool const is_read = fstat(descriptor_of(file), &status) == 0;
   information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
-  return TRUE;
+  return is_read || fail_with_errno();
 }
 
 DWORD GetFileType(HANDLE file) {
   FileHandle const *const opened = file_of(file);
-  return opened != nullptr && opened->is_regular() ? FILE_TYPE_DISK : FILE_TYPE_UNKNOWN;
+  return opened != nullptr && opened->is_regular ? FILE_TYPE_DISK : FILE_TYPE_UNKNOWN;
 }
 
 BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method) {
-  if (method != FILE_BEGIN) {
+  if (method != FILE_BEGIN || position != nullptr) {
     return fail(ERROR_NOT_SUPPORTED);
   }
-  int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
-    return FALSE;
-  }
-  off_t const reached = lseek(descriptor, distance.QuadPart, SEEK_SET);
-  if (reached == -1) {
-    return fail_with_errno();
-  }
-  if (position != nullptr) {
-    position->QuadPart = reached;
-  }
-  return TRUE;
+  return lseek(descriptor_of(file), distance.QuadPart, SEEK_SET) != -1 || fail_with_errno();
 }
 
 BOOL SetEndOfFile(HANDLE file) {
   int const descriptor = descriptor_of(file);
-  if (descriptor == -1) {
-    return FALSE;
-  }
   off_t const end = lseek(descriptor, 0, SEEK_CUR);
-  if (end == -1 || retry([descriptor, end] { return ftruncate(descriptor, end); }) == -1) {
-    return fail_with_errno();
-  }
-  return TRUE;
+  return (end != -1 && retry([=] { return ftruncate(descriptor, end); }) == 0) || fail_with_errno();
 }
 
 HANDLE GetStdHandle(DWORD number) {

@@ -8,7 +8,6 @@
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
-#include "core/base/platform/winapi/system.hpp"
 
 #include <cerrno>
 #include <cstdint>
@@ -26,24 +25,20 @@ namespace {
 
 using Ostrel::fail;
 using Ostrel::fail_in_loader;
+using Ostrel::last_part;
+using Ostrel::NativePath;
 using Ostrel::NotCancelled;
 
-std::string to_native(std::string path) {
-  Ostrel::to_native_path(path.data());
-  path.resize(std::strlen(path.c_str()));
-  return path;
-}
-
 // Also keeps the loader from opening a pipe, where it would wait for the other end.
-bool is_regular_file(std::string const &path) {
+bool is_regular_file(char const *path) {
   struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+  return stat(path, &status) == 0 && S_ISREG(status.st_mode);
 }
 
 // Also true if the status cannot be read for lack of memory or because the device fails: otherwise
 // the file of a later directory would be loaded instead. A file server that does not answer is
 // skipped, as in a search for a program along PATH.
-bool may_be_regular_file(std::string const &path) {
+bool may_be_regular_file(char const *path) {
   errno = 0;
   return is_regular_file(path) || errno == ENOMEM || errno == EIO;
 }
@@ -54,15 +49,15 @@ std::size_t element_length(char const *search_path) {
 }
 
 // Returns the path of the first file of that name; the empty text if there is none.
-std::string find_along_path(std::string const &name) {
+std::string find_along_path(char const *name) {
   char const *const variable = std::getenv("PATH");
   std::string const path = variable != nullptr ? variable : "";
   char const *element = path.c_str();
   while (*element != '\0') {
     std::size_t const length = element_length(element);
-    std::string file = to_native(std::string(element, length)) + '/' + name;
-    if (length > 0 && may_be_regular_file(file)) {
-      return file;
+    NativePath const file((std::string(element, length) + '/' + name).c_str());
+    if (length > 0 && file.is_valid() && may_be_regular_file(file.c_str())) {
+      return file.c_str();
     }
     element += length;
     element += *element != '\0' ? 1 : 0;
@@ -72,10 +67,10 @@ std::string find_along_path(std::string const &name) {
 
 // Constructors of the library run inside. The thread must not end there, by an exception (hence
 // `noexcept`) or by cancellation: the loader would stay locked.
-void *open_library(std::string const &path, DWORD failure) noexcept {
+void *open_library(char const *path, DWORD failure) noexcept {
   NotCancelled const here;
   errno = 0;
-  void *const library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  void *const library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
     fail_in_loader(errno == ENOMEM ? ERROR_NOT_ENOUGH_MEMORY : failure);
   }
@@ -101,21 +96,20 @@ bool is_defined_in(void *library, void *address) {
 
 HMODULE LoadLibraryA(char const *path) try {
   dlerror(); // what an earlier failure left
-  if (path == nullptr || path[0] == '\0') {
-    SetLastError(ERROR_INVALID_PARAMETER);
+  NativePath const native(path);
+  if (!native.is_valid()) {
     return nullptr;
   }
-  std::string const native = to_native(path);
-  bool const is_bare = native.find('/') == std::string::npos;
-  std::string const file = is_bare ? find_along_path(native) : native;
+  bool const is_bare = last_part(native.c_str()) == native.c_str();
+  std::string const file = is_bare ? find_along_path(native.c_str()) : native.c_str();
   if (file.empty()) {
-    return open_library(native, ERROR_MOD_NOT_FOUND);
+    return open_library(native.c_str(), ERROR_MOD_NOT_FOUND);
   }
-  if (!is_regular_file(file)) {
+  if (!is_regular_file(file.c_str())) {
     fail(ERROR_MOD_NOT_FOUND);
     return nullptr;
   }
-  return open_library(file, ERROR_BAD_EXE_FORMAT);
+  return open_library(file.c_str(), ERROR_BAD_EXE_FORMAT);
 } catch (std::bad_alloc const &) {
   SetLastError(ERROR_NOT_ENOUGH_MEMORY);
   return nullptr;

@@ -37,7 +37,6 @@
 #include <new>
 #include <utility>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -147,17 +146,11 @@ void remove_unused(Descriptor const &directory, char const *name) noexcept {
 
 // Removes the files of all mutexes whose users were killed.
 void sweep(Descriptor const &directory) noexcept {
-  struct Close {
-    void operator()(DIR *opened) const noexcept { closedir(opened); }
-  };
   // Opened once more, for a position of its own.
-  Descriptor again = Descriptor::open_at(directory.get(), ".", O_RDONLY | O_DIRECTORY);
-  std::unique_ptr<DIR, Close> const opened(again.is_open() ? fdopendir(again.get()) : nullptr);
-  if (opened != nullptr) {
-    again.release();
-    while (dirent const *const entry = readdir(opened.get())) {
-      remove_unused(directory, entry->d_name);
-    }
+  DirectoryReader const reader =
+      read_directory(Descriptor::open_at(directory.get(), ".", O_RDONLY | O_DIRECTORY));
+  while (dirent const *const entry = reader != nullptr ? readdir(reader.get()) : nullptr) {
+    remove_unused(directory, entry->d_name);
   }
 }
 

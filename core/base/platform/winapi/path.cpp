@@ -12,6 +12,7 @@
 #include <cstring>
 #include <memory>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,15 +31,10 @@ bool is_letter(char c) {
 namespace Ostrel {
 
 NativePath::NativePath(char const *path) noexcept {
-  if (path == nullptr) {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    errno = EINVAL;
-    return;
-  }
-  std::size_t const length = strnlen(path, sizeof text_);
+  std::size_t const length = path == nullptr ? sizeof text_ : strnlen(path, sizeof text_);
   if (length == sizeof text_) {
-    SetLastError(ERROR_FILENAME_EXCED_RANGE);
-    errno = ENAMETOOLONG;
+    errno = path == nullptr ? EINVAL : ENAMETOOLONG;
+    fail_with_errno();
     return;
   }
   std::memcpy(text_, path, length + 1);
@@ -51,13 +47,20 @@ std::size_t drive_length(char const *path) noexcept {
   return is_letter(path[0]) && path[1] == ':' && is_separator(path[2]) ? LETTER_AND_COLON : 0;
 }
 
+char const *last_part(char const *path) noexcept {
+  char const *const separator = std::strrchr(path, '/');
+  return separator == nullptr ? path : separator + 1;
+}
+
+Descriptor open_directory_of(char const *path) noexcept {
+  char directory[PATH_MAX] = ".";
+  std::memcpy(directory, path, static_cast<std::size_t>(last_part(path) - path));
+  return Descriptor::open(directory, O_RDONLY | O_DIRECTORY);
+}
+
 } // namespace Ostrel
 
 char *_getcwd(char *buffer, int size) {
-  if (buffer == nullptr || size <= 0) {
-    errno = EINVAL;
-    return nullptr;
-  }
   return getcwd(buffer, static_cast<std::size_t>(size));
 }
 

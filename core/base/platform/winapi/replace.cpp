@@ -7,13 +7,10 @@
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
-#include <cstring>
-#include <memory>
 #include <new>
+#include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -26,58 +23,39 @@ using Ostrel::Descriptor;
 using Ostrel::fail;
 using Ostrel::fail_with_errno;
 using Ostrel::NativePath;
+using Ostrel::open_directory_of;
 using Ostrel::retry;
 
 constexpr mode_t PERMISSIONS = 07777;
 constexpr char const *ACCESS_LIST = "system.posix_acl_access";
 
-struct Bytes {
-  std::unique_ptr<char[]> data;
-  std::size_t size = 0;
-
-  bool operator==(Bytes const &other) const {
-    return std::equal(data.get(), data.get() + size, other.data.get(),
-                      other.data.get() + other.size);
-  }
-};
-
 // Reads all that `get(buffer, size)` writes; with size 0 it returns the size needed. False on
-// failure.
-template <typename Get> bool read_bytes(Get get, Bytes *bytes) {
-  ssize_t const needed = retry([&get] { return get(nullptr, 0); });
-  if (needed <= 0) {
-    return needed == 0;
+// failure. Throws std::bad_alloc.
+template <typename Get> bool read_bytes(Get get, std::string *bytes) {
+  ssize_t size = retry([&get] { return get(nullptr, 0); });
+  if (size > 0) {
+    bytes->resize(static_cast<std::size_t>(size));
+    size = retry([=, &get] { return get(bytes->data(), bytes->size()); });
+    bytes->resize(size > 0 ? static_cast<std::size_t>(size) : 0);
   }
-  bytes->data.reset(new (std::nothrow) char[static_cast<std::size_t>(needed)]);
-  if (bytes->data == nullptr) {
-    errno = ENOMEM;
-    return false;
-  }
-  ssize_t const size =
-      retry([=, &get] { return get(bytes->data.get(), static_cast<std::size_t>(needed)); });
-  bytes->size = size > 0 ? static_cast<std::size_t>(size) : 0;
   return size >= 0;
 }
 
-bool read_attribute(int file, char const *name, Bytes *value) {
-  return read_bytes(
-      [file, name](char *buffer, std::size_t size) { return fgetxattr(file, name, buffer, size); },
-      value);
-}
-
 bool copy_attribute(char const *from, int to, char const *name) {
-  Bytes wanted, present;
+  std::string wanted, present;
   auto const get = [from, name](char *buffer, std::size_t size) {
     return lgetxattr(from, name, buffer, size);
+  };
+  auto const get_present = [to, name](char *buffer, std::size_t size) {
+    return fgetxattr(to, name, buffer, size);
   };
   if (!read_bytes(get, &wanted)) {
     return false;
   }
   // An attribute that the system itself has set for both files, such as a security label, may not
   // be settable.
-  return (read_attribute(to, name, &present) && wanted == present) ||
-         retry([=, &wanted] { return fsetxattr(to, name, wanted.data.get(), wanted.size, 0); }) ==
-             0;
+  return (read_bytes(get_present, &present) && wanted == present) ||
+         retry([=, &wanted] { return fsetxattr(to, name, wanted.data(), wanted.size(), 0); }) == 0;
 }
 
 // Copies the extended attributes, including the access list, and removes an access list that `to`
@@ -87,17 +65,15 @@ bool copy_attributes(char const *from, int to) {
       errno != ENOTSUP) {
     return false;
   }
-  Bytes names;
+  std::string names;
   auto const list = [from](char *buffer, std::size_t size) {
     return llistxattr(from, buffer, size);
   };
   if (!read_bytes(list, &names)) {
     return errno == ENOTSUP;
   }
-  char const *name = names.data.get();
-  char const *const end = name + names.size;
-  for (; name != end; name += std::strlen(name) + 1) {
-    if (!copy_attribute(from, to, name)) {
+  for (std::size_t start = 0; start < names.size(); start = names.find('\0', start) + 1) {
+    if (!copy_attribute(from, to, &names[start])) {
       return false;
     }
   }
@@ -106,7 +82,7 @@ bool copy_attributes(char const *from, int to) {
 
 bool copy_owner(struct stat const &from, int to) {
   struct stat status = {};
-  if (retry([to, &status] { return fstat(to, &status); }) != 0) {
+  if (fstat(to, &status) != 0) {
     return false;
   }
   return (status.st_uid == from.st_uid && status.st_gid == from.st_gid) ||
@@ -132,14 +108,6 @@ bool fail_to_copy() {
   default:
     return fail(ERROR_NOT_SUPPORTED);
   }
-}
-
-Descriptor open_directory_of(char const *path) {
-  char const *last = std::strrchr(path, '/');
-  std::size_t const length = last == nullptr ? 0 : static_cast<std::size_t>(last + 1 - path);
-  char directory[PATH_MAX] = ".";
-  std::memcpy(directory, path, length);
-  return Descriptor::open(directory, O_RDONLY | O_DIRECTORY);
 }
 
 // Whether a flush failed because the file system cannot flush directories.
@@ -170,7 +138,7 @@ BOOL DeleteFileA(char const *path) {
 }
 
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
-                  void *exclude, void *reserved) {
+                  void *exclude, void *reserved) try {
   if (backup != nullptr || flags != REPLACEFILE_WRITE_THROUGH || exclude != nullptr ||
       reserved != nullptr) {
     return fail(ERROR_NOT_SUPPORTED);
@@ -197,6 +165,8 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
     return fail_with_errno();
   }
   return rename_durably(from, to);
+} catch (std::bad_alloc const &) {
+  return fail(ERROR_NOT_ENOUGH_MEMORY);
 }
 
 BOOL MoveFileExA(char const *from, char const *to, DWORD flags) {
