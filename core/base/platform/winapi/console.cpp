@@ -2,21 +2,17 @@
 // _kbhit and _getche, on the controlling terminal, which delivers single key presses only while its
 // line editing is off.
 //
-// Enter sends a carriage return, which the terminal usually converts to a line feed (ICRNL), so
-// that an Enter typed before a call looks like a line feed. So a call exchanges the two (INLCR as
-// well), and a line feed is Enter whenever it was typed; a shell, too, expects a line feed in input
-// that was not read here. If the terminal does not convert Enter, neither does the call. The key
-// for the end of the input, typed before a call, leaves a zero in the line editing, which is read
-// as that key.
+// The terminal usually converts the carriage return of Enter to a line feed (ICRNL), also one that
+// was typed before a call. So a call exchanges the two (INLCR as well), and reads a line feed as
+// Enter whenever it was typed. If the terminal does not convert Enter, neither does the call. The
+// key for the end of the input, typed before a call, is read as a zero.
 //
 // The mode of the terminal outlives the process, so _getche restores it on every way out: in the
 // last call that ends (also when its thread is cancelled or terminated), at the exit of the
 // process, and in a handler of the signals that end or stop a program from its terminal. The
 // handler restores the terminal, lets the default action happen, and if the process continues after
 // a stop, switches the terminal again. It is set only during the call, and only for signals without
-// a handler of the program. Reading a disposition and replacing it are two steps, between which the
-// program may set a handler: the second step returns what it replaced, and a handler of the program
-// found there is restored at once.
+// a handler of the program.
 //
 // _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
 // signals in that moment instead of handling them.
@@ -51,8 +47,8 @@ using Handler = void (*)(int);
 
 extern "C" void end_or_stop(int signal);
 
-// Replaces one handler of a signal by another, but not a handler of the program, even if that is
-// set at the same time.
+// Replaces one handler of a signal by another, but not a handler of the program. One that the
+// program sets between the two steps is found by the second one, and restored.
 void replace_handler(int signal, Handler from, Handler to) noexcept {
   struct sigaction replaced = {};
   if (sigaction(signal, nullptr, &replaced) != 0 || replaced.sa_handler != from) {
@@ -90,6 +86,10 @@ private:
 };
 
 // --- The terminal -----------------------------------------------------------------------------
+
+Descriptor open_terminal() noexcept {
+  return Descriptor::open("/dev/tty", O_RDWR | O_NOCTTY);
+}
 
 bool is_in_background(int terminal) noexcept {
   return tcgetpgrp(terminal) != getpgrp();
@@ -135,8 +135,7 @@ public:
   int key_of(unsigned char byte) const noexcept;
 
 private:
-  bool open_terminal() noexcept;
-  bool read_mode() noexcept;
+  bool read_mode(int terminal) noexcept;
   void finish() noexcept;
   static void forget_parent() noexcept;
 
@@ -188,13 +187,14 @@ bool Console::enter() {
   Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
   if (users_ == 0) {
     Ostrel::AtFork::set_child_step(Ostrel::AtFork::CONSOLE, forget_parent);
-    if (!open_terminal()) {
+    descriptor_ = open_terminal();
+    if (!descriptor_.is_open()) {
       return false;
     }
     if (is_in_background(descriptor_.get())) {
       tcdrain(descriptor_.get());
     }
-    if (is_in_background(descriptor_.get()) || !read_mode()) {
+    if (is_in_background(descriptor_.get()) || !read_mode(descriptor_.get())) {
       descriptor_ = Descriptor();
       return false;
     }
@@ -231,35 +231,27 @@ void Console::finish() noexcept {
 bool Console::has_key() noexcept {
   SignalsBlocked const blocked; // among them SIGTTOU, which would stop a process in the background
   Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::CONSOLE);
-  bool const is_opened_here = users_ == 0;
-  if (is_opened_here && !open_terminal()) {
+  Descriptor const opened = open_terminal();
+  int const terminal = opened.get();
+  if (!opened.is_open() || is_in_background(terminal)) {
     return false;
   }
-  int const terminal = descriptor_.get();
-  bool has_key = false;
-  if (!is_in_background(terminal)) {
-    has_key = count_waiting(terminal) > 0;
-    // The beginning of a line counts while the line editing is off.
-    if (!has_key && is_opened_here && read_mode() && (before_.c_lflag & ICANON) != 0) {
-      tcsetattr(terminal, TCSANOW, &during_);
-      has_key = count_waiting(terminal) > 0;
-      tcsetattr(terminal, TCSANOW, &before_);
-    }
+  if (count_waiting(terminal) > 0) {
+    return true;
   }
-  if (is_opened_here) {
-    descriptor_ = Descriptor();
+  // The beginning of a line counts while the line editing is off.
+  if (users_ > 0 || !read_mode(terminal) || (before_.c_lflag & ICANON) == 0) {
+    return false;
   }
+  tcsetattr(terminal, TCSANOW, &during_);
+  bool const has_key = count_waiting(terminal) > 0;
+  tcsetattr(terminal, TCSANOW, &before_);
   return has_key;
 }
 
-bool Console::open_terminal() noexcept {
-  descriptor_ = Descriptor::open("/dev/tty", O_RDWR | O_NOCTTY);
-  return descriptor_.is_open();
-}
-
 // Reads the mode to restore, and derives the one for single keys.
-bool Console::read_mode() noexcept {
-  if (tcgetattr(descriptor_.get(), &before_) != 0) {
+bool Console::read_mode(int terminal) noexcept {
+  if (tcgetattr(terminal, &before_) != 0) {
     return false;
   }
   is_exchanged_ = (before_.c_iflag & ICRNL) != 0;

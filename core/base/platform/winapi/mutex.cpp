@@ -19,7 +19,6 @@
 #include "core/base/platform/posix/fork.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
-#include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/system.hpp"
@@ -138,49 +137,36 @@ void adopt_held_mutexes() noexcept {
   }
 }
 
-// The key through which the end of a thread is noticed. Deleted when the library is unloaded, since
-// threads that end later would call a function that is no longer there.
-class EndOfThread {
-public:
-  EndOfThread() noexcept : is_made_(pthread_key_create(&key_, abandon_at_thread_end) == 0) {
+// The key through which the end of a thread is noticed.
+pthread_key_t end_key = 0;
+std::atomic<bool> has_end_key{false};
+
+// Deletes the key when the library is unloaded, since threads that end later would call a function
+// that is no longer there.
+struct EndKey {
+  EndKey() noexcept {
+    has_end_key = pthread_key_create(&end_key, abandon_at_thread_end) == 0;
     register_around_fork();
     AtFork::set_child_step(AtFork::MUTEX_OWNERS, adopt_held_mutexes);
   }
-
-  void end() noexcept {
-    if (is_made_.exchange(false)) {
-      pthread_key_delete(key_);
+  EndKey(EndKey const &) = delete;
+  EndKey &operator=(EndKey const &) = delete;
+  ~EndKey() {
+    if (has_end_key.exchange(false)) {
+      pthread_key_delete(end_key);
     }
   }
-
-  // Without a key the thread can use mutexes all the same; only its end goes unnoticed, which the
-  // result says.
-  bool watch(Thread &thread) noexcept {
-    return is_made_.load(std::memory_order_relaxed) && pthread_setspecific(key_, &thread) == 0;
-  }
-
-private:
-  pthread_key_t key_ = 0;
-  std::atomic<bool> is_made_;
 };
 
-EndOfThread &end_of_thread() noexcept {
-  static NeverDestroyed<EndOfThread> instance;
-  return *instance;
+// Without a key the thread can use mutexes all the same; only its end goes unnoticed, which the
+// result says.
+bool watch(Thread &thread) noexcept {
+  static EndKey const key;
+  return has_end_key.load(std::memory_order_relaxed) && pthread_setspecific(end_key, &thread) == 0;
 }
 
-// From the load on, so that no thread is inside its making while another one forks.
-struct EndOfThreadAtUnload {
-  EndOfThreadAtUnload() noexcept { end_of_thread(); }
-  ~EndOfThreadAtUnload() { end_of_thread().end(); }
-};
-
-EndOfThreadAtUnload const &end_at_unload() noexcept {
-  static EndOfThreadAtUnload const instance;
-  return instance;
-}
-
-[[maybe_unused]] EndOfThreadAtUnload const &built_at_load = end_at_unload();
+// From the load on, so that no thread is creating the key while another one forks.
+[[maybe_unused]] bool const is_watched_at_load = watch(this_thread);
 
 // The destructors of the program's own keys may still use and release what the thread holds, and
 // the system runs them in rounds: hence in a late one. In the last round the sanitizers end the
@@ -189,7 +175,7 @@ void abandon_at_thread_end(void *thread) noexcept {
   constexpr int LAST_ROUND = PTHREAD_DESTRUCTOR_ITERATIONS - 1;
   Thread &self = *static_cast<Thread *>(thread);
   bool const is_needed = self.held != nullptr || self.at_end != nullptr;
-  if (is_needed && ++self.end_round < LAST_ROUND && end_of_thread().watch(self)) {
+  if (is_needed && ++self.end_round < LAST_ROUND && watch(self)) {
     return;
   }
   abandon_held_mutexes();
@@ -204,7 +190,7 @@ void abandon_at_thread_end(void *thread) noexcept {
 void enter(Thread &self) noexcept {
   register_around_fork();
   self.id = system_thread_id();
-  end_of_thread().watch(self);
+  watch(self);
 }
 
 // --- The mutex --------------------------------------------------------------------------------
@@ -405,7 +391,7 @@ bool call_at_thread_end(void (*function)(void *), void *argument) noexcept {
   Thread &self = this_thread;
   self.id = system_thread_id();
   self.at_end_argument = argument;
-  self.at_end = end_of_thread().watch(self) ? function : nullptr;
+  self.at_end = watch(self) ? function : nullptr;
   return self.at_end != nullptr;
 }
 
