@@ -75,10 +75,6 @@ private:
   Ostrel::DirectoryReader const directory_;
 };
 
-bool is_search(HANDLE search) noexcept {
-  return search != nullptr && search != INVALID_HANDLE_VALUE;
-}
-
 } // namespace
 
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data) {
@@ -105,13 +101,10 @@ HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data) {
 }
 
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data) {
-  return is_search(search) ? static_cast<Search *>(search)->next(data) : fail(ERROR_INVALID_HANDLE);
+  return static_cast<Search *>(search)->next(data);
 }
 
 BOOL FindClose(HANDLE search) {
-  if (!is_search(search)) {
-    return fail(ERROR_INVALID_HANDLE);
-  }
   delete static_cast<Search *>(search);
   return TRUE;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// CreateEventA and SetEvent: an auto-reset event, on one word. Setting it needs a call of the
-// system only if a thread may be sleeping. A sleeper that resets the event cannot know whether
+// CreateEventA and set_event_before: an auto-reset event, on one word. Setting it needs a call of
+// the system only if a thread may be sleeping. A sleeper that resets the event cannot know whether
 // others sleep, and so leaves the word as if they did.
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/futex.hpp"
@@ -20,7 +20,7 @@ public:
   explicit Event(bool is_set) noexcept : word_(is_set ? SET : CLEAR) {}
 
   DWORD wait(DWORD milliseconds) noexcept override;
-  BOOL set_event(HANDLE mutex) noexcept override;
+  void set(HANDLE mutex) noexcept;
 
 private:
   enum Word : std::uint32_t { CLEAR, SET, SLEPT_ON };
@@ -55,15 +55,19 @@ DWORD Event::wait(DWORD milliseconds) noexcept {
 }
 
 // Does not touch the object after the exchange: the thread whose wait ends may close it.
-BOOL Event::set_event(HANDLE mutex) noexcept {
+void Event::set(HANDLE mutex) noexcept {
   std::atomic<std::uint32_t> *const word = &word_;
   if (word->exchange(SET, std::memory_order_release) == SLEPT_ON && !wake_at_release(mutex, word)) {
     wake_one(word);
   }
-  return TRUE;
 }
 
 } // namespace
+
+bool set_event_before(void *event, void *mutex) noexcept {
+  static_cast<Event *>(Handle::of(event))->set(mutex);
+  return true;
+}
 
 } // namespace Ostrel
 
@@ -79,17 +83,4 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
     return nullptr;
   }
   return event->handle();
-}
-
-namespace Ostrel {
-
-bool set_event_before(void *event, void *mutex) noexcept {
-  Handle *const object = Handle::of(event);
-  return object == nullptr ? fail(ERROR_INVALID_HANDLE) : object->set_event(mutex);
-}
-
-} // namespace Ostrel
-
-BOOL SetEvent(HANDLE event) {
-  return Ostrel::set_event_before(event, nullptr) ? TRUE : FALSE;
 }

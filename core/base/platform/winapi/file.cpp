@@ -11,7 +11,6 @@
 #include "core/base/platform/winapi/path.hpp"
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -252,10 +251,6 @@ BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPP
 }
 
 int _write(int descriptor, void const *data, unsigned int size) {
-  if (size > INT_MAX) {
-    errno = EINVAL;
-    return -1;
-  }
   WithoutPipeSignal const guard;
   return static_cast<int>(write_once(descriptor, data, size));
 }

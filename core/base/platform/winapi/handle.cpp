@@ -17,10 +17,6 @@ BOOL Handle::release_mutex() noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 
-BOOL Handle::set_event(HANDLE /*mutex*/) noexcept {
-  return fail(ERROR_INVALID_HANDLE);
-}
-
 DWORD Handle::resume() noexcept {
   SetLastError(ERROR_INVALID_HANDLE);
   return static_cast<DWORD>(-1);

@@ -5,8 +5,8 @@
 
 namespace Ostrel {
 
-/// What stands behind every `HANDLE`. An operation that a kind of object does not have fails with
-/// `ERROR_INVALID_HANDLE`, as it does for a handle that is none.
+/// What stands behind every `HANDLE` but that of a mutex without a name. An operation that a kind
+/// of object does not have fails with `ERROR_INVALID_HANDLE`.
 class Handle {
 public:
   Handle() noexcept = default;
@@ -20,18 +20,11 @@ public:
   /// `ReleaseMutex` on this object.
   virtual BOOL release_mutex() noexcept;
 
-  /// `SetEvent` on this object, for a sleeper that takes `mutex` next; null for any other.
-  virtual BOOL set_event(HANDLE mutex) noexcept;
-
   /// `ResumeThread` on this object.
   virtual DWORD resume() noexcept;
 
   /// `TerminateThread` on this object.
   virtual BOOL terminate() noexcept;
-
-  /// Whether this is an open file. A cast that asks the type would cost each log line more than the
-  /// lock does.
-  virtual bool is_file() const noexcept { return false; }
 
   /// `CloseHandle`: the handle is gone afterwards; the object as well, unless something that is
   /// still going on needs it longer.
@@ -49,11 +42,8 @@ public:
   }
   static void *mutex_address(HANDLE handle) noexcept { return static_cast<char *>(handle) - 1; }
 
-  /// The object behind a handle; null for null, `INVALID_HANDLE_VALUE` and a mutex without a name.
-  static Handle *of(HANDLE handle) noexcept {
-    return handle == INVALID_HANDLE_VALUE || is_mutex(handle) ? nullptr
-                                                              : static_cast<Handle *>(handle);
-  }
+  /// The object behind a handle, unless that is one of a mutex without a name; null for null.
+  static Handle *of(HANDLE handle) noexcept { return static_cast<Handle *>(handle); }
 };
 
 } // namespace Ostrel

@@ -116,14 +116,10 @@ HMODULE LoadLibraryA(char const *path) try {
 }
 
 BOOL FreeLibrary(HMODULE library) {
-  return library != nullptr && close_library(library) ? TRUE : fail(ERROR_INVALID_HANDLE);
+  return close_library(library) ? TRUE : fail(ERROR_INVALID_HANDLE);
 }
 
 FARPROC GetProcAddress(HMODULE library, char const *symbol) {
-  if (library == nullptr || symbol == nullptr) {
-    SetLastError(library == nullptr ? ERROR_INVALID_HANDLE : ERROR_PROC_NOT_FOUND);
-    return nullptr;
-  }
   void *const address = dlsym(library, symbol);
   if (address == nullptr || !is_defined_in(library, address)) {
     SetLastError(ERROR_PROC_NOT_FOUND);

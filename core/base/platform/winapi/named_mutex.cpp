@@ -123,12 +123,16 @@ bool lock_until(Deadline const &deadline, Descriptor const &file, off_t byte, sh
   return is_locked;
 }
 
-bool write_at(Descriptor const &file, off_t position, char const *data, std::size_t size) noexcept {
-  ssize_t const written = retry([&] { return pwrite(file.get(), data, size, position); });
-  if (written != -1) {
-    errno = ENOSPC; // of a short write
-  }
-  return written == static_cast<ssize_t>(size);
+bool write_mark(Descriptor const &file, char mark) noexcept {
+  return retry([&] { return pwrite(file.get(), &mark, sizeof mark, 0); }) != -1;
+}
+
+// Makes a file that no process uses that of a new mutex. The name in it serves human readers only.
+bool initialise(Descriptor const &file, char const *name) noexcept {
+  constexpr off_t NAME = 1;                     // behind the mark
+  return fchmod(file.get(), OWNER_ONLY) == 0 && // whatever the process's mask is
+         write_mark(file, FREE) &&
+         retry([&] { return pwrite(file.get(), name, std::strlen(name), NAME); }) != -1;
 }
 
 bool is_removed(Descriptor const &file) noexcept {
@@ -178,9 +182,6 @@ struct NamedMutex final : Handle {
   std::uint64_t depth = 0;    // guarded by `threads`: how often its owner owns the mutex
   std::size_t handles = 1;    // guarded by ProcessMutex::NAMED_MUTEXES
   NamedMutex *next = nullptr; // guarded by ProcessMutex::NAMED_MUTEXES
-
-private:
-  bool initialise(char const *name, bool is_owned) noexcept;
 };
 
 NamedMutex *table OSTBASE_GUARDED_BY(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES)) = nullptr;
@@ -234,21 +235,14 @@ Use NamedMutex::use(char const *name, Missing missing) noexcept {
   if (!is_unused) {
     return Use::EXISTING;
   }
-  if (missing != Missing::FAIL && initialise(name, missing == Missing::CREATE_OWNED)) {
+  if (missing != Missing::FAIL && initialise(file, name) &&
+      (missing == Missing::CREATE || wait(0) == WAIT_OBJECT_0) && set_lock(file, USERS, F_RDLCK)) {
     return Use::NEW;
   }
   int const error = missing == Missing::FAIL ? ENOENT : errno;
   unlinkat(directory.get(), file_name.text, 0); // still locked exclusively
   errno = error;
   return Use::FAILED;
-}
-
-// Makes a file that no process uses that of a new mutex. The name in it serves human readers only.
-bool NamedMutex::initialise(char const *name, bool is_owned) noexcept {
-  return fchmod(file.get(), OWNER_ONLY) == 0 && // whatever the process's mask is
-         write_at(file, 0, &FREE, sizeof FREE) &&
-         write_at(file, sizeof FREE, name, std::strlen(name)) &&
-         (!is_owned || wait(0) == WAIT_OBJECT_0) && set_lock(file, USERS, F_RDLCK);
 }
 
 } // namespace
@@ -296,7 +290,7 @@ DWORD NamedMutex::wait(DWORD milliseconds) noexcept {
   // If the creator was killed before it wrote the mark, the file is empty: the mutex is free.
   char mark = FREE;
   if (is_locked && retry([&] { return pread(file.get(), &mark, sizeof mark, 0); }) != -1 &&
-      write_at(file, 0, &OWNED, sizeof OWNED)) {
+      write_mark(file, OWNED)) {
     depth = 1;
     return mark == FREE ? WAIT_OBJECT_0 : WAIT_ABANDONED;
   }
@@ -312,7 +306,7 @@ BOOL NamedMutex::release_mutex() noexcept {
     return fail(ERROR_NOT_OWNER);
   }
   if (--depth == 0) {
-    write_at(file, 0, &FREE, sizeof FREE);
+    write_mark(file, FREE);
     set_lock(file, OWNER, F_UNLCK);
   }
   return ReleaseMutex(threads);

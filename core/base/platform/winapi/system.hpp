@@ -49,7 +49,7 @@ private:
 /// Sets an event whose waiter acquires `mutex` next; null for no mutex. If the calling thread owns
 /// the mutex, the release wakes the waiter, since a waiter that is woken earlier only goes to sleep
 /// again: on one processor that is half the cost of a condition variable.
-/// @return false, with the last error, if `event` is no event.
+/// @return false if the event cannot be set (not on POSIX).
 bool set_event_before(void *event, void *mutex) noexcept;
 
 /// Registers a function to be called if the calling thread is terminated within a block, since no

@@ -4,7 +4,12 @@
 /// @file
 /// Windows' types, constants and calls. On Windows they come from the system's headers. Elsewhere
 /// this header declares those that the library uses, with Windows' names, values, argument order
-/// and way of failing, and the sources beside it implement them. No other file tests for Windows.
+/// and way of failing, and the sources beside it implement them. The comments say what callers rely
+/// on and what differs from Windows. No other file tests for Windows.
+///
+/// An argument that cannot be honoured fails with ERROR_NOT_SUPPORTED. A handle must be open and of
+/// the right kind; null in place of a file or of an object that can be waited for fails with
+/// ERROR_INVALID_HANDLE. What the system refuses fails with the number for its `errno`.
 
 #ifdef _WIN32
 
@@ -107,11 +112,9 @@ void SetLastError(DWORD error);
 constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x200;
 constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 
-/// Writes the system's text for an error number, such as "No space left on device", into `size`
-/// characters, cut if it is longer. For the calling thread's last error this is the text of the
-/// error number of POSIX, or of the loader, that caused it. The language is that of the program.
-/// Returns the length; 0 with ERROR_NOT_SUPPORTED for a number without a text, and unless both
-/// flags are given and the other arguments are null.
+/// Writes the text of the calling thread's last error, such as "No space left on device", in the
+/// language of the program: that of the `errno`, or of the loader's failure, that caused it. Both
+/// flags must be given. 0 with ERROR_NOT_SUPPORTED for a number without a text.
 DWORD FormatMessageA(DWORD flags, void const *source, DWORD message, DWORD language, char *buffer,
                      DWORD size, void *arguments);
 
@@ -122,31 +125,25 @@ constexpr DWORD WAIT_ABANDONED = 0x80;
 constexpr DWORD WAIT_TIMEOUT = 258;
 constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
 
-/// Closes a handle. A mutex may be closed while a thread holds it, but not while one waits for it.
-/// FALSE with ERROR_INVALID_HANDLE for null and `INVALID_HANDLE_VALUE`.
+/// A mutex may be closed while a thread holds it, but not while one waits for it.
 BOOL CloseHandle(HANDLE handle);
 
-/// Waits until `handle` is signalled, for at most `milliseconds` on the monotonic clock.
-/// Acquires a mutex (the caller then owns it once more) or an event (resetting it), or waits for
-/// the end of a thread. Returns WAIT_OBJECT_0, WAIT_ABANDONED (owned now, but the previous owner
-/// ended while holding it), WAIT_TIMEOUT, or WAIT_FAILED with ERROR_INVALID_HANDLE.
+/// Waits for at most `milliseconds` on the monotonic clock. Acquires a mutex (the caller then owns
+/// it once more) or an event (resetting it), or waits for the end of a thread. WAIT_ABANDONED:
+/// owned now, but the previous owner ended while holding it.
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
 /// Releases a mutex and waits for another object, as one step to a thread that sets an event: the
-/// event stays set until the wait resets it. Results as above; WAIT_FAILED, without a wait, if the
-/// mutex cannot be released. ERROR_NOT_SUPPORTED for an alertable wait.
+/// event stays set until the wait resets it. WAIT_FAILED, without a wait, if the mutex cannot be
+/// released. Not alertable.
 DWORD SignalObjectAndWait(HANDLE to_signal, HANDLE to_wait_on, DWORD milliseconds, BOOL alertable);
 
 // --- Events: event.cpp ------------------------------------------------------------------------
 
-/// Creates an auto-reset event: each setting ends one wait, and settings without a wait in between
-/// count once. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes, a
-/// manual reset and a name.
+/// Creates an auto-reset event without a name: each setting ends one wait, and settings without a
+/// wait in between count once. No security attributes. system.hpp has the call that sets it.
 HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initial_state,
                     char const *name);
-
-/// Sets an event. FALSE with ERROR_INVALID_HANDLE if the handle is not that of an event.
-BOOL SetEvent(HANDLE event);
 
 // --- Threads: thread.cpp ----------------------------------------------------------------------
 
@@ -176,27 +173,24 @@ BOOL TerminateThread(HANDLE thread, DWORD exit_code);
 
 constexpr DWORD MUTEX_ALL_ACCESS = 0x001F0001;
 
-/// Creates a mutex, recursive and owned by a thread. It is abandoned if its owner ends without
-/// releasing it. Null with ERROR_NOT_ENOUGH_MEMORY, or ERROR_NOT_SUPPORTED for security attributes
-/// other than null.
+/// Creates a mutex, recursive and owned by a thread; no security attributes. It is abandoned if its
+/// owner ends without releasing it.
 ///
 /// A mutex with a name, which may hold any characters, is shared by all processes of the same user
-/// that use this name, and ceases to exist with the last of them, also if that is killed. If the
-/// mutex exists already, this opens it, the last error is ERROR_ALREADY_EXISTS, and
-/// `initially_owned` has no effect. If a process closes its last handle of the mutex while one of
-/// its threads owns it, the mutex is abandoned. A child of fork uses the mutexes of its parent, but
-/// owns none. Null also with what the system refuses, and with ERROR_SHARING_VIOLATION if another
-/// process, stopped while it created or removed this mutex, keeps its file locked for 1 s.
+/// that use this name, and ceases to exist with the last of them, also if that is killed. If it
+/// exists already, the last error is ERROR_ALREADY_EXISTS, and `initially_owned` has no effect. If
+/// a process closes its last handle of the mutex while one of its threads owns it, the mutex is
+/// abandoned. A child of fork uses the mutexes of its parent, but owns none. Null with
+/// ERROR_SHARING_VIOLATION if another process, stopped while it created or removed this mutex,
+/// keeps its file locked for 1 s.
 HANDLE CreateMutexA(SECURITY_ATTRIBUTES *security, BOOL initially_owned, char const *name);
 
-/// Opens the mutex of that name. `access` has no effect, since the user of a mutex has every
-/// access; nor has `inherit_handle`, since a new program receives no handle. Null with
-/// ERROR_FILE_NOT_FOUND if no process uses a mutex of that name, ERROR_INVALID_PARAMETER for a null
-/// name, and as above.
+/// `access` has no effect, since the user of a mutex has every access; nor has `inherit_handle`,
+/// since a new program receives no handle. Null with ERROR_FILE_NOT_FOUND if no process uses a
+/// mutex of that name, ERROR_INVALID_PARAMETER for a null name, and as above.
 HANDLE OpenMutexA(DWORD access, BOOL inherit_handle, char const *name);
 
-/// Releases a mutex as often as it was acquired. FALSE with ERROR_NOT_OWNER if the calling thread
-/// does not own the mutex, ERROR_INVALID_HANDLE if the handle is not that of a mutex.
+/// FALSE with ERROR_NOT_OWNER if the calling thread does not own the mutex.
 BOOL ReleaseMutex(HANDLE mutex);
 
 // --- Paths: path.cpp --------------------------------------------------------------------------
@@ -204,14 +198,12 @@ BOOL ReleaseMutex(HANDLE mutex);
 // Every call accepts a backslash as a separator in a path, like a slash, and a drive (letter,
 // colon, separator) at the start as the root. Paths that a call returns are those of the system.
 
-/// Reads the current directory into `size` characters, terminator included. Returns `buffer`; null,
-/// with `errno`, if the directory cannot be read or does not fit, or for a null buffer.
+/// `buffer` must not be null. Null, with `errno`, if the directory cannot be read or does not fit.
 char *_getcwd(char *buffer, int size);
 
-/// The same. Returns the length; the size that is needed if `size` is too small; or 0.
 DWORD GetCurrentDirectoryA(DWORD size, char *buffer);
 
-/// Creates one directory with the process's default permissions. 0, or -1 with `errno`.
+/// With the process's default permissions. -1 with `errno`.
 int _mkdir(char const *path);
 
 constexpr unsigned short _S_IFMT = 0xF000;
@@ -222,7 +214,7 @@ struct __stat64 {
   unsigned short st_mode;
 };
 
-/// Reads the status of what a path names, symbolic links followed. 0, or -1 with `errno`.
+/// Follows symbolic links. -1 with `errno`.
 int _stat64(char const *path, struct __stat64 *status);
 
 // --- Files: file.cpp, replace.cpp -------------------------------------------------------------
@@ -255,50 +247,45 @@ constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
 ///
 /// The system does not keep other processes from an open file. So the share mode only sets the
 /// permissions of a new file: 0 restricts it to its owner (mode 0600), any other leaves the
-/// process's default. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory,
-/// ERROR_FILE_EXISTS for CREATE_NEW, ERROR_NOT_SUPPORTED for security attributes, other flags and a
-/// template, and with what else the system refuses.
+/// process's default. No security attributes and no template; the only flag is
+/// FILE_ATTRIBUTE_NORMAL. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory,
+/// ERROR_NO_SYSTEM_RESOURCES if the kernel has no memory.
 HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 
-/// Reads up to `size` bytes; 0 of them at the end of the file. No overlapped reading.
+/// Not overlapped, nor is writing.
 BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
 /// Writes in one call of the system, which may write fewer bytes. Waits also if the descriptor is
 /// set not to block. FALSE with ERROR_WRITE_FAULT for a pipe without a reader, whose SIGPIPE does
-/// not reach the program. No overlapped writing.
+/// not reach the program.
 BOOL WriteFile(HANDLE file, void const *data, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
-/// Writes in one call of the system to an open descriptor. Returns how many bytes were written, or
-/// -1 with `errno`: EPIPE for a pipe without a reader, whose SIGPIPE does not reach the program,
-/// EAGAIN if the descriptor is set not to block and is full, EINVAL for a `size` above INT_MAX.
+/// Writes in one call of the system up to INT_MAX bytes to an open descriptor. -1 with `errno`:
+/// EPIPE for a pipe without a reader, whose SIGPIPE does not reach the program, EAGAIN if the
+/// descriptor is set not to block and is full.
 int _write(int descriptor, void const *data, unsigned int size);
 
-/// Waits until everything written is on the disk.
 BOOL FlushFileBuffers(HANDLE file);
 
-/// The size of a regular file; FALSE with ERROR_NOT_SUPPORTED for any other kind.
+/// FALSE with ERROR_NOT_SUPPORTED unless the file is a regular one.
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
 
 struct BY_HANDLE_FILE_INFORMATION {
   DWORD nNumberOfLinks;
 };
 
-/// Reads how many names a file has.
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
 
 /// Whether CreateFileA has opened a regular file: FILE_TYPE_DISK, otherwise FILE_TYPE_UNKNOWN.
 DWORD GetFileType(HANDLE file);
 
-/// Sets where the next read or write begins, counted from FILE_BEGIN. ERROR_NOT_SUPPORTED for
-/// another origin.
+/// Only from FILE_BEGIN, and without returning the new position.
 BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method);
 
-/// Makes the file end where the next write would begin.
 BOOL SetEndOfFile(HANDLE file);
 
-/// The handle of standard error, which CloseHandle leaves open; INVALID_HANDLE_VALUE with
-/// ERROR_NOT_SUPPORTED for another number.
+/// Only standard error, which CloseHandle leaves open.
 HANDLE GetStdHandle(DWORD number);
 
 enum GET_FILEEX_INFO_LEVELS { GetFileExInfoStandard };
@@ -308,18 +295,15 @@ struct WIN32_FILE_ATTRIBUTE_DATA {
   FILETIME ftLastWriteTime;
 };
 
-/// Reads, without opening it and without following a link, the kind of a file and the time of its
-/// last write, in steps of 100 ns since the beginning of 1601. The attribute is
-/// FILE_ATTRIBUTE_NORMAL for a regular file, FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT
-/// for a symbolic link, or FILE_ATTRIBUTE_DEVICE for anything else. `data` is a
-/// WIN32_FILE_ATTRIBUTE_DATA. FALSE with what the system refuses.
+/// Does not open the file or follow a link. The attribute is FILE_ATTRIBUTE_NORMAL for a regular
+/// file, FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT for a symbolic link, or
+/// FILE_ATTRIBUTE_DEVICE for anything else. `data` is a WIN32_FILE_ATTRIBUTE_DATA.
 BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS level, void *data);
 
-/// The present time, in the same steps.
 void GetSystemTimeAsFileTime(FILETIME *time);
 
-/// Removes a name of a file; the file ceases to exist with its last name and its last handle. FALSE
-/// with ERROR_ACCESS_DENIED for a directory, or with what else the system refuses.
+/// Removes a name of a file; the file ceases to exist with its last name and its last handle.
+/// ERROR_ACCESS_DENIED for a directory.
 BOOL DeleteFileA(char const *path);
 
 /// Replaces `replaced` by `replacement`, which is in the same directory and receives the owner,
@@ -328,9 +312,9 @@ BOOL DeleteFileA(char const *path);
 ///
 /// FALSE with ERROR_NOT_SUPPORTED if something would be lost: owner or attributes cannot be set, or
 /// `replaced` is a mount point or no regular file itself. Further hard links to it keep the old
-/// file. FALSE with what else the system refuses, also to open the directory for reading. After a
-/// failure both files are unchanged, with one exception: if the flush of the directory fails after
-/// the replacement (ERROR_IO_DEVICE), a crash of the system may undo it.
+/// file. Fails also if the directory cannot be opened for reading, unless that is not permitted.
+/// After a failure both files are unchanged, with one exception: if the flush of the directory
+/// fails after the replacement (ERROR_IO_DEVICE), a crash of the system may undo it.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
 
@@ -344,35 +328,30 @@ struct WIN32_FIND_DATAA {
   char cFileName[MAX_PATH];
 };
 
-/// Starts a search for the names in one directory that match the last part of `query`. Only `*`
-/// and `?` are wildcards, upper and lower case differ, and names that start with a dot, also "."
-/// and "..", match like any other. A name with a backslash is returned unchanged, although no path
-/// of this layer can express it. The caller ends the search with FindClose. INVALID_HANDLE_VALUE
-/// with ERROR_FILE_NOT_FOUND if nothing matches, or with the reason if the directory cannot be
-/// read.
+/// Searches one directory for names that match the last part of `query`. Only `*` and `?` are
+/// wildcards, upper and lower case differ, and names that start with a dot, also "." and "..",
+/// match like any other. A name with a backslash is returned unchanged, although no path of this
+/// layer can express it. ERROR_FILE_NOT_FOUND if nothing matches, ERROR_NO_MORE_FILES at the end,
+/// or the reason if the directory cannot be read.
 HANDLE FindFirstFileA(char const *query, WIN32_FIND_DATAA *data);
-
-/// Continues with the next name; FALSE with ERROR_NO_MORE_FILES at the end.
 BOOL FindNextFileA(HANDLE search, WIN32_FIND_DATAA *data);
-
-/// Ends a search; FALSE with ERROR_INVALID_HANDLE for null and INVALID_HANDLE_VALUE.
 BOOL FindClose(HANDLE search);
 
 // --- Clocks, identifiers, version: clock.cpp --------------------------------------------------
 
 struct SYSTEMTIME {
-  WORD wYear, wMonth, wDayOfWeek, wDay, wHour, wMinute, wSecond, wMilliseconds;
+  WORD wHour, wMinute, wSecond;
 };
 
-/// The monotonic clock, in ticks of the frequency.
+/// The monotonic clock.
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 
-/// Blocks the calling thread, on the monotonic clock; without a limit for INFINITE.
+/// On the monotonic clock. INFINITE has no meaning of its own.
 void Sleep(DWORD milliseconds);
 
-/// The calendar time in the time zone that the environment named when the library was loaded, or at
-/// the program's last `tzset` since; all fields are 0 if the time is unknown.
+/// In the time zone that the environment named when the library was loaded, or at the program's
+/// last `tzset` since.
 void GetLocalTime(SYSTEMTIME *time);
 
 DWORD GetCurrentProcessId();
@@ -385,8 +364,7 @@ struct OSVERSIONINFOA {
   DWORD dwPlatformId;
 };
 
-/// Reports the NT family of Windows, since its calls are the ones implemented. FALSE with
-/// ERROR_INSUFFICIENT_BUFFER if the size field is not set.
+/// Reports the NT family of Windows, since its calls are the ones implemented.
 BOOL GetVersionExA(OSVERSIONINFOA *version);
 
 // --- Registry: registry.cpp, registry_file.cpp ------------------------------------------------
@@ -400,28 +378,21 @@ inline void *const HKEY_LOCAL_MACHINE = reinterpret_cast<void *>(std::uintptr_t{
 
 /// Opens a key below HKEY_LOCAL_MACHINE, the only root, by reading its values from the registry
 /// file: the one that the environment variable OSTREL_REGISTRY_FILE names, else ostrel/registry.reg
-/// in the system configuration directory. An open key does not see later changes of the file.
-/// Only KEY_READ and no options. Returns ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_NOT_SUPPORTED,
-/// ERROR_NOT_ENOUGH_MEMORY, or the reason if a file that exists cannot be read.
+/// in the system configuration directory. An open key does not see later changes of the file. Only
+/// KEY_READ and no options. ERROR_FILE_NOT_FOUND also for a key without values.
 LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access, HKEY *key);
 
-/// Reads the type and the bytes of a value; only its size if `data` is null. A null name means the
-/// key's default value. The size of a string includes its terminator.
-/// Returns ERROR_SUCCESS, ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA, with the size, if the bytes do not
-/// fit, or ERROR_INVALID_PARAMETER for `data` without a size.
+/// `name` and `size` must not be null (ERROR_INVALID_PARAMETER).
 LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
                       DWORD *size);
 
-/// Closes a key. Always ERROR_SUCCESS.
 LONG RegCloseKey(HKEY key);
 
 // --- Environment: environment.cpp -------------------------------------------------------------
 
-/// Copies a variable's value into `size` characters, terminator included. Other threads may change
-/// the environment through this layer at the same time. In a program that runs with more rights
-/// than its user, the library's own variables and PATH are removed at load. Returns the length; the
-/// size that is needed if `size` is too small; or 0 with ERROR_ENVVAR_NOT_FOUND if the variable is
-/// not set. The last error of an empty value stays as it was.
+/// Other threads may change the environment through this layer at the same time. In a program that
+/// runs with more rights than its user, the library's own variables and PATH are removed at load.
+/// The last error of an empty value stays as it was.
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Sets or removes a variable. Other threads may call the C library's `getenv` at the same time: it
@@ -437,8 +408,7 @@ DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 int _putenv(char const *text);
 
 /// The same for a name and a value: null removes the variable (also if it is not set), the empty
-/// text is a value. FALSE with ERROR_INVALID_PARAMETER for a name that is null, empty or has an
-/// equals sign, and ERROR_NOT_ENOUGH_MEMORY.
+/// text is a value. ERROR_INVALID_PARAMETER for a name that is null, empty or has an equals sign.
 BOOL SetEnvironmentVariableA(char const *name, char const *value);
 
 // --- Dynamic libraries: library.cpp -----------------------------------------------------------
@@ -452,18 +422,17 @@ BOOL SetEnvironmentVariableA(char const *name, char const *value);
 /// ones are ignored. In a path the loader's own variables ($ORIGIN, $LIB, $PLATFORM) keep their
 /// meaning. Constructors of the library run inside; an exception from one of them ends the program.
 /// Null with ERROR_MOD_NOT_FOUND if there is no file, ERROR_BAD_EXE_FORMAT if the file or a library
-/// that it needs cannot be loaded, ERROR_INVALID_PARAMETER for a null or empty name, and
-/// ERROR_NOT_ENOUGH_MEMORY.
+/// that it needs cannot be loaded. `path` must not be empty.
 HMODULE LoadLibraryA(char const *path);
 
-/// Releases a library; its last release unloads it, unless it is marked to stay. FALSE with
-/// ERROR_INVALID_HANDLE for null and for a library that is no longer loaded.
+/// The last release of a library unloads it, unless it is marked to stay. FALSE with
+/// ERROR_INVALID_HANDLE for a library that is no longer loaded.
 BOOL FreeLibrary(HMODULE library);
 
 /// Returns the address of a function or an object that the library itself defines, not one of the
 /// libraries that it needs. Of an object that all libraries of a process share, such as an inline
-/// variable of C++, only the library that was loaded first is the owner. Null with
-/// ERROR_PROC_NOT_FOUND, or with ERROR_INVALID_HANDLE for null.
+/// variable of C++, only the library that was loaded first is the owner. Otherwise null with
+/// ERROR_PROC_NOT_FOUND.
 FARPROC GetProcAddress(HMODULE library, char const *symbol);
 
 // --- Console: console.cpp ---------------------------------------------------------------------
