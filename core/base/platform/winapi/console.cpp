@@ -145,15 +145,14 @@ private:
   termios before_{};                    // likewise
   termios during_{};                    // likewise
   std::atomic<bool> is_entered_{false}; // as long as the terminal is to be switched
-  std::atomic<bool> is_switched_{false};
-  std::atomic<int> handlers_{0}; // how many run now
+  std::atomic<int> handlers_{0};        // how many run now
 };
 
 Console console;
 
 // In the background the mode belongs to another program, and a change would stop the process.
 void Console::restore() noexcept {
-  if (is_switched_.exchange(false) && !is_in_background(descriptor_.get())) {
+  if (!is_in_background(descriptor_.get())) {
     tcsetattr(descriptor_.get(), TCSANOW, &before_);
   }
 }
@@ -162,7 +161,6 @@ void Console::restore() noexcept {
 // next read stops the process as well, and SIGCONT comes with the foreground.
 void Console::switch_to_keys() noexcept {
   if (is_entered() && !is_in_background(descriptor_.get())) {
-    is_switched_ = true;
     tcsetattr(descriptor_.get(), TCSANOW, &during_);
   }
 }
@@ -172,7 +170,6 @@ void Console::forget_parent() noexcept {
   if (console.users_ > 0) {
     console.users_ = 0;
     console.is_entered_ = false;
-    console.is_switched_ = false;
     console.handlers_ = 0;
     console.descriptor_ = Descriptor();
     replace_handlers(end_or_stop, SIG_DFL);
@@ -216,15 +213,14 @@ void Console::leave() noexcept {
   }
 }
 
-// A handler in another thread may be about to switch the terminal, by the descriptor that is closed
-// next: waits some microseconds for its end, and then restores the terminal once more.
+// First restores the terminal for a handler that ends the process from now on. A handler in another
+// thread may be about to switch it again: waits some microseconds for its end.
 void Console::finish() noexcept {
   restore();
   is_entered_ = false;
   while (handlers_ > 0) {
     sched_yield();
   }
-  is_switched_ = true;
   restore();
 }
 
