@@ -40,11 +40,10 @@ namespace {
 
 constexpr std::uint32_t WAITERS = 0x80000000;   // threads may be sleeping on the word
 constexpr std::uint32_t ABANDONED = 0x40000000; // free, but its last owner ended without a release
-constexpr std::uint32_t CLOSED =
-    0x20000000; // its handle is closed: it is freed with the owner's end
-constexpr std::uint32_t WAKES = 0x10000000; // its release wakes the sleeper of an event
-constexpr std::uint32_t OWNER = 0x0FFFFFFF; // more bits than a thread identifier has
-constexpr std::uint32_t NO_THREAD = OWNER;  // a thread's identifier before its first use
+constexpr std::uint32_t CLOSED = 0x20000000;    // its handle is closed: the owner's end frees it
+constexpr std::uint32_t WAKES = 0x10000000;     // its release wakes the sleeper of an event
+constexpr std::uint32_t OWNER = 0x0FFFFFFF;     // more bits than a thread identifier has
+constexpr std::uint32_t NO_THREAD = OWNER;      // a thread's identifier before its first use
 
 class Mutex;
 
@@ -94,9 +93,6 @@ public:
   bool is_owned_by(Thread const &thread) const noexcept {
     return (word_.load(std::memory_order_relaxed) & OWNER) == thread.id;
   }
-
-  // Makes the mutex free, in the child of a fork.
-  void reset() noexcept;
 
   Mutex *next() const noexcept { return next_; }
 
@@ -158,8 +154,7 @@ struct EndKey {
   }
 };
 
-// Without a key the thread can use mutexes all the same; only its end goes unnoticed, which the
-// result says.
+// Without a key the thread can use mutexes all the same; only its end goes unnoticed. False then.
 bool watch(Thread &thread) noexcept {
   static EndKey const key;
   return has_end_key.load(std::memory_order_relaxed) && pthread_setspecific(end_key, &thread) == 0;
@@ -187,10 +182,11 @@ void abandon_at_thread_end(void *thread) noexcept {
   }
 }
 
-void enter(Thread &self) noexcept {
+// Returns whether the end of the thread will be noticed.
+bool enter(Thread &self) noexcept {
   register_around_fork();
   self.id = system_thread_id();
-  watch(self);
+  return watch(self);
 }
 
 // --- The mutex --------------------------------------------------------------------------------
@@ -291,14 +287,6 @@ void Mutex::abandon() noexcept {
   finish_release(word_.exchange(ABANDONED, std::memory_order_acq_rel));
 }
 
-void Mutex::reset() noexcept {
-  if (is_owned_by(this_thread)) {
-    unlink(this_thread);
-  }
-  forget_owner();
-  word_.store(0, std::memory_order_relaxed);
-}
-
 // Leaves depth and previous as they are in a mutex that is free.
 void Mutex::forget_owner() noexcept {
   depth_ = 0;
@@ -374,10 +362,6 @@ bool owns_inner_mutex(HANDLE mutex) noexcept {
   return Mutex::of(mutex).is_owned_by(this_thread);
 }
 
-void reset_inner_mutex(HANDLE mutex) noexcept {
-  Mutex::of(mutex).reset();
-}
-
 void abandon_held_mutexes() noexcept {
   Mutex *mutex = std::exchange(this_thread.held, nullptr);
   while (mutex != nullptr) {
@@ -389,9 +373,8 @@ void abandon_held_mutexes() noexcept {
 
 bool call_at_thread_end(void (*function)(void *), void *argument) noexcept {
   Thread &self = this_thread;
-  self.id = system_thread_id();
   self.at_end_argument = argument;
-  self.at_end = watch(self) ? function : nullptr;
+  self.at_end = enter(self) ? function : nullptr;
   return self.at_end != nullptr;
 }
 

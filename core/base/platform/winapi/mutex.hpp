@@ -35,9 +35,6 @@ HANDLE create_inner_mutex() noexcept;
 /// Whether the calling thread owns that mutex.
 bool owns_inner_mutex(HANDLE mutex) noexcept;
 
-/// Makes that mutex free, in the child of a fork.
-void reset_inner_mutex(HANDLE mutex) noexcept;
-
 /// Releases for other processes the mutex with a name that has this inner mutex; it is abandoned.
 void abandon_file_of(HANDLE inner_mutex) noexcept;
 

@@ -193,7 +193,9 @@ void begin_in_child() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::N
     Descriptor own = open_file(directory, mutex->file_name.text, 0);
     // The inherited descriptor keeps the file from being removed until then.
     mutex->file = set_lock(own, USERS, F_RDLCK) ? std::move(own) : Descriptor();
-    reset_inner_mutex(mutex->threads);
+    while (owns_inner_mutex(mutex->threads)) {
+      ReleaseMutex(mutex->threads);
+    }
     mutex->depth = 0;
   }
 }

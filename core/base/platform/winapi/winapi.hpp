@@ -118,7 +118,7 @@ constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 DWORD FormatMessageA(DWORD flags, void const *source, DWORD message, DWORD language, char *buffer,
                      DWORD size, void *arguments);
 
-// --- Handles and waiting: handle.cpp, wait.cpp ------------------------------------------------
+// --- Handles and waiting: handle.cpp ----------------------------------------------------------
 
 constexpr DWORD WAIT_OBJECT_0 = 0;
 constexpr DWORD WAIT_ABANDONED = 0x80;
