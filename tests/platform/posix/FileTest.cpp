@@ -150,7 +150,7 @@ TEST(Path, CurrentDirectoryOfAnyLength) {
     std::string current, absolute = "stale";
     EXPECT_EQ(Platform::get_current_directory(&current), RESULT_SUCCESS);
     EXPECT_EQ(current, path);
-    EXPECT_EQ(GetCurrentDirectoryA(DWORD(length), current.data()), length + 1) << "no room for it";
+    EXPECT_GT(GetCurrentDirectoryA(DWORD(length), current.data()), length) << "no room for it";
     bool const is_short = length < 260; // MAX_PATH, the end of the text included
     EXPECT_EQ(Platform::make_absolute_path("a", &absolute), is_short);
     EXPECT_EQ(absolute, is_short ? path + "\\a" : "stale");

@@ -7,17 +7,12 @@
 namespace Ostrel {
 
 constexpr std::int64_t NANOSECONDS_PER_SECOND = 1000000000;
-constexpr std::int64_t NANOSECONDS_PER_MILLISECOND = 1000000;
-constexpr std::int64_t MILLISECONDS_PER_SECOND = 1000;
 
 /// The number of milliseconds that means a wait without a limit, as in Windows' calls.
 constexpr std::uint32_t NO_LIMIT_MS = 0xFFFFFFFF;
 
 /// The present time on the monotonic clock.
-timespec monotonic_time() noexcept;
-
-/// The time that lies so many milliseconds after another.
-timespec after_ms(timespec const &start, std::uint32_t milliseconds) noexcept;
+std::int64_t monotonic_ns() noexcept;
 
 /// The time on the monotonic clock at which a wait ends without success. It is absolute, so that
 /// neither a change of the calendar time nor an interruption prolongs the wait.
@@ -33,7 +28,8 @@ public:
 
 private:
   bool is_never_;
-  timespec time_{};
+  std::int64_t ns_;
+  timespec time_; // the same
 };
 
 } // namespace Ostrel

@@ -13,8 +13,6 @@
 
 namespace {
 
-using Ostrel::NANOSECONDS_PER_SECOND;
-
 // Reads the time zone at load, when there is memory for it: without memory the C library would use
 // UTC from then on. Later it would read the environment, which other threads may be changing.
 [[maybe_unused]] bool const zone_is_read = (tzset(), true);
@@ -22,20 +20,19 @@ using Ostrel::NANOSECONDS_PER_SECOND;
 } // namespace
 
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count) {
-  timespec const now = Ostrel::monotonic_time();
-  count->QuadPart = now.tv_sec * NANOSECONDS_PER_SECOND + now.tv_nsec;
+  count->QuadPart = Ostrel::monotonic_ns();
   return TRUE;
 }
 
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
-  ticks_per_second->QuadPart = NANOSECONDS_PER_SECOND;
+  ticks_per_second->QuadPart = Ostrel::NANOSECONDS_PER_SECOND;
   return TRUE;
 }
 
 void Sleep(DWORD milliseconds) {
   Ostrel::TerminableWait const here;
-  timespec const end = Ostrel::after_ms(Ostrel::monotonic_time(), milliseconds);
-  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+  Ostrel::Deadline const end(milliseconds);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, end.time(), nullptr) == EINTR) {
   }
 }
 

@@ -16,7 +16,6 @@
 #include "core/base/platform/winapi/mutex.hpp"
 
 #include "core/base/platform/posix/cancellation.hpp"
-#include "core/base/platform/posix/fork.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/winapi/error.hpp"
@@ -130,6 +129,17 @@ void adopt_held_mutexes() noexcept {
   this_thread.wakes = nullptr;
   for (Mutex *mutex = this_thread.held; mutex != nullptr; mutex = mutex->next()) {
     mutex->adopt(this_thread.id);
+  }
+}
+
+// Has AtFork called around every fork from now on, if that is not so yet: at load there may be no
+// memory for it. The system calls what was registered first as the innermost: by registering at
+// load, the library stands inside the steps of a program that uses it from its own.
+void register_around_fork() noexcept {
+  static std::atomic<bool> is_registered{false};
+  if (!is_registered.load(std::memory_order_relaxed) && !is_registered.exchange(true) &&
+      pthread_atfork(AtFork::before, AtFork::after_in_parent, AtFork::after_in_child) != 0) {
+    is_registered = false;
   }
 }
 

@@ -65,21 +65,14 @@ char *_getcwd(char *buffer, int size) {
 }
 
 DWORD GetCurrentDirectoryA(DWORD size, char *buffer) {
-  struct Free {
-    void operator()(char *text) const { std::free(text); }
-  };
-  // The C library's own allocation: a directory may be deeper than any path that it takes.
-  std::unique_ptr<char, Free> const current(getcwd(nullptr, 0));
-  if (current == nullptr) {
-    Ostrel::fail_with_errno();
-    return 0;
+  if (getcwd(buffer, size) != nullptr) {
+    return static_cast<DWORD>(std::strlen(buffer));
   }
-  std::size_t const length = std::strlen(current.get());
-  if (buffer == nullptr || length >= size) {
-    return static_cast<DWORD>(length + 1);
+  if (errno == ERANGE) {
+    return 2 * size;
   }
-  std::memcpy(buffer, current.get(), length + 1);
-  return static_cast<DWORD>(length);
+  Ostrel::fail_with_errno();
+  return 0;
 }
 
 int _mkdir(char const *path) {

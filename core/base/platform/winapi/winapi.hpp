@@ -201,6 +201,7 @@ BOOL ReleaseMutex(HANDLE mutex);
 /// `buffer` must not be null. Null, with `errno`, if the directory cannot be read or does not fit.
 char *_getcwd(char *buffer, int size);
 
+/// If `size` is too small, returns a larger one, which may be too small as well.
 DWORD GetCurrentDirectoryA(DWORD size, char *buffer);
 
 /// With the process's default permissions. -1 with `errno`.
@@ -347,7 +348,7 @@ struct SYSTEMTIME {
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 
-/// On the monotonic clock. INFINITE has no meaning of its own.
+/// On the monotonic clock. Not for INFINITE.
 void Sleep(DWORD milliseconds);
 
 /// In the time zone that the environment named when the library was loaded, or at the program's
