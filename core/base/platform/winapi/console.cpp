@@ -11,8 +11,7 @@
 // last call that ends (also when its thread is cancelled or terminated), at the exit of the
 // process, and in a handler of the signals that end or stop a program from its terminal. The
 // handler restores the terminal, lets the default action happen, and if the process continues after
-// a stop, switches the terminal again. It is set only during the call, and only for signals without
-// a handler of the program.
+// a stop, switches the terminal again.
 //
 // _kbhit changes the terminal for a moment, and only if no whole line waits. It blocks the thread's
 // signals in that moment instead of handling them.
@@ -339,10 +338,8 @@ int SingleKeys::read_byte() const {
 
 // A failure to echo does not fail the read.
 void echo(int key) {
-  Ostrel::NotCancelled const here;
   auto const byte = static_cast<unsigned char>(key);
-  while (write(console.descriptor(), &byte, 1) == -1 && errno == EINTR) {
-  }
+  Ostrel::retry([&byte] { return write(console.descriptor(), &byte, 1); });
 }
 
 } // namespace

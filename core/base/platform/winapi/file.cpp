@@ -17,7 +17,6 @@
 #include <ctime>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -35,6 +34,16 @@ using Ostrel::NativePath;
 using Ostrel::retry;
 
 constexpr int NOT_SUPPORTED = -1; // in the place of flags
+
+struct Flag {
+  DWORD windows;
+  int posix;
+};
+constexpr Flag ACCESSES[] = {
+    {GENERIC_READ, O_RDONLY}, {GENERIC_WRITE, O_WRONLY}, {FILE_APPEND_DATA, O_WRONLY | O_APPEND}};
+constexpr Flag DISPOSITIONS[] = {
+    {CREATE_NEW, O_CREAT | O_EXCL}, {OPEN_EXISTING, 0}, {OPEN_ALWAYS, O_CREAT}};
+
 constexpr mode_t OWNER_ONLY = 0600;
 constexpr mode_t SHARED = 0666; // within the process's mask
 
@@ -58,30 +67,13 @@ int descriptor_of(HANDLE handle) {
   return file == nullptr ? -1 : file->descriptor.get();
 }
 
-int access_flags(DWORD access) {
-  switch (access) {
-  case GENERIC_READ:
-    return O_RDONLY;
-  case GENERIC_WRITE:
-    return O_WRONLY;
-  case FILE_APPEND_DATA:
-    return O_WRONLY | O_APPEND;
-  default:
-    return NOT_SUPPORTED;
+int flag_of(Flag const (&table)[3], DWORD windows) {
+  for (Flag const &flag : table) {
+    if (flag.windows == windows) {
+      return flag.posix;
+    }
   }
-}
-
-int disposition_flags(DWORD disposition) {
-  switch (disposition) {
-  case CREATE_NEW:
-    return O_CREAT | O_EXCL;
-  case OPEN_EXISTING:
-    return 0;
-  case OPEN_ALWAYS:
-    return O_CREAT;
-  default:
-    return NOT_SUPPORTED;
-  }
+  return NOT_SUPPORTED;
 }
 
 // Refuses a directory. Reads and writes of a file that is not regular wait from now on.
@@ -188,7 +180,7 @@ void wait_for_forks() {
 
 HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
                    DWORD disposition, DWORD flags, HANDLE template_file) {
-  int const how = access_flags(access), whether = disposition_flags(disposition);
+  int const how = flag_of(ACCESSES, access), whether = flag_of(DISPOSITIONS, disposition);
   if (how == NOT_SUPPORTED || whether == NOT_SUPPORTED || security != nullptr ||
       flags != FILE_ATTRIBUTE_NORMAL || template_file != nullptr) {
     SetLastError(ERROR_NOT_SUPPORTED);

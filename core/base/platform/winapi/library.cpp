@@ -10,10 +10,8 @@
 #include "core/base/platform/winapi/path.hpp"
 
 #include <cerrno>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string>
 

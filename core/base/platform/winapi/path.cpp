@@ -8,9 +8,7 @@
 #include "core/base/platform/winapi/system.hpp"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>

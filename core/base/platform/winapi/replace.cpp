@@ -99,15 +99,8 @@ bool copy_identity(char const *from, struct stat const &status, int to) {
 // If owner or attributes cannot be copied, because this is not permitted or the file system has no
 // place for them, they would be lost: ERROR_NOT_SUPPORTED. A failing disk has its own error.
 bool fail_to_copy() {
-  switch (errno) {
-  case EIO:
-  case ENOSPC:
-  case EDQUOT:
-  case ENOMEM:
-    return fail_with_errno();
-  default:
-    return fail(ERROR_NOT_SUPPORTED);
-  }
+  bool const is_failing = errno == EIO || errno == ENOSPC || errno == EDQUOT || errno == ENOMEM;
+  return is_failing ? fail_with_errno() : fail(ERROR_NOT_SUPPORTED);
 }
 
 // Whether a flush failed because the file system cannot flush directories.
