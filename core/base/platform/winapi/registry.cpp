@@ -32,9 +32,9 @@ DWORD read_registry(std::string *text) {
   if (length >= sizeof chosen) {
     return ERROR_FILENAME_EXCED_RANGE;
   }
-  HANDLE const opened = CreateFileA(length > 0 ? chosen : DEFAULT_FILE, GENERIC_READ,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  void *const opened = CreateFileA(length > 0 ? chosen : DEFAULT_FILE, GENERIC_READ,
+                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (opened == INVALID_HANDLE_VALUE) {
     return GetLastError();
   }
