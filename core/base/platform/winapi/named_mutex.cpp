@@ -53,21 +53,19 @@ constexpr off_t OWNER = 0, USERS = 1;            // the bytes that are locked
 
 // --- Files and their locks: a failure leaves `errno` -------------------------------------------
 
-// Two 64-bit FNV-1a hashes, with the public constants of that algorithm: one from its basis, one
-// from the complement. Different names have different hashes for all practical purposes.
+// The 64-bit FNV-1a hash, with the public constants of that algorithm. Different names of one
+// user's mutexes have different hashes for all practical purposes.
 struct FileName {
   explicit FileName(char const *name) noexcept {
     constexpr unsigned long long BASIS = 0xCBF29CE484222325ULL, PRIME = 0x100000001B3ULL;
-    unsigned long long first = BASIS, second = ~BASIS;
+    unsigned long long hash = BASIS;
     for (; *name != '\0'; ++name) {
-      auto const byte = static_cast<unsigned char>(*name);
-      first = (first ^ byte) * PRIME;
-      second = (second ^ byte) * PRIME;
+      hash = (hash ^ static_cast<unsigned char>(*name)) * PRIME;
     }
-    std::snprintf(text, sizeof text, "%016llx%016llx", first, second);
+    std::snprintf(text, sizeof text, "%016llx", hash);
   }
 
-  char text[33];
+  char text[17];
 };
 
 // Opens the directory of this user's mutexes. Any user may have put something of that name into

@@ -403,9 +403,9 @@ DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 /// `text` is "NAME=value", which is copied and stays allocated, once for each distinct value:
 /// setting a value again needs no memory, and a change takes time in proportion to the number of
 /// values so far. Nothing after the equals sign removes the variable. After a change by other
-/// means, a new variable and a removal need an array of their own, which stays allocated, too.
-/// Of several entries of one name, as only a program that starts this one can pass them, the first
-/// is replaced, but all are removed. Returns 0, or -1 with EINVAL or ENOMEM in `errno`.
+/// means, a new variable and a removal need an array of their own, which stays allocated, too. Of
+/// several entries of one name, the first is replaced, but all are removed. -1 with EINVAL or
+/// ENOMEM in `errno`.
 int _putenv(char const *text);
 
 /// The same for a name and a value: null removes the variable (also if it is not set), the empty
@@ -441,22 +441,22 @@ FARPROC GetProcAddress(HMODULE library, char const *symbol);
 /// The descriptor of a stream; -1 for a stream without one.
 int _fileno(std::FILE *stream);
 
-/// Returns a number other than 0 if a key press waits at the controlling terminal; 0 also if the
-/// process is in the background of its terminal. Changes no signal handler. Switches the terminal
-/// for some microseconds with the thread's signals blocked: a signal that ends the process in
-/// another thread at that moment leaves the terminal switched.
+/// Whether a key press waits at the controlling terminal; 0 also if the process is in the
+/// background of its terminal. Changes no signal handler. Switches the terminal for some
+/// microseconds with the thread's signals blocked: a signal that ends the process in another thread
+/// at that moment leaves the terminal switched.
 int _kbhit();
 
-/// Waits for a key press at the controlling terminal, echoes its character and returns it. Enter is
-/// a carriage return, whenever it was typed. Returns a carriage return also without a terminal and
-/// after a hang-up. In the background the system stops the process until it is in the foreground.
+/// Waits for a key press at the controlling terminal, and echoes it. Enter is a carriage return,
+/// whenever it was typed. Returns a carriage return also without a terminal and after a hang-up. In
+/// the background the system stops the process until it is in the foreground.
 ///
 /// The call restores the terminal at its end, also if the thread is cancelled or terminated, or if
 /// SIGINT, SIGTERM, SIGHUP, SIGQUIT or SIGTSTP ends or stops the program; a signal that the program
 /// handles does not end the call. For those signals and SIGCONT the call replaces the default
-/// action, and only that, by a handler. A handler that the program sets at the moment of that
-/// change takes effect some microseconds later. The terminal stays switched if another signal ends
-/// the program during the call, or if the program calls `_exit` or `exec`.
+/// action, and only that, by a handler. A handler that the program sets at that moment takes effect
+/// some microseconds later. The terminal stays switched if another signal ends the program during
+/// the call, or if the program calls `_exit` or `exec`.
 int _getche();
 
 #endif
