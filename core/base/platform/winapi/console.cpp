@@ -5,7 +5,7 @@
 // The terminal usually converts the carriage return of Enter to a line feed (ICRNL), also one that
 // was typed before a call. So a call exchanges the two (INLCR as well), and reads a line feed as
 // Enter whenever it was typed. If the terminal does not convert Enter, neither does the call. The
-// key for the end of the input, typed before a call, is read as a zero.
+// key for the end of the input, typed before a call, arrives as a zero, and is read as that key.
 //
 // The mode of the terminal outlives the process, so _getche restores it on every way out: in the
 // last call that ends (also when its thread is cancelled or terminated), at the exit of the

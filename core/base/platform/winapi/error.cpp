@@ -14,8 +14,7 @@
 namespace {
 
 constexpr std::size_t LONGEST_TEXT = 512; // characters, terminator included
-
-constexpr int NO_ERRNO = -1;
+constexpr int NO_ERRNO = -1;              // in the place of an error number
 
 struct LastError {
   DWORD number = ERROR_SUCCESS;

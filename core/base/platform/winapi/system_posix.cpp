@@ -17,6 +17,8 @@ namespace Ostrel {
 
 namespace {
 
+constexpr int MOST_LINKS = 40; // as many as the kernel follows
+
 // Replaces the path of a link by the path to which it points, which may be relative to the link's
 // directory. `target` has PATH_MAX characters. False, with `errno`, if it is no link.
 bool follow_one_link(char *target) {
@@ -66,15 +68,15 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   }
   char current[PATH_MAX];
   std::memcpy(current, native.c_str(), std::strlen(native.c_str()) + 1);
-  bool is_link = false;
-  while (follow_one_link(current)) {
-    is_link = true;
+  int links = 0;
+  while (links < MOST_LINKS && follow_one_link(current)) {
+    ++links;
   }
   if (errno != EINVAL && errno != ENOENT) { // neither the end of the links nor a missing file
     return fail_with_errno();
   }
-  bool is_target = is_link && is_expressible(current);
-  if (is_link && !is_target && !exists) {
+  bool is_target = links > 0 && is_expressible(current);
+  if (links > 0 && !is_target && !exists) {
     return fail(ERROR_NOT_SUPPORTED);
   }
   // A link below /proc leads to an open file, which its text may not name.
