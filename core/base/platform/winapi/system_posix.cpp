@@ -69,7 +69,7 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   char current[PATH_MAX];
   std::memcpy(current, native.c_str(), std::strlen(native.c_str()) + 1);
   int links = 0;
-  while (links < MOST_LINKS && follow_one_link(current)) {
+  while (links <= MOST_LINKS && follow_one_link(current)) {
     ++links;
   }
   if (errno != EINVAL && errno != ENOENT) { // neither the end of the links nor a missing file
