@@ -13,11 +13,12 @@
 #include "core/base/platform/Win32Mutex.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
-#include "tests/support/posix/SystemCalls.hpp"
 #include "torture/support/FailingMalloc.hpp"
+#include "torture/support/SystemCalls.hpp"
 #include "torture/support/Torture.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -28,6 +29,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -144,14 +146,14 @@ public:
 
 struct Kind {
   char const *name;
-  // `permitted`: false if the failure looks like a lack of permission for a file.
-  std::unique_ptr<Scenario> (*make)(std::string const &directory, bool permitted);
+  // `error`: of the system calls that fail; 0 if allocations fail.
+  std::unique_ptr<Scenario> (*make)(std::string const &directory, int error);
 };
 
 void play(Kind const &kind, Plan const &plan, std::string const &directory) {
   alarm(LONGEST_ROUND_S);
   std::freopen("/dev/null", "w", stderr); // for the library's warnings
-  auto const scenario = kind.make(directory, plan.shortage.error != EACCES);
+  auto const scenario = kind.make(directory, plan.shortage.error);
   report->failed = run_short(plan, [&] { scenario->use(); });
   scenario->use_again();
   report->descriptors = count_entries("/proc/self/fd");
@@ -176,8 +178,9 @@ bool holds_value(std::string const &path, char const *value) {
 // text that was read shows the file.
 class Settings : public Scenario {
 public:
-  Settings(std::string const &directory, bool permitted)
-      : first_(directory + "/first/config"), second_(directory + "/second"), permitted_(permitted) {
+  Settings(std::string const &directory, int error)
+      : first_(directory + "/first/config"), second_(directory + "/second"),
+        permitted_(error != EACCES) {
     write_file(first_ + "/user-config.xml", settings_file("first"));
     write_file(second_ + "/user-config.xml", settings_file("second"));
     std::string const registry = directory + "/registry.reg";
@@ -242,7 +245,7 @@ private:
 // file.
 class RegistrySettings : public Settings {
 public:
-  RegistrySettings(std::string const &directory, bool permitted) : Settings(directory, permitted) {
+  RegistrySettings(std::string const &directory, int error) : Settings(directory, error) {
     std::filesystem::current_path(directory + "/second");
     unsetenv("OSTREL_CONFIG_PATH");
   }
@@ -260,8 +263,8 @@ public:
 // Without permission for the file, nothing is written until `re_open`.
 class Log : public Scenario {
 public:
-  Log(std::string const &directory, bool permitted)
-      : file_(directory + "/lines.log"), permitted_(permitted) {
+  Log(std::string const &directory, int error)
+      : file_(directory + "/lines.log"), permitted_(error != EACCES) {
     setenv("OSTREL_LOG_PRIORITY", "Torture.Comebacks,INFO", 1);
     setenv("OSTREL_LOG_OUTPUT", file_.c_str(), 1);
   }
@@ -325,7 +328,7 @@ Role const open_mutex("open-mutex", [](Role::Arguments const &arguments) {
 
 class Mutexes : public Scenario {
 public:
-  Mutexes(std::string const & /*directory*/, bool /*permitted*/)
+  Mutexes(std::string const & /*directory*/, int /*error*/)
       : name_("torture comebacks " + std::to_string(getpid())) {}
 
   void use() override {
@@ -365,7 +368,7 @@ private:
 // Two libraries of the same name along the path: the first must be loaded.
 class Library : public Scenario {
 public:
-  Library(std::string const &directory, bool /*permitted*/) : first_(directory + "/first") {
+  Library(std::string const &directory, int /*error*/) : first_(directory + "/first") {
     std::string const second = directory + "/second";
     for (std::string const &place : {first_, second}) {
       std::filesystem::create_directory(place);
@@ -420,17 +423,58 @@ private:
   unsigned long result_ = RESULT_OUT_OF_MEMORY;
 };
 
+// --- Directories ------------------------------------------------------------------------------
+
+// A failing device must not look like a directory with fewer names. Each failed call may hide one
+// name, whose status it read. A directory that cannot be opened counts as empty.
+class Lists : public Scenario {
+public:
+  Lists(std::string const &directory, int error)
+      : prefix_(directory + "/"), has_failing_device_(error == EIO) {
+    write_file(prefix_ + "first", "");
+    write_file(prefix_ + "second", "");
+  }
+
+  void use() override {
+    results_[0] = Platform::get_file_list(prefix_.c_str(), "", &files_);
+    results_[1] = Platform::get_dir_list(prefix_.c_str(), &directories_);
+  }
+
+  void use_again() override {
+    check(results_[0], files_);
+    check(results_[1], directories_);
+    use();
+    require(results_[0] == RESULT_SUCCESS && files_.size() == NAMES &&
+                results_[1] == RESULT_SUCCESS && directories_.size() == NAMES,
+            "cannot be listed again");
+  }
+
+private:
+  static constexpr std::size_t NAMES = 2; // "first" and "second"; "." and ".."
+
+  void check(unsigned long result, std::vector<std::string> const &names) const {
+    require(result == RESULT_SUCCESS || names.empty(), "names in spite of a failure");
+    require(result != RESULT_SUCCESS || !has_failing_device_ ||
+                names.size() + report->failed >= NAMES,
+            "a list that could not be read is complete");
+  }
+
+  std::string const prefix_;
+  bool const has_failing_device_;
+  std::vector<std::string> files_, directories_;
+  std::array<unsigned long, 2> results_ = {};
+};
+
 // --- All rounds -------------------------------------------------------------------------------
 
-template <class Made> std::unique_ptr<Scenario> make(std::string const &directory, bool permitted) {
-  return std::make_unique<Made>(directory, permitted);
+template <class Made> std::unique_ptr<Scenario> make(std::string const &directory, int error) {
+  return std::make_unique<Made>(directory, error);
 }
 
-constexpr Kind KINDS[] = {{"settings", make<Settings>},
-                          {"settings by the registry", make<RegistrySettings>},
-                          {"logs", make<Log>},
-                          {"named mutexes", make<Mutexes>},
-                          {"libraries", make<Library>}};
+constexpr Kind KINDS[] = {
+    {"settings", make<Settings>}, {"settings by the registry", make<RegistrySettings>},
+    {"logs", make<Log>},          {"named mutexes", make<Mutexes>},
+    {"libraries", make<Library>}, {"directories", make<Lists>}};
 
 // @return the report of the round's process.
 Report run_round(Torture &torture, Kind const &kind, Plan const &plan) {
@@ -496,6 +540,6 @@ int torture() {
   }
   return torture.row(
       "%lu failures (EMFILE, ENFILE, ENOMEM, EIO, ENOSPC, EACCES, lack of memory) in "
-      "the first use of settings, logs, named mutexes and libraries, in %u processes",
+      "the first use of settings, logs, named mutexes, libraries and directories, in %u processes",
       done.failures, done.processes);
 }

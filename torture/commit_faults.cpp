@@ -6,7 +6,7 @@
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "tests/support/Files.hpp"
-#include "tests/support/posix/SystemCalls.hpp"
+#include "torture/support/SystemCalls.hpp"
 #include "torture/support/Torture.hpp"
 
 #include <algorithm>
@@ -158,6 +158,8 @@ bool fail_call(Torture &torture, Commit const &commit, Fault const &fault, unsig
   bool const is_refused = fault.error == EACCES || fault.error == EROFS;
   require(result != RESULT_SUCCESS || was_replaced == commit.is_one_step || is_refused,
           "not replaced in one step");
+  require(result != RESULT_SUCCESS || fault.error != EIO || failed.number != SYS_read,
+          "overwritten without a copy of the old bytes");
   return count < calls;
 }
 

@@ -5,7 +5,7 @@
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "tests/support/Files.hpp"
-#include "tests/support/posix/SystemCalls.hpp"
+#include "torture/support/SystemCalls.hpp"
 #include "torture/support/Torture.hpp"
 
 #include <atomic>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Waiters and signallers use one condition variable, with random signals, broadcasts and time-outs.
-#include "tests/support/posix/ConditionRound.hpp"
+#include "torture/condition/ConditionRound.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IConditionVariable.hpp"

@@ -16,6 +16,7 @@
 #include <string>
 #include <thread>
 
+#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -101,8 +102,11 @@ private:
 };
 
 // The owner of a mutex is killed while another process uses it; in every second round that process
-// waits for it.
+// waits for it, and is interrupted by a signal.
 void kill_owner(Torture &torture) {
+  struct sigaction interrupting = {}; // does not restart system calls
+  interrupting.sa_handler = [](int) {};
+  sigaction(SIGUSR1, &interrupting, nullptr);
   std::string const name = unique("owner");
   Mutex const mutex = create(name);
   for (unsigned int i = 0; i < rounds(1000); ++i) {
@@ -122,6 +126,7 @@ void kill_owner(Torture &torture) {
     std::thread waiter = i % 2 == 0 ? std::thread(meet) : std::thread();
     if (waiter.joinable()) {
       usleep(100);
+      pthread_kill(waiter.native_handle(), SIGUSR1);
     }
     int const status = owner.kill_it();
     if (status != -SIGKILL) {

@@ -3,7 +3,6 @@
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
@@ -104,48 +103,6 @@ TEST(Configuration, ThreadsThatCreateSubKeysAgreeOnTheirNumber) {
     EXPECT_EQ(one.facade.find_key("R/S:21"), nullptr);
     EXPECT_EQ(one.facade.find_key("R/S:20/New:6"), nullptr);
   }
-}
-
-// The key of a path may be deleted or reloaded at any time, but not during an operation.
-TEST(Configuration, PathsAreSafeBesideEditsAndReloads) {
-  Unsaved edited;
-  Facade loaded("<R>" + repeated("<K v='@' w='1'>t</K>", 300) + "</R>");
-  ASSERT_EQ(loaded.facade.init_source(loaded.path.c_str()), RESULT_SUCCESS);
-  auto const read = [](Configuration const &facade) {
-    std::string text;
-    long number = 0;
-    unsigned int count = 1;
-    facade.get_value("R/K", "v", &text);
-    facade.get_series("R/K", "v", &number, &count);
-    facade.find_key_with_value("R/K", "v", "299");
-  };
-  CapturedLog const log(CATEGORY);
-  void const *const top = edited.top();
-  loaded.source.set_search_path(loaded.directory.path().c_str());
-  in_threads(4, [&](int thread) {
-    for (int i = 0; i < 1000; ++i) {
-      edited.facade.set_value(top, nullptr, "w", "1", /*commit=*/false);
-      edited.facade.delete_value(top, "w");
-      std::string name, text;
-      edited.source.find_next_value(top, &name, &text);
-      loaded.source.open_repository("file");
-      loaded.source.close_repository("file");
-      if (thread == 0) {
-        edited.facade.create_key("R/K");
-        edited.facade.delete_key("R/K");
-        EXPECT_EQ(loaded.source.init_source(loaded.path.c_str()), RESULT_SUCCESS);
-      } else if (thread == 1) {
-        edited.facade.set_value("R/K", "v", 2L, /*commit=*/false);
-        edited.facade.delete_value("R/K", "v");
-        edited.facade.set_value("R", nullptr, "new", /*commit=*/false);
-      } else if (thread == 2) {
-        EXPECT_EQ(loaded.facade.init_source(loaded.path.c_str()), RESULT_SUCCESS);
-        read(edited.facade);
-      }
-      read(loaded.facade);
-      EXPECT_EQ(loaded.facade.get_config_root(), IConfigSource::CONFIG_ROOT_OTHER);
-    }
-  });
 }
 
 TEST(Configuration, CreatesSubKeysUpToAnIndex) {
@@ -320,52 +277,6 @@ TEST(Configuration, FindsKeysByAValuesText) {
   EXPECT_EQ(configuration.find_indexed_key_with_value(nullptr, 0, "n", "cam"), nullptr);
   EXPECT_EQ(log.take(), (Lines{"WARN  - Can't find key 'R/X'",
                                "WARN  - Failure in find_indexed_key_with_value"}));
-}
-
-// Every allocation fails once. The names are too long for the buffer inside a string.
-TEST(Configuration, WithoutMemoryAnOperationFails) {
-  std::string const k(40, 'K'), u = "U/" + k, path = u + "/L/" + k;
-  char const *const n = k.c_str(), *const p = u.c_str();
-  Facade one("<U><" + k + " " + k + "='1'/></U>");
-  write_file(one.directory.path("devices.xml"), "<D/>");
-  DerivedFacade facade(one.source);
-  XmlConfigSource &source = one.source;
-  auto const succeed = [&] {
-    std::string text, name, other, more, most;
-    long number = 0;
-    unsigned int count = 1;
-    void const *top = nullptr, *key = nullptr, *value = nullptr;
-    return facade.init_source(one.path.c_str()) == 0 &&
-           (top = source.find_first(nullptr, &text)) != nullptr &&
-           (key = source.find_first(top, &name)) != nullptr &&
-           source.find_first_value(key, &text, &text) == key &&
-           (value = source.find_next_value(key, &other, &text)) != nullptr &&
-           source.get_value_data(value, &more, &text) && source.get_key_name(key, &most) &&
-           source.open_repository("devices") != nullptr && facade.find_key(p) == key &&
-           facade.find_sub_key(top, n) == key && facade.find_value(top, n, n, &text) == value &&
-           facade.find_key_with_value(p, n, "1") == key &&
-           facade.find_key_with_value(top, n, n, "1") == key &&
-           facade.find_indexed_key_with_value(key, 0, n, "1") == key &&
-           facade.get_value(p, n, &text) == 0 && facade.get_value(top, n, n, &number) == 0 &&
-           facade.get_series(p, n, &number, &count) == 0 &&
-           facade.set_value(p, n, "1", false) == 0 &&
-           facade.set_value(top, n, n, "1", false) == 0 &&
-           facade.create_sub_key(key, "L:1", false) != nullptr &&
-           facade.create_key(path.c_str()) != nullptr &&
-           source.set_search_path(one.directory.path().c_str()) == 0 &&
-           source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, p, n) == 0;
-  };
-  one.source.set_search_path(one.directory.path().c_str());
-  CapturedLog const log(CATEGORY), source_log("Ostrel.Core.Base.XmlConfigSource");
-  bool fails = true;
-  for (int allowed = 0; fails; ++allowed) {
-    SCOPED_TRACE(allowed);
-    source.close_repository("devices");
-    fail_allocation(allowed);
-    bool const has_succeeded = succeed();
-    fails = stop_failing();
-    EXPECT_TRUE(has_succeeded || fails);
-  }
 }
 
 TEST(Configuration, LogsTheReasonOfAFailedLoad) {

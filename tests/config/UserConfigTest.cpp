@@ -2,15 +2,10 @@
 #include "core/base/config/UserConfig.hpp"
 #include "tests/config/LoadedSource.hpp"
 #include "tests/support/Child.hpp"
-#include "tests/support/FailingAllocations.hpp"
-#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <cstdio>
-
-#include <sys/syscall.h>
 
 namespace {
 
@@ -30,28 +25,6 @@ void use(std::string const &argument) {
   }
 }
 
-void use_without_descriptor(std::string const &argument) {
-  judge_system_calls([&argument] { use(argument); },
-                     [](unsigned int, SystemCall const &call) {
-                       return Verdict{call.number == SYS_openat ? EMFILE : 0, false};
-                     });
-}
-
-// Every allocation fails once. The text is too long for the buffer inside a string.
-void use_without_memory(char const *key) {
-  std::string const text(64, 'x');
-  bool fails = true;
-  for (int allowed = 0; fails; ++allowed) {
-    std::string read;
-    fail_allocation(allowed);
-    EXPECT_NE(UserConfig::set_user_config(key, text.c_str(), false), RESULT_FAILURE);
-    fails = stop_failing();
-    fail_allocation(allowed);
-    EXPECT_NE(UserConfig::get_user_config(key, &read), RESULT_FAILURE);
-    fails = stop_failing() || fails;
-  }
-}
-
 // Constructed before the first use of a setting, destroyed after the last.
 struct StaticUser {
   ~StaticUser() {
@@ -62,12 +35,7 @@ struct StaticUser {
 
 Role const user_settings("user-settings", [](Role::Arguments const &arguments) {
   for (std::string const &argument : arguments) {
-    char const *const rest = argument.c_str() + 1;
-    if (argument[0] == '?') {
-      use_without_descriptor(rest);
-    } else if (argument[0] == '#') {
-      use_without_memory(rest);
-    } else if (argument == "at exit") {
+    if (argument == "at exit") {
       static StaticUser const user;
     } else {
       use(argument);
@@ -147,21 +115,6 @@ TEST(UserConfig, WorksWithoutAFile) {
                            "WARN  - Failed to initialize source: The requested item or "
                            "information was not found.\n" +
                            MALFORMED);
-}
-
-TEST(UserConfig, IsSetUpAnewAfterALackOfDescriptorsOrMemory) {
-  TemporaryDirectory const directory;
-  std::string const registry = directory.path("registry.reg"), path = directory.path("config");
-  write_file(registry, registry_file("\"InstallPath\"=\"" + directory.path() + "\"\n"));
-  write_file(directory.path("config/user-config.xml"), SETTINGS);
-  std::string const key = "UserConfig/ObstacleAvoidance/Speed";
-  for (Environment const &environment : {Environment{{"OSTREL_CONFIG_PATH", path.c_str()}},
-                                         Environment{{"OSTREL_REGISTRY_FILE", registry.c_str()}}}) {
-    ChildResult const child =
-        run_child("user-settings", {"?" + key, "?" + key + "!4", key}, environment);
-    EXPECT_EQ(child.out, "1 stale\n1\n0 3\n") << child.err;
-    EXPECT_EQ(run_child("user-settings", {"#" + key}, environment).status, 0);
-  }
 }
 
 TEST(UserConfig, RefusesNullArguments) {

@@ -17,7 +17,7 @@ std::string read_property(Platform::SystemProperty property) {
 }
 
 // The directory of the sources, in which the defaults are.
-std::string const ROOT = std::string(__FILE__).substr(0, std::string(__FILE__).find("/tests/"));
+std::string const ROOT = std::string(__FILE__).substr(0, std::string(__FILE__).rfind("/tests/"));
 
 TEST(SystemProperty, SourcesInTheirOrder) {
   std::string const config = ROOT + "/config;" + ROOT + "/local/config", data = ROOT + "/data";

@@ -20,11 +20,8 @@ else()
   # registry files, a safe forced end of threads.
   target_sources(
     test_platform
-    PRIVATE platform/posix/ConditionVariableTest.cpp
-            platform/posix/ConsoleTest.cpp
-            platform/posix/ReplaceFileTest.cpp
-            platform/posix/ThreadEndTest.cpp
-            "${PROJECT_SOURCE_DIR}/tests/support/posix/ConditionRound.cpp")
+    PRIVATE platform/posix/ConsoleTest.cpp platform/posix/ReplaceFileTest.cpp
+            platform/posix/ThreadEndTest.cpp)
   ostbase_test(
     layer
     FOLDER platform

@@ -6,13 +6,11 @@
 #include "core/base/logging/LoggingEvent.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
-#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -22,7 +20,6 @@
 
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -74,38 +71,6 @@ TEST(FileLoggingOutput, ResumesAfterAFullDisk) {
     arguments.insert(arguments.begin(), directory.path(std::to_string(&c - cases)));
     EXPECT_EQ(run_child("full-disk", arguments).status, 0);
     EXPECT_EQ(read_file(arguments[0]), c.text);
-  }
-}
-
-// Writes to two files that cannot be opened, the first because of the given error. Then makes both
-// openable and writes until the first has a line. Fails if that is before the retry is due.
-Role const open_fails("open-fails", [](Role::Arguments const &arguments) {
-  FileLoggingOutput passing(arguments[0].c_str()), lasting(arguments[1].c_str());
-  lasting.write(event("lost"));
-  auto const start = std::chrono::steady_clock::now();
-  int const error = std::stoi(arguments[2]);
-  judge_system_calls([&passing] { passing.write(event("lost")); },
-                     [error](unsigned int, SystemCall const &call) {
-                       return Verdict{call.number == SYS_openat ? error : 0, false};
-                     });
-  write_file(arguments[1], "");
-  std::chrono::steady_clock::duration elapsed{};
-  while (read_file(arguments[0]).empty() && elapsed < std::chrono::minutes(1)) {
-    passing.write(event("late"));
-    lasting.write(event("late"));
-    elapsed = std::chrono::steady_clock::now() - start;
-  }
-  return elapsed < std::chrono::seconds(1) ? 1 : 0;
-});
-
-TEST(FileLoggingOutput, TriesAgainWhatFailedForAMoment) {
-  for (int const error : {EMFILE, EIO, ENOSPC}) {
-    SCOPED_TRACE(error);
-    TemporaryDirectory const directory;
-    std::string const passing = directory.path("passing"), lasting = directory.path("no/lasting");
-    EXPECT_EQ(run_child("open-fails", {passing, lasting, std::to_string(error)}).status, 0);
-    EXPECT_EQ(read_file(passing), "WARN  - late\n");
-    EXPECT_EQ(read_file(lasting), "");
   }
 }
 

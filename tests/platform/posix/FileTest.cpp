@@ -2,13 +2,10 @@
 // Names and paths that Windows does not have, and patterns that differ there: Windows also matches
 // short names.
 #include "core/base/foundation/ResultCode.hpp"
-#include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
-#include "tests/support/System.hpp"
-#include "tests/support/posix/SystemCalls.hpp"
 
 #include <gtest/gtest.h>
 
@@ -16,10 +13,8 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
-#include <utility>
 
 #include <fcntl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,32 +51,6 @@ TEST(Directory, NamesWithABackslashAreOmitted) {
   EXPECT_EQ(names, (Names{start + ".", start + ".."}));
 }
 
-TEST(Directory, ThatCannotBeReadToItsEndIsNotListed) {
-  TemporaryDirectory const directory;
-  std::string const prefix = directory.path() + "\\";
-  write_file(directory.path("file"), "");
-  CapturedLog log("Ostrel.Core.Base.Win32Platform", LoggingPriority::DEBUG);
-  for (int const failing : {0, 1}) { // the failing call; the first one reads all names
-    for (bool const are_files : {true, false}) {
-      SCOPED_TRACE(failing);
-      Names names = {"stale"};
-      int reads = 0;
-      judge_system_calls(
-          [&] {
-            EXPECT_EQ(are_files ? Platform::get_file_list(prefix.c_str(), "", &names)
-                                : Platform::get_dir_list(prefix.c_str(), &names),
-                      RESULT_IO_ERROR);
-          },
-          [&](unsigned int, SystemCall const &call) {
-            return Verdict{call.number == SYS_getdents64 && reads++ == failing ? EIO : 0};
-          });
-      EXPECT_EQ(names, Names{"stale"});
-      EXPECT_EQ(log.take(),
-                Names{"DEBUG - Failed to search '" + prefix + "*': Input/output error"});
-    }
-  }
-}
-
 // With a lease, which file servers use.
 TEST(File, ALeaseOfAnotherProgramIsWaitedFor) {
   TemporaryDirectory const directory;
@@ -112,28 +81,6 @@ TEST(File, ALeaseOfAnotherProgramIsWaitedFor) {
     close(ends[0]);
     close(ends[1]);
   }
-}
-
-TEST(File, WhoseStateCannotBeReadIsNotPassedOver) {
-  std::string before;
-  Platform::get_environment_variable("PATH", &before);
-  set_variable("PATH", TEST_PLUGINS "/first");
-  ISharedLibrary *const library = Platform::create_shared_library();
-  library->set_name("plugin");
-  library->add_search_path(TEST_PLUGINS "/second");
-  bool is_failed = false;
-  judge_system_calls([library] { library->load(); },
-                     [&is_failed](unsigned int, SystemCall const &call) {
-                       bool const is_stat =
-                           call.number == SYS_newfstatat || call.number == SYS_fstat;
-                       return Verdict{is_stat && !std::exchange(is_failed, true) ? EIO : 0};
-                     });
-  EXPECT_TRUE(is_failed);
-  void *place = nullptr;
-  EXPECT_EQ(library->get_symbol("plugin_place", &place), RESULT_SUCCESS);
-  EXPECT_STREQ(static_cast<char const *>(place), "first"); // not the other one of this name
-  library->remove_ref();
-  set_variable("PATH", before.c_str());
 }
 
 TEST(Path, CurrentDirectoryOfAnyLength) {

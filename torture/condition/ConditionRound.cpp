@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tests/support/posix/ConditionRound.hpp"
+#include "torture/condition/ConditionRound.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IConditionVariable.hpp"
@@ -22,7 +22,7 @@ namespace {
 constexpr double ROUND_US = 50000; // of random signals
 
 struct Wait {
-  double least_end = 0; // before it the wait does not time out; negative when it never does
+  double least_end = 0; // the wait does not time out earlier; negative: it has no time-out
   bool is_released = false;
   bool has_come_true = false;
 };
@@ -57,7 +57,7 @@ private:
   void account(Step const &step) {
     switch (step.kind) {
     case Step::WAIT:
-      row_.push_back(step.wait);
+      queue_.push_back(step.wait);
       break;
     case Step::SIGNAL:
       release(step.time, /*all=*/false);
@@ -71,16 +71,16 @@ private:
     }
   }
 
-  // Who will come back without a release had given up before; such a waiter is passed over.
+  // A waiter whose wait times out later in the history had left the queue: it is passed over.
   void release(double time, bool all) {
     bool is_done = false;
-    while (!row_.empty() && !is_done) {
-      Wait &wait = waits_[row_.front()];
-      row_.pop_front();
+    while (!queue_.empty() && !is_done) {
+      Wait &wait = waits_[queue_.front()];
+      queue_.pop_front();
       wait.is_released = wait.has_come_true;
       bool const has_given_up = wait.least_end >= 0 && wait.least_end <= time;
       if (!wait.has_come_true && !has_given_up) {
-        faults_.push_back("a release is lost: who was first in the row did not get it");
+        faults_.push_back("a release is lost: the first waiter of the queue is not woken");
       }
       is_done = wait.has_come_true && !all;
     }
@@ -89,14 +89,15 @@ private:
   void come_back(Step const &step) {
     Wait const &wait = waits_[step.wait];
     if (wait.has_come_true && !wait.is_released) {
-      faults_.push_back("a release is stolen: who got it was not in the row, or not the first");
+      faults_.push_back(
+          "a release is stolen: the waiter that it woke was not the first of the queue");
     }
     if (!wait.has_come_true && (wait.least_end < 0 || wait.least_end > step.time)) {
       faults_.push_back("a wait ends before its time");
     }
-    for (auto place = row_.begin(); place != row_.end(); ++place) {
+    for (auto place = queue_.begin(); place != queue_.end(); ++place) {
       if (*place == step.wait) {
-        row_.erase(place);
+        queue_.erase(place);
         break;
       }
     }
@@ -104,7 +105,7 @@ private:
 
   std::vector<Wait> &waits_;
   std::vector<char const *> faults_;
-  std::deque<std::size_t> row_; // of the waiters
+  std::deque<std::size_t> queue_; // of the waiters
 };
 
 class Round {
@@ -163,7 +164,7 @@ private:
     history_.add(kind, 0);
   }
 
-  // Gives the mutex back for a moment, now and then.
+  // Sometimes releases the mutex for a short time.
   void pause(std::minstd_rand &random) {
     if (random() % 4 == 0) {
       condition_->unlock_mutex();

@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// A filter of the kernel, on one thread alone, stops each call of that thread until another thread
-// of the program has said what becomes of it.
-#include "tests/support/posix/SystemCalls.hpp"
+// A filter of the kernel stops each call of one thread until another thread has decided about it.
+#include "torture/support/SystemCalls.hpp"
 
 #include <cerrno>
-#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +17,6 @@
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace {
@@ -32,13 +29,13 @@ constexpr int LET_PASS[] = {
 
 constexpr int END_MARK = SYS_getppid; // not called otherwise
 
-[[noreturn]] void give_up(char const *what) {
+[[noreturn]] void abort_after(char const *what) {
   std::fprintf(stderr, "%s: %s\n", what, std::strerror(errno));
   std::abort();
 }
 
-// Has the calls of this thread stopped from now on.
-// @return the descriptor at which they are told.
+// Stops the calls of this thread from now on.
+// @return the descriptor that reports them.
 int stop_calls() {
   constexpr auto NUMBER = static_cast<unsigned int>(offsetof(seccomp_data, nr));
   std::vector<sock_filter> program = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, NUMBER)};
@@ -48,13 +45,13 @@ int stop_calls() {
   }
   program.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF));
   sock_fprog const filter = {static_cast<unsigned short>(program.size()), program.data()};
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) { // without it only root may
-    give_up("prctl");
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) { // else only root may set a filter
+    abort_after("prctl");
   }
   long const listener =
       syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_NEW_LISTENER, &filter);
   if (listener < 0) {
-    give_up("seccomp");
+    abort_after("seccomp");
   }
   return static_cast<int>(listener);
 }
@@ -63,8 +60,7 @@ bool is_write(int number) {
   return number == SYS_write || number == SYS_pwrite64;
 }
 
-// Makes a write in the place of the thread, of half the bytes. Both have the same memory and the
-// same descriptors.
+// Writes half of the bytes for the thread, which has the same memory and descriptors.
 void write_half(SystemCall const &call, seccomp_notif_resp &answer) {
   unsigned long long const half = (call.arguments[2] + 1) / 2;
   long const written =
@@ -86,16 +82,16 @@ void answer_call(int listener, seccomp_notif const &stopped, Verdict const &verd
     answer.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
   }
   if (ioctl(listener, SECCOMP_IOCTL_NOTIF_SEND, &answer) != 0) {
-    give_up("answer to a system call");
+    abort_after("answer to a system call");
   }
 }
 
-// False when the thread has ended.
+// False if the thread has ended.
 bool wait_for_call(int listener) {
   pollfd ready = {listener, POLLIN, 0};
   while (poll(&ready, 1, -1) == -1) {
     if (errno != EINTR) {
-      give_up("wait for a system call");
+      abort_after("wait for a system call");
     }
   }
   return (ready.revents & POLLIN) != 0;
@@ -108,26 +104,12 @@ seccomp_notif next_call(int listener) {
       return stopped;
     }
     if (errno != EINTR) {
-      give_up("wait for a system call");
+      abort_after("wait for a system call");
     }
   }
 }
 
 } // namespace
-
-// Read by the system: the thread sanitizer does not know that the thread of the call stands still.
-std::string text_argument(SystemCall const &call, int index) {
-  char text[PATH_MAX] = {};
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel tells of arguments as numbers.
-  auto *const start = reinterpret_cast<char *>(call.arguments[index]);
-  for (std::size_t length = 0; length + 1 < sizeof text; ++length) {
-    iovec const here = {text + length, 1}, there = {start + length, 1};
-    if (process_vm_readv(getpid(), &here, 1, &there, 1, 0) != 1 || text[length] == '\0') {
-      break;
-    }
-  }
-  return text;
-}
 
 unsigned int
 judge_system_calls(std::function<void()> const &action,
