@@ -3,6 +3,7 @@
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/foundation/ObjectImpl.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "tests/support/Child.hpp"
@@ -44,6 +45,18 @@ constexpr useconds_t LONGEST_LIFE_US = 20000;
   }
 }
 
+class Counted : public ObjectImpl {
+public:
+  Counted() : ObjectImpl(SAFETY_GLOBAL) {}
+};
+
+[[noreturn]] void count_for_ever(IObject *object) {
+  for (;;) {
+    object->add_ref();
+    object->remove_ref();
+  }
+}
+
 // The threads are never joined; the program's objects that they use are never destroyed.
 Role const role("exits", [](Role::Arguments const &arguments) {
   alarm(HANG_S);
@@ -57,6 +70,7 @@ Role const role("exits", [](Role::Arguments const &arguments) {
   std::thread(use_settings_for_ever).detach();
   std::thread(use_settings_for_ever).detach();
   std::thread(read_for_ever, std::cref(*configuration)).detach();
+  std::thread(count_for_ever, new Counted).detach();
   usleep(static_cast<useconds_t>(std::stoul(arguments[0])) * 7919 % LONGEST_LIFE_US);
   return 0;
 });
@@ -78,5 +92,6 @@ int torture() {
       torture.fault("process %u ends with %d: %s", i, ended.status, ended.err.c_str());
     }
   }
-  return torture.row("%u processes with four threads that log and read and change settings", count);
+  return torture.row(
+      "%u processes with five threads that log, count owners, and read and change settings", count);
 }

@@ -3,11 +3,9 @@
 #include "core/base/foundation/Array.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/FailingAllocations.hpp"
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <numeric>
 #include <vector>
 
@@ -86,22 +84,6 @@ TEST(CInterface, ARootWithoutPriorityIsReportedOnce) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "NOT SET - <ROOT CATEGORY NOT SET>\nWARN  - w\n");
   LoggingCategory::set_root_priority(LoggingPriority::INFO);
-}
-
-TEST(CInterface, OutOfMemoryIsReported) {
-  constexpr char LONG[] = "a name that needs memory of its own";
-  double value = 0;
-  std::function<unsigned long()> const operations[] = {
-      [&] { return ovra_units__set_default(0, LONG); },
-      [&] { return ovra_units__convert_to_default(0, LONG, 1, &value); },
-      [&] { return ovra_units__convert_from_default(0, LONG, 1, &value); },
-      [&] { return ovra_units__convert(0, "m", 1, LONG, &value); }};
-  for (auto const &operation : operations) {
-    fail_allocation(0);
-    EXPECT_EQ(operation(), RESULT_OUT_OF_MEMORY) << &operation - operations;
-    stop_failing();
-    EXPECT_EQ(value, 0);
-  }
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/ObjectImpl.hpp"
 #include "core/base/foundation/ResultCode.hpp"
-#include "tests/support/Child.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
@@ -81,32 +79,6 @@ TEST(Object, DefaultModeIsForLaterObjectsAndPrintIsHexadecimal) {
   after->remove_ref();
 }
 
-TEST(Object, ThreadsCountEvenIfItsMutexCannotBeCreated) {
-  for (bool has_mutex : {true, false}) {
-    for (ObjectImpl::ThreadSafety mode :
-         {ObjectImpl::SAFETY_GLOBAL, ObjectImpl::SAFETY_PER_OBJECT}) {
-      SCOPED_TRACE(std::to_string(mode) + (has_mutex ? "" : " without memory"));
-      int deleted = 0;
-      fail_allocation(has_mutex ? 1000 : 1); // the first one is the object
-      auto *const thing = new Thing(&deleted, mode);
-      stop_failing();
-      in_threads(4, [&](int index) {
-        for (int step = 0; step < 10000; ++step) {
-          bool const holds = (step + index) % 2 == 0 && thing->maybe_lock();
-          unsigned int const count = thing->add_ref();
-          EXPECT_TRUE(!holds || thing->ref_count() == count);
-          thing->remove_ref();
-          EXPECT_TRUE(!holds || thing->maybe_unlock());
-          EXPECT_FALSE(holds && thing->maybe_unlock()) << "once too often, beside a holder";
-        }
-      });
-      EXPECT_EQ(thing->ref_count(), 1U);
-      thing->remove_ref();
-      EXPECT_EQ(deleted, 1);
-    }
-  }
-}
-
 // A thread that calls remove_ref under the lock is no longer an owner when it releases the lock.
 TEST(Object, LivesUntilItsLockIsReleased) {
   for (int i = 0; i < 500; ++i) {
@@ -156,27 +128,6 @@ TEST(Object, OtherThreadsWaitForTheLock) {
     EXPECT_EQ(neighbour->remove_ref(), 1U);
     EXPECT_EQ(neighbour->remove_ref(), 0U);
     EXPECT_EQ(deleted, 2);
-  }
-}
-
-// Other threads still count while the library's destructors run.
-Role const end_counting("end-counting", [](Role::Arguments const &) {
-  static int deleted = 0;
-  static auto *const thing = new Thing(&deleted, ObjectImpl::SAFETY_GLOBAL);
-  for (int i = 0; i < 4; ++i) {
-    std::thread([] {
-      for (;;) {
-        thing->add_ref();
-        thing->remove_ref();
-      }
-    }).detach();
-  }
-  return 0;
-});
-
-TEST(Object, ThreadsCountUntilTheProcessEnds) {
-  for (int i = 0; i < 30; ++i) {
-    ASSERT_EQ(run_child("end-counting", {}, {}).status, 0);
   }
 }
 

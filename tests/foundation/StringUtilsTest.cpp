@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/foundation/StringUtils.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
@@ -31,22 +30,6 @@ TEST(StringUtils, TrimsAndKeepsTheFirstOfARun) {
   }
   StringUtils::trim("\xE4\xE4\x80", '\xE4', &text);
   EXPECT_EQ(text, "\x80");
-}
-
-TEST(StringUtils, IfOutOfMemoryTrimIsEmptyAndSplitAddsNothing) {
-  std::string const text(100, 'x'), two = text + "," + text;
-  std::string trimmed = "stale";
-  Fields fields = {"kept"};
-  fail_allocation(0);
-  StringUtils::trim(text.c_str(), ' ', &trimmed);
-  EXPECT_TRUE(stop_failing());
-  EXPECT_EQ(trimmed, "");
-  for (int passed = 0; passed < 2; ++passed) {
-    fail_allocation(passed);
-    StringUtils::split(two.c_str(), ',', &fields);
-    EXPECT_TRUE(stop_failing());
-    EXPECT_EQ(fields, Fields{"kept"});
-  }
 }
 
 TEST(StringUtils, EachClassHasItsMembers) {

@@ -6,7 +6,6 @@
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingTimeStamp.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
@@ -219,22 +218,6 @@ TEST(LoggingCategory, WritesASourcePositionAtAnyThreshold) {
   testing::internal::CaptureStderr();
   Exposed::write(hierarchy.get_root_category(), "m%d", 1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "DEBUG - m1 [f.cpp:7]\n");
-}
-
-TEST(LoggingHierarchy, FailedAllocationsChangeNothing) {
-  std::string const name = "a.name.longer.than.a.string.holds.by.itself";
-  bool has_failed = true;
-  for (int count = 0; has_failed; ++count) {
-    Recorded recorded;
-    fail_allocation(count);
-    LoggingCategory *const made = recorded.hierarchy.get_instance(name);
-    has_failed = stop_failing();
-    EXPECT_EQ(made == nullptr, has_failed);
-    EXPECT_EQ(recorded.hierarchy.get_value(name).fatal("m"), !has_failed);
-    EXPECT_EQ(recorded.take_lines(), has_failed ? "" : "FATAL - m\n");
-    recorded.hierarchy.clear_all();
-    EXPECT_TRUE(recorded.category(name).fatal("m"));
-  }
 }
 
 TEST(LoggingCategory, ThreadsLogWhilePrioritiesChange) {

@@ -5,7 +5,6 @@
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>
@@ -144,24 +143,6 @@ TEST(LoggingOutput, OwnsItsLayout) {
   output.set_layout(new CountedLayout(&deleted));
   output.write(event("3"));
   EXPECT_EQ(read_file(directory.path("log")), "<category: 1>WARN  - 2\n<category: 3>");
-}
-
-TEST(LoggingOutput, RetriesADefaultLayoutAfterOutOfMemory) {
-  bool has_failed = true;
-  for (int count = 0; has_failed; ++count) {
-    std::string lines;
-    fail_allocation(count);
-    RecordingOutput output(&lines);
-    has_failed = stop_failing();
-    output.write(event("m"));
-    EXPECT_EQ(lines, "WARN  - m\n") << count;
-    fail_allocation(count);
-    RecordingOutput bare(&lines);
-    stop_failing();
-    bare.delete_layout();
-    bare.write(event("lost"));
-    EXPECT_EQ(lines, "WARN  - m\n") << count;
-  }
 }
 
 TEST(FileLoggingOutput, OpensAtTheFirstWriteAppendsAndReopens) {

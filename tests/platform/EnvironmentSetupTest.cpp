@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/EnvironmentSetup.hpp"
-#include "tests/support/CapturedLog.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/Files.hpp"
 #include "tests/support/System.hpp"
 
@@ -85,28 +83,6 @@ TEST(EnvironmentSetup, PathsBelowSrcdir) {
     std::unique_ptr<char[]> const path(EnvironmentSetup::make_srcdir_path(c.path));
     EXPECT_EQ(shown(path.get()), c.result);
   }
-}
-
-TEST(EnvironmentSetup, LackOfMemoryChangesNothing) {
-  CapturedLog log("Ostrel.Core.Base.EnvironmentSetup", LoggingPriority::TRACE);
-  std::string const before(100, 'p');
-  set_variable("srcdir", before.c_str());
-  set_variable("OSTREL_CONFIG_PATH", before.c_str());
-  std::unique_ptr<char[]> path;
-  for (int count = 0; path == nullptr; ++count) {
-    fail_allocation(count);
-    path.reset(EnvironmentSetup::make_srcdir_path("x"));
-    EXPECT_EQ(path == nullptr, stop_failing());
-    std::string const line = "TRACE  - Could not allocate new_path! [environmentsetup]";
-    EXPECT_EQ(log.take(), std::vector<std::string>(path == nullptr ? 1 : 0, line));
-  }
-  char core[] = "ostrel-core", *argv[] = {core};
-  set_variable("OSTREL_CONFIG_PATH", before.c_str());
-  EnvironmentSetup setup;
-  fail_allocation(0);
-  setup.init(1, argv);
-  stop_failing();
-  EXPECT_EQ(State::show(), before + " - ostrel-core1");
 }
 
 } // namespace

@@ -2,46 +2,12 @@
 #include "core/base/platform/Platform.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
-#include "tests/support/FailingAllocations.hpp"
-#include "tests/support/Files.hpp"
-#include "tests/support/System.hpp"
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 namespace {
 
 using namespace Ostrel;
-
-TEST(Memory, ItsLackIsDistinguishedFromAMissingFile) {
-  TemporaryDirectory const directory;
-  std::string const prefix = directory.path(""), file = prefix + "file", other = prefix + "other";
-  write_file(file, "old");
-  auto const contents = provide_registry("\"DataPath\"=\"a text that needs memory of its own\"\n");
-  std::string text;
-  std::vector<std::string> names;
-  std::function<unsigned long()> const operations[] = {
-      [&] { return Platform::get_system_property(Platform::DATA_PATH, &text); },
-      [&] { return Platform::find_file("/proc", "self/status", &text); },
-      [&] { return Platform::get_file_list(prefix.c_str(), "", &names); },
-      [&] { return Platform::get_dir_list(prefix.c_str(), &names); },
-      [&] { return Platform::replace_file(other.c_str(), "new", 3); },
-      [&] { return Platform::replace_file(file.c_str(), "new", 3); }};
-  for (auto const &operation : operations) {
-    bool has_failed = true;
-    for (int count = 0; has_failed; ++count) {
-      SCOPED_TRACE(std::to_string(&operation - operations) + " after " + std::to_string(count));
-      auto const entries = count_entries(directory.path());
-      fail_allocation(count);
-      unsigned long const result = operation();
-      has_failed = stop_failing();
-      EXPECT_EQ(result, has_failed ? RESULT_OUT_OF_MEMORY : RESULT_SUCCESS);
-      EXPECT_TRUE(!has_failed || count_entries(directory.path()) == entries);
-      EXPECT_TRUE(!has_failed || read_file(file) == "old");
-    }
-  }
-}
 
 TEST(Environment, ChangesByEachCall) {
   struct {

@@ -5,7 +5,6 @@
 #include "core/base/platform/Platform.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/Child.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/System.hpp"
 #include "tests/support/Threads.hpp"
 
@@ -14,7 +13,6 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <set>
 #include <string>
 
 using namespace Ostrel;
@@ -185,34 +183,4 @@ TEST(SharedLibrary, LoadsInThreadsRestoreThePath) {
     }
   });
   EXPECT_EQ(path_variable(), before);
-}
-
-TEST(SharedLibrary, ChangesNothingWithoutMemory) {
-  // Its constructors allocate nothing.
-  constexpr char const *NAME = ON_WINDOWS ? "kernel32.dll" : "libm.so.6";
-  std::string const name = std::string(100, 'x') + "/..", before = path_variable();
-  CapturedLog log(CATEGORY);
-  bool has_failed = true;
-  for (int count = 0; has_failed; ++count) {
-    SCOPED_TRACE(count);
-    Library const library = make_library(NAME);
-    fail_allocation(count);
-    unsigned long const added = library->add_search_path(TEST_PLUGINS "/first");
-    unsigned long const loaded = library->load();
-    library->unload();
-    unsigned long const named = library->set_name(name.c_str());
-    has_failed = stop_failing();
-    EXPECT_EQ(path_variable(), before);
-    EXPECT_EQ(added + loaded + named == RESULT_SUCCESS, !has_failed);
-    EXPECT_EQ(library->get_name(), named == RESULT_SUCCESS ? name : NAME);
-  }
-  auto const lines = log.take();
-  std::set<std::string> expected = {"WARN  - Failed to set temporary PATH"};
-  if (!ON_WINDOWS) { // there the system's loader has its own allocator
-    expected.insert("WARN  - Library 'libm.so.6' not found, with error '8'");
-  }
-  EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()), expected);
-  fail_allocation(0);
-  EXPECT_EQ(Platform::create_shared_library(), nullptr);
-  EXPECT_TRUE(stop_failing());
 }

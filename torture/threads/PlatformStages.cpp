@@ -147,9 +147,14 @@ class Counted : public ObjectImpl {
 public:
   explicit Counted(ThreadSafety safety) : ObjectImpl(safety) {}
 
-  void hold() {
+  // Counts under the lock, which other threads must wait for.
+  void hold(Torture &torture) {
     if (maybe_lock()) {
       steps_.step();
+      unsigned int const count = add_ref();
+      if (ref_count() != count || remove_ref() != count - 1) {
+        torture.fault("another thread counted beside the holder of the lock");
+      }
       maybe_unlock();
     }
   }
@@ -184,7 +189,7 @@ Stage counted_objects(Torture &torture) {
                                std::ostringstream text;
                                object->print(text);
                              },
-                             [object](Context const &) { object->hold(); },
+                             [&torture, object](Context const &) { object->hold(torture); },
                              [&torture, object](Context const &) {
                                if (object->release_too_often()) {
                                  torture.fault("a thread released what it did not hold");

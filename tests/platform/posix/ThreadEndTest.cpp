@@ -4,7 +4,6 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/IThread.hpp"
 #include "core/base/platform/Platform.hpp"
-#include "tests/support/FailingAllocations.hpp"
 #include "tests/support/System.hpp"
 #include "tests/support/Threads.hpp"
 
@@ -165,16 +164,4 @@ TEST(Thread, CanBeStoppedWhileItIsWaitedFor) {
   stopping.is_waited_for = true;
   EXPECT_TRUE(stopping.thread->wait_for_exit(OVRA_INFINITE));
   EXPECT_FALSE(stopping.has_gone_on);
-}
-
-TEST(Thread, AStartThatFailsLeavesNoThreadToWaitFor) {
-  auto const thread = start([](void *) { return 0U; }, nullptr);
-  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
-  fail_allocation(0);
-  bool const is_started = thread->start();
-  stop_failing();
-  EXPECT_FALSE(is_started);
-  EXPECT_FALSE(thread->wait_for_exit(0));
-  EXPECT_TRUE(thread->start());
-  EXPECT_TRUE(thread->wait_for_exit(OVRA_INFINITE));
 }
