@@ -33,6 +33,7 @@ namespace {
 constexpr unsigned int CHILD_LIMIT_S = 10; // a child that needs longer hangs
 constexpr unsigned int PARENT_LIMIT_S = 60;
 constexpr double LONGEST_FORK_MS = 3000; // the library waits up to 1 s for locks
+constexpr double LONGEST_LIFE_MS = 500; // on average: a child must not wait for threads at its exit
 constexpr unsigned int PARENTS = 400;
 constexpr unsigned int FORKS = 4;       // of each parent: most faults occur at the first use
 constexpr unsigned int MOST_FAULTS = 5; // then the run ends
@@ -124,7 +125,8 @@ void look_at_log(std::string const &log, unsigned int count) {
   }
 }
 
-double slowest_ms = 0; // fork of this process
+double slowest_ms = 0;  // fork of this process
+double children_ms = 0; // the lives of all its children
 
 bool fork_child(unsigned int number) {
   using Clock = std::chrono::steady_clock;
@@ -133,10 +135,12 @@ bool fork_child(unsigned int number) {
   if (child == 0) {
     end_child(number);
   }
-  std::chrono::duration<double, std::milli> const taken = Clock::now() - start;
+  std::chrono::duration<double, std::milli> taken = Clock::now() - start;
   slowest_ms = std::max(slowest_ms, taken.count());
   int status = 0;
   waitpid(child, &status, 0);
+  taken = Clock::now() - start;
+  children_ms += taken.count();
   if (status != 0) {
     fault("child " + std::to_string(number) +
           (!WIFSIGNALED(status)          ? " cannot do its work"
@@ -147,7 +151,7 @@ bool fork_child(unsigned int number) {
 }
 
 // Forks at once, while much is used for the first time. Prints the faults to standard output and
-// the duration of the slowest fork to standard error.
+// the durations of the slowest fork and of all children to standard error.
 Role const forks_role("forks", [](Role::Arguments const &arguments) {
   auto const count = static_cast<unsigned int>(std::stoul(arguments[0]));
   alarm(PARENT_LIMIT_S);
@@ -170,7 +174,7 @@ Role const forks_role("forks", [](Role::Arguments const &arguments) {
   if (is_right) {
     look_at_log(read_file(variable("OSTREL_LOG_OUTPUT")), count);
   }
-  std::fprintf(stderr, "%f ms", slowest_ms);
+  std::fprintf(stderr, "%f %f ms", slowest_ms, children_ms);
   return 0;
 });
 
@@ -185,7 +189,7 @@ int torture() {
   }
   write_file(directory.path("user-config.xml"), "<UserConfig>" + keys + "</UserConfig>");
   unsigned int parents = 0, faulty = 0;
-  double slowest = 0; // fork of all, in milliseconds
+  double slowest = 0, lives = 0; // of all forks and children, in milliseconds
   for (; parents < rounds(PARENTS) && faulty < MOST_FAULTS; ++parents) {
     std::string const log = directory.path("log " + std::to_string(parents));
     ChildResult const parent = run_child("forks", {std::to_string(FORKS)},
@@ -200,11 +204,16 @@ int torture() {
     if (parent.status != 0) {
       torture.fault("parent %u ends with %d: %s", parents, parent.status, parent.err.c_str());
     }
-    slowest = std::max(slowest, std::strtod(parent.err.c_str(), nullptr));
+    char *rest = nullptr;
+    slowest = std::max(slowest, std::strtod(parent.err.c_str(), &rest));
+    lives += std::strtod(rest, nullptr);
     faulty += parent.status != 0 || !parent.out.empty() ? 1 : 0;
   }
   if (slowest > LONGEST_FORK_MS) {
     torture.fault("a fork took %.0f ms", slowest);
+  }
+  if (lives > LONGEST_LIFE_MS * parents * FORKS) {
+    torture.fault("a child took %.0f ms on average", lives / (parents * FORKS));
   }
   return torture.row("%u forks while four threads log and read settings, in %u processes: every "
                      "child logs, reads its settings and ends; the slowest fork took %.0f ms",

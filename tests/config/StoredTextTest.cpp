@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-
 namespace {
 
 using namespace Ostrel;
@@ -74,39 +72,6 @@ TEST(StoredText, AcceptsTheLargestThatTheParserAccepts) {
   ASSERT_NE(one.source.create_key(one.top(), longest_name.c_str(), true), nullptr);
   EXPECT_EQ(one.source.create_key(one.top(), (longest_name + "n").c_str(), false), nullptr);
   EXPECT_EQ(one.reloaded().result, RESULT_SUCCESS);
-}
-
-// At the borders of the character tables, compared with the parser.
-TEST(StoredText, NamesHaveTheCharactersThatTheParserAccepts) {
-  std::vector<int> characters(0x7F);
-  std::iota(characters.begin(), characters.end(), 1);
-  for (int last :
-       {0xB6,   0xB7,   0xBF,   0xD6,   0xD7,   0xF6,   0xF7,   0x2FF,  0x36F,   0x37D,
-        0x37E,  0x1FFF, 0x200B, 0x200D, 0x203E, 0x2040, 0x206F, 0x218F, 0x2BFF,  0x2FEF,
-        0x3000, 0xD7FF, 0xDFFF, 0xF8FF, 0xFDCF, 0xFDEF, 0xFFFD, 0xFFFF, 0xEFFFF, 0x10FFFF}) {
-    characters.insert(characters.end(), {last, last + 1});
-  }
-  LoadedSource one("<R/>");
-  CapturedLog const log(CATEGORY);
-  auto const loads = [&one](std::string const &content) {
-    write_file(one.path, content);
-    return one.source.init_source(one.path.c_str()) == RESULT_SUCCESS;
-  };
-  for (int character : characters) {
-    SCOPED_TRACE(character);
-    if (!loads("<R v='&#" + std::to_string(character) + ";'/>")) {
-      continue;
-    }
-    std::string name, text, top;
-    one.source.find_next_value(one.top(), &name, &text);
-    EXPECT_EQ(one.source.set_value(one.top(), "w", text.c_str(), false), RESULT_SUCCESS);
-    for (std::string const &tried : {text, "a" + text}) {
-      bool const parses = loads("<" + tried + "/>");
-      one.source.find_first(nullptr, &top);
-      EXPECT_EQ(one.source.create_source(XmlConfigSource::CREATE_GIVEN_PATH, "", tried.c_str()),
-                parses && top == tried ? RESULT_SUCCESS : RESULT_FAILURE);
-    }
-  }
 }
 
 TEST(StoredText, HasAsManyNamesAsALoadAccepts) {

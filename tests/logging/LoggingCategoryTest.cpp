@@ -220,21 +220,4 @@ TEST(LoggingCategory, WritesASourcePositionAtAnyThreshold) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "DEBUG - m1 [f.cpp:7]\n");
 }
 
-TEST(LoggingCategory, ThreadsLogWhilePrioritiesChange) {
-  constexpr int THREADS = 8, ROUNDS = 200;
-  Recorded recorded;
-  std::atomic<int> passed{0};
-  LoggingTimeStamp const before;
-  in_threads(THREADS, [&recorded, &passed](int thread) {
-    std::string const name = "t." + std::to_string(thread % 2);
-    for (int round = 0; round < ROUNDS; ++round) {
-      passed += recorded.category(name).warn("%s", "line") ? 1 : 0;
-      recorded.category("t").set_priority(round % 2 == 0 ? Level::ERROR : Level::NOT_SET);
-    }
-  });
-  std::string const line = "WARN  - line\n";
-  EXPECT_EQ(recorded.lines.size(), line.size() * static_cast<std::size_t>(passed));
-  EXPECT_EQ(LoggingTimeStamp().get_time(), before.get_time() + passed + 1); // no number twice
-}
-
 } // namespace

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Writes that are interrupted: by a full disk, by the end of the thread, by a fork.
+// Writes that are interrupted: by a full disk, by the end of the thread.
 #include "core/base/logging/FileLoggingOutput.hpp"
-#include "core/base/logging/ILoggingLayout.hpp"
-#include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingEvent.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
@@ -10,8 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -20,8 +16,6 @@
 
 #include <pthread.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace Ostrel;
 
@@ -84,46 +78,6 @@ TEST(FileLoggingOutput, WritesTheLineOfACancelledThread) {
     output.write(event("not reached"));
   }).join();
   EXPECT_EQ(read_file(directory.path("log")), "WARN  - whole\n");
-}
-
-// Never returns.
-class EndlessLayout : public ILoggingLayout {
-public:
-  std::string format(LoggingEvent const &) override {
-    for (is_inside = true;;) {
-      pause();
-    }
-  }
-  static inline std::atomic<bool> is_inside{false};
-};
-
-// Forks while another thread is inside a layout; the child must exit without waiting for it.
-Role const forked("forked", [](Role::Arguments const &) -> int {
-  std::thread([] {
-    LoggingCategory &root = LoggingCategory::get_root_category();
-    root.set_logging_output(new LoggingOutputImpl(new EndlessLayout));
-    root.fatal("the end");
-  }).detach();
-  while (!EndlessLayout::is_inside) {
-    std::this_thread::yield();
-  }
-  for (int i = 0; i < 5; ++i) { // a loaded machine may need several attempts
-    auto const start = std::chrono::steady_clock::now();
-    if (fork() == 0) {
-      std::exit(0);
-    }
-    wait(nullptr);
-    if (std::chrono::steady_clock::now() - start < std::chrono::seconds(1)) {
-      _exit(0);
-    }
-  }
-  _exit(1);
-});
-
-TEST(LoggingTeardown, AForkedChildEndsWithoutTheOtherThreads) {
-  // The thread sanitizer waits 1 s at exit by default.
-  ChildResult const result = run_child("forked", {}, {{"TSAN_OPTIONS", "atexit_sleep_ms=0"}});
-  EXPECT_EQ(result.status, 0) << result.err;
 }
 
 } // namespace

@@ -148,34 +148,6 @@ TEST(Thread, ThatForkedExistsInTheChild) {
   thread.reset();
 }
 
-// Waits at the exit of the process: in the child the thread itself calls it.
-struct WaitingAtEnd {
-  ~WaitingAtEnd() {
-    if (thread != nullptr) {
-      alarm(20);
-      thread->wait_for_exit(OVRA_INFINITE);
-    }
-  }
-  std::unique_ptr<IThread> thread;
-} waiting_at_end;
-
-Role const fork_in_thread("fork-in-thread", [](Role::Arguments const &) {
-  static pid_t child = -1;
-  auto const routine = [](void *) -> unsigned int {
-    child = fork();
-    return 0;
-  };
-  waiting_at_end.thread.reset(Platform::create_thread(routine, nullptr, false));
-  waiting_at_end.thread->start();
-  waiting_at_end.thread->wait_for_exit(OVRA_INFINITE);
-  int status = 0;
-  return waitpid(child, &status, 0) == child ? status : 1;
-});
-
-TEST(Thread, IsWaitedForAtItsOwnEndInAChild) {
-  EXPECT_EQ(run_child("fork-in-thread").status, 0);
-}
-
 TEST(NamedMutex, ClosedWhileHeldIsAbandoned) {
   std::string const name = unique("closed while held");
   auto mutex = open_mutex(name, /*open_existing=*/false);
