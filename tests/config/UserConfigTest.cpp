@@ -100,8 +100,7 @@ TEST(UserConfig, ReadsAndSetsByKeyAndAlias) {
 TEST(UserConfig, WorksWithoutAFile) {
   TemporaryDirectory const directory;
   std::string const registry = directory.path("registry.reg");
-  write_file(registry, "REGEDIT4\n\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n"
-                       "\"InstallPath\"=\"/nowhere\"\n");
+  write_file(registry, registry_file("\"InstallPath\"=\"/nowhere\"\n"));
   ChildResult const child = run_child("user-settings",
                                       {"$ObstacleAvoidanceMethod", "$ObstacleAvoidanceMethod!x",
                                        "$ObstacleAvoidanceMethod", "$Speed"},

@@ -51,25 +51,6 @@ TEST(Acquirable, LockCallsItsTargetOnceForEachChange) {
   EXPECT_FALSE(nothing.release());
 }
 
-// Acquires through its lock again while that lock releases it.
-struct Reentrant : Recorder {
-  bool release() override {
-    lock->acquire();
-    return Recorder::release();
-  }
-
-  AcquirableLock *lock = nullptr;
-};
-
-TEST(Acquirable, LockHoldsItsTargetUntilTheTargetHasReleased) {
-  Reentrant target;
-  AcquirableLock lock(target);
-  target.lock = &lock;
-  EXPECT_TRUE(lock.release());
-  EXPECT_EQ(target.acquired, 1);
-  EXPECT_FALSE(lock.release());
-}
-
 TEST(Acquirable, MapIsLockedAsAWhole) {
   AcquirableMap<std::string, int> map;
   EXPECT_TRUE(map.is_ok() && !map.is_acquired());

@@ -103,6 +103,6 @@ TEST(ConditionVariable, ReacquiresAnAbandonedMutex) {
     condition->signal();
   });
   EXPECT_TRUE(waiter.get());
-  EXPECT_TRUE(condition->lock_mutex()) << "the waiter held it, and gave it back";
+  EXPECT_TRUE(condition->lock_mutex()) << "the waiter released it";
   EXPECT_TRUE(condition->unlock_mutex());
 }

@@ -78,7 +78,9 @@ TEST(TestUtils, ReportsFailuresAndInVerboseModeTheRest) {
   EXPECT_FALSE(test.check_line(false, "a.cpp", 12) || test.check_line(false, nullptr, -1));
   EXPECT_FALSE(test.check_close(1, 1.5, 0.5) || test.check_close(1, NAN, INFINITY) ||
                test.check_equal(INFINITY, NAN) || test.check(true) || test.is_ok());
+  EXPECT_FALSE(test.autoexit_selected() || test.verbose_enabled());
   test.enable_verbose();
+  EXPECT_TRUE(test.verbose_enabled());
   test.describe("Checking %s", "sum");
   test.ignore(), test.check(true), test.msg("%d%%", 5), test.msg(nullptr), test.check(true);
   EXPECT_TRUE(test.verbose_err_code(0) && !test.verbose_err_code(0x10A4B) && test.result() == 1);
@@ -90,20 +92,8 @@ TEST(TestUtils, ReportsFailuresAndInVerboseModeTheRest) {
                 "\tinf != nan\nignored (13)\nChecking sum..." + std::string(50, ' ') + "  ok\n5%" +
                 std::string(67, ' ') + "ok\n(no error)\n(err_code = 0A4Bh)\n" +
                 "*** Finished running 15 tests --- Result:  FAILURE  ***\n");
-}
-
-TEST(TestUtils, ItsSwitchesAreRead) {
-  for (bool const is_on : {true, false}) {
-    TestUtils test(/*needs_hardware=*/false, /*auto_exit=*/is_on);
-    EXPECT_EQ(test.autoexit_selected(), is_on);
-    test.set_autoexit(!is_on);
-    EXPECT_EQ(test.autoexit_selected(), !is_on);
-    EXPECT_FALSE(test.verbose_enabled());
-    test.enable_verbose();
-    EXPECT_TRUE(test.verbose_enabled());
-    test.disable_verbose();
-    EXPECT_FALSE(test.verbose_enabled());
-  }
+  test.disable_verbose();
+  EXPECT_FALSE(test.verbose_enabled());
 }
 
 TEST(TestUtils, DescriptionsFillTheirColumns) {
