@@ -12,7 +12,6 @@
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <sstream>
 #include <tuple>
 #include <utility>

@@ -4,13 +4,10 @@
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
 #include "core/base/logging/LoggingCategoryPrefixed.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
-#include "core/base/logging/LoggingTimeStamp.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <vector>
 
 using namespace Ostrel;

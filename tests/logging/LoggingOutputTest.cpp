@@ -4,7 +4,6 @@
 #include "core/base/logging/LoggingEvent.hpp"
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
-#include "tests/support/CapturedLog.hpp"
 #include "tests/support/Files.hpp"
 
 #include <gtest/gtest.h>

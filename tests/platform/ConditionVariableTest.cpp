@@ -6,7 +6,6 @@
 #include "tests/support/Threads.hpp"
 
 #include <climits>
-#include <string>
 #include <thread>
 
 using namespace Ostrel;

@@ -5,7 +5,6 @@
 #include "core/base/platform/winapi/winapi.hpp"
 #include "tests/platform/Mutexes.hpp"
 #include "tests/support/CapturedLog.hpp"
-#include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
 
 #include <csignal>

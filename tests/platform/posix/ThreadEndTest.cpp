@@ -14,7 +14,6 @@
 #include <fstream>
 #include <future>
 #include <memory>
-#include <string>
 
 #include <pthread.h>
 #include <unistd.h>
