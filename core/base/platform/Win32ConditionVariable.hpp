@@ -4,7 +4,7 @@
 #include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
 
-#include <atomic>
+#include <list>
 
 namespace Ostrel {
 
@@ -30,25 +30,20 @@ public:
 
 private:
   struct Waiter;
-  class Guarded;
+  using Position = std::list<Waiter>::iterator;
+  enum class Outcome { NOT_WOKEN, SIGNALLED, BROADCAST };
 
   static void withdraw(void *waiter);
 
   bool wait_unlocked(unsigned long timeout, bool reacquires);
-  Waiter *enqueue(bool reacquires);
-  bool cancel(Waiter &waiter);
-  void unlink(Waiter &waiter);
-  void remove_ended();
-  bool wake(Waiter const &waiter) const;
-  void recycle(Waiter &waiter);
+  bool enqueue(bool reacquires, Position *position);
+  Outcome finish(Position waiter);
+  void recycle(std::list<Waiter> &from, Position waiter);
+  bool wake_first(Outcome outcome);
 
   Win32Mutex mutex_;
-  Win32Mutex guard_;        // acquired after mutex_; never held during a wait
-  Waiter *first_ = nullptr; // the queue, guarded by guard_
-  Waiter *last_ = nullptr;  // likewise
-  // Unused waiters, as a stack: popped under guard_, pushed without it. Acquire and release order
-  // the writes of the last user before the reads of the next.
-  std::atomic<Waiter *> spare_{nullptr};
+  Win32Mutex guard_; // of the lists; acquired after mutex_; never held during a wait
+  std::list<Waiter> waiting_, woken_, unused_; // the first in order of arrival
 };
 
 } // namespace Ostrel
