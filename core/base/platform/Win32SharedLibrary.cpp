@@ -13,7 +13,6 @@
 
 #include <cstring>
 #include <new>
-#include <optional>
 #include <utility>
 
 namespace Ostrel {
@@ -25,20 +24,8 @@ constexpr char const *LIBRARY_PATH_VARIABLE = "OSTREL_LIBRARY_PATH";
 
 ClassCategory category("Ostrel.Core.Base.Win32SharedLibrary");
 
-// Throws std::bad_alloc without memory.
-std::optional<std::string> read_variable(char const *name) {
-  std::string value;
-  if (!read_environment(name, &value)) {
-    return std::nullopt;
-  }
-  return value;
-}
-
 void append_to_search_path(std::string *search_path, std::string const &directories) {
-  if (!search_path->empty()) {
-    *search_path += Platform::get_search_path_delimiter();
-  }
-  *search_path += directories;
+  *search_path += (search_path->empty() ? "" : Platform::get_search_path_delimiter()) + directories;
 }
 
 // Changes PATH until the end of a block.
@@ -49,32 +36,31 @@ public:
   TemporaryPath &operator=(TemporaryPath const &) = delete;
   ~TemporaryPath() { restore(); }
 
-  // Appends the libraries' directories to PATH. False, with PATH unchanged, without memory.
-  bool extend(std::string const &search_path) try {
-    before_ = read_variable(PATH_VARIABLE);
-    std::string path = before_.value_or("");
-    if (std::optional<std::string> const libraries = read_variable(LIBRARY_PATH_VARIABLE)) {
-      append_to_search_path(&path, *libraries);
+  // Appends the libraries' directories to PATH. False if PATH cannot be set. Throws std::bad_alloc.
+  bool extend(std::string const &search_path) {
+    was_set_ = read_environment(PATH_VARIABLE, &before_);
+    std::string path = before_, libraries;
+    if (read_environment(LIBRARY_PATH_VARIABLE, &libraries)) {
+      append_to_search_path(&path, libraries);
     }
     if (!search_path.empty()) {
       append_to_search_path(&path, search_path);
     }
     // Sets the old value first: the environment keeps a copy of each value, so that `restore` needs
     // no memory.
-    is_changed_ = set(before_) && set(path);
+    is_changed_ = set_back() && SetEnvironmentVariableA(PATH_VARIABLE, path.c_str()) != FALSE;
     return is_changed_;
-  } catch (std::bad_alloc const &) {
-    return false;
   }
 
-  bool restore() { return !std::exchange(is_changed_, false) || set(before_); }
+  bool restore() { return !std::exchange(is_changed_, false) || set_back(); }
 
 private:
-  static bool set(std::optional<std::string> const &path) {
-    return SetEnvironmentVariableA(PATH_VARIABLE, path ? path->c_str() : nullptr) != FALSE;
+  bool set_back() {
+    return SetEnvironmentVariableA(PATH_VARIABLE, was_set_ ? before_.c_str() : nullptr) != FALSE;
   }
 
-  std::optional<std::string> before_;
+  std::string before_;
+  bool was_set_ = false;
   bool is_changed_ = false;
 };
 
@@ -162,7 +148,7 @@ unsigned long Win32SharedLibrary::set_name(char const *name) try {
   if (name == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  name_ = std::string(name);
+  name_ = name;
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -176,9 +162,7 @@ unsigned long Win32SharedLibrary::add_search_path(char const *directories) try {
   if (directories == nullptr) {
     return RESULT_SUCCESS;
   }
-  std::string search_path = search_path_;
-  append_to_search_path(&search_path, directories);
-  search_path_ = std::move(search_path);
+  append_to_search_path(&search_path_, directories);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
