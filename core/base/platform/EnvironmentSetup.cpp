@@ -9,6 +9,7 @@
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstring>
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -17,22 +18,20 @@ namespace Ostrel {
 
 namespace {
 
-using Text = std::unique_ptr<char[]>;
-
 constexpr char const *CONFIG_PATH = "OSTREL_CONFIG_PATH";
 constexpr char const *SOURCE_TREE = "ostrel-core"; // the name of its directory
 constexpr int DIRECTORY_SIZE = 260; // characters of the current directory, terminator included
 
 ClassCategory category("Ostrel.Core.Base.EnvironmentSetup");
 
-// Null without memory.
-Text copy_text(char const *text) {
+// The caller deletes the copy. Null without memory.
+char *copy_text(char const *text) {
   std::size_t const size = std::strlen(text) + 1;
-  Text copy(new (std::nothrow) char[size]);
+  std::unique_ptr<char[]> copy(new (std::nothrow) char[size]);
   if (copy != nullptr) {
     std::memcpy(copy.get(), text, size);
   }
-  return copy;
+  return copy.release();
 }
 
 void report_no_path() {
@@ -43,9 +42,7 @@ bool names_source_tree(char const *path) {
   return path != nullptr && std::strstr(path, SOURCE_TREE) != nullptr;
 }
 
-// "NAME=value" with the present value and, in the source tree, the tree's directory. Null without
-// memory.
-Text make_config_path_entry(bool is_in_source_tree) try {
+void extend_config_path(bool is_in_source_tree) try {
   std::string value;
   read_environment(CONFIG_PATH, &value);
   std::string entry = std::string(CONFIG_PATH) + "=" + value;
@@ -53,9 +50,8 @@ Text make_config_path_entry(bool is_in_source_tree) try {
     entry += Platform::get_search_path_delimiter();
     entry += OSTBASE_CONFIG_DIR;
   }
-  return copy_text(entry.c_str());
-} catch (std::bad_alloc const &) {
-  return nullptr;
+  _putenv(entry.c_str());
+} catch (std::bad_alloc const &) { // the variable keeps its value
 }
 
 } // namespace
@@ -100,30 +96,26 @@ char *EnvironmentSetup::make_srcdir_path(char const *relative_path) try {
   char const *const delimiter = Platform::get_path_delimiter();
   std::string path;
   if (relative_path[0] == delimiter[0] || !read_environment("srcdir", &path)) {
-    return copy_text(relative_path).release();
+    return copy_text(relative_path);
   }
   path += delimiter;
   path += relative_path;
-  Text new_path = copy_text(path.c_str());
+  char *const new_path = copy_text(path.c_str());
   if (new_path == nullptr) {
     report_no_path();
   }
-  return new_path.release();
+  return new_path;
 } catch (std::bad_alloc const &) {
   report_no_path();
   return nullptr;
 }
 
 void EnvironmentSetup::init_internal(int argc, char **argv) {
-  Text entry = make_config_path_entry(in_source_tree(argc, argv));
-  if (entry != nullptr) {
-    _putenv(entry.get());
-    config_path_entry_ = std::move(entry);
-  }
+  extend_config_path(in_source_tree(argc, argv));
   if (_argv0 != nullptr || argv == nullptr || argv[0] == nullptr) {
     return;
   }
-  _argv0 = copy_text(argv[0]).release();
+  _argv0 = copy_text(argv[0]);
   if (_argv0 != nullptr) { // otherwise the next `init` retries
     ++_argv0_ref_count;
   }

@@ -3,8 +3,6 @@
 
 #include "core/base/foundation/Export.h"
 
-#include <memory>
-
 namespace Ostrel {
 
 /// Lets a program that runs inside the source tree find the tree's settings: appends the tree's
@@ -53,11 +51,6 @@ protected:
   void init_internal(int argc, char **argv);
   /// For settings that only some operating systems need; does nothing so far.
   void init_external(int argc, char **argv);
-
-private:
-  // Entries of the environment, "NAME=value"; null for none.
-  std::unique_ptr<char[]> library_path_entry_; // no operating system needs one so far
-  std::unique_ptr<char[]> config_path_entry_;
 };
 
 } // namespace Ostrel
