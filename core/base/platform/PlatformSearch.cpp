@@ -22,26 +22,20 @@ char const *text_or_empty(char const *text) {
   return text == nullptr ? "" : text;
 }
 
-// Copies the element at `*start`, and moves `*start` to the next one. Each element of `search_path`
-// must end with a delimiter, including the last.
-std::string next_element(std::string const &search_path, std::size_t *start) {
-  std::size_t const end = search_path.find(DELIMITER, *start);
-  std::string element = search_path.substr(*start, end - *start);
-  *start = end + 1;
-  return element;
+// At least one: the empty text is one empty element.
+std::vector<std::string> elements_of(std::string search_path) {
+  search_path += DELIMITER;
+  std::vector<std::string> elements;
+  for (std::size_t start = 0; start < search_path.size();) {
+    std::size_t const end = search_path.find(DELIMITER, start);
+    elements.push_back(search_path.substr(start, end - start));
+    start = end + 1;
+  }
+  return elements;
 }
 
 std::string join(std::string const &directory, char const *file_name) {
   return directory + Platform::get_path_delimiter() + file_name;
-}
-
-std::string place_to_write(std::string const &search_path) {
-  std::string directory;
-  if (Platform::get_first_path(search_path, &directory) != RESULT_SUCCESS) {
-    category().warn("Couldn't find a decent first path choice for saving.");
-    return ".";
-  }
-  return directory;
 }
 
 } // namespace
@@ -54,9 +48,8 @@ unsigned long Platform::find_file(std::string search_path, char const *file_name
   if (file_name == nullptr) {
     return RESULT_NOT_FOUND;
   }
-  search_path += DELIMITER;
-  for (std::size_t start = 0; start < search_path.size();) {
-    std::string candidate = join(next_element(search_path, &start), file_name);
+  for (std::string const &directory : elements_of(std::move(search_path))) {
+    std::string candidate = join(directory, file_name);
     unsigned long const result = File().open_for_reading(candidate.c_str());
     if (result == RESULT_SUCCESS) {
       *out = std::move(candidate);
@@ -78,18 +71,11 @@ unsigned long Platform::get_seq_path(std::string const &search_path, int index,
   if (search_path.empty()) {
     return RESULT_NOT_FOUND;
   }
-  if (index < 0) {
+  std::vector<std::string> elements = elements_of(search_path);
+  if (index < 0 || static_cast<std::size_t>(index) >= elements.size()) {
     return RESULT_OUT_OF_BOUND;
   }
-  std::string const elements = search_path + DELIMITER;
-  std::size_t start = 0;
-  for (; index > 0 && start < elements.size(); --index) {
-    next_element(elements, &start);
-  }
-  if (start >= elements.size()) {
-    return RESULT_OUT_OF_BOUND;
-  }
-  *out = next_element(elements, &start);
+  *out = std::move(elements[static_cast<std::size_t>(index)]);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -154,12 +140,16 @@ void Platform::find_place_to_write(SystemProperty property, char const *file_nam
     *out = std::move(name);
     return;
   }
-  std::string search_path;
+  std::string search_path, directory;
   if (get_system_property(property, &search_path) != RESULT_SUCCESS) {
     category().warn("Failed to find SLAM landmark path possibilities.");
     search_path = ".";
   }
-  *out = join(place_to_write(search_path), name.c_str());
+  if (get_first_path(search_path, &directory) != RESULT_SUCCESS) {
+    category().warn("Couldn't find a decent first path choice for saving.");
+    directory = ".";
+  }
+  *out = join(directory, name.c_str());
 } catch (std::bad_alloc const &) {
   out->clear();
 }
