@@ -9,7 +9,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
-#include "core/base/platform/SystemProperty.hpp"
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 #include "core/base/platform/process/Rundown.hpp"

@@ -10,10 +10,10 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/logging/LoggingCategoryPostfixed.hpp"
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/SystemErrorText.hpp"
-#include "core/base/platform/SystemProperty.hpp"
 #include "core/base/platform/process/ProcessLock.hpp"
 
 #include <algorithm>

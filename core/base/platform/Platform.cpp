@@ -3,12 +3,18 @@
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/foundation/TerminationPoint.hpp"
-#include "core/base/logging/ClassCategory.hpp"
+#include "core/base/platform/Environment.hpp"
 #include "core/base/platform/File.hpp"
-#include "core/base/platform/Win32PlatformCategory.hpp"
+#include "core/base/platform/Win32ConditionVariable.hpp"
+#include "core/base/platform/Win32Mutex.hpp"
+#include "core/base/platform/Win32SharedLibrary.hpp"
+#include "core/base/platform/Win32Thread.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
 
 namespace Ostrel {
 
@@ -17,10 +23,9 @@ namespace {
 constexpr double MILLISECONDS_PER_SECOND = 1000.0;
 constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
 constexpr unsigned long LONGEST_SLEEP_MS = INFINITE - 1; // in one call: INFINITE has no end
+constexpr char ENTER = '\r';
 
 } // namespace
-
-ClassCategory win32_platform_category("Ostrel.Core.Base.Win32Platform");
 
 OSTBASE_TERMINATION_POINT void Platform::millisecond_sleep(unsigned long milliseconds) {
   while (milliseconds > LONGEST_SLEEP_MS) {
@@ -63,6 +68,57 @@ void Platform::get_local_time(int *hour, int *minute, int *second) {
   }
 }
 
+// Not the C library's `getenv`: on Windows it does not see changes by SetEnvironmentVariableA, such
+// as that of PATH during the load of a library.
+bool read_environment(char const *name, std::string *value) {
+  std::string text;
+  DWORD length = 0;
+  // Retried until the value fits: another thread may set a longer one in between.
+  do {
+    text.resize(length);
+    SetLastError(ERROR_SUCCESS); // distinguishes an empty value from an unset variable
+    length = GetEnvironmentVariableA(name, text.data(), static_cast<DWORD>(text.size()));
+    if (length == 0 && GetLastError() != ERROR_SUCCESS) {
+      return false;
+    }
+  } while (length > text.size());
+  if (value != nullptr) {
+    text.resize(length);
+    *value = std::move(text);
+  }
+  return true;
+}
+
+bool Platform::get_environment_variable(char const *name, std::string *value) try {
+  return read_environment(name, value);
+} catch (std::bad_alloc const &) {
+  return false;
+}
+
+bool Platform::input_ready(std::FILE *stream) {
+  return stream != nullptr && _fileno(stream) == 0 && _kbhit() != 0;
+}
+
+OSTBASE_TERMINATION_POINT char Platform::get_char() {
+  int const key = _getche();
+  prevent_tail_call();
+  return static_cast<char>(key);
+}
+
+OSTBASE_TERMINATION_POINT bool Platform::get_line(std::string *line) try {
+  if (line == nullptr) {
+    return true;
+  }
+  char const character = get_char();
+  if (character == ENTER) {
+    return true;
+  }
+  line->push_back(character);
+  return false;
+} catch (std::bad_alloc const &) {
+  return false;
+}
+
 void Platform::write_standard_error(char const *text, std::size_t size) {
   if (text != nullptr) {
     write_whole(GetStdHandle(STD_ERROR_HANDLE), text, size);
@@ -99,6 +155,26 @@ unsigned long Platform::kill(int) {
 
 unsigned long Platform::spawn(char const *, int *) {
   return RESULT_FAILURE;
+}
+
+IMutex *Platform::create_mutex(bool /*unused*/) {
+  unsigned long result = RESULT_SYSTEM_ERROR;
+  std::unique_ptr<IMutex> mutex(
+      new (std::nothrow) Win32Mutex(/*initially_owned=*/false, /*name=*/nullptr,
+                                    /*open_existing=*/false, /*security=*/nullptr, &result));
+  return result == RESULT_SUCCESS ? mutex.release() : nullptr;
+}
+
+IThread *Platform::create_thread(IThread::Routine routine, void *argument, bool /*unused*/) {
+  return new (std::nothrow) Win32Thread(routine, argument);
+}
+
+IConditionVariable *Platform::create_condition_variable() {
+  return new (std::nothrow) Win32ConditionVariable();
+}
+
+ISharedLibrary *Platform::create_shared_library() {
+  return new (std::nothrow) Win32SharedLibrary;
 }
 
 } // namespace Ostrel

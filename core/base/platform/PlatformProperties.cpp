@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Platform.hpp"
 
-#include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/File.hpp"
-#include "core/base/platform/SystemProperty.hpp"
-#include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstdint>
@@ -24,7 +21,8 @@ namespace {
 
 constexpr char const *REGISTRY_KEY = "Software\\Ostrel Labs\\OVRA";
 constexpr char const *INSTALL_VALUE = "InstallPath";
-constexpr std::size_t NUMBER_SIZE = 16; // characters of a 32-bit number, terminator included
+
+ClassCategory category("Ostrel.Core.Base.Win32Platform");
 
 struct PropertySources {
   char const *variable;   // of the environment; null for none
@@ -65,9 +63,7 @@ bool registry_text(DWORD type, BYTE const *data, DWORD size, std::string *out) {
     return false;
   }
   std::memcpy(&number, data, sizeof number);
-  char text[NUMBER_SIZE];
-  ovra_snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(number));
-  *out = text;
+  *out = std::to_string(number);
   return true;
 }
 
@@ -139,8 +135,7 @@ void single_directory(PropertySources const &sources, Registry *registry, std::s
     return;
   }
   if (!registry->read(sources.value, path)) {
-    win32_platform_category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY,
-                                   sources.value);
+    category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY, sources.value);
   }
   if (path->empty()) {
     append_default(sources, registry, path);

@@ -7,17 +7,15 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/File.hpp"
-#include "core/base/platform/FileSearch.hpp"
 #include "core/base/platform/SystemErrorText.hpp"
-#include "core/base/platform/Win32PlatformCategory.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <optional>
+#include <string_view>
 
 namespace Ostrel {
 
@@ -25,14 +23,8 @@ namespace {
 
 constexpr std::size_t LONGEST_PATH = 32768; // characters, terminator included
 constexpr std::size_t BLOCK_SIZE = 16384;   // bytes, in one read
-constexpr int NAME_ATTEMPTS = 10;           // each with another name
 
-struct Contents {
-  char const *data;
-  std::size_t size;
-};
-
-enum class Outcome { DONE, FAILED, WOULD_LOSE };
+ClassCategory category("Ostrel.Core.Base.Win32Platform");
 
 // --- Temporary files of killed processes ------------------------------------------------------
 
@@ -75,130 +67,65 @@ void remove_left_over(std::string const &directory) {
 
 // --- A save -----------------------------------------------------------------------------------
 
-// The temporary file of a save. The destructor removes it unless it was renamed.
-class TemporaryFile {
-public:
-  TemporaryFile() = default;
-  TemporaryFile(TemporaryFile const &) = delete;
-  TemporaryFile &operator=(TemporaryFile const &) = delete;
-  ~TemporaryFile() {
-    LastErrorGuard const guard;
-    file_.reset();
-    if (exists_) {
-      DeleteFileA(path_.c_str());
-    }
-  }
+enum class Target { MISSING, EXISTING };
 
-  // Creates the file in the directory of `target`. False, with the last error, on failure.
-  bool create(std::string const &target, NewFile permissions) {
-    std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
-    remove_left_over(directory); // first, since these files may fill the disk
-    for (int attempt = 0; attempt < NAME_ATTEMPTS && !exists_; ++attempt) {
-      path_ = directory + unique_name();
-      file_ = open_file(path_.c_str(), GENERIC_WRITE, CREATE_NEW, permissions);
-      exists_ = file_ != nullptr;
-      if (!exists_ && GetLastError() != ERROR_FILE_EXISTS) {
-        return false;
-      }
-    }
-    return exists_;
-  }
-
-  // Writes the bytes to the disk and closes the file.
-  bool fill(Contents const &contents) {
-    bool const is_written =
-        write_whole(file_.get(), contents.data, contents.size) == contents.size &&
-        FlushFileBuffers(file_.get()) != FALSE;
-    LastErrorGuard const guard;
-    file_.reset();
-    return is_written;
-  }
-
-  bool replace(std::string const &target) {
-    exists_ = ReplaceFileA(target.c_str(), path_.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH,
-                           nullptr, nullptr) == FALSE;
-    return !exists_;
-  }
-
-  bool rename_to(std::string const &target) {
-    exists_ = MoveFileExA(path_.c_str(), target.c_str(),
-                          MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == FALSE;
-    return !exists_;
-  }
-
-private:
-  // The process and the counter distinguish concurrent saves; the time distinguishes them from the
-  // files of a killed process with the same number.
-  static std::string unique_name() {
-    static std::atomic<unsigned long> counter{0};
-    LARGE_INTEGER now = {};
-    QueryPerformanceCounter(&now);
-    return NAME_BEGIN + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(now.QuadPart) +
-           "-" + std::to_string(++counter) + NAME_END;
-  }
-
-  std::string path_;
-  OpenFile file_;
-  bool exists_ = false;
-};
-
-// False, with the last error, if the links cannot be followed.
-bool find_target(char const *path, std::string *target) {
-  target->resize(LONGEST_PATH);
-  bool const is_followed = follow_links(path, target->data(), target->size());
-  target->resize(is_followed ? std::strlen(target->c_str()) : 0);
-  return is_followed;
+// The thread distinguishes concurrent saves; the time distinguishes them from earlier ones.
+std::string unique_name() {
+  LARGE_INTEGER now = {};
+  QueryPerformanceCounter(&now);
+  return NAME_BEGIN + std::to_string(GetCurrentThreadId()) + "-" + std::to_string(now.QuadPart) +
+         NAME_END;
 }
 
-Outcome failed_or_would_lose() {
-  switch (GetLastError()) {
+bool rename(std::string const &from, std::string const &to, Target kind) {
+  return (kind == Target::EXISTING
+              ? ReplaceFileA(to.c_str(), from.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
+                             nullptr)
+              : MoveFileExA(from.c_str(), to.c_str(),
+                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) != FALSE;
+}
+
+// Writes a temporary file and renames it. It is private until it has the permissions of an existing
+// target. False, with the last error, on failure.
+bool write_and_rename(std::string const &target, std::string_view contents, Target kind) {
+  std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
+  remove_left_over(directory); // first, since these files may fill the disk
+  std::string const path = directory + unique_name();
+  OpenFile file = open_file(path.c_str(), GENERIC_WRITE, CREATE_NEW,
+                            kind == Target::EXISTING ? NewFile::PRIVATE : NewFile::SHARED);
+  if (file == nullptr) {
+    return false;
+  }
+  bool const is_written =
+      write_whole(file.get(), contents.data(), contents.size()) == contents.size() &&
+      FlushFileBuffers(file.get()) != FALSE;
+  file.reset(); // Windows renames no open file
+  if (is_written && rename(path, target, kind)) {
+    return true;
+  }
+  LastErrorGuard const guard;
+  DeleteFileA(path.c_str());
+  return false;
+}
+
+// Whether a file can only be written in place, since a rename is impossible or would lose
+// something.
+bool needs_overwriting(DWORD error) {
+  switch (error) {
   case ERROR_NOT_SUPPORTED:
   case ERROR_ACCESS_DENIED:
   case ERROR_SHARING_VIOLATION:         // on Windows a reader of the target prevents the rename
   case ERROR_UNABLE_TO_REMOVE_REPLACED: // likewise
   case ERROR_FILENAME_EXCED_RANGE:      // of the temporary file alone: the target has been opened
-    return Outcome::WOULD_LOSE;
+    return true;
   default:
-    return Outcome::FAILED;
+    return false;
   }
-}
-
-Outcome replace_by_name(std::string const &target, Contents const &contents) {
-  TemporaryFile temporary;
-  // Private until it has the permissions of the old file.
-  if (!temporary.create(target, NewFile::PRIVATE)) {
-    return failed_or_would_lose();
-  }
-  if (!temporary.fill(contents)) {
-    return Outcome::FAILED;
-  }
-  return temporary.replace(target) ? Outcome::DONE : failed_or_would_lose();
-}
-
-bool write_new(std::string const &target, Contents const &contents) {
-  TemporaryFile temporary;
-  return temporary.create(target, NewFile::SHARED) && temporary.fill(contents) &&
-         temporary.rename_to(target);
-}
-
-bool seek(HANDLE file, std::size_t position) {
-  LARGE_INTEGER distance = {};
-  distance.QuadPart = static_cast<std::int64_t>(position);
-  return SetFilePointerEx(file, distance, nullptr, FILE_BEGIN) != FALSE;
-}
-
-bool write_at(HANDLE file, std::size_t position, Contents const &contents) {
-  return seek(file, position) && write_whole(file, contents.data, contents.size) == contents.size &&
-         FlushFileBuffers(file) != FALSE;
-}
-
-bool truncate(HANDLE file, std::size_t position) {
-  return seek(file, position) && SetEndOfFile(file) != FALSE;
 }
 
 // Reads the whole file, or nothing if the caller may not read it. False, with the last error, on a
 // temporary error. Throws std::bad_alloc.
-bool read_if_allowed(std::string const &path, std::string *bytes) {
+bool read_if_allowed(std::string const &path, std::optional<std::string> *bytes) {
   File file;
   unsigned long const result = file.open_for_reading(path.c_str());
   if (result == RESULT_OUT_OF_MEMORY) {
@@ -207,64 +134,65 @@ bool read_if_allowed(std::string const &path, std::string *bytes) {
   if (result != RESULT_SUCCESS) {
     return result == RESULT_NOT_FOUND;
   }
+  bytes->emplace();
   char block[BLOCK_SIZE];
-  std::size_t count = 0;
-  bool is_read = file.read(block, sizeof block, &count);
-  while (is_read && count > 0) {
-    bytes->append(block, count);
-    is_read = file.read(block, sizeof block, &count);
+  for (std::size_t count = sizeof block; count > 0;) {
+    if (!file.read(block, sizeof block, &count)) {
+      return false;
+    }
+    (*bytes)->append(block, count);
   }
-  return is_read;
+  return true;
 }
 
-// Writes the part beyond the old end first: only that part needs space on the disk.
-bool write_over(HANDLE file, std::size_t old_size, Contents const &contents) {
-  std::size_t const kept = std::min(contents.size, old_size);
-  Contents const head = {contents.data, kept};
-  Contents const tail = {contents.data + kept, contents.size - kept};
-  return (tail.size == 0 || write_at(file, kept, tail)) && write_at(file, 0, head) &&
-         truncate(file, contents.size) && FlushFileBuffers(file) != FALSE;
+bool write_over(HANDLE file, std::string_view contents) {
+  return SetFilePointerEx(file, LARGE_INTEGER{}, nullptr, FILE_BEGIN) != FALSE &&
+         write_whole(file, contents.data(), contents.size()) == contents.size() &&
+         SetEndOfFile(file) != FALSE && FlushFileBuffers(file) != FALSE;
 }
 
 // Keeps the old bytes in memory, if the caller may read them, and writes them back if a step fails.
-bool overwrite(HANDLE file, std::string const &path, Contents const &contents) {
-  if (GetFileType(file) != FILE_TYPE_DISK) {
-    return write_whole(file, contents.data, contents.size) == contents.size;
-  }
-  std::string old;
-  LARGE_INTEGER size = {};
-  if (!read_if_allowed(path, &old) || GetFileSizeEx(file, &size) == FALSE) {
+bool overwrite(HANDLE file, std::string const &path, std::string_view contents) {
+  std::optional<std::string> old;
+  if (!read_if_allowed(path, &old)) {
     return false;
   }
-  auto const old_size = static_cast<std::size_t>(size.QuadPart);
-  if (write_over(file, old_size, contents)) {
+  if (write_over(file, contents)) {
     return true;
   }
   LastErrorGuard const guard;
-  write_at(file, 0, {old.data(), old.size()});
-  truncate(file, old_size);
+  if (old) {
+    write_over(file, *old);
+  }
   return false;
 }
 
 // Opens the old file for writing to check the caller's permission: a rename only needs permission
 // to write the directory.
-bool replace(std::string const &target, Contents const &contents) {
+bool replace(std::string const &target, std::string_view contents) {
   OpenFile const old = open_file(target.c_str(), GENERIC_WRITE, OPEN_EXISTING);
   if (old == nullptr) {
-    return GetLastError() == ERROR_FILE_NOT_FOUND && write_new(target, contents);
+    return GetLastError() == ERROR_FILE_NOT_FOUND &&
+           write_and_rename(target, contents, Target::MISSING);
+  }
+  if (GetFileType(old.get()) != FILE_TYPE_DISK) {
+    return write_whole(old.get(), contents.data(), contents.size()) == contents.size();
   }
   BY_HANDLE_FILE_INFORMATION information = {};
-  bool const is_on_disk = GetFileType(old.get()) == FILE_TYPE_DISK;
-  if (is_on_disk && GetFileInformationByHandle(old.get(), &information) == FALSE) {
+  if (GetFileInformationByHandle(old.get(), &information) == FALSE) {
     return false;
   }
   // A file that another program has just replaced has 0 links, and is not overwritten in place: its
   // readers keep the old contents.
-  bool const has_further_names = information.nNumberOfLinks > 1;
-  Outcome const outcome =
-      is_on_disk && !has_further_names ? replace_by_name(target, contents) : Outcome::WOULD_LOSE;
-  return outcome == Outcome::DONE ||
-         (outcome == Outcome::WOULD_LOSE && overwrite(old.get(), target, contents));
+  if (information.nNumberOfLinks <= 1) {
+    if (write_and_rename(target, contents, Target::EXISTING)) {
+      return true;
+    }
+    if (!needs_overwriting(GetLastError())) {
+      return false;
+    }
+  }
+  return overwrite(old.get(), target, contents);
 }
 
 } // namespace
@@ -273,14 +201,16 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   if (path == nullptr || (data == nullptr && size > 0)) {
     return RESULT_INVALID_ARGUMENT;
   }
-  std::string target;
-  if (!find_target(path, &target) || !replace(target, {data, size})) {
-    DWORD const error = GetLastError();
-    SystemErrorText const reason;
-    win32_platform_category().debug("Failed to write '%s': %s", path, reason.c_str());
-    return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
+  std::string target(LONGEST_PATH, '\0');
+  bool const is_found = follow_links(path, target.data(), target.size());
+  target.resize(std::strlen(target.c_str()));
+  if (is_found && replace(target, {data, size})) {
+    return RESULT_SUCCESS;
   }
-  return RESULT_SUCCESS;
+  DWORD const error = GetLastError();
+  SystemErrorText const reason;
+  category().debug("Failed to write '%s': %s", path, reason.c_str());
+  return error == ERROR_NOT_ENOUGH_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_IO_ERROR;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
