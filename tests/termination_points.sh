@@ -10,8 +10,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../core/base"
 # Parts of marked operations, or of operations in whose wait no thread may be ended.
 steps=(Win32Mutex::acquire_for_certain Win32Mutex::release_and_wait
   Win32ConditionVariable::wait_unlocked Win32ConditionVariable::enqueue
-  Win32ConditionVariable::finish Win32ConditionVariable::signal Win32ConditionVariable::broadcast
-  Win32ConditionVariable::withdraw)
+  Win32ConditionVariable::finish Win32ConditionVariable::withdraw)
 
 # Each function of the sources becomes one line.
 functions=$(awk '

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Win32ConditionVariable.hpp"
 
-#include "core/base/foundation/AcquirableLock.hpp"
+#include "core/base/foundation/RetryingLock.hpp"
 #include "core/base/foundation/TerminationPoint.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/winapi/system.hpp"
@@ -113,7 +113,7 @@ bool Win32ConditionVariable::wait_unlocked(unsigned long timeout, bool reacquire
 
 // Appends a waiter to the queue. False without memory, and if the system has no mutex.
 bool Win32ConditionVariable::enqueue(bool reacquires, Position *position) try {
-  AcquirableLock guarded(guard_);
+  RetryingLock guarded(&guard_);
   if (!guarded.acquire()) {
     return false;
   }
@@ -138,8 +138,7 @@ bool Win32ConditionVariable::enqueue(bool reacquires, Position *position) try {
 
 // Ends a wait, and returns how it ended: a waiter may be woken after its time-out.
 Win32ConditionVariable::Outcome Win32ConditionVariable::finish(Position waiter) {
-  AcquirableLock guarded(guard_);
-  guarded.acquire();
+  RetryingLock const guarded(&guard_);
   Outcome const outcome = waiter->outcome;
   bool const is_woken = outcome != Outcome::NOT_WOKEN;
   if (is_woken) {
@@ -179,14 +178,12 @@ bool Win32ConditionVariable::wake_first(Outcome outcome) {
 }
 
 bool Win32ConditionVariable::signal() {
-  AcquirableLock guarded(guard_);
-  guarded.acquire();
+  RetryingLock const guarded(&guard_);
   return wake_first(Outcome::SIGNALLED);
 }
 
 bool Win32ConditionVariable::broadcast() {
-  AcquirableLock guarded(guard_);
-  guarded.acquire();
+  RetryingLock const guarded(&guard_);
   bool is_done = true;
   while (!waiting_.empty()) {
     is_done = wake_first(Outcome::BROADCAST) && is_done;
