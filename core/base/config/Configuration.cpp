@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/Configuration.hpp"
 
-#include "core/base/config/KeyPath.hpp"
 #include "core/base/config/SourceLookUp.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
@@ -85,10 +84,8 @@ void const *Configuration::find_key(char const *path) const {
   return find_key(nullptr, path);
 }
 
-void const *Configuration::find_key(void const *key, char const *sub_path) const try {
-  return look_up(Lock(*this), key, sub_path);
-} catch (std::bad_alloc const &) {
-  return nullptr;
+void const *Configuration::find_key(void const *key, char const *sub_path) const {
+  return find_sub_key(key, sub_path);
 }
 
 void const *Configuration::find_repository_key(char const *name, void const *) const {
@@ -214,16 +211,8 @@ void const *Configuration::find_key_with_value(void const *key, char const *sub_
 
 // --- Values -----------------------------------------------------------------------------------
 
-unsigned long Configuration::get_value(char const *path, char const *name, std::string *out) const
-    try {
-  if (out == nullptr) {
-    return RESULT_INVALID_ARGUMENT;
-  }
-  Lock const lock(*this);
-  void const *const key = look_up(lock, nullptr, path);
-  return search_value(key, nullptr, name, out) == nullptr ? RESULT_NOT_FOUND : RESULT_SUCCESS;
-} catch (std::bad_alloc const &) {
-  return RESULT_OUT_OF_MEMORY;
+unsigned long Configuration::get_value(char const *path, char const *name, std::string *out) const {
+  return get_value(nullptr, path, name, out);
 }
 
 unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
@@ -330,8 +319,7 @@ void const *Configuration::search_value(void const *key, char const *sub_path, c
 }
 
 void const *Configuration::find_sub_key(void const *key, char const *path) const try {
-  Lock const lock(*this);
-  return search_sub_key(key, path);
+  return look_up(Lock(*this), key, path);
 } catch (std::bad_alloc const &) {
   return nullptr;
 }

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/SourceLookUp.hpp"
 
-#include "core/base/config/KeyPath.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/config/xml/XmlDocument.hpp"
 #include "core/base/foundation/VtableId.hpp"
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -17,6 +19,30 @@ namespace {
 
 // 0 until the first source is constructed. Relaxed: each source stores the same value.
 std::atomic<VtableId> indexed_class{0};
+
+// One component of a key path and what follows it.
+struct Component {
+  std::string_view name; // empty: every sub-key counts
+  long index = 0;        // among the sub-keys of that name, from 0
+  char const *rest = ""; // the path after the component and its separators
+};
+
+Component read_component(char const *path) {
+  Component component;
+  std::size_t const length = std::strcspn(path, "/\\:");
+  component.name = std::string_view(path, length);
+  char const *behind = path + length;
+  if (*behind == ':') {
+    char *end = nullptr;
+    component.index = std::strtol(behind + 1, &end, 10);
+    behind = end;
+  }
+  // Any other character after an index ends the whole path.
+  if (is_key_separator(*behind)) {
+    component.rest = skip_key_separators(behind);
+  }
+  return component;
+}
 
 void const *walk_to_sub_key(IConfigSource const &source, void const *key, std::string_view name,
                             unsigned int index) {
@@ -69,11 +95,21 @@ void const *SourceLookUp::find_key(void const *key, char const *path) const {
   if (path == nullptr) {
     return key;
   }
-  return walk_key_path(key, path,
-                       [this](void const *parent, std::string_view name, unsigned int index) {
-                         return indexed_ != nullptr ? find_indexed_key(parent, name, index)
-                                                    : walk_to_sub_key(source_, parent, name, index);
-                       });
+  char const *rest = skip_key_separators(path);
+  while (*rest != '\0') {
+    Component const component = read_component(rest);
+    if (component.index > INT_MAX) {
+      return nullptr;
+    }
+    auto const index = static_cast<unsigned int>(std::max(component.index, 0L));
+    key = indexed_ != nullptr ? find_indexed_key(key, component.name, index)
+                              : walk_to_sub_key(source_, key, component.name, index);
+    if (key == nullptr) {
+      return nullptr;
+    }
+    rest = component.rest;
+  }
+  return key;
 }
 
 void const *SourceLookUp::find_value(void const *key, char const *name, std::string *text) const {

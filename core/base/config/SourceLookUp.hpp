@@ -11,6 +11,17 @@ namespace Ostrel {
 class IConfigSource;
 class XmlConfigSource;
 
+inline bool is_key_separator(char character) {
+  return character == '/' || character == '\\';
+}
+
+inline char const *skip_key_separators(char const *path) {
+  while (is_key_separator(*path)) {
+    ++path;
+  }
+  return path;
+}
+
 /// An index of the sub-keys of a source, so that a look-up by index needs no walk. Internal to the
 /// library.
 ///

@@ -3,7 +3,6 @@
 
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/SettingCache.hpp"
-#include "core/base/config/SettingKey.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
@@ -184,14 +183,23 @@ private:
   unsigned long result_;
 };
 
-// Nothing, with a warning, if the key is malformed or its alias unknown.
+struct SettingKey {
+  std::string path; // of the key
+  std::string name; // of its value
+};
+
+// Splits a full key at its last '/'. Nothing, with a warning, for the empty key of an unknown alias
+// and for a malformed one: with fewer than two '/', two in a row, or one at either end.
 std::optional<SettingKey> split(std::string_view full_key) {
-  std::optional<SettingKey> key = SettingKey::split(full_key);
-  if (!key) {
+  std::size_t const first = full_key.find('/'), last = full_key.rfind('/');
+  bool const is_well_formed = first != full_key.npos && first != 0 && first != last &&
+                              last + 1 != full_key.size() && full_key.find("//") == full_key.npos;
+  if (!is_well_formed) {
     category().warn("Malformed key + value. Valid keys should be of the form "
                     "root/key(1..n)/value");
+    return std::nullopt;
   }
-  return key;
+  return SettingKey{std::string(full_key.substr(0, last)), std::string(full_key.substr(last + 1))};
 }
 
 // Maps a failure of the facade to a result of this interface.

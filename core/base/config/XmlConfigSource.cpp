@@ -190,12 +190,9 @@ void const *XmlConfigSource::open_repository(char const *name) try {
   if (auto const open = repositories_.find(name); open != repositories_.end()) {
     return open->second->document.root();
   }
-  std::string const delimiter = Platform::get_path_delimiter();
-  if (delimiter.size() != 1) {
-    return nullptr;
-  }
-  std::string relative_path = delimiter + name;
-  std::replace(relative_path.begin(), relative_path.end(), '.', delimiter.front());
+  char const *const delimiter = Platform::get_path_delimiter();
+  std::string relative_path = delimiter + std::string(name);
+  std::replace(relative_path.begin(), relative_path.end(), '.', *delimiter);
   relative_path += ".xml";
   std::string found;
   std::unique_ptr<DocumentRecord> record;
