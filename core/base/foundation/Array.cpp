@@ -50,9 +50,8 @@ void copy(char *to, void const *from, std::uint64_t bytes) {
 
 } // namespace
 
-Array::Array(Array const &other)
-    : element_size_(other.element_size_), step_size_(other.step_size_) {
-  push_back_data(other.data(), other.size_);
+Array::Array(Array const &other) : Array(other.element_size_) {
+  *this = other;
 }
 
 Array &Array::operator=(Array const &other) {
@@ -65,10 +64,9 @@ Array &Array::operator=(Array const &other) {
   return *this;
 }
 
-Array::Array(Array &&other) noexcept
-    : element_size_(other.element_size_), size_(std::exchange(other.size_, 0)),
-      capacity_(std::exchange(other.capacity_, 0)), step_size_(other.step_size_),
-      data_(std::move(other.data_)) {}
+Array::Array(Array &&other) noexcept : Array(other.element_size_) {
+  *this = std::move(other);
+}
 
 Array &Array::operator=(Array &&other) noexcept {
   if (this != &other) {

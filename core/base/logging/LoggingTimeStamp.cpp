@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingTimeStamp.hpp"
 
+#include "core/base/foundation/Formatting.h"
+
 #include <atomic>
 
 namespace Ostrel {
@@ -21,14 +23,10 @@ LoggingTimeStamp::LoggingTimeStamp() noexcept
     : time_(static_cast<std::int32_t>(last_number.fetch_add(1, std::memory_order_relaxed) + 1)) {}
 
 std::string LoggingTimeStamp::get_time_string() const {
-  constexpr std::uint32_t BASE = 10;
-  std::string text = "000000"; // short enough to be stored without an allocation
-  std::uint32_t rest = absolute(time_);
-  for (auto digit = text.rbegin(); digit != text.rend(); ++digit) {
-    *digit = static_cast<char>('0' + rest % BASE);
-    rest /= BASE;
-  }
-  return text;
+  constexpr std::uint32_t LIMIT = 1000000; // six digits
+  char text[sizeof "000000"];
+  ovra_snprintf(text, sizeof text, "%06u", absolute(time_) % LIMIT);
+  return text; // short enough to be stored without an allocation
 }
 
 } // namespace Ostrel

@@ -11,6 +11,7 @@
 #include "core/base/platform/Win32Thread.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -22,17 +23,12 @@ namespace {
 
 constexpr double MILLISECONDS_PER_SECOND = 1000.0;
 constexpr double MICROSECONDS_PER_SECOND = 1000000.0;
-constexpr unsigned long LONGEST_SLEEP_MS = INFINITE - 1; // in one call: INFINITE has no end
 constexpr char ENTER = '\r';
 
 } // namespace
 
 OSTBASE_TERMINATION_POINT void Platform::millisecond_sleep(unsigned long milliseconds) {
-  while (milliseconds > LONGEST_SLEEP_MS) {
-    Sleep(static_cast<DWORD>(LONGEST_SLEEP_MS));
-    milliseconds -= LONGEST_SLEEP_MS;
-  }
-  Sleep(static_cast<DWORD>(milliseconds));
+  Sleep(static_cast<DWORD>(std::min<unsigned long>(milliseconds, INFINITE)));
   prevent_tail_call();
 }
 

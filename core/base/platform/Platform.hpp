@@ -44,7 +44,7 @@ public:
 
   // --- Clocks ---------------------------------------------------------------------------------
 
-  /// Blocks the calling thread.
+  /// Blocks the calling thread; without a limit for `OVRA_INFINITE` and larger values.
   static void millisecond_sleep(unsigned long milliseconds);
 
   /// The high-resolution monotonic clock in seconds, from an unspecified origin; 0.0 if it cannot
