@@ -128,11 +128,8 @@ public:
   /// omitted.
   ///
   /// @param prefix  null means the empty prefix.
-  /// @param out     its contents are replaced by the paths; may hold the prefix; untouched on
-  ///                failure.
-  /// @return `RESULT_SUCCESS`, also if no directory is found; `RESULT_PRECONDITION_ERROR` for a
-  ///         null `out`; `RESULT_IO_ERROR` if the directory cannot be read to its end;
-  ///         `RESULT_OUT_OF_MEMORY`.
+  /// @param out     as for `get_file_list`.
+  /// @return as `get_file_list`, without warnings.
   static unsigned long get_dir_list(char const *prefix, std::vector<std::string> *out);
 
   /// Replaces the contents of a file atomically: at any time the file holds either the old bytes or

@@ -78,15 +78,16 @@ std::string unique_name() {
 }
 
 bool rename(std::string const &from, std::string const &to, Target kind) {
-  return (kind == Target::EXISTING
-              ? ReplaceFileA(to.c_str(), from.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
-                             nullptr)
-              : MoveFileExA(from.c_str(), to.c_str(),
-                            MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) != FALSE;
+  if (kind == Target::EXISTING) {
+    return ReplaceFileA(to.c_str(), from.c_str(), nullptr, REPLACEFILE_WRITE_THROUGH, nullptr,
+                        nullptr) != FALSE;
+  }
+  return MoveFileExA(from.c_str(), to.c_str(),
+                     MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
 }
 
-// Writes a temporary file and renames it. It is private until it has the permissions of an existing
-// target. False, with the last error, on failure.
+// Writes a temporary file and renames it. For an existing target, the file is private until it has
+// the target's permissions. False, with the last error, on failure.
 bool write_and_rename(std::string const &target, std::string_view contents, Target kind) {
   std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
   remove_left_over(directory); // first, since these files may fill the disk
