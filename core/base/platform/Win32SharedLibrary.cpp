@@ -36,8 +36,8 @@ public:
   TemporaryPath &operator=(TemporaryPath const &) = delete;
   ~TemporaryPath() { restore(); }
 
-  // Appends the libraries' directories to PATH. False if PATH cannot be set. Throws std::bad_alloc.
-  bool extend(std::string const &search_path) {
+  // Appends the libraries' directories to PATH. False, with PATH unchanged, without memory.
+  bool extend(std::string const &search_path) try {
     was_set_ = read_environment(PATH_VARIABLE, &before_);
     std::string path = before_, libraries;
     if (read_environment(LIBRARY_PATH_VARIABLE, &libraries)) {
@@ -50,6 +50,8 @@ public:
     // no memory.
     is_changed_ = set_back() && SetEnvironmentVariableA(PATH_VARIABLE, path.c_str()) != FALSE;
     return is_changed_;
+  } catch (std::bad_alloc const &) {
+    return false;
   }
 
   bool restore() { return !std::exchange(is_changed_, false) || set_back(); }
