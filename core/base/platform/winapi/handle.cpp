@@ -18,15 +18,6 @@ BOOL Handle::release_mutex() noexcept {
   return fail(ERROR_INVALID_HANDLE);
 }
 
-DWORD Handle::resume() noexcept {
-  SetLastError(ERROR_INVALID_HANDLE);
-  return static_cast<DWORD>(-1);
-}
-
-BOOL Handle::terminate() noexcept {
-  return fail(ERROR_INVALID_HANDLE);
-}
-
 } // namespace Ostrel
 
 using Ostrel::Handle;

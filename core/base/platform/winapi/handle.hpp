@@ -20,12 +20,6 @@ public:
   /// `ReleaseMutex` on this object.
   virtual BOOL release_mutex() noexcept;
 
-  /// `ResumeThread` on this object.
-  virtual DWORD resume() noexcept;
-
-  /// `TerminateThread` on this object.
-  virtual BOOL terminate() noexcept;
-
   /// `CloseHandle`: the handle is gone afterwards; the object as well, unless something that is
   /// still going on needs it longer.
   virtual void close() noexcept { delete this; }

@@ -13,7 +13,7 @@
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/posix/stack.hpp"
 #include "core/base/platform/process/AtFork.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/mutex.hpp"
@@ -40,11 +40,12 @@ public:
 
   // Starts the thread, suspended. False, with `errno`, if the system has none.
   bool start(unsigned int *id) noexcept;
-  DWORD resume() noexcept override;
+  void resume() noexcept { set_phase(RUNNING); }
+  BOOL terminate() noexcept;
   DWORD wait(DWORD milliseconds) noexcept override;
-  BOOL terminate() noexcept override;
   void close() noexcept override;
 
+  static Thread *of(HANDLE handle) noexcept { return static_cast<Thread *>(Handle::of(handle)); }
   static void free_zombies() noexcept;
   static void adjust_child() noexcept;
   static void on_signal(int signal, siginfo_t *info, void *context) noexcept;
@@ -259,11 +260,6 @@ void Thread::set_phase(Phase phase) noexcept {
   wake_all(&phase_);
 }
 
-DWORD Thread::resume() noexcept {
-  set_phase(RUNNING);
-  return 1;
-}
-
 DWORD Thread::wait(DWORD milliseconds) noexcept {
   Deadline const deadline(milliseconds);
   bool is_in_time = milliseconds != 0;
@@ -344,8 +340,6 @@ TerminationHook::~TerminationHook() {
 
 } // namespace Ostrel
 
-using Ostrel::Handle;
-
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id) {
   if (security != nullptr || stack_size != 0 || routine == nullptr || id == nullptr ||
@@ -365,15 +359,10 @@ std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRou
 }
 
 BOOL TerminateThread(HANDLE thread, DWORD /*exit_code*/) {
-  Handle *const object = Handle::of(thread);
-  return object == nullptr ? Ostrel::fail(ERROR_INVALID_HANDLE) : object->terminate();
+  return Ostrel::Thread::of(thread)->terminate();
 }
 
 DWORD ResumeThread(HANDLE thread) {
-  Handle *const object = Handle::of(thread);
-  if (object == nullptr) {
-    SetLastError(ERROR_INVALID_HANDLE);
-    return static_cast<DWORD>(-1);
-  }
-  return object->resume();
+  Ostrel::Thread::of(thread)->resume();
+  return 1;
 }

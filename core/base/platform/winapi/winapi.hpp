@@ -154,8 +154,7 @@ HANDLE CreateEventA(SECURITY_ATTRIBUTES *security, BOOL manual_reset, BOOL initi
 std::uintptr_t _beginthreadex(void *security, unsigned int stack_size, ThreadRoutine routine,
                               void *argument, unsigned int flags, unsigned int *id);
 
-/// Lets a thread run that was started suspended; once for each thread. Returns the count of
-/// suspensions before, 1; (DWORD)-1 with ERROR_INVALID_HANDLE.
+/// Lets a thread run that was started suspended; once for each thread.
 DWORD ResumeThread(HANDLE thread);
 
 /// Ends a thread from outside, at the first point at which it is in no call of the C library, the
@@ -165,8 +164,8 @@ DWORD ResumeThread(HANDLE thread);
 /// Waits up to 100 ms for that; a thread that cannot be ended earlier ends after the return. One
 /// that blocks the signal does not end. TRUE also if it had ended already. FALSE with
 /// ERROR_GEN_FAILURE if threads cannot be ended on this system or under a sanitizer, or if no
-/// signal is free or there is no timer, and ERROR_INVALID_HANDLE for what is no thread. Nothing
-/// reads exit codes, so `exit_code` means nothing here.
+/// signal is free or there is no timer. Nothing reads exit codes, so `exit_code` means nothing
+/// here.
 BOOL TerminateThread(HANDLE thread, DWORD exit_code);
 
 // --- Mutexes: mutex.cpp, named_mutex.cpp ------------------------------------------------------
