@@ -5,7 +5,7 @@
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 
 #include <climits>
 #include <cstdlib>

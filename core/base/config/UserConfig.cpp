@@ -10,7 +10,7 @@
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/process/Rundown.hpp"
 
 #include <functional>

@@ -14,7 +14,7 @@
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/SystemErrorText.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 
 #include <algorithm>
 #include <cstring>

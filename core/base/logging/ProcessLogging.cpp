@@ -8,7 +8,7 @@
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/process/Rundown.hpp"
 
 #include <atomic>

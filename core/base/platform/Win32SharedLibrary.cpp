@@ -7,7 +7,7 @@
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "core/base/platform/SystemErrorText.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 

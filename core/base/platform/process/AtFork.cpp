@@ -12,8 +12,8 @@ namespace Ostrel {
 
 namespace {
 
-constexpr std::uint32_t LONGEST_WAIT_MS = 1000; // for the mutexes, up to the first that is not had
-constexpr std::uint32_t SHORT_WAIT_MS = 50;     // for each further one
+constexpr std::uint32_t LONGEST_WAIT_MS = 1000; // for each mutex, until the first wait times out
+constexpr std::uint32_t SHORT_WAIT_MS = 50;     // for each further mutex
 
 std::atomic<void (*)() noexcept> child_steps[AtFork::CHILD_STEPS];
 std::atomic<unsigned int> forks{0};

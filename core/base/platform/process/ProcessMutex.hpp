@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/foundation/AcquirableLock.hpp"
 #include "core/base/foundation/IAcquirable.hpp"
 
 #include <cstdint>
@@ -56,6 +57,20 @@ private:
   void *handle() const noexcept;
 
   alignas(std::uint64_t) mutable unsigned char storage_[STORAGE_BYTES] = {}; // of the system layer
+};
+
+/// Holds a mutex of the process-wide state until the end of a block.
+class OSTBASE_SCOPED_CAPABILITY ProcessLock : public AcquirableLock {
+public:
+  explicit ProcessLock(ProcessMutex::Rank rank) OSTBASE_ACQUIRE(ProcessMutex::of(rank))
+      : AcquirableLock(ProcessMutex::of(rank)), is_held_(AcquirableLock::acquire()) {}
+  ~ProcessLock() override OSTBASE_RELEASE() = default;
+
+  /// False only where the system has no memory for a mutex (not on POSIX).
+  explicit operator bool() const noexcept { return is_held_; }
+
+private:
+  bool is_held_;
 };
 
 } // namespace Ostrel

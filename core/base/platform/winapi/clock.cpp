@@ -3,7 +3,7 @@
 // sleeps use the monotonic clock, so that setting the calendar time changes neither.
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/deadline.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 
 #include <cerrno>

@@ -18,7 +18,7 @@
 #include "core/base/platform/posix/cancellation.hpp"
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/process/AtFork.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 

@@ -12,7 +12,7 @@
 // libraries from places that the user names. So there the variables of the library and PATH are
 // removed at load.
 #include "core/base/platform/process/NeverDestroyed.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 
 #include <algorithm>

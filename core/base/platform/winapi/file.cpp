@@ -5,7 +5,7 @@
 // A write to a pipe without a reader fails and does not end the program.
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 #include "core/base/platform/winapi/path.hpp"

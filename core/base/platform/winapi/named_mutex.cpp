@@ -25,7 +25,7 @@
 #include "core/base/platform/posix/descriptor.hpp"
 #include "core/base/platform/posix/futex.hpp"
 #include "core/base/platform/process/AtFork.hpp"
-#include "core/base/platform/process/ProcessLock.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/handle.hpp"
 
