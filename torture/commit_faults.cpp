@@ -154,8 +154,9 @@ bool fail_call(Torture &torture, Commit const &commit, Fault const &fault, unsig
   require(next == RESULT_SUCCESS && written != before && loads, "the next commit fails");
   require(result != RESULT_SUCCESS || !is_unflushed, "a flush that failed is not reported");
   require(after == (result == RESULT_SUCCESS || is_unflushed ? written : before), "other contents");
-  // Without permission to replace it, it may be overwritten.
-  bool const is_refused = fault.error == EACCES || fault.error == EROFS;
+  // Without permission to replace it, it may be overwritten. A failed write is no such refusal.
+  bool const is_refused = (fault.error == EACCES || fault.error == EROFS) &&
+                          !is_one_of(failed.number, {SYS_write, SYS_fsync});
   require(result != RESULT_SUCCESS || was_replaced == commit.is_one_step || is_refused,
           "not replaced in one step");
   require(result != RESULT_SUCCESS || fault.error != EIO || failed.number != SYS_read,

@@ -49,9 +49,9 @@ bool is_left_over(std::string const &path) {
          steps_of(now) - steps_of(data.ftLastWriteTime) > LEFT_OVER_AFTER;
 }
 
-// Removes the temporary files of killed processes. Judged by their age, since the process number in
-// a name may belong to another machine. If the clock is set forward by more than a day during a
-// save, that save fails, and the target keeps the old bytes. Throws std::bad_alloc.
+// Removes the temporary files of killed processes, judged by their age: they may be of another
+// machine. If the clock is set forward by more than a day during a save, that save fails, and the
+// target keeps the old bytes. Throws std::bad_alloc.
 void remove_left_over(std::string const &directory) {
   std::string const query = directory + NAME_BEGIN + "*" + NAME_END;
   DWORD const end = for_each_match(query.c_str(), [&directory](char const *name) {
@@ -69,7 +69,24 @@ void remove_left_over(std::string const &directory) {
 
 enum class Target { MISSING, EXISTING };
 
-// The thread distinguishes concurrent saves; the time distinguishes them from earlier ones.
+enum class Outcome { DONE, FAILED, WOULD_LOSE };
+
+// Of the creation of a temporary file, or of its rename, by the last error.
+Outcome failed_or_would_lose() {
+  switch (GetLastError()) {
+  case ERROR_NOT_SUPPORTED:
+  case ERROR_ACCESS_DENIED:
+  case ERROR_SHARING_VIOLATION:         // on Windows a reader of the target prevents the rename
+  case ERROR_UNABLE_TO_REMOVE_REPLACED: // likewise
+  case ERROR_FILENAME_EXCED_RANGE:      // of the temporary file alone: the target has been opened
+    return Outcome::WOULD_LOSE;
+  default:
+    return Outcome::FAILED;
+  }
+}
+
+// The thread distinguishes concurrent saves of one machine; the time distinguishes them from
+// earlier ones. If the name exists all the same, the save fails.
 std::string unique_name() {
   LARGE_INTEGER now = {};
   QueryPerformanceCounter(&now);
@@ -87,41 +104,28 @@ bool rename(std::string const &from, std::string const &to, Target kind) {
 }
 
 // Writes a temporary file and renames it. For an existing target, the file is private until it has
-// the target's permissions. False, with the last error, on failure.
-bool write_and_rename(std::string const &target, std::string_view contents, Target kind) {
+// the target's permissions. WOULD_LOSE, with nothing done, if that is impossible or if the rename
+// would lose something of the target. Otherwise FAILED, with the last error.
+Outcome write_and_rename(std::string const &target, std::string_view contents, Target kind) {
   std::string const directory = target.substr(0, target.find_last_of("/\\") + 1);
   remove_left_over(directory); // first, since these files may fill the disk
   std::string const path = directory + unique_name();
   OpenFile file = open_file(path.c_str(), GENERIC_WRITE, CREATE_NEW,
                             kind == Target::EXISTING ? NewFile::PRIVATE : NewFile::SHARED);
   if (file == nullptr) {
-    return false;
+    return failed_or_would_lose();
   }
   bool const is_written =
       write_whole(file.get(), contents.data(), contents.size()) == contents.size() &&
       FlushFileBuffers(file.get()) != FALSE;
   file.reset(); // Windows renames no open file
   if (is_written && rename(path, target, kind)) {
-    return true;
+    return Outcome::DONE;
   }
+  Outcome const outcome = is_written ? failed_or_would_lose() : Outcome::FAILED;
   LastErrorGuard const guard;
   DeleteFileA(path.c_str());
-  return false;
-}
-
-// Whether a file can only be written in place, since a rename is impossible or would lose
-// something.
-bool needs_overwriting(DWORD error) {
-  switch (error) {
-  case ERROR_NOT_SUPPORTED:
-  case ERROR_ACCESS_DENIED:
-  case ERROR_SHARING_VIOLATION:         // on Windows a reader of the target prevents the rename
-  case ERROR_UNABLE_TO_REMOVE_REPLACED: // likewise
-  case ERROR_FILENAME_EXCED_RANGE:      // of the temporary file alone: the target has been opened
-    return true;
-  default:
-    return false;
-  }
+  return outcome;
 }
 
 // Reads the whole file, or nothing if the caller may not read it. False, with the last error, on a
@@ -174,7 +178,7 @@ bool replace(std::string const &target, std::string_view contents) {
   OpenFile const old = open_file(target.c_str(), GENERIC_WRITE, OPEN_EXISTING);
   if (old == nullptr) {
     return GetLastError() == ERROR_FILE_NOT_FOUND &&
-           write_and_rename(target, contents, Target::MISSING);
+           write_and_rename(target, contents, Target::MISSING) == Outcome::DONE;
   }
   if (GetFileType(old.get()) != FILE_TYPE_DISK) {
     return write_whole(old.get(), contents.data(), contents.size()) == contents.size();
@@ -185,15 +189,11 @@ bool replace(std::string const &target, std::string_view contents) {
   }
   // A file that another program has just replaced has 0 links, and is not overwritten in place: its
   // readers keep the old contents.
-  if (information.nNumberOfLinks <= 1) {
-    if (write_and_rename(target, contents, Target::EXISTING)) {
-      return true;
-    }
-    if (!needs_overwriting(GetLastError())) {
-      return false;
-    }
-  }
-  return overwrite(old.get(), target, contents);
+  Outcome const outcome = information.nNumberOfLinks > 1
+                              ? Outcome::WOULD_LOSE
+                              : write_and_rename(target, contents, Target::EXISTING);
+  return outcome == Outcome::DONE ||
+         (outcome == Outcome::WOULD_LOSE && overwrite(old.get(), target, contents));
 }
 
 } // namespace

@@ -253,7 +253,7 @@ BOOL FlushFileBuffers(HANDLE file) {
 
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
   struct stat status = {};
-  if (fstat(descriptor_of(file), &status) != 0) {
+  if (retry([=, &status] { return fstat(descriptor_of(file), &status); }) != 0) {
     return fail_with_errno();
   }
   size->QuadPart = status.st_size;
@@ -262,7 +262,7 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
 
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information) {
   struct stat status = {};
-  bool const is_read = fstat(descriptor_of(file), &status) == 0;
+  bool const is_read = retry([=, &status] { return fstat(descriptor_of(file), &status); }) == 0;
   information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
   return is_read || fail_with_errno();
 }

@@ -82,7 +82,7 @@ bool copy_attributes(char const *from, int to) {
 
 bool copy_owner(struct stat const &from, int to) {
   struct stat status = {};
-  if (fstat(to, &status) != 0) {
+  if (retry([to, &status] { return fstat(to, &status); }) != 0) {
     return false;
   }
   return (status.st_uid == from.st_uid && status.st_gid == from.st_gid) ||
@@ -155,7 +155,7 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
     return fail_to_copy();
   }
   if (retry([&file] { return fsync(file.get()); }) != 0) {
-    return fail_with_errno();
+    return fail_with_errno(ERROR_IO_DEVICE);
   }
   return rename_durably(from, to);
 } catch (std::bad_alloc const &) {
