@@ -9,9 +9,9 @@
 #include "core/base/platform/Win32Mutex.hpp"
 #include "core/base/platform/Win32SharedLibrary.hpp"
 #include "core/base/platform/Win32Thread.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -28,7 +28,7 @@ constexpr char ENTER = '\r';
 } // namespace
 
 OSTBASE_TERMINATION_POINT void Platform::millisecond_sleep(unsigned long milliseconds) {
-  Sleep(static_cast<DWORD>(std::min<unsigned long>(milliseconds, INFINITE)));
+  Sleep(timeout_from(milliseconds));
   prevent_tail_call();
 }
 

@@ -8,7 +8,9 @@
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <new>
+#include <utility>
 
 namespace Ostrel {
 
@@ -53,12 +55,22 @@ struct Win32ConditionVariable::Waiter {
   // Its thread was terminated, or is one of a parent process.
   bool has_ended() const { return generation != AtFork::generation() || thread.has_ended(); }
 
+  bool is_waiting() const { return state == State::WAITING && !has_ended(); }
+
+  // Either a signal or the time-out ends the wait. Returns whether this call did.
+  bool end_wait(State end) {
+    State before = State::WAITING;
+    return state.compare_exchange_strong(before, end);
+  }
+
   Win32ConditionVariable &owner;
-  void *const event;
-  Outcome outcome = Outcome::NOT_WOKEN;
-  bool reacquires = false;     // acquires the mutex after the wait
-  ThreadInWait thread;         // while the waiter is in use
-  unsigned int generation = 0; // of the process in which the thread waits
+  void *const event; // set after the state is SIGNALLED or BROADCAST
+  std::atomic<State> state{State::UNUSED};
+  std::uint64_t arrival = 0;
+  bool reacquires = false;      // acquires the mutex after the wait
+  ThreadInWait thread;          // the last one that used this waiter
+  unsigned int generation = 0;  // of the process in which that thread waits
+  Waiter *next_woken = nullptr; // by the same call
 };
 
 Win32ConditionVariable::Win32ConditionVariable()
@@ -95,98 +107,106 @@ OSTBASE_TERMINATION_POINT bool Win32ConditionVariable::wait(unsigned long timeou
 
 // Releases the mutex in any case.
 bool Win32ConditionVariable::wait_unlocked(unsigned long timeout, bool reacquires) {
-  Position waiter;
-  if (!enqueue(reacquires, &waiter)) {
+  Waiter *const waiter = enqueue(reacquires);
+  if (waiter == nullptr) {
     mutex_.release();
     return false;
   }
-  TerminationHook const withdrawal(withdraw, &waiter);
-  auto const timeout_ms = static_cast<DWORD>(std::min<unsigned long>(timeout, INFINITE));
+  TerminationHook const withdrawal(withdraw, waiter);
+  bool is_set = false;
   if (can_signal_and_wait()) {
-    mutex_.release_and_wait(waiter->event, timeout_ms);
+    is_set = mutex_.release_and_wait(waiter->event, timeout_from(timeout));
   } else {
     mutex_.release();
-    WaitForSingleObject(waiter->event, timeout_ms);
+    is_set = WaitForSingleObject(waiter->event, timeout_from(timeout)) == WAIT_OBJECT_0;
   }
-  return finish(waiter) != Outcome::NOT_WOKEN;
+  return finish(*waiter, is_set) != State::WAITING;
 }
 
-// Appends a waiter to the queue. False without memory, and if the system has no mutex.
-bool Win32ConditionVariable::enqueue(bool reacquires, Position *position) try {
+// Null without memory, and if the system has no mutex.
+Win32ConditionVariable::Waiter *Win32ConditionVariable::enqueue(bool reacquires) try {
   RetryingLock guarded(&guard_);
   if (!guarded.acquire()) {
-    return false;
+    return nullptr;
   }
-  if (unused_.empty()) {
-    unused_.emplace_front(*this);
+  auto waiter = std::find_if(waiters_.begin(), waiters_.end(), [](Waiter const &known) {
+    return known.state == State::UNUSED || known.has_ended();
+  });
+  if (waiter == waiters_.end()) {
+    waiter = waiters_.emplace_after(waiters_.before_begin(), *this);
+    if (waiter->event == nullptr) {
+      waiters_.pop_front();
+      return nullptr;
+    }
   }
-  if (unused_.front().event == nullptr) {
-    unused_.pop_front();
-    return false;
-  }
-  *position = unused_.begin();
-  Waiter &waiter = **position;
-  waiter.outcome = Outcome::NOT_WOKEN;
-  waiter.reacquires = reacquires;
-  waiter.thread.begin();
-  waiter.generation = AtFork::generation();
-  waiting_.splice(waiting_.end(), unused_, *position);
-  return true;
+  WaitForSingleObject(waiter->event, 0); // resets what a thread left that ended after a signal
+  waiter->arrival = ++arrivals_;
+  waiter->next_woken = nullptr;
+  waiter->reacquires = reacquires;
+  waiter->thread.begin();
+  waiter->generation = AtFork::generation();
+  waiter->state = State::WAITING;
+  return &*waiter;
 } catch (std::bad_alloc const &) {
-  return false;
+  return nullptr;
 }
 
-// Ends a wait, and returns how it ended: a waiter may be woken after its time-out.
-Win32ConditionVariable::Outcome Win32ConditionVariable::finish(Position waiter) {
-  RetryingLock const guarded(&guard_);
-  Outcome const outcome = waiter->outcome;
-  bool const is_woken = outcome != Outcome::NOT_WOKEN;
-  if (is_woken) {
-    WaitForSingleObject(waiter->event, 0); // resets the event, if the wait did not
+// Ends a wait that the event has ended, or else the time-out. Returns the last state.
+Win32ConditionVariable::State Win32ConditionVariable::finish(Waiter &waiter, bool is_set) {
+  if (!is_set) {
+    if (waiter.end_wait(State::UNUSED)) {
+      return State::WAITING;
+    }
+    WaitForSingleObject(waiter.event, INFINITE); // it is being set
   }
-  recycle(is_woken ? woken_ : waiting_, waiter);
-  return outcome;
+  return waiter.state.exchange(State::UNUSED);
 }
 
 // Called when the thread is terminated in its wait. Passes a signal that it received to the next.
 void Win32ConditionVariable::withdraw(void *waiter) {
-  Position const position = *static_cast<Position *>(waiter);
-  Win32ConditionVariable &owner = position->owner;
-  if (owner.finish(position) == Outcome::SIGNALLED) {
+  auto &self = *static_cast<Waiter *>(waiter);
+  Win32ConditionVariable &owner = self.owner;
+  if (finish(self, /*is_set=*/false) == State::SIGNALLED) {
     owner.signal();
   }
 }
 
-void Win32ConditionVariable::recycle(std::list<Waiter> &from, Position waiter) {
-  waiter->thread.end();
-  unused_.splice(unused_.begin(), from, waiter);
-}
-
-// Wakes the waiter at the front of the queue, if there is one, after the removal of those whose
-// threads have ended. Needs the guard.
-bool Win32ConditionVariable::wake_first(Outcome outcome) {
-  while (!waiting_.empty() && waiting_.front().has_ended()) {
-    recycle(waiting_, waiting_.begin());
-  }
-  if (waiting_.empty()) {
-    return true;
-  }
-  Waiter &waiter = waiting_.front();
-  waiter.outcome = outcome;
-  woken_.splice(woken_.end(), waiting_, waiting_.begin());
-  return set_event_before(waiter.event, waiter.reacquires ? mutex_.handle_ : nullptr);
-}
-
 bool Win32ConditionVariable::signal() {
-  RetryingLock const guarded(&guard_);
-  return wake_first(Outcome::SIGNALLED);
+  Waiter *first = nullptr;
+  {
+    RetryingLock const guarded(&guard_);
+    do {
+      first = nullptr;
+      for (Waiter &waiter : waiters_) {
+        if (waiter.is_waiting() && (first == nullptr || waiter.arrival < first->arrival)) {
+          first = &waiter;
+        }
+      }
+    } while (first != nullptr && !first->end_wait(State::SIGNALLED));
+  }
+  return set_events(first);
 }
 
 bool Win32ConditionVariable::broadcast() {
-  RetryingLock const guarded(&guard_);
+  Waiter *woken = nullptr;
+  {
+    RetryingLock const guarded(&guard_);
+    for (Waiter &waiter : waiters_) {
+      if (waiter.is_waiting() && waiter.end_wait(State::BROADCAST)) {
+        waiter.next_woken = std::exchange(woken, &waiter);
+      }
+    }
+  }
+  return set_events(woken);
+}
+
+// Without the guard: a thread whose event is set may delete the condition variable.
+bool Win32ConditionVariable::set_events(Waiter *woken) const {
   bool is_done = true;
-  while (!waiting_.empty()) {
-    is_done = wake_first(Outcome::BROADCAST) && is_done;
+  while (woken != nullptr) {
+    Waiter const &waiter = *std::exchange(woken, woken->next_woken);
+    void *const mutex = waiter.reacquires ? mutex_.handle_ : nullptr;
+    is_done = set_event_before(waiter.event, mutex) && is_done;
   }
   return is_done;
 }

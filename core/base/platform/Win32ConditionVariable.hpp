@@ -4,16 +4,17 @@
 #include "core/base/platform/IConditionVariable.hpp"
 #include "core/base/platform/Win32Mutex.hpp"
 
-#include <list>
+#include <cstdint>
+#include <forward_list>
 
 namespace Ostrel {
 
 /// The condition variable over the operating system's mutexes and events.
 ///
-/// Each waiter has its own event, in a queue in order of arrival. A waiter that times out or is
-/// terminated leaves the queue. If a thread is terminated after it was woken, while it waits for
-/// the mutex, the wake-up is lost. The constructor never fails; if the system has no mutex, every
-/// wait returns false at once.
+/// Each waiter has its own event. A signal wakes the one that has waited longest, and looks at all
+/// of them for it. A waiter that times out or is terminated no longer counts. If a thread is
+/// terminated after it was woken, while it waits for the mutex, the wake-up is lost. The
+/// constructor never fails; if the system has no mutex, every wait returns false at once.
 class OSTBASE_API Win32ConditionVariable : public IConditionVariable {
 public:
   Win32ConditionVariable();
@@ -30,20 +31,20 @@ public:
 
 private:
   struct Waiter;
-  using Position = std::list<Waiter>::iterator;
-  enum class Outcome { NOT_WOKEN, SIGNALLED, BROADCAST };
+  enum class State { UNUSED, WAITING, SIGNALLED, BROADCAST };
 
   static void withdraw(void *waiter);
 
   bool wait_unlocked(unsigned long timeout, bool reacquires);
-  bool enqueue(bool reacquires, Position *position);
-  Outcome finish(Position waiter);
-  void recycle(std::list<Waiter> &from, Position waiter);
-  bool wake_first(Outcome outcome);
+  Waiter *enqueue(bool reacquires);
+  static State finish(Waiter &waiter, bool is_set);
+  bool set_events(Waiter *woken) const;
 
   Win32Mutex mutex_;
-  Win32Mutex guard_; // of the lists; acquired after mutex_; never held during a wait
-  std::list<Waiter> waiting_, woken_, unused_; // the first in order of arrival
+  Win32Mutex guard_; // of the waiters; acquired after mutex_; never held during a wait
+  // Reused and never moved, so that a child of fork finds the list whole.
+  std::forward_list<Waiter> waiters_;
+  std::uint64_t arrivals_ = 0; // the number of waits so far
 };
 
 } // namespace Ostrel

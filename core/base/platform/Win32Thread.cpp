@@ -2,9 +2,8 @@
 #include "core/base/platform/Win32Thread.hpp"
 
 #include "core/base/foundation/TerminationPoint.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
-
-#include <algorithm>
 
 namespace Ostrel {
 
@@ -52,9 +51,8 @@ OSTBASE_TERMINATION_POINT bool Win32Thread::stop() {
 // Clears `running_` only after the wait: until then another thread, or the routine itself, may stop
 // the thread.
 OSTBASE_TERMINATION_POINT bool Win32Thread::wait_for_exit(unsigned long timeout) {
-  auto const timeout_ms = static_cast<DWORD>(std::min<unsigned long>(timeout, INFINITE));
   bool const has_ended =
-      handle_ != nullptr && WaitForSingleObject(handle_, timeout_ms) == WAIT_OBJECT_0;
+      handle_ != nullptr && WaitForSingleObject(handle_, timeout_from(timeout)) == WAIT_OBJECT_0;
   running_ = false;
   return has_ended;
 }

@@ -128,6 +128,25 @@ TEST(ConditionVariable, ASignalInAChildReachesTheChildsOwnWaiter) {
   EXPECT_TRUE(parents.get());
 }
 
+TEST(ConditionVariable, IsWholeInAChildThatWasForkedDuringItsUse) {
+  auto const condition = make_condition();
+  std::atomic<bool> is_over{false};
+  std::thread user([&] {
+    while (!is_over) {
+      condition->wait(0, true);
+      condition->signal();
+    }
+  });
+  for (int forks = 0; forks < 2000; ++forks) {
+    in_forked_child([&condition] {
+      condition->broadcast();
+      condition->wait(0, true);
+    });
+  }
+  is_over = true;
+  user.join();
+}
+
 TEST(Thread, ThatForkedExistsInTheChild) {
   static std::unique_ptr<IThread> thread;
   static Event is_started;

@@ -23,6 +23,13 @@ extern char const *const SHARED_LIBRARY_EXTENSION;
 /// Rewrites a path in place to the form that the system's own calls take. It becomes no longer.
 void to_native_path(char *path) noexcept;
 
+/// A time-out of the interface, in milliseconds, as Windows' calls take it: from their largest
+/// number on there is no limit.
+constexpr std::uint32_t timeout_from(unsigned long milliseconds) noexcept {
+  constexpr unsigned long NO_LIMIT = 0xFFFFFFFF;
+  return static_cast<std::uint32_t>(milliseconds < NO_LIMIT ? milliseconds : NO_LIMIT);
+}
+
 /// Finds the file that `path` names in the end, after all symbolic links; it need not exist. The
 /// result is `path` itself if it is no link, or a link to something other than a regular file or to
 /// a name that no path of the library can express.
@@ -71,17 +78,16 @@ private:
   TerminationHook const *outer_; // of the block around this one
 };
 
-/// The thread that waits from `begin` to `end`, so that another thread finds out whether it was
-/// terminated in its wait. Only Windows needs this: elsewhere the thread's hook has run.
+/// The thread that called `begin` last, so that another thread finds out whether it was terminated
+/// in its wait. Only Windows needs this: elsewhere the thread's hook has run.
 class ThreadInWait {
 public:
   ThreadInWait() = default;
   ThreadInWait(ThreadInWait const &) = delete;
   ThreadInWait &operator=(ThreadInWait const &) = delete;
-  ~ThreadInWait() { end(); }
+  ~ThreadInWait();
 
   void begin() noexcept;
-  void end() noexcept;
   bool has_ended() const noexcept;
 
 private:

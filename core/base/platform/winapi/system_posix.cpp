@@ -91,9 +91,9 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
          fail(ERROR_INSUFFICIENT_BUFFER);
 }
 
-void ThreadInWait::begin() noexcept {}
+ThreadInWait::~ThreadInWait() = default;
 
-void ThreadInWait::end() noexcept {
+void ThreadInWait::begin() noexcept {
   thread_ = 0;
 }
 

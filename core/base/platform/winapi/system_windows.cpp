@@ -50,14 +50,13 @@ TerminationHook::TerminationHook(void (*action)(void *), void *argument) noexcep
 
 TerminationHook::~TerminationHook() = default;
 
-void ThreadInWait::begin() noexcept {
-  thread_ = reinterpret_cast<std::uintptr_t>(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()));
+ThreadInWait::~ThreadInWait() {
+  CloseHandle(handle_of(thread_));
 }
 
-void ThreadInWait::end() noexcept {
-  if (thread_ != 0) {
-    CloseHandle(handle_of(std::exchange(thread_, 0)));
-  }
+void ThreadInWait::begin() noexcept {
+  CloseHandle(handle_of(thread_)); // fails for none
+  thread_ = reinterpret_cast<std::uintptr_t>(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()));
 }
 
 bool ThreadInWait::has_ended() const noexcept {
