@@ -9,6 +9,7 @@
 #include "core/base/platform/Environment.hpp"
 #include "core/base/platform/Platform.hpp"
 
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <string>
@@ -23,11 +24,19 @@ bool read_timestamps_enabled() {
          (LoggingSpec::is_same_word(value, "YES") || LoggingSpec::is_same_word(value, "TRUE"));
 }
 
+enum class Flag { UNKNOWN, NO, YES };
+
 // Read when the library is loaded: earlier if a static constructor logs before this file is
-// initialised, later if out of memory.
+// initialised, later if out of memory. Relaxed: the flag orders no other data.
+std::atomic<Flag> timestamps_flag{Flag::UNKNOWN};
+
 bool timestamps_enabled() try {
-  static bool const is_enabled = read_timestamps_enabled();
-  return is_enabled;
+  Flag flag = timestamps_flag.load(std::memory_order_relaxed);
+  if (flag == Flag::UNKNOWN) {
+    flag = read_timestamps_enabled() ? Flag::YES : Flag::NO;
+    timestamps_flag.store(flag, std::memory_order_relaxed);
+  }
+  return flag == Flag::YES;
 } catch (std::bad_alloc const &) {
   return false;
 }
