@@ -5,6 +5,7 @@
 #include "core/base/logging/LoggingHierarchy.hpp"
 #include "core/base/logging/LoggingLayoutImpl.hpp"
 #include "tests/support/Files.hpp"
+#include "tests/support/Threads.hpp"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +24,16 @@ using Level = LoggingPriority::PriorityLevel;
 
 LoggingEvent event(std::string message) {
   return {"category", std::move(message), Level::WARN, nullptr, 0};
+}
+
+TEST(LoggingTimeStamp, NoTwoThreadsGetTheSameNumber) {
+  LoggingTimeStamp const before;
+  in_threads(4, [](int) {
+    for (int i = 0; i < 10000; ++i) {
+      [[maybe_unused]] LoggingTimeStamp const taken;
+    }
+  });
+  EXPECT_EQ(LoggingTimeStamp().get_time(), before.get_time() + 40001);
 }
 
 TEST(LoggingTimeStamp, ShowsItsSixLowestDigits) {

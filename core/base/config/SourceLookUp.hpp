@@ -11,6 +11,7 @@ namespace Ostrel {
 class IConfigSource;
 class XmlConfigSource;
 
+/// What separates the components of a key path.
 inline bool is_key_separator(char character) {
   return character == '/' || character == '\\';
 }

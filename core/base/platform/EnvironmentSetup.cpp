@@ -24,14 +24,14 @@ constexpr int DIRECTORY_SIZE = 260; // characters of the current directory, term
 
 ClassCategory category("Ostrel.Core.Base.EnvironmentSetup");
 
-// The caller deletes the copy. Null without memory.
-char *copy_text(char const *text) {
+// Null without memory.
+std::unique_ptr<char[]> copy_text(char const *text) {
   std::size_t const size = std::strlen(text) + 1;
   std::unique_ptr<char[]> copy(new (std::nothrow) char[size]);
   if (copy != nullptr) {
     std::memcpy(copy.get(), text, size);
   }
-  return copy.release();
+  return copy;
 }
 
 void report_no_path() {
@@ -42,7 +42,8 @@ bool names_source_tree(char const *path) {
   return path != nullptr && std::strstr(path, SOURCE_TREE) != nullptr;
 }
 
-void extend_config_path(bool is_in_source_tree) try {
+// Appends the tree's directory in the source tree. Removes the variable if its value is empty.
+void set_config_path(bool is_in_source_tree) try {
   std::string value;
   read_environment(CONFIG_PATH, &value);
   std::string entry = std::string(CONFIG_PATH) + "=" + value;
@@ -96,26 +97,26 @@ char *EnvironmentSetup::make_srcdir_path(char const *relative_path) try {
   char const *const delimiter = Platform::get_path_delimiter();
   std::string path;
   if (relative_path[0] == delimiter[0] || !read_environment("srcdir", &path)) {
-    return copy_text(relative_path);
+    return copy_text(relative_path).release();
   }
   path += delimiter;
   path += relative_path;
-  char *const new_path = copy_text(path.c_str());
+  std::unique_ptr<char[]> new_path = copy_text(path.c_str());
   if (new_path == nullptr) {
     report_no_path();
   }
-  return new_path;
+  return new_path.release();
 } catch (std::bad_alloc const &) {
   report_no_path();
   return nullptr;
 }
 
 void EnvironmentSetup::init_internal(int argc, char **argv) {
-  extend_config_path(in_source_tree(argc, argv));
+  set_config_path(in_source_tree(argc, argv));
   if (_argv0 != nullptr || argv == nullptr || argv[0] == nullptr) {
     return;
   }
-  _argv0 = copy_text(argv[0]);
+  _argv0 = copy_text(argv[0]).release();
   if (_argv0 != nullptr) { // otherwise the next `init` retries
     ++_argv0_ref_count;
   }

@@ -46,6 +46,7 @@ unsigned long list(std::string const &prefix, std::string const &pattern,
                    std::vector<std::string> *out, bool *has_matches) {
   std::string const query = prefix + pattern;
   std::vector<std::string> paths;
+  *has_matches = false;
   DWORD const error = for_each_match(query.c_str(), [&](char const *name) {
     *has_matches = true;
     std::string path = prefix + name;
@@ -112,8 +113,8 @@ unsigned long Platform::get_file_list(char const *directory, char const *pattern
   bool has_matches = false;
   unsigned long const result = list(prefix, ending, is_regular_file, out, &has_matches);
   if (result == RESULT_SUCCESS && !has_matches) {
-    category().warn("Error checking files in '%s%s': return empty file list.", prefix.c_str(),
-                    ending.c_str());
+    category().warn("Error checking files in '%s': return empty file list.",
+                    (prefix + ending).c_str());
   }
   return result;
 } catch (std::bad_alloc const &) {
