@@ -32,6 +32,9 @@ BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second) {
 void Sleep(DWORD milliseconds) {
   Ostrel::TerminableWait const here;
   Ostrel::Deadline const end(milliseconds);
+  while (end.time() == nullptr) {
+    pause(); // until a signal arrives
+  }
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, end.time(), nullptr) == EINTR) {
   }
 }

@@ -347,7 +347,7 @@ struct SYSTEMTIME {
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 
-/// On the monotonic clock. Not for INFINITE.
+/// On the monotonic clock; without a limit for INFINITE.
 void Sleep(DWORD milliseconds);
 
 /// In the time zone that the environment named when the library was loaded, or at the program's
