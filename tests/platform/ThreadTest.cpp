@@ -117,12 +117,13 @@ TEST(Thread, RunsOnAfterItsObjectIsDestroyed) {
 }
 
 TEST(Thread, AbandonsItsMutexesWhenStopped) {
-  static std::atomic<bool> is_held{false};
+  static std::atomic<bool> is_held{false}, is_awake{false};
   std::unique_ptr<IMutex> const mutex(Platform::create_mutex(true));
   auto const thread = make_thread(
       [](void *argument) -> unsigned int {
         is_held = static_cast<IMutex *>(argument)->acquire();
         Platform::millisecond_sleep(OVRA_INFINITE); // Windows ends a thread wherever it is
+        is_awake = true;
         return 0;
       },
       mutex.get());
@@ -131,6 +132,7 @@ TEST(Thread, AbandonsItsMutexesWhenStopped) {
     std::this_thread::yield();
   }
   ASSERT_EQ(thread->stop(), CAN_END_THREADS);
+  EXPECT_FALSE(is_awake);
   if (!CAN_END_THREADS) {
     return; // the thread sleeps on
   }

@@ -18,7 +18,8 @@ std::int64_t monotonic_ns() noexcept {
 Deadline::Deadline(std::uint32_t milliseconds) noexcept
     : is_never_(milliseconds == NO_LIMIT_MS),
       ns_(monotonic_ns() + milliseconds * NANOSECONDS_PER_MILLISECOND),
-      time_{ns_ / NANOSECONDS_PER_SECOND, ns_ % NANOSECONDS_PER_SECOND} {}
+      time_{static_cast<time_t>(ns_ / NANOSECONDS_PER_SECOND),
+            static_cast<long>(ns_ % NANOSECONDS_PER_SECOND)} {}
 
 bool Deadline::is_over() const noexcept {
   return !is_never_ && monotonic_ns() >= ns_;

@@ -29,7 +29,7 @@ public:
 private:
   bool is_never_;
   std::int64_t ns_;
-  timespec time_; // the same
+  timespec time_; // `ns_` as system calls take it
 };
 
 } // namespace Ostrel

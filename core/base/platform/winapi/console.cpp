@@ -212,8 +212,9 @@ void Console::leave() noexcept {
   }
 }
 
-// First restores the terminal for a handler that ends the process from now on. A handler in another
-// thread may be about to switch it again: waits some microseconds for its end.
+// When `is_entered_` is false, a handler no longer restores the terminal: so it is restored before.
+// A handler in another thread may be about to switch it again: waits some microseconds for its end,
+// and restores the terminal once more.
 void Console::finish() noexcept {
   restore();
   is_entered_ = false;

@@ -61,13 +61,13 @@ FileHandle const *file_of(HANDLE handle) {
   return static_cast<FileHandle const *>(Handle::of(handle));
 }
 
-// No descriptor, with which every call of the system fails, for a handle that is none.
+// Returns -1 for null; every system call then fails with EBADF.
 int descriptor_of(HANDLE handle) {
   FileHandle const *const file = file_of(handle);
   return file == nullptr ? -1 : file->descriptor.get();
 }
 
-int flag_of(Flag const (&table)[3], DWORD windows) {
+template <std::size_t SIZE> int flag_of(Flag const (&table)[SIZE], DWORD windows) {
   for (Flag const &flag : table) {
     if (flag.windows == windows) {
       return flag.posix;
@@ -76,7 +76,8 @@ int flag_of(Flag const (&table)[3], DWORD windows) {
   return NOT_SUPPORTED;
 }
 
-// Refuses a directory. Reads and writes of a file that is not regular wait from now on.
+// Refuses a directory. Sets the flags, without O_NONBLOCK, for a file that is not regular: reads
+// and writes wait from now on.
 bool settle(FileHandle *file, int flags) {
   int const descriptor = file->descriptor.get();
   struct stat status = {};
@@ -88,19 +89,6 @@ bool settle(FileHandle *file, int flags) {
   }
   file->is_regular = S_ISREG(status.st_mode);
   return file->is_regular || fcntl(descriptor, F_SETFL, flags) == 0 || fail_with_errno();
-}
-
-DWORD attribute_of(mode_t mode) {
-  switch (mode & S_IFMT) {
-  case S_IFREG:
-    return FILE_ATTRIBUTE_NORMAL;
-  case S_IFDIR:
-    return FILE_ATTRIBUTE_DIRECTORY;
-  case S_IFLNK:
-    return FILE_ATTRIBUTE_REPARSE_POINT;
-  default:
-    return FILE_ATTRIBUTE_DEVICE;
-  }
 }
 
 FILETIME file_time(timespec const &time) {
@@ -256,15 +244,20 @@ BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size) {
   if (retry([=, &status] { return fstat(descriptor_of(file), &status); }) != 0) {
     return fail_with_errno();
   }
+  if (!S_ISREG(status.st_mode)) {
+    return fail(ERROR_NOT_SUPPORTED);
+  }
   size->QuadPart = status.st_size;
-  return S_ISREG(status.st_mode) || fail(ERROR_NOT_SUPPORTED);
+  return TRUE;
 }
 
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information) {
   struct stat status = {};
-  bool const is_read = retry([=, &status] { return fstat(descriptor_of(file), &status); }) == 0;
+  if (retry([=, &status] { return fstat(descriptor_of(file), &status); }) != 0) {
+    return fail_with_errno();
+  }
   information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
-  return is_read || fail_with_errno();
+  return TRUE;
 }
 
 DWORD GetFileType(HANDLE file) {
@@ -308,7 +301,8 @@ BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS /*level*/, vo
     return fail_with_errno();
   }
   auto *const found = static_cast<WIN32_FILE_ATTRIBUTE_DATA *>(data);
-  *found = {attribute_of(status.st_mode), file_time(status.st_mtim)};
+  *found = {S_ISREG(status.st_mode) ? FILE_ATTRIBUTE_NORMAL : FILE_ATTRIBUTE_DEVICE,
+            file_time(status.st_mtim)};
   return TRUE;
 }
 

@@ -188,8 +188,8 @@ unsigned int creation_count OSTBASE_GUARDED_BY(ProcessMutex::of(ProcessMutex::NA
 void begin_in_child() noexcept OSTBASE_REQUIRES(ProcessMutex::of(ProcessMutex::NAMED_MUTEXES)) {
   Descriptor const directory = table != nullptr ? open_directory() : Descriptor();
   for (NamedMutex *mutex = table; mutex != nullptr; mutex = mutex->next) {
+    // Locked before the inherited descriptor is closed, which keeps the file from being removed.
     Descriptor own = open_file(directory, mutex->file_name.text, 0);
-    // The inherited descriptor keeps the file from being removed until then.
     mutex->file = set_lock(own, USERS, F_RDLCK) ? std::move(own) : Descriptor();
     while (owns_inner_mutex(mutex->threads)) {
       ReleaseMutex(mutex->threads);

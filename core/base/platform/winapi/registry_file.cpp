@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A parser of the text from its front. Each `take_…` function removes one thing, and the blanks
+// A parser of the text from its front. Each `take` function removes one thing, and the blanks
 // behind it, and returns false if it is not there.
 #include "core/base/platform/winapi/registry_file.hpp"
 
@@ -68,8 +68,6 @@ bool take_quoted(std::string_view *text, std::string *content) {
   return false;
 }
 
-// If the closing quote is missing, the text seems to end at the first quote of another line, where
-// more characters follow: it is damaged.
 bool take_text(std::string_view *text, RegistryValue *value) {
   std::string content;
   value->type = REG_SZ;
@@ -110,7 +108,7 @@ bool take_hex(std::string_view *text, RegistryValue *value) {
   return is_next;
 }
 
-// Also returns false if the value is damaged.
+// Returns false if there is no value or a damaged one.
 bool take_value(std::string_view *text, RegistryValues *values) {
   std::string name;
   bool const is_named = take_quoted(text, &name) || take(text, "@");
@@ -121,10 +119,13 @@ bool take_value(std::string_view *text, RegistryValues *values) {
   bool const is_taken = take(text, "dword:") ? take_dword(text, &value)
                         : take(text, "hex")  ? take_hex(text, &value)
                                              : take_text(text, &value);
-  if (is_taken && is_end(*text)) {
-    (*values)[registry_name(name)] = std::move(value);
+  // If the closing quote is missing, the text seems to end at the first quote of another line,
+  // where more characters follow.
+  if (!is_taken || !is_end(*text)) {
+    return false;
   }
-  return is_taken && is_end(*text);
+  (*values)[registry_name(name)] = std::move(value);
+  return true;
 }
 
 } // namespace
@@ -146,7 +147,7 @@ RegistryValues parse_registry_file(std::string_view text, std::string_view key) 
       std::string_view const line = text.substr(0, text.find('\n'));
       is_in_key = registry_name(line.substr(0, line.rfind(']'))) == wanted;
     } else if (is_in_key && take_value(&rest, &values)) {
-      text = rest; // a damaged value takes no further line
+      text = rest; // which may begin some lines further down
     }
     text.remove_prefix(std::min(text.find('\n'), text.size()));
     take(&text, "\n");

@@ -154,6 +154,7 @@ BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *bac
   if (!copy_identity(to.c_str(), status, file.get())) {
     return fail_to_copy();
   }
+  // Not the number for the `errno`, which may mean that the file can only be overwritten.
   if (retry([&file] { return fsync(file.get()); }) != 0) {
     return fail_with_errno(ERROR_IO_DEVICE);
   }

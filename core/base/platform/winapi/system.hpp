@@ -31,13 +31,14 @@ constexpr std::uint32_t timeout_from(unsigned long milliseconds) noexcept {
 }
 
 /// Finds the file that `path` names in the end, after all symbolic links; it need not exist. The
-/// result is `path` itself if it is no link, or a link to something other than a regular file or to
-/// a name that no path of the library can express.
+/// result is `path` itself if it is no link, or a link to an open file (below /proc) or to a name
+/// that no path of the library can express.
 ///
 /// @param target  receives the path, terminated.
 /// @param size    of `target`, in characters.
-/// @return false, with the last error, if the links form a circle, if they lead to a name that no
-///         path can express and at which nothing exists, or if the result does not fit.
+/// @return false, with the last error, if the links form a circle or the system refuses to follow
+///         them, if they lead to a name that no path can express and at which nothing exists, or if
+///         the result does not fit.
 bool follow_links(char const *path, char *target, std::size_t size) noexcept;
 
 /// Restores the last error, and its text, at the end of a block.

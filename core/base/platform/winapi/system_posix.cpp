@@ -72,6 +72,7 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   while (links <= MOST_LINKS && follow_one_link(current)) {
     ++links;
   }
+  errno = links > MOST_LINKS ? ELOOP : errno;
   if (errno != EINVAL && errno != ENOENT) { // neither the end of the links nor a missing file
     return fail_with_errno();
   }

@@ -8,8 +8,7 @@
 /// on and what differs from Windows. No other file tests for Windows.
 ///
 /// An argument that cannot be honoured fails with ERROR_NOT_SUPPORTED. A handle must be open and of
-/// the right kind; null in place of a file or of an object that can be waited for fails with
-/// ERROR_INVALID_HANDLE. What the system refuses fails with the number for its `errno`.
+/// the right kind. What the system refuses fails with the number for its `errno`.
 
 #ifdef _WIN32
 
@@ -52,16 +51,12 @@ union LARGE_INTEGER {
   std::int64_t QuadPart;
 };
 
+/// Steps of 100 ns since the beginning of 1601.
 struct FILETIME {
   DWORD dwLowDateTime, dwHighDateTime;
 };
 
-struct SECURITY_ATTRIBUTES {
-  DWORD nLength;
-  void *lpSecurityDescriptor;
-  BOOL bInheritHandle;
-};
-
+struct SECURITY_ATTRIBUTES;
 struct OVERLAPPED;
 
 constexpr BOOL FALSE = 0;
@@ -114,7 +109,7 @@ constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
 
 /// Writes the text of the calling thread's last error, such as "No space left on device", in the
 /// language of the program: that of the `errno`, or of the loader's failure, that caused it. Both
-/// flags must be given. 0 with ERROR_NOT_SUPPORTED for a number without a text.
+/// flags must be given. 0 with ERROR_NOT_SUPPORTED for a number without a text or of another error.
 DWORD FormatMessageA(DWORD flags, void const *source, DWORD message, DWORD language, char *buffer,
                      DWORD size, void *arguments);
 
@@ -249,11 +244,12 @@ constexpr DWORD MOVEFILE_WRITE_THROUGH = 0x8;
 /// permissions of a new file: 0 restricts it to its owner (mode 0600), any other leaves the
 /// process's default. No security attributes and no template; the only flag is
 /// FILE_ATTRIBUTE_NORMAL. INVALID_HANDLE_VALUE with ERROR_ACCESS_DENIED for a directory,
-/// ERROR_NO_SYSTEM_RESOURCES if the kernel has no memory.
+/// ERROR_FILE_EXISTS for CREATE_NEW, ERROR_NO_SYSTEM_RESOURCES if the kernel has no memory.
 HANDLE CreateFileA(char const *path, DWORD access, DWORD share_mode, SECURITY_ATTRIBUTES *security,
                    DWORD disposition, DWORD flags, HANDLE template_file);
 
-/// Not overlapped, nor is writing.
+/// Reads up to `size` bytes; 0 of them at the end of the file. Neither reading nor writing can be
+/// overlapped.
 BOOL ReadFile(HANDLE file, void *buffer, DWORD size, DWORD *count, OVERLAPPED *overlapped);
 
 /// Writes in one call of the system, which may write fewer bytes. Waits also if the descriptor is
@@ -280,12 +276,12 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *informa
 /// Whether CreateFileA has opened a regular file: FILE_TYPE_DISK, otherwise FILE_TYPE_UNKNOWN.
 DWORD GetFileType(HANDLE file);
 
-/// Only from FILE_BEGIN, and without returning the new position.
+/// Counts from FILE_BEGIN alone, and does not return the new position.
 BOOL SetFilePointerEx(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER *position, DWORD method);
 
 BOOL SetEndOfFile(HANDLE file);
 
-/// Only standard error, which CloseHandle leaves open.
+/// Returns standard error alone, which CloseHandle leaves open.
 HANDLE GetStdHandle(DWORD number);
 
 enum GET_FILEEX_INFO_LEVELS { GetFileExInfoStandard };
@@ -296,8 +292,7 @@ struct WIN32_FILE_ATTRIBUTE_DATA {
 };
 
 /// Does not open the file or follow a link. The attribute is FILE_ATTRIBUTE_NORMAL for a regular
-/// file, FILE_ATTRIBUTE_DIRECTORY, FILE_ATTRIBUTE_REPARSE_POINT for a symbolic link, or
-/// FILE_ATTRIBUTE_DEVICE for anything else. `data` is a WIN32_FILE_ATTRIBUTE_DATA.
+/// file, FILE_ATTRIBUTE_DEVICE for anything else. `data` is a WIN32_FILE_ATTRIBUTE_DATA.
 BOOL GetFileAttributesExA(char const *path, GET_FILEEX_INFO_LEVELS level, void *data);
 
 void GetSystemTimeAsFileTime(FILETIME *time);
@@ -313,8 +308,9 @@ BOOL DeleteFileA(char const *path);
 /// FALSE with ERROR_NOT_SUPPORTED if something would be lost: owner or attributes cannot be set, or
 /// `replaced` is a mount point or no regular file itself. Further hard links to it keep the old
 /// file. Fails also if the directory cannot be opened for reading, unless that is not permitted.
-/// After a failure both files are unchanged, with one exception: if the flush of the directory
-/// fails after the replacement (ERROR_IO_DEVICE), a crash of the system may undo it.
+/// A flush that fails has the number ERROR_IO_DEVICE. After a failure both files are unchanged,
+/// with one exception: if the flush of the directory fails, after the replacement, a crash of the
+/// system may undo it.
 BOOL ReplaceFileA(char const *replaced, char const *replacement, char const *backup, DWORD flags,
                   void *exclude, void *reserved);
 
@@ -364,7 +360,8 @@ struct OSVERSIONINFOA {
   DWORD dwPlatformId;
 };
 
-/// Reports the NT family of Windows, since its calls are the ones implemented.
+/// Reports the NT family of Windows, since its calls are the ones implemented. FALSE with
+/// ERROR_INSUFFICIENT_BUFFER if the size field is not set.
 BOOL GetVersionExA(OSVERSIONINFOA *version);
 
 // --- Registry: registry.cpp, registry_file.cpp ------------------------------------------------
@@ -382,6 +379,8 @@ inline void *const HKEY_LOCAL_MACHINE = reinterpret_cast<void *>(std::uintptr_t{
 /// KEY_READ and no options. ERROR_FILE_NOT_FOUND also for a key without values.
 LONG RegOpenKeyExA(HKEY root, char const *sub_key, DWORD options, REGSAM access, HKEY *key);
 
+/// Reads a value, or only its size if `data` is null. The size of a string includes its terminator.
+/// ERROR_FILE_NOT_FOUND for no such value, ERROR_MORE_DATA, with the size, if the bytes do not fit.
 /// `name` and `size` must not be null (ERROR_INVALID_PARAMETER).
 LONG RegQueryValueExA(HKEY key, char const *name, DWORD *reserved, DWORD *type, BYTE *data,
                       DWORD *size);
@@ -390,9 +389,10 @@ LONG RegCloseKey(HKEY key);
 
 // --- Environment: environment.cpp -------------------------------------------------------------
 
-/// Other threads may change the environment through this layer at the same time. In a program that
-/// runs with more rights than its user, the library's own variables and PATH are removed at load.
-/// The last error of an empty value stays as it was.
+/// Returns the length of the value; the size that is needed, terminator included, if `size` is too
+/// small; or 0 with ERROR_ENVVAR_NOT_FOUND. The last error of an empty value stays as it was. Other
+/// threads may change the environment through this layer at the same time. In a program that runs
+/// with more rights than its user, the library's own variables and PATH are removed at load.
 DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 
 /// Sets or removes a variable. Other threads may call the C library's `getenv` at the same time: it
@@ -403,8 +403,9 @@ DWORD GetEnvironmentVariableA(char const *name, char *buffer, DWORD size);
 /// setting a value again needs no memory, and a change takes time in proportion to the number of
 /// values so far. Nothing after the equals sign removes the variable. After a change by other
 /// means, a new variable and a removal need an array of their own, which stays allocated, too. Of
-/// several entries of one name, the first is replaced, but all are removed. -1 with EINVAL or
-/// ENOMEM in `errno`.
+/// several entries of one name, the first is replaced, but all are removed: a program that is
+/// started receives the later ones as well, and a reader may find them during the removal. -1 with
+/// EINVAL or ENOMEM in `errno`.
 int _putenv(char const *text);
 
 /// The same for a name and a value: null removes the variable (also if it is not set), the empty
