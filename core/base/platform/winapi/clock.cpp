@@ -43,9 +43,10 @@ void Sleep(DWORD milliseconds) {
 // in a child that is forked meanwhile.
 void GetLocalTime(SYSTEMTIME *time) {
   Ostrel::ProcessLock const lock(Ostrel::ProcessMutex::TIME_ZONE);
-  time_t const now = std::time(nullptr);
+  timespec now = {}; // not by `time`, which may lag behind by some milliseconds
+  clock_gettime(CLOCK_REALTIME, &now);
   tm local = {};
-  localtime_r(&now, &local);
+  localtime_r(&now.tv_sec, &local);
   *time = {static_cast<WORD>(local.tm_hour), static_cast<WORD>(local.tm_min),
            static_cast<WORD>(local.tm_sec)};
 }
