@@ -86,12 +86,14 @@ public:
   ThreadInWait() = default;
   ThreadInWait(ThreadInWait const &) = delete;
   ThreadInWait &operator=(ThreadInWait const &) = delete;
-  ~ThreadInWait();
+  ~ThreadInWait() { end(); }
 
   void begin() noexcept;
   bool has_ended() const noexcept;
 
 private:
+  void end() noexcept;
+
   std::uintptr_t thread_ = 0; // on Windows a handle
 };
 

@@ -92,9 +92,9 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
          fail(ERROR_INSUFFICIENT_BUFFER);
 }
 
-ThreadInWait::~ThreadInWait() = default;
+void ThreadInWait::begin() noexcept {}
 
-void ThreadInWait::begin() noexcept {
+void ThreadInWait::end() noexcept {
   thread_ = 0;
 }
 

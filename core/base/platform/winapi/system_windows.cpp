@@ -50,13 +50,15 @@ TerminationHook::TerminationHook(void (*action)(void *), void *argument) noexcep
 
 TerminationHook::~TerminationHook() = default;
 
-ThreadInWait::~ThreadInWait() {
-  CloseHandle(handle_of(thread_));
+void ThreadInWait::begin() noexcept {
+  end();
+  thread_ = reinterpret_cast<std::uintptr_t>(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()));
 }
 
-void ThreadInWait::begin() noexcept {
-  CloseHandle(handle_of(thread_)); // fails for none
-  thread_ = reinterpret_cast<std::uintptr_t>(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()));
+void ThreadInWait::end() noexcept {
+  if (thread_ != 0) {
+    CloseHandle(handle_of(std::exchange(thread_, 0)));
+  }
 }
 
 bool ThreadInWait::has_ended() const noexcept {
