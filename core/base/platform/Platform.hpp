@@ -7,6 +7,7 @@
 #include "core/base/platform/IMutex.hpp"
 #include "core/base/platform/ISharedLibrary.hpp"
 #include "core/base/platform/IThread.hpp"
+#include "core/base/platform/SearchPathElement.hpp"
 
 #include <cstddef>
 #include <cstdio>
@@ -245,6 +246,14 @@ public:
   /// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT` (null `out`, unknown property) or
   ///         `RESULT_OUT_OF_MEMORY`.
   static unsigned long get_system_property(SystemProperty property, std::string *out);
+
+  /// Reads the directories of a property one by one, with their origins (addition). Joined by the
+  /// search path delimiter they are the text of `get_system_property`.
+  ///
+  /// @param out  replaced on success.
+  /// @return as `get_system_property`.
+  static unsigned long get_search_path_elements(SystemProperty property,
+                                                std::vector<SearchPathElement> *out);
 
   /// Looks for a readable file in the directories of a search path, first to last. Skips a file
   /// that cannot be opened, also if the reason is temporary (no free descriptor, a file server that

@@ -8,6 +8,7 @@
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -102,72 +103,124 @@ private:
   bool had_temporary_error_ = false;
 };
 
+// The origin of one part of a property's text.
+struct Origin {
+  SearchPathElement::Origin kind = SearchPathElement::ORIGIN_BUILT_IN;
+  char const *name = "";
+};
+
+// The text of a property: the user's part and a delimiter, or nothing, and then the default part.
+struct Property {
+  std::string text;
+  std::size_t default_start = 0;
+  Origin user, fallback;
+};
+
 // Appends the default directory: that of the installation, else that of the build tree.
-void append_default(PropertySources const &sources, Registry *registry, std::string *path) {
+void append_default(PropertySources const &sources, Registry *registry, Property *property) {
+  std::string &path = property->text;
+  property->default_start = path.size();
   std::string installation;
   if (!registry->read(INSTALL_VALUE, &installation)) {
-    *path += sources.build_time;
+    path += sources.build_time;
     return;
   }
-  *path += installation;
-  if (!path->empty() && path->back() != '\\') {
-    *path += Platform::get_path_delimiter();
+  property->fallback = {SearchPathElement::ORIGIN_REGISTRY, INSTALL_VALUE};
+  path += installation;
+  if (!path.empty() && path.back() != '\\') {
+    path += Platform::get_path_delimiter();
   }
-  *path += sources.relative;
+  path += sources.relative;
 }
 
 // The user's own directories, then the default. `empty_counts`: a variable that is set to the empty
 // text also overrides the registry.
 void search_path(PropertySources const &sources, bool empty_counts, Registry *registry,
-                 std::string *path) {
-  bool const is_set = read_environment(sources.variable, path);
-  bool const is_final = is_set && (empty_counts || !path->empty());
-  bool const is_read = !is_final && registry->read(sources.value, path);
+                 Property *property) {
+  bool const is_set = read_environment(sources.variable, &property->text);
+  bool const is_final = is_set && (empty_counts || !property->text.empty());
+  bool const is_read = !is_final && registry->read(sources.value, &property->text);
   if (is_set || is_read) {
-    *path += Platform::get_search_path_delimiter();
+    property->user = is_read ? Origin{SearchPathElement::ORIGIN_REGISTRY, sources.value}
+                             : Origin{SearchPathElement::ORIGIN_ENVIRONMENT, sources.variable};
+    property->text += Platform::get_search_path_delimiter();
   }
-  append_default(sources, registry, path);
+  append_default(sources, registry, property);
 }
 
 // A single place: the first source that names one.
-void single_directory(PropertySources const &sources, Registry *registry, std::string *path) {
-  if (read_environment(sources.variable, path) && !path->empty()) {
+void single_directory(PropertySources const &sources, Registry *registry, Property *property) {
+  std::string &path = property->text;
+  property->fallback = {SearchPathElement::ORIGIN_ENVIRONMENT, sources.variable};
+  if (read_environment(sources.variable, &path) && !path.empty()) {
     return;
   }
-  if (!registry->read(sources.value, path)) {
+  property->fallback = {SearchPathElement::ORIGIN_REGISTRY, sources.value};
+  if (!registry->read(sources.value, &path)) {
     category().warn("Could not read registry value for %s\\%s", REGISTRY_KEY, sources.value);
   }
-  if (path->empty()) {
-    append_default(sources, registry, path);
+  if (path.empty()) {
+    property->fallback = {};
+    append_default(sources, registry, property);
   }
 }
 
-std::string read_property(Platform::SystemProperty property, Registry *registry) {
-  PropertySources const &sources = SOURCES[property];
-  std::string path;
-  switch (property) {
+Property read_property(Platform::SystemProperty number, Registry *registry) {
+  PropertySources const &sources = SOURCES[number];
+  Property property;
+  switch (number) {
   case Platform::INSTALL_PATH:
-    if (!registry->read(sources.value, &path)) {
-      path = sources.build_time;
+    if (registry->read(sources.value, &property.text)) {
+      property.fallback = {SearchPathElement::ORIGIN_REGISTRY, sources.value};
+    } else {
+      property.text = sources.build_time;
     }
     break;
   case Platform::SLAM_LANDMARK_PATH:
-    single_directory(sources, registry, &path);
+    single_directory(sources, registry, &property);
     break;
   default:
-    search_path(sources, /*empty_counts=*/property != Platform::MODELSETS_PATH, registry, &path);
+    search_path(sources, /*empty_counts=*/number != Platform::MODELSETS_PATH, registry, &property);
   }
-  return path;
+  return property;
+}
+
+bool is_property(Platform::SystemProperty number) {
+  return number >= Platform::INSTALL_PATH && number <= Platform::SLAM_LANDMARK_PATH;
 }
 
 } // namespace
 
 unsigned long Platform::get_system_property(SystemProperty property, std::string *out) try {
-  if (out == nullptr || property < INSTALL_PATH || property > SLAM_LANDMARK_PATH) {
+  if (out == nullptr || !is_property(property)) {
     return RESULT_INVALID_ARGUMENT;
   }
   Registry registry;
-  *out = read_property(property, &registry);
+  *out = read_property(property, &registry).text;
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long Platform::get_search_path_elements(SystemProperty property,
+                                                 std::vector<SearchPathElement> *out) try {
+  if (out == nullptr || !is_property(property)) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  Registry registry;
+  Property const read = read_property(property, &registry);
+  // A landmark directory and an installation are one place, whatever characters they have.
+  bool const is_search_path = property != INSTALL_PATH && property != SLAM_LANDMARK_PATH;
+  char const delimiter = *get_search_path_delimiter();
+  std::vector<SearchPathElement> elements;
+  for (std::size_t start = 0; start <= read.text.size();) {
+    std::size_t const found = is_search_path ? read.text.find(delimiter, start) : read.text.npos;
+    std::size_t const end = std::min(found, read.text.size());
+    Origin const &origin = start < read.default_start ? read.user : read.fallback;
+    elements.push_back({read.text.substr(start, end - start), origin.kind, origin.name});
+    start = end + 1;
+  }
+  *out = std::move(elements);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
@@ -175,7 +228,7 @@ unsigned long Platform::get_system_property(SystemProperty property, std::string
 
 unsigned long read_system_property(Platform::SystemProperty property, std::string *out) try {
   Registry registry;
-  std::string path = read_property(property, &registry);
+  std::string path = read_property(property, &registry).text;
   if (registry.had_temporary_error()) {
     return RESULT_SYSTEM_ERROR;
   }
