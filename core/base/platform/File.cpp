@@ -2,6 +2,7 @@
 #include "core/base/platform/File.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <algorithm>
@@ -11,6 +12,11 @@ namespace Ostrel {
 namespace {
 
 constexpr std::size_t LARGEST_TRANSFER = 0x40000000; // bytes in one call
+constexpr std::size_t LONGEST_PATH = 32768;          // characters, terminator included
+
+std::uint64_t joined(DWORD high, DWORD low) {
+  return std::uint64_t{high} << 32 | low;
+}
 
 } // namespace
 
@@ -28,6 +34,11 @@ bool is_temporary(std::uint32_t error) noexcept {
   default:
     return true;
   }
+}
+
+bool file_was_missing() noexcept {
+  DWORD const error = GetLastError();
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
 std::uint32_t transfer_size(std::size_t size) noexcept {
@@ -59,6 +70,13 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
     written += count;
   }
   return written;
+}
+
+bool find_link_target(char const *path, std::string *target) {
+  target->assign(LONGEST_PATH, '\0');
+  bool const is_found = follow_links(path, target->data(), target->size());
+  target->resize(std::strlen(target->c_str()));
+  return is_found;
 }
 
 unsigned long File::open_for_reading(char const *path) noexcept {
@@ -100,6 +118,23 @@ unsigned long long File::size() const noexcept {
   return GetFileSizeEx(file_.get(), &size) == FALSE
              ? 0
              : static_cast<unsigned long long>(size.QuadPart);
+}
+
+bool File::is_regular() const noexcept {
+  return GetFileType(file_.get()) == FILE_TYPE_DISK;
+}
+
+bool File::get_identity(FileIdentity *identity) const noexcept {
+  BY_HANDLE_FILE_INFORMATION information = {};
+  if (GetFileInformationByHandle(file_.get(), &information) == FALSE) {
+    return false;
+  }
+  FILETIME const &time = information.ftLastWriteTime;
+  *identity = {information.dwVolumeSerialNumber,
+               joined(information.nFileIndexHigh, information.nFileIndexLow),
+               joined(information.nFileSizeHigh, information.nFileSizeLow),
+               joined(time.dwHighDateTime, time.dwLowDateTime)};
+  return true;
 }
 
 std::uint32_t for_each_match(char const *query,

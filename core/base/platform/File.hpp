@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace Ostrel {
 
@@ -30,6 +31,10 @@ OpenFile open_file(char const *path, std::uint32_t access, std::uint32_t disposi
 /// the library.
 bool is_temporary(std::uint32_t error) noexcept;
 
+/// Whether the system's last error, of an opening, is that the file does not exist. Internal to the
+/// library.
+bool file_was_missing() noexcept;
+
 /// The part of `size` bytes that one system call transfers. Internal to the library.
 std::uint32_t transfer_size(std::size_t size) noexcept;
 
@@ -37,6 +42,23 @@ std::uint32_t transfer_size(std::size_t size) noexcept;
 /// library.
 /// @return the number of bytes written; fewer than `size` on an error.
 std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept;
+
+/// What distinguishes a file from one that has taken its place, and from itself after a change. Two
+/// changes within the resolution of the file system's clock (some milliseconds) that keep the size
+/// are not distinguished. Internal to the library.
+struct FileIdentity {
+  std::uint64_t volume = 0, index = 0, size = 0, change_time = 0;
+
+  bool operator==(FileIdentity const &other) const noexcept {
+    return volume == other.volume && index == other.index && size == other.size &&
+           change_time == other.change_time;
+  }
+};
+
+/// Follows the symbolic links of a path, as `follow_links`, to a path of any length. Internal to
+/// the library.
+/// @return false, with the system's last error; then `target` is unspecified.
+bool find_link_target(char const *path, std::string *target);
 
 /// An open file of the operating system, unbuffered. Internal to the library.
 ///
@@ -65,6 +87,12 @@ public:
 
   /// In bytes; 0 if it is unknown (a pipe, for example).
   unsigned long long size() const noexcept;
+
+  /// False for a pipe or a device, for example.
+  bool is_regular() const noexcept;
+
+  /// @return false, with `identity` untouched, if it is unknown.
+  bool get_identity(FileIdentity *identity) const noexcept;
 
   void close() noexcept { file_.reset(); }
 

@@ -12,7 +12,6 @@
 #include "core/base/platform/winapi/winapi.hpp"
 
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -21,8 +20,7 @@ namespace Ostrel {
 
 namespace {
 
-constexpr std::size_t LONGEST_PATH = 32768; // characters, terminator included
-constexpr std::size_t BLOCK_SIZE = 16384;   // bytes, in one read
+constexpr std::size_t BLOCK_SIZE = 16384; // bytes, in one read
 
 ClassCategory category("Ostrel.Core.Base.Win32Platform");
 
@@ -202,10 +200,8 @@ unsigned long Platform::replace_file(char const *path, char const *data, std::si
   if (path == nullptr || (data == nullptr && size > 0)) {
     return RESULT_INVALID_ARGUMENT;
   }
-  std::string target(LONGEST_PATH, '\0');
-  bool const is_found = follow_links(path, target.data(), target.size());
-  target.resize(std::strlen(target.c_str()));
-  if (is_found && replace(target, {data, size})) {
+  std::string target;
+  if (find_link_target(path, &target) && replace(target, {data, size})) {
     return RESULT_SUCCESS;
   }
   DWORD const error = GetLastError();

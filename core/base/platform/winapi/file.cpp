@@ -256,7 +256,15 @@ BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *informa
   if (retry([=, &status] { return fstat(descriptor_of(file), &status); }) != 0) {
     return fail_with_errno();
   }
-  information->nNumberOfLinks = static_cast<DWORD>(status.st_nlink);
+  auto const size = static_cast<std::uint64_t>(status.st_size);
+  auto const index = static_cast<std::uint64_t>(status.st_ino);
+  *information = {file_time(status.st_mtim),
+                  static_cast<DWORD>(status.st_dev),
+                  static_cast<DWORD>(size >> 32),
+                  static_cast<DWORD>(size),
+                  static_cast<DWORD>(status.st_nlink),
+                  static_cast<DWORD>(index >> 32),
+                  static_cast<DWORD>(index)};
   return TRUE;
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -90,6 +91,29 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   char const *const result = is_target ? current : path;
   return static_cast<std::size_t>(std::snprintf(target, size, "%s", result)) < size ||
          fail(ERROR_INSUFFICIENT_BUFFER);
+}
+
+// `flock`, since a record lock on a directory is impossible: it needs a descriptor for writing.
+DirectoryLockOutcome try_lock_directory_of(char const *file, std::intptr_t *lock) noexcept {
+  NativePath const native(file);
+  Descriptor directory = native.is_valid() ? open_directory_of(native.c_str()) : Descriptor();
+  if (!directory.is_open()) {
+    fail_with_errno();
+    return DirectoryLockOutcome::UNAVAILABLE;
+  }
+  if (retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
+    *lock = directory.release();
+    return DirectoryLockOutcome::LOCKED;
+  }
+  bool const is_busy = errno == EWOULDBLOCK;
+  fail_with_errno();
+  return is_busy ? DirectoryLockOutcome::BUSY : DirectoryLockOutcome::UNAVAILABLE;
+}
+
+// Unlocks explicitly: a child that was forked meanwhile has the descriptor as well.
+void unlock_directory(std::intptr_t lock) noexcept {
+  Descriptor const directory(static_cast<int>(lock));
+  flock(directory.get(), LOCK_UN);
 }
 
 void ThreadInWait::begin() noexcept {}

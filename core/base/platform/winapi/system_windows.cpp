@@ -35,6 +35,14 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   return length < size;
 }
 
+DirectoryLockOutcome try_lock_directory_of(char const * /*file*/,
+                                           std::intptr_t * /*lock*/) noexcept {
+  SetLastError(ERROR_NOT_SUPPORTED);
+  return DirectoryLockOutcome::UNAVAILABLE;
+}
+
+void unlock_directory(std::intptr_t /*lock*/) noexcept {}
+
 LastErrorGuard::LastErrorGuard() noexcept : number_(GetLastError()), reason_(0) {}
 
 LastErrorGuard::~LastErrorGuard() {

@@ -39,6 +39,7 @@ using BOOL = int;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using WORD = std::uint16_t;
+using ULONGLONG = std::uint64_t;
 using BYTE = unsigned char;
 using HANDLE = void *;
 using HKEY = void *;
@@ -268,7 +269,13 @@ BOOL FlushFileBuffers(HANDLE file);
 BOOL GetFileSizeEx(HANDLE file, LARGE_INTEGER *size);
 
 struct BY_HANDLE_FILE_INFORMATION {
+  FILETIME ftLastWriteTime;
+  DWORD dwVolumeSerialNumber;
+  DWORD nFileSizeHigh;
+  DWORD nFileSizeLow;
   DWORD nNumberOfLinks;
+  DWORD nFileIndexHigh;
+  DWORD nFileIndexLow;
 };
 
 BOOL GetFileInformationByHandle(HANDLE file, BY_HANDLE_FILE_INFORMATION *information);
@@ -340,6 +347,7 @@ struct SYSTEMTIME {
 };
 
 /// The monotonic clock.
+ULONGLONG GetTickCount64();
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 

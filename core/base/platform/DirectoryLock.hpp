@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+namespace Ostrel {
+
+/// Holds an advisory lock on the directory of a file until the end of a block, so that processes
+/// that read, change and replace the file do so one after another. If the file is a symbolic link,
+/// the directory is that of its target. Internal to the library.
+class DirectoryLock {
+public:
+  enum class State {
+    HELD,
+    BUSY,       ///< Another process, or another lock of this one, held it until the time-out.
+    UNAVAILABLE ///< There are no locks; the system's last error has the reason.
+  };
+
+  /// Waits for the lock. Throws std::bad_alloc without memory.
+  DirectoryLock(char const *file, std::uint32_t timeout_ms);
+  DirectoryLock(DirectoryLock const &) = delete;
+  DirectoryLock &operator=(DirectoryLock const &) = delete;
+  ~DirectoryLock();
+
+  State state() const noexcept { return state_; }
+
+private:
+  State state_ = State::UNAVAILABLE;
+  std::intptr_t lock_ = 0; // of the system layer
+};
+
+} // namespace Ostrel
