@@ -113,9 +113,10 @@ Outcome write_and_rename(std::string const &target, std::string_view contents, T
   if (file == nullptr) {
     return failed_or_would_lose();
   }
+  bool const needs_flush = kind == Target::MISSING || !REPLACE_FILE_FLUSHES;
   bool const is_written =
       write_whole(file.get(), contents.data(), contents.size()) == contents.size() &&
-      FlushFileBuffers(file.get()) != FALSE;
+      (!needs_flush || FlushFileBuffers(file.get()) != FALSE);
   file.reset(); // Windows renames no open file
   if (is_written && rename(path, target, kind)) {
     return Outcome::DONE;

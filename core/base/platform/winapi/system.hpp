@@ -20,6 +20,9 @@ constexpr bool is_separator(char c) noexcept {
 /// The default extension of a shared library's file name.
 extern char const *const SHARED_LIBRARY_EXTENSION;
 
+/// Whether ReplaceFileA flushes the new file itself, after it has set its permissions.
+extern bool const REPLACE_FILE_FLUSHES;
+
 /// Rewrites a path in place to the form that the system's own calls take. It becomes no longer.
 void to_native_path(char *path) noexcept;
 

@@ -49,6 +49,8 @@ bool is_expressible(char const *path) {
 
 char const *const SHARED_LIBRARY_EXTENSION = ".so";
 
+bool const REPLACE_FILE_FLUSHES = true;
+
 void to_native_path(char *path) noexcept {
   char const *from = path + drive_length(path);
   for (; *from != '\0'; ++from, ++path) {

@@ -19,6 +19,8 @@ HANDLE handle_of(std::uintptr_t thread) noexcept {
 
 char const *const SHARED_LIBRARY_EXTENSION = ".dll";
 
+bool const REPLACE_FILE_FLUSHES = false; // REPLACEFILE_WRITE_THROUGH has no effect
+
 void to_native_path(char * /*path*/) noexcept {}
 
 bool follow_links(char const *path, char *target, std::size_t size) noexcept {
