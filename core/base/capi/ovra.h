@@ -221,7 +221,45 @@ OSTBASE_API char const *ovra_result__get_description(unsigned long code) OSTBASE
 OSTBASE_API unsigned long ovra_user_config__get_value(char const *key, char *buffer,
                                                       unsigned int size) OSTBASE_NOEXCEPT;
 
-/// Changes a setting for this process and, on request, in the settings file.
+/// Reads a setting whose whole text is a number in decimal notation, with a point in every locale,
+/// or a truth value: "true", "false", "1", "0", "yes" or "no", in upper or lower case.
+///
+/// @param value  untouched if there is no settings file; null is refused.
+/// @return as above; `RESULT_INVALID_TYPE`, with a warning that names the file and the line, for
+/// any
+///         other text and for a number that the type cannot represent; `RESULT_INVALID_ARGUMENT`
+///         for a null value.
+OSTBASE_API unsigned long ovra_user_config__get_double(char const *key,
+                                                       double *value) OSTBASE_NOEXCEPT;
+OSTBASE_API unsigned long ovra_user_config__get_long(char const *key, long *value) OSTBASE_NOEXCEPT;
+OSTBASE_API unsigned long ovra_user_config__get_ulong(char const *key,
+                                                      unsigned long *value) OSTBASE_NOEXCEPT;
+OSTBASE_API unsigned long ovra_user_config__get_bool(char const *key, bool *value) OSTBASE_NOEXCEPT;
+
+/// Reads a setting that is a number and a unit of that type ("30 deg", "1.5 m"), converted to the
+/// type's default unit, in which a number alone is.
+///
+/// @param type  one of `ovra_unit_type`; others return `RESULT_INVALID_ARGUMENT`.
+/// @return as above; `RESULT_INVALID_TYPE` also for a unit of another type.
+OSTBASE_API unsigned long ovra_user_config__get_quantity(char const *key, int type,
+                                                         double *value) OSTBASE_NOEXCEPT;
+
+/// Whether there is a settings file.
+OSTBASE_API bool ovra_user_config__is_available(void) OSTBASE_NOEXCEPT;
+
+/// Reads the settings file afresh; settings that were set without commit stay. On failure
+/// everything does.
+///
+/// @return `RESULT_SUCCESS`; `RESULT_NOT_FOUND` if there is no settings file; `RESULT_FAILURE` if
+/// it
+///         does not parse or cannot be read; `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
+OSTBASE_API unsigned long ovra_user_config__reload(void) OSTBASE_NOEXCEPT;
+
+/// The same if the file has changed since it was read, which costs one look at it.
+OSTBASE_API unsigned long ovra_user_config__reload_if_changed(void) OSTBASE_NOEXCEPT;
+
+/// Changes a setting for this process and, on request, in the settings file. A commit keeps the
+/// changes that other processes have committed.
 ///
 /// @param value   the new text; null is refused.
 /// @param commit  not 0: also writes the setting to the settings file, if there is one.
@@ -230,6 +268,22 @@ OSTBASE_API unsigned long ovra_user_config__get_value(char const *key, char *buf
 ///         `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long ovra_user_config__set_value(char const *key, char const *value,
                                                       int commit) OSTBASE_NOEXCEPT;
+
+/// Changes several settings, all or none, in one write of the file.
+///
+/// @param keys    `count` keys.
+/// @param values  as many texts. A null array, key or text is refused, unless `count` is 0.
+/// @return as above: the first failure, with nothing changed.
+OSTBASE_API unsigned long ovra_user_config__set_values(char const *const *keys,
+                                                       char const *const *values,
+                                                       unsigned int count,
+                                                       int commit) OSTBASE_NOEXCEPT;
+
+/// Removes a setting from this process and, on request, from the settings file.
+///
+/// @return as above; `RESULT_NOT_FOUND` if the setting does not exist.
+OSTBASE_API unsigned long ovra_user_config__remove_value(char const *key,
+                                                         int commit) OSTBASE_NOEXCEPT;
 
 /// @}
 /// @name Units

@@ -93,9 +93,12 @@ void const *Configuration::find_repository_key(char const *name, void const *) c
 }
 
 void const *Configuration::create_key(char const *path) try {
-  if (path == nullptr) {
-    return nullptr;
-  }
+  return path == nullptr ? nullptr : create_path(path, /*commit=*/true);
+} catch (std::bad_alloc const &) {
+  return nullptr;
+}
+
+void const *Configuration::create_path(char const *path, bool commit) {
   Lock const lock(*this);
   void const *key = nullptr;
   char const *rest = skip_key_separators(path);
@@ -104,14 +107,12 @@ void const *Configuration::create_key(char const *path) try {
     rest = skip_key_separators(rest + component.size());
     bool const is_last = *rest == '\0';
     void const *next = is_last ? nullptr : search_sub_key(key, component.c_str());
-    key = next != nullptr ? next : create_sub_key(key, component.c_str(), /*commit=*/true);
+    key = next != nullptr ? next : create_sub_key(key, component.c_str(), commit);
     if (key == nullptr) {
       return nullptr;
     }
   }
   return key;
-} catch (std::bad_alloc const &) {
-  return nullptr;
 }
 
 void const *Configuration::create_sub_key(void const *parent, char const *name, bool commit) try {

@@ -8,6 +8,8 @@
 
 namespace Ostrel {
 
+enum UnitType : int;
+
 /// Reads and writes configuration by key paths, over any source.
 ///
 /// A **key path** consists of components separated by '/' or '\', for example
@@ -128,6 +130,18 @@ public:
   unsigned long get_value(void const *key, char const *sub_path, char const *name,
                           unsigned long *out) const;
 
+  /// Reads a value that is a number and a unit of that kind ("30 deg", "1.5 m"; blanks between them
+  /// are optional), converted to the present default unit of the kind, in which a number alone is
+  /// (addition). The number is in decimal notation with a point in every locale.
+  ///
+  /// @return as `get_value`; `RESULT_INVALID_TYPE`, with a warning that names the file and the
+  /// line,
+  ///         if the whole text is not such a quantity; `RESULT_INVALID_ARGUMENT` for an unknown
+  ///         kind.
+  unsigned long get_quantity(char const *path, char const *name, UnitType type, double *out) const;
+  unsigned long get_quantity(void const *key, char const *sub_path, char const *name, UnitType type,
+                             double *out) const;
+
   /// Sets a value of an existing key.
   /// @param commit  true makes the source write its file at once.
   /// @return the source's result; `RESULT_NOT_FOUND`, with a warning, if the key of an absolute
@@ -183,12 +197,13 @@ protected:
                                           char const *value_text) const;
 
 private:
-  friend class KeyLookUp; // of the user settings
-  class Lock;             // held during one operation
+  friend class SettingsFile;
+  class Lock; // held during one operation
 
   // All throw std::bad_alloc without memory. The first acquires the lock, the others need it held.
   void const *look_up(char const *path) const;
   void const *look_up(Lock const &lock, void const *key, char const *sub_path) const;
+  void const *create_path(char const *path, bool commit);
   void const *search_sub_key(void const *key, char const *path) const;
   void const *search_value(void const *key, char const *sub_path, char const *name,
                            std::string *out) const;

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/Configuration.hpp"
 
+#include "core/base/config/SourceLookUp.hpp"
+#include "core/base/config/StrictValue.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
 
 #include <algorithm>
 #include <array>
@@ -17,6 +22,8 @@
 namespace Ostrel {
 
 namespace {
+
+ClassCategory category("Ostrel.Core.Base.Configuration");
 
 // The text of a number; longer ones are cut.
 using NumberText = std::array<char, 64>;
@@ -93,6 +100,17 @@ unsigned long get_number(Configuration const &configuration, Number *out, Place.
   return RESULT_OUT_OF_MEMORY;
 }
 
+// The file and the line of a key, as far as they are known.
+std::string place_of(IConfigSource const &source, void const *key) {
+  XmlConfigSource const *const indexed = SourceLookUp(source).indexed();
+  std::string file;
+  long line = 0;
+  if (indexed == nullptr || indexed->get_location(key, &file, &line) != RESULT_SUCCESS) {
+    return "unknown file";
+  }
+  return text_of_place(file, line);
+}
+
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
@@ -142,6 +160,33 @@ unsigned long Configuration::get_value(void const *key, char const *sub_path, ch
 unsigned long Configuration::get_value(void const *key, char const *sub_path, char const *name,
                                        unsigned long *out) const {
   return get_number(*this, out, key, sub_path, name);
+}
+
+unsigned long Configuration::get_quantity(char const *path, char const *name, UnitType type,
+                                          double *out) const {
+  return get_quantity(nullptr, path, name, type, out);
+}
+
+unsigned long Configuration::get_quantity(void const *key, char const *sub_path, char const *name,
+                                          UnitType type, double *out) const try {
+  if (out == nullptr || !is_known_kind(type)) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  std::string text;
+  unsigned long const result = get_value(key, sub_path, name, &text);
+  if (result != RESULT_SUCCESS) {
+    return result;
+  }
+  std::string const fault = read_quantity(text, type, out);
+  if (fault.empty()) {
+    return RESULT_SUCCESS;
+  }
+  category().warn("%s/%s: '%s' %s (%s)", sub_path == nullptr ? "" : sub_path,
+                  name == nullptr ? "" : name, text.c_str(), fault.c_str(),
+                  place_of(*source_, find_key(key, sub_path)).c_str());
+  return RESULT_INVALID_TYPE;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long Configuration::set_value(char const *path, char const *name, double value,

@@ -9,8 +9,16 @@
 
 namespace Ostrel {
 
-/// The texts of user settings, by full key or by alias with its '$'. An alias shares the text of
-/// its full key. Entries are never removed. Internal to the library.
+/// What the process knows of a setting. Internal to the library.
+struct CachedSetting {
+  std::string text;
+  bool is_local = false;    // set or removed without a commit: a reload keeps it
+  bool is_removed = false;  // counts as a setting that does not exist
+  bool is_reported = false; // a typed read has warned about the text
+};
+
+/// The user settings, by full key or by alias with its '$'. An alias shares the setting of its full
+/// key. Internal to the library.
 ///
 /// Not synchronised, except the constructor of `Query`.
 class SettingCache {
@@ -31,29 +39,33 @@ private:
     std::size_t operator()(Query const &query) const noexcept { return query.hash; }
   };
   struct Entry {
-    std::unique_ptr<char[]> key;       // borrowed by the entry's query
-    std::shared_ptr<std::string> text; // shared by the full key and its aliases
+    std::unique_ptr<char[]> key;            // borrowed by the entry's query
+    std::shared_ptr<CachedSetting> setting; // shared by the full key and its aliases
   };
   using Entries = std::unordered_map<Query, Entry, Hash>;
 
 public:
   using NewEntry = Entries::node_type;
 
-  /// Returns the text; null if there is none.
-  std::string const *find(Query const &query) const;
+  /// Returns the setting; null if there is none.
+  CachedSetting *find(Query const &query) const;
 
-  /// Allocates an entry, so that the next `add` cannot fail. Throws `std::bad_alloc`.
-  NewEntry prepare(Query const &full_key, std::string text);
+  /// Allocates entries, so that the next `count` calls of `add` cannot fail. Throws
+  /// `std::bad_alloc`.
+  NewEntry prepare(Query const &full_key, CachedSetting setting, std::size_t count = 1);
 
-  /// Adds the entry, or replaces the text of its key. Returns the text.
-  std::string const *add(NewEntry entry) noexcept;
+  /// Adds the entry, or replaces the setting of its key. Returns the setting.
+  CachedSetting *add(NewEntry entry) noexcept;
 
-  /// Adds an alias that shares the text of its full key. Without memory nothing is added; then the
-  /// next look-up of the alias is slower.
+  /// Adds an alias that shares the setting of its full key. Without memory nothing is added; then
+  /// the next look-up of the alias is slower.
   void add_alias(Query const &alias, Query const &full_key) noexcept;
 
+  /// Removes all aliases, and all settings that are not local.
+  void forget_file() noexcept;
+
 private:
-  NewEntry make_entry(Query const &query, std::shared_ptr<std::string> text);
+  NewEntry make_entry(Query const &query, std::shared_ptr<CachedSetting> setting);
 
   Entries entries_;
 };

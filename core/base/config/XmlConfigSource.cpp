@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/XmlConfigSource.hpp"
 
+#include "core/base/config/DocumentRecord.hpp"
 #include "core/base/config/SourceLookUp.hpp"
 #include "core/base/config/xml/Reader.hpp"
 #include "core/base/config/xml/Writer.hpp"
@@ -79,11 +80,6 @@ unsigned long try_candidate(std::string const &path, std::string *found) {
 
 } // namespace
 
-struct XmlConfigSource::DocumentRecord {
-  XmlDocument document;
-  std::string file_name; // for loads and saves
-};
-
 int XmlConfigSource::_instance_count = 0;
 
 // --- Construction and loading -----------------------------------------------------------------
@@ -154,7 +150,8 @@ unsigned long XmlConfigSource::read_record(std::string path,
   }
   if (reading.result == RESULT_SUCCESS) {
     *record = std::make_unique<DocumentRecord>();
-    **record = {std::move(reading.document), std::move(path)};
+    (*record)->adopt(std::move(reading));
+    (*record)->file_name = std::move(path);
   }
   return reading.result;
 }
@@ -384,12 +381,15 @@ bool XmlConfigSource::save() const try {
     return false;
   }
   char const *const path = main_document_->file_name.c_str();
-  std::string fault;
-  bool const is_written = write_xml_file(main_document_->document, path, &fault);
-  if (!fault.empty()) {
-    category().debug("Refused to save '%s': %s", path, fault.c_str());
+  XmlWriting const writing = write_xml_file(main_document_->document, path);
+  if (!writing.fault.empty()) {
+    category().debug("Refused to save '%s': %s", path, writing.fault.c_str());
   }
-  return is_written;
+  if (writing.is_written) {
+    main_document_->digest = writing.digest;
+    main_document_->identity.reset();
+  }
+  return writing.is_written;
 } catch (std::bad_alloc const &) {
   return false;
 }
@@ -447,6 +447,34 @@ unsigned long XmlConfigSource::set_search_path(char const *path) try {
   }
   entries.emplace_back(); // the current directory, and the unchanged name
   search_path_ = {entries.begin(), entries.end()};
+  return RESULT_SUCCESS;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long XmlConfigSource::get_location(void const *key, std::string *file, long *line) const
+    try {
+  if (key == nullptr || file == nullptr || line == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  LoggedSourceLock const lock;
+  if (!lock) {
+    return RESULT_ACQUISITION_ERROR;
+  }
+  XmlNode const &node = *node_of(key);
+  auto const holds = [&node](DocumentRecord const &record) {
+    return contains(record.document, node);
+  };
+  DocumentRecord const *record =
+      main_document_ != nullptr && holds(*main_document_) ? main_document_.get() : nullptr;
+  for (auto const &[name, repository] : repositories_) {
+    record = record == nullptr && holds(*repository) ? repository.get() : record;
+  }
+  if (record == nullptr) {
+    return RESULT_NOT_FOUND;
+  }
+  *file = Platform::native_path(record->file_name.c_str());
+  *line = line_of(node);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

@@ -140,6 +140,16 @@ public:
   /// @return `RESULT_SUCCESS`, `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
   unsigned long set_search_path(char const *path);
 
+  /// Tells in which file and line a key, or the key of a value, stands (addition). The line is that
+  /// of the last load or save.
+  ///
+  /// @param file  receives the path under which the file was found, as the system takes it.
+  /// @param line  receives the line of the key's tag, from 1; 0 if it is unknown: for a key that no
+  ///              file has yet, beyond line 65534, and in a file that declares entities.
+  /// @return `RESULT_SUCCESS`; `RESULT_INVALID_ARGUMENT` for null; `RESULT_NOT_FOUND` for a key of
+  ///         another source; `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
+  unsigned long get_location(void const *key, std::string *file, long *line) const;
+
   /// The number of sources. Guarded by the lock of all sources.
   static int _instance_count;
 
@@ -155,6 +165,7 @@ protected:
   bool save() const;
 
 private:
+  friend class SettingsFile;
   friend class SourceLookUp;
 
   struct DocumentRecord;

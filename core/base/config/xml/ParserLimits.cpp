@@ -126,13 +126,37 @@ void declare_attribute(void *context, xmlChar const *element, xmlChar const *nam
                        is_text ? written.get() : text, choices);
 }
 
+// The number of lines from the start of a tag to the parser's position. A tag contains no other
+// '<'; the parser keeps a whole tag in its buffer.
+int lines_in_tag(xmlParserInput const &input) {
+  int lines = 0;
+  for (xmlChar const *at = input.cur; at > input.base && at[-1] != '<'; --at) {
+    lines += at[-1] == '\n' ? 1 : 0;
+  }
+  return lines;
+}
+
+// The parser sets the line of the end of the tag, and in the text of an entity counts from its
+// beginning.
+void correct_line(xmlParserCtxt const &parser) {
+  bool const has_entities = parser.myDoc != nullptr && parser.myDoc->intSubset != nullptr &&
+                            parser.myDoc->intSubset->entities != nullptr;
+  constexpr int UNKNOWN = 0, LARGEST = 65534;
+  int const line = parser.input->line - lines_in_tag(*parser.input);
+  parser.node->line = static_cast<unsigned short>(has_entities || line > LARGEST ? UNKNOWN : line);
+}
+
 void start_element(void *context, xmlChar const *name, xmlChar const *prefix, xmlChar const *uri,
                    int namespace_count, xmlChar const **namespaces, int attribute_count,
                    int defaulted_count, xmlChar const **attributes) noexcept {
   xmlSAX2StartElementNs(context, name, prefix, uri, namespace_count, namespaces, attribute_count,
                         defaulted_count, attributes);
   xmlParserCtxt const &parser = parser_of(context);
-  xmlNs *declared = parser.node == nullptr ? nullptr : parser.node->nsDef;
+  if (parser.node == nullptr) { // without memory
+    return;
+  }
+  correct_line(parser);
+  xmlNs *declared = parser.node->nsDef;
   for (; declared != nullptr; declared = declared->next) {
     if (XmlText text = escaped(parser.myDoc, declared->href); text != nullptr) {
       xmlFree(const_cast<xmlChar *>(declared->href));

@@ -19,8 +19,9 @@ constexpr char UTF_8[] = "UTF-8";
 struct FileText {
   std::string_view view() const { return {as_text(text.get()), static_cast<std::size_t>(size)}; }
 
-  XmlText text; // null if it cannot be written
-  int size = 0; // bytes
+  XmlText text;         // null if it cannot be written
+  int size = 0;         // bytes
+  XmlDocument reloaded; // from the text
 };
 
 // @param encoding  null for the document's own.
@@ -50,13 +51,32 @@ FileText make_file_text(XmlDocument const &document, std::string *fault) {
   }
   if (is_converted) {
     FileText kept = serialize(document, nullptr);
-    XmlReading const kept_again = read_xml_text(kept.view());
+    XmlReading kept_again = read_xml_text(kept.view());
     if (kept_again.document &&
         serialize(kept_again.document, UTF_8).view() == serialize(again.document, UTF_8).view()) {
+      kept.reloaded = std::move(kept_again.document);
       return kept;
     }
   }
+  written.reloaded = std::move(again.document);
   return written;
+}
+
+xmlNode *first_element_from(xmlNode *node) {
+  while (node != nullptr && !is_element(*node)) {
+    node = next_in_file(node);
+  }
+  return node;
+}
+
+// Copies the lines of the elements. The elements of both documents are the same.
+void copy_lines(XmlDocument const &from, XmlDocument const &to) {
+  xmlNode *source = from.root(), *target = to.root();
+  while (source != nullptr && target != nullptr) {
+    target->line = source->line;
+    source = first_element_from(next_in_file(source));
+    target = first_element_from(next_in_file(target));
+  }
 }
 
 } // namespace
@@ -66,12 +86,18 @@ void set_xml_layout() noexcept {
   xmlKeepBlanksDefault(0);
 }
 
-bool write_xml_file(XmlDocument const &document, char const *path, std::string *fault) {
+XmlWriting write_xml_file(XmlDocument const &document, char const *path) {
   set_xml_layout();
-  FileText const written = make_file_text(document, fault);
+  XmlWriting writing;
+  FileText const written = make_file_text(document, &writing.fault);
   std::string_view const text = written.view();
-  return written.text != nullptr &&
-         Platform::replace_file(path, text.data(), text.size()) == RESULT_SUCCESS;
+  writing.digest.add(text);
+  writing.is_written = written.text != nullptr &&
+                       Platform::replace_file(path, text.data(), text.size()) == RESULT_SUCCESS;
+  if (writing.is_written) {
+    copy_lines(written.reloaded, document);
+  }
+  return writing;
 }
 
 } // namespace Ostrel

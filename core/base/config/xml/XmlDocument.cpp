@@ -157,6 +157,15 @@ void read_text(XmlNode const &node, std::string *text) {
   *text = as_text(content.get());
 }
 
+bool contains(XmlDocument const &document, XmlNode const &node) noexcept {
+  return node.doc == document.get();
+}
+
+long line_of(XmlNode const &node) noexcept {
+  XmlNode const *const key = is_element(node) ? &node : node.parent;
+  return key != nullptr && is_element(*key) ? key->line : 0;
+}
+
 XmlNode *first_sub_key(XmlNode const &key) noexcept {
   return first_key_from(key.children);
 }

@@ -63,6 +63,11 @@ XmlNode *read_value(XmlNode *value, std::string *name, std::string *text);
 /// std::bad_alloc without memory.
 void read_text(XmlNode const &node, std::string *text);
 
+bool contains(XmlDocument const &document, XmlNode const &node) noexcept;
+
+/// The line of a key's tag in its file, or that of the key of a value; 0 if it is unknown.
+long line_of(XmlNode const &node) noexcept;
+
 // --- Walking: null for none -------------------------------------------------------------------
 
 XmlNode *first_sub_key(XmlNode const &key) noexcept;

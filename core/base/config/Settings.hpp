@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "core/base/config/SettingCache.hpp"
+#include "core/base/config/SettingExplanation.hpp"
+#include "core/base/config/SettingsFile.hpp"
+#include "core/base/foundation/ThreadSafety.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
+#include "core/base/platform/process/Rundown.hpp"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ostrel {
+
+/// The user settings of the process. Internal to the library.
+///
+/// Guarded by the mutex `USER_CONFIGURATION`. Functions without `noexcept` throw std::bad_alloc
+/// without memory.
+class Settings {
+public:
+  Settings();
+
+  /// Loads the file and the aliases in the first call. After a temporary failure (an error of the
+  /// device, or no memory) the next call retries.
+  unsigned long set_up();
+
+  /// Loads the file and the aliases afresh; on failure everything stays.
+  unsigned long reload();
+
+  bool is_available() const noexcept { return file_->is_loaded(); }
+  SettingsFile &file() noexcept { return *file_; }
+  SettingCache &cache() noexcept { return cache_; }
+
+  /// Returns the full key of an alias with its '$', or the key itself; empty for an unknown alias.
+  std::string_view resolve(std::string_view key) const;
+
+  /// Finds a setting.
+  ///
+  /// @param setting  receives null if there is no settings file; untouched on failure.
+  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` or `RESULT_OUT_OF_MEMORY`, as `get_user_config`.
+  unsigned long find(SettingCache::Query const &query, CachedSetting **setting);
+
+  /// The declarations of an alias in the order in which each replaces the one before; for an empty
+  /// name the declarations in use, by name.
+  std::vector<SettingAlias> declarations(std::string_view name) const;
+
+private:
+  struct Alias {
+    std::string key;
+    int index; // of the declaration in the file; -1 if it is built in
+  };
+  struct Aliases {
+    std::map<std::string, Alias, std::less<>> in_use;
+    std::vector<std::pair<std::string, Alias>> replaced; // by later declarations, in their order
+  };
+
+  static Aliases built_in_aliases();
+  static void read_declarations(SettingsFile const &file, Aliases *aliases);
+  SettingAlias describe(std::string const &name, Alias const &alias) const;
+  unsigned long look_up(SettingCache::Query const &query, CachedSetting **setting);
+
+  std::unique_ptr<SettingsFile> file_; // never null
+  bool is_set_up_ = false;
+  Aliases aliases_;
+  SettingCache cache_;
+};
+
+/// Acquires the mutex of the settings and sets them up. Fails after their end, at unload. Internal
+/// to the library.
+class OSTBASE_SCOPED_CAPABILITY SettingsLock {
+public:
+  SettingsLock() OSTBASE_ACQUIRE(ProcessMutex::of(ProcessMutex::USER_CONFIGURATION));
+  ~SettingsLock() OSTBASE_RELEASE() = default;
+  SettingsLock(SettingsLock const &) = delete;
+  SettingsLock &operator=(SettingsLock const &) = delete;
+
+  /// `RESULT_SUCCESS` if the settings can be used.
+  unsigned long result() const noexcept { return result_; }
+
+  /// Only after a success.
+  Settings &settings() const noexcept;
+
+private:
+  RundownGuard inside_{Rundown::SETTINGS}; // first: released after the mutex
+  ProcessLock lock_{ProcessMutex::USER_CONFIGURATION};
+  unsigned long result_;
+};
+
+} // namespace Ostrel

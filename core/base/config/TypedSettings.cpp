@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+// User settings that are numbers, truth values and quantities.
+#include "core/base/config/Settings.hpp"
+#include "core/base/config/StrictValue.hpp"
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/logging/ClassCategory.hpp"
+#include "core/base/logging/LoggingCategory.hpp"
+
+#include <new>
+
+namespace Ostrel {
+
+namespace {
+
+ClassCategory category("Ostrel.Core.Base.UserConfig");
+
+// The place of a setting's text: the file and the line, as far as they are known.
+std::string place_of(Settings &settings, std::string_view full_key, CachedSetting const &setting) {
+  if (setting.is_local) {
+    return "set in this process";
+  }
+  SettingsFile const &file = settings.file();
+  std::string const path(full_key.substr(0, full_key.rfind('/')));
+  return text_of_place(file.path(), file.line_of(file.find_key(path.c_str())));
+}
+
+// Reads a setting by `read`, which returns what is wrong with its text, or the empty text.
+template <class Read> unsigned long read_setting(char const *key, Read read) try {
+  SettingCache::Query const query(key == nullptr ? "" : key);
+  SettingsLock const lock;
+  if (lock.result() != RESULT_SUCCESS) {
+    return lock.result();
+  }
+  CachedSetting *setting = nullptr;
+  unsigned long const result = lock.settings().find(query, &setting);
+  if (setting == nullptr) {
+    return result;
+  }
+  std::string const fault = read(setting->text);
+  if (fault.empty()) {
+    return RESULT_SUCCESS;
+  }
+  if (!setting->is_reported) {
+    std::string const full_key(lock.settings().resolve(query.text));
+    category().warn("%s: '%s' %s (%s)", full_key.c_str(), setting->text.c_str(), fault.c_str(),
+                    place_of(lock.settings(), full_key, *setting).c_str());
+    setting->is_reported = true;
+  }
+  return RESULT_INVALID_TYPE;
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+template <class Value> unsigned long read_value(char const *key, Value *value) {
+  if (value == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  return read_setting(key, [value](std::string const &text) { return read_strictly(text, value); });
+}
+
+} // namespace
+
+unsigned long UserConfig::get_user_config(char const *key, double *value) {
+  return read_value(key, value);
+}
+
+unsigned long UserConfig::get_user_config(char const *key, long *value) {
+  return read_value(key, value);
+}
+
+unsigned long UserConfig::get_user_config(char const *key, unsigned long *value) {
+  return read_value(key, value);
+}
+
+unsigned long UserConfig::get_user_config(char const *key, bool *value) {
+  return read_value(key, value);
+}
+
+unsigned long UserConfig::get_user_quantity(char const *key, UnitType type, double *value) {
+  if (value == nullptr || !is_known_kind(type)) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  return read_setting(
+      key, [type, value](std::string const &text) { return read_quantity(text, type, value); });
+}
+
+} // namespace Ostrel
