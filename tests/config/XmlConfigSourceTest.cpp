@@ -41,6 +41,41 @@ TEST(XmlConfigSource, WalksKeysAndValuesInDocumentOrder) {
   EXPECT_EQ(one.source.find_indexed_sub_key(comment, "text", 0), nullptr);
 }
 
+TEST(XmlConfigSource, TellsTheLinesOfKeys) {
+  struct {
+    char const *content;
+    std::vector<long> lines; // of the keys below the root
+  } const cases[] = {{"<R>\n<A/>\n\n<B\n v='1\n2'\n/><C>\n</C><D\n/></R>", {2, 4, 7, 8}},
+                     {"<?xml version='1.0'?>\r\n<!-- \n\n -->\r\n<R><A/>\r\n<B/></R>", {5, 6}},
+                     {"<!DOCTYPE R [<!ENTITY e '\n<B/>'>]>\n<R><A/>&e;<C/></R>", {0, 0, 0}}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.content);
+    LoadedSource const one(c.content);
+    std::string file, name;
+    std::vector<long> lines;
+    void const *key = one.below(one.top());
+    for (; key != nullptr; key = one.source.find_next(key, &name)) {
+      EXPECT_EQ(one.source.get_location(key, &file, &lines.emplace_back()), RESULT_SUCCESS);
+      EXPECT_EQ(file, one.path);
+    }
+    EXPECT_EQ(lines, c.lines);
+  }
+  LoadedSource one("<R><A><B/></A></R>");
+  std::string file = "untouched";
+  long line = -1;
+  void const *const created = one.source.create_key(one.top(), "C", false);
+  EXPECT_EQ(one.source.get_location(created, &file, &line), RESULT_SUCCESS);
+  EXPECT_EQ(line, 0);
+  EXPECT_EQ(one.source.commit(), RESULT_SUCCESS);
+  EXPECT_EQ(one.source.get_location(created, &file, &line), RESULT_SUCCESS);
+  EXPECT_EQ(line, 6) << "the file has a declaration now, and a line for each tag";
+  LoadedSource const other("<R/>");
+  file = "untouched";
+  EXPECT_EQ(one.source.get_location(other.top(), &file, &line), RESULT_NOT_FOUND);
+  EXPECT_EQ(one.source.get_location(nullptr, &file, &line), RESULT_INVALID_ARGUMENT);
+  EXPECT_EQ(file + std::to_string(line), "untouched6");
+}
+
 TEST(XmlConfigSource, RefusesNullArguments) {
   LoadedSource one("<R v='1'/>");
   std::string text;

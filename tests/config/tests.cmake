@@ -4,6 +4,7 @@ ostbase_test(
   SOURCES ConfigurationTest.cpp
           ForeignSourceTest.cpp
           HostileFileTest.cpp
+          SettingsFileTest.cpp
           StoredTextTest.cpp
           UserConfigTest.cpp
           XmlConfigSourceTest.cpp)

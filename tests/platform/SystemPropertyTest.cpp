@@ -74,6 +74,52 @@ TEST(SystemProperty, SourcesInTheirOrder) {
       << "from the last one";
 }
 
+TEST(SystemProperty, ElementsNameTheirOrigin) {
+  using Element = SearchPathElement;
+  struct {
+    Platform::SystemProperty property;
+    char const *variable, *value;
+    std::string registry;
+    std::vector<std::string> elements;
+  } const cases[] = {
+      {Platform::CONFIG_PATH,
+       "OSTREL_CONFIG_PATH",
+       "A;;B",
+       "\"InstallPath\"=\"D:\"\n",
+       {"OSTREL_CONFIG_PATH A", "OSTREL_CONFIG_PATH ", "OSTREL_CONFIG_PATH B",
+        "InstallPath D:\\config"}},
+      {Platform::CONFIG_PATH,
+       "OSTREL_CONFIG_PATH",
+       "",
+       "",
+       {"OSTREL_CONFIG_PATH ", " " + ROOT + "/config", " " + ROOT + "/local/config"}},
+      {Platform::DATA_PATH,
+       "OSTREL_DATA_PATH",
+       nullptr,
+       "\"DataPath\"=\"R\"\n",
+       {"DataPath R", " " + ROOT + "/data"}},
+      {Platform::SLAM_LANDMARK_PATH,
+       "OSTREL_SLAM_LANDMARK_PATH",
+       "A;B",
+       "",
+       {"OSTREL_SLAM_LANDMARK_PATH A;B"}},
+      {Platform::INSTALL_PATH, "OSTREL_CONFIG_PATH", nullptr, "", {" c:\\OVRA"}}};
+  for (auto const &c : cases) {
+    SCOPED_TRACE(c.elements.front());
+    auto const contents = provide_registry(c.registry);
+    set_variable(c.variable, c.value);
+    std::vector<Element> elements;
+    EXPECT_EQ(Platform::get_search_path_elements(c.property, &elements), RESULT_SUCCESS);
+    std::vector<std::string> texts;
+    for (Element const &element : elements) {
+      EXPECT_EQ(element.origin_name.empty(), element.origin == Element::ORIGIN_BUILT_IN);
+      texts.push_back(element.origin_name + " " + element.directory);
+    }
+    EXPECT_EQ(texts, c.elements);
+    set_variable(c.variable, nullptr);
+  }
+}
+
 TEST(SystemProperty, UnusableRegistryFilesAreIgnored) {
   if (ON_WINDOWS) {
     GTEST_SKIP() << "whose registry is no file";
