@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Two programs commit different settings to one file without pause, while a third loads it. A
-// commit of one may be overwritten by the other, but each load must find a complete text of each.
+// Two programs commit different settings to one file without pause, while a third loads it. Each
+// load must find a complete text of each, none older than one that was found before, and in the end
+// the last one that each has committed.
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
@@ -23,6 +24,7 @@ namespace {
 using namespace Ostrel;
 
 constexpr char const *KEYS[] = {"First", "Second"};
+constexpr unsigned int LAST = 1000000000;  // the number of each program's last text
 constexpr unsigned int FEWEST_STATES = 10; // of the file; a slow disk allows many more
 
 // The text of that number, which repeats it: no mixture of two texts is a valid text.
@@ -34,21 +36,26 @@ std::string make_text(unsigned int number) {
   return result;
 }
 
-bool is_whole(std::string const &text) {
-  return !text.empty() &&
-         text == make_text(static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 10)));
+unsigned int number_of(std::string const &text) {
+  return static_cast<unsigned int>(std::strtoul(text.c_str(), nullptr, 10));
 }
 
-// Commits the texts from 1 on until the file `end` exists.
+bool is_whole(std::string const &text) {
+  return !text.empty() && text == make_text(number_of(text));
+}
+
+// Commits the texts from 1 on until the file `end` exists, and then the text LAST.
 // @return the exit status.
 int commit_without_pause(char const *key, std::string const &end) {
   std::string const name = std::string("UserConfig/") + key + "/v";
-  for (unsigned int number = 1; !std::filesystem::exists(end); ++number) {
+  unsigned int number = 0;
+  do {
+    number = std::filesystem::exists(end) ? LAST : number + 1;
     if (UserConfig::set_user_config(name.c_str(), make_text(number).c_str(), true) !=
         RESULT_SUCCESS) {
       return EXIT_FAILURE;
     }
-  }
+  } while (number != LAST);
   return EXIT_SUCCESS;
 }
 
@@ -64,7 +71,7 @@ pid_t start_program(char const *key, std::string const &end) {
 
 int torture() {
   using Clock = std::chrono::steady_clock;
-  Torture torture("Two programs, one settings file");
+  Torture torture("Two programs, one settings file: no commit is lost");
   TemporaryDirectory const directory, elsewhere;
   std::string const path = directory.path("user-config.xml"), end = elsewhere.path("end");
   std::string const text = make_text(0);
@@ -91,6 +98,10 @@ int torture() {
     states += found == before ? 0 : 1;
     for (std::size_t i = 0; i < found.size(); ++i) {
       changes[i] += found[i] == before[i] ? 0 : 1;
+      if (number_of(found[i]) < number_of(before[i])) {
+        torture.fault("load %u: text %u after text %u", loads, number_of(found[i]),
+                      number_of(before[i]));
+      }
     }
     before = found;
   }
@@ -100,6 +111,16 @@ int torture() {
     waitpid(program, &status, 0);
     if (status != EXIT_SUCCESS) {
       torture.fault("a program's commit failed");
+    }
+  }
+  XmlConfigSource source;
+  Configuration configuration(source);
+  configuration.init_source(path.c_str());
+  for (char const *key : KEYS) {
+    std::string last;
+    configuration.get_value((std::string("UserConfig/") + key).c_str(), "v", &last);
+    if (number_of(last) != LAST) {
+      torture.fault("the last commit of %s is lost", key);
     }
   }
   std::filesystem::directory_iterator const entries(directory.path());

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Configuration files, and the user's settings.
 #include "core/base/config/Configuration.hpp"
+#include "core/base/config/Setting.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/units/Units.hpp"
 #include "tests/support/Files.hpp"
 #include "torture/allocations/Calls.hpp"
 #include "torture/support/FailingMalloc.hpp"
@@ -323,6 +325,84 @@ Outcome commit_setting() {
                   text.find("Potential fields") != text.npos);
 }
 
+// Several at once, in memory and in the file: all or none.
+Outcome commit_settings() {
+  std::vector<std::pair<std::string, std::string>> const settings = {
+      {"UserConfig/Several/First", "one"}, {"UserConfig/Several/Deep/Second", "two"}};
+  std::string const before = read_file(in_directory("user-config.xml"));
+  unsigned long const result =
+      strain([&] { return UserConfig::set_user_configs(settings, /*commit=*/true); });
+  std::string const text = read_file(in_directory("user-config.xml"));
+  if (result != RESULT_SUCCESS) {
+    return text == before ? by_code(result, false, {RESULT_FAILURE}) : Outcome::WRONG;
+  }
+  return right_if(text.find("<Deep Second=\"two\"/>") != text.npos);
+}
+
+Outcome remove_setting() {
+  char const *const key = "UserConfig/Several/Deep/Second";
+  unsigned long const result =
+      strain([&] { return UserConfig::remove_user_config(key, /*commit=*/true); });
+  std::string const text = read_file(in_directory("user-config.xml"));
+  return result == RESULT_SUCCESS ? right_if(text.find("Second=\"two\"") == text.npos)
+                                  : by_code(result, false, {RESULT_FAILURE, RESULT_NOT_FOUND});
+}
+
+Outcome reload_settings() {
+  unsigned long const result = strain([] { return UserConfig::reload(); });
+  return result == RESULT_SUCCESS
+             ? get_built_in_alias()
+             : by_code(result, false, {RESULT_FAILURE, RESULT_ACQUISITION_ERROR});
+}
+
+Outcome read_numbers() {
+  double number = -1, angle = -1;
+  UserConfig::set_user_configs({{"UserConfig/Typed/Number", "12.5"},
+                                {"UserConfig/Typed/Angle", "2 rad"},
+                                {"UserConfig/Typed/Word", "a text that is not a number at all"}},
+                               /*commit=*/false);
+  NewText const err(STANDARD_ERROR);
+  unsigned long const read =
+      strain([&] { return UserConfig::get_user_config("UserConfig/Typed/Number", &number); });
+  unsigned long const converted = strain([&] {
+    return UserConfig::get_user_quantity("UserConfig/Typed/Angle", UNIT_TYPE_ANGLE, &angle);
+  });
+  double ignored = 0;
+  unsigned long const refused =
+      strain([&] { return UserConfig::get_user_config("UserConfig/Typed/Word", &ignored); });
+  Outcome const refusal =
+      refused == RESULT_INVALID_TYPE
+          ? err.is("WARN  - UserConfig/Typed/Word: 'a text that is not a number at all' is not a "
+                   "number (set in this process)\n")
+          : by_code(refused, false);
+  return worst({by_code(read, number == 12.5), by_code(converted, angle == 2), refusal});
+}
+
+Outcome follow_setting() {
+  std::optional<Setting<long>> followed;
+  strain([&] { return &followed.emplace("UserConfig/Typed/A setting that is followed", 7); });
+  unsigned long const result = strain([] {
+    return UserConfig::set_user_config("UserConfig/Typed/A setting that is followed", "8", false);
+  });
+  bool const is_right = followed->get() == (result == RESULT_SUCCESS ? 8 : 7);
+  return followed->get() == 7 ? Outcome::REFUSED : right_if(is_right);
+}
+
+Outcome explain_setting() {
+  SettingExplanation explanation;
+  unsigned long const result =
+      strain([&] { return UserConfig::explain_user_config("$Speed", &explanation); });
+  bool const is_whole = explanation.key == "UserConfig/Drive/Speed" && explanation.is_set &&
+                        explanation.line > 0 && explanation.places.size() > 1;
+  return by_code(result, is_whole);
+}
+
+Outcome list_aliases() {
+  std::vector<SettingAlias> aliases;
+  unsigned long const result = strain([&] { return UserConfig::list_aliases(&aliases); });
+  return by_code(result, aliases.size() == 5);
+}
+
 } // namespace
 
 std::vector<Call> config_calls() {
@@ -341,5 +421,12 @@ std::vector<Call> config_calls() {
       {"refuse a setting", refuse_setting},
       {"set a setting", set_setting},
       {"commit a setting", commit_setting},
+      {"commit several settings", commit_settings},
+      {"remove a setting", remove_setting},
+      {"reload the settings", reload_settings},
+      {"read settings as numbers", read_numbers},
+      {"follow a setting", follow_setting},
+      {"explain a setting", explain_setting},
+      {"list the aliases", list_aliases},
   };
 }

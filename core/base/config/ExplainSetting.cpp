@@ -75,7 +75,7 @@ void read_setting(SettingKey const &key, SettingPlace *place) {
   if (!file.adopt(std::move(reading), place->file)) {
     return;
   }
-  place->has_value = file.read(key, &place->value) == RESULT_SUCCESS;
+  place->has_value = file.read(key, &place->value);
   place->line = place->has_value ? file.line_of(file.find_key(key.path.c_str())) : 0;
 }
 

@@ -34,9 +34,12 @@ void SettingLinks::refresh() noexcept {
   }
 }
 
-SettingLink::SettingLink(char const *key) noexcept try {
-  key_ = key == nullptr ? "" : key;
-} catch (std::bad_alloc const &) {
+SettingLink::SettingLink(char const *key) noexcept {
+  try { // not around the whole constructor, which would throw all the same
+    key_ = key == nullptr ? "" : key;
+  } catch (std::bad_alloc const &) {
+    key_.clear();
+  }
 }
 
 SettingLink::~SettingLink() = default;

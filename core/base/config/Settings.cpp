@@ -59,14 +59,12 @@ bool read_declaration(SettingsFile const &file, void const *key, std::string *na
 
 } // namespace
 
-Settings::Settings() : file_(std::make_unique<SettingsFile>()) {}
-
 unsigned long Settings::set_up() {
   if (is_set_up_) {
     return RESULT_SUCCESS;
   }
   Aliases aliases = built_in_aliases();
-  unsigned long const result = file_->load();
+  unsigned long const result = file().load();
   if (result == RESULT_SYSTEM_ERROR) {
     return RESULT_FAILURE;
   }
@@ -74,7 +72,7 @@ unsigned long Settings::set_up() {
     return result;
   }
   if (result == RESULT_SUCCESS) {
-    read_declarations(*file_, &aliases);
+    read_declarations(file(), &aliases);
   }
   aliases_ = std::move(aliases);
   is_set_up_ = true;
@@ -88,7 +86,8 @@ unsigned long Settings::reload() {
     return result == RESULT_SYSTEM_ERROR ? static_cast<unsigned long>(RESULT_FAILURE) : result;
   }
   read_declarations(*file, &aliases);
-  file_ = std::move(file);
+  reloaded_ = std::move(file);
+  first_.reset();
   aliases_ = std::move(aliases);
   cache_.forget_file();
   return RESULT_SUCCESS;
@@ -159,9 +158,8 @@ unsigned long Settings::look_up(SettingCache::Query const &query, CachedSetting 
       return RESULT_SUCCESS;
     }
     CachedSetting read;
-    unsigned long const result = file_->read(*key, &read.text);
-    if (result != RESULT_SUCCESS) {
-      return result == RESULT_OUT_OF_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_FAILURE;
+    if (!file().read(*key, &read.text)) {
+      return RESULT_FAILURE;
     }
     *setting = cache_.add(cache_.prepare(full_key, std::move(read)));
   }
@@ -188,13 +186,13 @@ std::vector<SettingAlias> Settings::declarations(std::string_view name) const {
 SettingAlias Settings::describe(std::string const &name, Alias const &alias) const {
   SettingAlias result{name, alias.key, "", 0};
   if (alias.index != BUILT_IN) {
-    result.file = file_->path();
-    void const *const key = find_declaration(*file_, alias.index);
+    result.file = file().path();
+    void const *const key = find_declaration(file(), alias.index);
     std::string present_name, present_key;
     bool const is_same = key != nullptr &&
-                         read_declaration(*file_, key, &present_name, &present_key) &&
+                         read_declaration(file(), key, &present_name, &present_key) &&
                          present_name == name && present_key == alias.key;
-    result.line = is_same ? file_->line_of(key) : 0;
+    result.line = is_same ? file().line_of(key) : 0;
   }
   return result;
 }

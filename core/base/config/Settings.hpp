@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -23,8 +24,6 @@ namespace Ostrel {
 /// without memory.
 class Settings {
 public:
-  Settings();
-
   /// Loads the file and the aliases in the first call. After a temporary failure (an error of the
   /// device, or no memory) the next call retries.
   unsigned long set_up();
@@ -32,8 +31,9 @@ public:
   /// Loads the file and the aliases afresh; on failure everything stays.
   unsigned long reload();
 
-  bool is_available() const noexcept { return file_->is_loaded(); }
-  SettingsFile &file() noexcept { return *file_; }
+  bool is_available() const noexcept { return file().is_loaded(); }
+  SettingsFile &file() noexcept { return reloaded_ == nullptr ? *first_ : *reloaded_; }
+  SettingsFile const &file() const noexcept { return reloaded_ == nullptr ? *first_ : *reloaded_; }
   SettingCache &cache() noexcept { return cache_; }
 
   /// Returns the full key of an alias with its '$', or the key itself; empty for an unknown alias.
@@ -42,7 +42,7 @@ public:
   /// Finds a setting.
   ///
   /// @param setting  receives null if there is no settings file; untouched on failure.
-  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` or `RESULT_OUT_OF_MEMORY`, as `get_user_config`.
+  /// @return `RESULT_SUCCESS` or `RESULT_FAILURE`, as `get_user_config`.
   unsigned long find(SettingCache::Query const &query, CachedSetting **setting);
 
   /// The declarations of an alias in the order in which each replaces the one before; for an empty
@@ -64,7 +64,9 @@ private:
   SettingAlias describe(std::string const &name, Alias const &alias) const;
   unsigned long look_up(SettingCache::Query const &query, CachedSetting **setting);
 
-  std::unique_ptr<SettingsFile> file_; // never null
+  // Without an allocation, which may fail: constructed when the library is loaded.
+  std::optional<SettingsFile> first_{std::in_place};
+  std::unique_ptr<SettingsFile> reloaded_; // replaces the first
   bool is_set_up_ = false;
   Aliases aliases_;
   SettingCache cache_;

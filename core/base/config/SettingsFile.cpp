@@ -33,6 +33,13 @@ void report_missing_lock(char const *path) {
   }
 }
 
+bool is_read(unsigned long result) {
+  if (result == RESULT_OUT_OF_MEMORY) {
+    throw std::bad_alloc();
+  }
+  return result == RESULT_SUCCESS;
+}
+
 } // namespace
 
 std::optional<SettingKey> split_setting_key(std::string_view full_key) {
@@ -64,16 +71,12 @@ std::string SettingsFile::path() const {
   return Platform::native_path(source_.main_document_->file_name.c_str());
 }
 
-unsigned long SettingsFile::read(SettingKey const &key, std::string *text) const {
-  return configuration_.get_value(key.path.c_str(), key.name.c_str(), text);
+bool SettingsFile::read(SettingKey const &key, std::string *text) const {
+  return is_read(configuration_.get_value(key.path.c_str(), key.name.c_str(), text));
 }
 
 bool SettingsFile::read(void const *key, char const *name, std::string *text) const {
-  unsigned long const result = configuration_.get_value(key, nullptr, name, text);
-  if (result == RESULT_OUT_OF_MEMORY) {
-    throw std::bad_alloc();
-  }
-  return result == RESULT_SUCCESS;
+  return is_read(configuration_.get_value(key, nullptr, name, text));
 }
 
 long SettingsFile::line_of(void const *key) const {
@@ -108,7 +111,7 @@ bool SettingsFile::adopt(XmlReading reading, std::string path) {
 
 unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
   std::string const file = path();
-  DirectoryLock const lock(file.c_str(), LOCK_TIMEOUT_MS);
+  DirectoryLock lock(file.c_str(), LOCK_TIMEOUT_MS);
   if (lock.state() == DirectoryLock::State::BUSY) {
     category().warn("Unable to commit to '%s': another process has locked its directory for %u ms",
                     file.c_str(), static_cast<unsigned int>(LOCK_TIMEOUT_MS));
@@ -117,15 +120,19 @@ unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
   if (lock.state() == DirectoryLock::State::UNAVAILABLE) {
     report_missing_lock(file.c_str());
   }
-  if (unsigned long const result = refresh(); result != RESULT_SUCCESS) {
+  bool is_refreshed = false;
+  if (unsigned long const result = refresh(&is_refreshed); result != RESULT_SUCCESS) {
     return result;
+  }
+  if (is_refreshed) {
+    lock.let_others_pass();
   }
   unsigned long const result = apply(changes);
   if (result != RESULT_SUCCESS) {
     source_.main_document_->digest.reset(); // so that the next commit does not write these changes
     bool const is_single_text = changes.size() == 1 && changes.front().text;
     if (!is_single_text) {
-      refresh();
+      refresh(&is_refreshed);
     }
   }
   return result;
@@ -133,7 +140,7 @@ unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
 
 // Loads the file afresh unless its contents are those of the document. Compares contents, since two
 // changes within the resolution of the file system's clock have the same time.
-unsigned long SettingsFile::refresh() {
+unsigned long SettingsFile::refresh(bool *is_refreshed) {
   ProcessLock const lock(ProcessMutex::SOURCE);
   XmlConfigSource::DocumentRecord const &record = *source_.main_document_;
   char const *const path = record.file_name.c_str();
@@ -151,7 +158,7 @@ unsigned long SettingsFile::refresh() {
     category().warn("Unable to commit to '%s': %s", this->path().c_str(), reading.fault.c_str());
     return RESULT_FAILURE;
   }
-  adopt(std::move(reading), std::string(record.file_name));
+  *is_refreshed = adopt(std::move(reading), std::string(record.file_name));
   return RESULT_SUCCESS;
 }
 

@@ -48,8 +48,8 @@ public:
   /// The path under which it was found, as the system takes it.
   std::string path() const;
 
-  /// @return as `Configuration::get_value`.
-  unsigned long read(SettingKey const &key, std::string *text) const;
+  /// False if there is no such value.
+  bool read(SettingKey const &key, std::string *text) const;
   bool read(void const *key, char const *name, std::string *text) const;
 
   /// Null for none.
@@ -73,7 +73,7 @@ public:
   bool adopt(XmlReading reading, std::string path);
 
 private:
-  unsigned long refresh();
+  unsigned long refresh(bool *is_refreshed);
   unsigned long apply(std::vector<SettingChange> const &changes);
   unsigned long apply(SettingChange const &change);
   unsigned long set(SettingKey const &key, char const *text);

@@ -151,9 +151,9 @@ unsigned long UserConfig::remove_user_config(char const *key, bool commit) try {
     return RESULT_FAILURE;
   }
   CachedSetting *known = nullptr;
-  unsigned long const found = settings.find(change->full_key, &known);
+  settings.find(change->full_key, &known);
   if (known == nullptr) {
-    return found == RESULT_OUT_OF_MEMORY ? RESULT_OUT_OF_MEMORY : RESULT_NOT_FOUND;
+    return RESULT_NOT_FOUND;
   }
   CachedSetting removed;
   removed.is_removed = true;

@@ -24,9 +24,15 @@ public:
 
   State state() const noexcept { return state_; }
 
+  /// Lets processes that wait for the lock have it next: the destructor pauses after the release.
+  /// Otherwise a process that locks again at once would keep the lock from them. The destructor
+  /// also does this if the lock had to be waited for.
+  void let_others_pass() noexcept { is_wanted_ = true; }
+
 private:
   State state_ = State::UNAVAILABLE;
   std::intptr_t lock_ = 0; // of the system layer
+  bool is_wanted_ = false; // by other processes
 };
 
 } // namespace Ostrel

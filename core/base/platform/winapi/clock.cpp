@@ -19,11 +19,6 @@ namespace {
 
 } // namespace
 
-ULONGLONG GetTickCount64() {
-  constexpr std::int64_t NS_PER_MS = 1000000;
-  return static_cast<ULONGLONG>(Ostrel::monotonic_ns() / NS_PER_MS);
-}
-
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count) {
   count->QuadPart = Ostrel::monotonic_ns();
   return TRUE;

@@ -2,9 +2,11 @@
 // The additions on POSIX that need no state of a Windows call.
 #include "core/base/platform/winapi/system.hpp"
 
+#include "core/base/platform/posix/deadline.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -43,6 +45,14 @@ bool follow_one_link(char *target) {
 // Whether the layer reads a path of the system unchanged.
 bool is_expressible(char const *path) {
   return std::strchr(path, '\\') == nullptr && drive_length(path) == 0;
+}
+
+// The pause between two attempts to get a lock. The longer a process has waited, the more often it
+// tries, so that in most cases the one that came first gets the lock.
+timespec pause_after(std::int64_t waited_ns) {
+  constexpr std::int64_t LONGEST_NS = 1000000, SHORTEST_NS = 100000;
+  constexpr std::int64_t DECREASE = 500; // ns of waiting for each ns less
+  return {0, std::max(SHORTEST_NS, LONGEST_NS - waited_ns / DECREASE)};
 }
 
 } // namespace
@@ -95,21 +105,32 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
          fail(ERROR_INSUFFICIENT_BUFFER);
 }
 
-// `flock`, since a record lock on a directory is impossible: it needs a descriptor for writing.
-DirectoryLockOutcome try_lock_directory_of(char const *file, std::intptr_t *lock) noexcept {
+// `flock`, since a record lock on a directory is impossible: it needs a descriptor for writing. Its
+// wait cannot be bounded, so the call is repeated.
+DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_ms,
+                                       std::intptr_t *lock, bool *had_to_wait) noexcept {
+  NotCancelled const here;
   NativePath const native(file);
   Descriptor directory = native.is_valid() ? open_directory_of(native.c_str()) : Descriptor();
-  if (!directory.is_open()) {
-    fail_with_errno();
-    return DirectoryLockOutcome::UNAVAILABLE;
+  std::int64_t const start = monotonic_ns();
+  Deadline const end(timeout_ms);
+  while (directory.is_open()) {
+    if (retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
+      *lock = directory.release();
+      return DirectoryLockOutcome::LOCKED;
+    }
+    if (errno != EWOULDBLOCK) {
+      break;
+    }
+    if (end.is_over()) {
+      return DirectoryLockOutcome::BUSY;
+    }
+    *had_to_wait = true;
+    timespec const pause = pause_after(monotonic_ns() - start);
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
   }
-  if (retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
-    *lock = directory.release();
-    return DirectoryLockOutcome::LOCKED;
-  }
-  bool const is_busy = errno == EWOULDBLOCK;
   fail_with_errno();
-  return is_busy ? DirectoryLockOutcome::BUSY : DirectoryLockOutcome::UNAVAILABLE;
+  return DirectoryLockOutcome::UNAVAILABLE;
 }
 
 // Unlocks explicitly: a child that was forked meanwhile has the descriptor as well.

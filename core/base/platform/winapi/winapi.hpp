@@ -39,7 +39,6 @@ using BOOL = int;
 using DWORD = std::uint32_t;
 using LONG = std::int32_t;
 using WORD = std::uint16_t;
-using ULONGLONG = std::uint64_t;
 using BYTE = unsigned char;
 using HANDLE = void *;
 using HKEY = void *;
@@ -347,7 +346,6 @@ struct SYSTEMTIME {
 };
 
 /// The monotonic clock.
-ULONGLONG GetTickCount64();
 BOOL QueryPerformanceCounter(LARGE_INTEGER *count);
 BOOL QueryPerformanceFrequency(LARGE_INTEGER *ticks_per_second);
 
