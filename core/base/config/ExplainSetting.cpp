@@ -47,8 +47,7 @@ std::vector<SettingPlace> find_places() {
   places.push_back(std::move(last));
   for (SettingPlace &place : places) {
     std::string const directory = place.directory.empty() ? "." : place.directory;
-    std::string const path = directory + Platform::get_path_delimiter() + FILE_NAME;
-    place.file = Platform::native_path(path.c_str());
+    place.file = native_form_of(directory + Platform::get_path_delimiter() + FILE_NAME);
   }
   return places;
 }

@@ -68,7 +68,7 @@ unsigned long SettingsFile::load() {
 }
 
 std::string SettingsFile::path() const {
-  return Platform::native_path(source_.main_document_->file_name.c_str());
+  return native_form_of(source_.main_document_->file_name);
 }
 
 bool SettingsFile::read(SettingKey const &key, std::string *text) const {
@@ -82,7 +82,7 @@ bool SettingsFile::read(void const *key, char const *name, std::string *text) co
 long SettingsFile::line_of(void const *key) const {
   std::string file;
   long line = 0;
-  return source_.get_location(key, &file, &line) == RESULT_SUCCESS ? line : 0;
+  return is_read(source_.get_location(key, &file, &line)) ? line : 0;
 }
 
 bool SettingsFile::has_changed() const {

@@ -473,7 +473,7 @@ unsigned long XmlConfigSource::get_location(void const *key, std::string *file, 
   if (record == nullptr) {
     return RESULT_NOT_FOUND;
   }
-  *file = Platform::native_path(record->file_name.c_str());
+  *file = native_form_of(record->file_name);
   *line = line_of(node);
   return RESULT_SUCCESS;
 } catch (std::bad_alloc const &) {

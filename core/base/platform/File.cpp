@@ -72,6 +72,12 @@ std::size_t write_whole(void *handle, void const *data, std::size_t size) noexce
   return written;
 }
 
+std::string native_form_of(std::string path) {
+  to_native_path(path.data());
+  path.resize(std::strlen(path.c_str()));
+  return path;
+}
+
 bool find_link_target(char const *path, std::string *target) {
   target->assign(LONGEST_PATH, '\0');
   bool const is_found = follow_links(path, target->data(), target->size());

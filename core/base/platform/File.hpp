@@ -55,6 +55,9 @@ struct FileIdentity {
   }
 };
 
+/// As `Platform::native_path`, but throws std::bad_alloc without memory. Internal to the library.
+std::string native_form_of(std::string path);
+
 /// Follows the symbolic links of a path, as `follow_links`, to a path of any length. Internal to
 /// the library.
 /// @return false, with the system's last error; then `target` is unspecified.

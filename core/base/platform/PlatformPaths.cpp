@@ -2,6 +2,7 @@
 #include "core/base/platform/Platform.hpp"
 
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/platform/File.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
@@ -60,13 +61,7 @@ bool Platform::make_absolute_path(char const *path, std::string *out) try {
 }
 
 std::string Platform::native_path(char const *path) try {
-  if (path == nullptr) {
-    return {};
-  }
-  std::string native(path);
-  to_native_path(native.data());
-  native.resize(std::strlen(native.c_str()));
-  return native;
+  return path == nullptr ? std::string() : native_form_of(path);
 } catch (std::bad_alloc const &) {
   return {};
 }
