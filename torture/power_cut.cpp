@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -32,14 +33,17 @@ constexpr char NAME[] = "user-config.xml";
 
 struct Event {
   enum Kind { CREATE, WRITE, FLUSH_FILE, RENAME, REMOVE, FLUSH_DIRECTORY } kind;
-  std::string name;      // in the directory
-  std::string text = ""; // written, or the new name
+  std::string name; // in the directory
+  std::string text; // written, or the new name
 };
 
 using Events = std::vector<Event>;
 
 char const *text_at(unsigned long long argument) {
-  return reinterpret_cast<char const *>(argument);
+  char const *text = nullptr;
+  static_assert(sizeof text == sizeof argument);
+  std::memcpy(&text, &argument, sizeof text);
+  return text;
 }
 
 std::string name_of(char const *path) {
@@ -56,7 +60,7 @@ void record(SystemCall const &call, std::string const &directory, Events *events
   switch (call.number) {
   case SYS_openat:
     if ((a[2] & O_CREAT) != 0) {
-      events->push_back({Event::CREATE, name_of(text_at(a[1]))});
+      events->push_back({Event::CREATE, name_of(text_at(a[1])), {}});
     }
     break;
   case SYS_write:
@@ -65,16 +69,16 @@ void record(SystemCall const &call, std::string const &directory, Events *events
     break;
   case SYS_fsync:
     if (path_of(a[0]) == directory) {
-      events->push_back({Event::FLUSH_DIRECTORY, ""});
+      events->push_back({Event::FLUSH_DIRECTORY, {}, {}});
     } else {
-      events->push_back({Event::FLUSH_FILE, name_of(path_of(a[0]).c_str())});
+      events->push_back({Event::FLUSH_FILE, name_of(path_of(a[0]).c_str()), {}});
     }
     break;
   case SYS_rename:
     events->push_back({Event::RENAME, name_of(text_at(a[0])), name_of(text_at(a[1]))});
     break;
   case SYS_unlink:
-    events->push_back({Event::REMOVE, name_of(text_at(a[0]))});
+    events->push_back({Event::REMOVE, name_of(text_at(a[0])), {}});
     break;
   default:
     break;

@@ -192,7 +192,7 @@ unsigned long SettingsFile::set(SettingKey const &key, char const *text) {
              : static_cast<unsigned long>(RESULT_FAILURE);
 }
 
-unsigned long SettingsFile::remove(SettingKey const &key) {
+unsigned long SettingsFile::remove(SettingKey const &key) const {
   ProcessLock const lock(ProcessMutex::SOURCE);
   XmlNode *const node = key_of(find_key(key.path.c_str()));
   XmlNode *const value = node == nullptr ? nullptr : find_named_value(*node, key.name.c_str());

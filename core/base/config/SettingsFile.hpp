@@ -77,7 +77,7 @@ private:
   unsigned long apply(std::vector<SettingChange> const &changes);
   unsigned long apply(SettingChange const &change);
   unsigned long set(SettingKey const &key, char const *text);
-  unsigned long remove(SettingKey const &key);
+  unsigned long remove(SettingKey const &key) const;
 
   XmlConfigSource source_;
   Configuration configuration_{source_};

@@ -148,12 +148,13 @@ unsigned long XmlConfigSource::read_record(std::string path,
     category().debug("%s", reading.fault.c_str());
     category().warn("Failed to parse config file %s", path.c_str());
   }
-  if (reading.result == RESULT_SUCCESS) {
+  unsigned long const result = reading.result;
+  if (result == RESULT_SUCCESS) {
     *record = std::make_unique<DocumentRecord>();
     (*record)->adopt(std::move(reading));
     (*record)->file_name = std::move(path);
   }
-  return reading.result;
+  return result;
 }
 
 void XmlConfigSource::adopt(std::unique_ptr<DocumentRecord> record) {
