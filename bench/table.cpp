@@ -34,6 +34,7 @@ constexpr Row ROWS[] = {
     {"2,000 keys by index", "peer", 0.1, nullptr},
     {"cached setting, 1 thread", "peer", 1.0, nullptr},
     {"cached setting, 4 threads", "peer", 1.0, nullptr},
+    {"followed setting", "limit", 1.5, nullptr},
     {"load the library and end", "limit", 1.5, nullptr},
     {"lock and unlock", "peer", 0.85, nullptr},
     {"wait, there and back", "peer", 0.6, nullptr},
