@@ -2,11 +2,15 @@
 // Numbers in a configuration: texts that are read as numbers and as series, and numbers that are
 // written and read again.
 #include "core/base/config/Configuration.hpp"
+#include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/units/Units.hpp"
 #include "fuzz/support/Fuzz.hpp"
 
 #include <cctype>
+#include <cerrno>
+#include <cfloat>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -165,6 +169,36 @@ void check_written(OneValue &value, std::string_view bytes) {
           "%.17g comes back as %.17g", real, back);
 }
 
+// A strict read accepts the texts that the C library reads to their end, with the same value.
+void check_strict(std::string const &text) {
+  constexpr char KEY[] = "UserConfig/Fuzz/v";
+  require(UserConfig::set_user_config(KEY, text.c_str(), /*commit=*/false) == RESULT_SUCCESS,
+          "a text is not set");
+  bool const is_plain = text.find_first_not_of("+-.0123456789eE") == text.npos;
+  char *end = nullptr;
+  double const expected = std::strtod(text.c_str(), &end);
+  bool const is_number = is_plain && !text.empty() && *end == '\0';
+  double real = UNTOUCHED;
+  unsigned long const read = UserConfig::get_user_config(KEY, &real);
+  require(read == RESULT_SUCCESS ? is_number && is_same(real, expected) : real == UNTOUCHED,
+          "'%s' is read as %g", text.c_str(), real);
+  bool const is_in_range = std::fabs(expected) >= DBL_MIN && std::isfinite(expected);
+  require(read == RESULT_SUCCESS || !is_number || !is_in_range, "'%s' is refused", text.c_str());
+  errno = 0;
+  long const expected_whole = std::strtol(text.c_str(), &end, 10);
+  bool const is_whole = is_plain && !text.empty() && *end == '\0' && errno == 0;
+  long whole = UNTOUCHED;
+  require((UserConfig::get_user_config(KEY, &whole) == RESULT_SUCCESS) == is_whole &&
+              whole == (is_whole ? expected_whole : UNTOUCHED),
+          "'%s' is read as %ld", text.c_str(), whole);
+  double quantity = UNTOUCHED;
+  unsigned long const converted = UserConfig::get_user_quantity(KEY, UNIT_TYPE_TIME, &quantity);
+  require(converted == RESULT_SUCCESS ? std::isfinite(quantity) : quantity == UNTOUCHED,
+          "'%s' is converted to %g", text.c_str(), quantity);
+  require(read != RESULT_SUCCESS || is_same(quantity, real), "'%s' is no number of seconds",
+          text.c_str());
+}
+
 } // namespace
 
 void fuzz(Input input) {
@@ -177,6 +211,7 @@ void fuzz(Input input) {
     check_series(value, text, capacity);
     check_numbers(value, text);
   }
+  check_strict(text);
   check_written(value, text);
   check_written(value, input.take_rest());
 }

@@ -204,6 +204,29 @@ void Editor::edit(Input &input) {
   }
 }
 
+// The line of each key, if it is known, has the key's tag.
+void check_lines(Loaded const &loaded, std::string const &content) {
+  if (content.find("encoding") != content.npos || content.find('\0') != content.npos) {
+    return; // it may be another encoding than UTF-8
+  }
+  std::vector<std::string> lines(1);
+  for (char const c : content) {
+    c == '\n' ? void(lines.emplace_back()) : lines.back().push_back(c);
+  }
+  for (void const *key : loaded.keys()) {
+    std::string name, path;
+    long line = -1;
+    require(loaded.source.get_key_name(key, &name), "a key without a name");
+    require(loaded.source.get_location(key, &path, &line) == RESULT_SUCCESS && line >= 0 &&
+                static_cast<std::size_t>(line) <= lines.size(),
+            "line %ld of a key", line);
+    std::string const &text = line == 0 ? '<' + name : lines[static_cast<std::size_t>(line) - 1];
+    std::size_t const tag = text.find('<');
+    require(tag != text.npos && text.find(name, tag) != text.npos, "no key '%s' in line %ld: %s",
+            name.c_str(), line, text.c_str());
+  }
+}
+
 // Saves the document, and loads it again.
 void check_save(Loaded &loaded, Blanks blanks) {
   std::string const before = loaded.describe(blanks);
@@ -213,6 +236,8 @@ void check_save(Loaded &loaded, Blanks blanks) {
   Loaded again;
   require(again.result == RESULT_SUCCESS, "what was saved does not load");
   std::string const after = again.describe(blanks);
+  check_lines(loaded, saved);
+  check_lines(again, saved);
   require(after == before, "another document:\n%s\n%s", after.c_str(), before.c_str());
   require(again.source.get_config_root() == loaded.source.get_config_root(), "another root");
   require(again.source.commit() == RESULT_SUCCESS, "no second save");
@@ -232,6 +257,7 @@ void fuzz(Input input) {
     return;
   }
   require(loaded.describe(Blanks::KEPT) == loaded.describe(Blanks::KEPT), "two walks differ");
+  check_lines(loaded, document);
   Blanks const blanks = document.find('&') == document.npos ? Blanks::KEPT : Blanks::LEFT_OUT;
   check_save(loaded, blanks);
   Editor editor(loaded, blanks);
