@@ -3,15 +3,18 @@
 // deleted; and the user settings, from C++ and from C.
 #include "core/base/capi/ovra.h"
 #include "core/base/config/Configuration.hpp"
+#include "core/base/config/Setting.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/foundation/ResultCode.hpp"
+#include "core/base/units/Units.hpp"
 #include "tests/support/Files.hpp"
 #include "torture/threads/Stage.hpp"
 
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <vector>
 
 using namespace Ostrel;
 
@@ -331,5 +334,35 @@ Stage user_settings(Torture &torture) {
            },
            [key](Context const &context) {
              ovra_user_config__set_value(key(context).c_str(), "4", context.random % 8 == 0);
+           },
+           [&torture](Context const &) {
+             if (UserConfig::reload() != RESULT_SUCCESS || !UserConfig::is_available()) {
+               torture.fault("the settings do not load again");
+             }
+           },
+           [](Context const &) { UserConfig::reload_if_changed(); },
+           [key](Context const &context) {
+             UserConfig::set_user_configs({{key(context), "5"}, {"UserConfig/A/Key0", "6"}},
+                                          context.random % 8 == 0);
+           },
+           [key](Context const &context) {
+             UserConfig::remove_user_config(key(context).c_str(), context.random % 8 == 0);
+           },
+           [key](Context const &context) {
+             double number = 0;
+             UserConfig::get_user_config(key(context).c_str(), &number);
+             UserConfig::get_user_quantity(key(context).c_str(), UNIT_TYPE_ANGLE, &number);
+           },
+           [&torture, key](Context const &context) {
+             Setting<long> const followed{key(context).c_str(), 1};
+             if (followed.get() < 1 || followed.get() > 6) {
+               torture.fault("a followed setting is %ld", followed.get());
+             }
+           },
+           [key](Context const &context) {
+             SettingExplanation explanation;
+             std::vector<SettingAlias> aliases;
+             UserConfig::explain_user_config(key(context).c_str(), &explanation);
+             UserConfig::list_aliases(&aliases);
            }}};
 }
