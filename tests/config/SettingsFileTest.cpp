@@ -133,6 +133,11 @@ void removed_settings_are_missing() {
   EXPECT_EQ(get("$Short"), "2");
   EXPECT_EQ(UserConfig::remove_user_config("$Short", true), RESULT_SUCCESS);
   EXPECT_EQ(get("$Short") + in_file("UserConfig/A", "v"), "RESULT_FAILUREnone");
+  EXPECT_EQ(UserConfig::remove_user_configs({"UserConfig/A/w", "$Short"}, true), RESULT_NOT_FOUND);
+  EXPECT_EQ(get("UserConfig/A/w") + in_file("UserConfig/A", "w"), "xx");
+  EXPECT_EQ(UserConfig::set_user_config("$Short", "only here", false), RESULT_SUCCESS);
+  EXPECT_EQ(UserConfig::remove_user_configs({"UserConfig/A/w", "$Short"}, true), RESULT_SUCCESS);
+  EXPECT_EQ(get("$Short") + in_file("UserConfig/A", "w"), "RESULT_FAILUREnone");
 }
 
 void reloads_read_the_file_afresh() {

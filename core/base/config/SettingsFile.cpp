@@ -174,7 +174,11 @@ unsigned long SettingsFile::apply(std::vector<SettingChange> const &changes) try
 }
 
 unsigned long SettingsFile::apply(SettingChange const &change) {
-  return change.text ? set(change.key, change.text->c_str()) : remove(change.key);
+  if (change.text) {
+    return set(change.key, change.text->c_str());
+  }
+  remove(change.key);
+  return RESULT_SUCCESS;
 }
 
 unsigned long SettingsFile::set(SettingKey const &key, char const *text) {
@@ -192,11 +196,14 @@ unsigned long SettingsFile::set(SettingKey const &key, char const *text) {
              : static_cast<unsigned long>(RESULT_FAILURE);
 }
 
-unsigned long SettingsFile::remove(SettingKey const &key) const {
+// Nothing is left to do for a setting that only the process has, or that another has removed.
+void SettingsFile::remove(SettingKey const &key) const {
   ProcessLock const lock(ProcessMutex::SOURCE);
   XmlNode *const node = key_of(find_key(key.path.c_str()));
   XmlNode *const value = node == nullptr ? nullptr : find_named_value(*node, key.name.c_str());
-  return value != nullptr && remove_named_value(*value) ? RESULT_SUCCESS : RESULT_NOT_FOUND;
+  if (value != nullptr) {
+    remove_named_value(*value);
+  }
 }
 
 } // namespace Ostrel

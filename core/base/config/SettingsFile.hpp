@@ -63,8 +63,8 @@ public:
 
   /// Makes the changes, all or none, in the present contents of the file.
   ///
-  /// @return `RESULT_SUCCESS`; `RESULT_NOT_FOUND` if a setting to remove does not exist;
-  ///         `RESULT_FAILURE` and `RESULT_OUT_OF_MEMORY`. After a failure a single text that was
+  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` or `RESULT_OUT_OF_MEMORY`. After a failure a single
+  /// text that was
   ///         set stays in this document until the next commit, as after a failed save of any
   ///         source.
   unsigned long commit(std::vector<SettingChange> const &changes);
@@ -77,7 +77,7 @@ private:
   unsigned long apply(std::vector<SettingChange> const &changes);
   unsigned long apply(SettingChange const &change);
   unsigned long set(SettingKey const &key, char const *text);
-  unsigned long remove(SettingKey const &key) const;
+  void remove(SettingKey const &key) const;
 
   XmlConfigSource source_;
   Configuration configuration_{source_};

@@ -13,59 +13,73 @@ namespace Ostrel {
 
 namespace {
 
-struct NewText {
-  std::string_view key, text;
+struct Change {
+  std::string_view key;
+  std::optional<std::string_view> text; // none removes the setting
 };
 
-struct Change {
-  SettingCache::Query query; // borrowed
-  SettingCache::Query full_key;
+// A change whose key is resolved and split. Borrows its texts.
+struct ResolvedChange {
+  SettingCache::Query query, full_key;
   SettingKey key;
 };
 
 // Nothing, with a warning, for a malformed key and an unknown alias. Throws std::bad_alloc.
-std::optional<Change> make_change(Settings const &settings, std::string_view key) {
+std::optional<ResolvedChange> resolve(Settings const &settings, std::string_view key) {
   SettingCache::Query const query(key), full_key(settings.resolve(key));
   std::optional<SettingKey> parts = split_setting_key(full_key.text);
-  return parts ? std::make_optional(Change{query, full_key, std::move(*parts)}) : std::nullopt;
+  return parts ? std::make_optional(ResolvedChange{query, full_key, std::move(*parts)})
+               : std::nullopt;
 }
 
-// Throws std::bad_alloc with nothing changed.
-unsigned long set_all(NewText const *begin, NewText const *end, bool commit) {
+CachedSetting make_setting(Change const &change, bool is_written) {
+  CachedSetting setting;
+  setting.text = change.text.value_or("");
+  setting.is_removed = !change.text;
+  setting.is_local = !is_written;
+  return setting;
+}
+
+bool exists(Settings &settings, SettingCache::Query const &full_key) {
+  CachedSetting *setting = nullptr;
+  settings.find(full_key, &setting);
+  return setting != nullptr;
+}
+
+// Makes all changes or none. Throws std::bad_alloc with nothing changed.
+unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
   SettingsLock const lock;
   if (lock.result() != RESULT_SUCCESS) {
     return lock.result();
   }
   Settings &settings = lock.settings();
   bool const is_written = commit && settings.is_available();
-  std::vector<Change> changes;
+  std::vector<ResolvedChange> resolved;
   std::vector<SettingCache::NewEntry> entries; // before the commit: it can fail
   std::vector<SettingChange> file_changes;
-  for (NewText const *text = begin; text != end; ++text) {
-    std::optional<Change> change = make_change(settings, text->key);
-    if (!change) {
+  for (Change const &change : changes) {
+    std::optional<ResolvedChange> place = resolve(settings, change.key);
+    if (!place) {
       return RESULT_FAILURE;
     }
-    CachedSetting setting;
-    setting.text = text->text;
-    setting.is_local = !is_written;
-    auto const count = static_cast<std::size_t>(end - begin);
-    entries.push_back(settings.cache().prepare(change->full_key, std::move(setting), count));
-    if (is_written) {
-      file_changes.push_back({change->key, std::string(text->text)});
+    if (!change.text && !exists(settings, place->full_key)) {
+      return RESULT_NOT_FOUND;
     }
-    changes.push_back(std::move(*change));
+    entries.push_back(settings.cache().prepare(place->full_key, make_setting(change, is_written),
+                                               changes.size()));
+    file_changes.push_back({place->key, std::optional<std::string>(change.text)});
+    resolved.push_back(std::move(*place));
   }
   if (is_written) {
-    if (unsigned long const result = settings.file().commit(file_changes);
-        result != RESULT_SUCCESS) {
+    unsigned long const result = settings.file().commit(file_changes);
+    if (result != RESULT_SUCCESS) {
       return result;
     }
   }
   for (SettingCache::NewEntry &entry : entries) {
     settings.cache().add(std::move(entry));
   }
-  for (Change const &change : changes) {
+  for (ResolvedChange const &change : resolved) {
     settings.cache().add_alias(change.query, change.full_key);
   }
   SettingLinks::refresh();
@@ -117,8 +131,7 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
   if (text == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  NewText const change = {key == nullptr ? "" : key, text};
-  return set_all(&change, &change + 1, commit);
+  return change_settings({{key == nullptr ? "" : key, text}}, commit);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -126,7 +139,7 @@ unsigned long UserConfig::set_user_config(char const *key, char const *text, boo
 unsigned long
 UserConfig::set_user_configs(std::vector<std::pair<std::string, std::string>> const &settings,
                              bool commit) try {
-  std::vector<NewText> changes;
+  std::vector<Change> changes;
   for (auto const &[key, text] : settings) {
     if (has_zero_byte(key) || has_zero_byte(text)) {
       return RESULT_INVALID_ARGUMENT;
@@ -134,42 +147,28 @@ UserConfig::set_user_configs(std::vector<std::pair<std::string, std::string>> co
     changes.push_back({key, text});
   }
   return changes.empty() ? static_cast<unsigned long>(RESULT_SUCCESS)
-                         : set_all(changes.data(), changes.data() + changes.size(), commit);
+                         : change_settings(changes, commit);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long UserConfig::remove_user_config(char const *key, bool commit) try {
-  SettingCache::Query const query(key == nullptr ? "" : key);
-  SettingsLock const lock;
-  if (lock.result() != RESULT_SUCCESS) {
-    return lock.result();
-  }
-  Settings &settings = lock.settings();
-  std::optional<Change> const change = make_change(settings, query.text);
-  if (!change) {
-    return RESULT_FAILURE;
-  }
-  CachedSetting *known = nullptr;
-  settings.find(change->full_key, &known);
-  if (known == nullptr) {
-    return RESULT_NOT_FOUND;
-  }
-  CachedSetting removed;
-  removed.is_removed = true;
-  removed.is_local = !commit || !settings.is_available();
-  SettingCache::NewEntry entry = settings.cache().prepare(change->full_key, removed);
-  if (!removed.is_local) {
-    unsigned long const result = settings.file().commit({{change->key, std::nullopt}});
-    // A setting that only this process has, or that another has removed, is not in the file.
-    if (result != RESULT_SUCCESS && result != RESULT_NOT_FOUND) {
-      return result;
+  return change_settings({{key == nullptr ? "" : key, std::nullopt}}, commit);
+} catch (std::bad_alloc const &) {
+  return RESULT_OUT_OF_MEMORY;
+}
+
+unsigned long UserConfig::remove_user_configs(std::vector<std::string> const &keys,
+                                              bool commit) try {
+  std::vector<Change> changes;
+  for (std::string const &key : keys) {
+    if (has_zero_byte(key)) {
+      return RESULT_INVALID_ARGUMENT;
     }
+    changes.push_back({key, std::nullopt});
   }
-  settings.cache().add(std::move(entry));
-  settings.cache().add_alias(query, change->full_key);
-  SettingLinks::refresh();
-  return RESULT_SUCCESS;
+  return changes.empty() ? static_cast<unsigned long>(RESULT_SUCCESS)
+                         : change_settings(changes, commit);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

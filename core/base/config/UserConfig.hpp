@@ -100,6 +100,11 @@ set_user_configs(std::vector<std::pair<std::string, std::string>> const &setting
 /// @return as `set_user_config`; `RESULT_NOT_FOUND` if the setting does not exist.
 OSTBASE_API unsigned long remove_user_config(char const *key, bool commit);
 
+/// Removes several settings, all or none, in one write of the file (addition).
+///
+/// @return as above: the first failure, with nothing changed.
+OSTBASE_API unsigned long remove_user_configs(std::vector<std::string> const &keys, bool commit);
+
 /// Reads the settings file and its aliases afresh (addition). Settings that were set or removed
 /// without commit stay as they are; on failure everything does.
 ///
