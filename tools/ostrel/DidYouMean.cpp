@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/DidYouMean.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+#include <utility>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+char lower(char c) {
+  return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
+
+// The optimal string alignment distance, row by row.
+std::size_t distance(std::string_view from, std::string_view to) {
+  std::vector<std::size_t> before_last, last(to.size() + 1), row(to.size() + 1);
+  std::iota(row.begin(), row.end(), std::size_t{0});
+  for (std::size_t i = 0; i < from.size(); ++i) {
+    before_last = std::exchange(last, row);
+    row[0] = i + 1;
+    for (std::size_t j = 0; j < to.size(); ++j) {
+      char const a = lower(from[i]), b = lower(to[j]);
+      row[j + 1] = std::min({last[j + 1] + 1, row[j] + 1, last[j] + (a == b ? 0 : 1)});
+      if (i > 0 && j > 0 && a == lower(to[j - 1]) && lower(from[i - 1]) == b) {
+        row[j + 1] = std::min(row[j + 1], before_last[j - 1] + 1);
+      }
+    }
+  }
+  return row[to.size()];
+}
+
+} // namespace
+
+std::string const *find_nearest(std::string_view typed, std::vector<std::string> const &names) {
+  constexpr std::size_t NEAR = 3; // one error to so many characters, rounded up
+  std::string const *nearest = nullptr;
+  std::size_t fewest = 0;
+  for (std::string const &name : names) {
+    std::size_t const errors = distance(typed, name);
+    bool const is_near = errors <= (name.size() + NEAR - 1) / NEAR && errors < name.size();
+    if (is_near && (nearest == nullptr || errors < fewest)) {
+      nearest = &name;
+      fewest = errors;
+    }
+  }
+  return nearest;
+}
+
+std::string did_you_mean(std::string_view typed, std::vector<std::string> const &names) {
+  std::string const *const nearest = find_nearest(typed, names);
+  return nearest == nullptr ? "" : "; did you mean '" + *nearest + "'?";
+}
+
+} // namespace Ostrel::Tool

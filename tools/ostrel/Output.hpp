@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <string_view>
+
+namespace Ostrel::Tool {
+
+enum class Style { STRONG, GOOD, BAD, FAINT };
+
+/// How the tool speaks: data to standard output, everything else to standard error.
+///
+/// On a terminal, control characters are shown as escapes ("\x1b"), so that no file and no variable
+/// can change what the user sees. Lines of JSON are the same everywhere.
+class Output {
+public:
+  enum class Color { AUTO, ALWAYS, NEVER };
+
+  Output();
+
+  void set_json(bool is_json) { is_json_ = is_json; }
+  /// Errors and notes are dropped.
+  void set_quiet(bool is_quiet) { is_quiet_ = is_quiet; }
+  /// `AUTO`: on a terminal, unless the variable `NO_COLOR` is set to a text that is not empty.
+  void set_color(Color color);
+
+  bool is_json() const { return is_json_; }
+  bool is_quiet() const { return is_quiet_; }
+
+  /// Writes a line of data.
+  void line(std::string_view text);
+
+  /// Writes an object as one line of data, with `"schema": 1` in front of its members.
+  void print_json(nlohmann::json const &object);
+
+  /// Writes an error or a note to standard error, after "ostrel: ".
+  void error(std::string_view text);
+
+  /// Returns the text as `line` shows it in that style; unchanged without colours.
+  std::string styled(Style style, std::string_view text) const;
+
+  /// Sends what is buffered on its way. False, with an error, if any data could not be written.
+  bool flush();
+
+private:
+  bool is_json_ = false;
+  bool is_quiet_ = false;
+  bool has_terminal_;       // standard output
+  bool has_error_terminal_; // standard error
+  bool has_color_ = false;
+};
+
+} // namespace Ostrel::Tool
