@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/Settings.hpp"
+
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tools/ostrel/DidYouMean.hpp"
+#include "tools/ostrel/ExitStatus.hpp"
+#include "tools/ostrel/Silence.hpp"
+
+#include <map>
+#include <utility>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+// Any key serves to learn about the places of the settings file.
+constexpr char const *ANY_KEY = "UserConfig/Any/Key";
+
+std::vector<SettingPlace> searched_places() {
+  Silence const silence;
+  SettingExplanation explanation;
+  UserConfig::explain_user_config(ANY_KEY, &explanation);
+  return explanation.places;
+}
+
+// Reads the settings of a key, and those of all keys below it.
+class Walk {
+public:
+  explicit Walk(XmlConfigSource const &source) : source_(source) {}
+
+  std::vector<StoredSetting> settings() && { return std::move(settings_); }
+
+  void add(void const *key, std::string const &path) {
+    add_values(key, path);
+    std::map<std::string, int> counts, indexes;
+    std::string name;
+    for (auto child = source_.find_first(key, &name); child != nullptr;
+         child = source_.find_next(child, &name)) {
+      ++counts[name];
+    }
+    for (auto child = source_.find_first(key, &name); child != nullptr;
+         child = source_.find_next(child, &name)) {
+      int const index = indexes[name]++;
+      add(child, path + '/' + name + (counts[name] == 1 ? "" : ":" + std::to_string(index)));
+    }
+  }
+
+private:
+  void add_values(void const *key, std::string const &path) {
+    StoredSetting setting;
+    source_.get_location(key, &setting.file, &setting.line);
+    setting.file = Platform::native_path(setting.file.c_str());
+    std::string name;
+    for (auto value = source_.find_first_value(key, &name, &setting.text); value != nullptr;
+         value = source_.find_next_value(value, &name, &setting.text)) {
+      setting.key = name.empty() ? path : path + '/' + name;
+      settings_.push_back(setting);
+    }
+  }
+
+  XmlConfigSource const &source_;
+  std::vector<StoredSetting> settings_;
+};
+
+std::vector<std::string> names_of_keys() {
+  std::vector<std::string> names;
+  for (StoredSetting const &setting : read_stored_settings()) {
+    names.push_back(setting.key);
+  }
+  return names;
+}
+
+std::vector<std::string> names_of_aliases(std::vector<SettingAlias> const &aliases) {
+  std::vector<std::string> names;
+  for (SettingAlias const &alias : aliases) {
+    names.push_back('$' + alias.name);
+  }
+  return names;
+}
+
+} // namespace
+
+SettingsState load_settings() {
+  if (UserConfig::is_available()) {
+    return SettingsState::AVAILABLE;
+  }
+  for (SettingPlace const &place : searched_places()) {
+    if (place.state == SettingPlace::STATE_MALFORMED) {
+      return SettingsState::MALFORMED;
+    }
+  }
+  return SettingsState::MISSING;
+}
+
+int report_unavailable(Output &output, SettingsState state) {
+  std::string searched;
+  for (SettingPlace const &place : searched_places()) {
+    std::string const file = Platform::native_path(place.file.c_str());
+    if (place.state == SettingPlace::STATE_MALFORMED) {
+      output.error("the settings file '" + file + "' cannot be read");
+      return STATUS_UNREADABLE;
+    }
+    searched += (searched.empty() ? "" : ", ") + file;
+  }
+  output.error(state == SettingsState::MISSING
+                   ? "there is no settings file; looked for: " + searched
+                   : "the settings file cannot be read");
+  return STATUS_UNREADABLE;
+}
+
+std::vector<StoredSetting> read_stored_settings() {
+  Silence const silence;
+  XmlConfigSource source;
+  Configuration configuration(source);
+  if (configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr) !=
+      RESULT_SUCCESS) {
+    return {};
+  }
+  std::string name;
+  void const *const top = source.find_first(nullptr, &name);
+  Walk walk(source);
+  walk.add(top, name);
+  return std::move(walk).settings();
+}
+
+bool is_well_formed_key(std::string_view key) {
+  std::size_t const first = key.find('/'), last = key.rfind('/');
+  return first != key.npos && first != 0 && first != last && last + 1 != key.size() &&
+         key.find("//") == key.npos;
+}
+
+std::optional<std::string> resolve_key(Output &output, std::string const &key, int *status) {
+  std::vector<SettingAlias> aliases;
+  UserConfig::list_aliases(&aliases);
+  for (SettingAlias const &alias : aliases) {
+    if (key == '$' + alias.name && is_well_formed_key(alias.key)) {
+      return alias.key;
+    }
+    if (key == '$' + alias.name) {
+      output.error("the alias '" + key + "' stands for '" + alias.key +
+                   "', which is not of the form ROOT/KEY../VALUE");
+      *status = STATUS_UNREADABLE;
+      return std::nullopt;
+    }
+  }
+  if (is_well_formed_key(key)) {
+    return key;
+  }
+  std::vector<std::string> names = names_of_aliases(aliases);
+  if (!key.empty() && key.front() == '$') {
+    output.error("there is no alias '" + key + "'" + did_you_mean(key, names));
+    *status = STATUS_NOT_FOUND;
+    return std::nullopt;
+  }
+  std::vector<std::string> const keys = names_of_keys();
+  names.insert(names.end(), keys.begin(), keys.end());
+  output.error("'" + key + "' is not of the form ROOT/KEY../VALUE or $ALIAS" +
+               did_you_mean(key, names));
+  *status = STATUS_USAGE;
+  return std::nullopt;
+}
+
+int report_missing(Output &output, std::string const &full_key) {
+  output.error("there is no setting '" + full_key + "'" + did_you_mean(full_key, names_of_keys()));
+  return STATUS_NOT_FOUND;
+}
+
+} // namespace Ostrel::Tool

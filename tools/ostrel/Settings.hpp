@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "tools/ostrel/Output.hpp"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ostrel::Tool {
+
+/// Whether there is a settings file that the library can read.
+enum class SettingsState { AVAILABLE, MISSING, MALFORMED };
+
+/// Reads the settings in the first call. The library logs where it looked, and what is wrong with a
+/// file.
+SettingsState load_settings();
+
+/// Says that there are no settings, and why. Returns the exit status.
+int report_unavailable(Output &output, SettingsState state);
+
+/// A setting as it stands in the file.
+struct StoredSetting {
+  std::string key; ///< The full key, with an index where a key has siblings of its name.
+  std::string text;
+  std::string file;
+  long line = 0; ///< From 1; 0 if it is unknown.
+};
+
+/// Reads every setting of the settings file, in its order; empty if it cannot be read. A key's text
+/// has the path of the key itself.
+std::vector<StoredSetting> read_stored_settings();
+
+/// Whether a full key has the form ROOT/KEY../VALUE.
+bool is_well_formed_key(std::string_view key);
+
+/// Finds the full key of a key or '$' and alias. The settings must have been loaded.
+///
+/// @param status  receives the exit status if there is none, after an error.
+std::optional<std::string> resolve_key(Output &output, std::string const &key, int *status);
+
+/// Says that the settings file does not have a key. Returns the exit status.
+int report_missing(Output &output, std::string const &full_key);
+
+} // namespace Ostrel::Tool
