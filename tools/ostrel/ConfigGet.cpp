@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/ConfigCommands.hpp"
+
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/NullConfigSource.hpp"
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tools/ostrel/DidYouMean.hpp"
+#include "tools/ostrel/ExitStatus.hpp"
+#include "tools/ostrel/Numbers.hpp"
+#include "tools/ostrel/Settings.hpp"
+#include "tools/ostrel/Silence.hpp"
+#include "tools/ostrel/UnitNames.hpp"
+
+#include <nlohmann/json.hpp>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+constexpr unsigned int LONGEST_SERIES = 1'000'000; // numbers
+
+// Reads a text as the library does.
+class SeriesReader : private Configuration {
+public:
+  explicit SeriesReader(IConfigSource &source) : Configuration(source) {}
+
+  // Reads at most one number more than LONGEST_SERIES.
+  std::vector<long> read(std::string const &text) const {
+    unsigned int count = 0;
+    std::vector<long> numbers(64);
+    do {
+      numbers.resize(numbers.size() * 2);
+      count = static_cast<unsigned int>(numbers.size());
+      parse_long_series(text.c_str(), numbers.data(), &count);
+    } while (count == numbers.size() && count <= LONGEST_SERIES);
+    numbers.resize(count);
+    return numbers;
+  }
+};
+
+// A setting as a command shows it.
+struct Shown {
+  std::string text;
+  nlohmann::json json;
+};
+
+Shown show(double number) {
+  return {number_text(number), number};
+}
+
+Shown show(long number) {
+  return {std::to_string(number), number};
+}
+
+Shown show(bool value) {
+  return {value ? "true" : "false", value};
+}
+
+// Nothing, with a warning of the library's that `Silence` drops, if the text is not of that type.
+template <class T> std::optional<Shown> read_typed(std::string const &key) {
+  T value{};
+  if (UserConfig::get_user_config(key.c_str(), &value) != RESULT_SUCCESS) {
+    return std::nullopt;
+  }
+  return show(value);
+}
+
+std::optional<Shown> read_series(std::string const &text) {
+  NullConfigSource source;
+  std::vector<long> const numbers = SeriesReader(source).read(text);
+  if (numbers.empty() || numbers.size() > LONGEST_SERIES) {
+    return std::nullopt;
+  }
+  Shown shown;
+  for (long const number : numbers) {
+    shown.text += (shown.text.empty() ? "" : " ") + std::to_string(number);
+  }
+  shown.json = numbers;
+  return shown;
+}
+
+std::optional<Shown> read_quantity(std::string const &key, std::string const &unit) {
+  UnitType const type = find_kind_of(unit)->type;
+  double value = 0;
+  if (UserConfig::get_user_quantity(key.c_str(), type, &value) != RESULT_SUCCESS ||
+      Units::convert_to_specified_units(type, unit, value, &value) != RESULT_SUCCESS) {
+    return std::nullopt;
+  }
+  return show(rounded(value));
+}
+
+std::optional<Shown> read_as(GetOptions const &options, std::string const &key,
+                             std::string const &text) {
+  if (!options.unit.empty()) {
+    return read_quantity(key, options.unit);
+  }
+  if (options.type == "text") {
+    return Shown{text, text};
+  }
+  if (options.type == "series") {
+    return read_series(text);
+  }
+  return options.type == "long"     ? read_typed<long>(key)
+         : options.type == "double" ? read_typed<double>(key)
+                                    : read_typed<bool>(key);
+}
+
+std::string wanted(GetOptions const &options) {
+  if (!options.unit.empty()) {
+    UnitKind const &kind = *find_kind_of(options.unit);
+    return (kind.type == UNIT_TYPE_ANGLE ? "an " : "a ") + kind.name;
+  }
+  return options.type == "long"     ? "a whole number"
+         : options.type == "double" ? "a number"
+         : options.type == "bool"
+             ? "true or false"
+             : "a series of 1 to " + std::to_string(LONGEST_SERIES) + " whole numbers";
+}
+
+int report_wrong_type(Output &output, GetOptions const &options, std::string const &key,
+                      std::string const &text) {
+  SettingExplanation place;
+  UserConfig::explain_user_config(key.c_str(), &place);
+  output.error(Platform::native_path(place.file.c_str()) + ':' + std::to_string(place.line) + ": " +
+               key + ": '" + text + "' is not " + wanted(options));
+  return STATUS_UNREADABLE;
+}
+
+void print(Output &output, GetOptions const &options, std::string const &key, Shown const &shown,
+           bool is_default) {
+  if (!output.is_json()) {
+    output.line(shown.text);
+    return;
+  }
+  nlohmann::json object = {{"key", key}, {"value", shown.json}, {"default", is_default}};
+  if (!options.unit.empty()) {
+    object["unit"] = options.unit;
+  }
+  output.print_json(object);
+}
+
+// In JSON, a number or a truth value stays one.
+int print_default(Output &output, GetOptions const &options, std::string const &key) {
+  std::string const &text = *options.default_text;
+  nlohmann::json json = text;
+  if (options.type != "text" || !options.unit.empty()) {
+    auto const parsed = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+    json = parsed.is_primitive() && !parsed.is_discarded() ? parsed : json;
+  }
+  print(output, options, key, {text, json}, /*is_default=*/true);
+  return STATUS_DONE;
+}
+
+} // namespace
+
+int run_get(Output &output, GetOptions const &options) {
+  if (!options.unit.empty() && find_kind_of(options.unit) == nullptr) {
+    output.error("there is no unit '" + options.unit + "'" +
+                 did_you_mean(options.unit, all_units()));
+    return STATUS_NOT_FOUND;
+  }
+  SettingsState const state = load_settings();
+  if (state == SettingsState::MALFORMED ||
+      (state == SettingsState::MISSING && !options.default_text)) {
+    return report_unavailable(output, state);
+  }
+  int status = STATUS_DONE;
+  std::optional<std::string> const key = resolve_key(output, options.key, &status);
+  if (!key) {
+    return status == STATUS_NOT_FOUND && options.default_text
+               ? print_default(output, options, options.key)
+               : status;
+  }
+  // For the library this is a success that leaves the text alone.
+  if (state == SettingsState::MISSING) {
+    output.error("there is no settings file; this is the default");
+    return print_default(output, options, *key);
+  }
+  Silence const silence;
+  std::string text;
+  if (UserConfig::get_user_config(key->c_str(), &text) != RESULT_SUCCESS) {
+    return options.default_text ? print_default(output, options, *key)
+                                : report_missing(output, *key);
+  }
+  std::optional<Shown> const shown = read_as(options, *key, text);
+  if (!shown) {
+    return report_wrong_type(output, options, *key, text);
+  }
+  print(output, options, *key, *shown, /*is_default=*/false);
+  return STATUS_DONE;
+}
+
+} // namespace Ostrel::Tool

@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/ConfigCommands.hpp"
+
+#include "core/base/config/UserConfig.hpp"
+#include "core/base/platform/Platform.hpp"
+#include "tools/ostrel/DidYouMean.hpp"
+#include "tools/ostrel/ExitStatus.hpp"
+#include "tools/ostrel/Origins.hpp"
+#include "tools/ostrel/Settings.hpp"
+#include "tools/ostrel/Silence.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+// Removes the first component of a path, and the separators around it, and returns it.
+std::string_view next_component(std::string_view *path) {
+  path->remove_prefix(std::min(path->find_first_not_of("/\\"), path->size()));
+  std::string_view const component = path->substr(0, path->find_first_of("/\\"));
+  path->remove_prefix(component.size());
+  return component;
+}
+
+// A path without an index means all keys of the name.
+bool component_matches(std::string_view component, std::string_view wanted) {
+  return component == wanted || component.substr(0, component.find(':')) == wanted ||
+         (component.find(':') == component.npos && wanted == std::string(component) + ":0");
+}
+
+bool is_at_or_below(std::string_view key, std::string_view path) {
+  for (auto wanted = next_component(&path); !wanted.empty(); wanted = next_component(&path)) {
+    if (!component_matches(next_component(&key), wanted)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// All keys, and the keys above them.
+std::vector<std::string> paths_of(std::vector<StoredSetting> const &settings) {
+  std::set<std::string> paths;
+  for (StoredSetting const &setting : settings) {
+    for (std::size_t end = 0; end != setting.key.npos;) {
+      end = setting.key.find('/', end + 1);
+      paths.insert(setting.key.substr(0, end));
+    }
+  }
+  return {paths.begin(), paths.end()};
+}
+
+void print(Output &output, StoredSetting const &setting, bool with_origin) {
+  if (output.is_json()) {
+    nlohmann::json object = {{"key", setting.key}, {"value", setting.text}};
+    if (with_origin) {
+      object["file"] = setting.file;
+      object["line"] = setting.line;
+    }
+    output.print_json(object);
+    return;
+  }
+  std::string const origin =
+      with_origin ? place_text(setting.file, setting.line) + ": " : std::string();
+  output.line(output.styled(Style::FAINT, origin) + setting.key + " = " + setting.text);
+}
+
+nlohmann::json explanation_json(SettingExplanation const &explanation) {
+  nlohmann::json places = nlohmann::json::array();
+  for (SettingPlace const &place : explanation.places) {
+    nlohmann::json object = {{"directory", Platform::native_path(place.directory.c_str())},
+                             {"file", Platform::native_path(place.file.c_str())},
+                             {"origin", name_of(place.origin)},
+                             {"origin_name", place.origin_name},
+                             {"state", name_of(place.state)}};
+    if (place.has_value) {
+      object["value"] = place.value;
+      object["line"] = place.line;
+    }
+    places.push_back(std::move(object));
+  }
+  nlohmann::json aliases = nlohmann::json::array();
+  for (SettingAlias const &alias : explanation.aliases) {
+    aliases.push_back(alias_json(alias));
+  }
+  nlohmann::json object = {{"key", explanation.key},
+                           {"value", nullptr},
+                           {"aliases", std::move(aliases)},
+                           {"places", std::move(places)}};
+  if (explanation.is_set) {
+    object["value"] = explanation.value;
+    object["file"] = Platform::native_path(explanation.file.c_str());
+    object["line"] = explanation.line;
+  }
+  return object;
+}
+
+std::string text_of(SettingPlace const &place) {
+  switch (place.state) {
+  case SettingPlace::STATE_LOADED:
+    return "this file";
+  case SettingPlace::STATE_SHADOWED:
+    return "not read: an earlier place has the file";
+  case SettingPlace::STATE_MALFORMED:
+    return "malformed";
+  case SettingPlace::STATE_NEW:
+    return "appeared after the settings were read";
+  case SettingPlace::STATE_NO_FILE:
+    break;
+  }
+  return "no file";
+}
+
+void print_place(Output &output, SettingPlace const &place) {
+  bool const is_used = place.state == SettingPlace::STATE_LOADED;
+  std::string const file = Platform::native_path(place.file.c_str());
+  std::string line = "  " + output.styled(is_used ? Style::STRONG : Style::FAINT, file) + " (" +
+                     origin_text(place.origin, place.origin_name) + "): " + text_of(place);
+  if (place.has_value) {
+    line += ", line " + std::to_string(place.line) + ": " + place.value;
+  } else if (place.state != SettingPlace::STATE_NO_FILE &&
+             place.state != SettingPlace::STATE_MALFORMED) {
+    line += ", without this setting";
+  }
+  output.line(line);
+}
+
+void print(Output &output, SettingExplanation const &explanation) {
+  output.line(explanation.is_set
+                  ? output.styled(Style::STRONG, explanation.key) + " = " + explanation.value
+                  : output.styled(Style::STRONG, explanation.key) + " is not set");
+  if (explanation.is_set) {
+    output.line("from " +
+                place_text(Platform::native_path(explanation.file.c_str()), explanation.line));
+  }
+  for (SettingAlias const &alias : explanation.aliases) {
+    output.line("alias $" + alias.name + " = " + alias.key + " (" + origin_text(alias) + ")");
+  }
+  output.line("places, in the order of the search:");
+  for (SettingPlace const &place : explanation.places) {
+    print_place(output, place);
+  }
+}
+
+} // namespace
+
+int run_list(Output &output, std::string const &path, bool with_origin) {
+  if (SettingsState const state = load_settings(); state != SettingsState::AVAILABLE) {
+    return report_unavailable(output, state);
+  }
+  std::vector<StoredSetting> const settings = read_stored_settings();
+  bool has_any = path.empty();
+  for (StoredSetting const &setting : settings) {
+    if (is_at_or_below(setting.key, path)) {
+      print(output, setting, with_origin);
+      has_any = true;
+    }
+  }
+  if (!has_any) {
+    output.error("there is no setting at or below '" + path + "'" +
+                 did_you_mean(path, paths_of(settings)));
+  }
+  return has_any ? STATUS_DONE : STATUS_NOT_FOUND;
+}
+
+int run_explain(Output &output, std::string const &key) {
+  SettingsState const state = load_settings();
+  int status = STATUS_DONE;
+  if (!resolve_key(output, key, &status)) {
+    return status;
+  }
+  SettingExplanation explanation;
+  {
+    Silence const silence;
+    UserConfig::explain_user_config(key.c_str(), &explanation);
+  }
+  if (output.is_json()) {
+    output.print_json(explanation_json(explanation));
+  } else {
+    print(output, explanation);
+  }
+  if (state != SettingsState::AVAILABLE) {
+    return report_unavailable(output, state);
+  }
+  return explanation.is_set ? STATUS_DONE : report_missing(output, explanation.key);
+}
+
+} // namespace Ostrel::Tool
