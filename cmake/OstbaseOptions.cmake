@@ -1,12 +1,16 @@
 # SPDX-License-Identifier: Apache-2.0
 # The options of the project, and the compiler flags of all its targets.
 
+include(CMakeDependentOption)
+
 # As a subproject, only the library is built.
 string(COMPARE EQUAL "${CMAKE_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}" is_top_level)
 
 option(OSTBASE_BUILD_CONFIG "Build the settings, in C++ and in C (needs libxml2)" ON)
 option(OSTBASE_BUILD_TESTS "Build the tests (needs GoogleTest)" ${is_top_level})
 option(OSTBASE_BUILD_EXAMPLES "Build the example programs" ${is_top_level})
+cmake_dependent_option(OSTBASE_BUILD_TOOLS "Build the tool ostrel (needs the settings, CLI11, nlohmann-json)" ${is_top_level}
+                       OSTBASE_BUILD_CONFIG OFF)
 option(OSTBASE_BUILD_BENCHMARKS "Build the benchmarks (needs the settings, Google Benchmark, the peers)" OFF)
 option(OSTBASE_BUILD_TORTURE "Build the programs that cause failures and check the guarantees (needs the settings)" OFF)
 option(OSTBASE_BUILD_FUZZERS "Build the fuzz targets (needs the settings); without the sanitizer named fuzzer they only run a corpus" OFF)

@@ -116,6 +116,10 @@ void Output::line(std::string_view text) {
   write_line(stdout, has_color_ ? with_styles(shown) : std::move(shown));
 }
 
+void Output::text(std::string_view text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
 void Output::print_json(nlohmann::json const &object) {
   // On a terminal only ASCII, so that control characters beyond it are escapes as well.
   std::string const members =

@@ -32,6 +32,9 @@ public:
   /// Writes a line of data.
   void line(std::string_view text);
 
+  /// Writes text of the tool's own, which may have several lines, as it is.
+  void text(std::string_view text);
+
   /// Writes an object as one line of data, with `"schema": 1` in front of its members.
   void print_json(nlohmann::json const &object);
 

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/Completion.hpp"
+
+#include "tools/ostrel/DidYouMean.hpp"
+#include "tools/ostrel/ExitStatus.hpp"
+
+#include <CLI/App.hpp>
+#include <nlohmann/json.hpp>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+// Both shells run the middle part, which walks the words before the cursor.
+constexpr char const *BASH_HEAD = R"(_ostrel() {
+  local command='' word candidates=''
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do)";
+constexpr char const *BASH_TAIL =
+    R"(  COMPREPLY=($(compgen -W "$candidates" -- "${COMP_WORDS[COMP_CWORD]}"))
+}
+complete -o default -F _ostrel ostrel)";
+constexpr char const *ZSH_HEAD = R"(#compdef ostrel
+_ostrel() {
+  local command='' word candidates=''
+  for word in "${(@)words[2,CURRENT-1]}"; do)";
+constexpr char const *ZSH_TAIL = R"(  compadd -- ${=candidates}
+  _files
+}
+compdef _ostrel ostrel)";
+
+struct Level {
+  std::string command; // "config get", or the empty text
+  std::string candidates;
+};
+
+std::string candidates_of(CLI::App const &app) {
+  std::string words;
+  for (CLI::App const *const command : app.get_subcommands(nullptr)) {
+    words += command->get_name() + ' ';
+  }
+  for (CLI::Option const *const option : app.get_options()) {
+    for (std::string const &name : option->get_lnames()) {
+      words += "--" + name + ' ';
+    }
+  }
+  return words;
+}
+
+void add_levels(CLI::App const &app, std::string const &command, std::string const &inherited,
+                std::vector<Level> *levels) {
+  std::string const own = candidates_of(app);
+  levels->push_back({command, own + inherited});
+  for (CLI::App const *const next : app.get_subcommands(nullptr)) {
+    add_levels(*next, command + (command.empty() ? "" : " ") + next->get_name(),
+               command.empty() ? own.substr(own.find("--")) : inherited, levels);
+  }
+}
+
+// The commands that the words so far name.
+std::string walk(std::vector<Level> const &levels) {
+  std::string patterns;
+  for (Level const &level : levels) {
+    if (!level.command.empty()) {
+      patterns += (patterns.empty() ? "'" : " | '") + level.command + "'";
+    }
+  }
+  return "    case \"${command:+$command }$word\" in\n      " + patterns +
+         ") command=\"${command:+$command }$word\" ;;\n    esac\n  done";
+}
+
+std::string choice(std::vector<Level> const &levels) {
+  std::string text = "  case \"$command\" in\n";
+  for (Level const &level : levels) {
+    text += "    '" + level.command + "') candidates='" + level.candidates + "' ;;\n";
+  }
+  return text + "  esac";
+}
+
+} // namespace
+
+int run_completion(Output &output, CLI::App const &app, std::string const &shell) {
+  if (shell != "bash" && shell != "zsh") {
+    output.error("there are no completions for '" + shell + "'" +
+                 did_you_mean(shell, {"bash", "zsh"}));
+    return STATUS_NOT_FOUND;
+  }
+  std::vector<Level> levels;
+  add_levels(app, "", "", &levels);
+  bool const is_bash = shell == "bash";
+  std::string const script = std::string(is_bash ? BASH_HEAD : ZSH_HEAD) + '\n' + walk(levels) +
+                             '\n' + choice(levels) + '\n' + (is_bash ? BASH_TAIL : ZSH_TAIL);
+  if (output.is_json()) {
+    output.print_json({{"shell", shell}, {"script", script}});
+  } else {
+    output.text(script + '\n');
+  }
+  return STATUS_DONE;
+}
+
+} // namespace Ostrel::Tool
