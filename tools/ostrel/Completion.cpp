@@ -33,26 +33,32 @@ struct Level {
   std::string candidates;
 };
 
-std::string candidates_of(CLI::App const &app) {
+std::string commands_of(CLI::App const &app) {
   std::string words;
   for (CLI::App const *const command : app.get_subcommands(nullptr)) {
     words += command->get_name() + ' ';
   }
+  return words;
+}
+
+std::string options_of(CLI::App const &app) {
+  std::string words;
   for (CLI::Option const *const option : app.get_options()) {
     for (std::string const &name : option->get_lnames()) {
-      words += "--" + name + ' ';
+      bool const is_repeated = name == "help" && app.get_parent() != nullptr;
+      words += is_repeated ? "" : "--" + name + ' ';
     }
   }
   return words;
 }
 
-void add_levels(CLI::App const &app, std::string const &command, std::string const &inherited,
+void add_levels(CLI::App const &app, std::string const &command, std::string const &global_options,
                 std::vector<Level> *levels) {
-  std::string const own = candidates_of(app);
-  levels->push_back({command, own + inherited});
+  std::string const options = app.get_parent() == nullptr ? "" : options_of(app);
+  levels->push_back({command, commands_of(app) + options + global_options});
   for (CLI::App const *const next : app.get_subcommands(nullptr)) {
-    add_levels(*next, command + (command.empty() ? "" : " ") + next->get_name(),
-               command.empty() ? own.substr(own.find("--")) : inherited, levels);
+    add_levels(*next, command + (command.empty() ? "" : " ") + next->get_name(), global_options,
+               levels);
   }
 }
 
@@ -85,7 +91,7 @@ int run_completion(Output &output, CLI::App const &app, std::string const &shell
     return STATUS_NOT_FOUND;
   }
   std::vector<Level> levels;
-  add_levels(app, "", "", &levels);
+  add_levels(app, "", options_of(app), &levels);
   bool const is_bash = shell == "bash";
   std::string const script = std::string(is_bash ? BASH_HEAD : ZSH_HEAD) + '\n' + walk(levels) +
                              '\n' + choice(levels) + '\n' + (is_bash ? BASH_TAIL : ZSH_TAIL);

@@ -129,6 +129,7 @@ void Output::print_json(nlohmann::json const &object) {
 
 void Output::error(std::string_view text) {
   if (!is_quiet_) {
+    std::fflush(stdout); // so that the order is right where both go to one place
     write_line(stderr, "ostrel: " + (has_error_terminal_ ? escaped(text) : std::string(text)));
   }
 }

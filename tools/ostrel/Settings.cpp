@@ -57,8 +57,17 @@ private:
     for (auto value = source_.find_first_value(key, &name, &setting.text); value != nullptr;
          value = source_.find_next_value(value, &name, &setting.text)) {
       setting.key = name.empty() ? path : path + '/' + name;
-      settings_.push_back(setting);
+      if (!name.empty() || is_own_text(key, setting.text)) {
+        settings_.push_back(setting);
+      }
     }
+  }
+
+  // Every key has a text, which for most is blank or that of the keys below it.
+  bool is_own_text(void const *key, std::string const &text) const {
+    std::string name;
+    return text.find_first_not_of(" \t\r\n") != text.npos &&
+           source_.find_first(key, &name) == nullptr;
   }
 
   XmlConfigSource const &source_;

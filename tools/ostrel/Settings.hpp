@@ -28,8 +28,8 @@ struct StoredSetting {
   long line = 0; ///< From 1; 0 if it is unknown.
 };
 
-/// Reads every setting of the settings file, in its order; empty if it cannot be read. A key's text
-/// has the path of the key itself.
+/// Reads every setting of the settings file, in its order; empty if it cannot be read. The text of
+/// a key without keys below it has the path of the key itself.
 std::vector<StoredSetting> read_stored_settings();
 
 /// Whether a full key has the form ROOT/KEY../VALUE.

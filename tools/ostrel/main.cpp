@@ -108,7 +108,7 @@ int run(Output &output, int argc, char const *const *argv) {
   try {
     app.parse(argc, argv);
   } catch (CLI::CallForHelp const &) {
-    output.text(typed_command(app).help());
+    output.text(app.help());
     return STATUS_DONE;
   } catch (CLI::CallForVersion const &version) {
     app.count("--json") > 0 ? output.print_json({{"version", OSTREL_VERSION}})
