@@ -43,12 +43,17 @@ int Role::play(std::string const &name, Arguments const &arguments) {
 
 ChildResult run_child(std::string const &role, Role::Arguments const &arguments,
                       Environment const &environment) {
-  TemporaryDirectory const directory;
-  std::string const out = directory.path("stdout"), err = directory.path("stderr");
   Texts all = {"--role", role};
   all.insert(all.end(), arguments.begin(), arguments.end());
+  return run_program(this_program(), all, environment);
+}
+
+ChildResult run_program(std::string const &program, std::vector<std::string> const &arguments,
+                        Environment const &environment) {
+  TemporaryDirectory const directory;
+  std::string const out = directory.path("stdout"), err = directory.path("stderr");
   ChildResult result;
-  result.status = run_this_program(std::move(all), child_environment(environment), out, err);
+  result.status = execute(program, arguments, child_environment(environment), out, err);
   result.out = read_file(out);
   result.err = read_file(err);
   return result;

@@ -34,3 +34,7 @@ using Environment = std::map<std::string, char const *>;
 /// Starts this program again in that role and waits until it ends.
 ChildResult run_child(std::string const &role, Role::Arguments const &arguments = {},
                       Environment const &environment = {});
+
+/// Starts another program and waits until it ends.
+ChildResult run_program(std::string const &program, std::vector<std::string> const &arguments,
+                        Environment const &environment = {});

@@ -11,7 +11,10 @@ using Texts = std::vector<std::string>;
 /// Returns the entries of this process's environment, "NAME=value".
 Texts environment_entries();
 
-/// Starts this program again with that environment, its output redirected to two new files, and
-/// waits until it ends. Returns its exit status, or the negated number of the signal that ended it.
-int run_this_program(Texts arguments, Texts environment, std::string const &out,
-                     std::string const &err);
+/// Returns the path of this program.
+std::string this_program();
+
+/// Starts a program with that environment, its output redirected to two new files, and waits until
+/// it ends. Returns its exit status, or the negated number of the signal that ended it.
+int execute(std::string const &program, Texts arguments, Texts environment, std::string const &out,
+            std::string const &err);

@@ -49,10 +49,13 @@ void set_variable(char const *name, char const *value) {
   value == nullptr ? unsetenv(name) : setenv(name, value, 1);
 }
 
-int run_this_program(Texts arguments, Texts environment, std::string const &out,
-                     std::string const &err) {
-  // Resolved here: under Valgrind, executing the link itself would start Valgrind's binary.
-  std::string const program = std::filesystem::read_symlink("/proc/self/exe").string();
+// Resolved here: under Valgrind, executing the link itself would start Valgrind's binary.
+std::string this_program() {
+  return std::filesystem::read_symlink("/proc/self/exe").string();
+}
+
+int execute(std::string const &program, Texts arguments, Texts environment, std::string const &out,
+            std::string const &err) {
   arguments.insert(arguments.begin(), program);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);

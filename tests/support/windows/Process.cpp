@@ -81,10 +81,14 @@ void set_variable(char const *name, char const *value) {
   SetEnvironmentVariableA(name, value); // an empty text is kept
 }
 
-int run_this_program(Texts arguments, Texts environment, std::string const &out,
-                     std::string const &err) {
+std::string this_program() {
   char program[MAX_PATH];
   GetModuleFileNameA(nullptr, program, MAX_PATH);
+  return program;
+}
+
+int execute(std::string const &program, Texts arguments, Texts environment, std::string const &out,
+            std::string const &err) {
   std::string command_line = quoted(program), block;
   for (std::string const &argument : arguments) {
     command_line += ' ' + quoted(argument);
@@ -98,7 +102,7 @@ int run_this_program(Texts arguments, Texts environment, std::string const &out,
   startup.hStdOutput = make_output(out);
   startup.hStdError = make_output(err);
   PROCESS_INFORMATION child = {};
-  BOOL const is_started = CreateProcessA(program, command_line.data(), nullptr, nullptr, TRUE, 0,
+  BOOL const is_started = CreateProcessA(program.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0,
                                          block.data(), nullptr, &startup, &child);
   DWORD const error = GetLastError();
   CloseHandle(startup.hStdOutput);
