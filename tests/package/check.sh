@@ -54,6 +54,12 @@ cmake_consumer() {
   run_consumer "$work/cmake/settings"
 }
 
+# The tool finds the library, and has its man page, in the tree that was moved.
+tool() {
+  [ "$("$prefix/bin/ostrel" result 0)" = 'RESULT_SUCCESS (0): Successful result.' ]
+  [ -s "$prefix/share/man/man1/ostrel.1" ]
+}
+
 # If a component is missing, the message names it.
 components() {
   mkdir -p "$work/components"

@@ -3,8 +3,8 @@
 # `./dev install` makes it, with this build's compiler. Builds with sanitizers are not packaged.
 if(NOT OSTBASE_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
   set(checks install places headers symbols components)
-  if(OSTBASE_BUILD_CONFIG) # the consumers use the settings
-    list(APPEND checks cmake_consumer pkgconfig_consumer readme)
+  if(OSTBASE_BUILD_CONFIG) # the consumers and the tool use the settings
+    list(APPEND checks cmake_consumer pkgconfig_consumer readme tool)
   endif()
   foreach(check IN LISTS checks)
     add_test(

@@ -13,6 +13,10 @@
 #include <string>
 #include <vector>
 
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 namespace {
 
 using nlohmann::json;
@@ -248,6 +252,39 @@ TEST_F(OstrelTool, PrintsJson) {
     json::json_pointer const pointer(c.pointer);
     EXPECT_TRUE(document.contains(pointer) && document[pointer] == c.value) << c.line << document;
   }
+}
+
+// Runs the tool on a terminal, and returns what appears there.
+std::string on_terminal(std::vector<std::string> words) {
+  words.insert(words.begin(), OSTREL_PROGRAM);
+  std::vector<char *> arguments;
+  for (std::string &word : words) {
+    arguments.push_back(word.data());
+  }
+  arguments.push_back(nullptr);
+  int terminal = -1;
+  pid_t const child = forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) {
+    execv(OSTREL_PROGRAM, arguments.data());
+    _exit(127);
+  }
+  std::string text;
+  for (char byte; read(terminal, &byte, 1) == 1;) {
+    text += byte;
+  }
+  close(terminal);
+  waitpid(child, nullptr, 0);
+  return text;
+}
+
+TEST_F(OstrelTool, EscapesControlCharactersOnATerminal) {
+  write_file(path("good/user-config.xml"),
+             "<UserConfig><A b='x&#10;&#x7F;&#x9B;31m &#xE9;'/></UserConfig>");
+  Words const get = {"--config-path", path("good"), "config", "get", "UserConfig/A/b"};
+  EXPECT_EQ(on_terminal(get), "x\\n\\x7f\\xc2\\x9b31m \xC3\xA9\r\n");
+  EXPECT_EQ(run("config get UserConfig/A/b").out, "x\n\x7F\xC2\x9B"
+                                                  "31m \xC3\xA9\n");
+  EXPECT_EQ(on_terminal({"result", "\x1b[31m"}), "ostrel: there is no result code '\\x1b[31m'\r\n");
 }
 
 // Every name of the table in the header, and no other.

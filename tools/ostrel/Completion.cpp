@@ -11,19 +11,22 @@ namespace Ostrel::Tool {
 
 namespace {
 
-// Both shells run the middle part, which walks the words before the cursor.
+// Both shells run the middle part, which walks the words before the cursor. Options are offered
+// after a '-', else commands; where there are none, files.
 constexpr char const *BASH_HEAD = R"(_ostrel() {
   local command='' word candidates=''
   for word in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do)";
 constexpr char const *BASH_TAIL =
-    R"(  COMPREPLY=($(compgen -W "$candidates" -- "${COMP_WORDS[COMP_CWORD]}"))
+    R"(  [[ ${COMP_WORDS[COMP_CWORD]} == -* ]] || candidates=${candidates%%--*}
+  COMPREPLY=($(compgen -W "$candidates" -- "${COMP_WORDS[COMP_CWORD]}"))
 }
 complete -o default -F _ostrel ostrel)";
 constexpr char const *ZSH_HEAD = R"(#compdef ostrel
 _ostrel() {
   local command='' word candidates=''
   for word in "${(@)words[2,CURRENT-1]}"; do)";
-constexpr char const *ZSH_TAIL = R"(  compadd -- ${=candidates}
+constexpr char const *ZSH_TAIL = R"(  [[ ${words[CURRENT]} == -* ]] || candidates=${candidates%%--*}
+  compadd -- ${=candidates}
   _files
 }
 compdef _ostrel ostrel)";
