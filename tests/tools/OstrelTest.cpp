@@ -90,7 +90,7 @@ protected:
   }
 
   json parse(std::string const &line) const {
-    json const document = json::parse(run("--json " + line).out, nullptr, false);
+    json document = json::parse(run("--json " + line).out, nullptr, false);
     EXPECT_EQ(document.value("schema", 0), 1) << line;
     return document;
   }
@@ -114,6 +114,8 @@ TEST_F(OstrelTool, ReadsSettings) {
       {"config get $Reach --unit sec", 3, "", "'1.5 m' is not a time"},
       {"config get $Reach --unit mtr", 1, "", "did you mean 'meter'?"},
       {"config get UserConfig/Sonar/Rnage", 1, "", "did you mean 'UserConfig/Sonar/Range'?"},
+      {"config get UserConfig/Sonar/Absent", 1, "", "no setting 'UserConfig/Sonar/Absent'\n"},
+      {"config get Sonar/Count", 2, "", "did you mean 'UserConfig/Sonar/Count'?"},
       {"config get UserConfig/Sonar/Rnage --default -1", 0, "-1\n"},
       {"config get $Raech", 1, "", "did you mean '$Reach'?"},
       {"config get $Raech --default 3", 0, "3\n", "no alias"},

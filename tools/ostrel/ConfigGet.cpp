@@ -18,7 +18,7 @@ namespace Ostrel::Tool {
 
 namespace {
 
-constexpr unsigned int LONGEST_SERIES = 1'000'000; // numbers
+constexpr unsigned int LONGEST_SERIES = 100'000; // numbers
 
 // Reads a text as the library does.
 class SeriesReader : private Configuration {
@@ -27,76 +27,43 @@ public:
 
   // Reads at most one number more than LONGEST_SERIES.
   std::vector<long> read(std::string const &text) const {
-    unsigned int count = 0;
-    std::vector<long> numbers(64);
-    do {
-      numbers.resize(numbers.size() * 2);
-      count = static_cast<unsigned int>(numbers.size());
-      parse_long_series(text.c_str(), numbers.data(), &count);
-    } while (count == numbers.size() && count <= LONGEST_SERIES);
+    unsigned int count = LONGEST_SERIES + 1;
+    std::vector<long> numbers(count);
+    parse_long_series(text.c_str(), numbers.data(), &count);
     numbers.resize(count);
     return numbers;
   }
 };
 
-// A setting as a command shows it.
-struct Shown {
-  std::string text;
-  nlohmann::json json;
-};
-
-Shown show(double number) {
-  return {number_text(number), number};
-}
-
-Shown show(long number) {
-  return {std::to_string(number), number};
-}
-
-Shown show(bool value) {
-  return {value ? "true" : "false", value};
-}
-
-// Nothing, with a warning of the library's that `Silence` drops, if the text is not of that type.
-template <class T> std::optional<Shown> read_typed(std::string const &key) {
+// Null if the text is not of that type, here and below.
+template <class T> nlohmann::json read_typed(std::string const &key) {
   T value{};
-  if (UserConfig::get_user_config(key.c_str(), &value) != RESULT_SUCCESS) {
-    return std::nullopt;
-  }
-  return show(value);
+  return UserConfig::get_user_config(key.c_str(), &value) == RESULT_SUCCESS ? nlohmann::json(value)
+                                                                            : nlohmann::json();
 }
 
-std::optional<Shown> read_series(std::string const &text) {
+nlohmann::json read_series(std::string const &text) {
   NullConfigSource source;
   std::vector<long> const numbers = SeriesReader(source).read(text);
-  if (numbers.empty() || numbers.size() > LONGEST_SERIES) {
-    return std::nullopt;
-  }
-  Shown shown;
-  for (long const number : numbers) {
-    shown.text += (shown.text.empty() ? "" : " ") + std::to_string(number);
-  }
-  shown.json = numbers;
-  return shown;
+  bool const is_series = !numbers.empty() && numbers.size() <= LONGEST_SERIES;
+  return is_series ? nlohmann::json(numbers) : nlohmann::json();
 }
 
-std::optional<Shown> read_quantity(std::string const &key, std::string const &unit) {
+nlohmann::json read_quantity(std::string const &key, std::string const &unit) {
   UnitType const type = find_kind_of(unit)->type;
   double value = 0;
-  if (UserConfig::get_user_quantity(key.c_str(), type, &value) != RESULT_SUCCESS ||
-      Units::convert_to_specified_units(type, unit, value, &value) != RESULT_SUCCESS) {
-    return std::nullopt;
-  }
-  return show(rounded(value));
+  bool const is_read =
+      UserConfig::get_user_quantity(key.c_str(), type, &value) == RESULT_SUCCESS &&
+      Units::convert_to_specified_units(type, unit, value, &value) == RESULT_SUCCESS;
+  return is_read ? nlohmann::json(rounded(value)) : nlohmann::json();
 }
 
-std::optional<Shown> read_as(GetOptions const &options, std::string const &key,
-                             std::string const &text) {
+nlohmann::json read_as(GetOptions const &options, std::string const &key, std::string const &text) {
   if (!options.unit.empty()) {
     return read_quantity(key, options.unit);
   }
   if (options.type == "text") {
-    return Shown{text, text};
+    return text;
   }
   if (options.type == "series") {
     return read_series(text);
@@ -104,6 +71,20 @@ std::optional<Shown> read_as(GetOptions const &options, std::string const &key,
   return options.type == "long"     ? read_typed<long>(key)
          : options.type == "double" ? read_typed<double>(key)
                                     : read_typed<bool>(key);
+}
+
+std::string text_of(nlohmann::json const &value) {
+  if (value.is_string()) {
+    return value.get<std::string>();
+  }
+  if (!value.is_array()) {
+    return value.is_number_float() ? number_text(value.get<double>()) : value.dump();
+  }
+  std::string text;
+  for (nlohmann::json const &number : value) {
+    text += (text.empty() ? "" : " ") + text_of(number);
+  }
+  return text;
 }
 
 std::string wanted(GetOptions const &options) {
@@ -127,13 +108,9 @@ int report_wrong_type(Output &output, GetOptions const &options, std::string con
   return STATUS_UNREADABLE;
 }
 
-void print(Output &output, GetOptions const &options, std::string const &key, Shown const &shown,
-           bool is_default) {
-  if (!output.is_json()) {
-    output.line(shown.text);
-    return;
-  }
-  nlohmann::json object = {{"key", key}, {"value", shown.json}, {"default", is_default}};
+void print_json(Output &output, GetOptions const &options, std::string const &key,
+                nlohmann::json const &value, bool is_default) {
+  nlohmann::json object = {{"key", key}, {"value", value}, {"default", is_default}};
   if (!options.unit.empty()) {
     object["unit"] = options.unit;
   }
@@ -143,12 +120,14 @@ void print(Output &output, GetOptions const &options, std::string const &key, Sh
 // In JSON, a number or a truth value stays one.
 int print_default(Output &output, GetOptions const &options, std::string const &key) {
   std::string const &text = *options.default_text;
-  nlohmann::json json = text;
-  if (options.type != "text" || !options.unit.empty()) {
-    auto const parsed = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-    json = parsed.is_primitive() && !parsed.is_discarded() ? parsed : json;
+  bool const is_text = options.type == "text" && options.unit.empty();
+  if (!output.is_json()) {
+    output.line(text);
+    return STATUS_DONE;
   }
-  print(output, options, key, {text, json}, /*is_default=*/true);
+  auto const parsed = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+  bool const is_value = !is_text && !parsed.is_discarded() && parsed.is_primitive();
+  print_json(output, options, key, is_value ? parsed : nlohmann::json(text), /*is_default=*/true);
   return STATUS_DONE;
 }
 
@@ -183,11 +162,15 @@ int run_get(Output &output, GetOptions const &options) {
     return options.default_text ? print_default(output, options, *key)
                                 : report_missing(output, *key);
   }
-  std::optional<Shown> const shown = read_as(options, *key, text);
-  if (!shown) {
+  nlohmann::json const value = read_as(options, *key, text);
+  if (value.is_null()) {
     return report_wrong_type(output, options, *key, text);
   }
-  print(output, options, *key, *shown, /*is_default=*/false);
+  if (output.is_json()) {
+    print_json(output, options, *key, value, /*is_default=*/false);
+  } else {
+    output.line(text_of(value));
+  }
   return STATUS_DONE;
 }
 

@@ -101,21 +101,21 @@ int report_unwritten(Output &output, std::string const &what, std::string const 
 
 } // namespace
 
-int run_set(Output &output, std::vector<std::string> const &texts, bool is_dry_run) {
+int run_set(Output &output, std::vector<std::string> const &assignments, bool is_dry_run) {
   if (SettingsState const state = load_settings(); state != SettingsState::AVAILABLE) {
     return report_unavailable(output, state);
   }
-  Assignments assignments;
-  if (int const status = parse(output, texts, &assignments); status != STATUS_DONE) {
+  Assignments settings;
+  if (int const status = parse(output, assignments, &settings); status != STATUS_DONE) {
     return status;
   }
-  std::string const file = settings_file(assignments.front().first);
+  std::string const file = settings_file(settings.front().first);
   if (is_dry_run) {
-    print_changes(output, file, assignments);
+    print_changes(output, file, settings);
     return STATUS_DONE;
   }
   log_write_failures(output);
-  if (UserConfig::set_user_configs(assignments, /*commit=*/true) != RESULT_SUCCESS) {
+  if (UserConfig::set_user_configs(settings, /*commit=*/true) != RESULT_SUCCESS) {
     return report_unwritten(output, "nothing was set", file);
   }
   return STATUS_DONE;

@@ -10,6 +10,8 @@ namespace Ostrel::Tool {
 
 namespace {
 
+constexpr std::size_t NEAR = 3; // characters in which one error is near, rounded up
+
 char lower(char c) {
   return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
 }
@@ -32,15 +34,29 @@ std::size_t distance(std::string_view from, std::string_view to) {
   return row[to.size()];
 }
 
+// The length of the components that two paths begin with; 0 for other texts.
+std::size_t shared_path(std::string_view a, std::string_view b) {
+  auto const end = std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first;
+  std::size_t const last = a.substr(0, static_cast<std::size_t>(end - a.begin())).rfind('/');
+  return last == a.npos ? 0 : last + 1;
+}
+
+bool is_end_of_path(std::string_view text, std::string_view path) {
+  return text.size() < path.size() && path.substr(path.size() - text.size()) == text &&
+         path[path.size() - text.size() - 1] == '/';
+}
+
 } // namespace
 
 std::string const *find_nearest(std::string_view typed, std::vector<std::string> const &names) {
-  constexpr std::size_t NEAR = 3; // one error to so many characters, rounded up
   std::string const *nearest = nullptr;
   std::size_t fewest = 0;
   for (std::string const &name : names) {
-    std::size_t const errors = distance(typed, name);
-    bool const is_near = errors <= (name.size() + NEAR - 1) / NEAR && errors < name.size();
+    std::size_t const shared = shared_path(typed, name);
+    std::string_view const rest = std::string_view(name).substr(shared);
+    std::size_t const errors =
+        is_end_of_path(typed, name) ? 1 : distance(typed.substr(shared), rest);
+    bool const is_near = errors <= (rest.size() + NEAR - 1) / NEAR && errors < rest.size();
     if (is_near && (nearest == nullptr || errors < fewest)) {
       nearest = &name;
       fewest = errors;

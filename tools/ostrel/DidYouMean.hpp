@@ -8,7 +8,8 @@
 namespace Ostrel::Tool {
 
 /// Finds the name that was probably meant: the one with the fewest characters to insert, remove,
-/// replace or swap with their neighbour, ignoring case.
+/// replace or swap with their neighbour, ignoring case. Of paths only what follows the components
+/// that both begin with counts; the end of a path is near.
 ///
 /// @return a pointer into `names`; null if none is near, that is within a third of its length.
 std::string const *find_nearest(std::string_view typed, std::vector<std::string> const &names);

@@ -111,23 +111,23 @@ void Output::set_color(Color color) {
   has_color_ = color == Color::ALWAYS || (color == Color::AUTO && has_terminal_ && is_wanted);
 }
 
-void Output::line(std::string_view text) {
+void Output::line(std::string_view text) const {
   std::string shown(has_terminal_ ? escaped(text) : text);
   write_line(stdout, has_color_ ? with_styles(shown) : std::move(shown));
 }
 
-void Output::text(std::string_view text) {
+void Output::text(std::string_view text) const {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-void Output::print_json(nlohmann::json const &object) {
+void Output::print_json(nlohmann::json const &object) const {
   // On a terminal only ASCII, so that control characters beyond it are escapes as well.
   std::string const members =
       object.dump(-1, ' ', has_terminal_, nlohmann::json::error_handler_t::replace);
   write_line(stdout, (members == "{}" ? "{\"schema\":1" : "{\"schema\":1,") + members.substr(1));
 }
 
-void Output::error(std::string_view text) {
+void Output::error(std::string_view text) const {
   if (!is_quiet_) {
     std::fflush(stdout); // so that the order is right where both go to one place
     write_line(stderr, "ostrel: " + (has_error_terminal_ ? escaped(text) : std::string(text)));
@@ -141,7 +141,7 @@ std::string Output::styled(Style style, std::string_view text) const {
   return mark(static_cast<std::size_t>(style) + 1) + std::string(text) + mark(0);
 }
 
-bool Output::flush() {
+bool Output::flush() const {
   if (std::ferror(stdout) == 0 && std::fflush(stdout) == 0) {
     return true;
   }

@@ -30,22 +30,22 @@ public:
   bool is_quiet() const { return is_quiet_; }
 
   /// Writes a line of data.
-  void line(std::string_view text);
+  void line(std::string_view text) const;
 
   /// Writes text of the tool's own, which may have several lines, as it is.
-  void text(std::string_view text);
+  void text(std::string_view text) const;
 
   /// Writes an object as one line of data, with `"schema": 1` in front of its members.
-  void print_json(nlohmann::json const &object);
+  void print_json(nlohmann::json const &object) const;
 
   /// Writes an error or a note to standard error, after "ostrel: ".
-  void error(std::string_view text);
+  void error(std::string_view text) const;
 
   /// Returns the text as `line` shows it in that style; unchanged without colours.
   std::string styled(Style style, std::string_view text) const;
 
   /// Sends what is buffered on its way. False, with an error, if any data could not be written.
-  bool flush();
+  bool flush() const;
 
 private:
   bool is_json_ = false;
