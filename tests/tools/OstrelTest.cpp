@@ -130,6 +130,8 @@ TEST_F(OstrelTool, ReadsSettings) {
        "UserConfig/Point:0/x = 1\nUserConfig/Point:1 = text\nUserConfig/Point:1/x = 2\n"},
       {"config list UserConfig/Point:1/x --origin", 0,
        "@/good/user-config.xml:5: UserConfig/Point:1/x = 2\n"},
+      {"config list UserConfig/Point:1/x --origin --color always", 0,
+       "\x1b[2m@/good/user-config.xml:5: \x1b[0mUserConfig/Point:1/x = 2\n"},
       {"config list UserConfig/Pint", 1, "", "did you mean 'UserConfig/Point:0'?"},
       {"config list", 3, "", "there is no settings file", "none"},
       {"alias resolve Reach", 0, "UserConfig/Sonar/Reach\n"},
@@ -150,8 +152,10 @@ TEST_F(OstrelTool, ExplainsASetting) {
   }
   check({"config explain UserConfig/Sonar/Rnage --quiet --json", 1,
          run("config explain UserConfig/Sonar/Rnage --json").out.c_str()});
-  EXPECT_EQ(run("config explain $Reach", "bad").status, 1); // the alias is in no file
-  EXPECT_EQ(run("config explain A/B/c", "bad").status, 3);
+  for (char const *line : {"config explain $Reach", "config explain A/B/c"}) {
+    EXPECT_EQ(run(line, "bad").status, 3);
+    EXPECT_EQ(run(line, "none").status, 3);
+  }
 }
 
 TEST_F(OstrelTool, ChangesTheFile) {
@@ -221,6 +225,7 @@ TEST_F(OstrelTool, AnswersWithoutSettings) {
   for (Case const &c : cases) {
     check(c);
   }
+  EXPECT_EQ(run_program("/bin/sh", {"-c", OSTREL_PROGRAM " result 0 >/dev/full"}).status, 4);
   std::string const both = path("nowhere") + ";" + path("P:") + path("Q");
   for (char const *variable : {"PATH", "OSTREL_LIBRARY_PATH"}) {
     ChildResult const found =

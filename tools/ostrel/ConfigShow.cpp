@@ -171,7 +171,9 @@ int run_explain(Output &output, std::string const &key) {
   SettingsState const state = load_settings();
   int status = STATUS_DONE;
   if (!resolve_key(output, key, &status)) {
-    return status;
+    // The file that cannot be read may declare the alias.
+    bool const may_exist = status == STATUS_NOT_FOUND && state != SettingsState::AVAILABLE;
+    return may_exist ? report_unavailable(output, state) : status;
   }
   SettingExplanation explanation;
   {
