@@ -32,7 +32,7 @@ int run_unset(Output &output, std::vector<std::string> const &keys);
 
 /// Prints every setting of the file.
 ///
-/// @param path         only the settings at or below it, if it is not empty.
+/// @param path         only the settings at or below it, if it is not empty; also '$' and an alias.
 /// @param with_origin  true prints file and line as well.
 int run_list(Output &output, std::string const &path, bool with_origin);
 

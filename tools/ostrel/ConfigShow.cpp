@@ -152,6 +152,11 @@ int run_list(Output &output, std::string const &path, bool with_origin) {
   if (SettingsState const state = load_settings(); state != SettingsState::AVAILABLE) {
     return report_unavailable(output, state);
   }
+  if (path.rfind('$', 0) == 0) {
+    int status = STATUS_DONE;
+    std::optional<std::string> const key = resolve_key(output, path, &status);
+    return key ? run_list(output, *key, with_origin) : status;
+  }
   std::vector<StoredSetting> const settings = read_stored_settings();
   bool has_any = path.empty();
   for (StoredSetting const &setting : settings) {
