@@ -25,7 +25,7 @@ int run_alias_list(Output &output) {
     }
   }
   // Without a file the built-in aliases are all that there are.
-  return state == SettingsState::MALFORMED ? report_unavailable(output, state) : STATUS_DONE;
+  return state == SettingsState::UNREADABLE ? report_unavailable(output, state) : STATUS_DONE;
 }
 
 int run_alias_resolve(Output &output, std::string const &name) {
@@ -34,7 +34,7 @@ int run_alias_resolve(Output &output, std::string const &name) {
   int status = STATUS_DONE;
   std::optional<std::string> const key = resolve_key(output, alias, &status);
   if (!key) {
-    return state == SettingsState::MALFORMED ? report_unavailable(output, state) : status;
+    return state == SettingsState::UNREADABLE ? report_unavailable(output, state) : status;
   }
   if (output.is_json()) {
     output.print_json({{"name", alias.substr(1)}, {"key", *key}});

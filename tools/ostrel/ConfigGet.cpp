@@ -4,7 +4,6 @@
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/NullConfigSource.hpp"
 #include "core/base/config/UserConfig.hpp"
-#include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
 #include "tools/ostrel/Numbers.hpp"
@@ -103,8 +102,8 @@ int report_wrong_type(Output &output, GetOptions const &options, std::string con
                       std::string const &text) {
   SettingExplanation place;
   UserConfig::explain_user_config(key.c_str(), &place);
-  output.error(Platform::native_path(place.file.c_str()) + ':' + std::to_string(place.line) + ": " +
-               key + ": '" + text + "' is not " + wanted(options));
+  output.error(place.file + ':' + std::to_string(place.line) + ": " + key + ": '" + text +
+               "' is not " + wanted(options));
   return STATUS_UNREADABLE;
 }
 
@@ -140,7 +139,7 @@ int run_get(Output &output, GetOptions const &options) {
     return STATUS_NOT_FOUND;
   }
   SettingsState const state = load_settings();
-  if (state == SettingsState::MALFORMED ||
+  if (state == SettingsState::UNREADABLE ||
       (state == SettingsState::MISSING && !options.default_text)) {
     return report_unavailable(output, state);
   }

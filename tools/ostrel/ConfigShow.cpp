@@ -73,10 +73,13 @@ nlohmann::json explanation_json(SettingExplanation const &explanation) {
   nlohmann::json places = nlohmann::json::array();
   for (SettingPlace const &place : explanation.places) {
     nlohmann::json object = {{"directory", Platform::native_path(place.directory.c_str())},
-                             {"file", Platform::native_path(place.file.c_str())},
+                             {"file", place.file},
                              {"origin", name_of(place.origin)},
                              {"origin_name", place.origin_name},
                              {"state", name_of(place.state)}};
+    if (!place.fault.empty()) {
+      object["fault"] = place.fault;
+    }
     if (place.has_value) {
       object["value"] = place.value;
       object["line"] = place.line;
@@ -93,7 +96,7 @@ nlohmann::json explanation_json(SettingExplanation const &explanation) {
                            {"places", std::move(places)}};
   if (explanation.is_set) {
     object["value"] = explanation.value;
-    object["file"] = Platform::native_path(explanation.file.c_str());
+    object["file"] = explanation.file;
     object["line"] = explanation.line;
   }
   return object;
@@ -104,11 +107,10 @@ std::string text_of(SettingPlace const &place) {
   case SettingPlace::STATE_LOADED:
     return "this file";
   case SettingPlace::STATE_SHADOWED:
-    return "not read: an earlier place has the file";
-  case SettingPlace::STATE_MALFORMED:
-    return "malformed";
-  case SettingPlace::STATE_NEW:
-    return "appeared after the settings were read";
+    return "not read, since an earlier place has the file";
+  case SettingPlace::STATE_UNREADABLE:
+  case SettingPlace::STATE_NOT_LOADED:
+    return "cannot be read";
   case SettingPlace::STATE_NO_FILE:
     break;
   }
@@ -117,14 +119,15 @@ std::string text_of(SettingPlace const &place) {
 
 void print_place(Output &output, SettingPlace const &place) {
   bool const is_used = place.state == SettingPlace::STATE_LOADED;
-  std::string const file = Platform::native_path(place.file.c_str());
-  std::string line = "  " + output.styled(is_used ? Style::STRONG : Style::FAINT, file) + " (" +
-                     origin_text(place.origin, place.origin_name) + "): " + text_of(place);
+  bool const is_whole = place.state != SettingPlace::STATE_NO_FILE && place.fault.empty();
+  std::string line = "  " + output.styled(is_used ? Style::STRONG : Style::FAINT, place.file) +
+                     " (" + origin_text(place.origin, place.origin_name) + "): " + text_of(place);
   if (place.has_value) {
     line += ", line " + std::to_string(place.line) + ": " + place.value;
-  } else if (place.state != SettingPlace::STATE_NO_FILE &&
-             place.state != SettingPlace::STATE_MALFORMED) {
+  } else if (is_whole) {
     line += ", without this setting";
+  } else if (!place.fault.empty()) {
+    line += ": " + place.fault;
   }
   output.line(line);
 }
@@ -134,8 +137,7 @@ void print(Output &output, SettingExplanation const &explanation) {
                   ? output.styled(Style::STRONG, explanation.key) + " = " + explanation.value
                   : output.styled(Style::STRONG, explanation.key) + " is not set");
   if (explanation.is_set) {
-    output.line("from " +
-                place_text(Platform::native_path(explanation.file.c_str()), explanation.line));
+    output.line("from " + place_text(explanation.file, explanation.line));
   }
   for (SettingAlias const &alias : explanation.aliases) {
     output.line("alias $" + alias.name + " = " + alias.key + " (" + origin_text(alias) + ")");

@@ -3,7 +3,6 @@
 
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
-#include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Silence.hpp"
@@ -25,7 +24,7 @@ std::string settings_file(std::string const &key) {
   UserConfig::explain_user_config(key.c_str(), &explanation);
   for (SettingPlace const &place : explanation.places) {
     if (place.state == SettingPlace::STATE_LOADED) {
-      return Platform::native_path(place.file.c_str());
+      return place.file;
     }
   }
   return {};

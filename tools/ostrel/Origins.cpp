@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/Origins.hpp"
 
-#include "core/base/platform/Platform.hpp"
-
 #include <nlohmann/json.hpp>
 
 namespace Ostrel::Tool {
@@ -35,8 +33,7 @@ std::string origin_text(SearchPathElement const &element) {
 }
 
 std::string origin_text(SettingAlias const &alias) {
-  return alias.file.empty() ? "built in"
-                            : place_text(Platform::native_path(alias.file.c_str()), alias.line);
+  return alias.file.empty() ? "built in" : place_text(alias.file, alias.line);
 }
 
 std::string name_of(SettingPlace::Origin origin) {
@@ -45,7 +42,7 @@ std::string name_of(SettingPlace::Origin origin) {
 }
 
 std::string name_of(SettingPlace::State state) {
-  constexpr char const *NAMES[] = {"no-file", "loaded", "shadowed", "malformed", "new"};
+  constexpr char const *NAMES[] = {"no-file", "unreadable", "loaded", "shadowed", "not-loaded"};
   return NAMES[state];
 }
 
@@ -54,10 +51,7 @@ std::string name_of(SearchPathElement::Origin origin) {
 }
 
 nlohmann::json alias_json(SettingAlias const &alias) {
-  return {{"name", alias.name},
-          {"key", alias.key},
-          {"file", Platform::native_path(alias.file.c_str())},
-          {"line", alias.line}};
+  return {{"name", alias.name}, {"key", alias.key}, {"file", alias.file}, {"line", alias.line}};
 }
 
 } // namespace Ostrel::Tool

@@ -4,11 +4,11 @@
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
-#include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
 #include "tools/ostrel/Silence.hpp"
 
+#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -24,6 +24,10 @@ std::vector<SettingPlace> searched_places() {
   SettingExplanation explanation;
   UserConfig::explain_user_config(ANY_KEY, &explanation);
   return explanation.places;
+}
+
+bool is_there(SettingPlace const &place) {
+  return place.state != SettingPlace::STATE_NO_FILE;
 }
 
 // Reads the settings of a key, and those of all keys below it.
@@ -52,7 +56,6 @@ private:
   void add_values(void const *key, std::string const &path) {
     StoredSetting setting;
     source_.get_location(key, &setting.file, &setting.line);
-    setting.file = Platform::native_path(setting.file.c_str());
     std::string name;
     for (auto value = source_.find_first_value(key, &name, &setting.text); value != nullptr;
          value = source_.find_next_value(value, &name, &setting.text)) {
@@ -93,30 +96,27 @@ std::vector<std::string> names_of_aliases(std::vector<SettingAlias> const &alias
 } // namespace
 
 SettingsState load_settings() {
+  // What these say about files is in `report_unavailable`, in fewer words.
+  Silence const files("Ostrel.Core.Base.XmlConfigSource"), source("Ostrel.Core.Base.Configuration");
   if (UserConfig::is_available()) {
     return SettingsState::AVAILABLE;
   }
-  for (SettingPlace const &place : searched_places()) {
-    if (place.state == SettingPlace::STATE_MALFORMED) {
-      return SettingsState::MALFORMED;
-    }
-  }
-  return SettingsState::MISSING;
+  std::vector<SettingPlace> const places = searched_places();
+  bool const has_file = std::any_of(places.begin(), places.end(), is_there);
+  return has_file ? SettingsState::UNREADABLE : SettingsState::MISSING;
 }
 
 int report_unavailable(Output &output, SettingsState state) {
   std::string searched;
   for (SettingPlace const &place : searched_places()) {
-    std::string const file = Platform::native_path(place.file.c_str());
-    if (place.state == SettingPlace::STATE_MALFORMED) {
-      output.error("the settings file '" + file + "' cannot be read");
+    if (state == SettingsState::UNREADABLE && is_there(place)) {
+      output.error("the settings file '" + place.file + "' cannot be read" +
+                   (place.fault.empty() ? "" : ": " + place.fault));
       return STATUS_UNREADABLE;
     }
-    searched += (searched.empty() ? "" : ", ") + file;
+    searched += (searched.empty() ? "" : ", ") + place.file;
   }
-  output.error(state == SettingsState::MISSING
-                   ? "there is no settings file; looked for: " + searched
-                   : "the settings file cannot be read");
+  output.error("there is no settings file; looked for: " + searched);
   return STATUS_UNREADABLE;
 }
 

@@ -11,13 +11,13 @@
 namespace Ostrel::Tool {
 
 /// Whether there is a settings file that the library can read.
-enum class SettingsState { AVAILABLE, MISSING, MALFORMED };
+enum class SettingsState { AVAILABLE, MISSING, UNREADABLE };
 
-/// Reads the settings in the first call. The library logs where it looked, and what is wrong with a
-/// file.
+/// Reads the settings in the first call.
 SettingsState load_settings();
 
-/// Says that there are no settings, and why. Returns the exit status.
+/// Says why there are no settings: where a file was looked for, or what is wrong with it. Returns
+/// the exit status.
 int report_unavailable(Output &output, SettingsState state);
 
 /// A setting as it stands in the file.
