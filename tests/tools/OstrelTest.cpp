@@ -44,12 +44,14 @@ std::set<std::string> matches(std::string const &text, char const *pattern) {
   return found;
 }
 
-// The tool, with a settings file, a malformed one and no settings at all.
+// The tool, with a settings file, a malformed one, one with half an alias, and no settings at all.
 class OstrelTool : public testing::Test {
 protected:
   OstrelTool() {
     write_file(path("good/user-config.xml"), SETTINGS);
     write_file(path("bad/user-config.xml"), "<UserConfig>\n  <Sonar>\n</UserConfig>\n");
+    write_file(path("half/user-config.xml"),
+               "<UserConfig><A b='x'/><Aliases><Alias name='Half'/></Aliases></UserConfig>");
     write_file(path("registry.reg"), registry_file("\"InstallPath\"=\"" + path("none") + "\"\n"));
   }
 
@@ -112,6 +114,7 @@ TEST_F(OstrelTool, ReadsSettings) {
       {"config get UserConfig/Sonar/Range --type double", 3, "",
        "@/good/user-config.xml:3: UserConfig/Sonar/Range: '4,5' is not a number"},
       {"config get $Reach --unit sec", 3, "", "'1.5 m' is not a time"},
+      {"config get $Half", 1, "", "WARN  - Unable to parse alias declaration", "half"},
       {"config get $Reach --unit mtr", 1, "", "did you mean 'meter'?"},
       {"config get UserConfig/Sonar/Rnage", 1, "", "did you mean 'UserConfig/Sonar/Range'?"},
       {"config get UserConfig/Sonar/Absent", 1, "", "no setting 'UserConfig/Sonar/Absent'\n"},
@@ -141,6 +144,14 @@ TEST_F(OstrelTool, ReadsSettings) {
   for (Case const &c : cases) {
     check(c);
   }
+}
+
+TEST_F(OstrelTool, RepeatsNoMessageOfTheLibrary) {
+  EXPECT_EQ(
+      run("config get UserConfig/A/b --type long", "half").err,
+      placed("WARN  - Unable to parse alias declaration in user configuration: Could not find "
+             "'value' parameter.\n"
+             "ostrel: @/half/user-config.xml:1: UserConfig/A/b: 'x' is not a whole number\n"));
 }
 
 TEST_F(OstrelTool, ExplainsASetting) {
@@ -210,6 +221,7 @@ TEST_F(OstrelTool, AnswersWithoutSettings) {
       {"result RESULT_NOT_FUOND", 1, "", "did you mean 'RESULT_NOT_FOUND'?"},
       {"result 28", 1, "", "the last one is 27"},
       {"path show data", 0, "@/none/data (registry InstallPath)\n"},
+      {"path show slam-landmark", 0, "@/none/data/slam (registry InstallPath)\n"},
       {"path show dta", 1, "", "did you mean 'data'?"},
       {"path find data file", 0, "@/none/data/file\n"},
       {"path find data fiel", 1, "", "looked in: @/none/data (registry InstallPath)"},

@@ -38,6 +38,7 @@ bool find_property(Output &output, std::string const &name, Platform::SystemProp
 }
 
 Elements elements_of(Platform::SystemProperty property) {
+  Silence const silence; // it is no fault that the registry has no value
   Elements elements;
   Platform::get_search_path_elements(property, &elements);
   for (SearchPathElement &element : elements) {
