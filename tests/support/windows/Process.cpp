@@ -102,8 +102,8 @@ int execute(std::string const &program, Texts arguments, Texts environment, std:
   startup.hStdOutput = make_output(out);
   startup.hStdError = make_output(err);
   PROCESS_INFORMATION child = {};
-  BOOL const is_started = CreateProcessA(program.c_str(), command_line.data(), nullptr, nullptr, TRUE, 0,
-                                         block.data(), nullptr, &startup, &child);
+  BOOL const is_started = CreateProcessA(program.c_str(), command_line.data(), nullptr, nullptr,
+                                         TRUE, 0, block.data(), nullptr, &startup, &child);
   DWORD const error = GetLastError();
   CloseHandle(startup.hStdOutput);
   CloseHandle(startup.hStdError);
