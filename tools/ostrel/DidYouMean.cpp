@@ -1,38 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/DidYouMean.hpp"
 
+#include "tools/ostrel/Text.hpp"
+
 #include <algorithm>
-#include <cctype>
-#include <numeric>
-#include <utility>
 
 namespace Ostrel::Tool {
 
 namespace {
 
 constexpr std::size_t NEAR = 3; // characters in which one error is near, rounded up
-
-char lower(char c) {
-  return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-}
-
-// The optimal string alignment distance, row by row.
-std::size_t distance(std::string_view from, std::string_view to) {
-  std::vector<std::size_t> before_last, last(to.size() + 1), row(to.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < from.size(); ++i) {
-    before_last = std::exchange(last, row);
-    row[0] = i + 1;
-    for (std::size_t j = 0; j < to.size(); ++j) {
-      char const a = lower(from[i]), b = lower(to[j]);
-      row[j + 1] = std::min({last[j + 1] + 1, row[j] + 1, last[j] + (a == b ? 0 : 1)});
-      if (i > 0 && j > 0 && a == lower(to[j - 1]) && lower(from[i - 1]) == b) {
-        row[j + 1] = std::min(row[j + 1], before_last[j - 1] + 1);
-      }
-    }
-  }
-  return row[to.size()];
-}
 
 // The length of the components that two paths begin with; 0 for other texts.
 std::size_t shared_path(std::string_view a, std::string_view b) {
@@ -55,7 +32,7 @@ std::string const *find_nearest(std::string_view typed, std::vector<std::string>
     std::size_t const shared = shared_path(typed, name);
     std::string_view const rest = std::string_view(name).substr(shared);
     std::size_t const errors =
-        is_end_of_path(typed, name) ? 1 : distance(typed.substr(shared), rest);
+        is_end_of_path(typed, name) ? 1 : edit_distance(lower(typed.substr(shared)), lower(rest));
     bool const is_near = errors <= (rest.size() + NEAR - 1) / NEAR && errors < rest.size();
     if (is_near && (nearest == nullptr || errors < fewest)) {
       nearest = &name;

@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/XmlFaults.hpp"
+
+#include "tools/ostrel/Text.hpp"
+
+#include <libxml/xmlerror.h>
+#include <libxml/xmlstring.h>
+
+#include <algorithm>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+constexpr char const *UTF8_MARK = "\xEF\xBB\xBF";
+
+constexpr char const *WRONG_BYTES = "save the file as UTF-8, or declare the encoding that it has, "
+                                    "such as encoding=\"ISO-8859-1\"";
+
+struct Correction {
+  int error;
+  char const *instead;
+};
+
+constexpr Correction CORRECTIONS[] = {
+    {XML_ERR_DOCUMENT_EMPTY, "write the top element: <UserConfig>...</UserConfig>"},
+    {XML_ERR_DOCUMENT_END, "keep one top element, and move what follows into it"},
+    {XML_ERR_INVALID_CHAR, "remove the control character"},
+    {XML_ERR_INVALID_HEX_CHARREF, "write the character itself"},
+    {XML_ERR_INVALID_DEC_CHARREF, "write the character itself"},
+    {XML_ERR_INVALID_CHARREF, "write the character itself"},
+    {XML_ERR_CHARREF_AT_EOF, "write the character itself"},
+    {XML_ERR_ENTITYREF_SEMICOL_MISSING, "write &amp; for &"},
+    {XML_ERR_UNDECLARED_ENTITY, "write the character itself, or &amp; for &"},
+    {XML_WAR_UNDECLARED_ENTITY, "write the character itself, or &amp; for &"},
+    {XML_ERR_UNKNOWN_ENCODING, "write encoding=\"UTF-8\", and save the file so"},
+    {XML_ERR_UNSUPPORTED_ENCODING, "write encoding=\"UTF-8\", and save the file so"},
+    {XML_ERR_INVALID_ENCODING, WRONG_BYTES},
+    {XML_I18N_CONV_FAILED, WRONG_BYTES},
+    {XML_ERR_LT_IN_ATTRIBUTE, "write the quote that ends the value, or &lt; for <"},
+    {XML_ERR_ATTRIBUTE_NOT_STARTED, "write the value in straight quotes: name=\"value\""},
+    {XML_ERR_ATTRIBUTE_NOT_FINISHED, "write the quote that ends the value"},
+    {XML_ERR_ATTRIBUTE_WITHOUT_VALUE, "write name=\"value\""},
+    {XML_ERR_ATTRIBUTE_REDEFINED, "remove one of the two"},
+    {XML_ERR_SPACE_REQUIRED, "write a blank between attributes, and a quote at both ends of each "
+                             "value"},
+    {XML_ERR_COMMENT_NOT_FINISHED, "write --> at the end of the comment"},
+    {XML_ERR_HYPHEN_IN_COMMENT, "write - for -- inside the comment"},
+    {XML_ERR_CDATA_NOT_FINISHED, "write ]]> at its end"},
+    {XML_ERR_RESERVED_XML_NAME, "remove what precedes <?xml"},
+    {XML_ERR_XMLDECL_NOT_FINISHED, "write <?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
+    {XML_ERR_XMLDECL_NOT_STARTED, "write <?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
+    {XML_ERR_UNKNOWN_VERSION, "write version=\"1.0\""},
+    {XML_ERR_VERSION_MISSING, "write <?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
+    {XML_ERR_GT_REQUIRED, "write > at the end of the tag, and a value in quotes for each name"},
+    {XML_ERR_LTSLASH_REQUIRED, "write the tag that closes the element"},
+    {XML_ERR_NAME_REQUIRED, "write &lt; for a '<' that begins no tag, and names that begin with a "
+                            "letter"},
+};
+
+std::string text_of(char const *text) {
+  return text == nullptr ? "" : text;
+}
+
+std::string correction_of(xmlError const &error, std::string const &message) {
+  if (error.code == XML_ERR_NAME_REQUIRED && message.find("Entity") != message.npos) {
+    return "write &amp; for &";
+  }
+  if (message.find("not proper UTF-8") != message.npos) {
+    return WRONG_BYTES;
+  }
+  auto const *const found =
+      std::find_if(std::begin(CORRECTIONS), std::end(CORRECTIONS),
+                   [&error](Correction const &known) { return known.error == error.code; });
+  return found == std::end(CORRECTIONS) ? "correct the text there" : found->instead;
+}
+
+// Where a line begins; the end of the text if it has fewer.
+std::size_t find_line(std::string_view text, long line) {
+  std::size_t start = 0;
+  for (; line > 1 && start < text.size(); --line) {
+    start = std::min(text.find('\n', start), text.size() - 1) + 1;
+  }
+  return start;
+}
+
+long line_of(std::string_view text, std::size_t position) {
+  return 1 + std::count(text.begin(), text.begin() + static_cast<long>(position), '\n');
+}
+
+// A '<' in a value mostly means that an earlier line has a value without a quote at its end: an odd
+// number of quotes in its last tag.
+void look_for_missing_quote(std::string_view text, Finding *finding) {
+  std::string_view const before = text.substr(0, find_line(text, finding->line));
+  std::size_t const tag = std::min(before.rfind('<'), before.size());
+  std::size_t const quote = before.find_last_of("\"'");
+  bool const is_open =
+      quote != before.npos && quote > tag &&
+      std::count(before.begin() + static_cast<long>(tag), before.end(), before[quote]) % 2 != 0;
+  if (is_open) {
+    finding->line = line_of(text, quote);
+    finding->what = "not well-formed: a value has no quote at its end";
+    finding->instead = "write the quote that ends the value";
+  }
+}
+
+// A comment, or the like, whose end is missing: the parser notices it at the end of the file.
+void look_for_start(std::string_view text, char const *start, Finding *finding) {
+  std::size_t const found = text.rfind(start);
+  if (found != text.npos) {
+    finding->line = line_of(text, found);
+  }
+}
+
+// Where an attribute is expected: a '<' means that the tag in front of it has no end.
+void look_at_attribute(xmlError const &error, std::string_view text, Finding *finding) {
+  std::size_t const place =
+      find_line(text, finding->line) + static_cast<std::size_t>(std::max(error.int2, 1)) - 1;
+  std::size_t const before = text.substr(0, place).find_last_not_of(" \t\r\n");
+  char const next = place < text.size() ? text[place] : '\0';
+  if (next == '<' && before != text.npos) {
+    finding->line = line_of(text, before);
+    finding->what = "not well-formed: a tag has no end";
+  }
+  if (next == '<' || next == '/' || next == '\\') {
+    finding->instead = "write '/>' or '>' at its end";
+  }
+}
+
+void look_at_tags(xmlError const &error, Finding *finding) {
+  std::string const opened = text_of(error.str1), closed = text_of(error.str2);
+  if (is_misspelling(closed, opened)) {
+    finding->instead = "write </" + opened + ">";
+    return;
+  }
+  finding->what = "not well-formed: <" + opened + "> is not closed before </" + closed +
+                  "> in line " + std::to_string(finding->line);
+  finding->line = error.int1;
+  finding->instead = "write '/>' at the end of the tag, or </" + opened + "> behind its contents";
+}
+
+bool is_utf8_name(std::string const &encoding) {
+  return encoding == "utf-8" || encoding == "utf8";
+}
+
+// The encoding in the XML declaration, in lower case; empty if it declares none.
+std::string declared_encoding(std::string_view text) {
+  std::string_view declaration = text.substr(0, text.find("?>"));
+  std::size_t const name = declaration.find("encoding");
+  if (!starts_with(text, "<?xml") || name == declaration.npos) {
+    return "";
+  }
+  declaration.remove_prefix(name);
+  std::size_t const quote = declaration.find_first_of("\"'");
+  if (quote == declaration.npos) {
+    return "";
+  }
+  std::string_view const value = declaration.substr(quote + 1);
+  return lower(value.substr(0, value.find(declaration[quote])));
+}
+
+bool is_beyond_ascii(char c) {
+  constexpr unsigned char ASCII_END = 0x80;
+  return static_cast<unsigned char>(c) >= ASCII_END;
+}
+
+// The control characters of ISO 8859, where Windows has quotes and dashes.
+bool is_windows_sign(char c) {
+  constexpr unsigned char CONTROLS_END = 0xA0;
+  return is_beyond_ascii(c) && static_cast<unsigned char>(c) < CONTROLS_END;
+}
+
+// Whether there are characters beyond ASCII, and all are UTF-8. In another encoding that happens
+// practically never.
+bool is_beyond_ascii_in_utf8(std::string_view text) {
+  return std::any_of(text.begin(), text.end(), is_beyond_ascii) &&
+         xmlCheckUTF8(reinterpret_cast<xmlChar const *>(std::string(text).c_str())) != 0;
+}
+
+} // namespace
+
+Finding describe_parser_error(xmlError const &error, std::string const &path,
+                              std::string_view text) {
+  std::string const whole = text_of(error.message);
+  std::string const message(trimmed(whole.substr(0, whole.find('\n')))); // bytes may follow
+  Finding finding{path, std::max(error.line, 1), "", correction_of(error, message)};
+  finding.what = "not well-formed: " + message + " (column " + std::to_string(error.int2) + ")";
+  switch (error.code) {
+  case XML_ERR_TAG_NAME_MISMATCH:
+    look_at_tags(error, &finding);
+    break;
+  case XML_ERR_TAG_NOT_FINISHED:
+    finding.instead = "write </" + text_of(error.str1) + ">";
+    break;
+  case XML_ERR_LT_IN_ATTRIBUTE:
+    look_for_missing_quote(text, &finding);
+    break;
+  case XML_ERR_COMMENT_NOT_FINISHED:
+    look_for_start(text, "<!--", &finding);
+    break;
+  case XML_ERR_CDATA_NOT_FINISHED:
+    look_for_start(text, "<![CDATA[", &finding);
+    break;
+  case XML_ERR_NAME_REQUIRED:
+  case XML_ERR_SPACE_REQUIRED:
+    if (message.find("attribute") != message.npos) {
+      look_at_attribute(error, text, &finding);
+    }
+    break;
+  default:
+    break;
+  }
+  if (starts_with(text.substr(find_line(text, finding.line)), "<<<<<<<")) {
+    finding.instead = "keep one of the two versions that a merge left in the file";
+  }
+  return finding;
+}
+
+std::optional<Finding> find_wrong_encoding(std::string const &path, std::string_view text) {
+  bool const has_mark = starts_with(text, UTF8_MARK);
+  std::string const encoding = declared_encoding(has_mark ? text.substr(3) : text);
+  if (encoding.empty() || is_utf8_name(encoding)) {
+    return std::nullopt;
+  }
+  if (has_mark) {
+    return Finding{path, 1,
+                   "the file begins with the byte order mark of UTF-8, but declares the encoding " +
+                       encoding,
+                   "write encoding=\"UTF-8\""};
+  }
+  bool const is_iso = starts_with(encoding, "iso-8859") || encoding == "latin1";
+  bool const is_ascii = encoding == "us-ascii" || encoding == "ascii";
+  if ((is_iso || is_ascii || starts_with(encoding, "windows-")) && is_beyond_ascii_in_utf8(text)) {
+    return Finding{path, 1, "the text is UTF-8, but declares the encoding " + encoding,
+                   "write encoding=\"UTF-8\""};
+  }
+  if (is_iso && std::any_of(text.begin(), text.end(), is_windows_sign)) {
+    return Finding{path, 1, "the text has characters that " + encoding + " has not",
+                   "write encoding=\"windows-1252\""};
+  }
+  return std::nullopt;
+}
+
+} // namespace Ostrel::Tool
