@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/ostrel/FileStatus.hpp"
+
+#include "core/base/platform/Platform.hpp"
+#include "tools/ostrel/Text.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Ostrel::Tool {
+
+namespace {
+
+// The text with "~" and variables replaced, as a shell does.
+std::string expanded(std::string path) {
+  std::string value;
+  if (starts_with(path, "~") && Platform::get_environment_variable("HOME", &value)) {
+    path.replace(0, 1, value);
+  }
+  for (std::size_t start = path.find('$'); start != path.npos; start = path.find('$', start + 1)) {
+    bool const has_braces = path.compare(start + 1, 1, "{") == 0;
+    std::size_t const name = start + (has_braces ? 2 : 1);
+    std::size_t const end =
+        std::min(path.find_first_not_of(
+                     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789", name),
+                 path.size());
+    if (Platform::get_environment_variable(path.substr(name, end - name).c_str(), &value)) {
+      path.replace(start, end - start + (has_braces ? 1 : 0), value);
+    }
+  }
+  return path;
+}
+
+// The text with %NAME% replaced, as the shell of Windows does.
+std::string with_percents_expanded(std::string path) {
+  for (std::size_t start = path.find('%'); start != path.npos; start = path.find('%', start + 1)) {
+    std::size_t const end = path.find('%', start + 1);
+    std::string value;
+    if (end != path.npos && Platform::get_environment_variable(
+                                path.substr(start + 1, end - start - 1).c_str(), &value)) {
+      path.replace(start, end - start + 1, value);
+    }
+  }
+  return path;
+}
+
+bool is_quote(char c) {
+  return c == '"' || c == '\'';
+}
+
+} // namespace
+
+FileStatus status_of(std::string const &path) {
+  FileStatus status;
+  struct stat file = {};
+  if (stat(path.c_str(), &file) != 0) {
+    return status;
+  }
+  status.exists = true;
+  status.is_directory = S_ISDIR(file.st_mode);
+  int const reads = status.is_directory ? X_OK : R_OK;
+  mode_t const read_bits =
+      status.is_directory ? S_IXUSR | S_IXGRP | S_IXOTH : S_IRUSR | S_IRGRP | S_IROTH;
+  status.is_readable = access(path.c_str(), reads) == 0 && (file.st_mode & read_bits) != 0;
+  status.is_writable =
+      access(path.c_str(), W_OK) == 0 && (file.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0;
+  status.is_world_writable = (file.st_mode & S_IWOTH) != 0;
+  return status;
+}
+
+bool is_same_file(std::string const &left, std::string const &right) {
+  std::error_code error;
+  return std::filesystem::equivalent(left, right, error);
+}
+
+std::string directory_of(std::string const &path) {
+  std::string const directory = std::filesystem::path(path).parent_path().string();
+  return directory.empty() ? "." : directory;
+}
+
+std::vector<std::string> list_directory(std::string const &directory) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (auto const &entry : std::filesystem::directory_iterator(directory, error)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string find_nearest_path(std::string const &path) {
+  std::filesystem::path plain(path);
+  if (!plain.has_filename()) {
+    plain = plain.parent_path();
+  }
+  std::string const directory = directory_of(plain.string());
+  std::vector<std::string> const names = list_directory(directory);
+  std::string const *const found = find_misspelt(plain.filename().string(), names);
+  if (found != nullptr) {
+    return (std::filesystem::path(directory) / *found).string();
+  }
+  // One level up: /etc/robt/config
+  if (plain.has_parent_path() && plain.parent_path() != plain && !status_of(directory).exists) {
+    std::string const parent = find_nearest_path(directory);
+    std::string const whole = (std::filesystem::path(parent) / plain.filename()).string();
+    return !parent.empty() && status_of(whole).exists ? whole : "";
+  }
+  return "";
+}
+
+std::optional<PathFault> find_unexpanded(std::string const &path) {
+  if (path.empty() || status_of(path).exists) {
+    return std::nullopt;
+  }
+  if (is_quote(path.front()) || is_quote(path.back())) {
+    std::string plain = path;
+    plain.erase(std::remove_if(plain.begin(), plain.end(), is_quote), plain.end());
+    return PathFault{"the quotes of '" + path + "' are part of the name", "write " + plain};
+  }
+  if (path.front() == '~' || path.find('$') != path.npos) {
+    return PathFault{"'" + path + "' is not expanded", "write " + expanded(path)};
+  }
+  if (with_percents_expanded(path) != path) {
+    return PathFault{"'" + path + "' is not expanded", "write " + with_percents_expanded(path)};
+  }
+  constexpr std::string_view URL = "file://";
+  if (starts_with(path, URL)) {
+    return PathFault{"'" + path + "' is not a path", "write " + path.substr(URL.size())};
+  }
+  if (trimmed(path) != path) {
+    return PathFault{"the blanks around '" + path + "' are part of the name",
+                     "write " + std::string(trimmed(path))};
+  }
+  return std::nullopt;
+}
+
+} // namespace Ostrel::Tool

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ostrel::Tool {
+
+/// What a path leads to, for this user.
+///
+/// The superuser may do everything, but the robot's programs hardly run as one: for it, a file
+/// without any permission to read counts as one that cannot be read, and so on.
+struct FileStatus {
+  bool exists = false;
+  bool is_directory = false;
+  bool is_readable = false; ///< For a directory: can be searched.
+  bool is_writable = false;
+  bool is_world_writable = false;
+};
+
+FileStatus status_of(std::string const &path);
+
+/// Whether both paths lead to the same file.
+bool is_same_file(std::string const &left, std::string const &right);
+
+/// The path with the nearest name in the same directory; empty if there is none.
+std::string find_nearest_path(std::string const &path);
+
+/// What stands in a path and would have been replaced or removed by a shell, or has been added by
+/// mistake.
+struct PathFault {
+  std::string what, instead;
+};
+
+/// Finds quotes, '~', variables and blanks.
+std::optional<PathFault> find_unexpanded(std::string const &path);
+
+/// The directory part; "." if there is none.
+std::string directory_of(std::string const &path);
+
+std::vector<std::string> list_directory(std::string const &directory);
+
+} // namespace Ostrel::Tool
