@@ -58,6 +58,7 @@ cmake_consumer() {
 tool() {
   [ "$("$prefix/bin/ostrel" result 0)" = 'RESULT_SUCCESS (0): Successful result.' ]
   [ -s "$prefix/share/man/man1/ostrel.1" ]
+  [ -s "$prefix/share/ostrel/config/user-config.xsd" ]
 }
 
 # If a component is missing, the message names it.
