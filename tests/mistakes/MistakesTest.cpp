@@ -251,7 +251,9 @@ TEST(Findings, AreOneDocument) {
                      {{"--json", "config", "describe"}, "/settings/0/key"}};
   for (auto const &c : cases) {
     SCOPED_TRACE(c.list);
-    std::string const out = run_on_mistake(c.words).out;
+    ChildResult const result = run_on_mistake(c.words);
+    std::string const &out = result.out;
+    EXPECT_EQ(result.err, "");
     nlohmann::json const document = nlohmann::json::parse(out, nullptr, false);
     EXPECT_EQ(document.value("schema", 0), 1) << out;
     EXPECT_TRUE(document.contains(nlohmann::json::json_pointer(c.list))) << out;

@@ -130,6 +130,7 @@ Section describe_logging() {
 }
 
 std::vector<Section> describe_all() {
+  Silence const silence;
   return {describe_versions(), describe_variables(), describe_paths(),
           describe_settings(), describe_registry(),  describe_logging()};
 }
