@@ -216,7 +216,7 @@ ChildResult run_on_mistake(std::vector<std::string> const &words) {
   TemporaryDirectory const directory;
   write_file(directory.path("user-config.xml"),
              "<UserConfig><Speech Volume=\"170\"/></UserConfig>");
-  std::string const path = directory.path();
+  std::string const &path = directory.path();
   return run_program(OSTREL_PROGRAM, words, {{"OSTREL_CONFIG_PATH", path.c_str()}});
 }
 

@@ -287,6 +287,18 @@ constexpr KindWord KIND_WORDS[] = {
     {"delay", UNIT_TYPE_TIME},        {"interval", UNIT_TYPE_TIME},
     {"duration", UNIT_TYPE_TIME},     {"period", UNIT_TYPE_TIME}};
 
+// Last words of names whose values are texts or pairs: "10O" and "3,4" are right there.
+constexpr std::string_view TEXT_WORDS[] = {
+    "id",    "code", "name", "serial",   "part",   "key",   "version", "model",      "type",
+    "label", "size", "grid", "position", "origin", "point", "pair",    "resolution", "center"};
+
+bool names_text(std::string const &name) {
+  std::string const word = name.empty() ? "" : words_of(name).back();
+  bool const is_plural = word.size() > 1 && word.back() == 's';
+  return is_plural ||
+         std::find(std::begin(TEXT_WORDS), std::end(TEXT_WORDS), word) != std::end(TEXT_WORDS);
+}
+
 Fault judge_kind(std::string const &name, std::string const &text, Quantity const &quantity) {
   std::string const word = name.empty() ? "" : words_of(name).back();
   UnitKind const *const kind = find_kind_of(quantity.unit);
@@ -354,7 +366,8 @@ Fault judge_unknown_value(std::string const &name, std::string const &text) {
   std::string const unit = quantity->unit.empty() ? "" : " " + quantity->unit;
   bool const has_unit = !unit.empty() && find_kind_of(quantity->unit) != nullptr;
   bool const has_typographic_minus = starts_with(plain, "\xE2");
-  if (!quantity->is_right && (has_typographic_minus || std::regex_match(plain, WRONG_NUMBER)) &&
+  if (!quantity->is_right && !names_text(name) &&
+      (has_typographic_minus || std::regex_match(plain, WRONG_NUMBER)) &&
       (unit.empty() || has_unit)) {
     return ValueFault{quoted(text) + " is not a number", "write " + quantity->number + unit};
   }
