@@ -158,7 +158,7 @@ void Checks::check_keys_below(Element const &parent, std::string const &path) {
   }
 }
 
-// An element that is not declared where it stands, but nearly or elsewhere.
+// An element that is not declared here, but under a similar name or in another element.
 void Checks::check_place(Element const &parent, Element const &child, std::string const &path) {
   DeclaredElement const *const declared = find_declared(path);
   if (declared == nullptr || find_declared(path + "/" + child.name) != nullptr ||

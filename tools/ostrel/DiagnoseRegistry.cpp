@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The registry file is read line by line, for the mistakes of people who write it by hand: the
+// The registry file is read line by line, for the mistakes of files that are written by hand: the
 // library skips what it does not understand.
 #include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/Diagnosis.hpp"

@@ -14,7 +14,7 @@ namespace {
 // A directory that a variable or a registry value names.
 struct Named {
   std::string source; // "OSTREL_CONFIG_PATH"
-  std::string text;   // as it stands there
+  std::string text;   // in the variable or value
   std::string path;   // for the system's calls
 };
 

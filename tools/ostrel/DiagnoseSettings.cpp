@@ -77,7 +77,7 @@ void diagnose_shadowed(std::vector<SearchedFile> const &places, std::size_t used
   }
 }
 
-// Lower case letters only: what people vary are case, separators and extensions.
+// Without case and separators, in which misnamed files mostly differ.
 std::string letters_of(std::string const &name) {
   std::string letters;
   for (char const c : lower(name)) {

@@ -13,7 +13,7 @@ namespace Ostrel::Tool {
 
 namespace {
 
-// Names by which people call a variable, between the prefix and the end.
+// Other names for a variable that are plausible, without prefix and ending.
 constexpr std::pair<char const *, char const *> OTHER_NAMES[] = {
     {"LOG", "OSTREL_LOG_PRIORITY"},
     {"LOGGING", "OSTREL_LOG_PRIORITY"},

@@ -28,8 +28,7 @@ bool is_same_file(std::string const &left, std::string const &right);
 /// The path with the nearest name in the same directory; empty if there is none.
 std::string find_nearest_path(std::string const &path);
 
-/// What stands in a path and would have been replaced or removed by a shell, or has been added by
-/// mistake.
+/// A path that a shell would have changed, and what it means.
 struct PathFault {
   std::string what, instead;
 };

@@ -38,7 +38,7 @@ void replace_all(std::string *text, std::string_view from, std::string_view to) 
   }
 }
 
-// Writes what people type for a digit, a point and a minus as these.
+// Replaces characters that are typed for a digit, a point or a minus.
 std::string with_digits(std::string_view text) {
   std::string number(text);
   constexpr std::pair<char const *, char const *> REPLACEMENTS[] = {{",", "."},
@@ -93,7 +93,7 @@ struct OtherUnit {
   double factor; // of the unit
 };
 
-// Units as people write them that the library does not know.
+// Frequent names of units that the library does not know.
 constexpr OtherUnit OTHER_UNITS[] = {
     {"metre", "m", 1},         {"metres", "m", 1},
     {"mtr", "m", 1},           {"mtrs", "m", 1},
