@@ -153,7 +153,7 @@ int run_describe(Output &output, std::optional<std::string> const &key) {
   if (output.is_json()) {
     nlohmann::json array = nlohmann::json::array();
     std::transform(settings.begin(), settings.end(), std::back_inserter(array), to_json);
-    output.print_json({{"schemaFile", schema->path}, {"settings", array}});
+    output.print_json({{"schema_file", schema->path}, {"settings", array}});
   } else if (key) {
     for (Described const &described : settings) {
       print(output, described);

@@ -272,7 +272,7 @@ void diagnose_output(Variable const &output, std::vector<Finding> *findings) {
          nearest.empty() ? "create it" : "write " + nearest});
   } else if (file.exists ? !file.is_writable : !directory.is_writable) {
     findings->push_back({"", 0, source + "'" + output.value + "' cannot be written: lines are lost",
-                         "run chmod u+w " + (file.exists ? path : directory_of(path))});
+                         grant("w", file.exists ? path : directory_of(path))});
   }
 }
 

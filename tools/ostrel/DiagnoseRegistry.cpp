@@ -204,7 +204,7 @@ void diagnose_registry(std::vector<Finding> *findings) {
     findings->push_back(
         {"", 0, source + "'" + path + "' is a directory", "write " + path + "/registry.reg"});
   } else if (status.exists && !status.is_readable) {
-    findings->push_back({path, 0, "the registry file cannot be read", "run chmod u+r " + path});
+    findings->push_back({path, 0, "the registry file cannot be read", grant("r", path)});
   } else if (status.exists) {
     if (status.is_world_writable) {
       findings->push_back(

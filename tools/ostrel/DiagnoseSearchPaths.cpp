@@ -78,7 +78,7 @@ void diagnose_directory(Named const &named, std::vector<Finding> *findings) {
                               "write " + directory_of(named.path)));
   } else if (!status.is_readable) {
     findings->push_back(about(named, "the directory '" + named.text + "' cannot be searched",
-                              "run chmod u+rx " + named.path));
+                              grant("rx", named.path)));
   } else if (!Platform::is_absolute_path(named.text.c_str()) || starts_with(named.text, ".")) {
     std::string absolute;
     Platform::make_absolute_path(named.path.c_str(), &absolute);

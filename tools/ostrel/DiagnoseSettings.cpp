@@ -37,7 +37,7 @@ void diagnose_unreadable(SearchedFile const &place, std::vector<Finding> *findin
                          "rename it, and write the file"});
   } else {
     findings->push_back({place.file, 0, "the settings file cannot be read, and is passed over",
-                         "run chmod u+r " + place.file});
+                         grant("r", place.file)});
   }
 }
 
@@ -51,13 +51,13 @@ void diagnose_permissions(SearchedFile const &used, std::vector<Finding> *findin
     return;
   }
   if (!status.is_writable) {
-    findings->push_back({used.file, 0, "the settings file cannot be written: commits fail",
-                         "run chmod u+w " + used.file});
+    findings->push_back(
+        {used.file, 0, "the settings file cannot be written: commits fail", grant("w", used.file)});
   } else if (status_of(used.directory).is_readable && !status_of(used.directory).is_writable) {
     findings->push_back({used.directory, 0,
                          "the directory of the settings file cannot be written: a crash during a "
                          "commit may damage the file",
-                         "run chmod u+w " + used.directory});
+                         grant("w", used.directory)});
   }
 }
 

@@ -72,6 +72,13 @@ FileStatus status_of(std::string const &path) {
   return status;
 }
 
+std::string grant(std::string const &right, std::string const &path) {
+  struct stat file = {};
+  bool const is_own = stat(path.c_str(), &file) != 0 || file.st_uid == geteuid() || geteuid() == 0;
+  std::string const chmod = "chmod " + std::string(is_own ? "u" : "g") + "+" + right + " " + path;
+  return is_own ? "run " + chmod : "as its owner, run chgrp and " + chmod;
+}
+
 bool is_same_file(std::string const &left, std::string const &right) {
   std::error_code error;
   return std::filesystem::equivalent(left, right, error);

@@ -22,6 +22,9 @@ struct FileStatus {
 
 FileStatus status_of(std::string const &path);
 
+/// What this user, or the owner of the file, has to run for a right: "r", "w" or "rx".
+std::string grant(std::string const &right, std::string const &path);
+
 /// Whether both paths lead to the same file.
 bool is_same_file(std::string const &left, std::string const &right);
 
