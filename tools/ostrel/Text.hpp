@@ -37,7 +37,8 @@ bool is_abbreviation(std::string_view word, std::string_view name);
 /// The first of the names of which the word is a misspelling or an abbreviation; null for none.
 std::string const *find_misspelt(std::string_view word, std::vector<std::string> const &names);
 
-/// The number of characters to insert, remove, replace or swap with their neighbour.
+/// The number of characters to insert, remove, replace or swap with their neighbour; the larger
+/// length for texts of more than 256 characters.
 std::size_t edit_distance(std::string_view from, std::string_view to);
 
 } // namespace Ostrel::Tool
