@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <regex>
 #include <utility>
 
 namespace Ostrel::Tool {
@@ -55,37 +54,95 @@ std::string with_digits(std::string_view text) {
   return number;
 }
 
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool is_letter(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// The number of characters at the start that are digits, or letters that look like digits and are
+// not part of a word.
+std::size_t count_digits(std::string_view text) {
+  constexpr std::string_view SIMILAR = "OolI";
+  std::size_t count = 0;
+  while (count < text.size()) {
+    std::size_t end = count;
+    while (end < text.size() && SIMILAR.find(text[end]) != SIMILAR.npos) {
+      ++end;
+    }
+    if (end > count && (end == text.size() || !is_letter(text[end]))) {
+      count = end;
+    } else if (is_digit(text[count])) {
+      ++count;
+    } else {
+      break;
+    }
+  }
+  return count;
+}
+
+// The number of characters at the start that are a number, rightly or wrongly written.
+std::size_t number_length(std::string_view text) {
+  std::size_t sign = 0;
+  for (std::string_view const minus : {"-", "+", "\xE2\x88\x92", "\xE2\x80\x93"}) {
+    sign = starts_with(text, minus) ? minus.size() : sign;
+  }
+  std::size_t length = sign + count_digits(text.substr(sign));
+  std::size_t const is_point =
+      length < text.size() && (text[length] == '.' || text[length] == ',') ? 1 : 0;
+  length += is_point + count_digits(text.substr(length + is_point));
+  std::string_view const rest = text.substr(length);
+  if (rest.size() > 1 && (rest[0] == 'e' || rest[0] == 'E')) {
+    std::size_t const exponent = rest[1] == '-' || rest[1] == '+' ? 2 : 1;
+    std::size_t const end = std::min(rest.find_first_not_of("0123456789", exponent), rest.size());
+    length += end > exponent ? end : 0;
+  }
+  return length;
+}
+
 // A text that consists of a number, rightly or wrongly written, and what follows it.
 struct Quantity {
-  std::string number, unit;
-  bool is_right = false; // the number
+  std::string written, number, unit; // the number as in the text, and as it should be
   double value = 0;
+
+  bool is_right() const { return written == number; }
 };
 
 std::optional<Quantity> read_quantity(std::string_view text) {
-  // Accepts a typographic minus, and letters that look like digits, which are corrected below.
-  static std::regex const FORM("((?:[-+]|\xE2\x88\x92|\xE2\x80\x93)?[0-9OolI]*[.,]?[0-9OolI]+[.,]?"
-                               "(?:[eE][-+]?[0-9]+)?)\\s*([^0-9\\s.,][^0-9.,]*)?");
-  constexpr std::size_t LONGEST = 64; // bytes; the regular expression needs stack for each
-  if (text.size() > LONGEST) {
-    return std::nullopt;
-  }
   std::string plain(text);
   replace_all(&plain, NO_BREAK_SPACE, " ");
-  std::smatch parts;
-  if (!std::regex_match(plain, parts, FORM) ||
-      parts.str(1).find_first_of("0123456789") == std::string::npos) {
+  std::size_t const length = number_length(plain);
+  Quantity quantity{plain.substr(0, length), "", std::string(trimmed(plain.substr(length)))};
+  if (std::none_of(quantity.written.begin(), quantity.written.end(), is_digit) ||
+      quantity.unit.find_first_of("0123456789.,") != std::string::npos) {
     return std::nullopt;
   }
-  Quantity quantity{parts.str(1), std::string(trimmed(parts.str(2)))};
-  quantity.is_right = read_number(quantity.number, &quantity.value);
-  if (!quantity.is_right) {
+  quantity.number = quantity.written;
+  if (!read_number(quantity.number, &quantity.value)) {
     quantity.number = with_digits(quantity.number);
     if (!read_number(quantity.number, &quantity.value)) {
       return std::nullopt;
     }
   }
   return quantity;
+}
+
+// Whether a wrong number was probably meant as a number: a letter for a digit only beside a point
+// or several digits, since "O2" and "2O" may be names.
+bool is_surely_number(std::string_view written) {
+  constexpr std::size_t MANY = 2; // digits in front of a letter
+  std::string_view const text = written.substr(written.find_first_of("+-") == 0 ? 1 : 0);
+  std::size_t const point = text.find_first_of(".,"), letter = text.find_first_of("Oo");
+  if (starts_with(text, "\xE2")) {
+    return true; // a typographic minus
+  }
+  if (point != text.npos) {
+    return point > 0 && point + 1 < text.size();
+  }
+  return letter != text.npos && text.find_first_of("lI") == text.npos && letter > 0 &&
+         (letter >= MANY || letter + 1 < text.size());
 }
 
 struct OtherUnit {
@@ -217,7 +274,7 @@ Fault judge_number(std::string const &text, ValueRule const &rule) {
   if (!quantity) {
     return ValueFault{quoted(text) + " is not a number", expected(rule)};
   }
-  if (!quantity->is_right) {
+  if (!quantity->is_right()) {
     return ValueFault{quoted(text) + " is not a number",
                       "write " + quantity->number +
                           (quantity->unit.empty() ? "" : " " + quantity->unit)};
@@ -348,9 +405,6 @@ Fault judge_value(std::string const &text, ValueRule const &rule) {
 }
 
 Fault judge_unknown_value(std::string const &name, std::string const &text) {
-  // A letter for a digit only beside a point or several digits: "O2" and "2O" may be names.
-  static std::regex const WRONG_NUMBER("[-+]?([0-9]+,[0-9]+|[OolI0-9]+[.][OolI0-9]+|"
-                                       "[0-9]{2,}[Oo][0-9]*|[0-9]+[Oo][0-9]+)(\\s*[a-zA-Z]+)?");
   std::string const plain(trimmed(text));
   std::optional<Quantity> const quantity = read_quantity(plain);
   if (!quantity) {
@@ -365,9 +419,7 @@ Fault judge_unknown_value(std::string const &name, std::string const &text) {
   std::string const nearest = with_nearest_unit(*quantity);
   std::string const unit = quantity->unit.empty() ? "" : " " + quantity->unit;
   bool const has_unit = !unit.empty() && find_kind_of(quantity->unit) != nullptr;
-  bool const has_typographic_minus = starts_with(plain, "\xE2");
-  if (!quantity->is_right && !names_text(name) &&
-      (has_typographic_minus || std::regex_match(plain, WRONG_NUMBER)) &&
+  if (!quantity->is_right() && !names_text(name) && is_surely_number(quantity->written) &&
       (unit.empty() || has_unit)) {
     return ValueFault{quoted(text) + " is not a number", "write " + quantity->number + unit};
   }
@@ -380,7 +432,7 @@ Fault judge_unknown_value(std::string const &name, std::string const &text) {
   if (has_unit && plain.find(NO_BREAK_SPACE) != plain.npos) {
     return ValueFault{quoted(text) + " has a special blank", "write " + quantity->number + unit};
   }
-  if (quantity->is_right && plain != text && (unit.empty() || has_unit)) {
+  if (quantity->is_right() && plain != text && (unit.empty() || has_unit)) {
     return ValueFault{quoted(text) + " has blanks around it", "write " + plain};
   }
   return judge_kind(name, text, *quantity);
