@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs the tour on a copy of the directory config and shows the files that it changed. The only
-# argument is the directory of the built examples.
+# Runs the tour on a copy of the directory config and shows the files that it changed, then the tool.
+# The arguments are the directories of the built examples and of the tool.
 set -euo pipefail
 
 examples=$(realpath "$1")
+tool=$(realpath "$2")
 tree=$(realpath "$(dirname "${BASH_SOURCE[0]}")/..")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -20,7 +21,7 @@ say() { printf '\n== %s\n' "$*"; }
 # program are added to its environment.
 run() {
   printf '$%s\n' "$(printf ' %q' "$@")"
-  (cd "$work" && PATH=$examples:$PATH env "$@" 2>&1)
+  (cd "$work" && PATH=$examples:$tool:$PATH env "$@" 2>&1)
 }
 
 cp -R "$tree/config" "$work/config"
@@ -58,3 +59,24 @@ run OSTREL_CONFIG_PATH=config example_robot
 
 say "A plug-in, found by its name along the search path and called"
 run OSTREL_LIBRARY_PATH="$examples" example_load_plugin
+
+# A search path of its own from here on, without the file of this tree.
+mkdir "$work/robot"
+cp "$work/registry.reg" "$work/robot/registry.reg"
+export OSTREL_CONFIG_PATH=robot OSTREL_REGISTRY_FILE=robot/registry.reg
+
+say "Two programs commit different settings at the same time: both changes are kept"
+cp "$tree/config/user-config.xml" "$work/robot/user-config.xml"
+run ostrel config set UserConfig/Speech/Volume=40 UserConfig/Speech/Language=de &
+run ostrel config set '$SafetyDistance=0.5' &
+wait
+diff --unified=0 --label before --label after \
+  "$tree/config/user-config.xml" "$work/robot/user-config.xml" || [ $? -eq 1 ]
+
+say "Why a setting has its value"
+run ostrel config explain '$SpeechVolume'
+
+say "What is wrong in a settings file, and what to write instead"
+sed -i -e 's/4.500000000000/4,5/' -e 's|UserConfig/Speech/Volume|UserConfig/Speech/Volum|' \
+  "$work/robot/user-config.xml"
+run ostrel config check || [ $? -eq 5 ]

@@ -290,7 +290,7 @@ std::string describe(SettingPlace const &place) {
 void explanations_show_every_place() {
   write_file("second/user-config.xml", "<UserConfig>\n\n<A\n v='shadowed'/></UserConfig>");
   write_file("third/user-config.xml", "<UserConfig>");
-  setenv("OSTREL_CONFIG_PATH", "none;settings;second;third", 1);
+  setenv("OSTREL_CONFIG_PATH", "none;settings;second;third;settings", 1);
   SettingExplanation explanation;
   ASSERT_EQ(UserConfig::explain_user_config("$Short", &explanation), RESULT_SUCCESS);
   EXPECT_EQ(explanation.key, "UserConfig/A/v");
@@ -304,8 +304,9 @@ void explanations_show_every_place() {
       "OSTREL_CONFIG_PATH none/user-config.xml: no file",
       "OSTREL_CONFIG_PATH settings/user-config.xml: loaded 1 in line 2",
       "OSTREL_CONFIG_PATH second/user-config.xml: shadowed shadowed in line 3",
-      "OSTREL_CONFIG_PATH third/user-config.xml: shadowed with a fault"};
-  ASSERT_GT(explanation.places.size(), 5U);
+      "OSTREL_CONFIG_PATH third/user-config.xml: shadowed with a fault",
+      "OSTREL_CONFIG_PATH settings/user-config.xml: shadowed 1 in line 2"};
+  ASSERT_GT(explanation.places.size(), std::size(places));
   for (std::size_t i = 0; i < std::size(places); ++i) {
     EXPECT_EQ(describe(explanation.places[i]), places[i]);
   }

@@ -140,10 +140,8 @@ int run_unset(Output &output, std::vector<std::string> const &keys) {
   }
   std::string const file = settings_file(full_keys.front());
   log_write_failures(output);
-  for (std::string const &key : full_keys) {
-    if (UserConfig::remove_user_config(key.c_str(), /*commit=*/true) != RESULT_SUCCESS) {
-      return report_unwritten(output, "'" + key + "' was not removed", file);
-    }
+  if (UserConfig::remove_user_configs(full_keys, /*commit=*/true) != RESULT_SUCCESS) {
+    return report_unwritten(output, "nothing was removed", file);
   }
   return STATUS_DONE;
 }

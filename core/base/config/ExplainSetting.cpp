@@ -80,16 +80,17 @@ void read_setting(SettingKey const &key, SettingPlace *place) {
 
 void look_into(SettingKey const &key, std::string const &loaded,
                std::vector<SettingPlace> *places) {
-  bool is_found = false;
+  bool is_found = false, has_loaded = false; // a directory may be in the search path twice
   for (SettingPlace &place : *places) {
     if (!open_file_of(&place)) {
       continue;
     }
-    bool const is_loaded = place.file == loaded;
+    bool const is_loaded = place.file == loaded && !has_loaded;
     place.state = is_loaded  ? SettingPlace::STATE_LOADED
                   : is_found ? SettingPlace::STATE_SHADOWED
                              : SettingPlace::STATE_NOT_LOADED;
     is_found = true;
+    has_loaded = has_loaded || is_loaded;
     read_setting(key, &place);
   }
 }
