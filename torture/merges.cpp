@@ -87,6 +87,9 @@ public:
     int status = 0;
     waitpid(children_[process], &status, 0);
     children_[process] = 0;
+    if (WIFEXITED(status) && WEXITSTATUS(status) != EXIT_SUCCESS) {
+      torture_.fault("%s: a commit failed", name_);
+    }
     return WIFSIGNALED(status);
   }
 

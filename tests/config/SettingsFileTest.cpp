@@ -110,11 +110,19 @@ void several_are_all_or_none() {
     EXPECT_EQ(get("UserConfig/A/v"), "1");
     EXPECT_EQ(get("UserConfig/New/v"), "RESULT_FAILURE");
   }
+  std::filesystem::rename("settings", "elsewhere"); // the writes fail
+  EXPECT_EQ(UserConfig::set_user_configs({{"UserConfig/New/v", "2"}}, true), RESULT_FAILURE);
+  EXPECT_EQ(UserConfig::set_user_config("UserConfig/New/v", "2", true), RESULT_FAILURE);
+  EXPECT_EQ(UserConfig::remove_user_config("$Short", true), RESULT_FAILURE);
+  EXPECT_EQ(get("UserConfig/New/v") + get("$Short"), "RESULT_FAILURE1");
+  std::filesystem::rename("elsewhere", "settings");
+  std::filesystem::remove(FILE_NAME); // the next commit writes it anew
   Settings const accepted = {{"$Short", "2"}, {"UserConfig/New/Deep/v", "3"}, {"$Short", "4"}};
   EXPECT_EQ(UserConfig::set_user_configs({}, true), RESULT_SUCCESS);
   EXPECT_EQ(UserConfig::set_user_configs(accepted, true), RESULT_SUCCESS);
   EXPECT_EQ(get("UserConfig/A/v") + get("UserConfig/New/Deep/v"), "43");
   EXPECT_EQ(in_file("UserConfig/A", "v") + in_file("UserConfig/New/Deep", "v"), "43");
+  EXPECT_EQ(in_file("UserConfig/New", "v"), "none") << "of the commits that failed";
   EXPECT_EQ(UserConfig::set_user_configs({{"$Short", "5"}}, false), RESULT_SUCCESS);
   EXPECT_EQ(get("UserConfig/A/v") + in_file("UserConfig/A", "v"), "54");
 }
@@ -129,6 +137,11 @@ void removed_settings_are_missing() {
   EXPECT_EQ(UserConfig::remove_user_config("$Short", false), RESULT_NOT_FOUND);
   EXPECT_EQ(UserConfig::reload(), RESULT_SUCCESS);
   EXPECT_EQ(get("$Short") + in_file("UserConfig/A", "v"), "RESULT_FAILURE1");
+  EXPECT_EQ(UserConfig::remove_user_config("$Short", true), RESULT_SUCCESS) << "from the file";
+  EXPECT_EQ(in_file("UserConfig/A", "v"), "none");
+  commit_elsewhere("<UserConfig><A w='x'/><B v='other'/></UserConfig>");
+  EXPECT_EQ(UserConfig::remove_user_config("UserConfig/B/v", true), RESULT_SUCCESS);
+  EXPECT_EQ(in_file("UserConfig/B", "v"), "none");
   EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/v", "2", true), RESULT_SUCCESS);
   EXPECT_EQ(get("$Short"), "2");
   EXPECT_EQ(UserConfig::remove_user_config("$Short", true), RESULT_SUCCESS);
@@ -150,9 +163,13 @@ void reloads_read_the_file_afresh() {
   EXPECT_EQ(get("$Short"), "1");
   EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_SUCCESS);
   EXPECT_EQ(get("$Short") + get("UserConfig/A/v") + get("UserConfig/A/w"), "322mine");
-  std::filesystem::remove(FILE_NAME);
-  EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_NOT_FOUND);
+  std::filesystem::rename(FILE_NAME, "settings/away");
+  write_file("user-config.xml", "<UserConfig><B v='of a later place'/></UserConfig>");
+  EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_NOT_FOUND) << "also while it is being replaced";
   EXPECT_EQ(get("$Short"), "3");
+  EXPECT_EQ(UserConfig::reload(), RESULT_SUCCESS);
+  EXPECT_EQ(get("UserConfig/B/v"), "of a later place");
+  std::filesystem::remove("settings/away");
 }
 
 // --- Values of other types --------------------------------------------------------------------
@@ -245,19 +262,27 @@ void quantities_are_converted() {
 void faults_name_the_line() {
   CapturedLog log(CATEGORY);
   double value = 0;
-  EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/w", &value), RESULT_INVALID_TYPE);
-  UserConfig::set_user_config("UserConfig/First/v", "y", true);
-  UserConfig::get_user_config("UserConfig/First/v", &value);
-  EXPECT_EQ(
-      log.take(),
-      (Lines{"WARN  - UserConfig/A/w: 'x' is not a number (settings/user-config.xml:2)",
-             "WARN  - UserConfig/First/v: 'y' is not a number (settings/user-config.xml:7)"}));
+  long whole = 0;
+  UserConfig::set_user_config("UserConfig/First/w", "1.5", true);
+  UserConfig::get_user_config("UserConfig/First/w", &value);
+  commit_elsewhere("<UserConfig>\n  <A v=\"1\" w=\"x\"/><First w='3'/>\n</UserConfig>\n");
+  UserConfig::set_user_config("UserConfig/Second/v", "y", true);
+  UserConfig::get_user_config("UserConfig/A/w", &value);
+  UserConfig::get_user_config("UserConfig/Second/v", &value);
+  UserConfig::get_user_config("UserConfig/First/w", &whole); // which the file has otherwise
+  EXPECT_EQ(log.take(),
+            (Lines{"WARN  - UserConfig/A/w: 'x' is not a number (settings/user-config.xml:3)",
+                   "WARN  - UserConfig/Second/v: 'y' is not a number (settings/user-config.xml:5)",
+                   "WARN  - UserConfig/First/w: '1.5' is not a whole number "
+                   "(settings/user-config.xml)"}));
 }
 
 void settings_follow_changes() {
   Setting<double> const reach{"$Short", 4.5}, missing{"UserConfig/None/v", 4.5};
   Setting<double> const angle{"UserConfig/A/angle", 0.5, UNIT_TYPE_ANGLE};
   Setting<long> const word{"UserConfig/A/w", 7};
+  CapturedLog log(CATEGORY);
+  Setting<bool> const malformed{"none", true}, unknown{"$None", true};
   EXPECT_EQ(reach.get(), 1);
   EXPECT_EQ(missing.get(), 4.5);
   EXPECT_EQ(word.get(), 7) << "which is no number";
@@ -266,6 +291,7 @@ void settings_follow_changes() {
     EXPECT_TRUE(short_lived.get());
   }
   UserConfig::set_user_configs({{"UserConfig/A/v", "2"}, {"UserConfig/A/angle", "90 deg"}}, false);
+  EXPECT_EQ(log.take().size(), 2U) << "each key warns once, not at each change";
   EXPECT_EQ(reach.get(), 2);
   EXPECT_DOUBLE_EQ(angle.get(), 90 * 0.017453292519943295);
   UserConfig::set_user_config("UserConfig/A/v", "far", false);

@@ -325,28 +325,38 @@ Outcome commit_setting() {
                   text.find("Potential fields") != text.npos);
 }
 
+// The text of a setting, and what the file holds.
+std::string state_of(char const *key) {
+  std::string text = "none";
+  UserConfig::get_user_config(key, &text);
+  return text + read_file(in_directory("user-config.xml"));
+}
+
 // Several at once, in memory and in the file: all or none.
 Outcome commit_settings() {
   std::vector<std::pair<std::string, std::string>> const settings = {
       {"UserConfig/Several/First", "one"}, {"UserConfig/Several/Deep/Second", "two"}};
-  std::string const before = read_file(in_directory("user-config.xml"));
+  std::string const before = state_of("UserConfig/Several/First");
   unsigned long const result =
       strain([&] { return UserConfig::set_user_configs(settings, /*commit=*/true); });
-  std::string const text = read_file(in_directory("user-config.xml"));
+  std::string const after = state_of("UserConfig/Several/First");
   if (result != RESULT_SUCCESS) {
-    return text == before ? by_code(result, false, {RESULT_FAILURE}) : Outcome::WRONG;
+    return after == before ? by_code(result, false, {RESULT_FAILURE}) : Outcome::WRONG;
   }
-  return right_if(text.find("<Deep Second=\"two\"/>") != text.npos);
+  return right_if(after.find("<Deep Second=\"two\"/>") != after.npos);
 }
 
 Outcome remove_setting() {
   char const *const key = "UserConfig/Several/Deep/Second";
   UserConfig::set_user_config(key, "two", /*commit=*/true);
+  std::string const before = state_of(key);
   unsigned long const result =
       strain([&] { return UserConfig::remove_user_config(key, /*commit=*/true); });
-  std::string const text = read_file(in_directory("user-config.xml"));
-  return result == RESULT_SUCCESS ? right_if(text.find("Second=\"two\"") == text.npos)
-                                  : by_code(result, false, {RESULT_FAILURE});
+  std::string const after = state_of(key);
+  if (result != RESULT_SUCCESS) {
+    return after == before ? by_code(result, false, {RESULT_FAILURE}) : Outcome::WRONG;
+  }
+  return right_if(after.find("Second=\"two\"") == after.npos);
 }
 
 Outcome reload_settings() {

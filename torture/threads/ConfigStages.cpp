@@ -359,6 +359,13 @@ Stage user_settings(Torture &torture) {
                torture.fault("a followed setting is %ld", followed.get());
              }
            },
+           [directory](Context const &) {
+             XmlConfigSource source;
+             Configuration configuration(source);
+             std::string text;
+             configuration.init_source(directory->path("user-config.xml").c_str());
+             configuration.get_value("UserConfig/A", "Stays", &text);
+           },
            [key](Context const &context) {
              SettingExplanation explanation;
              std::vector<SettingAlias> aliases;

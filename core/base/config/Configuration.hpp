@@ -135,9 +135,8 @@ public:
   /// (addition). The number is in decimal notation with a point in every locale.
   ///
   /// @return as `get_value`; `RESULT_INVALID_TYPE`, with a warning that names the file and the
-  /// line,
-  ///         if the whole text is not such a quantity; `RESULT_INVALID_ARGUMENT` for an unknown
-  ///         kind.
+  ///         line, if the whole text is not such a quantity; `RESULT_INVALID_ARGUMENT` for an
+  ///         unknown kind.
   unsigned long get_quantity(char const *path, char const *name, UnitType type, double *out) const;
   unsigned long get_quantity(void const *key, char const *sub_path, char const *name, UnitType type,
                              double *out) const;

@@ -6,23 +6,14 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 
 namespace Ostrel {
 
-/// One document of a source, and what its file held at the last load or save. Internal to the
-/// library.
+/// One document of a source. Internal to the library.
 struct XmlConfigSource::DocumentRecord {
-  void adopt(XmlReading reading) noexcept {
-    document = std::move(reading.document);
-    digest = reading.digest;
-    identity = reading.identity;
-  }
-
   XmlDocument document;
   std::string file_name;                // for loads and saves
-  std::optional<ContentDigest> digest;  // none if the document is not that of the file
-  std::optional<FileIdentity> identity; // none after a save
+  std::optional<FileIdentity> identity; // of the file that was loaded; none after a save
 };
 
 } // namespace Ostrel

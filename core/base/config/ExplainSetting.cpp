@@ -2,7 +2,6 @@
 // Why a setting has its value: what each place of the search holds.
 #include "core/base/config/Settings.hpp"
 #include "core/base/config/UserConfig.hpp"
-#include "core/base/config/xml/Reader.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/Platform.hpp"
@@ -54,7 +53,8 @@ std::vector<SettingPlace> find_places() {
 
 // Opens the file of a place; false, with its state, if that fails.
 bool open_file_of(SettingPlace *place) {
-  unsigned long const result = File().open_for_reading(place->file.c_str());
+  File file;
+  unsigned long const result = file.open_for_reading(place->file.c_str());
   if (result == RESULT_OUT_OF_MEMORY) {
     throw std::bad_alloc();
   }
@@ -63,15 +63,18 @@ bool open_file_of(SettingPlace *place) {
     place->state = SettingPlace::STATE_UNREADABLE;
     place->fault = reason.c_str();
   }
+  if (result == RESULT_SUCCESS && !file.is_regular()) { // a read may wait, or change it
+    place->state = SettingPlace::STATE_UNREADABLE;
+    place->fault = "it is not a regular file";
+    return false;
+  }
   return result == RESULT_SUCCESS;
 }
 
 // Reads the setting from the file of a place.
 void read_setting(SettingKey const &key, SettingPlace *place) {
-  XmlReading reading = read_xml_file(place->file.c_str());
-  place->fault = std::move(reading.fault);
   SettingsFile file;
-  if (!file.adopt(std::move(reading), place->file)) {
+  if (!file.load_from(place->file, &place->fault)) {
     return;
   }
   place->has_value = file.read(key, &place->value);
@@ -130,7 +133,7 @@ unsigned long UserConfig::explain_user_config(char const *key,
   } else if (result.is_set) {
     result.source = SettingExplanation::SOURCE_FILE;
     result.file = file.path();
-    result.line = file.line_of(file.find_key(parts->path.c_str()));
+    result.line = settings.line_of(*parts, result.value);
   }
   *explanation = std::move(result);
   return RESULT_SUCCESS;

@@ -2,6 +2,7 @@
 #include "core/base/config/Setting.hpp"
 
 #include "core/base/config/SettingLinks.hpp"
+#include "core/base/config/Settings.hpp"
 #include "core/base/platform/process/ProcessMutex.hpp"
 
 #include <new>
@@ -28,7 +29,15 @@ void SettingLinks::remove(SettingLink *link) noexcept {
   }
 }
 
-void SettingLinks::refresh() noexcept {
+void SettingLinks::refresh(Settings const &settings, std::string_view full_key) noexcept {
+  for (SettingLink *link = _first; link != nullptr; link = link->next_) {
+    if (settings.resolve(link->key_) == full_key) {
+      link->refresh();
+    }
+  }
+}
+
+void SettingLinks::refresh_all() noexcept {
   for (SettingLink *link = _first; link != nullptr; link = link->next_) {
     link->refresh();
   }

@@ -46,7 +46,10 @@ private:
 /// that of the typed `get_user_config`), the last good value stays; at first the default.
 ///
 /// The constructor reads the setting, and so the settings file if nothing has read it before. Any
-/// thread may call `get` at any time; each object costs every set of this process one read.
+/// thread may call `get` at any time. Constructor and destructor wait while another thread sets,
+/// commits or reads settings. Not for a static object of a library that is loaded at run time: the
+/// loader's own lock is held then, and a thread that reads a settings file in a rare encoding waits
+/// for it.
 ///
 ///     Setting<double> reach{"UserConfig/Sonar/MaximumRange", 4.5};
 ///     Setting<double> angle{"UserConfig/Camera/Angle", 0.5, UNIT_TYPE_ANGLE};
@@ -63,8 +66,8 @@ public:
     attach();
   }
 
-  /// A quantity: a number and a unit of that kind, in the default unit that is set when the text
-  /// changes.
+  /// A quantity: a number and a unit of that kind, converted to the kind's default unit of the
+  /// moment at which the setting is set or loaded. An unknown kind keeps the default value.
   Setting(char const *key, double default_value, UnitType kind) noexcept
       : SettingLink(key), value_(default_value), kind_(kind), is_quantity_(true) {
     static_assert(std::is_same_v<T, double>, "a quantity is a double");

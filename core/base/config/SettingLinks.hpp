@@ -1,19 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string_view>
+
 namespace Ostrel {
 
 class SettingLink;
+class Settings;
 
 /// The `Setting` objects of the process. Internal to the library. Guarded by the mutex
-/// `USER_CONFIGURATION`, which `refresh` needs held.
+/// `USER_CONFIGURATION`, which `refresh` and `refresh_all` need held.
 class SettingLinks {
 public:
   static void add(SettingLink *link) noexcept;
   static void remove(SettingLink *link) noexcept;
 
-  /// Lets every setting read its value again. Called after each change.
-  static void refresh() noexcept;
+  /// Lets the objects of one setting read it again. Called after each change.
+  static void refresh(Settings const &settings, std::string_view full_key) noexcept;
+
+  /// The same for all objects. Called after each load of the settings file.
+  static void refresh_all() noexcept;
 
 private:
   static SettingLink *_first;

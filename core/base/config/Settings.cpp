@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/Settings.hpp"
 
+#include "core/base/config/SettingLinks.hpp"
 #include "core/base/foundation/Formatting.h"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
@@ -76,6 +77,7 @@ unsigned long Settings::set_up() {
   }
   aliases_ = std::move(aliases);
   is_set_up_ = true;
+  SettingLinks::refresh_all();
   return RESULT_SUCCESS;
 }
 
@@ -90,6 +92,7 @@ unsigned long Settings::reload() {
   first_.reset();
   aliases_ = std::move(aliases);
   cache_.forget_file();
+  SettingLinks::refresh_all();
   return RESULT_SUCCESS;
 }
 
@@ -165,6 +168,12 @@ unsigned long Settings::look_up(SettingCache::Query const &query, CachedSetting 
   }
   cache_.add_alias(query, full_key);
   return RESULT_SUCCESS;
+}
+
+long Settings::line_of(SettingKey const &key, std::string const &text) const {
+  std::string present;
+  bool const is_same = file().read(key, &present) && present == text;
+  return is_same ? file().line_of(file().find_key(key.path.c_str())) : 0;
 }
 
 std::vector<SettingAlias> Settings::declarations(std::string_view name) const {

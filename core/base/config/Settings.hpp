@@ -45,6 +45,10 @@ public:
   /// @return `RESULT_SUCCESS` or `RESULT_FAILURE`, as `get_user_config`.
   unsigned long find(SettingCache::Query const &query, CachedSetting **setting);
 
+  /// The line of a setting in the settings file; 0 if it is unknown, or if the file that is loaded
+  /// now has another text.
+  long line_of(SettingKey const &key, std::string const &text) const;
+
   /// The declarations of an alias in the order in which each replaces the one before; for an empty
   /// name the declarations in use, by name.
   std::vector<SettingAlias> declarations(std::string_view name) const;

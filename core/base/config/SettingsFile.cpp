@@ -3,6 +3,7 @@
 
 #include "core/base/config/DocumentRecord.hpp"
 #include "core/base/config/xml/Reader.hpp"
+#include "core/base/config/xml/Writer.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
@@ -33,7 +34,8 @@ void report_missing_lock(char const *path) {
   }
 }
 
-bool is_read(unsigned long result) {
+// Throws std::bad_alloc for a lack of memory.
+bool succeeded(unsigned long result) {
   if (result == RESULT_OUT_OF_MEMORY) {
     throw std::bad_alloc();
   }
@@ -72,113 +74,136 @@ std::string SettingsFile::path() const {
 }
 
 bool SettingsFile::read(SettingKey const &key, std::string *text) const {
-  return is_read(configuration_.get_value(key.path.c_str(), key.name.c_str(), text));
+  return succeeded(configuration_.get_value(key.path.c_str(), key.name.c_str(), text));
 }
 
 bool SettingsFile::read(void const *key, char const *name, std::string *text) const {
-  return is_read(configuration_.get_value(key, nullptr, name, text));
+  return succeeded(configuration_.get_value(key, nullptr, name, text));
 }
 
 long SettingsFile::line_of(void const *key) const {
   std::string file;
   long line = 0;
-  return is_read(source_.get_location(key, &file, &line)) ? line : 0;
+  return succeeded(source_.get_location(key, &file, &line)) ? line : 0;
 }
 
-bool SettingsFile::has_changed() const {
-  XmlConfigSource::DocumentRecord const &record = *source_.main_document_;
+SettingsFile::Change SettingsFile::look_for_change() const {
+  if (!is_loaded_) {
+    return is_anywhere() ? Change::CHANGED : Change::MISSING;
+  }
+  Record const &record = *source_.main_document_;
   File file;
   FileIdentity identity;
-  bool const is_same = record.identity &&
-                       file.open_for_reading(record.file_name.c_str()) == RESULT_SUCCESS &&
-                       file.get_identity(&identity) && identity == *record.identity;
-  return !is_same;
+  if (file.open_for_reading(record.file_name.c_str()) != RESULT_SUCCESS) {
+    return file_was_missing() ? Change::MISSING : Change::CHANGED;
+  }
+  bool const is_same =
+      record.identity && file.get_identity(&identity) && identity == *record.identity;
+  return is_same ? Change::NONE : Change::CHANGED;
 }
 
-bool SettingsFile::adopt(XmlReading reading, std::string path) {
+// Whether a load would find a file; unlike the search of a load it logs nothing.
+bool SettingsFile::is_anywhere() const {
+  constexpr char FILE_NAME[] = "user-config.xml";
+  std::string path, found;
+  return Platform::get_system_property(Platform::CONFIG_PATH, &path) != RESULT_SUCCESS ||
+         Platform::find_file(path, FILE_NAME, &found) == RESULT_SUCCESS ||
+         Platform::file_exists(FILE_NAME) == RESULT_SUCCESS;
+}
+
+bool SettingsFile::load_from(std::string path, std::string *fault) {
+  ProcessLock const lock(ProcessMutex::SOURCE); // also while the XML library frees the document
+  XmlReading reading = read_xml_file(path.c_str());
   is_loaded_ = reading.document.root() != nullptr;
   if (is_loaded_) {
-    auto record = std::make_unique<XmlConfigSource::DocumentRecord>();
-    record->adopt(std::move(reading));
-    record->file_name = std::move(path);
-    ProcessLock const lock(ProcessMutex::SOURCE);
+    auto record = std::make_unique<Record>();
+    *record = {std::move(reading.document), std::move(path), reading.identity};
     source_.adopt(std::move(record));
   }
+  *fault = std::move(reading.fault);
   return is_loaded_;
+}
+
+void SettingsFile::exchange(std::unique_ptr<Record> *record) {
+  std::unique_ptr<Record> before = std::move(source_.main_document_);
+  source_.adopt(std::move(*record));
+  *record = std::move(before);
 }
 
 // --- Commits ----------------------------------------------------------------------------------
 
 unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
   std::string const file = path();
-  DirectoryLock lock(file.c_str(), LOCK_TIMEOUT_MS);
-  if (lock.state() == DirectoryLock::State::BUSY) {
+  DirectoryLock const lock(file.c_str(), LOCK_TIMEOUT_MS);
+  switch (lock.state()) {
+  case DirectoryLock::State::BUSY:
     category().warn("Unable to commit to '%s': another process has locked its directory for %u ms",
                     file.c_str(), static_cast<unsigned int>(LOCK_TIMEOUT_MS));
     return RESULT_FAILURE;
+  case DirectoryLock::State::FAILED: {
+    SystemErrorText const reason;
+    category().warn("Unable to commit to '%s': %s", file.c_str(), reason.c_str());
+    return RESULT_FAILURE;
   }
-  if (lock.state() == DirectoryLock::State::UNAVAILABLE) {
+  case DirectoryLock::State::UNAVAILABLE:
     report_missing_lock(file.c_str());
+    break;
+  case DirectoryLock::State::HELD:
+    break;
   }
-  bool is_refreshed = false;
-  if (unsigned long const result = refresh(&is_refreshed); result != RESULT_SUCCESS) {
-    return result;
-  }
-  if (is_refreshed) {
-    lock.let_others_pass();
+  auto record = std::make_unique<Record>();
+  {
+    ProcessLock const source_lock(ProcessMutex::SOURCE);
+    if (!read_present(record.get())) {
+      return RESULT_FAILURE;
+    }
+    exchange(&record);
   }
   unsigned long const result = apply(changes);
+  ProcessLock const source_lock(ProcessMutex::SOURCE);
   if (result != RESULT_SUCCESS) {
-    source_.main_document_->digest.reset(); // so that the next commit does not write these changes
-    bool const is_single_text = changes.size() == 1 && changes.front().text;
-    if (!is_single_text) {
-      refresh(&is_refreshed);
-    }
+    exchange(&record);
   }
+  record.reset(); // under the lock of the XML library
   return result;
 }
 
-// Loads the file afresh unless its contents are those of the document. Compares contents, since two
-// changes within the resolution of the file system's clock have the same time.
-unsigned long SettingsFile::refresh(bool *is_refreshed) {
-  ProcessLock const lock(ProcessMutex::SOURCE);
-  XmlConfigSource::DocumentRecord const &record = *source_.main_document_;
-  char const *const path = record.file_name.c_str();
-  ContentDigest present;
-  unsigned long const found = read_digest(path, &present);
-  bool const is_new_file = found == RESULT_NOT_FOUND || found == RESULT_UNSUPPORTED_FORMAT;
-  if (is_new_file || (found == RESULT_SUCCESS && record.digest == present)) {
-    return RESULT_SUCCESS;
+// Reads the present contents of the file, whatever its times tell: two changes within the
+// resolution of the file system's clock have the same. A file that does not exist is written anew,
+// with the contents of this document; so is a pipe or a device, which may be readable only once.
+bool SettingsFile::read_present(Record *record) const {
+  Record const &loaded = *source_.main_document_;
+  char const *const path = loaded.file_name.c_str();
+  File file;
+  bool const is_open = file.open_for_reading(path) == RESULT_SUCCESS;
+  bool const is_written_anew = is_open ? !file.is_regular() : file_was_missing();
+  file.close();
+  XmlReading reading;
+  if (is_written_anew) {
+    reading.document = copy_xml_document(loaded.document, &reading.fault);
+  } else {
+    reading = read_xml_file(path);
   }
-  XmlReading reading = read_xml_file(path);
-  if (reading.result == RESULT_SUCCESS && reading.document.root() == nullptr) {
-    reading.fault = "it has no root element";
-  }
-  if (!reading.fault.empty()) {
+  if (reading.document.root() == nullptr) {
     category().warn("Unable to commit to '%s': %s", this->path().c_str(), reading.fault.c_str());
-    return RESULT_FAILURE;
+    return false;
   }
-  *is_refreshed = adopt(std::move(reading), std::string(record.file_name));
-  return RESULT_SUCCESS;
+  *record = {std::move(reading.document), loaded.file_name, std::nullopt};
+  return true;
 }
 
 unsigned long SettingsFile::apply(std::vector<SettingChange> const &changes) try {
   for (SettingChange const &change : changes) {
-    if (unsigned long const result = apply(change); result != RESULT_SUCCESS) {
+    unsigned long const result =
+        change.text ? set(change.key, change.text->c_str()) : remove(change.key);
+    bool const is_done = result == RESULT_NOT_FOUND && change.may_be_missing;
+    if (result != RESULT_SUCCESS && !is_done) {
       return result;
     }
   }
   return source_.save() ? RESULT_SUCCESS : RESULT_FAILURE;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
-}
-
-unsigned long SettingsFile::apply(SettingChange const &change) {
-  if (change.text) {
-    return set(change.key, change.text->c_str());
-  }
-  remove(change.key);
-  return RESULT_SUCCESS;
 }
 
 unsigned long SettingsFile::set(SettingKey const &key, char const *text) {
@@ -189,21 +214,17 @@ unsigned long SettingsFile::set(SettingKey const &key, char const *text) {
   if (node == nullptr) {
     return RESULT_FAILURE;
   }
-  unsigned long const result =
-      configuration_.set_value(node, nullptr, key.name.c_str(), text, /*commit=*/false);
-  return result == RESULT_SUCCESS || result == RESULT_OUT_OF_MEMORY
-             ? result
-             : static_cast<unsigned long>(RESULT_FAILURE);
+  return succeeded(
+             configuration_.set_value(node, nullptr, key.name.c_str(), text, /*commit=*/false))
+             ? RESULT_SUCCESS
+             : RESULT_FAILURE;
 }
 
-// Nothing is left to do for a setting that only the process has, or that another has removed.
-void SettingsFile::remove(SettingKey const &key) const {
+unsigned long SettingsFile::remove(SettingKey const &key) const {
+  XmlNode *const node = key_of(find_key(key.path.c_str())); // first: it acquires an outer lock
   ProcessLock const lock(ProcessMutex::SOURCE);
-  XmlNode *const node = key_of(find_key(key.path.c_str()));
   XmlNode *const value = node == nullptr ? nullptr : find_named_value(*node, key.name.c_str());
-  if (value != nullptr) {
-    remove_named_value(*value);
-  }
+  return value != nullptr && remove_named_value(*value) ? RESULT_SUCCESS : RESULT_NOT_FOUND;
 }
 
 } // namespace Ostrel

@@ -4,14 +4,13 @@
 #include "core/base/config/Configuration.hpp"
 #include "core/base/config/XmlConfigSource.hpp"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Ostrel {
-
-struct XmlReading;
 
 /// A full key of a user setting, split. Internal to the library.
 struct SettingKey {
@@ -28,6 +27,7 @@ std::optional<SettingKey> split_setting_key(std::string_view full_key);
 struct SettingChange {
   SettingKey key;
   std::optional<std::string> text; // none removes the setting
+  bool may_be_missing = false;     // a setting to remove: it need not be in the file
 };
 
 /// The settings file of the process: its document, and commits that keep the changes of other
@@ -38,11 +38,10 @@ class SettingsFile {
 public:
   /// Loads the file that comes first along the search path.
   /// @return as `XmlConfigSource::init_source`; `RESULT_SYSTEM_ERROR` also if the registry cannot
-  /// be
-  ///         read for a temporary reason.
+  ///         be read for a temporary reason.
   unsigned long load();
 
-  /// Whether a document is loaded. All operations below need one.
+  /// Whether a document is loaded. The operations below need one.
   bool is_loaded() const noexcept { return is_loaded_; }
 
   /// The path under which it was found, as the system takes it.
@@ -58,26 +57,33 @@ public:
   /// The line of the key, from 1; 0 if it is unknown. Null is unknown.
   long line_of(void const *key) const;
 
-  /// Whether the file is not the one that was loaded or has changed since, or may have.
-  bool has_changed() const;
+  enum class Change { NONE, CHANGED, MISSING };
 
-  /// Makes the changes, all or none, in the present contents of the file.
+  /// Looks at the file once: it may have changed since it was loaded, or be missing. If none is
+  /// loaded, looks for one in every place.
+  Change look_for_change() const;
+
+  /// Makes the changes, all or none, in the present contents of the file, and takes the result as
+  /// its document.
   ///
-  /// @return `RESULT_SUCCESS`, `RESULT_FAILURE` or `RESULT_OUT_OF_MEMORY`. After a failure a single
-  /// text that was
-  ///         set stays in this document until the next commit, as after a failed save of any
-  ///         source.
+  /// @return `RESULT_SUCCESS`, or with nothing changed `RESULT_FAILURE`, `RESULT_OUT_OF_MEMORY` or
+  ///         `RESULT_NOT_FOUND` for a setting to remove.
   unsigned long commit(std::vector<SettingChange> const &changes);
 
-  /// Takes the document of another file, for a look into it; false if that did not parse.
-  bool adopt(XmlReading reading, std::string path);
+  /// Loads a file that is known, for a look into it. Logs nothing.
+  /// @param fault  receives the reason of a failure.
+  bool load_from(std::string path, std::string *fault);
 
 private:
-  unsigned long refresh(bool *is_refreshed);
+  using Record = XmlConfigSource::DocumentRecord;
+
+  bool is_anywhere() const;
+  // These two need the mutex of the sources held.
+  bool read_present(Record *record) const;
+  void exchange(std::unique_ptr<Record> *record);
   unsigned long apply(std::vector<SettingChange> const &changes);
-  unsigned long apply(SettingChange const &change);
   unsigned long set(SettingKey const &key, char const *text);
-  void remove(SettingKey const &key) const;
+  unsigned long remove(SettingKey const &key) const;
 
   XmlConfigSource source_;
   Configuration configuration_{source_};

@@ -20,9 +20,8 @@ std::string place_of(Settings &settings, std::string_view full_key, CachedSettin
   if (setting.is_local) {
     return "set in this process";
   }
-  SettingsFile const &file = settings.file();
-  std::string const path(full_key.substr(0, full_key.rfind('/')));
-  return text_of_place(file.path(), file.line_of(file.find_key(path.c_str())));
+  std::optional<SettingKey> const key = split_setting_key(full_key);
+  return text_of_place(settings.file().path(), key ? settings.line_of(*key, setting.text) : 0);
 }
 
 // Reads a setting by `read`, which returns what is wrong with its text, or the empty text.
@@ -43,9 +42,10 @@ template <class Read> unsigned long read_setting(char const *key, Read read) try
   }
   if (!setting->is_reported) {
     std::string const full_key(lock.settings().resolve(query.text));
-    category().warn("%s: '%s' %s (%s)", full_key.c_str(), setting->text.c_str(), fault.c_str(),
-                    place_of(lock.settings(), full_key, *setting).c_str());
+    std::string const place = place_of(lock.settings(), full_key, *setting);
     setting->is_reported = true;
+    category().warn("%s: '%s' %s (%s)", full_key.c_str(), setting->text.c_str(), fault.c_str(),
+                    place.c_str());
   }
   return RESULT_INVALID_TYPE;
 } catch (std::bad_alloc const &) {

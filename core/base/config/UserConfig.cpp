@@ -62,12 +62,13 @@ unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
     if (!place) {
       return RESULT_FAILURE;
     }
-    if (!change.text && !exists(settings, place->full_key)) {
+    bool const is_known = change.text || exists(settings, place->full_key);
+    if (!is_known && !is_written) {
       return RESULT_NOT_FOUND;
     }
     entries.push_back(settings.cache().prepare(place->full_key, make_setting(change, is_written),
                                                changes.size()));
-    file_changes.push_back({place->key, std::optional<std::string>(change.text)});
+    file_changes.push_back({place->key, std::optional<std::string>(change.text), is_known});
     resolved.push_back(std::move(*place));
   }
   if (is_written) {
@@ -82,7 +83,9 @@ unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
   for (ResolvedChange const &change : resolved) {
     settings.cache().add_alias(change.query, change.full_key);
   }
-  SettingLinks::refresh();
+  for (ResolvedChange const &change : resolved) {
+    SettingLinks::refresh(settings, change.full_key.text);
+  }
   return RESULT_SUCCESS;
 }
 
@@ -90,20 +93,24 @@ bool has_zero_byte(std::string const &text) {
   return text.find('\0') != text.npos;
 }
 
-unsigned long reload_settings(bool even_if_unchanged) {
+enum class Reload { ALWAYS, IF_CHANGED };
+
+unsigned long reload_settings(Reload when) {
   SettingsLock const lock;
   if (lock.result() != RESULT_SUCCESS) {
     return lock.result();
   }
   Settings &settings = lock.settings();
-  if (!even_if_unchanged && settings.is_available() && !settings.file().has_changed()) {
+  switch (when == Reload::ALWAYS ? SettingsFile::Change::CHANGED
+                                 : settings.file().look_for_change()) {
+  case SettingsFile::Change::NONE:
     return RESULT_SUCCESS;
+  case SettingsFile::Change::MISSING:
+    return RESULT_NOT_FOUND;
+  case SettingsFile::Change::CHANGED:
+    break;
   }
-  unsigned long const result = settings.reload();
-  if (result == RESULT_SUCCESS) {
-    SettingLinks::refresh();
-  }
-  return result;
+  return settings.reload();
 }
 
 } // namespace
@@ -174,13 +181,13 @@ unsigned long UserConfig::remove_user_configs(std::vector<std::string> const &ke
 }
 
 unsigned long UserConfig::reload() try {
-  return reload_settings(/*even_if_unchanged=*/true);
+  return reload_settings(Reload::ALWAYS);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long UserConfig::reload_if_changed() try {
-  return reload_settings(/*even_if_unchanged=*/false);
+  return reload_settings(Reload::IF_CHANGED);
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

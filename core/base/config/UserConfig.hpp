@@ -30,14 +30,16 @@ enum UnitType : int;
 /// library is loaded. Messages go to the category "Ostrel.Core.Base.UserConfig".
 ///
 /// **A commit loses no change of another process.** It acquires an advisory lock on the directory
-/// of the settings file (of its target, if the file is a symbolic link), loads the file afresh if
-/// its contents are not those that this process has loaded or written last, applies its own change,
-/// and replaces the file. It waits for the lock for at most 2 s, in which other calls of this
-/// process wait as well; then it fails, with a warning. A file that does not parse is never
-/// overwritten: the commit fails, with the line and the reason in a warning. If the file no longer
-/// exists, it is written anew. Without a lock (a file system that has none, a directory that may
-/// not be read) a change that another process commits at the same moment can be lost; this is
-/// logged once at debug. The same holds for a file with hard links in several directories.
+/// of the settings file (of its target, if the file is a symbolic link), loads the file afresh,
+/// applies its own change, and replaces the file. If any step fails, nothing has changed, in the
+/// file and in this process. It waits for the lock for at most 2 s, in which other calls of this
+/// process wait as well, and a fork for about 1 s; then it fails, with a warning. A file that does
+/// not parse or cannot be read is never overwritten: the commit fails, with the line and the reason
+/// in a warning. If the file no longer exists, it is written anew. Where there is no lock (on
+/// Windows, on a file system without such locks, in a directory that may not be read), a change
+/// that another process commits at the same moment can be lost; this is logged once at debug. The
+/// same holds for a file with hard links in several directories, and for programs that write the
+/// file otherwise.
 namespace UserConfig {
 
 /// Reads a setting.
@@ -55,8 +57,8 @@ OSTBASE_API unsigned long get_user_config(char const *key, std::string *value);
 /// "1", "0", "yes" or "no", in upper or lower case (additions).
 ///
 /// @return as above; `RESULT_INVALID_TYPE` for any other text, and for a number that the type
-///         cannot represent, with a warning that names the file and the line, once for each text of
-///         the setting.
+///         cannot represent, with a warning that names the file and the line, once until the
+///         setting is set or read from the file again.
 OSTBASE_API unsigned long get_user_config(char const *key, double *value);
 OSTBASE_API unsigned long get_user_config(char const *key, long *value);
 OSTBASE_API unsigned long get_user_config(char const *key, unsigned long *value);
@@ -82,14 +84,14 @@ OSTBASE_API unsigned long get_user_quantity(char const *key, UnitType type, doub
 /// @param commit  true writes the setting to the settings file, if there is one, and creates
 ///                missing keys.
 /// @return as above; `RESULT_FAILURE` also if the text is refused or the file cannot be locked,
-///         loaded afresh or written. In that case a setting that was read or set before keeps its
-///         text in this process. If only the write failed, any other setting has the new text.
+///         loaded afresh or written.
 OSTBASE_API unsigned long set_user_config(char const *key, char const *text, bool commit);
 
 /// Sets several settings, all or none, in one write of the file (addition).
 ///
 /// @param settings  keys, as above, and texts. Of one key given twice, the last text counts.
-/// @return as `set_user_config`: the first failure, with nothing changed.
+/// @return as `set_user_config`: the first failure, with nothing changed; `RESULT_INVALID_ARGUMENT`
+///         also for a zero byte in a key or text. `RESULT_SUCCESS` for no settings at all.
 OSTBASE_API unsigned long
 set_user_configs(std::vector<std::pair<std::string, std::string>> const &settings, bool commit);
 
@@ -113,9 +115,13 @@ OSTBASE_API unsigned long remove_user_configs(std::vector<std::string> const &ke
 ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long reload();
 
-/// As `reload` if the file that was loaded is now another one (by its place on the disk, its size
-/// and its time of change), or if none was loaded (addition). Costs one look at the file otherwise.
-/// Another file earlier in the search path is not noticed.
+/// As `reload` if the file that was loaded is now another one, by its place on the disk, its size
+/// and its time of last write, or if none was loaded (addition). Otherwise costs one look at the
+/// file; after a commit of this process the file is read once. Not noticed are two changes within
+/// some milliseconds that keep the size, and another file earlier in the search path.
+///
+/// @return as `reload`; `RESULT_NOT_FOUND` also, in silence, if the file that was loaded is
+/// missing.
 OSTBASE_API unsigned long reload_if_changed();
 
 /// Whether there is a settings file, so that `get_user_config` reads from it (addition). Reads it
@@ -128,15 +134,16 @@ OSTBASE_API bool is_available();
 ///
 /// @param explanation  replaced on success; untouched on failure; null is refused.
 /// @return `RESULT_SUCCESS`, also for a setting that does not exist; `RESULT_FAILURE` for a
-///         malformed key and an unknown alias (with a warning); `RESULT_INVALID_ARGUMENT`;
+///         malformed key and an unknown alias (with a warning), and if the settings cannot be read
+///         for a temporary reason; `RESULT_INVALID_ARGUMENT`;
 ///         `RESULT_ACQUISITION_ERROR`; `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long explain_user_config(char const *key, SettingExplanation *explanation);
 
 /// Lists the aliases in use, ordered by name (addition).
 ///
 /// @param aliases  replaced on success; null is refused.
-/// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT`, `RESULT_ACQUISITION_ERROR` or
-///         `RESULT_OUT_OF_MEMORY`.
+/// @return `RESULT_SUCCESS`, `RESULT_INVALID_ARGUMENT`, `RESULT_FAILURE` if the settings cannot be
+///         read for a temporary reason, `RESULT_ACQUISITION_ERROR` or `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long list_aliases(std::vector<SettingAlias> *aliases);
 
 } // namespace UserConfig

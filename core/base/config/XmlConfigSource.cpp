@@ -151,8 +151,7 @@ unsigned long XmlConfigSource::read_record(std::string path,
   unsigned long const result = reading.result;
   if (result == RESULT_SUCCESS) {
     *record = std::make_unique<DocumentRecord>();
-    (*record)->adopt(std::move(reading));
-    (*record)->file_name = std::move(path);
+    **record = {std::move(reading.document), std::move(path), reading.identity};
   }
   return result;
 }
@@ -382,15 +381,15 @@ bool XmlConfigSource::save() const try {
     return false;
   }
   char const *const path = main_document_->file_name.c_str();
-  XmlWriting const writing = write_xml_file(main_document_->document, path);
-  if (!writing.fault.empty()) {
-    category().debug("Refused to save '%s': %s", path, writing.fault.c_str());
+  std::string fault;
+  bool const is_written = write_xml_file(main_document_->document, path, &fault);
+  if (!fault.empty()) {
+    category().debug("Refused to save '%s': %s", path, fault.c_str());
   }
-  if (writing.is_written) {
-    main_document_->digest = writing.digest;
+  if (is_written) {
     main_document_->identity.reset();
   }
-  return writing.is_written;
+  return is_written;
 } catch (std::bad_alloc const &) {
   return false;
 }

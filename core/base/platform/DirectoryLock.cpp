@@ -14,10 +14,19 @@ DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) {
   if (!find_link_target(file, &target)) {
     return;
   }
-  DirectoryLockOutcome const outcome =
-      lock_directory_of(target.c_str(), timeout_ms, &lock_, &is_wanted_);
-  if (outcome != DirectoryLockOutcome::UNAVAILABLE) {
-    state_ = outcome == DirectoryLockOutcome::LOCKED ? State::HELD : State::BUSY;
+  switch (lock_directory_of(target.c_str(), timeout_ms, &lock_, &had_to_wait_)) {
+  case DirectoryLockOutcome::LOCKED:
+    state_ = State::HELD;
+    break;
+  case DirectoryLockOutcome::BUSY:
+    state_ = State::BUSY;
+    break;
+  case DirectoryLockOutcome::UNAVAILABLE:
+    state_ = State::UNAVAILABLE;
+    break;
+  case DirectoryLockOutcome::FAILED:
+    state_ = State::FAILED;
+    break;
   }
 }
 
@@ -27,7 +36,7 @@ DirectoryLock::~DirectoryLock() {
     return;
   }
   unlock_directory(lock_);
-  if (is_wanted_) {
+  if (had_to_wait_) {
     Sleep(PAUSE_MS);
   }
 }

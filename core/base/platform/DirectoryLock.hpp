@@ -7,13 +7,16 @@ namespace Ostrel {
 
 /// Holds an advisory lock on the directory of a file until the end of a block, so that processes
 /// that read, change and replace the file do so one after another. If the file is a symbolic link,
-/// the directory is that of its target. Internal to the library.
+/// the directory is that of its target. If it had to wait, the destructor pauses after the release:
+/// otherwise a process that locks again at once would keep the lock from those that wait. Internal
+/// to the library.
 class DirectoryLock {
 public:
   enum class State {
     HELD,
-    BUSY,       ///< Another process, or another lock of this one, held it until the time-out.
-    UNAVAILABLE ///< There are no locks; the system's last error has the reason.
+    BUSY,        ///< Another process, or another lock of this one, held it until the time-out.
+    UNAVAILABLE, ///< There are no locks; the system's last error has the reason.
+    FAILED       ///< A shortage of the system; likewise.
   };
 
   /// Waits for the lock. Throws std::bad_alloc without memory.
@@ -24,15 +27,10 @@ public:
 
   State state() const noexcept { return state_; }
 
-  /// Lets processes that wait for the lock have it next: the destructor pauses after the release.
-  /// Otherwise a process that locks again at once would keep the lock from them. The destructor
-  /// also does this if the lock had to be waited for.
-  void let_others_pass() noexcept { is_wanted_ = true; }
-
 private:
   State state_ = State::UNAVAILABLE;
   std::intptr_t lock_ = 0; // of the system layer
-  bool is_wanted_ = false; // by other processes
+  bool had_to_wait_ = false;
 };
 
 } // namespace Ostrel

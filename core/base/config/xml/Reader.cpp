@@ -135,49 +135,21 @@ XmlReading read_xml_file(char const *path) {
   }
   FileIdentity identity; // before the contents: a later change then shows
   file.get_identity(&identity);
-  ContentDigest digest;
   std::optional<SystemErrorText> failure;
-  auto const read_bytes = [&file, &digest, &failure](char *buffer, int size) {
+  auto const read_bytes = [&file, &failure](char *buffer, int size) {
     std::size_t count = 0;
     if (!file.read(buffer, static_cast<std::size_t>(size), &count)) {
       failure.emplace();
       return -1;
     }
-    digest.add({buffer, count});
     return static_cast<int>(count);
   };
   XmlReading reading = parse(file.size(), read_bytes);
-  reading.digest = digest;
   reading.identity = identity;
   if (failure) {
     return failed(RESULT_SYSTEM_ERROR, failure->c_str());
   }
   return reading;
-}
-
-unsigned long read_digest(char const *path, ContentDigest *digest) noexcept {
-  constexpr std::size_t BLOCK_SIZE = 16384; // bytes
-  File file;
-  switch (file.open_for_reading(path)) {
-  case RESULT_SUCCESS:
-    break;
-  case RESULT_OUT_OF_MEMORY:
-    return RESULT_OUT_OF_MEMORY;
-  default:
-    return file_was_missing() ? RESULT_NOT_FOUND : RESULT_SYSTEM_ERROR;
-  }
-  if (!file.is_regular()) {
-    return RESULT_UNSUPPORTED_FORMAT;
-  }
-  ContentDigest read;
-  char block[BLOCK_SIZE];
-  for (std::size_t count = BLOCK_SIZE; count > 0; read.add({block, count})) {
-    if (!file.read(block, BLOCK_SIZE, &count)) {
-      return RESULT_SYSTEM_ERROR;
-    }
-  }
-  *digest = read;
-  return RESULT_SUCCESS;
 }
 
 XmlReading read_xml_text(std::string_view text) {

@@ -86,18 +86,21 @@ void set_xml_layout() noexcept {
   xmlKeepBlanksDefault(0);
 }
 
-XmlWriting write_xml_file(XmlDocument const &document, char const *path) {
+bool write_xml_file(XmlDocument const &document, char const *path, std::string *fault) {
   set_xml_layout();
-  XmlWriting writing;
-  FileText const written = make_file_text(document, &writing.fault);
+  FileText const written = make_file_text(document, fault);
   std::string_view const text = written.view();
-  writing.digest.add(text);
-  writing.is_written = written.text != nullptr &&
-                       Platform::replace_file(path, text.data(), text.size()) == RESULT_SUCCESS;
-  if (writing.is_written) {
+  bool const is_written = written.text != nullptr &&
+                          Platform::replace_file(path, text.data(), text.size()) == RESULT_SUCCESS;
+  if (is_written) {
     copy_lines(written.reloaded, document);
   }
-  return writing;
+  return is_written;
+}
+
+XmlDocument copy_xml_document(XmlDocument const &document, std::string *fault) {
+  set_xml_layout();
+  return make_file_text(document, fault).reloaded;
 }
 
 } // namespace Ostrel

@@ -106,21 +106,30 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
 }
 
 // `flock`, since a record lock on a directory is impossible: it needs a descriptor for writing. Its
-// wait cannot be bounded, so the call is repeated.
+// wait cannot be bounded, so the call is repeated. Opens the directory each time: a child that is
+// forked in a pause would share a descriptor, and with it the lock.
 DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_ms,
                                        std::intptr_t *lock, bool *had_to_wait) noexcept {
   NotCancelled const here;
   NativePath const native(file);
-  Descriptor directory = native.is_valid() ? open_directory_of(native.c_str()) : Descriptor();
+  if (!native.is_valid()) {
+    return DirectoryLockOutcome::UNAVAILABLE;
+  }
   std::int64_t const start = monotonic_ns();
   Deadline const end(timeout_ms);
-  while (directory.is_open()) {
-    if (retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
-      *lock = directory.release();
-      return DirectoryLockOutcome::LOCKED;
+  for (;;) {
+    {
+      Descriptor directory = open_directory_of(native.c_str());
+      if (directory.is_open() &&
+          retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
+        *lock = directory.release();
+        return DirectoryLockOutcome::LOCKED;
+      }
     }
     if (errno != EWOULDBLOCK) {
-      break;
+      bool const is_short = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
+      fail_with_errno();
+      return is_short ? DirectoryLockOutcome::FAILED : DirectoryLockOutcome::UNAVAILABLE;
     }
     if (end.is_over()) {
       return DirectoryLockOutcome::BUSY;
@@ -129,11 +138,9 @@ DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_m
     timespec const pause = pause_after(monotonic_ns() - start);
     clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
   }
-  fail_with_errno();
-  return DirectoryLockOutcome::UNAVAILABLE;
 }
 
-// Unlocks explicitly: a child that was forked meanwhile has the descriptor as well.
+// Unlocks explicitly: a child that was forked while the lock was held has the descriptor as well.
 void unlock_directory(std::intptr_t lock) noexcept {
   Descriptor const directory(static_cast<int>(lock));
   flock(directory.get(), LOCK_UN);
