@@ -195,7 +195,7 @@ bool SettingsFile::read_present(Record *record) const {
 unsigned long SettingsFile::apply(std::vector<SettingChange> const &changes) try {
   for (SettingChange const &change : changes) {
     unsigned long const result =
-        change.text ? set(change.key, change.text->c_str()) : remove(change.key);
+        change.is_removal ? remove(change.key) : set(change.key, change.text.c_str());
     bool const is_done = result == RESULT_NOT_FOUND && change.may_be_missing;
     if (result != RESULT_SUCCESS && !is_done) {
       return result;

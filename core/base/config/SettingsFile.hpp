@@ -26,8 +26,9 @@ std::optional<SettingKey> split_setting_key(std::string_view full_key);
 /// A change of one setting. Internal to the library.
 struct SettingChange {
   SettingKey key;
-  std::optional<std::string> text; // none removes the setting
-  bool may_be_missing = false;     // a setting to remove: it need not be in the file
+  std::string text;            // the new one
+  bool is_removal = false;     // instead
+  bool may_be_missing = false; // a setting to remove: it need not be in the file
 };
 
 /// The settings file of the process: its document, and commits that keep the changes of other

@@ -68,7 +68,8 @@ unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
     }
     entries.push_back(settings.cache().prepare(place->full_key, make_setting(change, is_written),
                                                changes.size()));
-    file_changes.push_back({place->key, std::optional<std::string>(change.text), is_known});
+    std::string const text(change.text.value_or(""));
+    file_changes.push_back({place->key, text, /*is_removal=*/!change.text, is_known});
     resolved.push_back(std::move(*place));
   }
   if (is_written) {
