@@ -7,13 +7,13 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <pty.h>
+#include <regex.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,11 +36,15 @@ constexpr char const *SETTINGS = R"(<?xml version="1.0" encoding="UTF-8"?>
 
 // The first group of each match.
 std::set<std::string> matches(std::string const &text, char const *pattern) {
-  std::regex const regex(pattern);
+  regex_t expression = {};
+  EXPECT_EQ(regcomp(&expression, pattern, REG_EXTENDED), 0) << pattern;
   std::set<std::string> found;
-  for (std::sregex_iterator each(text.begin(), text.end(), regex), end; each != end; ++each) {
-    found.insert((*each)[1]);
+  regmatch_t groups[2] = {};
+  for (char const *at = text.c_str(); regexec(&expression, at, 2, groups, 0) == 0;
+       at += groups[0].rm_eo) {
+    found.emplace(at + groups[1].rm_so, at + groups[1].rm_eo);
   }
+  regfree(&expression);
   return found;
 }
 
@@ -328,7 +332,9 @@ TEST_F(OstrelTool, ListsTheUnitsOfTheLibrary) {
 TEST_F(OstrelTool, ManualHasEveryCommandAndOption) {
   std::string const script = run("completion bash").out;
   std::string manual = read_file(SOURCE_TREE "/tools/ostrel/ostrel.1");
-  manual = std::regex_replace(manual, std::regex(R"(\\-)"), "-");
+  for (std::size_t at = manual.find("\\-"); at != manual.npos; at = manual.find("\\-", at)) {
+    manual.erase(at, 1);
+  }
   EXPECT_EQ(matches(manual, R"(\\fBostrel ([a-z ]+)\\fR)"),
             matches(script, R"('([a-z ]+)'\) candidates='--)")); // without the groups
   EXPECT_EQ(matches(manual, "(--[a-z-]+)"), matches(script, "[ '](--[a-z-]+)"));
