@@ -251,6 +251,12 @@ void quantities_are_converted() {
     }
   }
   double value = 0;
+  configuration.set_value("UserConfig/A", "v", "far", false);
+  void const *const key = configuration.find_key("UserConfig/A");
+  EXPECT_EQ(configuration.get_quantity(key, nullptr, "v", UNIT_TYPE_ANGLE, &value),
+            RESULT_INVALID_TYPE);
+  EXPECT_EQ(facade_log.take(),
+            Lines{"WARN  - A/v: 'far' is not an angle (./settings/user-config.xml:2)"});
   EXPECT_EQ(UserConfig::get_user_quantity("UserConfig/A/v", UnitType(3), &value),
             RESULT_INVALID_ARGUMENT);
   Units::set_default_units(UNIT_TYPE_DISTANCE, "m");
@@ -275,6 +281,20 @@ void faults_name_the_line() {
                    "WARN  - UserConfig/Second/v: 'y' is not a number (settings/user-config.xml:5)",
                    "WARN  - UserConfig/First/w: '1.5' is not a whole number "
                    "(settings/user-config.xml)"}));
+}
+
+void settings_work_without_a_file() {
+  std::filesystem::remove(FILE_NAME);
+  EXPECT_FALSE(UserConfig::is_available());
+  double number = 7;
+  EXPECT_EQ(UserConfig::get_user_config("UserConfig/A/v", &number), RESULT_SUCCESS);
+  EXPECT_EQ(number, 7);
+  EXPECT_EQ(UserConfig::remove_user_config("UserConfig/A/v", true), RESULT_NOT_FOUND);
+  EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/v", "mine", true), RESULT_SUCCESS);
+  EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_NOT_FOUND);
+  write_file(FILE_NAME, SETTINGS);
+  EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_SUCCESS);
+  EXPECT_EQ(get("UserConfig/A/v") + get("UserConfig/A/w"), "minex") << "no file has the first";
 }
 
 void settings_follow_changes() {
@@ -383,6 +403,7 @@ constexpr Scenario SCENARIOS[] = {
     {"typed reads are strict", typed_reads_are_strict},
     {"quantities are converted", quantities_are_converted},
     {"faults name the line", faults_name_the_line},
+    {"settings work without a file", settings_work_without_a_file},
     {"settings follow changes", settings_follow_changes},
     {"explanations show every place", explanations_show_every_place},
     {"aliases are listed", aliases_are_listed},

@@ -181,9 +181,12 @@ unsigned long Configuration::get_quantity(void const *key, char const *sub_path,
   if (fault.empty()) {
     return RESULT_SUCCESS;
   }
-  category().warn("%s/%s: '%s' %s (%s)", sub_path == nullptr ? "" : sub_path,
-                  name == nullptr ? "" : name, text.c_str(), fault.c_str(),
-                  place_of(*source_, find_key(key, sub_path)).c_str());
+  std::string key_name(sub_path == nullptr ? "" : sub_path);
+  if (key_name.empty() && key != nullptr) {
+    source_->get_key_name(key, &key_name);
+  }
+  category().warn("%s/%s: '%s' %s (%s)", key_name.c_str(), name == nullptr ? "" : name,
+                  text.c_str(), fault.c_str(), place_of(*source_, find_key(key, sub_path)).c_str());
   return RESULT_INVALID_TYPE;
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Why a setting has its value: what each place of the search holds.
+#include "core/base/config/RootFiles.hpp"
 #include "core/base/config/Settings.hpp"
 #include "core/base/config/UserConfig.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -13,8 +14,6 @@
 namespace Ostrel {
 
 namespace {
-
-constexpr char FILE_NAME[] = "user-config.xml";
 
 SettingPlace::Origin origin_of(SearchPathElement const &element) {
   switch (element.origin) {
@@ -46,7 +45,8 @@ std::vector<SettingPlace> find_places() {
   places.push_back(std::move(last));
   for (SettingPlace &place : places) {
     std::string const directory = place.directory.empty() ? "." : place.directory;
-    place.file = native_form_of(directory + Platform::get_path_delimiter() + FILE_NAME);
+    place.file = native_form_of(directory + Platform::get_path_delimiter() +
+                                file_name_of(IConfigSource::CONFIG_ROOT_USER_CONFIG));
   }
   return places;
 }
@@ -98,19 +98,8 @@ void look_into(SettingKey const &key, std::string const &loaded,
   }
 }
 
-} // namespace
-
-unsigned long UserConfig::explain_user_config(char const *key,
-                                              SettingExplanation *explanation) try {
-  if (explanation == nullptr) {
-    return RESULT_INVALID_ARGUMENT;
-  }
-  SettingCache::Query const query(key == nullptr ? "" : key);
-  SettingsLock const lock;
-  if (lock.result() != RESULT_SUCCESS) {
-    return lock.result();
-  }
-  Settings &settings = lock.settings();
+unsigned long explain(Settings &settings, SettingCache::Query const &query,
+                      SettingExplanation *explanation) {
   SettingExplanation result;
   result.key = settings.resolve(query.text);
   std::optional<SettingKey> const parts = split_setting_key(result.key);
@@ -120,7 +109,7 @@ unsigned long UserConfig::explain_user_config(char const *key,
   if (query.text.front() == '$' && query.text.size() > 1) {
     result.aliases = settings.declarations(query.text.substr(1));
   }
-  SettingsFile &file = settings.file();
+  SettingsFile const &file = settings.file();
   result.places = find_places();
   look_into(*parts, file.is_loaded() ? file.path() : "", &result.places);
   CachedSetting *setting = nullptr;
@@ -137,6 +126,17 @@ unsigned long UserConfig::explain_user_config(char const *key,
   }
   *explanation = std::move(result);
   return RESULT_SUCCESS;
+}
+
+} // namespace
+
+unsigned long UserConfig::explain_user_config(char const *key,
+                                              SettingExplanation *explanation) try {
+  if (explanation == nullptr) {
+    return RESULT_INVALID_ARGUMENT;
+  }
+  SettingCache::Query const query(key == nullptr ? "" : key);
+  return with_settings([&](Settings &settings) { return explain(settings, query, explanation); });
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

@@ -7,6 +7,8 @@
 #include "core/base/logging/ClassCategory.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
 #include "core/base/platform/process/NeverDestroyed.hpp"
+#include "core/base/platform/process/ProcessMutex.hpp"
+#include "core/base/platform/process/Rundown.hpp"
 
 #include <optional>
 #include <utility>
@@ -206,13 +208,15 @@ SettingAlias Settings::describe(std::string const &name, Alias const &alias) con
   return result;
 }
 
-SettingsLock::SettingsLock() {
-  result_ =
-      inside_ && lock_ ? settings().set_up() : static_cast<unsigned long>(RESULT_ACQUISITION_ERROR);
-}
-
-Settings &SettingsLock::settings() const noexcept {
-  return *settings_of_process();
+unsigned long with_settings(SettingsAction action, void const *use) {
+  RundownGuard const inside(Rundown::SETTINGS); // first: left after the mutex is released
+  ProcessLock const lock(ProcessMutex::USER_CONFIGURATION);
+  if (!inside || !lock) {
+    return RESULT_ACQUISITION_ERROR;
+  }
+  Settings &settings = *settings_of_process();
+  unsigned long const result = settings.set_up();
+  return result == RESULT_SUCCESS ? action(use, settings) : result;
 }
 
 } // namespace Ostrel

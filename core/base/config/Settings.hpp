@@ -4,9 +4,6 @@
 #include "core/base/config/SettingCache.hpp"
 #include "core/base/config/SettingExplanation.hpp"
 #include "core/base/config/SettingsFile.hpp"
-#include "core/base/foundation/ThreadSafety.hpp"
-#include "core/base/platform/process/ProcessMutex.hpp"
-#include "core/base/platform/process/Rundown.hpp"
 
 #include <functional>
 #include <map>
@@ -76,25 +73,20 @@ private:
   SettingCache cache_;
 };
 
-/// Acquires the mutex of the settings and sets them up. Fails after their end, at unload. Internal
-/// to the library.
-class OSTBASE_SCOPED_CAPABILITY SettingsLock {
-public:
-  SettingsLock() OSTBASE_ACQUIRE(ProcessMutex::of(ProcessMutex::USER_CONFIGURATION));
-  ~SettingsLock() OSTBASE_RELEASE() = default;
-  SettingsLock(SettingsLock const &) = delete;
-  SettingsLock &operator=(SettingsLock const &) = delete;
+using SettingsAction = unsigned long (*)(void const *use, Settings &settings);
 
-  /// `RESULT_SUCCESS` if the settings can be used.
-  unsigned long result() const noexcept { return result_; }
+unsigned long with_settings(SettingsAction action, void const *use);
 
-  /// Only after a success.
-  Settings &settings() const noexcept;
-
-private:
-  RundownGuard inside_{Rundown::SETTINGS}; // first: released after the mutex
-  ProcessLock lock_{ProcessMutex::USER_CONFIGURATION};
-  unsigned long result_;
-};
+/// Calls `use(settings)` with the settings set up, while their mutex is held. Internal to the
+/// library.
+///
+/// @return the result of `use`; else, without the call, `RESULT_ACQUISITION_ERROR` (also after the
+///         end of the settings, at unload), or the failure of `Settings::set_up`.
+template <class Use> unsigned long with_settings(Use const &use) {
+  auto const action = [](void const *erased, Settings &settings) -> unsigned long {
+    return (*static_cast<Use const *>(erased))(settings);
+  };
+  return with_settings(action, &use);
+}
 
 } // namespace Ostrel

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/SettingsFile.hpp"
 
-#include "core/base/config/DocumentRecord.hpp"
+#include "core/base/config/RootFiles.hpp"
+#include "core/base/config/xml/DocumentRecord.hpp"
 #include "core/base/config/xml/Reader.hpp"
 #include "core/base/config/xml/Writer.hpp"
 #include "core/base/foundation/ResultCode.hpp"
@@ -91,7 +92,7 @@ SettingsFile::Change SettingsFile::look_for_change() const {
   if (!is_loaded_) {
     return is_anywhere() ? Change::CHANGED : Change::MISSING;
   }
-  Record const &record = *source_.main_document_;
+  DocumentRecord const &record = *source_.main_document_;
   File file;
   FileIdentity identity;
   if (file.open_for_reading(record.file_name.c_str()) != RESULT_SUCCESS) {
@@ -104,11 +105,11 @@ SettingsFile::Change SettingsFile::look_for_change() const {
 
 // Whether a load would find a file; unlike the search of a load it logs nothing.
 bool SettingsFile::is_anywhere() const {
-  constexpr char FILE_NAME[] = "user-config.xml";
+  char const *const file_name = file_name_of(IConfigSource::CONFIG_ROOT_USER_CONFIG);
   std::string path, found;
   return Platform::get_system_property(Platform::CONFIG_PATH, &path) != RESULT_SUCCESS ||
-         Platform::find_file(path, FILE_NAME, &found) == RESULT_SUCCESS ||
-         Platform::file_exists(FILE_NAME) == RESULT_SUCCESS;
+         Platform::find_file(path, file_name, &found) == RESULT_SUCCESS ||
+         Platform::file_exists(file_name) == RESULT_SUCCESS;
 }
 
 bool SettingsFile::load_from(std::string path, std::string *fault) {
@@ -116,7 +117,7 @@ bool SettingsFile::load_from(std::string path, std::string *fault) {
   XmlReading reading = read_xml_file(path.c_str());
   is_loaded_ = reading.document.root() != nullptr;
   if (is_loaded_) {
-    auto record = std::make_unique<Record>();
+    auto record = std::make_unique<DocumentRecord>();
     *record = {std::move(reading.document), std::move(path), reading.identity};
     source_.adopt(std::move(record));
   }
@@ -124,8 +125,8 @@ bool SettingsFile::load_from(std::string path, std::string *fault) {
   return is_loaded_;
 }
 
-void SettingsFile::exchange(std::unique_ptr<Record> *record) {
-  std::unique_ptr<Record> before = std::move(source_.main_document_);
+void SettingsFile::exchange(std::unique_ptr<DocumentRecord> *record) {
+  std::unique_ptr<DocumentRecord> before = std::move(source_.main_document_);
   source_.adopt(std::move(*record));
   *record = std::move(before);
 }
@@ -151,7 +152,7 @@ unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
   case DirectoryLock::State::HELD:
     break;
   }
-  auto record = std::make_unique<Record>();
+  auto record = std::make_unique<DocumentRecord>();
   {
     ProcessLock const source_lock(ProcessMutex::SOURCE);
     if (!read_present(record.get())) {
@@ -171,8 +172,8 @@ unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
 // Reads the present contents of the file, whatever its times tell: two changes within the
 // resolution of the file system's clock have the same. A file that does not exist is written anew,
 // with the contents of this document; so is a pipe or a device, which may be readable only once.
-bool SettingsFile::read_present(Record *record) const {
-  Record const &loaded = *source_.main_document_;
+bool SettingsFile::read_present(DocumentRecord *record) const {
+  DocumentRecord const &loaded = *source_.main_document_;
   char const *const path = loaded.file_name.c_str();
   File file;
   bool const is_open = file.open_for_reading(path) == RESULT_SUCCESS;

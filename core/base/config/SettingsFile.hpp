@@ -76,12 +76,10 @@ public:
   bool load_from(std::string path, std::string *fault);
 
 private:
-  using Record = XmlConfigSource::DocumentRecord;
-
   bool is_anywhere() const;
   // These two need the mutex of the sources held.
-  bool read_present(Record *record) const;
-  void exchange(std::unique_ptr<Record> *record);
+  bool read_present(DocumentRecord *record) const;
+  void exchange(std::unique_ptr<DocumentRecord> *record);
   unsigned long apply(std::vector<SettingChange> const &changes);
   unsigned long set(SettingKey const &key, char const *text);
   unsigned long remove(SettingKey const &key) const;

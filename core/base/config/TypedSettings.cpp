@@ -24,30 +24,33 @@ std::string place_of(Settings &settings, std::string_view full_key, CachedSettin
   return text_of_place(settings.file().path(), key ? settings.line_of(*key, setting.text) : 0);
 }
 
+void report(Settings &settings, std::string_view key, std::string const &fault,
+            CachedSetting *setting) {
+  std::string const full_key(settings.resolve(key));
+  std::string const place = place_of(settings, full_key, *setting);
+  setting->is_reported = true;
+  category().warn("%s: '%s' %s (%s)", full_key.c_str(), setting->text.c_str(), fault.c_str(),
+                  place.c_str());
+}
+
 // Reads a setting by `read`, which returns what is wrong with its text, or the empty text.
 template <class Read> unsigned long read_setting(char const *key, Read read) try {
   SettingCache::Query const query(key == nullptr ? "" : key);
-  SettingsLock const lock;
-  if (lock.result() != RESULT_SUCCESS) {
-    return lock.result();
-  }
-  CachedSetting *setting = nullptr;
-  unsigned long const result = lock.settings().find(query, &setting);
-  if (setting == nullptr) {
-    return result;
-  }
-  std::string const fault = read(setting->text);
-  if (fault.empty()) {
-    return RESULT_SUCCESS;
-  }
-  if (!setting->is_reported) {
-    std::string const full_key(lock.settings().resolve(query.text));
-    std::string const place = place_of(lock.settings(), full_key, *setting);
-    setting->is_reported = true;
-    category().warn("%s: '%s' %s (%s)", full_key.c_str(), setting->text.c_str(), fault.c_str(),
-                    place.c_str());
-  }
-  return RESULT_INVALID_TYPE;
+  return with_settings([&](Settings &settings) -> unsigned long {
+    CachedSetting *setting = nullptr;
+    unsigned long const result = settings.find(query, &setting);
+    if (setting == nullptr) {
+      return result;
+    }
+    std::string const fault = read(setting->text);
+    if (fault.empty()) {
+      return RESULT_SUCCESS;
+    }
+    if (!setting->is_reported) {
+      report(settings, query.text, fault, setting);
+    }
+    return RESULT_INVALID_TYPE;
+  });
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

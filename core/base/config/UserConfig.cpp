@@ -47,12 +47,7 @@ bool exists(Settings &settings, SettingCache::Query const &full_key) {
 }
 
 // Makes all changes or none. Throws std::bad_alloc with nothing changed.
-unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
-  SettingsLock const lock;
-  if (lock.result() != RESULT_SUCCESS) {
-    return lock.result();
-  }
-  Settings &settings = lock.settings();
+unsigned long change_settings(Settings &settings, std::vector<Change> const &changes, bool commit) {
   bool const is_written = commit && settings.is_available();
   std::vector<ResolvedChange> resolved;
   std::vector<SettingCache::NewEntry> entries; // before the commit: it can fail
@@ -90,18 +85,18 @@ unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
   return RESULT_SUCCESS;
 }
 
+unsigned long change_settings(std::vector<Change> const &changes, bool commit) {
+  return with_settings(
+      [&](Settings &settings) { return change_settings(settings, changes, commit); });
+}
+
 bool has_zero_byte(std::string const &text) {
   return text.find('\0') != text.npos;
 }
 
 enum class Reload { ALWAYS, IF_CHANGED };
 
-unsigned long reload_settings(Reload when) {
-  SettingsLock const lock;
-  if (lock.result() != RESULT_SUCCESS) {
-    return lock.result();
-  }
-  Settings &settings = lock.settings();
+unsigned long reload_settings(Settings &settings, Reload when) {
   switch (when == Reload::ALWAYS ? SettingsFile::Change::CHANGED
                                  : settings.file().look_for_change()) {
   case SettingsFile::Change::NONE:
@@ -121,16 +116,14 @@ unsigned long UserConfig::get_user_config(char const *key, std::string *value) t
     return RESULT_INVALID_ARGUMENT;
   }
   SettingCache::Query const query(key == nullptr ? "" : key);
-  SettingsLock const lock;
-  if (lock.result() != RESULT_SUCCESS) {
-    return lock.result();
-  }
-  CachedSetting *setting = nullptr;
-  unsigned long const result = lock.settings().find(query, &setting);
-  if (setting != nullptr) {
-    *value = setting->text;
-  }
-  return result;
+  return with_settings([&](Settings &settings) {
+    CachedSetting *setting = nullptr;
+    unsigned long const result = settings.find(query, &setting);
+    if (setting != nullptr) {
+      *value = setting->text;
+    }
+    return result;
+  });
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
@@ -182,20 +175,26 @@ unsigned long UserConfig::remove_user_configs(std::vector<std::string> const &ke
 }
 
 unsigned long UserConfig::reload() try {
-  return reload_settings(Reload::ALWAYS);
+  return with_settings(
+      [](Settings &settings) { return reload_settings(settings, Reload::ALWAYS); });
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
 
 unsigned long UserConfig::reload_if_changed() try {
-  return reload_settings(Reload::IF_CHANGED);
+  return with_settings(
+      [](Settings &settings) { return reload_settings(settings, Reload::IF_CHANGED); });
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }
 
 bool UserConfig::is_available() try {
-  SettingsLock const lock;
-  return lock.result() == RESULT_SUCCESS && lock.settings().is_available();
+  bool is_loaded = false;
+  with_settings([&is_loaded](Settings &settings) {
+    is_loaded = settings.is_available();
+    return RESULT_SUCCESS;
+  });
+  return is_loaded;
 } catch (std::bad_alloc const &) {
   return false;
 }
@@ -204,11 +203,10 @@ unsigned long UserConfig::list_aliases(std::vector<SettingAlias> *aliases) try {
   if (aliases == nullptr) {
     return RESULT_INVALID_ARGUMENT;
   }
-  SettingsLock const lock;
-  if (lock.result() == RESULT_SUCCESS) {
-    *aliases = lock.settings().declarations("");
-  }
-  return lock.result();
+  return with_settings([aliases](Settings &settings) {
+    *aliases = settings.declarations("");
+    return RESULT_SUCCESS;
+  });
 } catch (std::bad_alloc const &) {
   return RESULT_OUT_OF_MEMORY;
 }

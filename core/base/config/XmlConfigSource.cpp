@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/config/XmlConfigSource.hpp"
 
-#include "core/base/config/DocumentRecord.hpp"
+#include "core/base/config/RootFiles.hpp"
 #include "core/base/config/SourceLookUp.hpp"
+#include "core/base/config/xml/DocumentRecord.hpp"
 #include "core/base/config/xml/Reader.hpp"
 #include "core/base/config/xml/Writer.hpp"
 #include "core/base/config/xml/XmlDocument.hpp"
@@ -40,30 +41,6 @@ public:
     }
   }
 };
-
-struct RootFile {
-  IConfigSource::ConfigRoot root;
-  char const *file_name;
-  char const *element_name;
-};
-
-constexpr RootFile ROOT_FILES[] = {
-    {IConfigSource::CONFIG_ROOT_APPLICATIONS, "application-config.xml", "Applications"},
-    {IConfigSource::CONFIG_ROOT_BEHAVIORS, "behavior-config.xml", "Behaviors"},
-    {IConfigSource::CONFIG_ROOT_PERSONALITIES, "personality-config.xml", "Personalities"},
-    {IConfigSource::CONFIG_ROOT_RESOURCES, "resource-config.xml", "Resources"},
-    {IConfigSource::CONFIG_ROOT_SEMANTICS, "semantic-config.xml", "Semantics"},
-    {IConfigSource::CONFIG_ROOT_USER_CONFIG, "user-config.xml", "UserConfig"},
-};
-
-IConfigSource::ConfigRoot root_of(char const *top_key) {
-  for (RootFile const &file : ROOT_FILES) {
-    if (std::strcmp(top_key, file.element_name) == 0) {
-      return file.root;
-    }
-  }
-  return IConfigSource::CONFIG_ROOT_OTHER;
-}
 
 // A temporary error ends the search: the next directory may hold another configuration.
 unsigned long try_candidate(std::string const &path, std::string *found) {
@@ -168,12 +145,9 @@ unsigned long XmlConfigSource::init_source(ConfigRoot root, void const *path) {
       return result;
     }
   }
-  for (RootFile const &file : ROOT_FILES) {
-    if (file.root == root) {
-      return init_source(static_cast<void const *>(file.file_name));
-    }
-  }
-  return RESULT_INVALID_ARGUMENT;
+  char const *const file_name = file_name_of(root);
+  return file_name == nullptr ? static_cast<unsigned long>(RESULT_INVALID_ARGUMENT)
+                              : init_source(static_cast<void const *>(file_name));
 }
 
 void const *XmlConfigSource::open_repository(char const *name) try {

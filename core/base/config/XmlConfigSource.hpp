@@ -11,6 +11,7 @@
 
 namespace Ostrel {
 
+struct DocumentRecord;
 struct KeyIndex;
 
 /// A configuration stored in an XML file, which is found along a search path, edited in memory and
@@ -167,8 +168,6 @@ protected:
 private:
   friend class SettingsFile;
   friend class SourceLookUp;
-
-  struct DocumentRecord;
 
   // These need the source mutex held.
   static unsigned long read_record(std::string path, std::unique_ptr<DocumentRecord> *record);

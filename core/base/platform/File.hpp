@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "core/base/foundation/FileIdentity.hpp"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -42,18 +44,6 @@ std::uint32_t transfer_size(std::size_t size) noexcept;
 /// library.
 /// @return the number of bytes written; fewer than `size` on an error.
 std::size_t write_whole(void *handle, void const *data, std::size_t size) noexcept;
-
-/// What distinguishes a file from one that has taken its place, and from itself after a change. Two
-/// changes within the resolution of the file system's clock (some milliseconds) that keep the size
-/// are not distinguished. Internal to the library.
-struct FileIdentity {
-  std::uint64_t volume = 0, index = 0, size = 0, change_time = 0;
-
-  bool operator==(FileIdentity const &other) const noexcept {
-    return volume == other.volume && index == other.index && size == other.size &&
-           change_time == other.change_time;
-  }
-};
 
 /// As `Platform::native_path`, but throws std::bad_alloc without memory. Internal to the library.
 std::string native_form_of(std::string path);

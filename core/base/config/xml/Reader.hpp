@@ -2,8 +2,8 @@
 #pragma once
 
 #include "core/base/config/xml/XmlDocument.hpp"
+#include "core/base/foundation/FileIdentity.hpp"
 #include "core/base/foundation/ResultCode.hpp"
-#include "core/base/platform/File.hpp"
 
 #include <string>
 #include <string_view>

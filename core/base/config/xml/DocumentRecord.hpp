@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/config/XmlConfigSource.hpp"
-#include "core/base/config/xml/Reader.hpp"
+#include "core/base/config/xml/XmlDocument.hpp"
+#include "core/base/foundation/FileIdentity.hpp"
 
 #include <optional>
 #include <string>
@@ -10,7 +10,7 @@
 namespace Ostrel {
 
 /// One document of a source. Internal to the library.
-struct XmlConfigSource::DocumentRecord {
+struct DocumentRecord {
   XmlDocument document;
   std::string file_name;                // for loads and saves
   std::optional<FileIdentity> identity; // of the file that was loaded; none after a save
