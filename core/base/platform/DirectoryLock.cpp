@@ -3,7 +3,6 @@
 
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/winapi/system.hpp"
-#include "core/base/platform/winapi/winapi.hpp"
 
 #include <string>
 
@@ -31,13 +30,8 @@ DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) {
 }
 
 DirectoryLock::~DirectoryLock() {
-  constexpr DWORD PAUSE_MS = 1; // not shorter than that of a waiting process
-  if (state_ != State::HELD) {
-    return;
-  }
-  unlock_directory(lock_);
-  if (had_to_wait_) {
-    Sleep(PAUSE_MS);
+  if (state_ == State::HELD) {
+    unlock_directory(lock_, had_to_wait_);
   }
 }
 

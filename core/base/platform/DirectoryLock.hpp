@@ -7,9 +7,8 @@ namespace Ostrel {
 
 /// Holds an advisory lock on the directory of a file until the end of a block, so that processes
 /// that read, change and replace the file do so one after another. If the file is a symbolic link,
-/// the directory is that of its target. If it had to wait, the destructor pauses after the release:
-/// otherwise a process that locks again at once would keep the lock from those that wait. Internal
-/// to the library.
+/// the directory is that of its target. After a wait the destructor pauses, so that other processes
+/// get the lock. Internal to the library.
 class DirectoryLock {
 public:
   enum class State {

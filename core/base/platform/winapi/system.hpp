@@ -58,7 +58,10 @@ enum class DirectoryLockOutcome { LOCKED, BUSY, UNAVAILABLE, FAILED };
 DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_ms,
                                        std::intptr_t *lock, bool *had_to_wait) noexcept;
 
-void unlock_directory(std::intptr_t lock) noexcept;
+/// @param had_to_wait  as above: then pauses after the release. Otherwise a process that locks
+/// again
+///                     at once would keep the lock from those that wait.
+void unlock_directory(std::intptr_t lock, bool had_to_wait) noexcept;
 
 /// Restores the last error, and its text, at the end of a block.
 class LastErrorGuard {

@@ -22,6 +22,8 @@ namespace {
 
 constexpr int MOST_LINKS = 40; // as many as the kernel follows
 
+constexpr std::int64_t LONGEST_PAUSE_NS = 1000000, SHORTEST_PAUSE_NS = 100000;
+
 // Replaces the path of a link by the path to which it points, which may be relative to the link's
 // directory. `target` has PATH_MAX characters. False, with `errno`, if it is no link.
 bool follow_one_link(char *target) {
@@ -50,9 +52,8 @@ bool is_expressible(char const *path) {
 // The pause between two attempts to get a lock. The longer a process has waited, the more often it
 // tries, so that in most cases the one that came first gets the lock.
 timespec pause_after(std::int64_t waited_ns) {
-  constexpr std::int64_t LONGEST_NS = 1000000, SHORTEST_NS = 100000;
   constexpr std::int64_t DECREASE = 500; // ns of waiting for each ns less
-  return {0, std::max(SHORTEST_NS, LONGEST_NS - waited_ns / DECREASE)};
+  return {0, std::max(SHORTEST_PAUSE_NS, LONGEST_PAUSE_NS - waited_ns / DECREASE)};
 }
 
 } // namespace
@@ -141,9 +142,16 @@ DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_m
 }
 
 // Unlocks explicitly: a child that was forked while the lock was held has the descriptor as well.
-void unlock_directory(std::intptr_t lock) noexcept {
-  Descriptor const directory(static_cast<int>(lock));
-  flock(directory.get(), LOCK_UN);
+void unlock_directory(std::intptr_t lock, bool had_to_wait) noexcept {
+  NotCancelled const here;
+  {
+    Descriptor const directory(static_cast<int>(lock));
+    flock(directory.get(), LOCK_UN);
+  }
+  if (had_to_wait) {
+    timespec const pause = {0, LONGEST_PAUSE_NS};
+    clock_nanosleep(CLOCK_MONOTONIC, 0, &pause, nullptr);
+  }
 }
 
 void ThreadInWait::begin() noexcept {}

@@ -43,7 +43,7 @@ DirectoryLockOutcome lock_directory_of(char const * /*file*/, std::uint32_t /*ti
   return DirectoryLockOutcome::UNAVAILABLE;
 }
 
-void unlock_directory(std::intptr_t /*lock*/) noexcept {}
+void unlock_directory(std::intptr_t /*lock*/, bool /*had_to_wait*/) noexcept {}
 
 LastErrorGuard::LastErrorGuard() noexcept : number_(GetLastError()), reason_(0) {}
 
