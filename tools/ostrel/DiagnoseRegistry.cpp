@@ -37,7 +37,10 @@ struct Value {
 
 std::vector<Line> read_lines(std::string const &path) {
   std::vector<Line> lines;
-  std::ifstream file(path);
+  std::ifstream file;
+  if (status_of(path).is_regular) {
+    file.open(path);
+  }
   std::string text;
   for (long number = 1; std::getline(file, text); ++number) {
     std::string const plain(trimmed(text));

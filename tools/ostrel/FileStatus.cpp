@@ -21,7 +21,9 @@ std::string expanded(std::string path) {
   if (starts_with(path, "~") && Platform::get_environment_variable("HOME", &value)) {
     path.replace(0, 1, value);
   }
-  for (std::size_t start = path.find('$'); start != path.npos; start = path.find('$', start + 1)) {
+  std::size_t next = 0; // behind each value, which may contain the character again
+  for (std::size_t start = path.find('$'); start != path.npos; start = path.find('$', next)) {
+    next = start + 1;
     bool const has_braces = path.compare(start + 1, 1, "{") == 0;
     std::size_t const name = start + (has_braces ? 2 : 1);
     std::size_t const end =
@@ -30,6 +32,7 @@ std::string expanded(std::string path) {
                  path.size());
     if (Platform::get_environment_variable(path.substr(name, end - name).c_str(), &value)) {
       path.replace(start, end - start + (has_braces ? 1 : 0), value);
+      next = start + value.size();
     }
   }
   return path;
@@ -37,12 +40,15 @@ std::string expanded(std::string path) {
 
 // The text with %NAME% replaced, as the shell of Windows does.
 std::string with_percents_expanded(std::string path) {
-  for (std::size_t start = path.find('%'); start != path.npos; start = path.find('%', start + 1)) {
+  std::size_t next = 0; // as above
+  for (std::size_t start = path.find('%'); start != path.npos; start = path.find('%', next)) {
+    next = start + 1;
     std::size_t const end = path.find('%', start + 1);
     std::string value;
     if (end != path.npos && Platform::get_environment_variable(
                                 path.substr(start + 1, end - start - 1).c_str(), &value)) {
       path.replace(start, end - start + 1, value);
+      next = start + value.size();
     }
   }
   return path;
@@ -62,6 +68,7 @@ FileStatus status_of(std::string const &path) {
   }
   status.exists = true;
   status.is_directory = S_ISDIR(file.st_mode);
+  status.is_regular = S_ISREG(file.st_mode);
   int const reads = status.is_directory ? X_OK : R_OK;
   mode_t const read_bits =
       status.is_directory ? S_IXUSR | S_IXGRP | S_IXOTH : S_IRUSR | S_IRGRP | S_IROTH;

@@ -15,6 +15,7 @@ namespace Ostrel::Tool {
 struct FileStatus {
   bool exists = false;
   bool is_directory = false;
+  bool is_regular = false;  ///< Else a read may wait without end.
   bool is_readable = false; ///< For a directory: can be searched.
   bool is_writable = false;
   bool is_world_writable = false;

@@ -7,6 +7,7 @@
 #include "core/base/logging/LoggingEvent.hpp"
 #include "core/base/logging/LoggingOutputImpl.hpp"
 #include "core/base/logging/LoggingPriority.hpp"
+#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/TagLines.hpp"
 #include "tools/ostrel/Text.hpp"
 #include "tools/ostrel/XmlFaults.hpp"
@@ -43,6 +44,11 @@ std::string text_of(xmlDoc *document, xmlNode const *nodes) {
 }
 
 bool read_text(std::string const &path, std::string *text, std::string *reason) {
+  FileStatus const status = status_of(path);
+  if (status.exists && !status.is_regular) {
+    *reason = "it is not a regular file";
+    return false;
+  }
   std::unique_ptr<std::FILE, CloseFile> const file(std::fopen(path.c_str(), "rb"));
   char part[1 << 16];
   std::size_t count = file == nullptr ? 0 : std::fread(part, 1, sizeof part, file.get());
