@@ -226,8 +226,7 @@ OSTBASE_API unsigned long ovra_user_config__get_value(char const *key, char *buf
 ///
 /// @param value  untouched if there is no settings file; null is refused.
 /// @return as above; `RESULT_INVALID_TYPE`, with a warning that names the file and the line, for
-/// any
-///         other text and for a number that the type cannot represent;
+///         any other text and for a number that the type cannot represent;
 ///         `RESULT_INVALID_ARGUMENT` for a null value.
 OSTBASE_API unsigned long ovra_user_config__get_double(char const *key,
                                                        double *value) OSTBASE_NOEXCEPT;
@@ -251,8 +250,7 @@ OSTBASE_API bool ovra_user_config__is_available(void) OSTBASE_NOEXCEPT;
 /// everything does.
 ///
 /// @return `RESULT_SUCCESS`; `RESULT_NOT_FOUND` if there is no settings file; `RESULT_FAILURE` if
-/// it
-///         does not parse or cannot be read; `RESULT_ACQUISITION_ERROR`;
+///         it does not parse or cannot be read; `RESULT_ACQUISITION_ERROR`;
 ///         `RESULT_OUT_OF_MEMORY`.
 OSTBASE_API unsigned long ovra_user_config__reload(void) OSTBASE_NOEXCEPT;
 

@@ -66,7 +66,6 @@ unsigned long SettingsFile::load() {
   if (result == RESULT_SUCCESS) {
     result = configuration_.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
   }
-  is_loaded_ = result == RESULT_SUCCESS;
   return result;
 }
 
@@ -89,7 +88,7 @@ long SettingsFile::line_of(void const *key) const {
 }
 
 SettingsFile::Change SettingsFile::look_for_change() const {
-  if (!is_loaded_) {
+  if (!is_loaded()) {
     return is_anywhere() ? Change::CHANGED : Change::MISSING;
   }
   DocumentRecord const &record = *source_.main_document_;
@@ -115,14 +114,13 @@ bool SettingsFile::is_anywhere() const {
 bool SettingsFile::load_from(std::string path, std::string *fault) {
   ProcessLock const lock(ProcessMutex::SOURCE); // also while the XML library frees the document
   XmlReading reading = read_xml_file(path.c_str());
-  is_loaded_ = reading.document.root() != nullptr;
-  if (is_loaded_) {
+  if (reading.document.root() != nullptr) {
     auto record = std::make_unique<DocumentRecord>();
     *record = {std::move(reading.document), std::move(path), reading.identity};
     source_.adopt(std::move(record));
   }
   *fault = std::move(reading.fault);
-  return is_loaded_;
+  return is_loaded();
 }
 
 void SettingsFile::exchange(std::unique_ptr<DocumentRecord> *record) {

@@ -43,7 +43,7 @@ public:
   unsigned long load();
 
   /// Whether a document is loaded. The operations below need one.
-  bool is_loaded() const noexcept { return is_loaded_; }
+  bool is_loaded() const noexcept { return source_.main_document_ != nullptr; }
 
   /// The path under which it was found, as the system takes it.
   std::string path() const;
@@ -86,7 +86,6 @@ private:
 
   XmlConfigSource source_;
   Configuration configuration_{source_};
-  bool is_loaded_ = false;
 };
 
 } // namespace Ostrel

@@ -109,13 +109,12 @@ std::string read_quantity(std::string_view text, UnitType type, double *value) {
   if (error != std::errc()) {
     return OUT_OF_RANGE;
   }
-  bool const has_unit = !unit.empty();
-  unit.remove_prefix(std::min(unit.find_first_not_of(" \t"), unit.size()));
-  std::string const name(unit);
-  if (!has_unit) {
+  if (unit.empty()) {
     *value = number;
     return "";
   }
+  unit.remove_prefix(std::min(unit.find_first_not_of(" \t"), unit.size()));
+  std::string const name(unit);
   if (!Units::are_valid_units(type, name)) {
     for (Kind const &kind : KINDS) {
       if (Units::are_valid_units(kind.type, name)) {

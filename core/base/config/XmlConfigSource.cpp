@@ -19,7 +19,6 @@
 #include "core/base/platform/process/ProcessMutex.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
 #include <new>
 #include <utility>
