@@ -3,6 +3,7 @@
 
 #include "core/base/platform/File.hpp"
 #include "core/base/platform/winapi/system.hpp"
+#include "core/base/platform/winapi/winapi.hpp"
 
 #include <string>
 
@@ -13,18 +14,19 @@ DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) {
   if (!find_link_target(file, &target)) {
     return;
   }
-  switch (lock_directory_of(target.c_str(), timeout_ms, &lock_, &had_to_wait_)) {
-  case DirectoryLockOutcome::LOCKED:
+  if (lock_directory_of(target.c_str(), timeout_ms, &lock_, &had_to_wait_)) {
     state_ = State::HELD;
-    break;
-  case DirectoryLockOutcome::BUSY:
+    return;
+  }
+  switch (GetLastError()) {
+  case ERROR_SHARING_VIOLATION:
     state_ = State::BUSY;
     break;
-  case DirectoryLockOutcome::UNAVAILABLE:
-    state_ = State::UNAVAILABLE;
-    break;
-  case DirectoryLockOutcome::FAILED:
+  case ERROR_TOO_MANY_OPEN_FILES:
+  case ERROR_NOT_ENOUGH_MEMORY:
     state_ = State::FAILED;
+    break;
+  default:
     break;
   }
 }

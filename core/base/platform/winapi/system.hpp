@@ -44,18 +44,16 @@ constexpr std::uint32_t timeout_from(unsigned long milliseconds) noexcept {
 ///         the result does not fit.
 bool follow_links(char const *path, char *target, std::size_t size) noexcept;
 
-enum class DirectoryLockOutcome { LOCKED, BUSY, UNAVAILABLE, FAILED };
-
 /// Acquires an advisory lock on the directory of a file. Every process that can read the directory
 /// sees the lock, and it ends with the process. It is not recursive.
 ///
 /// @param lock         receives the lock, for `unlock_directory`.
 /// @param had_to_wait  set to true if another process has held it; else untouched.
-/// @return BUSY after the time-out; UNAVAILABLE, with the last error, if the directory may not be
-///         read or has no locks: on Windows always; FAILED, with the last error, if the system
-///         lacks descriptors or memory.
-DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_ms,
-                                       std::intptr_t *lock, bool *had_to_wait) noexcept;
+/// @return false, with the last error: ERROR_SHARING_VIOLATION after the time-out; otherwise a
+///         shortage of descriptors or memory, or that the directory may not be read or has no locks
+///         (on Windows always).
+bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t *lock,
+                       bool *had_to_wait) noexcept;
 
 /// @param had_to_wait  as above: then pauses after the release. Otherwise a process that locks
 ///                     again at once would keep the lock from those that wait.

@@ -109,12 +109,12 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
 // `flock`, since a record lock on a directory is impossible: it needs a descriptor for writing. Its
 // wait cannot be bounded, so the call is repeated. Opens the directory each time: a child that is
 // forked in a pause would share a descriptor, and with it the lock.
-DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_ms,
-                                       std::intptr_t *lock, bool *had_to_wait) noexcept {
+bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t *lock,
+                       bool *had_to_wait) noexcept {
   NotCancelled const here;
   NativePath const native(file);
   if (!native.is_valid()) {
-    return DirectoryLockOutcome::UNAVAILABLE;
+    return false;
   }
   std::int64_t const start = monotonic_ns();
   Deadline const end(timeout_ms);
@@ -124,16 +124,11 @@ DirectoryLockOutcome lock_directory_of(char const *file, std::uint32_t timeout_m
       if (directory.is_open() &&
           retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
         *lock = directory.release();
-        return DirectoryLockOutcome::LOCKED;
+        return true;
       }
     }
-    if (errno != EWOULDBLOCK) {
-      bool const is_short = errno == EMFILE || errno == ENFILE || errno == ENOMEM;
-      fail_with_errno();
-      return is_short ? DirectoryLockOutcome::FAILED : DirectoryLockOutcome::UNAVAILABLE;
-    }
-    if (end.is_over()) {
-      return DirectoryLockOutcome::BUSY;
+    if (errno != EWOULDBLOCK || end.is_over()) {
+      return fail_with_errno();
     }
     *had_to_wait = true;
     timespec const pause = pause_after(monotonic_ns() - start);

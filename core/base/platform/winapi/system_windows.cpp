@@ -37,10 +37,10 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
   return length < size;
 }
 
-DirectoryLockOutcome lock_directory_of(char const * /*file*/, std::uint32_t /*timeout_ms*/,
-                                       std::intptr_t * /*lock*/, bool * /*had_to_wait*/) noexcept {
+bool lock_directory_of(char const * /*file*/, std::uint32_t /*timeout_ms*/,
+                       std::intptr_t * /*lock*/, bool * /*had_to_wait*/) noexcept {
   SetLastError(ERROR_NOT_SUPPORTED);
-  return DirectoryLockOutcome::UNAVAILABLE;
+  return false;
 }
 
 void unlock_directory(std::intptr_t /*lock*/, bool /*had_to_wait*/) noexcept {}
