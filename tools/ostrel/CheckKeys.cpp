@@ -6,8 +6,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace Ostrel::Tool {
 
@@ -26,13 +29,11 @@ std::string base_name(std::string const &path) {
   return path.substr(path.find_last_of("/\\") + 1);
 }
 
-// All of them, with their places among the elements of the parent.
-std::vector<std::size_t> find_siblings(Element const &parent, std::string const &name) {
-  std::vector<std::size_t> places;
+// The places of the elements of each name.
+std::map<std::string, std::vector<std::size_t>> places_by_name(Element const &parent) {
+  std::map<std::string, std::vector<std::size_t>> places;
   for (std::size_t i = 0; i < parent.elements.size(); ++i) {
-    if (parent.elements[i].name == name) {
-      places.push_back(i);
-    }
+    places[parent.elements[i].name].push_back(i);
   }
   return places;
 }
@@ -193,13 +194,12 @@ void Checks::check_place(Element const &parent, Element const &child, std::strin
 // three directly below the top key.
 void Checks::check_twice(Element const &parent, std::string const &path) {
   constexpr std::size_t SHORTEST_LIST = 3;
-  std::set<std::string> names;
-  for (Element const &child : parent.elements) {
-    std::vector<std::size_t> const places = find_siblings(parent, child.name);
-    if (places.size() == 1 || !names.insert(child.name).second || child.name == "Alias") {
+  for (auto const &[name, places] : places_by_name(parent)) {
+    if (places.size() == 1 || name == "Alias") {
       continue;
     }
-    DeclaredElement const *const declared = find_declared(path + "/" + child.name);
+    DeclaredElement const *const declared = find_declared(path + "/" + name);
+    long const first_line = parent.elements[places.front()].line;
     bool const is_row = places.back() - places.front() + 1 == places.size();
     bool const is_nested = &parent != &file_.root;
     bool const is_single = declared != nullptr && !declared->is_list && !declared->may_repeat;
@@ -208,10 +208,9 @@ void Checks::check_twice(Element const &parent, std::string const &path) {
                          (is_row && (is_nested || places.size() >= SHORTEST_LIST));
     for (std::size_t i = 1; i < places.size() && (is_single || !is_list); ++i) {
       add(parent.elements[places[i]].line,
-          "a second '" + child.name +
-              "', which no key without an index reads (the first is in line " +
-              std::to_string(child.line) + ")",
-          "move what it holds to line " + std::to_string(child.line));
+          "a second '" + name + "', which no key without an index reads (the first is in line " +
+              std::to_string(first_line) + ")",
+          "move what it holds to line " + std::to_string(first_line));
     }
   }
 }
