@@ -81,9 +81,11 @@ void print_findings(Output &output, std::vector<Finding> const &findings) {
     std::string const place = place_text(finding.file, finding.line);
     std::string text = finding.what;
     std::replace(text.begin(), text.end(), '\n', ' '); // it may quote a text of several lines
-    output.line(
-        (place.empty() ? "" : output.styled(Style::STRONG, place) + ": ") + text +
-        (finding.instead.empty() ? "" : ": " + output.styled(Style::GOOD, finding.instead)));
+    output.line({{place, Style::STRONG},
+                 {place.empty() ? "" : ": "},
+                 {text},
+                 {finding.instead.empty() ? "" : ": "},
+                 {finding.instead, Style::GOOD}});
   }
 }
 

@@ -178,6 +178,18 @@ void add_doctor(CLI::App &app, Command *selected) {
          [](Output &output, bool report) { return run_doctor(output, report); });
 }
 
+void add_completion(CLI::App &app, Command *selected) {
+  auto const shell = std::make_shared<std::string>();
+  CLI::App *const command =
+      app.add_subcommand("completion", "Print the completion script of a shell");
+  command->add_option("SHELL", *shell, "bash or zsh")
+      ->required()
+      ->check(CLI::IsMember({"bash", "zsh"}));
+  select(command, selected, shell, [&app](Output &output, std::string const &name) {
+    return run_completion(output, app, name);
+  });
+}
+
 } // namespace
 
 void add_commands(CLI::App &app, Command *selected) {
@@ -192,11 +204,7 @@ void add_commands(CLI::App &app, Command *selected) {
   add_with_word(&app, "result", "Explain a result code", "CODE", "Its number or its name",
                 /*is_required=*/true, selected, run_result);
   add_doctor(app, selected);
-  add_with_word(&app, "completion", "Print the completion script of a shell", "SHELL",
-                "bash or zsh", /*is_required=*/true, selected,
-                [&app](Output &output, std::string const &shell) {
-                  return run_completion(output, app, shell);
-                });
+  add_completion(app, selected);
 }
 
 } // namespace Ostrel::Tool

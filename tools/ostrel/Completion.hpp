@@ -11,7 +11,11 @@ class App;
 
 namespace Ostrel::Tool {
 
-/// Prints a script that completes the commands and options of `app`. Returns the exit status.
+/// Prints a script that completes the commands and options of `app`, the choices of options, and
+/// the keys of the settings.
+///
+/// @param shell  bash or zsh.
+/// @return the exit status.
 int run_completion(Output &output, CLI::App const &app, std::string const &shell);
 
 } // namespace Ostrel::Tool

@@ -9,9 +9,15 @@
 #include "tools/ostrel/Numbers.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Silence.hpp"
+#include "tools/ostrel/Text.hpp"
 #include "tools/ostrel/UnitNames.hpp"
 
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <system_error>
 
 namespace Ostrel::Tool {
 
@@ -116,17 +122,38 @@ void print_json(Output &output, GetOptions const &options, std::string const &ke
   output.print_json(object);
 }
 
-// In JSON, a number or a truth value stays one.
-int print_default(Output &output, GetOptions const &options, std::string const &key) {
+bool is_one_of(std::string const &text, std::vector<std::string> const &words) {
+  return std::count(words.begin(), words.end(), lower(text)) > 0;
+}
+
+// Null if the default is not of the type that is asked for. With a unit it is a number in that one.
+nlohmann::json parse_default(GetOptions const &options) {
   std::string const &text = *options.default_text;
-  bool const is_text = options.type == "text" && options.unit.empty();
-  if (!output.is_json()) {
-    output.line(text);
-    return STATUS_DONE;
+  if (!options.unit.empty() || options.type == "double") {
+    double number = 0;
+    bool const is_number = parse_number(text, &number) && std::isfinite(number);
+    return is_number ? nlohmann::json(number) : nlohmann::json();
   }
-  auto const parsed = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
-  bool const is_value = !is_text && !parsed.is_discarded() && parsed.is_primitive();
-  print_json(output, options, key, is_value ? parsed : nlohmann::json(text), /*is_default=*/true);
+  if (options.type == "long") {
+    long number = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    bool const is_number = error == std::errc() && end == text.data() + text.size();
+    return is_number ? nlohmann::json(number) : nlohmann::json();
+  }
+  if (options.type == "bool") {
+    bool const is_true = is_one_of(text, {"true", "1", "yes"});
+    bool const is_truth = is_true || is_one_of(text, {"false", "0", "no"});
+    return is_truth ? nlohmann::json(is_true) : nlohmann::json();
+  }
+  return options.type == "series" ? read_series(text) : nlohmann::json(text);
+}
+
+int print_default(Output &output, GetOptions const &options, std::string const &key) {
+  if (output.is_json()) {
+    print_json(output, options, key, parse_default(options), /*is_default=*/true);
+  } else {
+    output.line(*options.default_text);
+  }
   return STATUS_DONE;
 }
 
@@ -137,6 +164,11 @@ int run_get(Output &output, GetOptions const &options) {
     output.error("there is no unit '" + options.unit + "'" +
                  did_you_mean(options.unit, all_units()));
     return STATUS_NOT_FOUND;
+  }
+  if (options.default_text && parse_default(options).is_null()) {
+    output.error("the default '" + *options.default_text + "' is not " +
+                 (options.unit.empty() ? wanted(options) : "a number in " + options.unit));
+    return STATUS_USAGE;
   }
   SettingsState const state = load_settings();
   if (state == SettingsState::UNREADABLE ||

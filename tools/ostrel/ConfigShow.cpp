@@ -42,13 +42,15 @@ bool is_at_or_below(std::string_view key, std::string_view path) {
   return true;
 }
 
-// All keys, and the keys above them.
+// All keys, and the keys above them, without an index at the end.
 std::vector<std::string> paths_of(std::vector<StoredSetting> const &settings) {
   std::set<std::string> paths;
   for (StoredSetting const &setting : settings) {
     for (std::size_t end = 0; end != setting.key.npos;) {
       end = setting.key.find('/', end + 1);
-      paths.insert(setting.key.substr(0, end));
+      std::string const path = setting.key.substr(0, end);
+      std::size_t const index = path.find(':', path.rfind('/') + 1);
+      paths.insert(path.substr(0, index));
     }
   }
   return {paths.begin(), paths.end()};
@@ -66,7 +68,7 @@ void print(Output &output, StoredSetting const &setting, bool with_origin) {
   }
   std::string const origin =
       with_origin ? place_text(setting.file, setting.line) + ": " : std::string();
-  output.line(output.styled(Style::FAINT, origin) + setting.key + " = " + setting.text);
+  output.line({{origin, Style::FAINT}, {setting.key}, {" = "}, {setting.text}});
 }
 
 nlohmann::json explanation_json(SettingExplanation const &explanation) {
@@ -120,22 +122,21 @@ std::string text_of(SettingPlace const &place) {
 void print_place(Output &output, SettingPlace const &place) {
   bool const is_used = place.state == SettingPlace::STATE_LOADED;
   bool const is_whole = place.state != SettingPlace::STATE_NO_FILE && place.fault.empty();
-  std::string line = "  " + output.styled(is_used ? Style::STRONG : Style::FAINT, place.file) +
-                     " (" + origin_text(place.origin, place.origin_name) + "): " + text_of(place);
+  std::string rest = " (" + origin_text(place.origin, place.origin_name) + "): " + text_of(place);
   if (place.has_value) {
-    line += ", line " + std::to_string(place.line) + ": " + place.value;
+    rest += ", line " + std::to_string(place.line) + ": " + place.value;
   } else if (is_whole) {
-    line += ", without this setting";
+    rest += ", without this setting";
   } else if (!place.fault.empty()) {
-    line += ": " + place.fault;
+    rest += ": " + place.fault;
   }
-  output.line(line);
+  output.line({{"  "}, {place.file, is_used ? Style::STRONG : Style::FAINT}, {rest}});
 }
 
 void print(Output &output, SettingExplanation const &explanation) {
-  output.line(explanation.is_set
-                  ? output.styled(Style::STRONG, explanation.key) + " = " + explanation.value
-                  : output.styled(Style::STRONG, explanation.key) + " is not set");
+  output.line({{explanation.key, Style::STRONG},
+               {explanation.is_set ? " = " : " is not set"},
+               {explanation.value}});
   if (explanation.is_set) {
     output.line("from " + place_text(explanation.file, explanation.line));
   }

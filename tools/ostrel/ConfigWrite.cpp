@@ -1,16 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/ConfigCommands.hpp"
 
+#include "core/base/config/Configuration.hpp"
 #include "core/base/config/UserConfig.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
 #include "core/base/logging/LoggingCategory.hpp"
+#include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
+#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Silence.hpp"
+#include "tools/ostrel/Text.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
+
+#include <unistd.h>
 
 namespace Ostrel::Tool {
 
@@ -38,6 +46,21 @@ std::optional<std::string> read_text(std::string const &key) {
   return is_read ? std::make_optional(text) : std::nullopt;
 }
 
+int report_unwritten(Output &output, std::string const &what, std::string const &file) {
+  output.error(what + " in '" + file + "'");
+  return STATUS_NOT_WRITTEN;
+}
+
+// A file that its permissions protect is refused before the attempt, so that a dry run tells.
+int check_writable(Output &output, std::string const &file) {
+  if (access(file.c_str(), W_OK) != 0 && errno != ENOENT) {
+    output.error("'" + file + "' may not be written: " + grant("w", file) +
+                 "; nothing was changed");
+    return STATUS_NOT_WRITTEN;
+  }
+  return STATUS_DONE;
+}
+
 // Splits at the first '='. An error, and the exit status, if one of them is no assignment to a
 // well-formed key.
 int parse(Output &output, std::vector<std::string> const &texts, Assignments *assignments) {
@@ -57,27 +80,84 @@ int parse(Output &output, std::vector<std::string> const &texts, Assignments *as
   return STATUS_DONE;
 }
 
+// Sets the text in a copy of the file that is never written, to learn whether key and text can be
+// part of it.
+bool is_settable(Configuration &configuration, std::string const &key, std::string const &text) {
+  std::vector<std::string> const components = split(key, '/');
+  void const *parent = configuration.find_key(components.front().c_str());
+  for (std::size_t i = 1; i + 1 < components.size() && parent != nullptr; ++i) {
+    void const *const sub_key = configuration.find_key(parent, components[i].c_str());
+    parent = sub_key != nullptr
+                 ? sub_key
+                 : configuration.create_sub_key(parent, components[i].c_str(), /*commit=*/false);
+  }
+  return parent != nullptr &&
+         configuration.set_value(parent, nullptr, components.back().c_str(), text.c_str(),
+                                 /*commit=*/false) == RESULT_SUCCESS;
+}
+
+// The exit status, after an error, if a key or text is refused or the file cannot be written.
+int check_settable(Output &output, std::string const &file, Assignments const &assignments) {
+  XmlConfigSource source;
+  Configuration configuration(source);
+  configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
+  for (auto const &[key, text] : assignments) {
+    if (!is_settable(configuration, key, text)) {
+      output.error("'" + key + "' cannot be set to '" + text + "'; nothing was set");
+      return STATUS_USAGE;
+    }
+  }
+  return check_writable(output, file);
+}
+
+struct Change {
+  std::string key;
+  std::optional<std::string> before, after;
+};
+
+std::vector<Change> changes_of(Assignments const &assignments) {
+  std::vector<Change> changes;
+  for (auto const &[key, text] : assignments) {
+    changes.push_back({key, read_text(key), text});
+  }
+  return changes;
+}
+
+// A new setting is no fault, but may be a known one whose name is misspelt.
+void note_new_settings(Output &output, std::vector<Change> const &changes) {
+  std::vector<std::string> const known = known_keys();
+  for (Change const &change : changes) {
+    bool const is_known = change.before || std::count(known.begin(), known.end(), change.key) > 0;
+    std::string const meant = is_known ? "" : did_you_mean(change.key, known);
+    if (!meant.empty()) {
+      output.error("'" + change.key + "' is a new setting" + meant);
+    }
+  }
+}
+
 std::string in_quotes(std::optional<std::string> const &text) {
   return text ? "'" + *text + "'" : "(not set)";
 }
 
-void print_changes(Output &output, std::string const &file, Assignments const &assignments) {
-  nlohmann::json changes = nlohmann::json::array();
-  for (auto const &[key, text] : assignments) {
-    std::optional<std::string> const before = read_text(key);
-    if (output.is_json()) {
-      nlohmann::json change = {{"key", key}, {"old", nullptr}, {"new", text}};
-      if (before) {
-        change["old"] = *before;
-      }
-      changes.push_back(std::move(change));
-    } else {
-      output.line(file + ": " + key + ": " + in_quotes(before) + " -> " + in_quotes(text));
-    }
+nlohmann::json json_of(std::optional<std::string> const &text) {
+  return text ? nlohmann::json(*text) : nlohmann::json();
+}
+
+void print_changes(Output &output, std::string const &file, std::vector<Change> const &changes) {
+  for (Change const &change : changes) {
+    output.line(file + ": " + change.key + ": " + in_quotes(change.before) + " -> " +
+                in_quotes(change.after));
   }
-  if (output.is_json()) {
-    output.print_json({{"file", file}, {"changes", changes}});
+}
+
+void print_json(Output &output, std::string const &file, std::vector<Change> const &changes,
+                bool is_written) {
+  nlohmann::json list = nlohmann::json::array();
+  for (Change const &change : changes) {
+    list.push_back(
+        {{"key", change.key}, {"old", json_of(change.before)}, {"new", json_of(change.after)}});
   }
+  output.print_json({{"file", file}, {"changes", list}, {"written", is_written}});
 }
 
 // Lets the reason of a failed write out, which the library logs as a detail.
@@ -93,11 +173,6 @@ void log_write_failures(Output const &output) {
   }
 }
 
-int report_unwritten(Output &output, std::string const &what, std::string const &file) {
-  output.error(what + " in '" + file + "'");
-  return STATUS_NOT_WRITTEN;
-}
-
 } // namespace
 
 int run_set(Output &output, std::vector<std::string> const &assignments, bool is_dry_run) {
@@ -109,13 +184,21 @@ int run_set(Output &output, std::vector<std::string> const &assignments, bool is
     return status;
   }
   std::string const file = settings_file(settings.front().first);
-  if (is_dry_run) {
-    print_changes(output, file, settings);
-    return STATUS_DONE;
+  if (int const status = check_settable(output, file, settings); status != STATUS_DONE) {
+    return status;
   }
-  log_write_failures(output);
-  if (UserConfig::set_user_configs(settings, /*commit=*/true) != RESULT_SUCCESS) {
-    return report_unwritten(output, "nothing was set", file);
+  std::vector<Change> const changes = changes_of(settings);
+  note_new_settings(output, changes);
+  if (!is_dry_run) {
+    log_write_failures(output);
+    if (UserConfig::set_user_configs(settings, /*commit=*/true) != RESULT_SUCCESS) {
+      return report_unwritten(output, "nothing was set", file);
+    }
+  }
+  if (output.is_json()) {
+    print_json(output, file, changes, /*is_written=*/!is_dry_run);
+  } else if (is_dry_run) {
+    print_changes(output, file, changes);
   }
   return STATUS_DONE;
 }
@@ -125,23 +208,32 @@ int run_unset(Output &output, std::vector<std::string> const &keys) {
     return report_unavailable(output, state);
   }
   std::vector<std::string> full_keys;
+  std::vector<Change> changes;
   for (std::string const &key : keys) {
     int status = STATUS_DONE;
     std::optional<std::string> full_key = resolve_key(output, key, &status);
     if (!full_key) {
       return status;
     }
-    if (!read_text(*full_key)) {
+    std::optional<std::string> const before = read_text(*full_key);
+    if (!before) {
       return report_missing(output, *full_key);
     }
     if (std::find(full_keys.begin(), full_keys.end(), *full_key) == full_keys.end()) {
+      changes.push_back({*full_key, before, std::nullopt});
       full_keys.push_back(std::move(*full_key));
     }
   }
   std::string const file = settings_file(full_keys.front());
+  if (int const status = check_writable(output, file); status != STATUS_DONE) {
+    return status;
+  }
   log_write_failures(output);
   if (UserConfig::remove_user_configs(full_keys, /*commit=*/true) != RESULT_SUCCESS) {
     return report_unwritten(output, "nothing was removed", file);
+  }
+  if (output.is_json()) {
+    print_json(output, file, changes, /*is_written=*/true);
   }
   return STATUS_DONE;
 }

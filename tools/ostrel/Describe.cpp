@@ -67,7 +67,7 @@ nlohmann::json to_json(Described const &described) {
 
 void print(Output &output, Described const &described) {
   DeclaredSetting const &setting = *described.setting;
-  output.line(output.styled(Style::STRONG, described.key));
+  output.line({{described.key, Style::STRONG}});
   if (!setting.purpose.empty()) {
     output.line("  " + setting.purpose);
   }

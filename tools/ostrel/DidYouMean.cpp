@@ -9,7 +9,7 @@ namespace Ostrel::Tool {
 
 namespace {
 
-constexpr std::size_t NEAR = 3; // characters in which one error is near, rounded up
+constexpr std::size_t NEAR = 3; // characters of a name for each error
 
 // The length of the components that two paths begin with; 0 for other texts.
 std::size_t shared_path(std::string_view a, std::string_view b) {
@@ -33,7 +33,7 @@ std::string const *find_nearest(std::string_view typed, std::vector<std::string>
     std::string_view const rest = std::string_view(name).substr(shared);
     std::size_t const errors =
         is_end_of_path(typed, name) ? 1 : edit_distance(lower(typed.substr(shared)), lower(rest));
-    bool const is_near = errors <= (rest.size() + NEAR - 1) / NEAR && errors < rest.size();
+    bool const is_near = name != typed && errors <= rest.size() / NEAR;
     if (is_near && (nearest == nullptr || errors < fewest)) {
       nearest = &name;
       fewest = errors;

@@ -11,7 +11,9 @@ namespace Ostrel::Tool {
 /// replace or swap with their neighbour, ignoring case. Of paths only what follows the components
 /// that both begin with counts; the end of a path is near.
 ///
-/// @return a pointer into `names`; null if none is near, that is within a third of its length.
+/// @return a pointer into `names`; null if none is near, that is within a third of its length;
+/// never the typed
+///         name itself.
 std::string const *find_nearest(std::string_view typed, std::vector<std::string> const &names);
 
 /// Returns "; did you mean 'NAME'?" for the nearest name; the empty text if none is near.

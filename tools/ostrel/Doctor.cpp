@@ -156,7 +156,7 @@ nlohmann::json sections_json(std::vector<Section> const &sections) {
 
 void print_sections(Output &output, std::vector<Section> const &sections) {
   for (Section const &section : sections) {
-    output.line(output.styled(Style::STRONG, section.title));
+    output.line({{section.title, Style::STRONG}});
     for (std::string const &line : section.lines) {
       output.line("  " + line);
     }
@@ -177,7 +177,7 @@ int run_doctor(Output &output, bool report) {
   } else {
     print_sections(output, sections);
     if (report) {
-      output.line(output.styled(Style::STRONG, findings.empty() ? "nothing found" : "findings"));
+      output.line({{findings.empty() ? "nothing found" : "findings", Style::STRONG}});
     }
     print_findings(output, findings);
   }

@@ -2,13 +2,13 @@
 #include "tools/ostrel/Output.hpp"
 
 #include "core/base/platform/Platform.hpp"
+#include "tools/ostrel/ExitStatus.hpp"
 
 #include <nlohmann/json.hpp>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <utility>
 
 #include <unistd.h>
@@ -17,27 +17,10 @@ namespace Ostrel::Tool {
 
 namespace {
 
-// Styles travel inside a text as noncharacters of Unicode, which are reserved for such internal
-// use: U+FDD0 for the end of a style, then one for each style.
-constexpr char const *STYLE_MARK = "\xEF\xB7\x90";
-constexpr std::size_t STYLE_MARK_SIZE = 3;
-constexpr char const *STYLE_SEQUENCES[] = {"\x1b[0m", "\x1b[1m", "\x1b[32m", "\x1b[31m", "\x1b[2m"};
+constexpr char const *END_OF_STYLE = "\x1b[0m";
 
-std::string mark(std::size_t style) {
-  std::string text = STYLE_MARK;
-  text.back() = static_cast<char>(text.back() + static_cast<char>(style));
-  return text;
-}
-
-// The sequence of the mark at the start of a text; null for none.
-char const *sequence_of_mark(std::string_view text) {
-  for (std::size_t i = 0; i < std::size(STYLE_SEQUENCES); ++i) {
-    if (text.substr(0, STYLE_MARK_SIZE) == mark(i)) {
-      return STYLE_SEQUENCES[i];
-    }
-  }
-  return nullptr;
-}
+// By the number of the style.
+constexpr char const *STYLES[] = {"", "\x1b[1m", "\x1b[32m", "\x1b[31m", "\x1b[2m"};
 
 // The number of bytes of the control character at the start of a text; 0 for none.
 std::size_t control_length(std::string_view text) {
@@ -78,20 +61,6 @@ std::string escaped(std::string_view text) {
   return out;
 }
 
-std::string with_styles(std::string_view text) {
-  std::string out;
-  while (!text.empty()) {
-    char const *const sequence = sequence_of_mark(text);
-    if (sequence != nullptr) {
-      out += sequence;
-    } else {
-      out += text[0];
-    }
-    text.remove_prefix(sequence != nullptr ? STYLE_MARK_SIZE : 1);
-  }
-  return out;
-}
-
 void write_line(std::FILE *stream, std::string text) {
   text += '\n';
   std::fwrite(text.data(), 1, text.size(), stream);
@@ -111,37 +80,45 @@ void Output::set_color(Color color) {
   has_color_ = color == Color::ALWAYS || (color == Color::AUTO && has_terminal_ && is_wanted);
 }
 
-void Output::line(std::string_view text) const {
-  std::string shown(has_terminal_ ? escaped(text) : text);
-  write_line(stdout, has_color_ ? with_styles(shown) : std::move(shown));
+void Output::line(std::initializer_list<Span> spans) const {
+  std::string shown;
+  for (Span const &span : spans) {
+    bool const is_styled = has_color_ && span.style != Style::PLAIN && !span.text.empty();
+    shown += is_styled ? STYLES[static_cast<int>(span.style)] : "";
+    shown += has_terminal_ ? escaped(span.text) : span.text;
+    shown += is_styled ? END_OF_STYLE : "";
+  }
+  write_line(stdout, std::move(shown));
 }
 
 void Output::text(std::string_view text) const {
   std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-void Output::print_json(nlohmann::json const &object) const {
+void Output::print_json(nlohmann::json const &object) {
   // On a terminal only ASCII, so that control characters beyond it are escapes as well.
   std::string const members =
       object.dump(-1, ' ', has_terminal_, nlohmann::json::error_handler_t::replace);
   write_line(stdout, (members == "{}" ? "{\"schema\":1" : "{\"schema\":1,") + members.substr(1));
+  has_document_ = true;
 }
 
-void Output::error(std::string_view text) const {
+void Output::error(std::string_view text) {
+  last_error_ = text;
   if (!is_quiet_) {
     std::fflush(stdout); // so that the order is right where both go to one place
     write_line(stderr, "ostrel: " + (has_error_terminal_ ? escaped(text) : std::string(text)));
   }
 }
 
-std::string Output::styled(Style style, std::string_view text) const {
-  if (!has_color_) {
-    return std::string(text);
+int Output::finish(int status) {
+  if (is_json_ && status != STATUS_DONE && !has_document_) {
+    print_json({{"status", status}, {"error", last_error_}});
   }
-  return mark(static_cast<std::size_t>(style) + 1) + std::string(text) + mark(0);
+  return flush() || status != STATUS_DONE ? status : STATUS_NOT_WRITTEN;
 }
 
-bool Output::flush() const {
+bool Output::flush() {
   if (std::ferror(stdout) == 0 && std::fflush(stdout) == 0) {
     return true;
   }

@@ -3,12 +3,19 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 namespace Ostrel::Tool {
 
-enum class Style { STRONG, GOOD, BAD, FAINT };
+enum class Style { PLAIN, STRONG, GOOD, BAD, FAINT };
+
+/// A part of a line, borrowed.
+struct Span {
+  std::string_view text;
+  Style style = Style::PLAIN;
+};
 
 /// How the tool speaks: data to standard output, everything else to standard error.
 ///
@@ -30,29 +37,33 @@ public:
   bool is_quiet() const { return is_quiet_; }
 
   /// Writes a line of data.
-  void line(std::string_view text) const;
+  void line(std::string_view text) const { line({Span{text}}); }
+  void line(std::initializer_list<Span> spans) const;
 
   /// Writes text of the tool's own, which may have several lines, as it is.
   void text(std::string_view text) const;
 
   /// Writes an object as one line of data, with `"schema": 1` in front of its members.
-  void print_json(nlohmann::json const &object) const;
+  void print_json(nlohmann::json const &object);
 
   /// Writes an error or a note to standard error, after "ostrel: ".
-  void error(std::string_view text) const;
+  void error(std::string_view text);
 
-  /// Returns the text as `line` shows it in that style; unchanged without colours.
-  std::string styled(Style style, std::string_view text) const;
-
-  /// Sends what is buffered on its way. False, with an error, if any data could not be written.
-  bool flush() const;
+  /// Ends the output of a command with that exit status. With JSON, a command that failed before it
+  /// printed anything gets a document with its last error. Returns the status, or
+  /// `STATUS_NOT_WRITTEN`, with an error, if any data of a command that succeeded was not written.
+  int finish(int status);
 
 private:
+  bool flush();
+
   bool is_json_ = false;
+  bool has_document_ = false;
   bool is_quiet_ = false;
   bool has_terminal_;       // standard output
   bool has_error_terminal_; // standard error
   bool has_color_ = false;
+  std::string last_error_;
 };
 
 } // namespace Ostrel::Tool

@@ -4,6 +4,7 @@
 #include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
+#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/Origins.hpp"
 #include "tools/ostrel/Silence.hpp"
 
@@ -17,13 +18,6 @@ namespace Ostrel::Tool {
 namespace {
 
 using Elements = std::vector<SearchPathElement>;
-
-// By the number of the property.
-std::vector<std::string> const &property_names() {
-  static std::vector<std::string> const names = {"install", "config", "data",      "audio",
-                                                 "images",  "faces",  "modelsets", "slam-landmark"};
-  return names;
-}
 
 // False, after an error, if there is no such property.
 bool find_property(Output &output, std::string const &name, Platform::SystemProperty *property) {
@@ -63,6 +57,12 @@ std::string text_of(SearchPathElement const &element) {
 
 } // namespace
 
+std::vector<std::string> const &property_names() {
+  static std::vector<std::string> const names = {"install", "config", "data",      "audio",
+                                                 "images",  "faces",  "modelsets", "slam-landmark"};
+  return names;
+}
+
 int run_path_show(Output &output, std::string const &property) {
   Platform::SystemProperty wanted = {};
   if (!property.empty() && !find_property(output, property, &wanted)) {
@@ -97,11 +97,13 @@ int run_path_find(Output &output, std::string const &property, std::string const
   Silence const silence;
   std::string found;
   if (Platform::find_system_file(wanted, file.c_str(), &found) != RESULT_SUCCESS) {
-    std::string searched;
+    std::string searched, nearest;
     for (SearchPathElement const &element : elements_of(wanted)) {
       searched += (searched.empty() ? "" : ", ") + text_of(element);
+      nearest = nearest.empty() ? find_nearest_path(element.directory + '/' + file) : nearest;
     }
-    output.error("there is no readable file '" + file + "'; looked in: " + searched);
+    output.error("there is no readable file '" + file + "'; looked in: " + searched +
+                 (nearest.empty() ? "" : "; did you mean '" + nearest + "'?"));
     return STATUS_NOT_FOUND;
   }
   found = Platform::native_path(found.c_str());

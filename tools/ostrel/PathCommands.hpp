@@ -4,8 +4,12 @@
 #include "tools/ostrel/Output.hpp"
 
 #include <string>
+#include <vector>
 
 namespace Ostrel::Tool {
+
+/// The names of the properties, by number.
+std::vector<std::string> const &property_names();
 
 /// Prints the directories of a property and what supplied each; of all properties if it is empty.
 /// Returns the exit status, as below.

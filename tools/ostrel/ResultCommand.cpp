@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <string_view>
 #include <vector>
 
 namespace Ostrel::Tool {
@@ -27,7 +28,8 @@ std::vector<std::string> result_names() {
   return names;
 }
 
-bool is_number(std::string const &text) {
+bool is_number(std::string_view text) {
+  text.remove_prefix(text.substr(0, 1) == "-" ? 1 : 0);
   return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 

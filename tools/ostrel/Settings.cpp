@@ -6,6 +6,7 @@
 #include "core/base/config/XmlConfigSource.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
+#include "tools/ostrel/Schema.hpp"
 #include "tools/ostrel/Silence.hpp"
 
 #include <algorithm>
@@ -77,14 +78,6 @@ private:
   std::vector<StoredSetting> settings_;
 };
 
-std::vector<std::string> names_of_keys() {
-  std::vector<std::string> names;
-  for (StoredSetting const &setting : read_stored_settings()) {
-    names.push_back(setting.key);
-  }
-  return names;
-}
-
 std::vector<std::string> names_of_aliases(std::vector<SettingAlias> const &aliases) {
   std::vector<std::string> names;
   for (SettingAlias const &alias : aliases) {
@@ -135,6 +128,21 @@ std::vector<StoredSetting> read_stored_settings() {
   return std::move(walk).settings();
 }
 
+std::vector<std::string> known_keys() {
+  std::vector<std::string> keys;
+  std::string file;
+  for (StoredSetting const &setting : read_stored_settings()) {
+    keys.push_back(setting.key);
+    file = setting.file;
+  }
+  std::vector<Finding> faults; // of the schema, which `config check` reports
+  if (std::optional<Schema> const schema = read_schema(find_schema(file, "UserConfig"), &faults)) {
+    std::vector<std::string> const declared = schema->keys();
+    keys.insert(keys.end(), declared.begin(), declared.end());
+  }
+  return keys;
+}
+
 bool is_well_formed_key(std::string_view key) {
   std::size_t const first = key.find('/'), last = key.rfind('/');
   return first != key.npos && first != 0 && first != last && last + 1 != key.size() &&
@@ -164,7 +172,7 @@ std::optional<std::string> resolve_key(Output &output, std::string const &key, i
     *status = STATUS_NOT_FOUND;
     return std::nullopt;
   }
-  std::vector<std::string> const keys = names_of_keys();
+  std::vector<std::string> const keys = known_keys();
   names.insert(names.end(), keys.begin(), keys.end());
   output.error("'" + key + "' is not of the form ROOT/KEY../VALUE or $ALIAS" +
                did_you_mean(key, names));
@@ -173,7 +181,7 @@ std::optional<std::string> resolve_key(Output &output, std::string const &key, i
 }
 
 int report_missing(Output &output, std::string const &full_key) {
-  output.error("there is no setting '" + full_key + "'" + did_you_mean(full_key, names_of_keys()));
+  output.error("there is no setting '" + full_key + "'" + did_you_mean(full_key, known_keys()));
   return STATUS_NOT_FOUND;
 }
 

@@ -32,6 +32,9 @@ struct StoredSetting {
 /// a key without keys below it has the path of the key itself.
 std::vector<StoredSetting> read_stored_settings();
 
+/// The full keys of the settings in the file, and of those that its schema declares.
+std::vector<std::string> known_keys();
+
 /// Whether a full key has the form ROOT/KEY../VALUE.
 bool is_well_formed_key(std::string_view key);
 
@@ -40,7 +43,8 @@ bool is_well_formed_key(std::string_view key);
 /// @param status  receives the exit status if there is none, after an error.
 std::optional<std::string> resolve_key(Output &output, std::string const &key, int *status);
 
-/// Says that the settings file does not have a key. Returns the exit status.
+/// Says that the settings file does not have a key, and which one was probably meant. Returns the
+/// exit status.
 int report_missing(Output &output, std::string const &full_key);
 
 } // namespace Ostrel::Tool

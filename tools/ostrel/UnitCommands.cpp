@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cmath>
+
 namespace Ostrel::Tool {
 
 namespace {
@@ -43,7 +45,7 @@ void print_kind(Output &output, UnitKind const &kind) {
 int run_units_convert(Output &output, std::string const &number, std::string const &from,
                       std::string const &to) {
   double value = 0;
-  if (!parse_number(number, &value)) {
+  if (!parse_number(number, &value) || !std::isfinite(value)) {
     output.error("'" + number + "' is not a number");
     return STATUS_USAGE;
   }
@@ -67,17 +69,15 @@ int run_units_convert(Output &output, std::string const &number, std::string con
 }
 
 int run_units_list(Output &output, std::string const &kind) {
-  std::vector<std::string> names;
   bool has_any = false;
   for (UnitKind const &each : unit_kinds()) {
-    names.push_back(each.name);
     if (kind.empty() || kind == each.name) {
       print_kind(output, each);
       has_any = true;
     }
   }
   if (!has_any) {
-    output.error("there is no kind '" + kind + "' of units" + did_you_mean(kind, names));
+    output.error("there is no kind '" + kind + "' of units" + did_you_mean(kind, kind_names()));
   }
   return has_any ? STATUS_DONE : STATUS_NOT_FOUND;
 }

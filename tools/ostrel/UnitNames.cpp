@@ -21,6 +21,14 @@ std::vector<UnitKind> const &unit_kinds() {
   return kinds;
 }
 
+std::vector<std::string> kind_names() {
+  std::vector<std::string> names;
+  for (UnitKind const &kind : unit_kinds()) {
+    names.push_back(kind.name);
+  }
+  return names;
+}
+
 std::vector<std::string> all_units() {
   std::vector<std::string> units;
   for (UnitKind const &kind : unit_kinds()) {

@@ -20,6 +20,9 @@ struct UnitKind {
 /// The kinds of quantities, with the names of all units that the library knows.
 std::vector<UnitKind> const &unit_kinds();
 
+/// The names of the kinds.
+std::vector<std::string> kind_names();
+
 /// The names of all units.
 std::vector<std::string> all_units();
 

@@ -77,6 +77,7 @@ std::vector<std::string> options_of(CLI::App const *app) {
 }
 
 int report_usage(Output &output, CLI::App const &app, CLI::ParseError const &error) {
+  output.set_json(app.count("--json") > 0);
   CLI::App const &command = typed_command(app);
   std::vector<std::string> const rest = app.remaining(/*recurse=*/true);
   std::vector<std::string> const commands = commands_of(command);
@@ -129,10 +130,9 @@ int main(int argc, char **argv) {
   using namespace Ostrel::Tool;
   Output output;
   try {
-    int const status = run(output, argc, argv);
-    return output.flush() || status != STATUS_DONE ? status : STATUS_NOT_WRITTEN;
+    return output.finish(run(output, argc, argv));
   } catch (std::exception const &error) {
-    output.error(error.what()); // memory is exhausted
+    output.error(error.what()); // such as std::bad_alloc
     return STATUS_UNREADABLE;
   }
 }
