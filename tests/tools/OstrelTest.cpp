@@ -322,6 +322,10 @@ TEST_F(OstrelTool, EscapesControlCharactersOnATerminal) {
   EXPECT_EQ(on_terminal(get), "x\\n\\x7f\\xc2\\x9b31m \xC3\xA9\r\n");
   EXPECT_EQ(run("config get UserConfig/A/b").out, "x\n\x7F\xC2\x9B"
                                                   "31m \xC3\xA9\n");
+  std::string const messages =
+      on_terminal({"--config-path", path("good"), "config", "set", "UserConfig/A/1\x1b[31m=1"});
+  EXPECT_NE(messages.find("set value '1\\x1b[31m'"), messages.npos) << messages;
+  EXPECT_EQ(messages.find('\x1b'), messages.npos) << messages;
   EXPECT_EQ(on_terminal({"result", "\x1b[31m"}), "ostrel: there is no result code '\\x1b[31m'\r\n");
 }
 

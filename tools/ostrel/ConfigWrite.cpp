@@ -125,6 +125,10 @@ std::vector<Change> changes_of(Assignments const &assignments) {
 
 // A new setting is no fault, but may be a known one whose name is misspelt.
 void note_new_settings(Output &output, std::vector<Change> const &changes) {
+  if (std::all_of(changes.begin(), changes.end(),
+                  [](Change const &change) { return change.before.has_value(); })) {
+    return;
+  }
   std::vector<std::string> const known = known_keys();
   for (Change const &change : changes) {
     bool const is_known = change.before || std::count(known.begin(), known.end(), change.key) > 0;

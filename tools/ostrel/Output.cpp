@@ -47,6 +47,13 @@ void append_escaped(std::string *out, std::string_view control) {
   }
 }
 
+void write_line(std::FILE *stream, std::string text) {
+  text += '\n';
+  std::fwrite(text.data(), 1, text.size(), stream);
+}
+
+} // namespace
+
 std::string escaped(std::string_view text) {
   std::string out;
   while (!text.empty()) {
@@ -60,13 +67,6 @@ std::string escaped(std::string_view text) {
   }
   return out;
 }
-
-void write_line(std::FILE *stream, std::string text) {
-  text += '\n';
-  std::fwrite(text.data(), 1, text.size(), stream);
-}
-
-} // namespace
 
 Output::Output()
     : has_terminal_(isatty(STDOUT_FILENO) != 0), has_error_terminal_(isatty(STDERR_FILENO) != 0) {

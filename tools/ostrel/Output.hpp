@@ -9,6 +9,9 @@
 
 namespace Ostrel::Tool {
 
+/// Returns the text with each control character as an escape, as terminals get it.
+std::string escaped(std::string_view text);
+
 enum class Style { PLAIN, STRONG, GOOD, BAD, FAINT };
 
 /// A part of a line, borrowed.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/logging/LoggingCategory.hpp"
+#include "core/base/logging/LoggingOutputImpl.hpp"
 #include "tools/ostrel/CommandLine.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
@@ -13,11 +14,24 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
+
+#include <unistd.h>
 
 namespace Ostrel::Tool {
 
 namespace {
+
+// The library's messages on a terminal, for which the tool's own rule holds.
+class TerminalLog : public LoggingOutputImpl {
+public:
+  bool write_method(std::string const &text) override {
+    bool const is_line = !text.empty() && text.back() == '\n';
+    std::string_view const message(text.data(), text.size() - (is_line ? 1 : 0));
+    return LoggingOutputImpl::write_method(escaped(message) + (is_line ? "\n" : ""));
+  }
+};
 
 struct GlobalOptions {
   bool is_json = false;
@@ -119,6 +133,9 @@ int run(Output &output, int argc, char const *const *argv) {
     return report_usage(output, app, error);
   }
   apply(options, &output);
+  if (isatty(STDERR_FILENO) != 0) {
+    LoggingCategory::get_root_category().set_logging_output(new TerminalLog);
+  }
   return command(output);
 }
 
