@@ -15,6 +15,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -87,13 +88,49 @@ void locks_are_kept() {
   int const directory = open("settings", O_RDONLY | O_CLOEXEC);
   flock(directory, LOCK_EX);
   EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/v", "2", true), RESULT_FAILURE);
-  EXPECT_EQ(log.take(), Lines{"WARN  - Unable to commit to 'settings/user-config.xml': another "
-                              "process has locked its directory for 2000 ms"});
+  EXPECT_EQ(log.take(), Lines{"WARN  - Unable to commit to 'settings/user-config.xml': its "
+                              "directory was locked for 2000 ms"});
   EXPECT_EQ(read_file(FILE_NAME), SETTINGS);
   close(directory);
   EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/v", "2", true), RESULT_SUCCESS);
   EXPECT_EQ(log.take(), Lines{});
   EXPECT_EQ(in_file("UserConfig/A", "v"), "2");
+}
+
+// The lock is that of the target's directory, also after a change of the current directory.
+void links_are_followed() {
+  write_file("target/file.xml", SETTINGS);
+  std::filesystem::remove(FILE_NAME);
+  std::filesystem::create_symlink("../target/file.xml", FILE_NAME);
+  EXPECT_EQ(get("UserConfig/A/v"), "1");
+  int const directory = open("settings", O_RDONLY | O_CLOEXEC);
+  flock(directory, LOCK_EX);
+  std::filesystem::current_path("target");
+  EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/v", "2", true), RESULT_SUCCESS);
+  std::filesystem::current_path("..");
+  close(directory);
+  EXPECT_EQ(in_file("UserConfig/A", "v"), "2");
+  EXPECT_TRUE(std::filesystem::is_symlink(FILE_NAME));
+  EXPECT_EQ(count_entries("target"), 1);
+  EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_SUCCESS);
+}
+
+// A process at the other end would receive the settings, or let the commit wait.
+void pipes_are_refused() {
+  EXPECT_EQ(get("UserConfig/A/v"), "1");
+  std::filesystem::remove(FILE_NAME);
+  ASSERT_EQ(mkfifo(FILE_NAME, 0600), 0);
+  int const pipe = open(FILE_NAME, O_RDWR | O_CLOEXEC);
+  CapturedLog log(CATEGORY);
+  EXPECT_EQ(UserConfig::set_user_config("UserConfig/A/v", "2", true), RESULT_FAILURE);
+  EXPECT_EQ(log.take(), Lines{"WARN  - Unable to commit to 'settings/user-config.xml': it is not a "
+                              "regular file"});
+  EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_SUCCESS);
+  SettingExplanation explanation;
+  EXPECT_EQ(UserConfig::explain_user_config("UserConfig/A/v", &explanation), RESULT_SUCCESS);
+  EXPECT_EQ(explanation.places.at(0).state, SettingPlace::STATE_LOADED);
+  EXPECT_EQ(explanation.places.at(0).fault, "it is not a regular file");
+  close(pipe);
 }
 
 void several_are_all_or_none() {
@@ -151,6 +188,10 @@ void removed_settings_are_missing() {
   EXPECT_EQ(UserConfig::set_user_config("$Short", "only here", false), RESULT_SUCCESS);
   EXPECT_EQ(UserConfig::remove_user_configs({"UserConfig/A/w", "$Short"}, true), RESULT_SUCCESS);
   EXPECT_EQ(get("$Short") + in_file("UserConfig/A", "w"), "RESULT_FAILUREnone");
+  commit_elsewhere("<UserConfig><A z='1'/></UserConfig>");
+  EXPECT_EQ(UserConfig::remove_user_configs({"UserConfig/A/z", "UserConfig/A/z"}, true),
+            RESULT_SUCCESS);
+  EXPECT_EQ(in_file("UserConfig/A", "z"), "none");
 }
 
 void reloads_read_the_file_afresh() {
@@ -159,10 +200,14 @@ void reloads_read_the_file_afresh() {
   UserConfig::set_user_config("UserConfig/A/w", "mine", false);
   EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_SUCCESS);
   commit_elsewhere("<UserConfig><A v='22' w='y'/><B v='3'/><Aliases>"
-                   "<Alias name='Short' value='UserConfig/B/v'/></Aliases></UserConfig>");
+                   "<Alias name='Short' value='UserConfig/B/v'/>"
+                   "<Alias name='Odd' value='$q/b/c'/></Aliases></UserConfig>");
   EXPECT_EQ(get("$Short"), "1");
   EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_SUCCESS);
   EXPECT_EQ(get("$Short") + get("UserConfig/A/v") + get("UserConfig/A/w"), "322mine");
+  UserConfig::set_user_config("$Odd", "kept", false);
+  EXPECT_EQ(UserConfig::reload(), RESULT_SUCCESS);
+  EXPECT_EQ(get("$Odd"), "kept");
   std::filesystem::rename(FILE_NAME, "settings/away");
   write_file("user-config.xml", "<UserConfig><B v='of a later place'/></UserConfig>");
   EXPECT_EQ(UserConfig::reload_if_changed(), RESULT_NOT_FOUND) << "also while it is being replaced";
@@ -397,6 +442,8 @@ constexpr Scenario SCENARIOS[] = {
     {"commits merge", commits_merge},
     {"broken files stay", broken_files_stay},
     {"locks are kept", locks_are_kept},
+    {"links are followed", links_are_followed},
+    {"pipes are refused", pipes_are_refused},
     {"several are all or none", several_are_all_or_none},
     {"removed settings are missing", removed_settings_are_missing},
     {"reloads read the file afresh", reloads_read_the_file_afresh},

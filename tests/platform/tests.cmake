@@ -26,8 +26,8 @@ else()
     layer
     FOLDER platform
     LIBRARY ostbase_inside
-    SOURCES ${layer_tests} posix/EnvironmentTest.cpp posix/FileTest.cpp posix/MutexProcessTest.cpp
-            posix/RegistryFileTest.cpp)
+    SOURCES ${layer_tests} posix/DirectoryLockTest.cpp posix/EnvironmentTest.cpp posix/FileTest.cpp
+            posix/MutexProcessTest.cpp posix/RegistryFileTest.cpp)
 endif()
 
 # Libraries to load: two of the same name, one that loads another, and a text file.

@@ -51,7 +51,7 @@ std::vector<SettingPlace> find_places() {
   return places;
 }
 
-// Opens the file of a place; false, with its state, if that fails.
+// Opens the file of a place; false if that fails. The place receives what is wrong with the file.
 bool open_file_of(SettingPlace *place) {
   File file;
   unsigned long const result = file.open_for_reading(place->file.c_str());
@@ -64,9 +64,7 @@ bool open_file_of(SettingPlace *place) {
     place->fault = reason.c_str();
   }
   if (result == RESULT_SUCCESS && !file.is_regular()) { // a read may wait, or change it
-    place->state = SettingPlace::STATE_UNREADABLE;
     place->fault = "it is not a regular file";
-    return false;
   }
   return result == RESULT_SUCCESS;
 }
@@ -94,7 +92,9 @@ void look_into(SettingKey const &key, std::string const &loaded,
                              : SettingPlace::STATE_NOT_LOADED;
     is_found = true;
     has_loaded = has_loaded || is_loaded;
-    read_setting(key, &place);
+    if (place.fault.empty()) {
+      read_setting(key, &place);
+    }
   }
 }
 

@@ -5,6 +5,7 @@
 #include "core/base/config/Settings.hpp"
 #include "core/base/platform/process/ProcessMutex.hpp"
 
+#include <algorithm>
 #include <new>
 
 namespace Ostrel {
@@ -29,9 +30,10 @@ void SettingLinks::remove(SettingLink *link) noexcept {
   }
 }
 
-void SettingLinks::refresh(Settings const &settings, std::string_view full_key) noexcept {
+void SettingLinks::refresh(Settings const &settings,
+                           std::vector<std::string_view> const &full_keys) noexcept {
   for (SettingLink *link = _first; link != nullptr; link = link->next_) {
-    if (settings.resolve(link->key_) == full_key) {
+    if (std::binary_search(full_keys.begin(), full_keys.end(), settings.resolve(link->key_))) {
       link->refresh();
     }
   }

@@ -42,7 +42,8 @@ private:
 /// A user setting for code that reads it often, such as a control loop: `get` is one atomic load.
 ///
 /// Follows every set, removal and reload of this process; changes to the file by other programs
-/// only after a reload. Until the setting exists, and if its text is not of the type (a warning, as
+/// only after a reload. If memory runs out in a reload, the old value stays until the next change.
+/// Until the setting exists, and if its text is not of the type (a warning, as
 /// that of the typed `get_user_config`), the last good value stays; at first the default.
 ///
 /// The constructor reads the setting, and so the settings file if nothing has read it before. Any
@@ -52,7 +53,7 @@ private:
 /// for it.
 ///
 ///     Setting<double> reach{"UserConfig/Sonar/MaximumRange", 4.5};
-///     Setting<double> angle{"UserConfig/Camera/Angle", 0.5, UNIT_TYPE_ANGLE};
+///     Setting<double> angle{"UserConfig/Camera/Angle", 0.5, UNIT_TYPE_ANGLE}; // of Units.hpp
 template <class T> class Setting final : private SettingLink {
   static_assert(std::is_same_v<T, double> || std::is_same_v<T, long> ||
                     std::is_same_v<T, unsigned long> || std::is_same_v<T, bool>,

@@ -14,7 +14,8 @@ CachedSetting *SettingCache::find(Query const &query) const {
 
 SettingCache::NewEntry SettingCache::prepare(Query const &full_key, CachedSetting setting,
                                              std::size_t count) {
-  NewEntry entry = make_entry(full_key, std::make_shared<CachedSetting>(std::move(setting)));
+  NewEntry entry = make_entry(full_key, std::make_shared<CachedSetting>(std::move(setting)),
+                              /*is_alias=*/false);
   entries_.reserve(entries_.size() + count);
   return entry;
 }
@@ -31,7 +32,7 @@ CachedSetting *SettingCache::add(NewEntry entry) noexcept {
 void SettingCache::add_alias(Query const &alias, Query const &full_key) noexcept try {
   auto const known = entries_.find(full_key);
   if (known != entries_.end() && entries_.find(alias) == entries_.end()) {
-    entries_.insert(make_entry(alias, known->second.setting));
+    entries_.insert(make_entry(alias, known->second.setting, /*is_alias=*/true));
   }
 } catch (std::bad_alloc const &) {
   return;
@@ -39,19 +40,19 @@ void SettingCache::add_alias(Query const &alias, Query const &full_key) noexcept
 
 void SettingCache::forget_file() noexcept {
   for (auto entry = entries_.begin(); entry != entries_.end();) {
-    bool const is_alias = !entry->first.text.empty() && entry->first.text.front() == '$';
-    bool const is_kept = !is_alias && entry->second.setting->is_local;
+    bool const is_kept = !entry->second.is_alias && entry->second.setting->is_local;
     entry = is_kept ? std::next(entry) : entries_.erase(entry);
   }
 }
 
 SettingCache::NewEntry SettingCache::make_entry(Query const &query,
-                                                std::shared_ptr<CachedSetting> setting) {
+                                                std::shared_ptr<CachedSetting> setting,
+                                                bool is_alias) {
   std::unique_ptr<char[]> key(new char[query.text.size()]);
   query.text.copy(key.get(), query.text.size());
   Query const own(std::string_view(key.get(), query.text.size()), query.hash);
   Entries single;
-  auto const entry = single.emplace(own, Entry{std::move(key), std::move(setting)}).first;
+  auto const entry = single.emplace(own, Entry{std::move(key), std::move(setting), is_alias}).first;
   return single.extract(entry);
 }
 

@@ -41,6 +41,7 @@ private:
   struct Entry {
     std::unique_ptr<char[]> key;            // borrowed by the entry's query
     std::shared_ptr<CachedSetting> setting; // shared by the full key and its aliases
+    bool is_alias = false;
   };
   using Entries = std::unordered_map<Query, Entry, Hash>;
 
@@ -50,7 +51,7 @@ public:
   /// Returns the setting; null if there is none.
   CachedSetting *find(Query const &query) const;
 
-  /// Allocates entries, so that the next `count` calls of `add` cannot fail. Throws
+  /// Allocates an entry, and space for `count` entries, so that `add` cannot fail. Throws
   /// `std::bad_alloc`.
   NewEntry prepare(Query const &full_key, CachedSetting setting, std::size_t count = 1);
 
@@ -65,7 +66,8 @@ public:
   void forget_file() noexcept;
 
 private:
-  NewEntry make_entry(Query const &query, std::shared_ptr<CachedSetting> setting);
+  static NewEntry make_entry(Query const &query, std::shared_ptr<CachedSetting> setting,
+                             bool is_alias);
 
   Entries entries_;
 };

@@ -39,7 +39,8 @@ struct SettingPlace {
   std::string origin_name; ///< Empty for a place without one.
   std::string file;        ///< The path that was tried.
   State state = STATE_NO_FILE;
-  std::string fault;      ///< Why the file is not readable or does not parse; else empty.
+  std::string fault;      ///< Why the file is not readable, does not parse, or is not read for this
+                          ///< explanation (a pipe or a device); else empty.
   bool has_value = false; ///< Whether the file has the setting.
   std::string value;      ///< The text in that file.
   long line = 0;          ///< Of the key in the file, from 1; 0 if it is unknown.

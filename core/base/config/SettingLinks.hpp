@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 namespace Ostrel {
 
@@ -15,8 +16,10 @@ public:
   static void add(SettingLink *link) noexcept;
   static void remove(SettingLink *link) noexcept;
 
-  /// Lets the objects of one setting read it again. Called after each change.
-  static void refresh(Settings const &settings, std::string_view full_key) noexcept;
+  /// Lets the objects of some settings read them again. Called after each change.
+  /// @param full_keys  in ascending order.
+  static void refresh(Settings const &settings,
+                      std::vector<std::string_view> const &full_keys) noexcept;
 
   /// The same for all objects. Called after each load of the settings file.
   static void refresh_all() noexcept;

@@ -14,7 +14,9 @@
 #include "core/base/platform/SystemErrorText.hpp"
 #include "core/base/platform/process/ProcessMutex.hpp"
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <utility>
@@ -23,16 +25,45 @@ namespace Ostrel {
 
 namespace {
 
-constexpr std::uint32_t LOCK_TIMEOUT_MS = 2000; // far more than a save takes
+constexpr std::uint32_t LOCK_TIMEOUT_MS = 2000; // far more than a save of a usual file takes
 
 ClassCategory category("Ostrel.Core.Base.UserConfig");
 
-void report_missing_lock(char const *path) {
+void report_missing_lock(std::string const &path) {
   static std::atomic<bool> is_reported{false};
   if (!is_reported.exchange(true)) {
     SystemErrorText const reason;
-    category().debug("Unable to lock the directory of '%s': %s", path, reason.c_str());
+    category().debug("Unable to lock the directory of '%s': %s", path.c_str(), reason.c_str());
   }
+}
+
+// Whether the lock is held, or there are none; else with a warning.
+bool may_commit(std::string const &path, DirectoryLock const &lock) {
+  switch (lock.state()) {
+  case DirectoryLock::State::BUSY:
+    category().warn("Unable to commit to '%s': its directory was locked for %u ms", path.c_str(),
+                    static_cast<unsigned int>(LOCK_TIMEOUT_MS));
+    return false;
+  case DirectoryLock::State::FAILED: {
+    SystemErrorText const reason;
+    category().warn("Unable to commit to '%s': %s", path.c_str(), reason.c_str());
+    return false;
+  }
+  case DirectoryLock::State::UNAVAILABLE:
+    report_missing_lock(path);
+    break;
+  case DirectoryLock::State::HELD:
+    break;
+  }
+  return true;
+}
+
+// At present, for a later change of the current directory.
+std::string absolute_form_of(std::string const &path) {
+  std::string directory;
+  bool const is_relative = !Platform::is_absolute_path(path.c_str()) &&
+                           Platform::get_current_directory(&directory) == RESULT_SUCCESS;
+  return is_relative ? native_form_of(directory + Platform::get_path_delimiter() + path) : path;
 }
 
 // Throws std::bad_alloc for a lack of memory.
@@ -66,6 +97,9 @@ unsigned long SettingsFile::load() {
   if (result == RESULT_SUCCESS) {
     result = configuration_.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
   }
+  if (result == RESULT_SUCCESS) {
+    absolute_path_ = absolute_form_of(this->path());
+  }
   return result;
 }
 
@@ -94,8 +128,11 @@ SettingsFile::Change SettingsFile::look_for_change() const {
   DocumentRecord const &record = *source_.main_document_;
   File file;
   FileIdentity identity;
-  if (file.open_for_reading(record.file_name.c_str()) != RESULT_SUCCESS) {
+  if (file.open_for_reading(absolute_path_.c_str()) != RESULT_SUCCESS) {
     return file_was_missing() ? Change::MISSING : Change::CHANGED;
+  }
+  if (!file.is_regular()) { // a read may wait without end
+    return Change::NONE;
   }
   bool const is_same =
       record.identity && file.get_identity(&identity) && identity == *record.identity;
@@ -105,10 +142,14 @@ SettingsFile::Change SettingsFile::look_for_change() const {
 // Whether a load would find a file; unlike the search of a load it logs nothing.
 bool SettingsFile::is_anywhere() const {
   char const *const file_name = file_name_of(IConfigSource::CONFIG_ROOT_USER_CONFIG);
-  std::string path, found;
-  return Platform::get_system_property(Platform::CONFIG_PATH, &path) != RESULT_SUCCESS ||
-         Platform::find_file(path, file_name, &found) == RESULT_SUCCESS ||
-         Platform::file_exists(file_name) == RESULT_SUCCESS;
+  std::vector<SearchPathElement> elements;
+  Platform::get_search_path_elements(Platform::CONFIG_PATH, &elements);
+  elements.emplace_back(); // the current directory
+  return std::any_of(elements.begin(), elements.end(), [file_name](auto const &element) {
+    std::string const directory = element.directory.empty() ? "." : element.directory;
+    return Platform::file_exists(
+               (directory + Platform::get_path_delimiter() + file_name).c_str()) == RESULT_SUCCESS;
+  });
 }
 
 bool SettingsFile::load_from(std::string path, std::string *fault) {
@@ -131,70 +172,66 @@ void SettingsFile::exchange(std::unique_ptr<DocumentRecord> *record) {
 
 // --- Commits ----------------------------------------------------------------------------------
 
+// The links are followed once: the lock, the read and the write are of the same file, also if a
+// link is changed meanwhile.
 unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
-  std::string const file = path();
-  DirectoryLock const lock(file.c_str(), LOCK_TIMEOUT_MS);
-  switch (lock.state()) {
-  case DirectoryLock::State::BUSY:
-    category().warn("Unable to commit to '%s': another process has locked its directory for %u ms",
-                    file.c_str(), static_cast<unsigned int>(LOCK_TIMEOUT_MS));
-    return RESULT_FAILURE;
-  case DirectoryLock::State::FAILED: {
+  std::string target;
+  if (!find_link_target(absolute_path_.c_str(), &target)) {
     SystemErrorText const reason;
-    category().warn("Unable to commit to '%s': %s", file.c_str(), reason.c_str());
+    category().warn("Unable to commit to '%s': %s", path().c_str(), reason.c_str());
     return RESULT_FAILURE;
   }
-  case DirectoryLock::State::UNAVAILABLE:
-    report_missing_lock(file.c_str());
-    break;
-  case DirectoryLock::State::HELD:
-    break;
+  DirectoryLock const lock(target.c_str(), LOCK_TIMEOUT_MS);
+  if (!may_commit(path(), lock)) {
+    return RESULT_FAILURE;
   }
   auto record = std::make_unique<DocumentRecord>();
+  DocumentRecord &present = *record;
   {
     ProcessLock const source_lock(ProcessMutex::SOURCE);
-    if (!read_present(record.get())) {
+    if (!read_present(std::move(target), record.get())) {
       return RESULT_FAILURE;
     }
     exchange(&record);
   }
   unsigned long const result = apply(changes);
   ProcessLock const source_lock(ProcessMutex::SOURCE);
-  if (result != RESULT_SUCCESS) {
+  if (result == RESULT_SUCCESS) {
+    present.file_name = std::move(record->file_name); // as it was found
+  } else {
     exchange(&record);
   }
   record.reset(); // under the lock of the XML library
   return result;
 }
 
-// Reads the present contents of the file, whatever its times tell: two changes within the
-// resolution of the file system's clock have the same. A file that does not exist is written anew,
-// with the contents of this document; so is a pipe or a device, which may be readable only once.
-bool SettingsFile::read_present(DocumentRecord *record) const {
-  DocumentRecord const &loaded = *source_.main_document_;
-  char const *const path = loaded.file_name.c_str();
+// Reads the present contents of the file, even if its times are the same: two changes within the
+// resolution of the file system's clock have the same times. A file that does not exist is written
+// anew, with the contents of this document. A pipe or a device is refused: it can block forever.
+bool SettingsFile::read_present(std::string target, DocumentRecord *record) const {
   File file;
-  bool const is_open = file.open_for_reading(path) == RESULT_SUCCESS;
-  bool const is_written_anew = is_open ? !file.is_regular() : file_was_missing();
-  file.close();
+  bool const is_open = file.open_for_reading(target.c_str()) == RESULT_SUCCESS;
   XmlReading reading;
-  if (is_written_anew) {
-    reading.document = copy_xml_document(loaded.document, &reading.fault);
+  if (is_open && !file.is_regular()) {
+    reading.fault = "it is not a regular file";
+  } else if (!is_open && file_was_missing()) {
+    reading.document = copy_xml_document(source_.main_document_->document, &reading.fault);
   } else {
-    reading = read_xml_file(path);
+    file.close();
+    reading = read_xml_file(target.c_str());
   }
   if (reading.document.root() == nullptr) {
-    category().warn("Unable to commit to '%s': %s", this->path().c_str(), reading.fault.c_str());
+    category().warn("Unable to commit to '%s': %s", path().c_str(), reading.fault.c_str());
     return false;
   }
-  *record = {std::move(reading.document), loaded.file_name, std::nullopt};
+  *record = {std::move(reading.document), std::move(target), std::nullopt};
   return true;
 }
 
 unsigned long SettingsFile::apply(std::vector<SettingChange> const &changes) try {
   for (SettingChange const &change : changes) {
     unsigned long const result =
-        change.is_removal ? remove(change.key) : set(change.key, change.text.c_str());
+        change.text ? set(change.key, change.text->c_str()) : remove(change.key);
     bool const is_done = result == RESULT_NOT_FOUND && change.may_be_missing;
     if (result != RESULT_SUCCESS && !is_done) {
       return result;

@@ -26,13 +26,13 @@ std::optional<SettingKey> split_setting_key(std::string_view full_key);
 /// A change of one setting. Internal to the library.
 struct SettingChange {
   SettingKey key;
-  std::string text;            // the new one
-  bool is_removal = false;     // instead
-  bool may_be_missing = false; // a setting to remove: it need not be in the file
+  std::optional<std::string> text; // none removes the setting
+  bool may_be_missing = false;     // the removal of a setting that the file does not have succeeds
 };
 
 /// The settings file of the process: its document, and commits that keep the changes of other
-/// processes. Internal to the library.
+/// processes. It stays the same file after a change of the current directory. Internal to the
+/// library.
 ///
 /// Not synchronised. Functions without `noexcept` throw std::bad_alloc without memory.
 class SettingsFile {
@@ -60,8 +60,8 @@ public:
 
   enum class Change { NONE, CHANGED, MISSING };
 
-  /// Looks at the file once: it may have changed since it was loaded, or be missing. If none is
-  /// loaded, looks for one in every place.
+  /// Looks at the file once: it may have changed since it was loaded, or be missing. A pipe or a
+  /// device counts as unchanged. If none is loaded, looks for one in every place.
   Change look_for_change() const;
 
   /// Makes the changes, all or none, in the present contents of the file, and takes the result as
@@ -78,12 +78,13 @@ public:
 private:
   bool is_anywhere() const;
   // These two need the mutex of the sources held.
-  bool read_present(DocumentRecord *record) const;
+  bool read_present(std::string target, DocumentRecord *record) const;
   void exchange(std::unique_ptr<DocumentRecord> *record);
   unsigned long apply(std::vector<SettingChange> const &changes);
   unsigned long set(SettingKey const &key, char const *text);
   unsigned long remove(SettingKey const &key) const;
 
+  std::string absolute_path_; // of the file that is loaded
   XmlConfigSource source_;
   Configuration configuration_{source_};
 };

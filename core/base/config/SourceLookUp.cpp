@@ -82,6 +82,16 @@ KeyIndex::SubKeys index_sub_keys(XmlNode const &key) {
 
 } // namespace
 
+bool KeyIndex::append(void const *key, std::string_view name, void const *sub_key) noexcept try {
+  if (auto const known = keys.find(key); known != keys.end()) {
+    known->second[""].push_back(sub_key);
+    known->second[name].push_back(sub_key);
+  }
+  return true;
+} catch (std::bad_alloc const &) {
+  return false;
+}
+
 SourceLookUp::SourceLookUp(IConfigSource const &source) noexcept : source_(source) {
   bool const is_indexed = vtable_id(source) == indexed_class.load(std::memory_order_relaxed);
   indexed_ = is_indexed ? static_cast<XmlConfigSource const *>(&source) : nullptr;

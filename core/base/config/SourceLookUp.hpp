@@ -26,10 +26,15 @@ inline char const *skip_key_separators(char const *path) {
 /// An index of the sub-keys of a source, so that a look-up by index needs no walk. Internal to the
 /// library.
 ///
-/// Filled for a key when it is first searched; dropped as a whole when any key is added or removed.
+/// Filled for a key when it is first searched, extended when a sub-key is added to it, and dropped
+/// as a whole when any key is removed.
 struct KeyIndex {
   /// By name, borrowed from the keys, in document order; the empty name holds every sub-key.
   using SubKeys = std::unordered_map<std::string_view, std::vector<void const *>>;
+
+  /// Adds the last sub-key of a key.
+  /// @return false without memory; the index is then unusable.
+  bool append(void const *key, std::string_view name, void const *sub_key) noexcept;
 
   std::unordered_map<void const *, SubKeys> keys;
 };

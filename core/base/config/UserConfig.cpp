@@ -5,6 +5,7 @@
 #include "core/base/config/Settings.hpp"
 #include "core/base/foundation/ResultCode.hpp"
 
+#include <algorithm>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -46,27 +47,39 @@ bool exists(Settings &settings, SettingCache::Query const &full_key) {
   return setting != nullptr;
 }
 
+bool is_repeated(std::vector<ResolvedChange> const &changes, SettingCache::Query const &full_key) {
+  return std::any_of(changes.begin(), changes.end(), [&full_key](ResolvedChange const &change) {
+    return change.full_key == full_key;
+  });
+}
+
 // Makes all changes or none. Throws std::bad_alloc with nothing changed.
 unsigned long change_settings(Settings &settings, std::vector<Change> const &changes, bool commit) {
   bool const is_written = commit && settings.is_available();
   std::vector<ResolvedChange> resolved;
   std::vector<SettingCache::NewEntry> entries; // before the commit: it can fail
   std::vector<SettingChange> file_changes;
+  std::vector<std::string_view> full_keys;
   for (Change const &change : changes) {
     std::optional<ResolvedChange> place = resolve(settings, change.key);
     if (!place) {
       return RESULT_FAILURE;
     }
-    bool const is_known = change.text || exists(settings, place->full_key);
+    bool const is_known =
+        change.text || exists(settings, place->full_key) || is_repeated(resolved, place->full_key);
     if (!is_known && !is_written) {
       return RESULT_NOT_FOUND;
     }
     entries.push_back(settings.cache().prepare(place->full_key, make_setting(change, is_written),
                                                changes.size()));
-    std::string const text(change.text.value_or(""));
-    file_changes.push_back({place->key, text, /*is_removal=*/!change.text, is_known});
+    file_changes.push_back({place->key, std::nullopt, is_known});
+    if (change.text) {
+      file_changes.back().text.emplace(*change.text);
+    }
+    full_keys.push_back(place->full_key.text);
     resolved.push_back(std::move(*place));
   }
+  std::sort(full_keys.begin(), full_keys.end());
   if (is_written) {
     unsigned long const result = settings.file().commit(file_changes);
     if (result != RESULT_SUCCESS) {
@@ -79,9 +92,7 @@ unsigned long change_settings(Settings &settings, std::vector<Change> const &cha
   for (ResolvedChange const &change : resolved) {
     settings.cache().add_alias(change.query, change.full_key);
   }
-  for (ResolvedChange const &change : resolved) {
-    SettingLinks::refresh(settings, change.full_key.text);
-  }
+  SettingLinks::refresh(settings, full_keys);
   return RESULT_SUCCESS;
 }
 

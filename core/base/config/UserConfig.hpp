@@ -27,19 +27,25 @@ enum UnitType : int;
 /// `RESULT_OUT_OF_MEMORY` (or, for a lock, `RESULT_ACQUISITION_ERROR`). The next call then reads
 /// the file again. Every value that was read or set is cached until a `reload`: before it, later
 /// changes to the file have no effect. Any thread may call every function at any time while the
-/// library is loaded. Messages go to the category "Ostrel.Core.Base.UserConfig".
+/// library is loaded. Messages go to the category "Ostrel.Core.Base.UserConfig"; those about the
+/// file also to the categories of `XmlConfigSource` and `Configuration`, and the reason of a failed
+/// write to that of the platform, at debug.
 ///
 /// **A commit loses no change of another process.** It acquires an advisory lock on the directory
 /// of the settings file (of its target, if the file is a symbolic link), loads the file afresh,
-/// applies its own change, and replaces the file. If any step fails, nothing has changed, in the
-/// file and in this process. It waits for the lock for at most 2 s, in which other calls of this
-/// process wait as well, and a fork for about 1 s; then it fails, with a warning. A file that does
-/// not parse or cannot be read is never overwritten: the commit fails, with the line and the reason
-/// in a warning. If the file no longer exists, it is written anew. Where there is no lock (on
-/// Windows, on a file system without such locks, in a directory that may not be read), a change
-/// that another process commits at the same moment can be lost; this is logged once at debug. The
-/// same holds for a file with hard links in several directories, and for programs that write the
-/// file otherwise.
+/// applies its own change, and replaces the file. A setting that this process reads for the first
+/// time after that comes from the new contents. If a step fails, nothing has changed, in the file
+/// and in this process. The exception is the last step, the flush of the directory: if only that
+/// fails, the file has the change, which a crash of the system may undo.
+///
+/// A commit waits for the lock for at most 2 s, in which other calls of this process wait as well,
+/// and a fork for about 1 s; then it fails, with a warning. A file that does not parse or cannot be
+/// read is never overwritten: the commit fails, with the line and the reason in a warning; so does
+/// a commit to a pipe or a device. If the file no longer exists, it is written anew. Where there is
+/// no lock (on Windows, on a file system without such locks, in a directory that may not be read),
+/// a change that another process commits at the same moment can be lost; this is logged once at
+/// debug. The same holds for a file with hard links in several directories, for a directory that is
+/// a link which is changed meanwhile, and for programs that write the file otherwise.
 namespace UserConfig {
 
 /// Reads a setting.
@@ -104,6 +110,7 @@ OSTBASE_API unsigned long remove_user_config(char const *key, bool commit);
 
 /// Removes several settings, all or none, in one write of the file (addition).
 ///
+/// @param keys  a key given twice counts once.
 /// @return as above: the first failure, with nothing changed.
 OSTBASE_API unsigned long remove_user_configs(std::vector<std::string> const &keys, bool commit);
 
@@ -121,7 +128,7 @@ OSTBASE_API unsigned long reload();
 /// some milliseconds that keep the size, and another file earlier in the search path.
 ///
 /// @return as `reload`; `RESULT_NOT_FOUND` also, in silence, if the file that was loaded is
-/// missing.
+/// missing. A pipe or a device counts as unchanged.
 OSTBASE_API unsigned long reload_if_changed();
 
 /// Whether there is a settings file, so that `get_user_config` reads from it (addition). Reads it
@@ -129,8 +136,9 @@ OSTBASE_API unsigned long reload_if_changed();
 OSTBASE_API bool is_available();
 
 /// Tells where the value of a setting comes from (addition): the alias, the places that were
-/// searched and what each holds, and the value with its file and line. Reads every file anew, for
-/// their present contents; the value is the one that `get_user_config` returns.
+/// searched and what each holds, and the value with its file and line. Reads every file again, so
+/// that the places have their present contents; the value is the one that `get_user_config`
+/// returns.
 ///
 /// @param explanation  replaced on success; untouched on failure; null is refused.
 /// @return `RESULT_SUCCESS`, also for a setting that does not exist; `RESULT_FAILURE` for a

@@ -283,7 +283,9 @@ void const *XmlConfigSource::create_key(void const *parent, char const *name, bo
   if (created == nullptr) {
     return nullptr;
   }
-  index_.reset();
+  if (index_ != nullptr && !index_->append(parent, name_of(*created), created)) {
+    index_.reset();
+  }
   return commit && !save() ? nullptr : created;
 } catch (std::bad_alloc const &) {
   return nullptr;

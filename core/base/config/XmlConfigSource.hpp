@@ -42,7 +42,8 @@ struct KeyIndex;
 /// 32 KB of declarations (without the texts of entities), 256 namespaces in force at one place or
 /// 100,000 different names (a name with a prefix counts as three); also if its entities expand to
 /// more than 1 MB and more than ten times its size, where each tag and each named value in them
-/// counts 25 bytes more.
+/// counts 25 bytes more. The parser may also refuse a file with more than 10,000,000 bytes of large
+/// named values in consecutive tags.
 ///
 /// Any thread may use a source; one lock serialises all sources of the process. Exceptions:
 /// `find_indexed_sub_key`, `get_key_name` and `get_value_data` do not acquire it and must not run
@@ -179,7 +180,7 @@ private:
   std::unique_ptr<DocumentRecord> main_document_;         // null for none
   std::map<std::string, std::unique_ptr<DocumentRecord>> repositories_;
   std::vector<std::string> search_path_;
-  // Filled by searches, dropped when a key is added or removed; guarded by the source mutex.
+  // Filled by searches, dropped when a key is removed; guarded by the source mutex.
   mutable std::unique_ptr<KeyIndex> index_;
 };
 

@@ -1,20 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/DirectoryLock.hpp"
 
-#include "core/base/platform/File.hpp"
 #include "core/base/platform/winapi/system.hpp"
 #include "core/base/platform/winapi/winapi.hpp"
 
-#include <string>
-
 namespace Ostrel {
 
-DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) {
-  std::string target;
-  if (!find_link_target(file, &target)) {
-    return;
-  }
-  if (lock_directory_of(target.c_str(), timeout_ms, &lock_, &had_to_wait_)) {
+DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) noexcept {
+  if (lock_directory_of(file, timeout_ms, &lock_, &had_to_wait_)) {
     state_ = State::HELD;
     return;
   }

@@ -6,9 +6,9 @@
 namespace Ostrel {
 
 /// Holds an advisory lock on the directory of a file until the end of a block, so that processes
-/// that read, change and replace the file do so one after another. If the file is a symbolic link,
-/// the directory is that of its target. After a wait the destructor pauses, so that other processes
-/// get the lock. Internal to the library.
+/// that read, change and replace the file do so one after another. After a wait the destructor
+/// pauses, so that other processes get the lock. A process holds at most one. A child that is
+/// forked meanwhile does not hold it. Internal to the library.
 class DirectoryLock {
 public:
   enum class State {
@@ -18,8 +18,9 @@ public:
     FAILED       ///< A shortage of the system; likewise.
   };
 
-  /// Waits for the lock. Throws std::bad_alloc without memory.
-  DirectoryLock(char const *file, std::uint32_t timeout_ms);
+  /// Waits for the lock.
+  /// @param file  need not exist; a symbolic link is not followed.
+  DirectoryLock(char const *file, std::uint32_t timeout_ms) noexcept;
   DirectoryLock(DirectoryLock const &) = delete;
   DirectoryLock &operator=(DirectoryLock const &) = delete;
   ~DirectoryLock();

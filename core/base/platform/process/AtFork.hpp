@@ -18,7 +18,15 @@ public:
   /// What a child does first, in this order, with its one thread.
   ///
   /// The owners first, since the other steps may acquire mutexes.
-  enum ChildStep : int { MUTEX_OWNERS, THREADS, CONSOLE, NAMED_MUTEXES, LOGGING, CHILD_STEPS };
+  enum ChildStep : int {
+    MUTEX_OWNERS,
+    THREADS,
+    CONSOLE,
+    NAMED_MUTEXES,
+    DIRECTORY_LOCK,
+    LOGGING,
+    CHILD_STEPS
+  };
 
   /// Registers a function to be called in the child of every later fork.
   static void set_child_step(ChildStep step, void (*function)() noexcept) noexcept;

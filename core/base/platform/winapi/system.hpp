@@ -45,7 +45,8 @@ constexpr std::uint32_t timeout_from(unsigned long milliseconds) noexcept {
 bool follow_links(char const *path, char *target, std::size_t size) noexcept;
 
 /// Acquires an advisory lock on the directory of a file. Every process that can read the directory
-/// sees the lock, and it ends with the process. It is not recursive.
+/// sees the lock, and it ends with the process. It is not recursive, and a process holds at most
+/// one: a forked child closes its copy of the last one.
 ///
 /// @param lock         receives the lock, for `unlock_directory`.
 /// @param had_to_wait  set to true if another process has held it; else untouched.

@@ -3,10 +3,12 @@
 #include "core/base/platform/winapi/system.hpp"
 
 #include "core/base/platform/posix/deadline.hpp"
+#include "core/base/platform/process/AtFork.hpp"
 #include "core/base/platform/winapi/error.hpp"
 #include "core/base/platform/winapi/path.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -54,6 +56,15 @@ bool is_expressible(char const *path) {
 timespec pause_after(std::int64_t waited_ns) {
   constexpr std::int64_t DECREASE = 500; // ns of waiting for each ns less
   return {0, std::max(SHORTEST_PAUSE_NS, LONGEST_PAUSE_NS - waited_ns / DECREASE)};
+}
+
+constexpr std::intptr_t NO_DIRECTORY = -1;
+
+std::atomic<std::intptr_t> locked_directory{NO_DIRECTORY};
+
+// In the child of a fork: its copy of the descriptor would keep the lock.
+void close_directory_lock() noexcept {
+  Descriptor const directory(static_cast<int>(locked_directory.exchange(NO_DIRECTORY)));
 }
 
 } // namespace
@@ -123,6 +134,8 @@ bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t
       Descriptor directory = open_directory_of(native.c_str());
       if (directory.is_open() &&
           retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
+        AtFork::set_child_step(AtFork::DIRECTORY_LOCK, close_directory_lock);
+        locked_directory = directory.get();
         *lock = directory.release();
         return true;
       }
@@ -136,10 +149,11 @@ bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t
   }
 }
 
-// Unlocks explicitly: a child that was forked while the lock was held has the descriptor as well.
+// Unlocks explicitly: a child may have its copy of the descriptor for a moment. In a child that was
+// forked by the thread that held the lock, the descriptor is closed already.
 void unlock_directory(std::intptr_t lock, bool had_to_wait) noexcept {
   NotCancelled const here;
-  {
+  if (locked_directory.exchange(NO_DIRECTORY) == lock) {
     Descriptor const directory(static_cast<int>(lock));
     flock(directory.get(), LOCK_UN);
   }
