@@ -175,14 +175,15 @@ void SettingsFile::exchange(std::unique_ptr<DocumentRecord> *record) {
 // The links are followed once: the lock, the read and the write are of the same file, also if a
 // link is changed meanwhile.
 unsigned long SettingsFile::commit(std::vector<SettingChange> const &changes) {
+  std::string const found_path = path();
   std::string target;
   if (!find_link_target(absolute_path_.c_str(), &target)) {
     SystemErrorText const reason;
-    category().warn("Unable to commit to '%s': %s", path().c_str(), reason.c_str());
+    category().warn("Unable to commit to '%s': %s", found_path.c_str(), reason.c_str());
     return RESULT_FAILURE;
   }
   DirectoryLock const lock(target.c_str(), LOCK_TIMEOUT_MS);
-  if (!may_commit(path(), lock)) {
+  if (!may_commit(found_path, lock)) {
     return RESULT_FAILURE;
   }
   auto record = std::make_unique<DocumentRecord>();
