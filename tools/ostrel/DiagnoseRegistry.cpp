@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// The registry file is read line by line, for the mistakes of files that are written by hand: the
-// library skips what it does not understand.
+// The library tells which values it reads. What it skips is found line by line: mistakes of a file
+// that is written by hand.
 #include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/Diagnosis.hpp"
-#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/Text.hpp"
+#include "tools/ostrel/Variables.hpp"
 
 #include <algorithm>
 #include <fstream>
+#include <set>
 
 namespace Ostrel::Tool {
 
@@ -15,12 +16,13 @@ namespace {
 
 constexpr char const *VARIABLE = "OSTREL_REGISTRY_FILE";
 constexpr char const *HEADER = "REGEDIT4";
-constexpr char const *KEY = "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]";
+constexpr char const *KEY = "[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA";
 
+// By the number of the property; that of the settings has none.
 std::vector<std::string> const &value_names() {
-  static std::vector<std::string> const names = {"InstallPath",     "DataPath",  "AudioPath",
-                                                 "ImagesPath",      "FacesPath", "ModelsetsPath",
-                                                 "SlamLandmarkPath"};
+  static std::vector<std::string> const names = {
+      "InstallPath", "",          "DataPath",      "AudioPath",
+      "ImagesPath",  "FacesPath", "ModelsetsPath", "SlamLandmarkPath"};
   return names;
 }
 
@@ -29,13 +31,9 @@ struct Line {
   std::string text;
 };
 
-// A value "NAME"="TEXT".
-struct Value {
-  std::string name, text;
-  bool is_quoted = false; // both
-};
-
+// Without blanks around them, empty lines and comments.
 std::vector<Line> read_lines(std::string const &path) {
+  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
   std::vector<Line> lines;
   std::ifstream file;
   if (status_of(path).is_regular) {
@@ -43,6 +41,9 @@ std::vector<Line> read_lines(std::string const &path) {
   }
   std::string text;
   for (long number = 1; std::getline(file, text); ++number) {
+    if (number == 1 && starts_with(text, BYTE_ORDER_MARK)) {
+      text.erase(0, BYTE_ORDER_MARK.size());
+    }
     std::string const plain(trimmed(text));
     if (!plain.empty() && plain.front() != ';') {
       lines.push_back({number, plain});
@@ -51,26 +52,54 @@ std::vector<Line> read_lines(std::string const &path) {
   return lines;
 }
 
-bool is_key(std::string const &text) {
-  return lower(text) == lower(KEY);
+bool is_section(Line const &line) {
+  return line.text.front() == '[';
 }
 
-std::string without_quotes(std::string text) {
-  text.erase(std::remove(text.begin(), text.end(), '"'), text.end());
-  return text;
+// The closing bracket may be missing.
+bool is_section_of_library(Line const &line) {
+  std::string const text = lower(line.text), key = lower(KEY);
+  return starts_with(text, key) && (text.size() == key.size() || text[key.size()] == ']');
 }
 
-Value read_value(std::string const &line) {
-  std::size_t const equals = line.find('=');
-  std::string const name(trimmed(line.substr(0, equals)));
-  std::string const text(equals == line.npos ? "" : trimmed(line.substr(equals + 1)));
-  bool const is_quoted = starts_with(name, "\"") && ends_with(name, "\"") &&
-                         starts_with(text, "\"") && ends_with(text, "\"") && text.size() > 1;
-  std::string plain = without_quotes(text);
-  for (std::size_t at = plain.find("\\\\"); at != plain.npos; at = plain.find("\\\\", at + 1)) {
-    plain.erase(at, 1);
+// The lines between the section of the library and the next one; it may have several.
+std::vector<Line> lines_of_library(std::vector<Line> const &lines) {
+  std::vector<Line> own;
+  bool is_own = false;
+  for (Line const &line : lines) {
+    if (is_section(line)) {
+      is_own = is_section_of_library(line);
+    } else if (is_own) {
+      own.push_back(line);
+    }
   }
-  return {without_quotes(name), plain, is_quoted};
+  return own;
+}
+
+// The name of the value that a line was meant to have, whether it has quotes or not.
+std::string name_in(Line const &line) {
+  std::string const text = line.text.substr(line.text.front() == '"' ? 1 : 0);
+  return std::string(trimmed(text.substr(0, text.find_first_of("\"=:"))));
+}
+
+// Whether the library reads the value, or reads none because a variable comes first.
+bool is_read(std::string const &name) {
+  auto const &names = value_names();
+  auto const number = std::find(names.begin(), names.end(), name) - names.begin();
+  std::vector<SearchPathElement> elements;
+  Platform::get_search_path_elements(static_cast<Platform::SystemProperty>(number), &elements);
+  return std::any_of(elements.begin(), elements.end(), [&name](auto const &element) {
+    return element.origin == SearchPathElement::ORIGIN_ENVIRONMENT || element.origin_name == name;
+  });
+}
+
+// A line of the right form for a value that is not read.
+std::string right_line(std::string const &name, std::string const &text) {
+  std::size_t const equals = text.find('=');
+  std::string path(trimmed(equals == text.npos ? "" : text.substr(equals + 1)));
+  path.erase(std::remove(path.begin(), path.end(), '"'), path.end());
+  bool const is_path = path.find_first_of("/\\") != path.npos && !starts_with(path, "hex");
+  return "\"" + name + "\"=\"" + (is_path ? path : "DIRECTORY") + "\"";
 }
 
 class RegistryFile {
@@ -79,25 +108,23 @@ public:
       : path_(std::move(path)), lines_(read_lines(path_)), findings_(findings) {}
 
   void diagnose() {
-    if (lines_.empty() || starts_with(lines_.front().text, "\xFF\xFE")) {
-      add(0, "the registry file is empty or in UTF-16", std::string("export it as ") + HEADER);
+    if (lines_.empty()) {
       return;
     }
-    bool const has_header = lines_.front().text == HEADER ||
-                            starts_with(lines_.front().text, "Windows Registry Editor");
-    if (!has_header) {
+    if (starts_with(lines_.front().text, "\xFF\xFE")) {
+      add(0, "the registry file is in UTF-16", std::string("export it as ") + HEADER);
+      return;
+    }
+    if (lines_.front().text != HEADER &&
+        !starts_with(lines_.front().text, "Windows Registry Editor")) {
       add(lines_.front().number, "the registry file does not begin with its header",
           std::string("write ") + HEADER);
     }
-    auto const key = std::find_if(lines_.begin(), lines_.end(),
-                                  [](Line const &line) { return is_key(line.text); });
-    if (key == lines_.end()) {
-      explain_missing_key();
+    if (std::none_of(lines_.begin(), lines_.end(), is_section_of_library)) {
+      explain_missing_section();
     }
-    for (auto line = key; line != lines_.end() && (line == key || line->text[0] != '['); ++line) {
-      if (line != key) {
-        diagnose_value(*line);
-      }
+    for (Line const &line : lines_of_library(lines_)) {
+      diagnose_value(line);
     }
   }
 
@@ -106,120 +133,104 @@ private:
     findings_->push_back({path_, line, what, instead});
   }
 
-  void explain_missing_key() {
-    auto const other = std::find_if(lines_.begin(), lines_.end(),
-                                    [](Line const &line) { return line.text[0] == '['; });
+  void explain_missing_section() {
+    auto const other = std::find_if(lines_.begin(), lines_.end(), is_section);
     add(other == lines_.end() ? 0 : other->number,
         "the registry file has no values of the library: their key is another one",
-        std::string("write ") + KEY);
-  }
-
-  // A line without '=' that has the name of a value.
-  void diagnose_damaged(Line const &line) {
-    for (std::string const &name : value_names()) {
-      if (lower(line.text).find(lower(name)) != line.text.npos) {
-        add(line.number, "the registry value " + name + " has no '='",
-            "write \"" + name + "\"=\"DIRECTORY\"");
-      }
-    }
+        std::string("write ") + KEY + "]");
   }
 
   void diagnose_value(Line const &line) {
-    if (line.text.find('=') == line.text.npos) {
-      diagnose_damaged(line);
-      return;
-    }
-    Value const value = read_value(line.text);
+    std::string const written = name_in(line);
     auto const &names = value_names();
-    std::string const *const nearest = find_misspelt(value.name, names);
-    auto const known = std::find_if(names.begin(), names.end(), [&value](std::string const &name) {
-      return lower(name) == lower(value.name);
-    });
+    auto const known =
+        std::find_if(names.begin(), names.end(),
+                     [&written](std::string const &name) { return lower(name) == lower(written); });
+    if (written.empty()) {
+      return;
+    }
     if (known == names.end()) {
-      if (lower(value.name) == "configpath") {
-        add(line.number, "there is no registry value ConfigPath", "set OSTREL_CONFIG_PATH");
-      } else if (nearest != nullptr) {
-        add(line.number, "unknown registry value '" + value.name + "'", "write " + *nearest);
-      }
-      return;
+      diagnose_unknown(line.number, written);
+    } else if (!is_read(*known)) {
+      add(line.number, "the registry value " + *known + " is not read",
+          "write " + right_line(*known, line.text));
+    } else if (!values_.insert(*known).second) {
+      add(line.number, "the registry value " + *known + " stands twice, and the last one counts",
+          "remove one of the two");
     }
-    if (!value.is_quoted) {
-      bool const is_path =
-          value.text.find_first_of("/\\") != value.text.npos && !starts_with(value.text, "hex");
-      add(line.number, "the registry value " + value.name + " is not a text in quotes",
-          "write \"" + *known + "\"=\"" + (is_path ? value.text : "DIRECTORY") + "\"");
-      return;
-    }
-    diagnose_directories(line, value);
   }
 
-  void diagnose_directories(Line const &line, Value const &value) {
-    for (std::string const &directory : split(value.text, ';')) {
-      std::string const path = Platform::native_path(directory.c_str());
-      if (!directory.empty() && !status_of(path).is_directory) {
-        std::string const nearest = find_nearest_path(path);
-        add(line.number,
-            "the directory '" + directory + "' of the registry value " + value.name +
-                " does not exist",
-            nearest.empty() ? "create it, or remove the value" : "write " + nearest);
-      }
-    }
-    std::string const path = Platform::native_path(value.text.c_str());
-    if (lower(value.name) == "installpath" && status_of(path + "/user-config.xml").exists &&
-        !status_of(path + "/config").exists) {
-      add(line.number,
-          "'" + value.text +
-              "' holds the settings, but they are looked for in its "
-              "directory config",
-          "write " + directory_of(path));
+  void diagnose_unknown(long line, std::string const &name) {
+    std::string const *const nearest = find_misspelt(name, value_names());
+    if (nearest != nullptr) {
+      add(line, "unknown registry value '" + name + "'", "write " + *nearest);
+    } else if (lower(name) == "configpath") {
+      add(line, "there is no registry value ConfigPath", "set OSTREL_CONFIG_PATH");
     }
   }
 
   std::string path_;
   std::vector<Line> lines_;
   std::vector<Finding> *findings_;
+  std::set<std::string> values_; // so far
 };
+
+// What is wrong with the file that the variable names.
+std::optional<PathFault> find_file_fault(std::string const &name) {
+  if (std::optional<PathFault> const fault = find_unexpanded(name)) {
+    return fault;
+  }
+  std::string const path = Platform::native_path(name.c_str());
+  FileStatus const status = status_of(path);
+  if (!status.exists) {
+    return explain_missing(path, "create it, or unset the variable");
+  }
+  if (status.is_directory) {
+    return PathFault{"'" + path + "' is a directory", "write " + path + "/registry.reg"};
+  }
+  if (!Platform::is_absolute_path(name.c_str())) {
+    return PathFault{"'" + name + "' is another file for each current directory",
+                     "write " + absolute_path(path)};
+  }
+  return std::nullopt;
+}
 
 } // namespace
 
 std::string registry_file() {
-  std::string path;
-  if (!Platform::get_environment_variable(VARIABLE, &path) || path.empty()) {
-    path = OSTBASE_SYSCONF_DIR "/ostrel/registry.reg";
+  std::string const named = read_variables()[VARIABLE];
+  return Platform::native_path(named.empty() ? OSTBASE_SYSCONF_DIR "/ostrel/registry.reg"
+                                             : named.c_str());
+}
+
+long find_registry_line(std::string const &name) {
+  long number = 0;
+  for (Line const &line : lines_of_library(read_lines(registry_file()))) {
+    number = lower(name_in(line)) == lower(name) ? line.number : number;
   }
-  return path;
+  return number;
 }
 
 void diagnose_registry(std::vector<Finding> *findings) {
-  std::string const path = registry_file();
-  FileStatus const status = status_of(path);
-  std::string named;
-  bool const is_named = Platform::get_environment_variable(VARIABLE, &named) && !named.empty();
-  std::string const source = std::string(VARIABLE) + ": ";
-  if (std::optional<PathFault> const fault = find_unexpanded(named)) {
-    findings->push_back({"", 0, source + fault->what, fault->instead});
-  } else if (is_named && !status.exists) {
-    std::string const nearest = find_nearest_path(path);
-    findings->push_back(
-        {"", 0, source + "the file '" + path + "' does not exist",
-         nearest.empty() ? "create it, or unset the variable" : "write " + nearest});
-  } else if (status.is_directory) {
-    findings->push_back(
-        {"", 0, source + "'" + path + "' is a directory", "write " + path + "/registry.reg"});
-  } else if (status.exists && !status.is_readable) {
-    findings->push_back({path, 0, "the registry file cannot be read", grant("r", path)});
-  } else if (status.exists) {
-    if (status.is_world_writable) {
-      findings->push_back(
-          {path, 0, "every user can write to the registry file", "run chmod o-w " + path});
+  std::string const named = read_variables()[VARIABLE], path = registry_file();
+  if (!named.empty()) {
+    if (std::optional<PathFault> const fault = find_file_fault(named)) {
+      findings->push_back({"", 0, std::string(VARIABLE) + ": " + fault->what, fault->instead});
     }
-    if (is_named && !Platform::is_absolute_path(path.c_str())) {
-      findings->push_back({"", 0,
-                           source + "'" + path + "' is another file for each current directory",
-                           "write its absolute path"});
-    }
-    RegistryFile(path, findings).diagnose();
   }
+  FileStatus const status = status_of(path);
+  if (!status.exists || status.is_directory) {
+    return;
+  }
+  if (!status.is_readable) {
+    findings->push_back({path, 0, "the registry file cannot be read", grant("r", path)});
+    return;
+  }
+  if (status.is_regular && status.is_world_writable) {
+    findings->push_back(
+        {path, 0, "every user can write to the registry file", "run chmod o-w " + path});
+  }
+  RegistryFile(path, findings).diagnose();
 }
 
 } // namespace Ostrel::Tool

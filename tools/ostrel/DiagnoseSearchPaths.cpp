@@ -1,22 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/Diagnosis.hpp"
-#include "tools/ostrel/FileStatus.hpp"
+#include "tools/ostrel/LibraryPath.hpp"
 #include "tools/ostrel/Text.hpp"
+#include "tools/ostrel/Variables.hpp"
 
 #include <algorithm>
-#include <filesystem>
+#include <iterator>
+#include <set>
 
 namespace Ostrel::Tool {
 
 namespace {
-
-// A directory that a variable or a registry value names.
-struct Named {
-  std::string source; // "OSTREL_CONFIG_PATH"
-  std::string text;   // in the variable or value
-  std::string path;   // for the system's calls
-};
 
 bool looks_like_path(std::string const &text) {
   std::string const path(trimmed(text));
@@ -45,79 +40,103 @@ std::string with_right_separators(std::string const &text) {
   return "";
 }
 
-// Without "." and "..".
-std::string normal_path(std::string const &path) {
-  std::filesystem::path const normal = std::filesystem::path(path).lexically_normal();
-  return (normal.has_filename() ? normal : normal.parent_path()).string();
-}
-
-Finding about(Named const &named, std::string const &what, std::string const &instead) {
-  return {"", 0, named.source + ": " + what, instead};
-}
-
-// A directory that does not exist.
-Finding explain_missing(Named const &named) {
-  std::string const separated = with_right_separators(named.text);
-  if (!separated.empty()) {
-    return about(named, "'" + named.text + "' is taken for one directory", "write " + separated);
+PathFault explain_missing_directory(std::string const &text, std::string const &path,
+                                    bool is_single) {
+  std::string const separated =
+      is_single ? text.substr(0, text.find(';')) : with_right_separators(text);
+  if (!separated.empty() && separated != text) {
+    return {"'" + text + "' is taken for one directory", "write " + separated};
   }
-  std::string const nearest = find_nearest_path(named.path);
-  return about(named, "the directory '" + named.text + "' does not exist",
-               nearest.empty() ? "create it, or remove it from " + named.source
-                               : "write " + nearest);
+  return explain_missing(path, "create it, or remove it");
 }
 
-void diagnose_directory(Named const &named, std::vector<Finding> *findings) {
-  FileStatus const status = status_of(named.path);
-  if (std::optional<PathFault> const fault = find_unexpanded(named.text)) {
-    findings->push_back(about(named, fault->what, fault->instead));
-  } else if (!status.exists) {
-    findings->push_back(explain_missing(named));
-  } else if (!status.is_directory) {
-    findings->push_back(about(named, "'" + named.text + "' is a file, not a directory",
-                              "write " + directory_of(named.path)));
-  } else if (!status.is_readable) {
-    findings->push_back(about(named, "the directory '" + named.text + "' cannot be searched",
-                              grant("rx", named.path)));
-  } else if (!Platform::is_absolute_path(named.text.c_str()) || starts_with(named.text, ".")) {
-    std::string absolute;
-    Platform::make_absolute_path(named.path.c_str(), &absolute);
-    findings->push_back(
-        about(named, "'" + named.text + "' is another directory for each current directory",
-              "write " + normal_path(Platform::native_path(absolute.c_str()))));
+// What is wrong with a directory.
+//
+// is_single: the variable names one directory, not a search path.
+std::optional<PathFault> find_directory_fault(std::string const &text, bool is_single) {
+  std::string const path = Platform::native_path(text.c_str());
+  FileStatus const status = status_of(path);
+  if (std::optional<PathFault> const fault = find_unexpanded(text)) {
+    return fault;
+  }
+  if (!status.exists) {
+    return explain_missing_directory(text, path, is_single);
+  }
+  if (!status.is_directory) {
+    return PathFault{"'" + text + "' is a file, not a directory", "write " + directory_of(path)};
+  }
+  if (!status.is_readable) {
+    return PathFault{"the directory '" + text + "' cannot be searched", grant("x", path)};
+  }
+  if (!Platform::is_absolute_path(text.c_str()) || starts_with(text, ".")) {
+    return PathFault{"'" + text + "' is another directory for each current directory",
+                     "write " + absolute_path(path)};
+  }
+  return std::nullopt;
+}
+
+// A finding about an element, with the variable or the registry value that has it.
+Finding about(SearchPathElement const &element, PathFault const &fault) {
+  Finding finding{"", 0, element.origin_name + ": " + fault.what, fault.instead};
+  if (element.origin == SearchPathElement::ORIGIN_REGISTRY) {
+    finding.file = registry_file();
+    finding.line = find_registry_line(element.origin_name);
+  }
+  return finding;
+}
+
+// Elements that one variable or registry value names.
+void diagnose_elements(std::vector<SearchPathElement> const &elements, bool is_single,
+                       std::vector<Finding> *findings) {
+  for (SearchPathElement const &element : elements) {
+    if (element.directory.empty()) {
+      continue;
+    }
+    if (auto const fault = find_directory_fault(element.directory, is_single)) {
+      findings->push_back(about(element, *fault));
+    }
   }
 }
 
-void diagnose_permissions(std::string const &path, std::vector<Finding> *findings) {
-  if (status_of(path).is_world_writable && status_of(path).is_directory) {
-    findings->push_back({path, 0, "every user can write to this directory of a search path",
-                         "run chmod o-w " + path});
-  }
-}
-
-void diagnose_empty(std::string const &source, std::string const &value,
+// Empty elements of the variable of a search path. Behind the others they hardly matter: the
+// current directory is searched at the end anyway.
+void diagnose_empty(std::vector<SearchPathElement> const &elements, bool is_settings_path,
                     std::vector<Finding> *findings) {
-  std::string const place =
-      source == "OSTREL_CONFIG_PATH" ? "the current directory" : "the top directory";
-  if (value.empty()) {
-    findings->push_back(
-        {"", 0, source + ": it is set to the empty text, which stands for " + place, "unset it"});
-  } else {
-    findings->push_back(
-        {"", 0, source + ": an empty element stands for " + place, "remove the ';' beside it"});
+  if (elements.empty() || elements.front().origin != SearchPathElement::ORIGIN_ENVIRONMENT ||
+      !elements.front().directory.empty()) {
+    return;
+  }
+  if (elements.size() == 1) {
+    findings->push_back(about(elements.front(), {"it is set to the empty text", "unset it"}));
+  } else if (is_settings_path) {
+    findings->push_back(about(elements.front(),
+                              {"it begins with an empty element: the current directory is searched "
+                               "first",
+                               "remove the ';' in front"}));
   }
 }
 
-// The elements of a variable or a registry value.
-void diagnose_value(std::string const &source, std::string const &value,
-                    std::vector<Finding> *findings) {
-  bool had_empty = false;
-  for (std::string const &text : split(value, ';')) {
-    if (!text.empty()) {
-      diagnose_directory({source, text, Platform::native_path(text.c_str())}, findings);
-    } else if (!had_empty) {
-      had_empty = true;
-      diagnose_empty(source, value, findings);
+bool is_default(Platform::SystemProperty property, SearchPathElement const &element) {
+  return element.origin == SearchPathElement::ORIGIN_BUILT_IN ||
+         (property != Platform::INSTALL_PATH && element.origin_name == "InstallPath");
+}
+
+std::vector<SearchPathElement> read_library_path() {
+  constexpr char const *NAME = "OSTREL_LIBRARY_PATH";
+  std::vector<SearchPathElement> elements;
+  for (std::string const &directory : split_library_path(read_variables()[NAME])) {
+    elements.push_back({directory, SearchPathElement::ORIGIN_ENVIRONMENT, NAME});
+  }
+  return elements;
+}
+
+void diagnose_permissions(std::set<std::string> const &directories,
+                          std::vector<Finding> *findings) {
+  for (std::string const &directory : directories) {
+    FileStatus const status = status_of(directory);
+    if (status.is_directory && status.is_world_writable) {
+      findings->push_back({directory, 0, "every user can write to this directory of a search path",
+                           "run chmod o-w " + directory});
     }
   }
 }
@@ -125,37 +144,25 @@ void diagnose_value(std::string const &source, std::string const &value,
 } // namespace
 
 void diagnose_search_paths(std::vector<Finding> *findings) {
-  constexpr char const *VARIABLES[] = {
-      "OSTREL_CONFIG_PATH", "OSTREL_DATA_PATH",      "OSTREL_AUDIO_PATH",  "OSTREL_IMAGES_PATH",
-      "OSTREL_FACES_PATH",  "OSTREL_MODELSETS_PATH", "OSTREL_LIBRARY_PATH"};
-  for (char const *const name : VARIABLES) {
-    std::string value;
-    if (Platform::get_environment_variable(name, &value)) {
-      diagnose_value(name, value, findings);
-    }
+  std::vector<SearchPathElement> all = read_library_path();
+  diagnose_elements(all, /*is_single=*/false, findings);
+  for (int i = Platform::INSTALL_PATH; i <= Platform::SLAM_LANDMARK_PATH; ++i) {
+    auto const property = static_cast<Platform::SystemProperty>(i);
+    bool const is_single =
+        property == Platform::INSTALL_PATH || property == Platform::SLAM_LANDMARK_PATH;
+    std::vector<SearchPathElement> elements, named;
+    Platform::get_search_path_elements(property, &elements);
+    std::copy_if(elements.begin(), elements.end(), std::back_inserter(named),
+                 [property](auto const &element) { return !is_default(property, element); });
+    diagnose_elements(named, is_single, findings);
+    diagnose_empty(named, property == Platform::CONFIG_PATH, findings);
+    all.insert(all.end(), elements.begin(), elements.end());
   }
-  std::string maps;
-  if (Platform::get_environment_variable("OSTREL_SLAM_LANDMARK_PATH", &maps) && !maps.empty()) {
-    Named const named{"OSTREL_SLAM_LANDMARK_PATH", maps, Platform::native_path(maps.c_str())};
-    if (maps.find(';') != maps.npos && !status_of(named.path).exists) {
-      findings->push_back(about(named, "it names one directory, not a search path",
-                                "write " + maps.substr(0, maps.find(';'))));
-    } else {
-      diagnose_directory(named, findings);
-    }
+  std::set<std::string> directories;
+  for (SearchPathElement const &element : all) {
+    directories.insert(Platform::native_path(element.directory.c_str()));
   }
-  std::vector<std::string> paths;
-  for (int property = Platform::CONFIG_PATH; property <= Platform::SLAM_LANDMARK_PATH; ++property) {
-    std::vector<SearchPathElement> elements;
-    Platform::get_search_path_elements(static_cast<Platform::SystemProperty>(property), &elements);
-    for (SearchPathElement const &element : elements) {
-      std::string const path = Platform::native_path(element.directory.c_str());
-      if (!path.empty() && std::find(paths.begin(), paths.end(), path) == paths.end()) {
-        paths.push_back(path);
-        diagnose_permissions(path, findings);
-      }
-    }
-  }
+  diagnose_permissions(directories, findings);
 }
 
 } // namespace Ostrel::Tool

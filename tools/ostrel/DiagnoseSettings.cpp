@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/Check.hpp"
 #include "tools/ostrel/Diagnosis.hpp"
-#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Text.hpp"
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <set>
+#include <system_error>
 
 namespace Ostrel::Tool {
 
@@ -16,48 +16,53 @@ namespace {
 
 constexpr char const *FILE_NAMES[] = {"application-config.xml", "behavior-config.xml",
                                       "personality-config.xml", "resource-config.xml",
-                                      "semantic-config.xml",    "user-config.xml"};
+                                      "semantic-config.xml",    "user-config.xml",
+                                      "user-config.xsd"};
 
 bool is_chosen_by_user(SearchedFile const &place) {
-  return place.is_current_directory ||
-         place.element.origin == SearchPathElement::ORIGIN_ENVIRONMENT;
+  return place.directory.empty() || place.origin == SettingPlace::ORIGIN_ENVIRONMENT;
 }
 
-// Something that the search passes over.
+// Something that the search passes over. What is wrong with its directory is found elsewhere.
 void diagnose_unreadable(SearchedFile const &place, std::vector<Finding> *findings) {
+  std::error_code error;
   FileStatus const status = status_of(place.file);
-  if (!place.exists || (place.is_readable && status.is_readable)) {
-    return;
-  }
   if (!status.exists) {
-    findings->push_back({place.file, 0, "this link leads to no file, and is passed over",
-                         "correct or remove the link"});
+    if (std::filesystem::is_symlink(place.file, error)) {
+      findings->push_back({place.file, 0, "this link leads to no file, and is passed over",
+                           "correct or remove the link"});
+    }
   } else if (status.is_directory) {
     findings->push_back({place.file, 0, "this is a directory, not a settings file",
                          "rename it, and write the file"});
-  } else {
+  } else if (!status.is_readable) {
     findings->push_back({place.file, 0, "the settings file cannot be read, and is passed over",
                          grant("r", place.file)});
+  } else if (place.state == SettingPlace::STATE_UNREADABLE) {
+    findings->push_back({place.file, 0, "the settings file is passed over: " + place.fault,
+                         "write the settings here"});
   }
 }
 
+// A file or directory of another user is not meant to be changed by programs of this one.
 void diagnose_permissions(SearchedFile const &used, std::vector<Finding> *findings) {
-  FileStatus const status = status_of(used.file);
-  if (status.is_world_writable) {
+  std::string const above = directory_of(used.file);
+  FileStatus const file = status_of(used.file), directory = status_of(above);
+  if (file.is_world_writable) {
     findings->push_back(
         {used.file, 0, "every user can write to the settings file", "run chmod o-w " + used.file});
   }
   if (!is_chosen_by_user(used)) {
     return;
   }
-  if (!status.is_writable) {
+  if (file.is_own && !file.is_writable) {
     findings->push_back(
         {used.file, 0, "the settings file cannot be written: commits fail", grant("w", used.file)});
-  } else if (status_of(used.directory).is_readable && !status_of(used.directory).is_writable) {
-    findings->push_back({used.directory, 0,
+  } else if (directory.is_own && directory.is_readable && !directory.is_writable) {
+    findings->push_back({above, 0,
                          "the directory of the settings file cannot be written: a crash during a "
                          "commit may damage the file",
-                         grant("w", used.directory)});
+                         grant("w", above)});
   }
 }
 
@@ -67,7 +72,8 @@ void diagnose_shadowed(std::vector<SearchedFile> const &places, std::size_t used
                        std::vector<Finding> *findings) {
   for (std::size_t i = used + 1; i < places.size(); ++i) {
     bool const is_meant = is_chosen_by_user(places[i]) || !is_chosen_by_user(places[used]);
-    if (places[i].is_readable && is_meant && !is_same_file(places[i].file, places[used].file)) {
+    if (places[i].state == SettingPlace::STATE_SHADOWED && is_meant &&
+        !is_same_file(places[i].file, places[used].file)) {
       findings->push_back({places[i].file, 0,
                            "this settings file has no effect: " + places[used].file +
                                " comes first in the search path",
@@ -90,23 +96,16 @@ std::string letters_of(std::string const &name) {
 
 // The name of a configuration file for which another was written; null if it does not look so.
 char const *find_meant_name(std::string const &name) {
-  constexpr char const *ENDINGS[] = {"", "txt", "xml", "xlm", "conf", "cfg", "ini", "urationxml"};
-  if (letters_of(name) == "userconfigxsd") {
-    return "user-config.xsd";
-  }
-  if (letters_of(name) == "usersettingsxml" || letters_of(name) == "userconfxml") {
-    return "user-config.xml";
-  }
+  constexpr char const *ENDINGS[] = {"", "txt", "xmltxt", "xmlxml", "conf", "cfg", "urationxml"};
+  std::string const written = letters_of(name);
   for (char const *const meant : FILE_NAMES) {
-    std::string const stem = letters_of(meant);
-    std::string const bare = stem.substr(0, stem.size() - std::string("xml").size());
-    for (char const *const ending : ENDINGS) {
-      if (letters_of(name) == stem + ending || letters_of(name) == bare + ending) {
-        return meant;
-      }
-    }
-    if (ends_with(lower(name), ".xml") && is_misspelling(name, meant) &&
-        edit_distance(lower(name), meant) <= 1) {
+    std::string const letters = letters_of(meant);
+    std::string const stem = letters.substr(0, letters.size() - std::string("xml").size());
+    bool const has_other_ending =
+        std::any_of(std::begin(ENDINGS), std::end(ENDINGS),
+                    [&](char const *ending) { return written == stem + ending; });
+    if (written == letters || has_other_ending ||
+        (is_misspelling(name, meant) && edit_distance(written, letters) <= 1)) {
       return meant;
     }
   }
@@ -129,24 +128,26 @@ void diagnose_names(std::string const &directory, std::vector<Finding> *findings
 // A settings file in a directory above or below one of the search path that has no configuration.
 void diagnose_level(SearchedFile const &place, std::vector<SearchedFile> const &places,
                     std::vector<Finding> *findings) {
-  std::vector<std::string> const names = list_directory(place.directory);
-  std::vector<std::string> directories = {
-      std::filesystem::path(place.directory).parent_path().string()};
-  for (std::string const &name : names) {
+  std::filesystem::path const searched = directory_of(place.file);
+  std::vector<std::string> directories = {directory_of(searched.string())};
+  for (std::string const &name : list_directory(searched.string())) {
     if (ends_with(name, ".xml")) {
       return;
     }
-    directories.push_back((std::filesystem::path(place.directory) / name).string());
+    directories.push_back((searched / name).string());
   }
   for (std::string const &directory : directories) {
     std::string const file = (std::filesystem::path(directory) / "user-config.xml").string();
     bool const is_searched =
-        std::any_of(places.begin(), places.end(), [&file](SearchedFile const &searched) {
-          return is_same_file(searched.file, file);
-        });
-    if (status_of(file).exists && !is_searched) {
+        std::any_of(places.begin(), places.end(),
+                    [&file](SearchedFile const &each) { return is_same_file(each.file, file); });
+    bool const is_reported =
+        std::any_of(findings->begin(), findings->end(),
+                    [&file](Finding const &each) { return each.file == file; });
+    if (status_of(file).exists && !is_searched && !is_reported) {
       findings->push_back({file, 0,
-                           "this file is not in " + place.directory + " of the search path, but " +
+                           "this file is not in " + searched.string() +
+                               " of the search path, but " +
                                (directory == directories.front() ? "above" : "below") + " it",
                            "write " + directory + " in OSTREL_CONFIG_PATH"});
     }
@@ -169,23 +170,25 @@ void diagnose_contents(std::string const &file, std::vector<Finding> *findings) 
 
 void diagnose_settings_file(std::vector<Finding> *findings) {
   std::vector<SearchedFile> const places = search_settings_file();
-  auto const used = std::find_if(places.begin(), places.end(),
-                                 [](SearchedFile const &place) { return place.is_used; });
-  std::set<std::string> directories;
+  std::set<std::string> files;
   for (SearchedFile const &place : places) {
-    if (is_chosen_by_user(place) && !place.is_current_directory &&
-        directories.insert(place.directory).second) {
-      diagnose_names(place.directory, findings);
+    bool const is_new = !place.directory.empty() && files.insert(place.file).second;
+    if (is_new && is_chosen_by_user(place)) {
+      diagnose_names(directory_of(place.file), findings);
+    }
+    if (is_new && place.origin != SettingPlace::ORIGIN_BUILT_IN) {
       diagnose_level(place, places, findings);
     }
   }
+  auto const used = std::find_if(places.begin(), places.end(),
+                                 [](SearchedFile const &place) { return place.is_used; });
   for (auto place = places.begin(); place != places.end() && place <= used; ++place) {
     diagnose_unreadable(*place, findings);
   }
   if (used == places.end()) {
     return;
   }
-  if (used->is_current_directory) {
+  if (used->directory.empty()) {
     findings->push_back({used->file, 0,
                          "the settings are read from the current directory, wherever a program is "
                          "started",

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/Findings.hpp"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,7 +27,15 @@ void diagnose_logging(std::vector<Finding> *findings);
 /// Variables that are misspelt, or have a value without effect.
 void diagnose_variables(std::vector<Finding> *findings);
 
+/// What is wrong with a log file. The file is not opened.
+///
+/// @param name  as in the variable.
+std::optional<PathFault> find_log_file_fault(std::string const &name);
+
 /// The registry file that the library reads, if it exists.
 std::string registry_file();
+
+/// The line of a value in the registry file, the last if there are several; 0 if there is none.
+long find_registry_line(std::string const &name);
 
 } // namespace Ostrel::Tool

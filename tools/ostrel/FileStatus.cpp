@@ -5,6 +5,7 @@
 #include "tools/ostrel/Text.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -64,6 +65,7 @@ FileStatus status_of(std::string const &path) {
   FileStatus status;
   struct stat file = {};
   if (stat(path.c_str(), &file) != 0) {
+    status.error = std::generic_category().message(errno);
     return status;
   }
   status.exists = true;
@@ -76,19 +78,29 @@ FileStatus status_of(std::string const &path) {
   status.is_writable =
       access(path.c_str(), W_OK) == 0 && (file.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0;
   status.is_world_writable = (file.st_mode & S_IWOTH) != 0;
+  status.is_sticky = (file.st_mode & S_ISVTX) != 0;
+  status.is_own = file.st_uid == geteuid() || geteuid() == 0;
   return status;
 }
 
 std::string grant(std::string const &right, std::string const &path) {
-  struct stat file = {};
-  bool const is_own = stat(path.c_str(), &file) != 0 || file.st_uid == geteuid() || geteuid() == 0;
-  std::string const chmod = "chmod " + std::string(is_own ? "u" : "g") + "+" + right + " " + path;
-  return is_own ? "run " + chmod : "as its owner, run chgrp and " + chmod;
+  if (status_of(path).is_own) {
+    return "run chmod u+" + right + " " + path;
+  }
+  return "as its owner, run chgrp " + std::to_string(getegid()) + " " + path + " and chmod g+" +
+         right + " " + path;
 }
 
 bool is_same_file(std::string const &left, std::string const &right) {
+  struct stat one = {}, other = {};
+  return stat(left.c_str(), &one) == 0 && stat(right.c_str(), &other) == 0 &&
+         one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+std::string absolute_path(std::string const &path) {
   std::error_code error;
-  return std::filesystem::equivalent(left, right, error);
+  std::filesystem::path const normal = std::filesystem::absolute(path, error).lexically_normal();
+  return (normal.has_filename() ? normal : normal.parent_path()).string();
 }
 
 std::string directory_of(std::string const &path) {
@@ -126,6 +138,23 @@ std::string find_nearest_path(std::string const &path) {
   return "";
 }
 
+PathFault explain_missing(std::string const &path, std::string const &otherwise) {
+  std::string above = directory_of(path);
+  while (!status_of(above).exists && directory_of(above) != above) {
+    above = directory_of(above);
+  }
+  FileStatus const status = status_of(above);
+  if (status.exists && !status.is_directory) {
+    return {"'" + path + "' does not exist, because '" + above + "' is a file", otherwise};
+  }
+  if (!status.is_readable) {
+    return {"'" + path + "' cannot be looked at: permission denied for '" + above + "'",
+            grant("x", above)};
+  }
+  std::string const nearest = find_nearest_path(path);
+  return {"'" + path + "' does not exist", nearest.empty() ? otherwise : "write " + nearest};
+}
+
 std::optional<PathFault> find_unexpanded(std::string const &path) {
   if (path.empty() || status_of(path).exists) {
     return std::nullopt;
@@ -136,7 +165,9 @@ std::optional<PathFault> find_unexpanded(std::string const &path) {
     return PathFault{"the quotes of '" + path + "' are part of the name", "write " + plain};
   }
   if (path.front() == '~' || path.find('$') != path.npos) {
-    return PathFault{"'" + path + "' is not expanded", "write " + expanded(path)};
+    std::string const plain = expanded(path);
+    return PathFault{"'" + path + "' is not expanded",
+                     "write " + (plain == path ? "the directory itself" : plain)};
   }
   if (with_percents_expanded(path) != path) {
     return PathFault{"'" + path + "' is not expanded", "write " + with_percents_expanded(path)};

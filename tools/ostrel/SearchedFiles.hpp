@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/base/platform/SearchPathElement.hpp"
+#include "core/base/config/SettingExplanation.hpp"
 
-#include <string>
 #include <vector>
 
 namespace Ostrel::Tool {
 
 /// A place where the library looks for the settings file.
-struct SearchedFile {
-  SearchPathElement element; ///< Built in, with an empty directory, for the current directory.
-  bool is_current_directory = false; ///< The last place, which no search path names.
-  std::string directory;             ///< For the system's calls.
-  std::string file;
-  bool exists = false;
-  bool is_readable = false;
-  bool is_used = false; ///< The one that the library reads.
+struct SearchedFile : SettingPlace {
+  bool exists = false;  ///< Also if it cannot be read.
+  bool is_used = false; ///< The file that the library reads, whether it parses or not.
 };
 
 /// All places, in the order of the search.

@@ -7,6 +7,7 @@
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
 #include "tools/ostrel/Schema.hpp"
+#include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Silence.hpp"
 
 #include <algorithm>
@@ -16,16 +17,6 @@
 namespace Ostrel::Tool {
 
 namespace {
-
-// Any key serves to learn about the places of the settings file.
-constexpr char const *ANY_KEY = "UserConfig/Any/Key";
-
-std::vector<SettingPlace> searched_places() {
-  Silence const silence;
-  SettingExplanation explanation;
-  UserConfig::explain_user_config(ANY_KEY, &explanation);
-  return explanation.places;
-}
 
 bool is_there(SettingPlace const &place) {
   return place.state != SettingPlace::STATE_NO_FILE;
@@ -94,14 +85,14 @@ SettingsState load_settings() {
   if (UserConfig::is_available()) {
     return SettingsState::AVAILABLE;
   }
-  std::vector<SettingPlace> const places = searched_places();
+  std::vector<SearchedFile> const places = search_settings_file();
   bool const has_file = std::any_of(places.begin(), places.end(), is_there);
   return has_file ? SettingsState::UNREADABLE : SettingsState::MISSING;
 }
 
 int report_unavailable(Output &output, SettingsState state) {
   std::string searched;
-  for (SettingPlace const &place : searched_places()) {
+  for (SettingPlace const &place : search_settings_file()) {
     if (state == SettingsState::UNREADABLE && is_there(place)) {
       output.error("the settings file '" + place.file + "' cannot be read" +
                    (place.fault.empty() ? "" : ": " + place.fault));

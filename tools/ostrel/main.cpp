@@ -5,6 +5,7 @@
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
 #include "tools/ostrel/Output.hpp"
+#include "tools/ostrel/Variables.hpp"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -147,6 +148,7 @@ int main(int argc, char **argv) {
   using namespace Ostrel::Tool;
   Output output;
   try {
+    hide_log_variables();
     return output.finish(run(output, argc, argv));
   } catch (std::exception const &error) {
     output.error(error.what()); // such as std::bad_alloc
