@@ -214,8 +214,11 @@ TEST_F(OstrelTool, ChangesTheFile) {
 }
 
 TEST_F(OstrelTool, AnswersWithoutSettings) {
-  write_file(path("P/plugin.so"), "");
-  write_file(path("P/name"), "");
+  write_file(path("P/plugin.so"), "\x7F"
+                                  "ELF");
+  write_file(path("P/name"), "\x7F"
+                             "ELF");
+  write_file(path("P/empty"), "");
   write_file(path("none/data/file"), "");
   Case const cases[] = {
       {"units convert -1.5 m in", 0, "-59.0551181102362\n"},
@@ -240,6 +243,7 @@ TEST_F(OstrelTool, AnswersWithoutSettings) {
        "looked in: @/none/data (registry InstallPath); did you mean '@/none/data/file'?"},
       {"lib find @/P/name", 0, "@/P/name\n"},
       {"lib find @/P/nam", 1, "", "'@/P/nam'"},
+      {"lib find @/P/empty", 3, "", "a load takes '@/P/empty' and fails: it is no library"},
       {"lib find nowhere", 1, "", "'nowhere.so' along PATH"},
       {"confg list", 2, "", "no command 'confg'; did you mean 'config'?"},
       {"config gte x", 2, "", "did you mean 'get'?"},
