@@ -171,6 +171,7 @@ TEST_F(OstrelTool, ExplainsASetting) {
          run("config explain UserConfig/Sonar/Rnage --json").out.c_str()});
   for (char const *line : {"config explain $Reach", "config explain A/B/c"}) {
     EXPECT_EQ(run(line, "bad").status, 3);
+    EXPECT_NE(run(line, "bad").out.find("): cannot be read: line 3"), std::string::npos) << line;
     EXPECT_EQ(run(line, "none").status, 3);
   }
 }

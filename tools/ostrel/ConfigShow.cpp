@@ -2,10 +2,12 @@
 #include "tools/ostrel/ConfigCommands.hpp"
 
 #include "core/base/config/UserConfig.hpp"
+#include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/ExitStatus.hpp"
 #include "tools/ostrel/Origins.hpp"
+#include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Silence.hpp"
 
@@ -149,6 +151,19 @@ void print(Output &output, SettingExplanation const &explanation) {
   }
 }
 
+// False if there is no such key or alias. A file that cannot be read may declare the alias: then
+// the places show the file.
+bool explain(std::string const &key, SettingsState state, SettingExplanation *explanation) {
+  Silence const silence;
+  if (UserConfig::explain_user_config(key.c_str(), explanation) == RESULT_SUCCESS) {
+    return true;
+  }
+  std::vector<SearchedFile> const places = search_settings_file();
+  explanation->key = key;
+  explanation->places.assign(places.begin(), places.end());
+  return state != SettingsState::AVAILABLE && key.rfind('$', 0) == 0;
+}
+
 } // namespace
 
 int run_list(Output &output, std::string const &path, bool with_origin) {
@@ -177,16 +192,11 @@ int run_list(Output &output, std::string const &path, bool with_origin) {
 
 int run_explain(Output &output, std::string const &key) {
   SettingsState const state = load_settings();
-  int status = STATUS_DONE;
-  if (!resolve_key(output, key, &status)) {
-    // The file that cannot be read may declare the alias.
-    bool const may_exist = status == STATUS_NOT_FOUND && state != SettingsState::AVAILABLE;
-    return may_exist ? report_unavailable(output, state) : status;
-  }
   SettingExplanation explanation;
-  {
-    Silence const silence;
-    UserConfig::explain_user_config(key.c_str(), &explanation);
+  if (!explain(key, state, &explanation)) {
+    int status = STATUS_NOT_FOUND;
+    resolve_key(output, key, &status);
+    return status;
   }
   if (output.is_json()) {
     output.print_json(explanation_json(explanation));
