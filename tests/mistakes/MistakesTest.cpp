@@ -16,14 +16,19 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
+
+#include <fnmatch.h>
 
 namespace {
 
@@ -92,8 +97,10 @@ public:
   void run() {
     SCOPED_TRACE(title_);
     write();
+    std::map<std::string, std::uintmax_t> const before = sizes();
     ChildResult const check = run_tool({"config", "check"}, checked_);
     ChildResult const doctor = run_tool({"doctor"}, {});
+    EXPECT_EQ(sizes(), before);
     std::string const out = check.out + doctor.out;
     if (is_sound_) {
       EXPECT_EQ(out, "");
@@ -127,6 +134,16 @@ private:
     for (auto const &[name, mode] : modes_) {
       fs::permissions(path(name), mode);
     }
+  }
+
+  // Of all files: the tool writes to none, and creates none.
+  std::map<std::string, std::uintmax_t> sizes() const {
+    std::map<std::string, std::uintmax_t> sizes;
+    for (auto const &entry : fs::recursive_directory_iterator(directory_.path())) {
+      std::error_code error; // a link may lead nowhere
+      sizes[entry.path()] = entry.file_size(error);
+    }
+    return sizes;
   }
 
   ChildResult run_tool(std::vector<std::string> const &command,
@@ -193,22 +210,50 @@ INSTANTIATE_TEST_SUITE_P(Files, Mistakes,
                          testing::Values("values", "keys", "aliases", "text", "files", "logging"),
                          [](auto const &file) { return std::string(file.param); });
 
-// The tool knows the categories by a list of its own.
-TEST(LogCategories, OfTheLibraryAreKnown) {
-  int count = 0;
+// The string literals of the library's sources that match a pattern of the shell.
+std::set<std::string> literals(char const *pattern) {
+  std::set<std::string> found;
   for (auto const &entry : fs::recursive_directory_iterator(SOURCE_TREE "/core/base")) {
-    std::string const text = entry.path().extension() == ".cpp" ? read_file(entry.path()) : "";
-    std::string const before = "ategory(\"Ostrel.";
-    for (std::size_t at = 0; (at = text.find(before, at)) != text.npos; ++at) {
-      std::size_t const start = at + before.size() - std::string("Ostrel.").size();
-      std::string const spec = text.substr(start, text.find('"', start) - start) + ",INFO";
-      ++count;
-      ChildResult const result =
-          run_program(OSTREL_PROGRAM, {"doctor"}, {{"OSTREL_LOG_PRIORITY", spec.c_str()}});
-      EXPECT_EQ(result.status, 0) << result.out;
+    std::istringstream text(entry.path().extension() == ".cpp" ? read_file(entry.path()) : "");
+    for (std::string code, literal;
+         std::getline(text, code, '"') && std::getline(text, literal, '"');) {
+      if (fnmatch(pattern, literal.c_str(), 0) == 0) {
+        found.insert(literal);
+      }
     }
   }
-  EXPECT_GT(count, 0);
+  EXPECT_FALSE(found.empty()) << pattern;
+  return found;
+}
+
+// Which the tool knows by lists of its own: a name is right, and with its end swapped misspelt.
+TEST(NamesOfTheLibrary, AreKnown) {
+  TemporaryDirectory const directory;
+  std::string const registry = directory.path("robot.reg");
+  auto const misspelt = [](std::string name) {
+    std::swap(name.end()[-1], name.end()[-2]);
+    return name;
+  };
+  for (std::string const &name : literals("Ostrel.Core.Base.*")) {
+    for (auto const &[category, status] : {std::pair(name, 0), std::pair(misspelt(name), 5)}) {
+      std::string const spec = category + ",INFO";
+      ChildResult const result =
+          run_program(OSTREL_PROGRAM, {"doctor"}, {{"OSTREL_LOG_PRIORITY", spec.c_str()}});
+      EXPECT_EQ(result.status, status) << category << result.out;
+    }
+  }
+  for (std::string const &name : literals("O[SV]*R*_*[A-Z]")) {
+    std::string const written = misspelt(name);
+    ChildResult const result = run_program(OSTREL_PROGRAM, {"doctor"}, {{written.c_str(), "x"}});
+    EXPECT_NE(result.out.find(written + ": nothing reads"), std::string::npos) << written;
+  }
+  for (std::string const &name : literals("[A-Z]*[a-z]Path")) {
+    write_file(registry, "REGEDIT4\n[HKEY_LOCAL_MACHINE\\Software\\Ostrel Labs\\OVRA]\n\"" +
+                             misspelt(name) + "\"=\"/\"\n");
+    ChildResult const result =
+        run_program(OSTREL_PROGRAM, {"doctor"}, {{"OSTREL_REGISTRY_FILE", registry.c_str()}});
+    EXPECT_NE(result.out.find("write " + name), std::string::npos) << result.out;
+  }
 }
 
 // Runs the tool with a settings file of one mistake.
