@@ -19,10 +19,10 @@ bool looks_like_path(std::string const &text) {
          status_of(path).is_directory;
 }
 
-// The text with the separators of a search path, if it has those of PATH or other wrong ones; empty
-// if it does not look so. A blank is one only between directories that exist.
+// The text of several directories with the separators of a search path, whatever it has; empty if
+// it does not look so. A blank is one only between directories that exist.
 std::string with_right_separators(std::string const &text) {
-  for (char const separator : {':', ',', ' '}) {
+  for (char const separator : {';', ':', ',', ' '}) {
     std::vector<std::string> const parts = split(text, separator);
     bool const are_paths = std::all_of(parts.begin(), parts.end(), looks_like_path);
     bool const has_directory = std::any_of(parts.begin(), parts.end(), [](std::string const &part) {
@@ -40,14 +40,13 @@ std::string with_right_separators(std::string const &text) {
   return "";
 }
 
-PathFault explain_missing_directory(std::string const &text, std::string const &path,
-                                    bool is_single) {
-  std::string const separated =
-      is_single ? text.substr(0, text.find(';')) : with_right_separators(text);
-  if (!separated.empty() && separated != text) {
-    return {"'" + text + "' is taken for one directory", "write " + separated};
+PathFault explain_missing_directory(std::string const &text, bool is_single) {
+  std::string const separated = with_right_separators(text);
+  std::string const wanted = is_single ? separated.substr(0, separated.find(';')) : separated;
+  if (!wanted.empty()) {
+    return {"'" + text + "' is taken for one directory", "write " + wanted};
   }
-  return explain_missing(path, "create it, or remove it");
+  return explain_missing(Platform::native_path(text.c_str()), "create it, or remove it");
 }
 
 // What is wrong with a directory.
@@ -60,7 +59,7 @@ std::optional<PathFault> find_directory_fault(std::string const &text, bool is_s
     return fault;
   }
   if (!status.exists) {
-    return explain_missing_directory(text, path, is_single);
+    return explain_missing_directory(text, is_single);
   }
   if (!status.is_directory) {
     return PathFault{"'" + text + "' is a file, not a directory", "write " + directory_of(path)};

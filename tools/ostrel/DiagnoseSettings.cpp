@@ -66,19 +66,23 @@ void diagnose_permissions(SearchedFile const &used, std::vector<Finding> *findin
   }
 }
 
-// A settings file behind the one that is read. Those of the installation are meant to be replaced
-// by those that the user names.
-void diagnose_shadowed(std::vector<SearchedFile> const &places, std::size_t used,
+// Settings files behind the one that is read. Those of the installation are meant to be replaced by
+// those that the user names.
+void diagnose_shadowed(std::vector<SearchedFile> const &places, SearchedFile const &used,
                        std::vector<Finding> *findings) {
-  for (std::size_t i = used + 1; i < places.size(); ++i) {
-    bool const is_meant = is_chosen_by_user(places[i]) || !is_chosen_by_user(places[used]);
-    if (places[i].state == SettingPlace::STATE_SHADOWED && is_meant &&
-        !is_same_file(places[i].file, places[used].file)) {
-      findings->push_back({places[i].file, 0,
-                           "this settings file has no effect: " + places[used].file +
-                               " comes first in the search path",
-                           "change " + places[used].file +
-                               ", or put the directory of this file first in OSTREL_CONFIG_PATH"});
+  std::vector<std::string> known = {used.file}; // the same file may be in several places
+  for (SearchedFile const &place : places) {
+    bool const is_meant = is_chosen_by_user(place) || !is_chosen_by_user(used);
+    bool const is_known =
+        std::any_of(known.begin(), known.end(),
+                    [&place](std::string const &file) { return is_same_file(file, place.file); });
+    if (place.state == SettingPlace::STATE_SHADOWED && is_meant && !is_known) {
+      known.push_back(place.file);
+      findings->push_back(
+          {place.file, 0,
+           "this settings file has no effect: " + used.file + " comes first in the search path",
+           "change " + used.file +
+               ", or put the directory of this file first in OSTREL_CONFIG_PATH"});
     }
   }
 }
@@ -195,7 +199,7 @@ void diagnose_settings_file(std::vector<Finding> *findings) {
                          "set OSTREL_CONFIG_PATH to the directory of this file"});
   }
   diagnose_permissions(*used, findings);
-  diagnose_shadowed(places, static_cast<std::size_t>(used - places.begin()), findings);
+  diagnose_shadowed(places, *used, findings);
   diagnose_contents(used->file, findings);
 }
 
