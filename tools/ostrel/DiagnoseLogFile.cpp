@@ -21,22 +21,18 @@ bool is_read_by_library(std::string const &path) {
 }
 
 // A name that stands for no file.
-std::optional<PathFault> find_fault_of_name(std::string const &name, std::string const &path) {
+std::optional<PathFault> find_fault_of_name(std::string const &name) {
   if (name.empty()) {
     return PathFault{"it is set to the empty text: lines are lost", "write a file, or unset it"};
   }
-  if (std::optional<PathFault> const fault = find_unexpanded(name)) {
+  if (std::optional<PathFault> fault = find_unexpanded(name)) {
     return fault;
   }
   if (name == "-" || lower(name) == "stderr" || lower(name) == "stdout") {
     return PathFault{"'" + name + "' is taken for a file",
                      "unset it: without it, lines go to standard error"};
   }
-  if (!Platform::is_absolute_path(name.c_str())) {
-    return PathFault{"'" + name + "' is another file for each current directory",
-                     "write " + absolute_path(path)};
-  }
-  return std::nullopt;
+  return find_relative(name);
 }
 
 // A file that cannot be written, or must not be.
@@ -72,9 +68,8 @@ std::optional<PathFault> find_fault_of_file(std::string const &path) {
 } // namespace
 
 std::optional<PathFault> find_log_file_fault(std::string const &name) {
-  std::string const path = Platform::native_path(name.c_str());
-  std::optional<PathFault> const fault = find_fault_of_name(name, path);
-  return fault ? fault : find_fault_of_file(path);
+  std::optional<PathFault> const fault = find_fault_of_name(name);
+  return fault ? fault : find_fault_of_file(Platform::native_path(name.c_str()));
 }
 
 } // namespace Ostrel::Tool

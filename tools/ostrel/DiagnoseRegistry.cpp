@@ -177,7 +177,7 @@ private:
 
 // What is wrong with the file that the variable names.
 std::optional<PathFault> find_file_fault(std::string const &name) {
-  if (std::optional<PathFault> const fault = find_unexpanded(name)) {
+  if (std::optional<PathFault> fault = find_unexpanded(name)) {
     return fault;
   }
   std::string const path = Platform::native_path(name.c_str());
@@ -188,11 +188,7 @@ std::optional<PathFault> find_file_fault(std::string const &name) {
   if (status.is_directory) {
     return PathFault{"'" + path + "' is a directory", "write " + path + "/registry.reg"};
   }
-  if (!Platform::is_absolute_path(name.c_str())) {
-    return PathFault{"'" + name + "' is another file for each current directory",
-                     "write " + absolute_path(path)};
-  }
-  return std::nullopt;
+  return find_relative(name);
 }
 
 } // namespace

@@ -55,7 +55,7 @@ PathFault explain_missing_directory(std::string const &text, bool is_single) {
 std::optional<PathFault> find_directory_fault(std::string const &text, bool is_single) {
   std::string const path = Platform::native_path(text.c_str());
   FileStatus const status = status_of(path);
-  if (std::optional<PathFault> const fault = find_unexpanded(text)) {
+  if (std::optional<PathFault> fault = find_unexpanded(text)) {
     return fault;
   }
   if (!status.exists) {
@@ -67,11 +67,7 @@ std::optional<PathFault> find_directory_fault(std::string const &text, bool is_s
   if (!status.is_readable) {
     return PathFault{"the directory '" + text + "' cannot be searched", grant("x", path)};
   }
-  if (!Platform::is_absolute_path(text.c_str()) || starts_with(text, ".")) {
-    return PathFault{"'" + text + "' is another directory for each current directory",
-                     "write " + absolute_path(path)};
-  }
-  return std::nullopt;
+  return find_relative(text);
 }
 
 // A finding about an element, with the variable or the registry value that has it.

@@ -97,12 +97,6 @@ bool is_same_file(std::string const &left, std::string const &right) {
          one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-std::string absolute_path(std::string const &path) {
-  std::error_code error;
-  std::filesystem::path const normal = std::filesystem::absolute(path, error).lexically_normal();
-  return (normal.has_filename() ? normal : normal.parent_path()).string();
-}
-
 std::string directory_of(std::string const &path) {
   std::string const directory = std::filesystem::path(path).parent_path().string();
   return directory.empty() ? "." : directory;
@@ -181,6 +175,18 @@ std::optional<PathFault> find_unexpanded(std::string const &path) {
                      "write " + std::string(trimmed(path))};
   }
   return std::nullopt;
+}
+
+std::optional<PathFault> find_relative(std::string const &path) {
+  // To the library, "./logs" is absolute.
+  if (Platform::is_absolute_path(path.c_str()) && !starts_with(path, ".")) {
+    return std::nullopt;
+  }
+  std::error_code error;
+  std::filesystem::path const native = Platform::native_path(path.c_str());
+  std::filesystem::path const plain = std::filesystem::absolute(native, error).lexically_normal();
+  return PathFault{"'" + path + "' depends on the current directory",
+                   "write " + (plain.has_filename() ? plain : plain.parent_path()).string()};
 }
 
 } // namespace Ostrel::Tool

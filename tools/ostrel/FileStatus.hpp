@@ -26,7 +26,7 @@ struct FileStatus {
 
 FileStatus status_of(std::string const &path);
 
-/// What this user, or the owner of the file, has to run for a right: "r", "w", "x" or "rx".
+/// What this user, or the owner of the file, has to run for a right: "r", "w" or "x".
 std::string grant(std::string const &right, std::string const &path);
 
 /// Whether both paths lead to the same file.
@@ -48,8 +48,8 @@ PathFault explain_missing(std::string const &path, std::string const &otherwise)
 /// Finds what a shell would have changed: quotes, '~', variables and blanks.
 std::optional<PathFault> find_unexpanded(std::string const &path);
 
-/// From the root, without "." and "..".
-std::string absolute_path(std::string const &path);
+/// Finds a path that depends on the current directory.
+std::optional<PathFault> find_relative(std::string const &path);
 
 /// The directory part; "." if there is none.
 std::string directory_of(std::string const &path);
