@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "core/base/platform/ISharedLibrary.hpp"
+#include "core/base/platform/Platform.hpp"
 #include "core/base/units/Units.hpp"
 #include "tests/support/Child.hpp"
 #include "tests/support/Files.hpp"
@@ -7,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstdlib>
 #include <set>
 #include <sstream>
 #include <string>
@@ -215,10 +218,7 @@ TEST_F(OstrelTool, ChangesTheFile) {
 }
 
 TEST_F(OstrelTool, AnswersWithoutSettings) {
-  write_file(path("P/plugin.so"), "\x7F"
-                                  "ELF");
-  write_file(path("P/name"), "\x7F"
-                             "ELF");
+  write_file(path("P/name"), "\177ELF");
   write_file(path("P/empty"), "");
   write_file(path("none/data/file"), "");
   Case const cases[] = {
@@ -257,11 +257,27 @@ TEST_F(OstrelTool, AnswersWithoutSettings) {
     check(c);
   }
   EXPECT_EQ(run_program("/bin/sh", {"-c", OSTREL_PROGRAM " result 0 >/dev/full"}).status, 4);
-  std::string const both = path("nowhere") + ";" + path("P:") + path("Q");
-  for (char const *variable : {"PATH", "OSTREL_LIBRARY_PATH"}) {
-    ChildResult const found =
-        run_program(OSTREL_PROGRAM, {"lib", "find", "plugin"}, {{variable, both.c_str()}});
-    EXPECT_EQ(found.out, placed("@/P/plugin.so (environment ") + variable + ")\n");
+}
+
+// The tool has a copy of the library's rules.
+TEST(LibraryFind, FindsWhatALoadTakes) {
+  std::string const plugins = TEST_PLUGINS, second = plugins + "/second";
+  for (std::string const &path : {plugins + "/P:" + second + ";" + plugins + "/first", second + ":",
+                                  ";:C:" + plugins + "\\first:" + second}) {
+    for (char const *variable : {"PATH", "OSTREL_LIBRARY_PATH"}) {
+      ChildResult const found =
+          run_program(OSTREL_PROGRAM, {"lib", "find", "plugin"}, {{variable, path.c_str()}});
+      ASSERT_EQ(setenv("OSTREL_LIBRARY_PATH", path.c_str(), 1), 0);
+      Ostrel::ISharedLibrary *const library = Ostrel::Platform::create_shared_library();
+      library->set_name("plugin");
+      library->load();
+      void *place = nullptr;
+      ASSERT_EQ(library->get_symbol("plugin_place", &place), 0U) << path;
+      EXPECT_EQ(found.out, plugins + "/" + static_cast<char const *>(place) +
+                               "/plugin.so (environment " + variable + ")\n");
+      library->remove_ref();
+      unsetenv("OSTREL_LIBRARY_PATH");
+    }
   }
 }
 

@@ -8,3 +8,5 @@ foreach(program test_tools test_mistakes)
   target_compile_definitions(
     ${program} PRIVATE OSTREL_PROGRAM="$<TARGET_FILE:ostrel>" SOURCE_TREE="${PROJECT_SOURCE_DIR}")
 endforeach()
+target_compile_definitions(test_tools PRIVATE ${plugin_definitions})
+add_dependencies(test_tools test_plugin_first test_plugin_second)
