@@ -13,14 +13,12 @@ namespace {
 
 // Words that are taken for each other in the names of variables.
 constexpr std::pair<char const *, char const *> LIKE_WORDS[] = {
-    {"ostrel", "ovra"}, {"path", "dir"},    {"path", "directory"},
-    {"path", "file"},   {"output", "file"}, {"priority", "level"}};
+    {"ostrel", "ovra"}, {"path", "dir"},       {"path", "directory"}, {"config", "conf"},
+    {"output", "file"}, {"priority", "level"}, {"library", "lib"}};
 
-// The same word, but misspelt, abbreviated or replaced.
+// The same word, but misspelt or replaced.
 bool are_alike(std::string const &word, std::string const &known) {
-  constexpr std::size_t SHORTEST = 3; // letters of an abbreviation
   return word == known || is_misspelling(word, known) ||
-         (word.size() >= SHORTEST && starts_with(known, word)) ||
          std::any_of(std::begin(LIKE_WORDS), std::end(LIKE_WORDS), [&](auto const &pair) {
            return (word == pair.first && known == pair.second) ||
                   (word == pair.second && known == pair.first);
@@ -32,19 +30,18 @@ std::string without_separators(std::string name) {
   return name;
 }
 
-bool names_directory(std::string const &value) {
-  return !value.empty() && status_of(value).is_directory;
-}
-
 // Whether a variable was meant to be that of the library: its words are alike, or only the
-// separators between them differ, or it names a directory and "_PATH" is missing.
+// separators between them differ, or it names a directory and "_PATH" is missing, or it names the
+// settings file.
 bool is_meant(std::string const &name, std::string const &value, std::string const &known) {
   std::string const written = lower(name), meant = lower(known);
   std::vector<std::string> const words = split(written, '_'), known_words = split(meant, '_');
   return std::equal(words.begin(), words.end(), known_words.begin(), known_words.end(),
                     are_alike) ||
          without_separators(written) == without_separators(meant) ||
-         (written + "_path" == meant && names_directory(value));
+         (written + "_path" == meant && status_of(value).is_directory) ||
+         (meant == "ostrel_config_path" && are_alike(words.front(), known_words.front()) &&
+          ends_with(value, "user-config.xml"));
 }
 
 void diagnose_name(std::string const &name, std::string const &value,

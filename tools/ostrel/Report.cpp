@@ -7,6 +7,7 @@
 #include "tools/ostrel/LibraryPath.hpp"
 #include "tools/ostrel/LogSetUp.hpp"
 #include "tools/ostrel/Origins.hpp"
+#include "tools/ostrel/PathCommands.hpp"
 #include "tools/ostrel/Schema.hpp"
 #include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Silence.hpp"
@@ -66,17 +67,14 @@ std::string describe_directory(std::string const &directory) {
 }
 
 Section describe_paths() {
-  constexpr char const *NAMES[] = {"INSTALL_PATH",   "CONFIG_PATH",       "DATA_PATH",
-                                   "AUDIO_PATH",     "IMAGES_PATH",       "FACES_PATH",
-                                   "MODELSETS_PATH", "SLAM_LANDMARK_PATH"};
   Section section{"search paths", {}};
-  for (int property = Platform::INSTALL_PATH; property <= Platform::SLAM_LANDMARK_PATH;
-       ++property) {
+  for (std::size_t i = 0; i < property_names().size(); ++i) {
+    auto const property = static_cast<Platform::SystemProperty>(i);
     std::vector<SearchPathElement> elements;
-    Platform::get_search_path_elements(static_cast<Platform::SystemProperty>(property), &elements);
+    Platform::get_search_path_elements(property, &elements);
     for (SearchPathElement const &element : elements) {
       std::string const directory = Platform::native_path(element.directory.c_str());
-      section.lines.push_back(std::string(NAMES[property]) + ": '" + directory + "' (" +
+      section.lines.push_back(property_names()[i] + ": '" + directory + "' (" +
                               origin_text(element) + ", " + describe_directory(directory) + ")");
     }
   }
