@@ -23,22 +23,26 @@ std::optional<Schema> find_and_read_schema(SettingsFile const &file,
   return path.empty() ? std::nullopt : read_schema(path, findings);
 }
 
-// The settings file that the library reads; empty, with an error, if there is none.
+// The settings file that the library reads, or else the first that it cannot read; empty, with an
+// error, if there is none.
 std::string find_settings_file(Output &output) {
   std::vector<SearchedFile> const places = search_settings_file();
-  auto const found = std::find_if(places.begin(), places.end(),
-                                  [](SearchedFile const &place) { return place.is_used; });
-  if (found == places.end()) {
-    output.error("there is no settings file: no directory of the search path has a readable "
-                 "user-config.xml (see 'ostrel doctor --report')");
-    return "";
+  for (bool SearchedFile::const *const wanted : {&SearchedFile::is_used, &SearchedFile::exists}) {
+    auto const found = std::find_if(places.begin(), places.end(),
+                                    [wanted](SearchedFile const &place) { return place.*wanted; });
+    if (found != places.end()) {
+      return found->file;
+    }
   }
-  return found->file;
+  output.error("there is no settings file: no directory of the search path has a user-config.xml "
+               "(see 'ostrel doctor --report')");
+  return "";
 }
 
-bool exists(std::string const &file) {
+// Not one that cannot be reached.
+bool is_missing_file(std::string const &file) {
   std::error_code error;
-  return std::filesystem::exists(file, error);
+  return !std::filesystem::exists(file, error) && !error;
 }
 
 } // namespace
@@ -100,7 +104,7 @@ int run_check(Output &output, std::vector<std::string> const &files) {
   std::vector<Finding> findings;
   bool is_missing = false, is_malformed = false;
   for (std::string const &file : checked) {
-    if (!exists(file)) {
+    if (is_missing_file(file)) {
       output.error("there is no file '" + file + "'");
       is_missing = true;
       continue;

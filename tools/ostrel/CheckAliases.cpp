@@ -68,11 +68,7 @@ std::string repaired_key(std::string const &key, std::string const &top) {
   return repaired;
 }
 
-bool contains(std::vector<std::string> const &texts, std::string const &text) {
-  return std::find(texts.begin(), texts.end(), text) != texts.end();
-}
-
-// What is missing in an alias: it may be there under another name, or as the text of the element.
+// What is missing in an alias: it may be there under another name, as an element, or as a text.
 std::string complete_alias(Element const &alias, std::string const &wanted) {
   Attribute const *other = nullptr;
   for (Attribute const &attribute : alias.attributes) {
@@ -84,8 +80,49 @@ std::string complete_alias(Element const &alias, std::string const &wanted) {
   if (other != nullptr) {
     return "write " + wanted + "=\"" + other->text + "\" for " + other->name;
   }
-  std::string const text = wanted == "name" ? "ALIAS" : alias.text.empty() ? "KEY" : alias.text;
+  Element const *const inner = alias.find_element(wanted);
+  std::string const text = inner != nullptr     ? inner->text
+                           : wanted == "name"   ? "ALIAS"
+                           : alias.text.empty() ? "KEY"
+                                                : alias.text;
   return "write " + wanted + "=\"" + text + "\"";
+}
+
+// The key for which the library itself declares an alias; null if it does not.
+char const *find_built_in(std::string const &name) {
+  struct {
+    char const *name, *key;
+  } static constexpr BUILT_IN[] = {
+      {"ObstacleAvoidanceMethod", "UserConfig/ObstacleAvoidance/Method"},
+      {"VisualAvoidanceTolerance", "UserConfig/VisualAvoidance/Tolerance"}};
+  auto const *const found = std::find_if(std::begin(BUILT_IN), std::end(BUILT_IN),
+                                         [&name](auto const &alias) { return name == alias.name; });
+  return found == std::end(BUILT_IN) ? nullptr : found->key;
+}
+
+// What to write for a key with an index: how many elements there are, counted from 0. Empty if the
+// key has none, or leads to no element without it.
+std::string index_text(Element const &root, std::string const &key) {
+  Element const *element = &root;
+  for (std::string const &component : split(key, '/')) {
+    std::size_t const mark = component.find_first_of(":[");
+    std::string const name = component.substr(0, mark);
+    long count = 0;
+    while (element->find_element(name, count) != nullptr) {
+      ++count;
+    }
+    if (mark != component.npos) {
+      return count == 0 ? ""
+                        : "write " + name + ":N, with N from 0 to " + std::to_string(count - 1);
+    }
+    if (element != &root || name != root.name) {
+      element = element->find_element(name);
+    }
+    if (element == nullptr) {
+      break;
+    }
+  }
+  return "";
 }
 
 } // namespace
@@ -100,7 +137,7 @@ void Checks::check_aliases() {
       check_same_aliases(child);
       check_entries(child);
     } else if (is_misspelling(child.name, LIST)) {
-      add(child.line, "the aliases in '" + child.name + "' are not read", "write <Aliases>");
+      add(child, ITSELF, "the aliases in '" + child.name + "' are not read", "write <Aliases>");
     } else if (child.name != LIST) {
       check_alias_outside(child);
     }
@@ -112,7 +149,7 @@ void Checks::check_entries(Element const &aliases) {
     if (child.name == ENTRY) {
       check_alias(child);
     } else if (looks_like_alias(child) || is_misspelling(child.name, ENTRY)) {
-      add(child.line, "'" + child.name + "' is not read as an alias", "write <Alias");
+      add(child, ITSELF, "'" + child.name + "' is not read as an alias", "write <Alias");
     }
     for (Element const &deeper : child.elements) {
       check_alias_outside(deeper);
@@ -120,9 +157,11 @@ void Checks::check_entries(Element const &aliases) {
   }
 }
 
+// An alias of a setting: an element Alias of the robot's own has other values.
 void Checks::check_alias_outside(Element const &element) {
-  if (element.name == ENTRY && looks_like_alias(element)) {
-    add(element.line, "an alias that is not directly in <Aliases> is not read",
+  if (element.name == ENTRY && looks_like_alias(element) &&
+      starts_with(element.find_attribute("value")->text, file_.root.name + "/")) {
+    add(element, ITSELF, "an alias that is not directly in <Aliases> is not read",
         "move it into <Aliases>");
   }
   for (Element const &child : element.elements) {
@@ -130,17 +169,23 @@ void Checks::check_alias_outside(Element const &element) {
   }
 }
 
+// Aliases of the same name, or, with another key, of the same but for case.
 void Checks::check_same_aliases(Element const &aliases) {
-  std::map<std::string, long> lines;
+  std::map<std::string, Element const *> known;
   for (Element const &alias : aliases.elements) {
-    Attribute const *const name = alias.find_attribute("name");
-    if (alias.name != ENTRY || name == nullptr) {
+    if (alias.name != ENTRY || !looks_like_alias(alias)) {
       continue;
     }
-    auto const [first, is_new] = lines.emplace(name->text, alias.line);
-    if (!is_new) {
-      add(alias.line,
-          "the alias '" + name->text + "' replaces that of line " + std::to_string(first->second),
+    std::string const &name = alias.find_attribute("name")->text;
+    auto const [first, is_new] = known.emplace(lower(name), &alias);
+    std::string const &other = first->second->find_attribute("name")->text;
+    bool const is_same_key =
+        alias.find_attribute("value")->text == first->second->find_attribute("value")->text;
+    if (!is_new && (name == other || !is_same_key)) {
+      add(alias, "name",
+          "the alias '" + name + "' " +
+              (name == other ? "replaces that" : "differs only in case from that") + " of line " +
+              std::to_string(first->second->line),
           "remove or rename one of the two");
     }
   }
@@ -149,23 +194,57 @@ void Checks::check_same_aliases(Element const &aliases) {
 void Checks::check_alias(Element const &alias) {
   for (std::string const wanted : {"name", "value"}) {
     if (alias.find_attribute(wanted) == nullptr) {
-      add(alias.line, "an alias has no '" + wanted + "' and is skipped",
+      add(alias, ITSELF, "an alias has no '" + wanted + "' and is skipped",
           complete_alias(alias, wanted));
       return;
     }
   }
-  check_alias_name(alias, alias.find_attribute("name")->text);
-  check_alias_key(alias, alias.find_attribute("value")->text);
+  std::string const &name = alias.find_attribute("name")->text;
+  std::string const &key = alias.find_attribute("value")->text;
+  if (!exists(key) && exists(name)) {
+    add(alias, ITSELF, "an alias has its key as its name",
+        "write name=\"" + key + "\" value=\"" + name + "\"");
+    return;
+  }
+  check_alias_name(alias, name);
+  check_alias_key(alias, key);
+  char const *const built_in = find_built_in(name);
+  if (built_in != nullptr && key != built_in) {
+    add(alias, "name",
+        "the alias '" + name + "' replaces the built-in one, which leads to " + built_in,
+        "rename it");
+  }
 }
 
 void Checks::check_alias_name(Element const &alias, std::string const &name) {
   std::string const plain = without_dollars(std::string(trimmed(name)));
   if (plain.empty()) {
-    add(alias.line, "an alias has an empty name", "write name=\"ALIAS\"");
+    add(alias, "name", "an alias has an empty name", "write name=\"ALIAS\"");
   } else if (plain != name) {
-    add(alias.line, "the alias '" + name + "' is found only as '$" + name + "'",
+    add(alias, "name", "the alias '" + name + "' is found only as '$" + name + "'",
         "write name=\"" + plain + "\"");
   }
+}
+
+bool Checks::exists(std::string const &key) const {
+  std::size_t const slash = std::min(key.rfind('/'), key.size());
+  Element const *const element = find_key(file_.root, key.substr(0, slash));
+  bool const is_in_file = element != nullptr && slash < key.size() &&
+                          element->find_attribute(key.substr(slash + 1)) != nullptr;
+  return is_in_file || (schema_ != nullptr && schema_->find_setting(key) != nullptr);
+}
+
+// Those in which a nearest one is searched; none in a large file, where that would take too long.
+std::vector<std::string> const &Checks::known_keys() {
+  constexpr std::size_t MANY = 10000;
+  if (!keys_) {
+    keys_ = schema_ == nullptr ? std::vector<std::string>() : schema_->keys();
+    collect_keys(file_.root, file_.root.name, &*keys_);
+    if (keys_->size() > MANY) {
+      keys_->clear();
+    }
+  }
+  return *keys_;
 }
 
 void Checks::check_alias_key(Element const &alias, std::string const &key) {
@@ -176,37 +255,29 @@ void Checks::check_alias_key(Element const &alias, std::string const &key) {
       target = name != nullptr && '$' + name->text == key ? &other : target;
     }
     Attribute const *const full = target == nullptr ? nullptr : target->find_attribute("value");
-    add(alias.line, "the alias leads to another alias, '" + key + "', which is not followed",
+    add(alias, "value", "the alias leads to another alias, '" + key + "', which is not followed",
         "write " + (full == nullptr || starts_with(full->text, "$") ? ANY_KEY : full->text));
     return;
   }
-  std::vector<std::string> keys;
-  collect_keys(file_.root, file_.root.name, &keys);
-  if (schema_ != nullptr) {
-    std::vector<std::string> const declared = schema_->keys();
-    keys.insert(keys.end(), declared.begin(), declared.end());
-  }
-  std::string const repaired = repaired_key(key, file_.root.name);
-  std::string const *const nearest = contains(keys, repaired) ? &repaired : find_nearest(key, keys);
-  std::string const instead = "write " + (nearest == nullptr ? ANY_KEY : *nearest);
-  if (!is_well_formed_key(key)) {
-    add(alias.line, "the alias leads to '" + key + "', which is not of the form ROOT/KEY../VALUE",
-        instead);
+  bool const is_well_formed = is_well_formed_key(key);
+  if (is_well_formed && exists(key)) {
     return;
   }
-  std::size_t const slash = key.rfind('/');
-  Element const *const element = find_key(file_.root, key.substr(0, slash));
-  bool const exists =
-      element != nullptr && element->find_attribute(key.substr(slash + 1)) != nullptr;
-  if (exists || contains(keys, key)) {
-    return;
-  }
-  if (find_key(file_.root, key) != nullptr) {
-    add(alias.line, "the alias leads to the key '" + key + "', which is no value",
+  if (is_well_formed && find_key(file_.root, key) != nullptr) {
+    add(alias, "value", "the alias leads to the key '" + key + "', which is no value",
         "write " + key + "/VALUE");
     return;
   }
-  add(alias.line, "the alias leads to '" + key + "', which does not exist", instead);
+  std::string const repaired = repaired_key(key, file_.root.name);
+  std::string instead = exists(repaired) ? "write " + repaired : index_text(file_.root, key);
+  if (instead.empty()) {
+    std::string const *const nearest = find_nearest(key, known_keys());
+    instead = "write " + (nearest == nullptr ? ANY_KEY : *nearest);
+  }
+  add(alias, "value",
+      "the alias leads to '" + key + "', which " +
+          (is_well_formed ? "does not exist" : "is not of the form ROOT/KEY../VALUE"),
+      instead);
 }
 
 } // namespace Ostrel::Tool

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/Checks.hpp"
-#include "tools/ostrel/Numbers.hpp"
 #include "tools/ostrel/Text.hpp"
 #include "tools/ostrel/Values.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <map>
 #include <set>
 #include <string>
@@ -59,28 +57,49 @@ bool are_told_apart(Element const &parent, std::vector<std::size_t> const &place
   return false;
 }
 
-// Whether an element may be a misspelt one: an element with none of its settings is another one.
-bool has_setting_of(Element const &element, DeclaredElement const *declared) {
-  if (declared == nullptr || element.attributes.empty()) {
-    return declared != nullptr;
-  }
-  std::vector<std::string> const names = declared->setting_names();
-  return std::any_of(element.attributes.begin(), element.attributes.end(),
+// Whether all that an element has are settings of a declared one, which it may then be, misspelt.
+bool has_only_settings_of(Element const &element, DeclaredElement const *declared) {
+  std::vector<std::string> const names =
+      declared == nullptr ? std::vector<std::string>() : declared->setting_names();
+  return !element.attributes.empty() &&
+         std::all_of(element.attributes.begin(), element.attributes.end(),
                      [&names](Attribute const &attribute) {
-                       return find_misspelt(attribute.name, names) != nullptr ||
+                       return find_meant(attribute.name, names) != nullptr ||
                               std::find(names.begin(), names.end(), attribute.name) != names.end();
                      });
 }
 
-} // namespace
-
-void Checks::add(long line, std::string what, std::string instead) {
-  findings_->push_back({file_.path, line, std::move(what), std::move(instead)});
+// The text of an element that was written for an attribute: <Volume>70</Volume>, or
+// <Volume value="70"/>, or with the owner's name for "value". Null if it holds more.
+std::string const *text_of_setting(Element const &element, std::string const &owner) {
+  bool const is_plain = element.elements.empty();
+  if (is_plain && element.attributes.empty() && !element.text.empty()) {
+    return &element.text;
+  }
+  Attribute const *const value = element.find_attribute("value");
+  Attribute const *const only = value == nullptr ? element.find_attribute(owner) : value;
+  return is_plain && element.attributes.size() == 1 && only != nullptr ? &only->text : nullptr;
 }
 
-bool Checks::has_finding(long line) const {
-  return std::any_of(findings_->begin(), findings_->end(),
-                     [line](Finding const &finding) { return finding.line == line; });
+} // namespace
+
+void Checks::add(Element const &element, std::string const &part, std::string what,
+                 std::string instead) {
+  Attribute const *const attribute = element.find_attribute(part);
+  long const line = part == TEXT           ? element.text_line
+                    : attribute == nullptr ? element.line
+                                           : attribute->line;
+  findings_->push_back({file_.path, line, std::move(what), std::move(instead)});
+  named_.emplace(&element, part);
+}
+
+bool Checks::is_named(Element const &element) const {
+  auto const found = named_.lower_bound({&element, ITSELF});
+  return found != named_.end() && found->first == &element;
+}
+
+bool Checks::is_named(Element const &element, std::string const &part) const {
+  return named_.count({&element, part}) != 0;
 }
 
 DeclaredElement const *Checks::find_declared(std::string const &path) const {
@@ -94,12 +113,12 @@ void Checks::check_root() {
       auto const *const other =
           std::find_if(std::begin(KNOWN_FILES), std::end(KNOWN_FILES),
                        [&root](KnownFile const &file) { return root == file.root; });
-      add(file_.root.line, "the top element is '" + root + "', and no key below it is found",
+      add(file_.root, ITSELF, "the top element is '" + root + "', and no key below it is found",
           std::string("write <") + known.root + ">" +
               (other == std::end(KNOWN_FILES) ? ""
                                               : std::string(", or name the file ") + other->name));
     } else if (name != known.name && is_misspelling(root, known.root)) {
-      add(file_.root.line, "the top element is '" + root + "'",
+      add(file_.root, ITSELF, "the top element is '" + root + "'",
           std::string("write <") + known.root + ">");
     }
   }
@@ -118,12 +137,12 @@ void Checks::check_top() {
   for (Attribute const &attribute : file_.root.attributes) {
     std::string const owner = find_owner(attribute.name);
     if (!owner.empty()) {
-      add(attribute.line, "'" + attribute.name + "' is a setting of '" + owner + "'",
+      add(file_.root, attribute.name, "'" + attribute.name + "' is a setting of '" + owner + "'",
           "move it into <" + owner + ">");
     }
   }
   if (Element const *const inner = file_.root.find_element(file_.root.name)) {
-    add(inner->line, "a second '" + inner->name + "' inside the first, in which no key is found",
+    add(*inner, ITSELF, "a second '" + inner->name + "' inside the first, in which no key is found",
         "remove the inner tags");
   }
 }
@@ -145,9 +164,10 @@ std::string Checks::find_owner(std::string const &setting) const {
 }
 
 void Checks::check_keys_below(Element const &parent, std::string const &path) {
-  bool const is_root = &parent == &file_.root;
-  if (!parent.text.empty() && (is_root || !parent.elements.empty())) {
-    add(parent.text_line,
+  bool const has_no_text = &parent == &file_.root || path == file_.root.name + "/Aliases" ||
+                           (find_declared(path) != nullptr && !parent.elements.empty());
+  if (!parent.text.empty() && has_no_text) {
+    add(parent, TEXT,
         "the text '" + parent.text + "' between the elements of '" + parent.name +
             "' is no setting",
         "remove it, or write it as an attribute");
@@ -161,115 +181,97 @@ void Checks::check_keys_below(Element const &parent, std::string const &path) {
 
 // An element that is not declared here, but under a similar name or in another element.
 void Checks::check_place(Element const &parent, Element const &child, std::string const &path) {
+  constexpr std::string_view INCLUSION = "http://www.w3.org/2001/XInclude";
+  if (child.space == INCLUSION) {
+    add(child, ITSELF, "inclusions of other files are not followed", "write the elements here");
+  }
   DeclaredElement const *const declared = find_declared(path);
-  if (declared == nullptr || find_declared(path + "/" + child.name) != nullptr ||
-      has_finding(child.line)) {
+  if (declared == nullptr || find_declared(path + "/" + child.name) != nullptr || is_named(child) ||
+      check_setting_as_element(parent, child, *declared)) {
     return;
   }
-  std::string const *const meant = find_misspelt(child.name, declared->elements);
-  if (meant != nullptr && parent.find_element(*meant) == nullptr &&
-      has_setting_of(child, find_declared(path + "/" + *meant))) {
-    add(child.line, "unknown element '" + child.name + "'", "write <" + *meant + ">");
-    return;
-  }
-  std::vector<std::string> names = declared->setting_names();
-  auto const setting = std::find_if(names.begin(), names.end(), [&child](std::string const &name) {
-    return lower(name) == lower(child.name);
-  });
-  if (setting != names.end()) {
-    add(child.line, "'" + child.name + "' is an element, but a setting is an attribute",
-        "write " + *setting + "=\"" + child.text + "\" in <" + parent.name + ">");
+  std::string const *const meant = find_meant(child.name, declared->elements);
+  // With letters behind it, a name is another word: "Drives" and "Driver" beside "Drive".
+  bool const is_other_word = meant == nullptr || starts_with(child.name, *meant);
+  if (!is_other_word && parent.find_element(*meant) == nullptr &&
+      has_only_settings_of(child, find_declared(path + "/" + *meant))) {
+    add(child, ITSELF, "unknown element '" + child.name + "'", "write <" + *meant + ">");
     return;
   }
   std::string const top_path = file_.root.name + "/" + child.name;
   if (path != file_.root.name && find_declared(top_path) != nullptr &&
       file_.root.find_element(child.name) == nullptr) {
-    add(child.line, "'" + child.name + "' stands inside '" + parent.name + "'",
+    add(child, ITSELF, "'" + child.name + "' stands inside '" + parent.name + "'",
         "move it directly into <" + file_.root.name + ">");
   }
 }
 
+// An element with the name or the key of a setting, which is an attribute.
+bool Checks::check_setting_as_element(Element const &parent, Element const &child,
+                                      DeclaredElement const &declared) {
+  std::string setting = child.name, owner = parent.name;
+  std::string const *text = text_of_setting(child, owner);
+  std::vector<std::string> const names = declared.setting_names();
+  auto const here = std::find_if(names.begin(), names.end(), [&child](std::string const &name) {
+    return lower(name) == lower(child.name);
+  });
+  if (here != names.end()) {
+    setting = *here;
+    text = is_named(parent) ? nullptr : text;
+  } else if (&parent == &file_.root) {
+    owner = find_owner(child.name);
+    text = owner.empty() ? nullptr : text_of_setting(child, owner);
+    Attribute const *const key = child.find_attribute("key"),
+                           *value = child.find_attribute("value");
+    if (key != nullptr && value != nullptr && schema_->find_setting(key->text) != nullptr) {
+      std::vector<std::string> const components = split(key->text, '/');
+      owner = components[components.size() - 2];
+      setting = components.back();
+      text = &value->text;
+    }
+  } else {
+    return false;
+  }
+  if (text != nullptr) {
+    add(child, ITSELF, "'" + child.name + "' is an element, but a setting is an attribute",
+        "write " + setting + "=\"" + *text + "\" in <" + owner + ">");
+  }
+  return text != nullptr;
+}
+
+// Whether an alias leads to one of several elements by its index, which are then a list.
+bool Checks::is_indexed_by_alias(std::string const &path) const {
+  Element const *const aliases = file_.root.find_element("Aliases");
+  return aliases != nullptr &&
+         std::any_of(aliases->elements.begin(), aliases->elements.end(),
+                     [&path](Element const &alias) {
+                       Attribute const *const key = alias.find_attribute("value");
+                       return key != nullptr && starts_with(key->text, path + ":");
+                     });
+}
+
 // Elements of one name of which only the first is found by its key. They are sound as a list: if
-// the schema says so, if a name or number tells them apart, or if they stand in a row, of at least
-// three directly below the top key.
+// the schema or an alias says so, inside an element of the robot's own, if they stand in a row, or
+// if a name or number tells them apart.
 void Checks::check_twice(Element const &parent, std::string const &path) {
-  constexpr std::size_t SHORTEST_LIST = 3;
   for (auto const &[name, places] : places_by_name(parent)) {
     if (places.size() == 1 || name == "Alias") {
       continue;
     }
     DeclaredElement const *const declared = find_declared(path + "/" + name);
-    long const first_line = parent.elements[places.front()].line;
     bool const is_row = places.back() - places.front() + 1 == places.size();
-    bool const is_nested = &parent != &file_.root;
-    bool const is_single = declared != nullptr && !declared->is_list && !declared->may_repeat;
-    bool const is_list = (declared != nullptr && declared->is_list) ||
-                         are_told_apart(parent, places) ||
-                         (is_row && (is_nested || places.size() >= SHORTEST_LIST));
-    for (std::size_t i = 1; i < places.size() && (is_single || !is_list); ++i) {
-      add(parent.elements[places[i]].line,
+    bool const is_list = declared != nullptr
+                             ? declared->is_list || declared->may_repeat
+                             : is_row || &parent != &file_.root || are_told_apart(parent, places);
+    if (is_list || is_indexed_by_alias(path + "/" + name)) {
+      continue;
+    }
+    long const first_line = parent.elements[places.front()].line;
+    for (std::size_t i = 1; i < places.size(); ++i) {
+      add(parent.elements[places[i]], ITSELF,
           "a second '" + name + "', which no key without an index reads (the first is in line " +
               std::to_string(first_line) + ")",
           "move what it holds to line " + std::to_string(first_line));
-    }
-  }
-}
-
-void Checks::check_values() {
-  check_values_below(file_.root, file_.root.name);
-}
-
-void Checks::check_values_below(Element const &element, std::string const &path) {
-  if (element.name == "Aliases") {
-    return;
-  }
-  for (Attribute const &attribute : element.attributes) {
-    check_value(element, attribute, find_declared(path));
-    check_order(element, attribute);
-  }
-  for (Element const &child : element.elements) {
-    check_values_below(child, path + "/" + child.name);
-  }
-}
-
-void Checks::check_value(Element const &element, Attribute const &attribute,
-                         DeclaredElement const *declared) {
-  DeclaredSetting const *const setting =
-      declared == nullptr ? nullptr : declared->find_setting(attribute.name);
-  std::vector<std::string> const names =
-      declared == nullptr ? std::vector<std::string>() : declared->setting_names();
-  std::string const *const meant =
-      setting != nullptr ? nullptr : find_misspelt(attribute.name, names);
-  if (meant != nullptr && element.find_attribute(*meant) == nullptr) {
-    add(attribute.line, "unknown attribute '" + attribute.name + "' of '" + element.name + "'",
-        "write " + *meant);
-    return;
-  }
-  std::optional<ValueFault> const fault = setting != nullptr
-                                              ? judge_value(attribute.text, setting->rule)
-                                              : judge_unknown_value(attribute.name, attribute.text);
-  if (fault) {
-    add(attribute.line, attribute.name + ": " + fault->what, fault->instead);
-  }
-}
-
-// A minimum above the maximum of the same name.
-void Checks::check_order(Element const &element, Attribute const &minimum) {
-  for (auto const &[low, high] : {std::pair("Minimum", "Maximum"), std::pair("Min", "Max"),
-                                  std::pair("minimum", "maximum"), std::pair("min", "max")}) {
-    std::size_t const at = minimum.name.find(low);
-    std::string const rest =
-        at == std::string::npos ? "" : minimum.name.substr(at + std::strlen(low));
-    Attribute const *const maximum =
-        at == std::string::npos ? nullptr
-                                : element.find_attribute(minimum.name.substr(0, at) + high + rest);
-    double least = 0, most = 0;
-    if (maximum != nullptr && parse_number(minimum.text, &least) &&
-        parse_number(maximum->text, &most) && least > most) {
-      add(minimum.line,
-          minimum.name + ": " + minimum.text + " is above " + maximum->name + ", " + maximum->text,
-          "write at most " + maximum->text);
-      return;
     }
   }
 }

@@ -4,123 +4,130 @@
 #include "tools/ostrel/Values.hpp"
 
 #include <algorithm>
+#include <unordered_map>
 
 namespace Ostrel::Tool {
 
 namespace {
 
-struct Found {
-  Element const *element = nullptr;
+struct Place {
+  Element const *element;
   std::string path;
 };
+using Places = std::unordered_map<_xmlNode const *, Place>;
 
-Found find_node(Element const &element, std::string const &path, _xmlNode const *node) {
-  if (element.node == node) {
-    return {&element, path};
-  }
+void add_places(Element const &element, std::string const &path, Places *places) {
+  places->insert({element.node, {&element, path}});
   for (Element const &child : element.elements) {
-    Found found = find_node(child, path + "/" + child.name, node);
-    if (found.element != nullptr) {
-      return found;
+    add_places(child, path + "/" + child.name, places);
+  }
+}
+
+std::string parent_of(std::string const &path) {
+  return path.substr(0, path.rfind('/'));
+}
+
+// The attribute of which the parser has refused the text; null if it is the text of the element.
+Attribute const *find_refused(Element const &element, DeclaredElement const &declared,
+                              std::string const &text) {
+  for (Attribute const &attribute : element.attributes) {
+    if (trimmed(attribute.text) == trimmed(text) &&
+        declared.find_setting(attribute.name) != nullptr) {
+      return &attribute;
     }
   }
-  return {};
-}
-
-// The text between two others; empty if it is not there.
-std::string between(std::string const &text, std::string const &before, std::string const &after) {
-  std::size_t const found = text.find(before);
-  if (found == std::string::npos) {
-    return "";
-  }
-  std::size_t const start = found + before.size();
-  return text.substr(start, text.find(after, start) - start);
-}
-
-// "Sonar: ..." or "MaximumRange: ..." for the words with which the parser begins.
-std::string in_our_words(SchemaFault const &fault, std::string const &element) {
-  std::size_t const colon = fault.message.find("': ");
-  std::string text = colon == std::string::npos ? fault.message : fault.message.substr(colon + 3);
-  if (starts_with(text, "[facet 'pattern']")) {
-    text = "'" + between(text, "The value '", "' is not accepted") + "' is not of the right form";
-  } else if (starts_with(text, "[facet ")) {
-    text = text.substr(text.find("] ") + 2);
-  }
-  if (!text.empty() && text.back() == '.') {
-    text.pop_back();
-  }
-  return (fault.attribute.empty() ? element : fault.attribute) + ": " + text;
-}
-
-// What the parser's message says that it expects; empty if it says nothing.
-std::string expected_by(std::string const &message) {
-  struct {
-    char const *before, *after, *instead;
-  } static constexpr PARTS[] = {{"maximum value allowed ('", "'", "write at most "},
-                                {"minimum value allowed ('", "'", "write at least "},
-                                {"must be less than '", "'", "write less than "},
-                                {"must be greater than '", "'", "write more than "},
-                                {"of the set {", "}", "write one of "},
-                                {"Expected is one of ( ", " )", "write one of "},
-                                {"Expected is ( ", " )", "write "},
-                                {"type '", "'", "write a value of the type "}};
-  for (auto const &part : PARTS) {
-    std::string const text = between(message, part.before, part.after);
-    if (!text.empty()) {
-      return part.instead + text;
-    }
-  }
-  return "";
+  return nullptr;
 }
 
 } // namespace
 
 void Checks::check_against_schema() {
-  if (schema_ == nullptr || file_.root.has_namespace) {
+  // For each fault, the parser walks through all elements in front of it.
+  constexpr std::size_t MANY = 1000;
+  if (schema_ == nullptr || !file_.root.space.empty() || findings_->size() > MANY) {
     return;
   }
-  for (SchemaFault const &fault : validate(file_, *schema_)) {
-    check_fault(fault);
+  std::vector<SchemaFault> const faults = validate(file_, *schema_);
+  Places places;
+  if (!faults.empty()) {
+    add_places(file_.root, file_.root.name, &places);
+  }
+  for (SchemaFault const &fault : faults) {
+    auto const place = places.find(fault.element);
+    if (place != places.end()) {
+      check_fault(fault, *place->second.element, place->second.path);
+    }
   }
 }
 
-// Adds a fault, unless another check has found it in better words.
-void Checks::check_fault(SchemaFault const &fault) {
-  Found const found = find_node(file_.root, file_.root.name, fault.element);
-  Element const &element = found.element == nullptr ? file_.root : *found.element;
-  DeclaredElement const *const declared = find_declared(found.path);
-  DeclaredSetting const *const setting =
-      declared == nullptr ? nullptr : declared->find_setting(fault.attribute);
-  Attribute const *const attribute = element.find_attribute(fault.attribute);
-  bool const is_text = fault.message.find("Character content") != std::string::npos;
-  long const line = is_text                ? element.text_line
-                    : attribute == nullptr ? element.line
-                                           : attribute->line;
-  bool const is_known = std::any_of(
-      findings_->begin(), findings_->end(), [this, line, &fault](Finding const &finding) {
-        return finding.file == file_.path && finding.line == line &&
-               finding.what.find(fault.attribute) != std::string::npos;
-      });
-  // What is wrong with an alias has been said in better words.
-  bool const is_alias = found.path.find("/Aliases") != std::string::npos && has_finding(line);
-  // The library reads more truth values than XML Schema has.
-  bool const is_sound = setting != nullptr && attribute != nullptr &&
-                        setting->rule.form == ValueRule::TRUTH &&
-                        !judge_value(attribute->text, setting->rule);
-  if (is_known || is_alias || is_sound) {
+// Adds a fault, unless another check has found it in better words. The parser also looks at
+// elements that the schema declares for another place only; and a schema need not declare Aliases.
+void Checks::check_fault(SchemaFault const &fault, Element const &element,
+                         std::string const &path) {
+  std::string const list = file_.root.name + "/Aliases";
+  bool const is_alias = path == list || parent_of(path) == list;
+  DeclaredElement const *const declared = find_declared(path);
+  bool const is_part = declared != nullptr || find_declared(parent_of(path)) != nullptr;
+  if (fault.kind == SchemaFault::CONTENT && is_part && path != list && !is_named(element)) {
+    add(element, ITSELF, fault.message, "follow it, or change " + schema_->path);
+  }
+  if (declared == nullptr || (is_alias && is_named(element))) {
     return;
   }
-  std::string instead = expected_by(fault.message);
-  if (setting != nullptr && attribute == nullptr) {
-    instead = "write " + setting->name + "=\"...\"";
-  } else if (setting != nullptr && !setting->purpose.empty()) {
-    instead = "write what it is for: " + setting->purpose;
-  } else if (is_text) {
-    instead = "remove the text '" + element.text + "', or write it as an attribute";
-  } else if (instead.empty()) {
-    instead = "remove it, or declare it in " + schema_->path;
+  switch (fault.kind) {
+  case SchemaFault::VALUE:
+    check_value_fault(fault, element, *declared);
+    break;
+  case SchemaFault::MISSING:
+    if (!is_named(element, fault.subject)) {
+      add(element, fault.subject, "'" + element.name + "' has no '" + fault.subject + "'",
+          "write " + fault.subject + "=\"...\"");
+    }
+    break;
+  case SchemaFault::UNKNOWN:
+    if (!is_named(element, fault.subject)) {
+      add(element, fault.subject, "'" + element.name + "' has no setting '" + fault.subject + "'",
+          "remove it, or declare it in " + schema_->path);
+    }
+    break;
+  case SchemaFault::TEXT:
+    if (!is_named(element, TEXT)) {
+      add(element, TEXT, "the text '" + element.text + "' in '" + element.name + "' is no setting",
+          "remove it, or write it as an attribute");
+    }
+    break;
+  case SchemaFault::CONTENT:
+    break;
+  case SchemaFault::OTHER:
+    add(element, ITSELF, fault.message, "see what " + schema_->path + " declares");
+    break;
   }
-  add(line, in_our_words(fault, element.name), instead);
+}
+
+void Checks::check_value_fault(SchemaFault const &fault, Element const &element,
+                               DeclaredElement const &declared) {
+  Attribute const *const attribute = find_refused(element, declared, fault.subject);
+  DeclaredSetting const *const setting =
+      attribute == nullptr ? nullptr : declared.find_setting(attribute->name);
+  std::string const part = attribute == nullptr ? TEXT : attribute->name;
+  ValueRule const *const rule = setting != nullptr   ? &setting->rule
+                                : declared.text_rule ? &*declared.text_rule
+                                                     : nullptr;
+  // The library reads more truth values than a schema has, and numbers in elements with blanks.
+  bool const is_judged =
+      rule != nullptr &&
+      (rule->form == ValueRule::TRUTH || (attribute == nullptr && rule->form != ValueRule::TEXT));
+  if (is_named(element, part) || is_judged) {
+    return;
+  }
+  std::string const purpose = setting == nullptr ? declared.purpose : setting->purpose;
+  bool const has_form = rule != nullptr && !rule->form_purpose.empty();
+  add(element, part,
+      (attribute == nullptr ? element.name : part) + ": '" + fault.subject +
+          "' is not of the right form",
+      has_form          ? "write " + rule->form_purpose
+      : purpose.empty() ? "see what " + schema_->path + " declares"
+                        : "write what it is for: " + purpose);
 }
 
 } // namespace Ostrel::Tool

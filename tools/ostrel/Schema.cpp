@@ -13,8 +13,11 @@
 #include <libxml/xmlschemas.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <set>
+#include <utility>
 
 namespace Ostrel::Tool {
 
@@ -44,17 +47,35 @@ Element const *find_named(Element const &schema, char const *kind, std::string c
 std::string all_text(Element const &element, char const *name) {
   Element const *const annotation = element.find_element("annotation");
   Element const *const found = annotation == nullptr ? nullptr : annotation->find_element(name);
-  if (found == nullptr) {
-    return "";
-  }
   std::string text; // in one line
-  for (char const c : found->text) {
+  for (char const c : found == nullptr ? std::string() : found->text) {
     bool const is_blank = c == ' ' || c == '\n' || c == '\r' || c == '\t';
     if (!is_blank || (!text.empty() && text.back() != ' ')) {
       text += is_blank ? ' ' : c;
     }
   }
   return text;
+}
+
+// Adds the declarations of the schemas that a schema includes, also by others. Files that cannot be
+// read are faults in the parser's own reading.
+void add_included(Element *schema, std::filesystem::path const &path,
+                  std::set<std::string> *known) {
+  std::vector<Element> declarations;
+  for (Element const &include : schema->elements) {
+    std::filesystem::path const file =
+        (path.parent_path() / attribute_of(include, "schemaLocation")).lexically_normal();
+    if (include.name != "include" || !known->insert(file.string()).second) {
+      continue;
+    }
+    std::vector<Finding> faults;
+    if (std::optional<SettingsFile> included = read_schema_file(file.string(), &faults)) {
+      add_included(&included->root, file, known);
+      std::move(included->root.elements.begin(), included->root.elements.end(),
+                std::back_inserter(declarations));
+    }
+  }
+  std::move(declarations.begin(), declarations.end(), std::back_inserter(schema->elements));
 }
 
 Element const *find_information(Element const &declared, char const *name) {
@@ -81,8 +102,10 @@ class Model {
 public:
   explicit Model(Element const &schema) : schema_(schema) { find_references(schema); }
 
+  // Empty if the schema is not one of settings, which are in no namespace.
   std::map<std::string, DeclaredElement> read() {
-    if (Element const *const top = find_named(schema_, "element", "UserConfig")) {
+    Element const *const top = find_named(schema_, "element", "UserConfig");
+    if (top != nullptr && schema_.find_attribute("targetNamespace") == nullptr) {
       add_element(*top, "", 0, false);
     }
     return std::move(elements_);
@@ -113,6 +136,11 @@ private:
     }
     if (type != nullptr) {
       add_contents(*type, path, depth, false);
+    } else {
+      ValueRule rule;
+      add_type(declared, attribute_of(declared, "type"), &rule, 0);
+      add_unit(declared, &rule);
+      elements_[path].text_rule = std::move(rule);
     }
   }
 
@@ -200,6 +228,7 @@ private:
     if (depth > DEEPEST) {
       return;
     }
+    rule->form_purpose = all_text(*type, "documentation");
     if (Element const *const restriction = type->find_element("restriction")) {
       add_type(*restriction, attribute_of(*restriction, "base"), rule, depth + 1);
       add_facets(*restriction, rule);
@@ -293,27 +322,48 @@ std::string message_of(xmlError const &error) {
   return std::string(trimmed(error.message == nullptr ? "" : error.message));
 }
 
-void record_schema_error(void *context, xmlError *error) {
-  auto &findings = *static_cast<std::vector<Finding> *>(context);
-  std::string const path = error->file == nullptr ? "" : error->file;
-  findings.push_back({path, error->line, "not a valid schema: " + message_of(*error),
-                      "correct the schema; until then it checks nothing"});
+struct SchemaErrors {
+  std::string path;
+  std::vector<Finding> found;
+
+  void add(std::string const &file, long line, std::string const &what) {
+    found.push_back({file, line, "not a usable schema: " + what,
+                     "correct the schema; until then it checks nothing"});
+  }
+
+  static void record(void *context, xmlError *error) {
+    auto &errors = *static_cast<SchemaErrors *>(context);
+    if (error->level != XML_ERR_WARNING) {
+      errors.add(error->file == nullptr ? errors.path : error->file, std::max(error->line, 1),
+                 message_of(*error));
+    }
+  }
+};
+
+SchemaFault::Kind kind_of(xmlError const &error) {
+  switch (error.code) {
+  case XML_SCHEMAV_CVC_COMPLEX_TYPE_4:
+    return SchemaFault::MISSING;
+  case XML_SCHEMAV_CVC_COMPLEX_TYPE_3_2_1:
+  case XML_SCHEMAV_CVC_COMPLEX_TYPE_3_2_2:
+    return SchemaFault::UNKNOWN;
+  case XML_SCHEMAV_ELEMENT_CONTENT:
+    return SchemaFault::CONTENT;
+  case XML_SCHEMAV_CVC_COMPLEX_TYPE_2_1:
+  case XML_SCHEMAV_CVC_COMPLEX_TYPE_2_3:
+    return SchemaFault::TEXT;
+  default:
+    return error.str1 == nullptr ? SchemaFault::OTHER : SchemaFault::VALUE;
+  }
 }
 
 void record_fault(void *context, xmlError *error) {
   auto &faults = *static_cast<std::vector<SchemaFault> *>(context);
-  auto const *node = static_cast<xmlNode const *>(error->node);
-  std::string const message = message_of(*error);
-  SchemaFault fault{node, "", message};
-  if (node != nullptr && node->type == XML_ATTRIBUTE_NODE) {
-    fault.element = node->parent;
+  auto const *const node = static_cast<xmlNode const *>(error->node);
+  if (node != nullptr) {
+    faults.push_back(
+        {kind_of(*error), node, error->str1 == nullptr ? "" : error->str1, message_of(*error)});
   }
-  constexpr std::string_view BEFORE = "attribute '";
-  if (std::size_t const name = message.find(BEFORE); name != message.npos) {
-    std::size_t const start = name + BEFORE.size();
-    fault.attribute = message.substr(start, message.find('\'', start) - start);
-  }
-  faults.push_back(std::move(fault));
 }
 
 } // namespace
@@ -337,6 +387,12 @@ std::vector<std::string> DeclaredElement::setting_names() const {
 DeclaredElement const *Schema::find_element(std::string const &element_path) const {
   auto const found = elements.find(element_path);
   return found == elements.end() ? nullptr : &found->second;
+}
+
+DeclaredSetting const *Schema::find_setting(std::string const &key) const {
+  std::size_t const slash = std::min(key.rfind('/'), key.size());
+  DeclaredElement const *const element = find_element(key.substr(0, slash));
+  return element == nullptr ? nullptr : element->find_setting(key.substr(slash + 1));
 }
 
 std::vector<std::string> Schema::keys() const {
@@ -369,21 +425,27 @@ std::string find_schema(std::string const &settings_file, std::string const &roo
 }
 
 std::optional<Schema> read_schema(std::string const &path, std::vector<Finding> *findings) {
-  std::optional<SettingsFile> const file = read_settings_file(path, findings);
+  std::optional<SettingsFile> file = read_schema_file(path, findings);
   if (!file) {
     return std::nullopt;
   }
+  SchemaErrors errors{path, {}};
   std::unique_ptr<xmlSchemaParserCtxt, FreeSchema> const parser(
       xmlSchemaNewParserCtxt(path.c_str()));
   xmlSetExternalEntityLoader(xmlNoNetExternalEntityLoader); // for schemas that it includes
-  std::vector<Finding> errors;
-  xmlSchemaSetParserStructuredErrors(parser.get(), record_schema_error, &errors);
+  xmlSetStructuredErrorFunc(&errors, SchemaErrors::record);
+  xmlSchemaSetParserStructuredErrors(parser.get(), SchemaErrors::record, &errors);
   std::shared_ptr<xmlSchema> parsed(xmlSchemaParse(parser.get()), xmlSchemaFree);
-  if (parsed == nullptr) { // the first error; others may be its consequence
-    findings->insert(findings->end(), errors.begin(), errors.begin() + (errors.empty() ? 0 : 1));
-    return std::nullopt;
+  xmlSetStructuredErrorFunc(nullptr, nullptr);
+  std::set<std::string> known = {path};
+  add_included(&file->root, path, &known);
+  Schema schema{path, std::move(parsed), Model(file->root).read()};
+  if (schema.parsed != nullptr && !schema.elements.empty()) {
+    return schema;
   }
-  return Schema{path, std::move(parsed), Model(file->root).read()};
+  errors.add(path, file->root.line, "it declares no element UserConfig without a namespace");
+  findings->push_back(errors.found.front()); // the others may be its consequence
+  return std::nullopt;
 }
 
 std::vector<SchemaFault> validate(SettingsFile const &file, Schema const &schema) {

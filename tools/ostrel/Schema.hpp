@@ -26,6 +26,7 @@ struct ValueRule {
   std::string minimum, maximum; ///< Empty for none.
   bool excludes_minimum = false, excludes_maximum = false;
   std::vector<std::string> choices;
+  std::string form_purpose; ///< What the type is, in the words of the schema; may be empty.
 };
 
 /// A setting that a schema declares.
@@ -42,6 +43,7 @@ struct DeclaredElement {
   bool may_repeat = false; ///< Part of a choice or sequence that may occur more than once.
   std::vector<std::string> elements;
   std::vector<DeclaredSetting> settings;
+  std::optional<ValueRule> text_rule; ///< Of an element that holds a text alone.
 
   DeclaredSetting const *find_setting(std::string const &name) const;
   std::vector<std::string> setting_names() const;
@@ -54,6 +56,8 @@ struct Schema {
   std::map<std::string, DeclaredElement> elements;
 
   DeclaredElement const *find_element(std::string const &element_path) const;
+  /// The setting of a full key; null if there is none.
+  DeclaredSetting const *find_setting(std::string const &key) const;
   /// All full keys.
   std::vector<std::string> keys() const;
 };
@@ -62,16 +66,25 @@ struct Schema {
 /// @return the path; empty if there is none.
 std::string find_schema(std::string const &settings_file, std::string const &root_name);
 
-/// Reads a schema. The declarations of schemas that it includes are validated, but are not part of
-/// `elements`.
+/// Reads a schema, with those that it includes from other files; `xs:import` and `xs:redefine` only
+/// count for validation.
 /// @return nothing if it cannot be used, with findings.
 std::optional<Schema> read_schema(std::string const &path, std::vector<Finding> *findings);
 
 /// A place at which a file does not follow its schema.
 struct SchemaFault {
+  enum Kind {
+    VALUE,   ///< The text of an attribute, or else of the element.
+    MISSING, ///< An attribute that is required.
+    UNKNOWN, ///< An attribute that is not declared.
+    CONTENT, ///< The element is not expected there, or one is missing in it.
+    TEXT,    ///< The text of an element that has none.
+    OTHER
+  };
+  Kind kind;
   _xmlNode const *element;
-  std::string attribute; ///< Empty if it is the element.
-  std::string message;
+  std::string subject; ///< The text, or the name of the attribute.
+  std::string message; ///< Of the parser.
 };
 
 /// Validates a file with the parser's own validation.

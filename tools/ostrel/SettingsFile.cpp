@@ -60,36 +60,35 @@ bool read_text(std::string const &path, std::string *text, std::string *reason) 
   return is_read;
 }
 
-// Collects the first error from which the parser did not recover.
+// The parser's input, a part at a time as in the library: the parser refuses more than 10 MB at
+// once.
+int read_part(void *context, char *buffer, int size) noexcept {
+  auto &rest = *static_cast<std::string_view *>(context);
+  std::size_t const count = rest.copy(buffer, static_cast<std::size_t>(size));
+  rest.remove_prefix(count);
+  return static_cast<int>(count);
+}
+
+// Collects the first error from which the parser did not recover, or else undeclared prefixes.
 struct ParserErrors {
-  std::string const *path;
-  std::string const *text;
+  std::string const &path;
+  std::string_view text;
   std::vector<Finding> found;
+  bool is_fatal = false;
 
   static void record(void *context, xmlError *error) {
     auto &errors = *static_cast<ParserErrors *>(context);
-    if (error->level == XML_ERR_FATAL && errors.found.empty()) {
-      errors.found.push_back(describe_parser_error(*error, *errors.path, *errors.text));
+    bool const is_fatal = error->level == XML_ERR_FATAL;
+    if (errors.is_fatal || (!is_fatal && error->code != XML_NS_ERR_UNDEFINED_NAMESPACE)) {
+      return;
     }
+    if (is_fatal) {
+      errors.found.clear(); // the others may be its consequence
+    }
+    errors.found.push_back(describe_parser_error(*error, errors.path, errors.text));
+    errors.is_fatal = is_fatal;
   }
 };
-
-std::shared_ptr<xmlDoc> parse(std::string const &path, std::string const &text,
-                              std::vector<Finding> *findings) {
-  ParserErrors errors{&path, &text, {}};
-  xmlSetStructuredErrorFunc(&errors, ParserErrors::record);
-  std::shared_ptr<xmlDoc> document(xmlReadMemory(text.data(), static_cast<int>(text.size()),
-                                                 path.c_str(), nullptr,
-                                                 XML_PARSE_NONET | XML_PARSE_BIG_LINES),
-                                   xmlFreeDoc);
-  xmlSetStructuredErrorFunc(nullptr, nullptr);
-  if (document == nullptr && errors.found.empty()) {
-    errors.found.push_back(
-        {path, 1, "the file is empty", "write the top element: <UserConfig>...</UserConfig>"});
-  }
-  findings->insert(findings->end(), errors.found.begin(), errors.found.end());
-  return errors.found.empty() ? document : nullptr;
-}
 
 // Keeps the last message of a category instead of writing it.
 class LastMessage : public LoggingOutputImpl {
@@ -105,9 +104,8 @@ private:
   std::string *message_;
 };
 
-// Whether the library refuses a file that is well-formed: some files are more than it accepts from
-// outside. Receives the reason.
-bool is_refused(std::string const &path, std::string *reason) {
+// Whether the library loads a file; else receives the reason, which no operation returns.
+bool is_loadable(std::string const &path, std::string *reason) {
   LoggingCategory &category = LoggingCategory::get_instance(SOURCE_CATEGORY);
   LoggingPriority::PriorityLevel const priority = category.get_priority();
   category.set_priority(LoggingPriority::DEBUG);
@@ -117,7 +115,7 @@ bool is_refused(std::string const &path, std::string *reason) {
   bool const is_loaded = source.init_source(path.c_str()) == RESULT_SUCCESS;
   category.set_logging_output(nullptr);
   category.set_priority(priority);
-  return !is_loaded;
+  return is_loaded;
 }
 
 // Of the first character that is no blank. The parser knows the line of the last one.
@@ -130,7 +128,7 @@ Element make_element(xmlDoc *document, xmlNode const *node) {
   Element element;
   element.name = text_of(node->name);
   element.line = std::max(xmlGetLineNo(node), 0L);
-  element.has_namespace = node->ns != nullptr && node->ns->href != nullptr;
+  element.space = node->ns == nullptr ? "" : text_of(node->ns->href);
   element.node = node;
   for (xmlAttr const *attribute = node->properties; attribute != nullptr;
        attribute = attribute->next) {
@@ -173,6 +171,44 @@ void set_lines(Element *element, std::vector<TagLines>::const_iterator *tag) {
   }
 }
 
+// Reads a text; nothing if it is not well formed.
+std::optional<SettingsFile> parse(std::string const &path, std::string_view text, int options,
+                                  std::vector<Finding> *findings) {
+  ParserErrors errors{path, text, {}};
+  std::string_view rest = text;
+  xmlSetStructuredErrorFunc(&errors, ParserErrors::record);
+  SettingsFile file{path, nullptr, {}};
+  file.document.reset(xmlReadIO(read_part, nullptr, &rest, path.c_str(), nullptr,
+                                options | XML_PARSE_NONET | XML_PARSE_BIG_LINES),
+                      xmlFreeDoc);
+  xmlSetStructuredErrorFunc(nullptr, nullptr);
+  if (file.document == nullptr && !errors.is_fatal) {
+    errors.found.push_back({path, 1, "the file is empty", "write the top element"});
+  }
+  findings->insert(findings->end(), errors.found.begin(), errors.found.end());
+  if (file.document == nullptr || errors.is_fatal) {
+    return std::nullopt;
+  }
+  file.root = make_element(file.document.get(), xmlDocGetRootElement(file.document.get()));
+  // Fewer or more tags than elements: the text is in UTF-16, or has elements in its entities.
+  std::vector<TagLines> const tags = find_tag_lines(text);
+  if (tags.size() == count_elements(file.root)) {
+    auto tag = tags.begin();
+    set_lines(&file.root, &tag);
+  }
+  return file;
+}
+
+bool read_text_or_report(std::string const &path, std::string *text,
+                         std::vector<Finding> *findings) {
+  std::string reason;
+  bool const is_read = read_text(path, text, &reason);
+  if (!is_read) {
+    findings->push_back({path, 0, "cannot be read: " + reason, "name a file that can be read"});
+  }
+  return is_read;
+}
+
 } // namespace
 
 Attribute const *Element::find_attribute(std::string const &attribute) const {
@@ -194,34 +230,29 @@ Element const *Element::find_element(std::string const &element, long index) con
 std::optional<SettingsFile> read_settings_file(std::string const &path,
                                                std::vector<Finding> *findings) {
   std::string text, reason;
-  if (!read_text(path, &text, &reason)) {
-    findings->push_back({path, 0, "cannot be read: " + reason, "name a file that can be read"});
+  if (!read_text_or_report(path, &text, findings)) {
     return std::nullopt;
   }
-  std::optional<Finding> const encoding = find_wrong_encoding(path, text);
-  std::vector<Finding> errors;
-  SettingsFile file{path, parse(path, text, &errors), {}};
-  if (encoding) {
-    findings->push_back(*encoding); // of which errors are only the consequence
-  } else {
-    findings->insert(findings->end(), errors.begin(), errors.end());
+  // Of a file that it refuses, the entities may expand to too much.
+  bool const is_loaded = is_loadable(path, &reason);
+  std::vector<Finding> faults;
+  std::optional<SettingsFile> file = parse(path, text, is_loaded ? XML_PARSE_NOENT : 0, &faults);
+  if (std::optional<Finding> const encoding = find_wrong_encoding(path, text)) {
+    faults = {*encoding}; // of which the others are only the consequence
   }
-  if (file.document == nullptr) {
-    return std::nullopt;
-  }
-  if (is_refused(path, &reason)) {
+  findings->insert(findings->end(), faults.begin(), faults.end());
+  if (file && !is_loaded) {
     findings->push_back({path, 0, "well-formed, but refused by the library: " + reason,
                          "write it without declarations, and within the limits"});
     return std::nullopt;
   }
-  file.root = make_element(file.document.get(), xmlDocGetRootElement(file.document.get()));
-  // Fewer or more tags than elements: the text is in UTF-16, or has elements in its entities.
-  std::vector<TagLines> const tags = find_tag_lines(text);
-  if (tags.size() == count_elements(file.root)) {
-    auto tag = tags.begin();
-    set_lines(&file.root, &tag);
-  }
   return file;
+}
+
+std::optional<SettingsFile> read_schema_file(std::string const &path,
+                                             std::vector<Finding> *findings) {
+  std::string text;
+  return read_text_or_report(path, &text, findings) ? parse(path, text, 0, findings) : std::nullopt;
 }
 
 } // namespace Ostrel::Tool

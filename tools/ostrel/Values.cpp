@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/Values.hpp"
 
-#include "core/base/foundation/ResultCode.hpp"
+#include "core/base/config/UserConfig.hpp"
 #include "tools/ostrel/Numbers.hpp"
+#include "tools/ostrel/Silence.hpp"
 #include "tools/ostrel/Text.hpp"
-#include "tools/ostrel/UnitNames.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -14,7 +14,7 @@ namespace Ostrel::Tool {
 
 namespace {
 
-constexpr char const *NO_BREAK_SPACE = "\xC2\xA0";
+constexpr char const *NO_BREAK_SPACE = "\xC2\xA0", *DEGREE_SIGN = "\xC2\xB0";
 
 using Fault = std::optional<ValueFault>;
 
@@ -145,55 +145,32 @@ bool is_surely_number(std::string_view written) {
          (letter >= MANY || letter + 1 < text.size());
 }
 
-struct OtherUnit {
-  char const *name, *unit;
-  double factor; // of the unit
-};
+bool is_same_letter(char a, char b) {
+  return lower(std::string_view(&a, 1)) == lower(std::string_view(&b, 1));
+}
 
-// Frequent names of units that the library does not know.
-constexpr OtherUnit OTHER_UNITS[] = {
-    {"metre", "m", 1},         {"metres", "m", 1},
-    {"mtr", "m", 1},           {"mtrs", "m", 1},
-    {"centimetre", "cm", 1},   {"centimetres", "cm", 1},
-    {"millimetre", "mm", 1},   {"millimetres", "mm", 1},
-    {"km", "m", 1000},         {"kilometer", "m", 1000},
-    {"kilometers", "m", 1000}, {"kilometre", "m", 1000},
-    {"kilometres", "m", 1000}, {"dm", "cm", 10},
-    {"um", "mm", 0.001},       {"\xC2\xB5m", "mm", 0.001},
-    {"yd", "ft", 3},           {"yard", "ft", 3},
-    {"yards", "ft", 3},        {"mile", "ft", 5280},
-    {"miles", "ft", 5280},     {"fist", "fists", 1},
-    {"inchs", "in", 1},        {"ins", "in", 1},
-    {"foots", "ft", 1},        {"fts", "ft", 1},
-    {"cms", "cm", 1},          {"mms", "mm", 1},
-    {"\"", "in", 1},           {"\xC2\xB0", "deg", 1},
-    {"degs", "deg", 1},        {"dgr", "deg", 1},
-    {"rads", "rad", 1},        {"mrad", "rad", 0.001},
-    {"msec", "ms", 1},         {"msecs", "ms", 1},
-    {"millis", "ms", 1},       {"milli", "ms", 1},
-    {"secs", "s", 1},          {"mins", "min", 1},
-    {"hrs", "h", 1},           {"us", "ms", 0.001},
-    {"usec", "ms", 0.001},     {"\xC2\xB5s", "ms", 0.001},
-    {"ns", "ms", 0.000001},    {"day", "h", 24},
-    {"days", "h", 24},
-};
-
-// The quantity in a unit that exists and was probably meant; empty if none is near.
-std::string with_nearest_unit(Quantity const &quantity) {
-  std::string const word = lower(quantity.unit);
-  for (OtherUnit const &other : OTHER_UNITS) {
-    if (word == other.name) {
-      return number_text(rounded(quantity.value * other.factor)) + " " + other.unit;
-    }
+// The unit that was probably meant: written in other case, with an 's' at its end, or misspelt
+// behind its first letter; empty if none is near.
+std::string nearest_unit(std::string const &word) {
+  if (word == DEGREE_SIGN) {
+    return "deg";
   }
-  std::string const *nearest = nullptr;
   std::vector<std::string> const units = all_units();
-  for (std::string const &unit : units) {
-    if (lower(unit) == word || (nearest == nullptr && is_misspelling(word, unit))) {
-      nearest = &unit;
-    }
-  }
-  return nearest == nullptr ? "" : quantity.number + " " + *nearest;
+  auto const found = std::find_if(units.begin(), units.end(), [&word](std::string const &unit) {
+    bool const is_plural = unit.size() > 1 && lower(word) == unit + 's';
+    return is_plural || lower(word) == lower(unit) ||
+           (is_misspelling(word, unit) && is_same_letter(word.front(), unit.front()));
+  });
+  return found == units.end() ? "" : *found;
+}
+
+// "distance: mm, cm, m, in or ft": the short names are enough.
+std::string units_text(UnitKind const &kind) {
+  constexpr std::size_t LONGEST = 3; // characters
+  std::vector<std::string> names;
+  std::copy_if(kind.units.begin(), kind.units.end(), std::back_inserter(names),
+               [](std::string const &name) { return name.size() <= LONGEST; });
+  return kind.name + ": " + listed(names);
 }
 
 UnitKind const &kind_of(ValueRule const &rule) {
@@ -201,15 +178,14 @@ UnitKind const &kind_of(ValueRule const &rule) {
                        [&rule](UnitKind const &kind) { return kind.type == rule.kind; });
 }
 
-// What a right value looks like.
+// What a right number looks like.
 std::string expected(ValueRule const &rule) {
-  std::string const number = rule.form == ValueRule::WHOLE_NUMBER ? "a whole number" : "a number";
   std::string const range = range_text(rule);
-  std::string const unit = rule.unit.empty() ? "" : " of " + rule.unit;
-  return "write " + number + unit + (range.empty() ? "" : " " + range) +
-         (rule.has_kind && rule.allows_text
-              ? ", or a number and a unit: " + listed({"'1 " + rule.unit + "'"})
-              : "");
+  return std::string("write a ") + (rule.form == ValueRule::WHOLE_NUMBER ? "whole " : "") +
+         "number" + (rule.unit.empty() ? "" : " of " + rule.unit) +
+         (range.empty() ? "" : " " + range) +
+         (rule.has_kind && rule.allows_text ? ", or a number and a unit of " + kind_of(rule).name
+                                            : "");
 }
 
 bool is_outside(double value, ValueRule const &rule) {
@@ -245,11 +221,11 @@ Fault judge_unit(std::string const &text, Quantity const &quantity, ValueRule co
     return ValueFault{quoted(text) + " is not a number", without_unit(quantity, rule)};
   }
   if (kind == nullptr) {
-    std::string const nearest = with_nearest_unit(quantity);
+    std::string const nearest = nearest_unit(quantity.unit);
+    bool const is_near = !nearest.empty() && Units::are_valid_units(rule.kind, nearest);
     return ValueFault{quoted(quantity.unit) + " is not a unit",
-                      "write " + (nearest.empty() ? "a unit of " + kind_of(rule).name + ": " +
-                                                        listed(kind_of(rule).units)
-                                                  : nearest)};
+                      "write " + (is_near ? quantity.number + " " + nearest
+                                          : "a unit of " + units_text(kind_of(rule)))};
   }
   if (kind->type != rule.kind) {
     return ValueFault{quoted(text) + " has a unit of " + kind->name +
@@ -293,84 +269,70 @@ Fault judge_number(std::string const &text, ValueRule const &rule) {
   return judge_range(text, quantity->value, rule);
 }
 
+// As the library's own typed read sees it.
+bool is_truth_value(std::string const &text) {
+  constexpr char const *KEY = "UserConfig/Ostrel/Truth"; // of this process only
+  Silence const silence;
+  bool value = false;
+  return UserConfig::set_user_config(KEY, text.c_str(), /*commit=*/false) == RESULT_SUCCESS &&
+         UserConfig::get_user_config(KEY, &value) == RESULT_SUCCESS;
+}
+
 Fault judge_truth(std::string const &text) {
-  constexpr std::string_view TRUE_WORDS[] = {"true", "yes", "1"},
-                             FALSE_WORDS[] = {"false", "no", "0"};
-  constexpr std::string_view LIKE_TRUE[] = {"on", "enabled", "enable", "y", "t"};
-  constexpr std::string_view LIKE_FALSE[] = {"off", "disabled", "disable", "n", "f"};
-  auto const is_one_of = [](auto const &words, std::string_view word) {
-    return std::find(std::begin(words), std::end(words), word) != std::end(words);
-  };
-  std::string const word = lower(trimmed(text));
-  bool const is_true = is_one_of(TRUE_WORDS, word), is_false = is_one_of(FALSE_WORDS, word);
-  if ((is_true || is_false) && trimmed(text) == text) {
+  if (is_truth_value(text)) {
     return std::nullopt;
   }
-  bool const means_true = is_true || is_one_of(LIKE_TRUE, word) || is_misspelling(word, "true");
-  bool const means_false = is_false || is_one_of(LIKE_FALSE, word) || is_misspelling(word, "false");
-  return ValueFault{quoted(text) + " is neither true nor false", means_true ? "write true"
-                                                                 : means_false
-                                                                     ? "write false"
-                                                                     : "write true or false"};
+  std::vector<std::string> const words = {"true", "false"};
+  std::string const *const meant = find_meant(trimmed(text), words);
+  return ValueFault{quoted(text) + " is neither true nor false",
+                    "write " + (meant == nullptr ? "true or false" : *meant)};
+}
+
+// One of the choices with less than a quarter of its characters wrong.
+std::string const *find_choice(std::string const &text, std::vector<std::string> const &choices) {
+  constexpr std::size_t NEAR = 4;
+  auto const found =
+      std::find_if(choices.begin(), choices.end(), [&text](std::string const &choice) {
+        return trimmed(text) == choice ||
+               edit_distance(lower(text), lower(choice)) * NEAR < choice.size();
+      });
+  return found == choices.end() ? find_meant(trimmed(text), choices) : &*found;
 }
 
 Fault judge_choice(std::string const &text, ValueRule const &rule) {
   if (std::find(rule.choices.begin(), rule.choices.end(), text) != rule.choices.end()) {
     return std::nullopt;
   }
-  for (std::string const &choice : rule.choices) {
-    if (trimmed(text) == choice || is_misspelling(trimmed(text), choice)) {
-      return ValueFault{quoted(text) + " is not one of the choices", "write " + choice};
-    }
-  }
-  if (rule.allows_text) {
+  std::string const *const meant = find_choice(text, rule.choices);
+  if (meant == nullptr && rule.allows_text) {
     return std::nullopt;
   }
-  return ValueFault{quoted(text) + " is not one of the choices", "write " + listed(rule.choices)};
+  return ValueFault{quoted(text) + " is not one of the choices",
+                    "write " + (meant == nullptr ? listed(rule.choices) : *meant)};
 }
 
-// Last words of names that say what kind a quantity is of.
-struct KindWord {
-  char const *word;
-  UnitType kind;
-};
-constexpr KindWord KIND_WORDS[] = {
-    {"distance", UNIT_TYPE_DISTANCE}, {"length", UNIT_TYPE_DISTANCE},
-    {"width", UNIT_TYPE_DISTANCE},    {"height", UNIT_TYPE_DISTANCE},
-    {"radius", UNIT_TYPE_DISTANCE},   {"diameter", UNIT_TYPE_DISTANCE},
-    {"angle", UNIT_TYPE_ANGLE},       {"heading", UNIT_TYPE_ANGLE},
-    {"bearing", UNIT_TYPE_ANGLE},     {"yaw", UNIT_TYPE_ANGLE},
-    {"tilt", UNIT_TYPE_ANGLE},        {"timeout", UNIT_TYPE_TIME},
-    {"delay", UNIT_TYPE_TIME},        {"interval", UNIT_TYPE_TIME},
-    {"duration", UNIT_TYPE_TIME},     {"period", UNIT_TYPE_TIME}};
-
-// Last words of names whose values are texts or pairs: "10O" and "3,4" are right there.
-constexpr std::string_view TEXT_WORDS[] = {
-    "id",    "code", "name", "serial",   "part",   "key",   "version", "model",      "type",
-    "label", "size", "grid", "position", "origin", "point", "pair",    "resolution", "center"};
-
-bool names_text(std::string const &name) {
-  std::string const word = name.empty() ? "" : words_of(name).back();
-  bool const is_plural = word.size() > 1 && word.back() == 's';
-  return is_plural ||
-         std::find(std::begin(TEXT_WORDS), std::end(TEXT_WORDS), word) != std::end(TEXT_WORDS);
-}
-
+// A unit that is not of the kind of which the name speaks.
 Fault judge_kind(std::string const &name, std::string const &text, Quantity const &quantity) {
-  std::string const word = name.empty() ? "" : words_of(name).back();
-  UnitKind const *const kind = find_kind_of(quantity.unit);
-  for (KindWord const &known : KIND_WORDS) {
-    if (word == known.word && kind != nullptr && kind->type != known.kind) {
-      bool const means_minutes = known.kind == UNIT_TYPE_TIME && quantity.unit == "m";
-      ValueRule rule;
-      rule.kind = known.kind;
-      return ValueFault{quoted(text) + " has a unit of " + kind->name,
-                        means_minutes ? "write " + quantity.number + " min"
-                                      : "write a unit of " + kind_of(rule).name + ": " +
-                                            listed(kind_of(rule).units)};
+  UnitKind const *const meant = kind_named_by(name), *const kind = find_kind_of(quantity.unit);
+  if (meant == nullptr || kind == nullptr || kind == meant) {
+    return std::nullopt;
+  }
+  return ValueFault{quoted(text) + " has a unit of " + kind->name + ", but the name speaks of " +
+                        meant->name,
+                    "write a unit of " + units_text(*meant)};
+}
+
+// In ASCII, with one character for each letter beyond it.
+std::string with_single_bytes(std::string_view text) {
+  constexpr unsigned char FIRST_BYTE = 0xC0, ASCII_END = 0x80; // of a letter of several bytes
+  std::string result;
+  for (char const c : text) {
+    auto const byte = static_cast<unsigned char>(c);
+    if (byte < ASCII_END || byte >= FIRST_BYTE) {
+      result += byte < ASCII_END ? c : '?';
     }
   }
-  return std::nullopt;
+  return result;
 }
 
 } // namespace
@@ -404,30 +366,26 @@ Fault judge_value(std::string const &text, ValueRule const &rule) {
   return std::nullopt;
 }
 
-Fault judge_unknown_value(std::string const &name, std::string const &text) {
+Fault judge_unknown_value(std::string const &name, std::string const &text, bool is_number) {
   std::string const plain(trimmed(text));
   std::optional<Quantity> const quantity = read_quantity(plain);
   if (!quantity) {
-    for (std::string const word : {"true", "false"}) {
-      if (plain.size() == word.size() && is_misspelling(plain, word) &&
-          std::is_permutation(plain.begin(), plain.end(), word.begin())) {
-        return ValueFault{quoted(text) + " is neither true nor false", "write " + word};
-      }
-    }
-    return std::nullopt;
+    bool const is_swapped = plain == "ture" || plain == "flase";
+    return is_swapped ? judge_truth(text) : std::nullopt;
   }
-  std::string const nearest = with_nearest_unit(*quantity);
   std::string const unit = quantity->unit.empty() ? "" : " " + quantity->unit;
-  bool const has_unit = !unit.empty() && find_kind_of(quantity->unit) != nullptr;
-  if (!quantity->is_right() && !names_text(name) && is_surely_number(quantity->written) &&
-      (unit.empty() || has_unit)) {
+  bool const has_unit = find_kind_of(quantity->unit) != nullptr;
+  bool const has_minus = starts_with(quantity->written, "\xE2");
+  if (!quantity->is_right() && is_surely_number(quantity->written) &&
+      (has_unit || (unit.empty() && (is_number || has_minus)))) {
     return ValueFault{quoted(text) + " is not a number", "write " + quantity->number + unit};
   }
   // A battery "4S" has four cells, not seconds.
-  bool const may_be_sign =
-      quantity->unit.size() == 1 && quantity->number.find('.') == std::string::npos;
-  if (!unit.empty() && !has_unit && !may_be_sign && !nearest.empty()) {
-    return ValueFault{quoted(quantity->unit) + " is not a unit", "write " + nearest};
+  std::string const nearest =
+      quantity->unit.size() > 1 && !has_unit ? nearest_unit(quantity->unit) : "";
+  if (!nearest.empty()) {
+    return ValueFault{quoted(quantity->unit) + " is not a unit",
+                      "write " + quantity->number + " " + nearest};
   }
   if (has_unit && plain.find(NO_BREAK_SPACE) != plain.npos) {
     return ValueFault{quoted(text) + " has a special blank", "write " + quantity->number + unit};
@@ -436,6 +394,37 @@ Fault judge_unknown_value(std::string const &name, std::string const &text) {
     return ValueFault{quoted(text) + " has blanks around it", "write " + plain};
   }
   return judge_kind(name, text, *quantity);
+}
+
+UnitKind const *kind_named_by(std::string const &name) {
+  std::vector<std::string> const words = words_of(name);
+  auto const found =
+      std::find_if(unit_kinds().begin(), unit_kinds().end(), [&words](UnitKind const &kind) {
+        return !words.empty() && starts_with(words.back(), kind.name);
+      });
+  return found == unit_kinds().end() ? nullptr : &*found;
+}
+
+bool is_above(std::string const &first, std::string const &second, std::string const &unit,
+              bool is_number) {
+  std::optional<Quantity> a = read_quantity(first), b = read_quantity(second);
+  if (!a || !b || !a->is_right() || !b->is_right()) {
+    return false;
+  }
+  if (a->unit.empty() && b->unit.empty()) {
+    return is_number && a->value > b->value;
+  }
+  a->unit = a->unit.empty() ? unit : a->unit;
+  b->unit = b->unit.empty() ? unit : b->unit;
+  UnitKind const *const kind = find_kind_of(a->unit);
+  return kind != nullptr && kind->type != UNIT_TYPE_ANGLE && kind == find_kind_of(b->unit) &&
+         Units::convert_units(kind->type, b->unit, b->value, a->unit, &b->value) ==
+             RESULT_SUCCESS &&
+         a->value > b->value;
+}
+
+std::string const *find_meant(std::string_view word, std::vector<std::string> const &names) {
+  return find_misspelt(with_single_bytes(word), names);
 }
 
 } // namespace Ostrel::Tool

@@ -2,10 +2,12 @@
 #pragma once
 
 #include "tools/ostrel/Schema.hpp"
+#include "tools/ostrel/UnitNames.hpp"
 
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Ostrel::Tool {
 
@@ -18,9 +20,27 @@ struct ValueFault {
 std::optional<ValueFault> judge_value(std::string const &text, ValueRule const &rule);
 
 /// Looks at the text of a setting of which only the name is known, for mistakes that hardly any
-/// text has by intention: a number with a comma or with a letter for a digit, a quantity whose unit
-/// is misspelt or contradicts the name.
-std::optional<ValueFault> judge_unknown_value(std::string const &name, std::string const &text);
+/// text has by intention: a quantity whose number or unit is misspelt, or a unit that contradicts
+/// the name ("TiltAngle", "Timeout").
+///
+/// @param is_number  whether other settings of such a name are numbers, so that "0,5" is no pair.
+std::optional<ValueFault> judge_unknown_value(std::string const &name, std::string const &text,
+                                              bool is_number);
+
+/// The kind of quantity of which the last word of a name speaks; null for most names.
+UnitKind const *kind_named_by(std::string const &name);
+
+/// Whether both texts are quantities of one kind, and the first is larger. Not for angles, of which
+/// a range may begin above its end.
+///
+/// @param unit       of numbers without one; may be empty.
+/// @param is_number  whether numbers without any unit are quantities as well.
+bool is_above(std::string const &first, std::string const &second, std::string const &unit,
+              bool is_number);
+
+/// The first of the names that was probably meant by a word, of which letters may be those of
+/// another script that look alike; null for none.
+std::string const *find_meant(std::string_view word, std::vector<std::string> const &names);
 
 /// "from 0 to 100", "at least 0"; empty without limits.
 std::string range_text(ValueRule const &rule);

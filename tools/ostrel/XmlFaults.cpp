@@ -23,7 +23,7 @@ struct Correction {
 };
 
 constexpr Correction CORRECTIONS[] = {
-    {XML_ERR_DOCUMENT_EMPTY, "write the top element: <UserConfig>...</UserConfig>"},
+    {XML_ERR_DOCUMENT_EMPTY, "write the top element"},
     {XML_ERR_DOCUMENT_END, "keep one top element, and move what follows into it"},
     {XML_ERR_INVALID_CHAR, "remove the control character"},
     {XML_ERR_INVALID_HEX_CHARREF, "write the character itself"},
@@ -54,25 +54,14 @@ constexpr Correction CORRECTIONS[] = {
     {XML_ERR_VERSION_MISSING, "write <?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
     {XML_ERR_GT_REQUIRED, "write > at the end of the tag, and a value in quotes for each name"},
     {XML_ERR_LTSLASH_REQUIRED, "write the tag that closes the element"},
+    {XML_ERR_ENTITY_LOOP, "write the text for the entity"},
+    {XML_ERR_INTERNAL_ERROR, "write fewer elements inside each other, and shorter texts"},
     {XML_ERR_NAME_REQUIRED, "write &lt; for a '<' that begins no tag, and names that begin with a "
                             "letter"},
 };
 
 std::string text_of(char const *text) {
   return text == nullptr ? "" : text;
-}
-
-std::string correction_of(xmlError const &error, std::string const &message) {
-  if (error.code == XML_ERR_NAME_REQUIRED && message.find("Entity") != message.npos) {
-    return "write &amp; for &";
-  }
-  if (message.find("not proper UTF-8") != message.npos) {
-    return WRONG_BYTES;
-  }
-  auto const *const found =
-      std::find_if(std::begin(CORRECTIONS), std::end(CORRECTIONS),
-                   [&error](Correction const &known) { return known.error == error.code; });
-  return found == std::end(CORRECTIONS) ? "correct the text there" : found->instead;
 }
 
 // Where a line begins; the end of the text if it has fewer.
@@ -112,19 +101,30 @@ void look_for_start(std::string_view text, char const *start, Finding *finding) 
   }
 }
 
-// Where an attribute is expected: a '<' means that the tag in front of it has no end.
-void look_at_attribute(xmlError const &error, std::string_view text, Finding *finding) {
+// Where a name or a blank is expected: behind '&' or '<', or in a tag, of which a '<' means that it
+// has no end.
+void look_at_place(xmlError const &error, std::string_view text, Finding *finding) {
   std::size_t const place =
       find_line(text, finding->line) + static_cast<std::size_t>(std::max(error.int2, 1)) - 1;
-  std::size_t const before = text.substr(0, place).find_last_not_of(" \t\r\n");
+  std::string_view const before = text.substr(0, place);
   char const next = place < text.size() ? text[place] : '\0';
-  if (next == '<' && before != text.npos) {
-    finding->line = line_of(text, before);
-    finding->what = "not well-formed: a tag has no end";
-  }
-  if (next == '<' || next == '/' || next == '\\') {
+  if (ends_with(before, "&")) {
+    finding->instead = "write &amp; for &";
+  } else if (!ends_with(before, "<") && (next == '<' || next == '/' || next == '\\')) {
     finding->instead = "write '/>' or '>' at its end";
+    if (next == '<') {
+      finding->line = line_of(text, before.find_last_not_of(" \t\r\n"));
+      finding->what = "not well-formed: a tag has no end";
+    }
   }
+}
+
+void look_at_prefix(xmlError const &error, Finding *finding) {
+  std::string const prefix = text_of(error.str1), name = text_of(error.str2);
+  finding->what = "the prefix '" + prefix + "' of '" + name +
+                  "' is not declared, and is read as a "
+                  "part of the name";
+  finding->instead = "write " + name + " without it";
 }
 
 void look_at_tags(xmlError const &error, Finding *finding) {
@@ -170,11 +170,23 @@ bool is_windows_sign(char c) {
   return is_beyond_ascii(c) && static_cast<unsigned char>(c) < CONTROLS_END;
 }
 
-// Whether there are characters beyond ASCII, and all are UTF-8. In another encoding that happens
-// practically never.
-bool is_beyond_ascii_in_utf8(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), is_beyond_ascii) &&
-         xmlCheckUTF8(reinterpret_cast<xmlChar const *>(std::string(text).c_str())) != 0;
+bool is_utf8(std::string_view text) {
+  return xmlCheckUTF8(reinterpret_cast<xmlChar const *>(std::string(text).c_str())) != 0;
+}
+
+// Without a byte order mark. Of the two bytes of '<', one is 0.
+bool is_bare_utf16(std::string_view text) {
+  return text.size() > 1 && (text[0] == '\0') != (text[1] == '\0');
+}
+
+std::string correction_of(xmlError const &error, std::string_view text) {
+  if (error.code == XML_ERR_INVALID_CHAR && !is_utf8(text)) {
+    return WRONG_BYTES;
+  }
+  auto const *const found =
+      std::find_if(std::begin(CORRECTIONS), std::end(CORRECTIONS),
+                   [&error](Correction const &known) { return known.error == error.code; });
+  return found == std::end(CORRECTIONS) ? "correct the text there" : found->instead;
 }
 
 } // namespace
@@ -183,7 +195,7 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
                               std::string_view text) {
   std::string const whole = text_of(error.message);
   std::string const message(trimmed(whole.substr(0, whole.find('\n')))); // bytes may follow
-  Finding finding{path, std::max(error.line, 1), "", correction_of(error, message)};
+  Finding finding{path, std::max(error.line, 1), "", correction_of(error, text)};
   finding.what = "not well-formed: " + message + " (column " + std::to_string(error.int2) + ")";
   switch (error.code) {
   case XML_ERR_TAG_NAME_MISMATCH:
@@ -203,9 +215,10 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
     break;
   case XML_ERR_NAME_REQUIRED:
   case XML_ERR_SPACE_REQUIRED:
-    if (message.find("attribute") != message.npos) {
-      look_at_attribute(error, text, &finding);
-    }
+    look_at_place(error, text, &finding);
+    break;
+  case XML_NS_ERR_UNDEFINED_NAMESPACE:
+    look_at_prefix(error, &finding);
     break;
   default:
     break;
@@ -217,6 +230,10 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
 }
 
 std::optional<Finding> find_wrong_encoding(std::string const &path, std::string_view text) {
+  if (is_bare_utf16(text)) {
+    return Finding{path, 1, "the text is UTF-16 without a byte order mark",
+                   "save the file as UTF-8"};
+  }
   bool const has_mark = starts_with(text, UTF8_MARK);
   std::string const encoding = declared_encoding(has_mark ? text.substr(3) : text);
   if (encoding.empty() || is_utf8_name(encoding)) {
@@ -230,7 +247,11 @@ std::optional<Finding> find_wrong_encoding(std::string const &path, std::string_
   }
   bool const is_iso = starts_with(encoding, "iso-8859") || encoding == "latin1";
   bool const is_ascii = encoding == "us-ascii" || encoding == "ascii";
-  if ((is_iso || is_ascii || starts_with(encoding, "windows-")) && is_beyond_ascii_in_utf8(text)) {
+  bool const is_wider = starts_with(encoding, "utf-16") || starts_with(encoding, "utf-32");
+  // Characters beyond ASCII in another encoding are practically never all UTF-8.
+  bool const is_other = (is_iso || is_ascii || starts_with(encoding, "windows-")) &&
+                        std::any_of(text.begin(), text.end(), is_beyond_ascii);
+  if ((is_wider || is_other) && is_utf8(text)) {
     return Finding{path, 1, "the text is UTF-8, but declares the encoding " + encoding,
                    "write encoding=\"UTF-8\""};
   }
