@@ -256,6 +256,27 @@ TEST(NamesOfTheLibrary, AreKnown) {
   }
 }
 
+// The tool knows the aliases of the library by a list of its own.
+TEST(BuiltInAliases, OfTheLibraryAreKnown) {
+  TemporaryDirectory const directory;
+  std::istringstream lines(run_program(OSTREL_PROGRAM, {"alias", "list", "--json"}).out);
+  int count = 0;
+  for (std::string line; std::getline(lines, line);) {
+    nlohmann::json const alias = nlohmann::json::parse(line);
+    if (alias["file"] == "") {
+      std::string const name = alias["name"], key = alias["key"];
+      write_file(directory.path("user-config.xml"),
+                 "<UserConfig><Arm a='1'/><Aliases><Alias name='" + name +
+                     "' value='UserConfig/Arm/a'/></Aliases></UserConfig>");
+      ChildResult const result =
+          run_program(OSTREL_PROGRAM, {"config", "check", directory.path("user-config.xml")});
+      EXPECT_NE(result.out.find("leads to " + key + ": rename it"), std::string::npos) << line;
+      ++count;
+    }
+  }
+  EXPECT_GT(count, 0);
+}
+
 // Runs the tool with a settings file of one mistake.
 ChildResult run_on_mistake(std::vector<std::string> const &words) {
   TemporaryDirectory const directory;

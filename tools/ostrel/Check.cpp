@@ -26,17 +26,17 @@ std::optional<Schema> find_and_read_schema(SettingsFile const &file,
 // The settings file that the library reads, or else the first that it cannot read; empty, with an
 // error, if there is none.
 std::string find_settings_file(Output &output) {
-  std::vector<SearchedFile> const places = search_settings_file();
-  for (bool SearchedFile::const *const wanted : {&SearchedFile::is_used, &SearchedFile::exists}) {
-    auto const found = std::find_if(places.begin(), places.end(),
-                                    [wanted](SearchedFile const &place) { return place.*wanted; });
-    if (found != places.end()) {
-      return found->file;
+  std::string file;
+  for (SearchedFile const &place : search_settings_file()) {
+    if (place.is_used || (place.exists && file.empty())) {
+      file = place.file;
     }
   }
-  output.error("there is no settings file: no directory of the search path has a user-config.xml "
-               "(see 'ostrel doctor --report')");
-  return "";
+  if (file.empty()) {
+    output.error("there is no settings file: no directory of the search path has a "
+                 "user-config.xml (see 'ostrel doctor --report')");
+  }
+  return file;
 }
 
 // Not one that cannot be reached.

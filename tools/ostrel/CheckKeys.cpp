@@ -251,15 +251,18 @@ bool Checks::is_indexed_by_alias(std::string const &path) const {
 }
 
 // Elements of one name of which only the first is found by its key. They are sound as a list: if
-// the schema or an alias says so, inside an element of the robot's own, if they stand in a row, or
-// if a name or number tells them apart.
+// the schema or an alias says so, inside an element of the robot's own, if no other element stands
+// between them except those of another list, or if a name or number tells them apart.
 void Checks::check_twice(Element const &parent, std::string const &path) {
-  for (auto const &[name, places] : places_by_name(parent)) {
+  std::map<std::string, std::vector<std::size_t>> const all_places = places_by_name(parent);
+  for (auto const &[name, places] : all_places) {
     if (places.size() == 1 || name == "Alias") {
       continue;
     }
     DeclaredElement const *const declared = find_declared(path + "/" + name);
-    bool const is_row = places.back() - places.front() + 1 == places.size();
+    bool const is_row = std::all_of(
+        &parent.elements[places.front()], &parent.elements[places.back()],
+        [&all_places](Element const &other) { return all_places.at(other.name).size() > 1; });
     bool const is_list = declared != nullptr
                              ? declared->is_list || declared->may_repeat
                              : is_row || &parent != &file_.root || are_told_apart(parent, places);

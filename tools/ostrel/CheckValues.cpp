@@ -37,10 +37,14 @@ std::vector<std::string> words_of_maximum(std::string const &minimum) {
 
 Checks::Checks(SettingsFile const &file, Schema const *schema, std::vector<Finding> *findings)
     : file_(file), schema_(schema), findings_(findings) {
-  for (std::string const &key : schema == nullptr ? std::vector<std::string>() : schema->keys()) {
-    ValueRule const &rule = schema->find_setting(key)->rule;
-    if (rule.form == ValueRule::NUMBER || rule.form == ValueRule::WHOLE_NUMBER) {
-      number_words_.insert(last_word(key.substr(key.rfind('/') + 1)));
+  if (schema == nullptr) {
+    return;
+  }
+  for (auto const &[path, element] : schema->elements) {
+    for (DeclaredSetting const &setting : element.settings) {
+      if (setting.rule.form == ValueRule::NUMBER || setting.rule.form == ValueRule::WHOLE_NUMBER) {
+        number_words_.insert(last_word(setting.name));
+      }
     }
   }
 }

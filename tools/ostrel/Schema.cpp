@@ -318,8 +318,10 @@ struct FreeSchema {
   void operator()(xmlSchemaValidCtxt *context) const noexcept { xmlSchemaFreeValidCtxt(context); }
 };
 
+// Without the full stop at its end.
 std::string message_of(xmlError const &error) {
-  return std::string(trimmed(error.message == nullptr ? "" : error.message));
+  std::string const text(trimmed(error.message == nullptr ? "" : error.message));
+  return text.substr(0, text.find_last_not_of('.') + 1);
 }
 
 struct SchemaErrors {
@@ -340,6 +342,11 @@ struct SchemaErrors {
   }
 };
 
+// Of the types of values, or of their facets.
+bool is_value_fault(int code) {
+  return code >= XML_SCHEMAV_CVC_DATATYPE_VALID_1_2_1 && code <= XML_SCHEMAV_CVC_ENUMERATION_VALID;
+}
+
 SchemaFault::Kind kind_of(xmlError const &error) {
   switch (error.code) {
   case XML_SCHEMAV_CVC_COMPLEX_TYPE_4:
@@ -353,14 +360,15 @@ SchemaFault::Kind kind_of(xmlError const &error) {
   case XML_SCHEMAV_CVC_COMPLEX_TYPE_2_3:
     return SchemaFault::TEXT;
   default:
-    return error.str1 == nullptr ? SchemaFault::OTHER : SchemaFault::VALUE;
+    return is_value_fault(error.code) ? SchemaFault::VALUE : SchemaFault::OTHER;
   }
 }
 
 void record_fault(void *context, xmlError *error) {
   auto &faults = *static_cast<std::vector<SchemaFault> *>(context);
   auto const *const node = static_cast<xmlNode const *>(error->node);
-  if (node != nullptr) {
+  bool const is_of_parser = error->code == XML_SCHEMAV_INTERNAL; // it cannot validate entities
+  if (node != nullptr && !is_of_parser) {
     faults.push_back(
         {kind_of(*error), node, error->str1 == nullptr ? "" : error->str1, message_of(*error)});
   }

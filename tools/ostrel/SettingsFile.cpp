@@ -69,7 +69,8 @@ int read_part(void *context, char *buffer, int size) noexcept {
   return static_cast<int>(count);
 }
 
-// Collects the first error from which the parser did not recover, or else undeclared prefixes.
+// Collects the first error from which the parser did not recover; else names that it left as they
+// are: prefixes and entities that are not declared.
 struct ParserErrors {
   std::string const &path;
   std::string_view text;
@@ -79,7 +80,9 @@ struct ParserErrors {
   static void record(void *context, xmlError *error) {
     auto &errors = *static_cast<ParserErrors *>(context);
     bool const is_fatal = error->level == XML_ERR_FATAL;
-    if (errors.is_fatal || (!is_fatal && error->code != XML_NS_ERR_UNDEFINED_NAMESPACE)) {
+    bool const is_name =
+        error->code == XML_NS_ERR_UNDEFINED_NAMESPACE || error->code == XML_WAR_UNDECLARED_ENTITY;
+    if (errors.is_fatal || (!is_fatal && !is_name)) {
       return;
     }
     if (is_fatal) {

@@ -58,6 +58,13 @@ bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
+// Whether a comma in a number may stand between thousands, as well as for the point.
+bool may_be_thousands(std::string_view number) {
+  constexpr std::size_t GROUP = 4; // characters with the comma
+  std::size_t const comma = number.find(',');
+  return comma != number.npos && comma > 0 && number[0] != '0' && number.size() == comma + GROUP;
+}
+
 bool is_letter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
@@ -121,8 +128,8 @@ std::optional<Quantity> read_quantity(std::string_view text) {
   }
   quantity.number = quantity.written;
   if (!read_number(quantity.number, &quantity.value)) {
-    quantity.number = with_digits(quantity.number);
-    if (!read_number(quantity.number, &quantity.value)) {
+    quantity.number = with_digits(quantity.written);
+    if (may_be_thousands(quantity.written) || !read_number(quantity.number, &quantity.value)) {
       return std::nullopt;
     }
   }
@@ -324,11 +331,11 @@ Fault judge_kind(std::string const &name, std::string const &text, Quantity cons
 
 // In ASCII, with one character for each letter beyond it.
 std::string with_single_bytes(std::string_view text) {
-  constexpr unsigned char FIRST_BYTE = 0xC0, ASCII_END = 0x80; // of a letter of several bytes
+  constexpr unsigned char ASCII_END = 0x80, LETTER = 0xC0; // the first byte of several
   std::string result;
   for (char const c : text) {
     auto const byte = static_cast<unsigned char>(c);
-    if (byte < ASCII_END || byte >= FIRST_BYTE) {
+    if (byte < ASCII_END || byte >= LETTER) {
       result += byte < ASCII_END ? c : '?';
     }
   }

@@ -196,7 +196,8 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
   std::string const whole = text_of(error.message);
   std::string const message(trimmed(whole.substr(0, whole.find('\n')))); // bytes may follow
   Finding finding{path, std::max(error.line, 1), "", correction_of(error, text)};
-  finding.what = "not well-formed: " + message + " (column " + std::to_string(error.int2) + ")";
+  finding.what = (error.level == XML_ERR_FATAL ? "not well-formed: " : "") + message + " (column " +
+                 std::to_string(error.int2) + ")";
   switch (error.code) {
   case XML_ERR_TAG_NAME_MISMATCH:
     look_at_tags(error, &finding);
