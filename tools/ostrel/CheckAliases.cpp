@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library reads the elements Alias of the first element Aliases, and nothing else. Each has the
 // attributes name and value; a later one replaces an earlier one of the same name.
+#include "core/base/config/Configuration.hpp"
+#include "core/base/config/XmlConfigSource.hpp"
 #include "tools/ostrel/Checks.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Text.hpp"
 
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 
 namespace Ostrel::Tool {
@@ -30,25 +31,6 @@ void collect_keys(Element const &element, std::string const &path, std::vector<s
       collect_keys(child, path + "/" + child.name, keys);
     }
   }
-}
-
-// The sub-key that a component of a path such as "Sensor:1" names; null if there is none.
-Element const *find_sub_key(Element const &element, std::string const &component) {
-  std::size_t const colon = component.find(':');
-  long const index =
-      colon == component.npos ? 0 : std::strtol(component.c_str() + colon + 1, nullptr, 10);
-  return element.find_element(component.substr(0, colon), index);
-}
-
-// The element that a path leads to; null if there is none.
-Element const *find_key(Element const &root, std::string path) {
-  std::replace(path.begin(), path.end(), '\\', '/');
-  std::vector<std::string> const components = split(path, '/');
-  Element const *found = components.front() == root.name ? &root : nullptr;
-  for (std::size_t i = 1; i < components.size() && found != nullptr; ++i) {
-    found = find_sub_key(*found, components[i]);
-  }
-  return found;
 }
 
 std::string without_dollars(std::string const &text) {
@@ -103,24 +85,20 @@ char const *find_built_in(std::string const &name) {
 // What to write for a key with an index: how many elements there are, counted from 0. Empty if the
 // key has none, or leads to no element without it.
 std::string index_text(Element const &root, std::string const &key) {
+  std::vector<std::string> const components = split(key, '/');
   Element const *element = &root;
-  for (std::string const &component : split(key, '/')) {
-    std::size_t const mark = component.find_first_of(":[");
-    std::string const name = component.substr(0, mark);
-    long count = 0;
-    while (element->find_element(name, count) != nullptr) {
-      ++count;
+  for (std::size_t i = 1; i < components.size(); ++i) {
+    std::size_t const mark = components[i].find_first_of(":[");
+    std::string const name = components[i].substr(0, mark);
+    auto const count = std::count_if(element->elements.begin(), element->elements.end(),
+                                     [&name](Element const &child) { return child.name == name; });
+    if (count == 0) {
+      return "";
     }
-    if (mark != component.npos) {
-      return count == 0 ? ""
-                        : "write " + name + ":N, with N from 0 to " + std::to_string(count - 1);
+    if (mark != name.npos) {
+      return "write " + name + ":N, with N from 0 to " + std::to_string(count - 1);
     }
-    if (element != &root || name != root.name) {
-      element = element->find_element(name);
-    }
-    if (element == nullptr) {
-      break;
-    }
+    element = element->find_element(name);
   }
   return "";
 }
@@ -227,11 +205,13 @@ void Checks::check_alias_name(Element const &alias, std::string const &name) {
 }
 
 bool Checks::exists(std::string const &key) const {
-  std::size_t const slash = std::min(key.rfind('/'), key.size());
-  Element const *const element = find_key(file_.root, key.substr(0, slash));
-  bool const is_in_file = element != nullptr && slash < key.size() &&
-                          element->find_attribute(key.substr(slash + 1)) != nullptr;
-  return is_in_file || (schema_ != nullptr && schema_->find_setting(key) != nullptr);
+  std::size_t const slash = key.rfind('/');
+  std::string text;
+  return is_well_formed_key(key) &&
+         ((schema_ != nullptr && schema_->find_setting(key) != nullptr) ||
+          Configuration(*file_.source)
+                  .get_value(key.substr(0, slash).c_str(), key.c_str() + slash + 1, &text) ==
+              RESULT_SUCCESS);
 }
 
 // Those in which a nearest one is searched; none in a large file, where that would take too long.
@@ -259,11 +239,11 @@ void Checks::check_alias_key(Element const &alias, std::string const &key) {
         "write " + (full == nullptr || starts_with(full->text, "$") ? ANY_KEY : full->text));
     return;
   }
-  bool const is_well_formed = is_well_formed_key(key);
-  if (is_well_formed && exists(key)) {
+  if (exists(key)) {
     return;
   }
-  if (is_well_formed && find_key(file_.root, key) != nullptr) {
+  bool const is_well_formed = is_well_formed_key(key);
+  if (is_well_formed && Configuration(*file_.source).find_key(key.c_str()) != nullptr) {
     add(alias, "value", "the alias leads to the key '" + key + "', which is no value",
         "write " + key + "/VALUE");
     return;

@@ -107,18 +107,18 @@ private:
   std::string *message_;
 };
 
-// Whether the library loads a file; else receives the reason, which no operation returns.
-bool is_loadable(std::string const &path, std::string *reason) {
+// Loads a file as the library does; null, with the reason, which no operation returns, on failure.
+std::shared_ptr<XmlConfigSource> load(std::string const &path, std::string *reason) {
   LoggingCategory &category = LoggingCategory::get_instance(SOURCE_CATEGORY);
   LoggingPriority::PriorityLevel const priority = category.get_priority();
   category.set_priority(LoggingPriority::DEBUG);
   category.set_logging_output(new LastMessage(reason));
-  XmlConfigSource source;
-  source.set_search_path(nullptr);
-  bool const is_loaded = source.init_source(path.c_str()) == RESULT_SUCCESS;
+  auto source = std::make_shared<XmlConfigSource>();
+  source->set_search_path(nullptr);
+  bool const is_loaded = source->init_source(path.c_str()) == RESULT_SUCCESS;
   category.set_logging_output(nullptr);
   category.set_priority(priority);
-  return is_loaded;
+  return is_loaded ? source : nullptr;
 }
 
 // Of the first character that is no blank. The parser knows the line of the last one.
@@ -180,7 +180,7 @@ std::optional<SettingsFile> parse(std::string const &path, std::string_view text
   ParserErrors errors{path, text, {}};
   std::string_view rest = text;
   xmlSetStructuredErrorFunc(&errors, ParserErrors::record);
-  SettingsFile file{path, nullptr, {}};
+  SettingsFile file{path, nullptr, nullptr, {}};
   file.document.reset(xmlReadIO(read_part, nullptr, &rest, path.c_str(), nullptr,
                                 options | XML_PARSE_NONET | XML_PARSE_BIG_LINES),
                       xmlFreeDoc);
@@ -236,15 +236,19 @@ std::optional<SettingsFile> read_settings_file(std::string const &path,
   if (!read_text_or_report(path, &text, findings)) {
     return std::nullopt;
   }
-  // Of a file that it refuses, the entities may expand to too much.
-  bool const is_loaded = is_loadable(path, &reason);
+  std::shared_ptr<XmlConfigSource> const source = load(path, &reason);
+  // Of a file that the library refuses, the entities may expand to too much.
+  int const options = source == nullptr ? 0 : XML_PARSE_NOENT;
   std::vector<Finding> faults;
-  std::optional<SettingsFile> file = parse(path, text, is_loaded ? XML_PARSE_NOENT : 0, &faults);
+  std::optional<SettingsFile> file = parse(path, text, options, &faults);
   if (std::optional<Finding> const encoding = find_wrong_encoding(path, text)) {
     faults = {*encoding}; // of which the others are only the consequence
   }
   findings->insert(findings->end(), faults.begin(), faults.end());
-  if (file && !is_loaded) {
+  if (file) {
+    file->source = source;
+  }
+  if (file && source == nullptr) {
     findings->push_back({path, 0, "well-formed, but refused by the library: " + reason,
                          "write it without declarations, and within the limits"});
     return std::nullopt;

@@ -11,6 +11,10 @@
 struct _xmlDoc;
 struct _xmlNode;
 
+namespace Ostrel {
+class XmlConfigSource;
+}
+
 namespace Ostrel::Tool {
 
 /// An attribute of an element: a setting.
@@ -38,6 +42,7 @@ struct Element {
 /// A configuration file, or a schema, as it was read.
 struct SettingsFile {
   std::string path;
+  std::shared_ptr<XmlConfigSource> source; ///< The library's reading; null for a schema.
   std::shared_ptr<_xmlDoc> document;
   Element root;
 };
