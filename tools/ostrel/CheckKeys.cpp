@@ -90,16 +90,23 @@ void Checks::add(Element const &element, std::string const &part, std::string wh
                     : attribute == nullptr ? element.line
                                            : attribute->line;
   findings_->push_back({file_.path, line, std::move(what), std::move(instead)});
-  named_.emplace(&element, part);
+  reported_.emplace(&element, part);
 }
 
-bool Checks::is_named(Element const &element) const {
-  auto const found = named_.lower_bound({&element, ITSELF});
-  return found != named_.end() && found->first == &element;
+void Checks::add_new(Element const &element, std::string const &part, std::string what,
+                     std::string instead) {
+  if (!is_reported(element, part)) {
+    add(element, part, std::move(what), std::move(instead));
+  }
 }
 
-bool Checks::is_named(Element const &element, std::string const &part) const {
-  return named_.count({&element, part}) != 0;
+bool Checks::is_reported(Element const &element) const {
+  auto const found = reported_.lower_bound({&element, ITSELF});
+  return found != reported_.end() && found->first == &element;
+}
+
+bool Checks::is_reported(Element const &element, std::string const &part) const {
+  return reported_.count({&element, part}) != 0;
 }
 
 DeclaredElement const *Checks::find_declared(std::string const &path) const {
@@ -186,7 +193,8 @@ void Checks::check_place(Element const &parent, Element const &child, std::strin
     add(child, ITSELF, "inclusions of other files are not followed", "write the elements here");
   }
   DeclaredElement const *const declared = find_declared(path);
-  if (declared == nullptr || find_declared(path + "/" + child.name) != nullptr || is_named(child) ||
+  if (declared == nullptr || find_declared(path + "/" + child.name) != nullptr ||
+      is_reported(child) || parent.name == "Alias" ||
       check_setting_as_element(parent, child, *declared)) {
     return;
   }
@@ -206,31 +214,25 @@ void Checks::check_place(Element const &parent, Element const &child, std::strin
   }
 }
 
-// An element with the name or the key of a setting, which is an attribute.
+// An element that was written for an attribute, here or one level too high; or, directly below the
+// top, for the key and the value of one.
 bool Checks::check_setting_as_element(Element const &parent, Element const &child,
                                       DeclaredElement const &declared) {
-  std::string setting = child.name, owner = parent.name;
-  std::string const *text = text_of_setting(child, owner);
   std::vector<std::string> const names = declared.setting_names();
   auto const here = std::find_if(names.begin(), names.end(), [&child](std::string const &name) {
     return lower(name) == lower(child.name);
   });
-  if (here != names.end()) {
-    setting = *here;
-    text = is_named(parent) ? nullptr : text;
-  } else if (&parent == &file_.root) {
-    owner = find_owner(child.name);
-    text = owner.empty() ? nullptr : text_of_setting(child, owner);
-    Attribute const *const key = child.find_attribute("key"),
-                           *value = child.find_attribute("value");
-    if (key != nullptr && value != nullptr && schema_->find_setting(key->text) != nullptr) {
-      std::vector<std::string> const components = split(key->text, '/');
-      owner = components[components.size() - 2];
-      setting = components.back();
-      text = &value->text;
-    }
-  } else {
-    return false;
+  bool const is_at_top = &parent == &file_.root;
+  std::string owner = here != names.end() ? parent.name : is_at_top ? find_owner(child.name) : "";
+  std::string setting = here != names.end() ? *here : child.name;
+  std::string const *text = owner.empty() ? nullptr : text_of_setting(child, owner);
+  Attribute const *const key = is_at_top ? child.find_attribute("key") : nullptr;
+  Attribute const *const value = child.find_attribute("value");
+  if (key != nullptr && value != nullptr && schema_->find_setting(key->text) != nullptr) {
+    std::vector<std::string> const components = split(key->text, '/');
+    owner = components[components.size() - 2];
+    setting = components.back();
+    text = &value->text;
   }
   if (text != nullptr) {
     add(child, ITSELF, "'" + child.name + "' is an element, but a setting is an attribute",

@@ -68,33 +68,31 @@ void Checks::check_fault(SchemaFault const &fault, Element const &element,
   bool const is_alias = path == list || parent_of(path) == list;
   DeclaredElement const *const declared = find_declared(path);
   bool const is_part = declared != nullptr || find_declared(parent_of(path)) != nullptr;
-  if (fault.kind == SchemaFault::CONTENT && is_part && path != list && !is_named(element)) {
+  if (fault.kind == SchemaFault::CONTENT && is_part && path != list && !is_reported(element)) {
     add(element, ITSELF, fault.message, "follow it, or change " + schema_->path);
   }
-  if (declared == nullptr || (is_alias && is_named(element))) {
+  if (declared == nullptr || (is_alias && is_reported(element))) {
     return;
   }
+  bool const is_attribute =
+      fault.kind == SchemaFault::MISSING || fault.kind == SchemaFault::UNKNOWN;
+  std::string const part = is_attribute ? fault.subject : TEXT;
   switch (fault.kind) {
   case SchemaFault::VALUE:
     check_value_fault(fault, element, *declared);
     break;
   case SchemaFault::MISSING:
-    if (!is_named(element, fault.subject)) {
-      add(element, fault.subject, "'" + element.name + "' has no '" + fault.subject + "'",
-          "write " + fault.subject + "=\"...\"");
-    }
+    add_new(element, part, "'" + element.name + "' has no '" + part + "'",
+            "write " + part + "=\"...\"");
     break;
   case SchemaFault::UNKNOWN:
-    if (!is_named(element, fault.subject)) {
-      add(element, fault.subject, "'" + element.name + "' has no setting '" + fault.subject + "'",
-          "remove it, or declare it in " + schema_->path);
-    }
+    add_new(element, part, "'" + element.name + "' has no setting '" + part + "'",
+            "remove it, or declare it in " + schema_->path);
     break;
   case SchemaFault::TEXT:
-    if (!is_named(element, TEXT)) {
-      add(element, TEXT, "the text '" + element.text + "' in '" + element.name + "' is no setting",
-          "remove it, or write it as an attribute");
-    }
+    add_new(element, part,
+            "the text '" + element.text + "' in '" + element.name + "' is no setting",
+            "remove it, or write it as an attribute");
     break;
   case SchemaFault::CONTENT:
     break;
@@ -117,7 +115,7 @@ void Checks::check_value_fault(SchemaFault const &fault, Element const &element,
   bool const is_judged =
       rule != nullptr &&
       (rule->form == ValueRule::TRUTH || (attribute == nullptr && rule->form != ValueRule::TEXT));
-  if (is_named(element, part) || is_judged) {
+  if (is_reported(element, part) || is_judged) {
     return;
   }
   std::string const purpose = setting == nullptr ? declared.purpose : setting->purpose;

@@ -75,7 +75,7 @@ void Checks::check_values_below(Element const &element, std::string const &path)
 void Checks::check_value(Element const &element, Attribute const &attribute,
                          DeclaredElement const *declared) {
   DeclaredSetting const *const setting = find_setting(declared, attribute.name);
-  if (is_named(element, attribute.name) ||
+  if (is_reported(element, attribute.name) ||
       (setting == nullptr && declared != nullptr && check_name(element, attribute, *declared))) {
     return;
   }
@@ -98,7 +98,7 @@ bool Checks::check_name(Element const &element, Attribute const &attribute,
   if (meant != nullptr && element.find_attribute(*meant) == nullptr) {
     add(element, name, "unknown attribute '" + name + "' of '" + element.name + "'",
         "write " + *meant);
-    named_.emplace(&element, *meant); // is not missing
+    reported_.emplace(&element, *meant); // is not missing
     return true;
   }
   std::string const owner = words_of(name).size() > 1 ? find_owner(name) : "";

@@ -38,8 +38,10 @@ private:
   static constexpr char const *ITSELF = "", *TEXT = "#text";
 
   void add(Element const &element, std::string const &part, std::string what, std::string instead);
-  bool is_named(Element const &element) const;
-  bool is_named(Element const &element, std::string const &part) const;
+  void add_new(Element const &element, std::string const &part, std::string what,
+               std::string instead); // unless the part has a finding
+  bool is_reported(Element const &element) const;
+  bool is_reported(Element const &element, std::string const &part) const;
   DeclaredElement const *find_declared(std::string const &path) const;
 
   void check_alias(Element const &alias);
@@ -76,9 +78,9 @@ private:
   SettingsFile const &file_;
   Schema const *schema_;
   std::vector<Finding> *findings_;
-  std::set<std::string> number_words_;                      // the last words of declared numbers
-  std::set<std::pair<Element const *, std::string>> named_; // elements and parts with a finding
-  std::optional<std::vector<std::string>> keys_;            // filled when it is first used
+  std::set<std::string> number_words_;                         // the last words of declared numbers
+  std::set<std::pair<Element const *, std::string>> reported_; // parts with a finding
+  std::optional<std::vector<std::string>> keys_;               // filled when it is first used
 };
 
 } // namespace Ostrel::Tool
