@@ -156,19 +156,20 @@ bool is_same_letter(char a, char b) {
   return lower(std::string_view(&a, 1)) == lower(std::string_view(&b, 1));
 }
 
-// The unit that was probably meant: written in other case, with an 's' at its end, or misspelt
-// behind its first letter; empty if none is near.
+// The unit that was probably meant: written in other case, or else with an 's' at its end, or
+// misspelt behind its first letter; empty if none is near.
 std::string nearest_unit(std::string const &word) {
-  if (word == DEGREE_SIGN) {
-    return "deg";
-  }
-  std::vector<std::string> const units = all_units();
-  auto const found = std::find_if(units.begin(), units.end(), [&word](std::string const &unit) {
+  std::string nearest = word == DEGREE_SIGN ? "deg" : "";
+  for (std::string const &unit : all_units()) {
+    if (lower(word) == lower(unit)) {
+      return unit;
+    }
     bool const is_plural = unit.size() > 1 && lower(word) == unit + 's';
-    return is_plural || lower(word) == lower(unit) ||
-           (is_misspelling(word, unit) && is_same_letter(word.front(), unit.front()));
-  });
-  return found == units.end() ? "" : *found;
+    bool const is_near =
+        is_plural || (is_misspelling(word, unit) && is_same_letter(word.front(), unit.front()));
+    nearest = nearest.empty() && is_near ? unit : nearest;
+  }
+  return nearest;
 }
 
 // "distance: mm, cm, m, in or ft": the short names are enough.

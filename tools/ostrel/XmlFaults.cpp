@@ -113,17 +113,19 @@ void look_at_place(xmlError const &error, std::string_view text, Finding *findin
   } else if (!ends_with(before, "<") && (next == '<' || next == '/' || next == '\\')) {
     finding->instead = "write '/>' or '>' at its end";
     if (next == '<') {
-      finding->line = line_of(text, before.find_last_not_of(" \t\r\n"));
+      finding->line = line_of(text, std::min(before.find_last_not_of(" \t\r\n"), place));
       finding->what = "not well-formed: a tag has no end";
     }
+  } else if (!ends_with(before, "<") && error.code == XML_ERR_NAME_REQUIRED) {
+    finding->instead = "write name=\"value\", with a name that begins with a letter";
   }
 }
 
 void look_at_prefix(xmlError const &error, Finding *finding) {
   std::string const prefix = text_of(error.str1), name = text_of(error.str2);
   finding->what = "the prefix '" + prefix + "' of '" + name +
-                  "' is not declared, and is read as a "
-                  "part of the name";
+                  "' is not declared: it is a part of "
+                  "the name";
   finding->instead = "write " + name + " without it";
 }
 
@@ -174,7 +176,7 @@ bool is_utf8(std::string_view text) {
   return xmlCheckUTF8(reinterpret_cast<xmlChar const *>(std::string(text).c_str())) != 0;
 }
 
-// Without a byte order mark. Of the two bytes of '<', one is 0.
+// Whether a text is UTF-16 without a byte order mark: of the two bytes of '<', one is 0.
 bool is_bare_utf16(std::string_view text) {
   return text.size() > 1 && (text[0] == '\0') != (text[1] == '\0');
 }
