@@ -263,8 +263,8 @@ TEST(BuiltInAliases, OfTheLibraryAreKnown) {
   int count = 0;
   for (std::string line; std::getline(lines, line);) {
     nlohmann::json const alias = nlohmann::json::parse(line);
-    if (alias["file"] == "") {
-      std::string const name = alias["name"], key = alias["key"];
+    std::string const name = alias["name"], key = alias["key"], file = alias["file"];
+    if (file.empty()) {
       write_file(directory.path("user-config.xml"),
                  "<UserConfig><Arm a='1'/><Aliases><Alias name='" + name +
                      "' value='UserConfig/Arm/a'/></Aliases></UserConfig>");
@@ -340,6 +340,17 @@ TEST(Check, DistinguishesWhatStopsIt) {
     words.insert(words.end(), c.files.begin(), c.files.end());
     EXPECT_EQ(run_on_mistake(words).status, c.status) << words.back();
   }
+}
+
+// Larger than the parser accepts at once.
+TEST(Check, ReadsALargeFile) {
+  TemporaryDirectory const directory;
+  std::string const path = directory.path("user-config.xml");
+  std::string const note = "<Note>" + std::string(6000000, 'x') + "</Note>\n";
+  write_file(path, "<UserConfig>\n" + note + note + "<Speech Volume='170'/></UserConfig>");
+  ChildResult const result = run_program(OSTREL_PROGRAM, {"config", "check", path});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.out.find(path + ":4: Volume"), 0U) << result.out.substr(0, 200);
 }
 
 } // namespace
