@@ -161,10 +161,15 @@ private:
   }
 
   void diagnose_unknown(long line, std::string const &name) {
-    std::string const *const nearest = find_misspelt(name, value_names());
-    if (nearest != nullptr) {
+    auto const &names = value_names();
+    auto const nearest =
+        std::find_if(names.begin(), names.end(), [&name](std::string const &known) {
+          return is_misspelling(name, known) || is_abbreviation(name, known) ||
+                 have_like_words(words_of(name), words_of(known));
+        });
+    if (nearest != names.end()) {
       add(line, "unknown registry value '" + name + "'", "write " + *nearest);
-    } else if (lower(name) == "configpath") {
+    } else if (have_like_words(words_of(name), {"config", "path"})) {
       add(line, "there is no registry value ConfigPath", "set OSTREL_CONFIG_PATH");
     }
   }
@@ -186,7 +191,7 @@ std::optional<PathFault> find_file_fault(std::string const &name) {
     return explain_missing(path, "create it, or unset the variable");
   }
   if (status.is_directory) {
-    return PathFault{"'" + path + "' is a directory", "write " + path + "/registry.reg"};
+    return PathFault{"'" + path + "' is a directory", "name a file"};
   }
   return find_relative(name);
 }
@@ -222,7 +227,7 @@ void diagnose_registry(std::vector<Finding> *findings) {
     findings->push_back({path, 0, "the registry file cannot be read", grant("r", path)});
     return;
   }
-  if (status.is_regular && status.is_world_writable) {
+  if (status.is_world_writable) {
     findings->push_back(
         {path, 0, "every user can write to the registry file", "run chmod o-w " + path});
   }

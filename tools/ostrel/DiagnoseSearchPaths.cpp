@@ -22,7 +22,7 @@ bool looks_like_path(std::string const &text) {
 // The text of several directories with the separators of a search path, whatever it has; empty if
 // it does not look so. A blank is one only between directories that exist.
 std::string with_right_separators(std::string const &text) {
-  for (char const separator : {';', ':', ',', ' '}) {
+  for (char const separator : {';', ':', ',', '|', ' '}) {
     std::vector<std::string> const parts = split(text, separator);
     bool const are_paths = std::all_of(parts.begin(), parts.end(), looks_like_path);
     bool const has_directory = std::any_of(parts.begin(), parts.end(), [](std::string const &part) {
@@ -53,6 +53,10 @@ PathFault explain_missing_directory(std::string const &text, bool is_single) {
 //
 // is_single: the variable names one directory, not a search path.
 std::optional<PathFault> find_directory_fault(std::string const &text, bool is_single) {
+  if (text.empty()) {
+    return PathFault{"it is empty: the default directories depend on the current one",
+                     "write the directory, or remove the value"};
+  }
   std::string const path = Platform::native_path(text.c_str());
   FileStatus const status = status_of(path);
   if (std::optional<PathFault> fault = find_unexpanded(text)) {
@@ -84,7 +88,7 @@ Finding about(SearchPathElement const &element, PathFault const &fault) {
 void diagnose_elements(std::vector<SearchPathElement> const &elements, bool is_single,
                        std::vector<Finding> *findings) {
   for (SearchPathElement const &element : elements) {
-    if (element.directory.empty()) {
+    if (element.directory.empty() && element.origin_name != "InstallPath") {
       continue;
     }
     if (auto const fault = find_directory_fault(element.directory, is_single)) {

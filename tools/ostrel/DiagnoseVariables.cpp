@@ -36,8 +36,7 @@ std::string without_separators(std::string name) {
 bool is_meant(std::string const &name, std::string const &value, std::string const &known) {
   std::string const written = lower(name), meant = lower(known);
   std::vector<std::string> const words = split(written, '_'), known_words = split(meant, '_');
-  return std::equal(words.begin(), words.end(), known_words.begin(), known_words.end(),
-                    are_alike) ||
+  return have_like_words(words, known_words) ||
          without_separators(written) == without_separators(meant) ||
          (written + "_path" == meant && status_of(value).is_directory) ||
          (meant == "ostrel_config_path" && are_alike(words.front(), known_words.front()) &&
@@ -80,6 +79,10 @@ void diagnose_switch(Switch const &each, std::string const &value, std::vector<F
 }
 
 } // namespace
+
+bool have_like_words(std::vector<std::string> const &words, std::vector<std::string> const &known) {
+  return std::equal(words.begin(), words.end(), known.begin(), known.end(), are_alike);
+}
 
 void diagnose_variables(std::vector<Finding> *findings) {
   std::map<std::string, std::string> const variables = read_variables();

@@ -27,6 +27,9 @@ void diagnose_logging(std::vector<Finding> *findings);
 /// Variables that are misspelt, or have a value without effect.
 void diagnose_variables(std::vector<Finding> *findings);
 
+/// Whether the words of two names are the same, but misspelt or replaced by words of their kind.
+bool have_like_words(std::vector<std::string> const &words, std::vector<std::string> const &known);
+
 /// What is wrong with a log file. The file is not opened.
 ///
 /// @param name  as in the variable.

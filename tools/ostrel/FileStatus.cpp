@@ -3,6 +3,7 @@
 
 #include "core/base/platform/Platform.hpp"
 #include "tools/ostrel/Text.hpp"
+#include "tools/ostrel/Variables.hpp"
 
 #include <algorithm>
 #include <cerrno>
@@ -16,47 +17,43 @@ namespace Ostrel::Tool {
 
 namespace {
 
-// The text with "~" and variables replaced, as a shell does.
-std::string expanded(std::string path) {
-  std::string value;
-  if (starts_with(path, "~") && Platform::get_environment_variable("HOME", &value)) {
-    path.replace(0, 1, value);
-  }
-  std::size_t next = 0; // behind each value, which may contain the character again
-  for (std::size_t start = path.find('$'); start != path.npos; start = path.find('$', next)) {
-    next = start + 1;
-    bool const has_braces = path.compare(start + 1, 1, "{") == 0;
-    std::size_t const name = start + (has_braces ? 2 : 1);
+// The text with "~" in front, $NAME, ${NAME} and %NAME% replaced, as shells do.
+std::string expanded(std::string const &path) {
+  constexpr char const *NAME = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
+  std::string result, value;
+  for (std::size_t at = 0, next = 0; at < path.size(); at = next) {
+    char const first = path[at];
+    bool const is_home = at == 0 && (path == "~" || starts_with(path, "~/"));
+    bool const has_brace = path.compare(at, 2, "${") == 0;
+    std::string const close = has_brace ? "}" : first == '%' ? "%" : "";
+    std::size_t const name = at + (has_brace ? 2 : 1);
     std::size_t const end =
-        std::min(path.find_first_not_of(
-                     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789", name),
-                 path.size());
-    if (Platform::get_environment_variable(path.substr(name, end - name).c_str(), &value)) {
-      path.replace(start, end - start + (has_braces ? 1 : 0), value);
-      next = start + value.size();
-    }
+        is_home ? name : std::min(path.find_first_not_of(NAME, name), path.size());
+    bool const is_variable =
+        (first == '$' || first == '%') && path.compare(end, close.size(), close) == 0;
+    bool const is_replaced = (is_home || is_variable) &&
+                             Platform::get_environment_variable(
+                                 is_home ? "HOME" : path.substr(name, end - name).c_str(), &value);
+    next = is_replaced ? end + close.size() : at + 1;
+    result += is_replaced ? value : std::string(1, first);
   }
-  return path;
-}
-
-// The text with %NAME% replaced, as the shell of Windows does.
-std::string with_percents_expanded(std::string path) {
-  std::size_t next = 0; // as above
-  for (std::size_t start = path.find('%'); start != path.npos; start = path.find('%', next)) {
-    next = start + 1;
-    std::size_t const end = path.find('%', start + 1);
-    std::string value;
-    if (end != path.npos && Platform::get_environment_variable(
-                                path.substr(start + 1, end - start - 1).c_str(), &value)) {
-      path.replace(start, end - start + 1, value);
-      next = start + value.size();
-    }
-  }
-  return path;
+  return result;
 }
 
 bool is_quote(char c) {
   return c == '"' || c == '\'';
+}
+
+// Whether a shell or a service file would replace a part of the path.
+bool has_expansion(std::string const &path) {
+  return path.find_first_of("~%") == 0 || path.find_first_of("$*") != path.npos ||
+         expanded(path) != path;
+}
+
+// The correction to a path, which may need another one.
+std::string write_path(std::string const &path) {
+  std::optional<PathFault> const fault = find_unexpanded(path);
+  return fault ? fault->instead : "write " + (path.empty() ? "a path" : path);
 }
 
 } // namespace
@@ -77,14 +74,19 @@ FileStatus status_of(std::string const &path) {
   status.is_readable = access(path.c_str(), reads) == 0 && (file.st_mode & read_bits) != 0;
   status.is_writable =
       access(path.c_str(), W_OK) == 0 && (file.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0;
-  status.is_world_writable = (file.st_mode & S_IWOTH) != 0;
+  status.is_world_writable =
+      (status.is_directory || status.is_regular) && (file.st_mode & S_IWOTH) != 0;
   status.is_sticky = (file.st_mode & S_ISVTX) != 0;
   status.is_own = file.st_uid == geteuid() || geteuid() == 0;
   return status;
 }
 
 std::string grant(std::string const &right, std::string const &path) {
-  if (status_of(path).is_own) {
+  FileStatus const status = status_of(path);
+  if (!status.is_directory && !status.is_regular) {
+    return "name another file";
+  }
+  if (status.is_own) {
     return "run chmod u+" + right + " " + path;
   }
   return "as its owner, run chgrp " + std::to_string(getegid()) + " " + path + " and chmod g+" +
@@ -139,7 +141,8 @@ PathFault explain_missing(std::string const &path, std::string const &otherwise)
   }
   FileStatus const status = status_of(above);
   if (status.exists && !status.is_directory) {
-    return {"'" + path + "' does not exist, because '" + above + "' is a file", otherwise};
+    return {"'" + path + "' does not exist, because '" + above + "' is a file",
+            "name a place below a directory"};
   }
   if (!status.is_readable) {
     return {"'" + path + "' cannot be looked at: permission denied for '" + above + "'",
@@ -156,23 +159,26 @@ std::optional<PathFault> find_unexpanded(std::string const &path) {
   if (is_quote(path.front()) || is_quote(path.back())) {
     std::string plain = path;
     plain.erase(std::remove_if(plain.begin(), plain.end(), is_quote), plain.end());
-    return PathFault{"the quotes of '" + path + "' are part of the name", "write " + plain};
+    return PathFault{"the quotes of '" + path + "' are part of the name", write_path(plain)};
   }
-  if (path.front() == '~' || path.find('$') != path.npos) {
+  if (has_expansion(path)) {
     std::string const plain = expanded(path);
     return PathFault{"'" + path + "' is not expanded",
-                     "write " + (plain == path ? "the directory itself" : plain)};
-  }
-  if (with_percents_expanded(path) != path) {
-    return PathFault{"'" + path + "' is not expanded", "write " + with_percents_expanded(path)};
+                     has_expansion(plain) ? "write the path itself" : write_path(plain)};
   }
   constexpr std::string_view URL = "file://";
   if (starts_with(path, URL)) {
-    return PathFault{"'" + path + "' is not a path", "write " + path.substr(URL.size())};
+    return PathFault{"'" + path + "' is not a path", write_path(path.substr(URL.size()))};
   }
   if (trimmed(path) != path) {
     return PathFault{"the blanks around '" + path + "' are part of the name",
-                     "write " + std::string(trimmed(path))};
+                     write_path(std::string(trimmed(path)))};
+  }
+  for (std::string const &name : library_variables()) {
+    if (starts_with(path, name + "=")) {
+      return PathFault{"'" + path + "' begins with the name of the variable",
+                       write_path(path.substr(name.size() + 1))};
+    }
   }
   return std::nullopt;
 }

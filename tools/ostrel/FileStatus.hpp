@@ -19,14 +19,15 @@ struct FileStatus {
   bool is_regular = false;  ///< Else a read may wait without end.
   bool is_readable = false; ///< For a directory: can be searched.
   bool is_writable = false;
-  bool is_world_writable = false;
-  bool is_sticky = false; ///< A directory in which users can replace only their own files.
-  bool is_own = false;    ///< This user owns it, or is the superuser.
+  bool is_world_writable = false; ///< A regular file or a directory.
+  bool is_sticky = false;         ///< A directory in which users can replace only their own files.
+  bool is_own = false;            ///< This user owns it, or is the superuser.
 };
 
 FileStatus status_of(std::string const &path);
 
-/// What this user, or the owner of the file, has to run for a right: "r", "w" or "x".
+/// What this user, or the owner of the file, has to run for a right: "r", "w" or "x". Those of
+/// devices are left alone.
 std::string grant(std::string const &right, std::string const &path);
 
 /// Whether both paths lead to the same file.
@@ -45,7 +46,7 @@ struct PathFault {
 /// @param otherwise  what to do if no name is near.
 PathFault explain_missing(std::string const &path, std::string const &otherwise);
 
-/// Finds what a shell would have changed: quotes, '~', variables and blanks.
+/// Finds what a shell would have changed: quotes, '~', variables, blanks and "NAME=" in front.
 std::optional<PathFault> find_unexpanded(std::string const &path);
 
 /// Finds a path that depends on the current directory.
