@@ -29,7 +29,10 @@ void diagnose_unreadable(SearchedFile const &place, std::vector<Finding> *findin
   FileStatus const status = status_of(place.file);
   if (!status.exists) {
     if (std::filesystem::is_symlink(place.file, error)) {
-      findings->push_back({place.file, 0, "this link leads to no file, and is passed over",
+      findings->push_back({place.file, 0,
+                           "this link to '" +
+                               std::filesystem::read_symlink(place.file, error).string() +
+                               "' leads to no file, and is passed over",
                            "correct or remove the link"});
     }
   } else if (status.is_directory) {
@@ -166,7 +169,26 @@ void diagnose_contents(std::string const &file, std::vector<Finding> *findings) 
     findings->push_back({first.file, first.line,
                          (result.is_malformed ? "the settings are not read: " : "") + first.what +
                              (count > 1 ? " (and " + std::to_string(count - 1) + " more)" : ""),
-                         first.instead + "; run ostrel config check"});
+                         first.instead + "; run ostrel config check " + file});
+  }
+}
+
+// The other configuration files, as far as no program can read them.
+void diagnose_others(std::vector<SearchedFile> const &places, std::vector<Finding> *findings) {
+  for (std::string const name : FILE_NAMES) {
+    auto const found =
+        std::find_if(places.begin(), places.end(), [&name](SearchedFile const &place) {
+          return status_of(directory_of(place.file) + '/' + name).is_regular;
+        });
+    if (name == "user-config.xml" || !ends_with(name, ".xml") || found == places.end()) {
+      continue;
+    }
+    std::string const file = directory_of(found->file) + '/' + name;
+    if (!status_of(file).is_readable) {
+      findings->push_back({file, 0, "this file cannot be read", grant("r", file)});
+    } else if (check_file(file).is_malformed) {
+      diagnose_contents(file, findings);
+    }
   }
 }
 
@@ -189,6 +211,7 @@ void diagnose_settings_file(std::vector<Finding> *findings) {
   for (auto place = places.begin(); place != places.end() && place <= used; ++place) {
     diagnose_unreadable(*place, findings);
   }
+  diagnose_others(places, findings);
   if (used == places.end()) {
     return;
   }
