@@ -32,7 +32,11 @@ std::optional<PathFault> find_fault_of_name(std::string const &name) {
     return PathFault{"'" + name + "' is taken for a file",
                      "unset it: without it, lines go to standard error"};
   }
-  return find_relative(name);
+  std::optional<PathFault> fault = find_relative(name);
+  if (fault) {
+    fault->what = "the log goes to a file, and " + fault->what;
+  }
+  return fault;
 }
 
 // A file that cannot be written, or must not be.
@@ -43,11 +47,13 @@ std::optional<PathFault> find_fault_of_file(std::string const &path) {
                      "write a file of its own"};
   }
   if (file.is_directory) {
-    return PathFault{"'" + path + "' is a directory: lines are lost",
-                     "write a file: " + path + "/robot.log"};
+    return PathFault{"'" + path + "' is a directory: lines are lost", "write a file in it"};
   }
   if (is_same_file(path, "/dev/full")) {
     return PathFault{"'" + path + "' is always full: lines are lost", "write a file"};
+  }
+  if (!file.exists && path.find(";/") != path.npos) {
+    return PathFault{"'" + path + "' is taken for one file", "write one file"};
   }
   if (!file.exists && !(directory.is_directory && directory.is_readable)) {
     PathFault const missing =

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace Ostrel::Tool {
 
@@ -72,14 +73,33 @@ std::string meant_category(std::string const &name) {
   if (!starts_with(written, "ostrel.core.base.")) {
     return "";
   }
-  std::string const *const nearest = find_nearest(name, categories);
-  return nearest == nullptr ? "Ostrel.Core.Base" : *nearest;
+  auto const begins = [&written](std::string const &category) {
+    return starts_with(lower(category), written);
+  };
+  bool const is_start_of_one = std::count_if(categories.begin(), categories.end(), begins) == 1;
+  return is_start_of_one ? *std::find_if(categories.begin(), categories.end(), begins)
+                         : "Ostrel.Core.Base";
+}
+
+// "CATEGORY=PRIORITY" and the like with a comma; empty if the text is not of this form.
+std::string with_comma(std::string const &entry) {
+  constexpr char const *SEPARATORS = "=: |/\t";
+  std::size_t const separator = entry.find_last_of(SEPARATORS);
+  std::string const priority =
+      separator == entry.npos ? "" : nearest_priority(entry.substr(separator + 1));
+  std::size_t const end = entry.find_last_not_of(SEPARATORS, separator);
+  return priority.empty() ? "" : entry.substr(0, end + 1) + "," + priority;
+}
+
+std::string expected_form() {
+  return "write CATEGORY,PRIORITY, with ';' in front of the next entry; the priority is " +
+         listed(log_priorities());
 }
 
 class Priorities {
 public:
-  Priorities(LogVariable const &variable, std::vector<Finding> *findings)
-      : variable_(variable), findings_(findings) {}
+  Priorities(LogVariable variable, bool is_correction, std::vector<Finding> *findings)
+      : variable_(std::move(variable)), is_correction_(is_correction), findings_(findings) {}
 
   void diagnose() {
     if (variable_.value.empty()) {
@@ -100,6 +120,15 @@ private:
     findings_->push_back({"", 0, variable_.name + ": " + what, instead});
   }
 
+  // The correction to an entry, or what is expected if that would be wrong as well.
+  std::string correction(std::string const &text) const {
+    std::vector<Finding> findings;
+    if (!is_correction_) {
+      Priorities({variable_.name, text, true}, /*is_correction=*/true, &findings).diagnose();
+    }
+    return findings.empty() ? "write " + text : expected_form();
+  }
+
   void diagnose_entry(LogEntry const &entry) {
     bool const has_comma = entry.text.size() > entry.category.size();
     if (entry.category.empty()) {
@@ -118,23 +147,28 @@ private:
               "' has no effect",
           "write one ';' between entries, and none in front");
     } else {
-      add("the entry '" + entry.text + "' has no category", "write Ostrel" + entry.text);
+      add("the entry '" + entry.text + "' has no category", correction("Ostrel" + entry.text));
     }
   }
 
-  // Quotes and blanks.
+  // Quotes, as JSON has them too, and blanks.
   bool diagnose_characters(LogEntry const &entry) {
     std::string plain = entry.text;
-    auto const is_quote = [](char c) { return c == '"' || c == '\''; };
+    auto const is_quote = [](char c) {
+      return std::string_view("\"'{}").find(c) != std::string_view::npos;
+    };
     plain.erase(std::remove_if(plain.begin(), plain.end(), is_quote), plain.end());
     if (plain != entry.text) {
-      add("the quotes in '" + entry.text + "' are part of the name", "write " + plain);
+      std::string const separated = with_comma(plain);
+      add("the quotes in '" + entry.text + "' are part of the name",
+          correction(separated.empty() ? plain : separated));
       return true;
     }
     std::string_view const category = trimmed(entry.category), priority = trimmed(entry.priority);
     if (category != entry.category || priority != entry.priority) {
       add("the blanks in '" + entry.text + "' are part of the name",
-          "write " + std::string(category) + (priority.empty() ? "" : ",") + std::string(priority));
+          correction(std::string(category) + (priority.empty() ? "" : ",") +
+                     std::string(priority)));
       return true;
     }
     return false;
@@ -150,7 +184,7 @@ private:
     }
     if (!priority.empty() && log_priority_of(entry.priority).empty()) {
       add("'" + entry.text + "' begins with the priority",
-          "write " + entry.priority + "," + priority);
+          correction(entry.priority + "," + priority));
       return true;
     }
     return false;
@@ -164,16 +198,11 @@ private:
           "write " + category_before_ + "," + priority);
       return true;
     }
-    constexpr char const *SEPARATORS = "=: |/\t";
-    std::size_t const separator = entry.find_last_of(SEPARATORS);
-    std::string const priority =
-        separator == entry.npos ? "" : nearest_priority(entry.substr(separator + 1));
-    if (priority.empty()) {
+    std::string const separated = with_comma(entry);
+    if (separated.empty()) {
       return false;
     }
-    std::size_t const end = entry.find_last_not_of(SEPARATORS, separator);
-    add("'" + entry + "' has another separator than ','",
-        "write " + entry.substr(0, end + 1) + "," + priority);
+    add("'" + entry + "' has another separator than ','", correction(separated));
     return true;
   }
 
@@ -185,9 +214,11 @@ private:
     std::size_t const separator = priority.find_first_of(",:| \t");
     std::string const first = log_priority_of(priority.substr(0, separator));
     if (!first.empty() && separator != priority.npos) {
+      std::string const rest(trimmed(priority.substr(separator + 1)));
+      bool const is_entry = rest.find(',') != rest.npos;
       add("'" + entry.text + "' is taken for one entry",
-          "write " + entry.category + "," + first + ";" +
-              std::string(trimmed(priority.substr(separator + 1))));
+          correction(entry.category + "," + first + (is_entry ? ";" + rest : "")) +
+              (is_entry || rest.empty() ? "" : "; a file belongs in OSTREL_LOG_OUTPUT"));
       return;
     }
     std::string const nearest = nearest_priority(priority);
@@ -198,15 +229,18 @@ private:
   void diagnose_category(std::string const &category) {
     if (category.find('*') != category.npos || lower(category) == "root") {
       std::string const above = category.substr(0, category.find_last_not_of(".*") + 1);
+      bool const is_all = above.empty() || lower(above) == "root" || above.find('*') != above.npos;
       add("'" + category + "' is taken literally: a category sets those below it as well",
-          "write " +
-              (above.find('.') == above.npos || above.find('*') != above.npos ? "Ostrel" : above));
+          "write " + (is_all ? "Ostrel" : above));
+    } else if (category.find('=') != category.npos) {
+      add("the '=' in '" + category + "' is part of the name", expected_form());
     } else if (std::string const meant = meant_category(category); !meant.empty()) {
       add("the library has no category '" + category + "'", "write " + meant);
     }
   }
 
-  LogVariable const &variable_;
+  LogVariable variable_;
+  bool is_correction_; // itself, and its own are not looked at
   std::vector<Finding> *findings_;
   std::set<std::string> categories_;       // so far, in lower case
   std::string category_before_ = "Ostrel"; // to which a priority alone belongs
@@ -229,7 +263,7 @@ void diagnose_logging(std::vector<Finding> *findings) {
   diagnose_twin("OSTREL_LOG_OUTPUT", "OVRA_LOG_OUTPUT", findings);
   LogVariable const priority = read_log_priority(), output = read_log_output();
   if (priority.is_set) {
-    Priorities(priority, findings).diagnose();
+    Priorities(priority, /*is_correction=*/false, findings).diagnose();
   }
   if (output.is_set && !priority.is_set) {
     findings->push_back({"", 0,
