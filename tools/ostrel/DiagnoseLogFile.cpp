@@ -32,6 +32,12 @@ std::optional<PathFault> find_fault_of_name(std::string const &name) {
     return PathFault{"'" + name + "' is taken for a file",
                      "unset it: without it, lines go to standard error"};
   }
+  constexpr std::size_t DRIVE = 2; // characters of "C:"
+  bool const has_several = name.find(";/") != name.npos || name.find(",/") != name.npos ||
+                           name.find(":/", DRIVE) != name.npos;
+  if (has_several && !status_of(directory_of(Platform::native_path(name.c_str()))).exists) {
+    return PathFault{"'" + name + "' is taken for one file", "write the path of one file"};
+  }
   std::optional<PathFault> fault = find_relative(name);
   if (fault) {
     fault->what = "the log goes to a file, and " + fault->what;
@@ -52,9 +58,6 @@ std::optional<PathFault> find_fault_of_file(std::string const &path) {
   if (is_same_file(path, "/dev/full")) {
     return PathFault{"'" + path + "' is always full: lines are lost", "write a file"};
   }
-  if (!file.exists && path.find(";/") != path.npos) {
-    return PathFault{"'" + path + "' is taken for one file", "write one file"};
-  }
   if (!file.exists && !(directory.is_directory && directory.is_readable)) {
     PathFault const missing =
         explain_missing(directory.exists ? path : directory_of(path), "create it");
@@ -62,7 +65,9 @@ std::optional<PathFault> find_fault_of_file(std::string const &path) {
   }
   if (file.exists ? !file.is_writable : !directory.is_writable) {
     return PathFault{"'" + path + "' cannot be written: lines are lost",
-                     grant("w", file.exists ? path : directory_of(path))};
+                     file.exists        ? grant("w", path)
+                     : directory.is_own ? grant("w", directory_of(path))
+                                        : "write a file in another directory"};
   }
   if (directory.is_world_writable && !directory.is_sticky) {
     return PathFault{"every user can replace the files in '" + directory_of(path) + "'",

@@ -39,20 +39,6 @@ bool lacks_parts(std::string const &name, std::string const &category) {
          written.back() == full.back() && written.size() < full.size();
 }
 
-// "Ostrel::Core::Base" as "ostrel.core.base"
-std::string with_dots(std::string_view name) {
-  std::string result;
-  for (char const c : lower(name)) {
-    bool const is_separator = c == ':' || c == '/' || c == '\\' || c == '-' || c == '_';
-    if (!is_separator) {
-      result += c;
-    } else if (!result.empty() && result.back() != '.') {
-      result += '.';
-    }
-  }
-  return result;
-}
-
 // The category of the library that was meant; empty if the name is right or belongs to a program,
 // whose categories may have any name, also below "Ostrel".
 std::string meant_category(std::string const &name) {
@@ -65,7 +51,7 @@ std::string meant_category(std::string const &name) {
     return "";
   }
   for (std::string const &category : categories) {
-    if (with_dots(name) == lower(category) || is_misspelling(name, category) ||
+    if (letters_of(name) == letters_of(category) || is_misspelling(name, category) ||
         lacks_parts(name, category)) {
       return category;
     }
@@ -155,7 +141,7 @@ private:
   bool diagnose_characters(LogEntry const &entry) {
     std::string plain = entry.text;
     auto const is_quote = [](char c) {
-      return std::string_view("\"'{}").find(c) != std::string_view::npos;
+      return std::string_view("\"'{}[]").find(c) != std::string_view::npos;
     };
     plain.erase(std::remove_if(plain.begin(), plain.end(), is_quote), plain.end());
     if (plain != entry.text) {

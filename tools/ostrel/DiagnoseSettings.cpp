@@ -90,17 +90,6 @@ void diagnose_shadowed(std::vector<SearchedFile> const &places, SearchedFile con
   }
 }
 
-// Without case and separators, in which misnamed files mostly differ.
-std::string letters_of(std::string const &name) {
-  std::string letters;
-  for (char const c : lower(name)) {
-    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
-      letters += c;
-    }
-  }
-  return letters;
-}
-
 // The name of a configuration file for which another was written; null if it does not look so.
 char const *find_meant_name(std::string const &name) {
   constexpr char const *ENDINGS[] = {"", "txt", "xmltxt", "xmlxml", "conf", "cfg", "urationxml"};
@@ -136,6 +125,10 @@ void diagnose_names(std::string const &directory, std::vector<Finding> *findings
 void diagnose_level(SearchedFile const &place, std::vector<SearchedFile> const &places,
                     std::vector<Finding> *findings) {
   std::filesystem::path const searched = directory_of(place.file);
+  FileStatus const status = status_of(searched.string());
+  if (!status.is_directory && (status.exists || !find_nearest_path(searched.string()).empty())) {
+    return; // the path itself has another correction
+  }
   std::vector<std::string> directories = {directory_of(searched.string())};
   for (std::string const &name : list_directory(searched.string())) {
     if (ends_with(name, ".xml")) {
@@ -180,13 +173,9 @@ void diagnose_others(std::vector<SearchedFile> const &places, std::vector<Findin
         std::find_if(places.begin(), places.end(), [&name](SearchedFile const &place) {
           return status_of(directory_of(place.file) + '/' + name).is_regular;
         });
-    if (name == "user-config.xml" || !ends_with(name, ".xml") || found == places.end()) {
-      continue;
-    }
-    std::string const file = directory_of(found->file) + '/' + name;
-    if (!status_of(file).is_readable) {
-      findings->push_back({file, 0, "this file cannot be read", grant("r", file)});
-    } else if (check_file(file).is_malformed) {
+    bool const is_other = name != "user-config.xml" && ends_with(name, ".xml");
+    std::string const file = found == places.end() ? "" : directory_of(found->file) + '/' + name;
+    if (is_other && !file.empty() && check_file(file).is_malformed) {
       diagnose_contents(file, findings);
     }
   }

@@ -25,19 +25,13 @@ bool are_alike(std::string const &word, std::string const &known) {
          });
 }
 
-std::string without_separators(std::string name) {
-  name.erase(std::remove(name.begin(), name.end(), '_'), name.end());
-  return name;
-}
-
 // Whether a variable was meant to be that of the library: its words are alike, or only the
 // separators between them differ, or it names a directory and "_PATH" is missing, or it names the
 // settings file.
 bool is_meant(std::string const &name, std::string const &value, std::string const &known) {
   std::string const written = lower(name), meant = lower(known);
   std::vector<std::string> const words = split(written, '_'), known_words = split(meant, '_');
-  return have_like_words(words, known_words) ||
-         without_separators(written) == without_separators(meant) ||
+  return have_like_words(words, known_words) || letters_of(written) == letters_of(meant) ||
          (written + "_path" == meant && status_of(value).is_directory) ||
          (meant == "ostrel_config_path" && are_alike(words.front(), known_words.front()) &&
           ends_with(value, "user-config.xml"));

@@ -53,6 +53,16 @@ std::vector<std::string> split(std::string_view text, char separator) {
   return parts;
 }
 
+std::string letters_of(std::string_view name) {
+  std::string letters;
+  for (char const c : lower(name)) {
+    if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+      letters += c;
+    }
+  }
+  return letters;
+}
+
 std::string listed(std::vector<std::string> const &words) {
   std::string text;
   for (std::size_t i = 0; i < words.size(); ++i) {

@@ -23,6 +23,9 @@ std::vector<std::string> split(std::string_view text, char separator);
 /// The words of a name such as MaximumRange, in lower case.
 std::vector<std::string> words_of(std::string_view name);
 
+/// The letters and digits of a name, in lower case: misspelt names mostly differ in the others.
+std::string letters_of(std::string_view name);
+
 /// "a, b or c"
 std::string listed(std::vector<std::string> const &words);
 
