@@ -90,6 +90,12 @@ void Checks::check_fault(SchemaFault const &fault, Element const &element,
             "remove it, or declare it in " + schema_->path);
     break;
   case SchemaFault::TEXT:
+    if (element.text.empty() && !element.elements.empty()) {
+      Element const &child = element.elements.front();
+      add_new(child, ITSELF, "'" + element.name + "' has no element '" + child.name + "'",
+              "remove it, or declare it in " + schema_->path);
+      break;
+    }
     add_new(element, part,
             "the text '" + element.text + "' in '" + element.name + "' is no setting",
             "remove it, or write it as an attribute");
@@ -118,14 +124,14 @@ void Checks::check_value_fault(SchemaFault const &fault, Element const &element,
   if (is_reported(element, part) || is_judged) {
     return;
   }
-  std::string const purpose = setting == nullptr ? declared.purpose : setting->purpose;
+  std::string const name = attribute == nullptr ? element.name : part;
+  if (auto const invisible = judge_characters(fault.subject)) {
+    add(element, part, name + ": " + invisible->what, invisible->instead);
+    return;
+  }
   bool const has_form = rule != nullptr && !rule->form_purpose.empty();
-  add(element, part,
-      (attribute == nullptr ? element.name : part) + ": '" + fault.subject +
-          "' is not of the right form",
-      has_form          ? "write " + rule->form_purpose
-      : purpose.empty() ? "see what " + schema_->path + " declares"
-                        : "write what it is for: " + purpose);
+  add(element, part, name + ": '" + fault.subject + "' is not of the right form",
+      has_form ? "write " + rule->form_purpose : "see what " + schema_->path + " declares");
 }
 
 } // namespace Ostrel::Tool

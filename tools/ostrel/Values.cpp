@@ -14,7 +14,17 @@ namespace Ostrel::Tool {
 
 namespace {
 
-constexpr char const *NO_BREAK_SPACE = "\xC2\xA0", *DEGREE_SIGN = "\xC2\xB0";
+// Characters of a text that look like a blank, or like nothing, and are not read as such.
+struct InvisibleCharacter {
+  char const *bytes, *name, *instead;
+};
+constexpr InvisibleCharacter INVISIBLE_CHARACTERS[] = {
+    {"\n", "U+000A", " "},           {"\r", "U+000D", " "},
+    {"\xC2\xA0", "U+00A0", " "},     {"\xC2\xAD", "U+00AD", ""},
+    {"\xE2\x80\x89", "U+2009", " "}, {"\xE2\x80\x8B", "U+200B", ""},
+    {"\xE2\x80\x8E", "U+200E", ""},  {"\xE2\x80\xAF", "U+202F", " "},
+    {"\xE2\x81\xA0", "U+2060", ""},  {"\xE3\x80\x80", "U+3000", " "},
+    {"\xEF\xBB\xBF", "U+FEFF", ""}};
 
 using Fault = std::optional<ValueFault>;
 
@@ -35,6 +45,13 @@ void replace_all(std::string *text, std::string_view from, std::string_view to) 
   for (std::size_t at = text->find(from); at != text->npos; at = text->find(from, at + to.size())) {
     text->replace(at, from.size(), to);
   }
+}
+
+std::string without_invisible(std::string text) {
+  for (InvisibleCharacter const &character : INVISIBLE_CHARACTERS) {
+    replace_all(&text, character.bytes, character.instead);
+  }
+  return std::string(trimmed(text));
 }
 
 // Replaces characters that are typed for a digit, a point or a minus.
@@ -115,13 +132,13 @@ struct Quantity {
   double value = 0;
 
   bool is_right() const { return written == number; }
+  std::string text() const { return unit.empty() ? number : number + " " + unit; }
 };
 
 std::optional<Quantity> read_quantity(std::string_view text) {
-  std::string plain(text);
-  replace_all(&plain, NO_BREAK_SPACE, " ");
-  std::size_t const length = number_length(plain);
-  Quantity quantity{plain.substr(0, length), "", std::string(trimmed(plain.substr(length)))};
+  std::size_t const length = number_length(text);
+  Quantity quantity{std::string(text.substr(0, length)), "",
+                    std::string(trimmed(text.substr(length)))};
   if (std::none_of(quantity.written.begin(), quantity.written.end(), is_digit) ||
       quantity.unit.find_first_of("0123456789.,") != std::string::npos) {
     return std::nullopt;
@@ -156,10 +173,10 @@ bool is_same_letter(char a, char b) {
   return lower(std::string_view(&a, 1)) == lower(std::string_view(&b, 1));
 }
 
-// The unit that was probably meant: written in other case, or else with an 's' at its end, or
-// misspelt behind its first letter; empty if none is near.
+// The unit that was probably meant: a sign for it, written in other case, or else with an 's' at
+// its end, or misspelt behind its first letter; empty if none is near.
 std::string nearest_unit(std::string const &word) {
-  std::string nearest = word == DEGREE_SIGN ? "deg" : "";
+  std::string nearest = word == "\xC2\xB0" ? "deg" : word == "'" ? "ft" : word == "\"" ? "in" : "";
   for (std::string const &unit : all_units()) {
     if (lower(word) == lower(unit)) {
       return unit;
@@ -211,15 +228,19 @@ Fault judge_range(std::string const &text, double value, ValueRule const &rule) 
   return ValueFault{quoted(text) + " is out of range", expected(rule)};
 }
 
+// What to write for a text that is wrong: a better one, or what is still wrong with that.
+std::string instead_of(std::string const &better, ValueRule const &rule) {
+  Fault const fault = judge_value(better, rule);
+  return fault ? fault->instead : "write " + better;
+}
+
 // What to write for a number with something behind it that does not belong there.
 std::string without_unit(Quantity const &quantity, ValueRule const &rule) {
   constexpr double PER_CENT = 100;
-  double const share = quantity.value / PER_CENT;
-  if (!is_outside(quantity.value, rule)) {
-    return "write " + quantity.number;
-  }
-  return quantity.unit == "%" && !is_outside(share, rule) ? "write " + number_text(share)
-                                                          : expected(rule);
+  std::string const share = number_text(quantity.value / PER_CENT);
+  bool const is_share =
+      quantity.unit == "%" && judge_value(quantity.number, rule) && !judge_value(share, rule);
+  return instead_of(is_share ? share : quantity.number, rule);
 }
 
 // A number with something behind it.
@@ -232,8 +253,8 @@ Fault judge_unit(std::string const &text, Quantity const &quantity, ValueRule co
     std::string const nearest = nearest_unit(quantity.unit);
     bool const is_near = !nearest.empty() && Units::are_valid_units(rule.kind, nearest);
     return ValueFault{quoted(quantity.unit) + " is not a unit",
-                      "write " + (is_near ? quantity.number + " " + nearest
-                                          : "a unit of " + units_text(kind_of(rule)))};
+                      is_near ? instead_of(quantity.number + " " + nearest, rule)
+                              : "write a unit of " + units_text(kind_of(rule))};
   }
   if (kind->type != rule.kind) {
     return ValueFault{quoted(text) + " has a unit of " + kind->name +
@@ -247,7 +268,7 @@ Fault judge_unit(std::string const &text, Quantity const &quantity, ValueRule co
   }
   if (!rule.allows_text) {
     return ValueFault{quoted(text) + " has a unit, but the setting is a number of " + rule.unit,
-                      "write " + number_text(rounded(value))};
+                      instead_of(number_text(rounded(value)), rule)};
   }
   return judge_range(text, value, rule);
 }
@@ -259,20 +280,19 @@ Fault judge_number(std::string const &text, ValueRule const &rule) {
     return ValueFault{quoted(text) + " is not a number", expected(rule)};
   }
   if (!quantity->is_right()) {
-    return ValueFault{quoted(text) + " is not a number",
-                      "write " + quantity->number +
-                          (quantity->unit.empty() ? "" : " " + quantity->unit)};
+    return ValueFault{quoted(text) + " is not a number", instead_of(quantity->text(), rule)};
   }
   if (plain != text) {
-    return ValueFault{quoted(text) + " has blanks around it", "write " + std::string(plain)};
+    return ValueFault{quoted(text) + " has blanks around it", instead_of(std::string(plain), rule)};
   }
   if (!quantity->unit.empty()) {
     return judge_unit(text, *quantity, rule);
   }
   if (rule.form == ValueRule::WHOLE_NUMBER && text.find_first_of(".eE") != text.npos) {
-    bool const is_whole = quantity->value == std::floor(quantity->value);
+    std::string const whole = number_text(quantity->value);
+    bool const is_whole = whole.find_first_of(".e") == whole.npos;
     return ValueFault{quoted(text) + " is not a whole number",
-                      is_whole ? "write " + number_text(quantity->value) : expected(rule)};
+                      is_whole ? instead_of(whole, rule) : expected(rule)};
   }
   return judge_range(text, quantity->value, rule);
 }
@@ -330,6 +350,18 @@ Fault judge_kind(std::string const &name, std::string const &text, Quantity cons
                     "write a unit of " + units_text(*meant)};
 }
 
+// Whether a name that is nearly another one has other words on purpose: its plural or singular, or
+// a word that by itself is not misspelt, such as "Minimum" for "Maximum".
+bool has_other_words(std::string const &name, std::string const &meant) {
+  std::vector<std::string> const words = words_of(name), meant_words = words_of(meant);
+  return lower(name) == lower(meant) + 's' || lower(name) + 's' == lower(meant) ||
+         (words.size() == meant_words.size() &&
+          !std::equal(words.begin(), words.end(), meant_words.begin(),
+                      [](std::string const &word, std::string const &other) {
+                        return word == other || is_misspelling(word, other);
+                      }));
+}
+
 // In ASCII, with one character for each letter beyond it.
 std::string with_single_bytes(std::string_view text) {
   constexpr unsigned char ASCII_END = 0x80, LETTER = 0xC0; // the first byte of several
@@ -358,7 +390,23 @@ std::string range_text(ValueRule const &rule) {
                                                        : "at most " + high;
 }
 
+Fault judge_characters(std::string const &text) {
+  for (InvisibleCharacter const &character : INVISIBLE_CHARACTERS) {
+    if (text.find(character.bytes) != text.npos) {
+      return ValueFault{quoted(text) + " has an invisible character, " + character.name,
+                        "write a blank or nothing for it"};
+    }
+  }
+  return std::nullopt;
+}
+
 Fault judge_value(std::string const &text, ValueRule const &rule) {
+  bool const is_free = rule.choices.empty() && rule.form == ValueRule::TEXT;
+  Fault const invisible =
+      is_free || (rule.allows_text && !rule.has_kind) ? std::nullopt : judge_characters(text);
+  if (invisible) {
+    return ValueFault{invisible->what, instead_of(without_invisible(text), rule)};
+  }
   if (!rule.choices.empty()) {
     return judge_choice(text, rule);
   }
@@ -375,18 +423,17 @@ Fault judge_value(std::string const &text, ValueRule const &rule) {
 }
 
 Fault judge_unknown_value(std::string const &name, std::string const &text, bool is_number) {
-  std::string const plain(trimmed(text));
+  std::string const plain = without_invisible(text);
   std::optional<Quantity> const quantity = read_quantity(plain);
   if (!quantity) {
     bool const is_swapped = plain == "ture" || plain == "flase";
     return is_swapped ? judge_truth(text) : std::nullopt;
   }
-  std::string const unit = quantity->unit.empty() ? "" : " " + quantity->unit;
   bool const has_unit = find_kind_of(quantity->unit) != nullptr;
   bool const has_minus = starts_with(quantity->written, "\xE2");
   if (!quantity->is_right() && is_surely_number(quantity->written) &&
-      (has_unit || (unit.empty() && (is_number || has_minus)))) {
-    return ValueFault{quoted(text) + " is not a number", "write " + quantity->number + unit};
+      (has_unit || (quantity->unit.empty() && (is_number || has_minus)))) {
+    return ValueFault{quoted(text) + " is not a number", "write " + quantity->text()};
   }
   // A battery "4S" has four cells, not seconds.
   std::string const nearest =
@@ -395,11 +442,10 @@ Fault judge_unknown_value(std::string const &name, std::string const &text, bool
     return ValueFault{quoted(quantity->unit) + " is not a unit",
                       "write " + quantity->number + " " + nearest};
   }
-  if (has_unit && plain.find(NO_BREAK_SPACE) != plain.npos) {
-    return ValueFault{quoted(text) + " has a special blank", "write " + quantity->number + unit};
-  }
-  if (quantity->is_right() && plain != text && (unit.empty() || has_unit)) {
-    return ValueFault{quoted(text) + " has blanks around it", "write " + plain};
+  if (quantity->is_right() && plain != text && (quantity->unit.empty() || has_unit)) {
+    Fault const invisible = judge_characters(text);
+    return ValueFault{invisible ? invisible->what : quoted(text) + " has blanks around it",
+                      "write " + plain};
   }
   return judge_kind(name, text, *quantity);
 }
@@ -432,7 +478,12 @@ bool is_above(std::string const &first, std::string const &second, std::string c
 }
 
 std::string const *find_meant(std::string_view word, std::vector<std::string> const &names) {
-  return find_misspelt(with_single_bytes(word), names);
+  std::string const plain = with_single_bytes(word);
+  auto const found = std::find_if(names.begin(), names.end(), [&plain](std::string const &name) {
+    return is_abbreviation(plain, name) ||
+           (is_misspelling(plain, name) && !has_other_words(plain, name));
+  });
+  return found == names.end() ? nullptr : &*found;
 }
 
 } // namespace Ostrel::Tool

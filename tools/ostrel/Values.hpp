@@ -19,6 +19,9 @@ struct ValueFault {
 /// Compares a text with what the schema says of it.
 std::optional<ValueFault> judge_value(std::string const &text, ValueRule const &rule);
 
+/// Looks for a character that cannot be seen and is not read as a blank.
+std::optional<ValueFault> judge_characters(std::string const &text);
+
 /// Looks at the text of a setting of which only the name is known, for mistakes that hardly any
 /// text has by intention: a quantity whose number or unit is misspelt, or a unit that contradicts
 /// the name ("TiltAngle", "Timeout").
