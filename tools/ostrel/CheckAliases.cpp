@@ -5,6 +5,7 @@
 #include "core/base/config/XmlConfigSource.hpp"
 #include "tools/ostrel/Checks.hpp"
 #include "tools/ostrel/DidYouMean.hpp"
+#include "tools/ostrel/Numbers.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Text.hpp"
 
@@ -52,22 +53,18 @@ std::string repaired_key(std::string const &key, std::string const &top) {
 
 // What is missing in an alias: it may be there under another name, as an element, or as a text.
 std::string complete_alias(Element const &alias, std::string const &wanted) {
-  Attribute const *other = nullptr;
-  for (Attribute const &attribute : alias.attributes) {
-    bool const is_other = attribute.name != "name" && attribute.name != "value";
-    if (is_other && (other == nullptr || is_misspelling(attribute.name, wanted))) {
-      other = &attribute;
+  for (Attribute const &other : alias.attributes) {
+    bool const is_key = other.text.find('/') != std::string::npos;
+    if (other.name != "name" && other.name != "value" && is_key == (wanted == "value")) {
+      return wanted + "=\"" + other.text + "\" for " + other.name;
     }
-  }
-  if (other != nullptr) {
-    return "write " + wanted + "=\"" + other->text + "\" for " + other->name;
   }
   Element const *const inner = alias.find_element(wanted);
   std::string const text = inner != nullptr     ? inner->text
                            : wanted == "name"   ? "ALIAS"
                            : alias.text.empty() ? "KEY"
                                                 : alias.text;
-  return "write " + wanted + "=\"" + text + "\"";
+  return wanted + "=\"" + text + "\"";
 }
 
 // The key for which the library itself declares an alias; null if it does not.
@@ -82,8 +79,8 @@ char const *find_built_in(std::string const &name) {
   return found == std::end(BUILT_IN) ? nullptr : found->key;
 }
 
-// What to write for a key with an index: how many elements there are, counted from 0. Empty if the
-// key has none, or leads to no element without it.
+// What to write for an index that leads to no element: how many there are, counted from 0. Empty if
+// there is none, or if the key leads to no element without it.
 std::string index_text(Element const &root, std::string const &key) {
   std::vector<std::string> const components = split(key, '/');
   Element const *element = &root;
@@ -95,10 +92,16 @@ std::string index_text(Element const &root, std::string const &key) {
     if (count == 0) {
       return "";
     }
-    if (mark != name.npos) {
-      return "write " + name + ":N, with N from 0 to " + std::to_string(count - 1);
+    double index = 0;
+    bool const is_right =
+        mark == name.npos ||
+        (components[i][mark] == ':' && parse_number(components[i].substr(mark + 1), &index) &&
+         index < static_cast<double>(count));
+    if (!is_right) {
+      return count == 1 ? "write " + name + ", of which there is one"
+                        : "write " + name + ":N, with N from 0 to " + std::to_string(count - 1);
     }
-    element = element->find_element(name);
+    element = element->find_element(name, static_cast<long>(index));
   }
   return "";
 }
@@ -170,12 +173,16 @@ void Checks::check_same_aliases(Element const &aliases) {
 }
 
 void Checks::check_alias(Element const &alias) {
+  std::string missing, completion;
   for (std::string const wanted : {"name", "value"}) {
     if (alias.find_attribute(wanted) == nullptr) {
-      add(alias, ITSELF, "an alias has no '" + wanted + "' and is skipped",
-          complete_alias(alias, wanted));
-      return;
+      missing += (missing.empty() ? "'" : " and no '") + wanted + "'";
+      completion += (completion.empty() ? "write " : " and ") + complete_alias(alias, wanted);
     }
+  }
+  if (!missing.empty()) {
+    add(alias, ITSELF, "an alias has no " + missing + " and is skipped", completion);
+    return;
   }
   std::string const &name = alias.find_attribute("name")->text;
   std::string const &key = alias.find_attribute("value")->text;

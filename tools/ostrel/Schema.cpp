@@ -435,6 +435,7 @@ std::string find_schema(std::string const &settings_file, std::string const &roo
 std::optional<Schema> read_schema(std::string const &path, std::vector<Finding> *findings) {
   std::optional<SettingsFile> file = read_schema_file(path, findings);
   if (!file) {
+    findings->back().instead += ", or remove the schema";
     return std::nullopt;
   }
   SchemaErrors errors{path, {}};
@@ -451,7 +452,12 @@ std::optional<Schema> read_schema(std::string const &path, std::vector<Finding> 
   if (schema.parsed != nullptr && !schema.elements.empty()) {
     return schema;
   }
-  errors.add(path, file->root.line, "it declares no element UserConfig without a namespace");
+  auto const near = std::find_if(
+      file->root.elements.begin(), file->root.elements.end(), [](Element const &declared) {
+        return is_misspelling(attribute_of(declared, "name"), "UserConfig");
+      });
+  errors.add(path, near == file->root.elements.end() ? file->root.line : near->line,
+             "it declares no element UserConfig without a namespace");
   findings->push_back(errors.found.front()); // the others may be its consequence
   return std::nullopt;
 }

@@ -48,6 +48,8 @@ constexpr Correction CORRECTIONS[] = {
     {XML_ERR_HYPHEN_IN_COMMENT, "write - for -- inside the comment"},
     {XML_ERR_CDATA_NOT_FINISHED, "write ]]> at its end"},
     {XML_ERR_RESERVED_XML_NAME, "remove what precedes <?xml"},
+    {XML_ERR_STRING_NOT_STARTED, "write the value in straight quotes"},
+    {XML_ERR_STRING_NOT_CLOSED, "write the quote that ends the value"},
     {XML_ERR_XMLDECL_NOT_FINISHED, "write <?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
     {XML_ERR_XMLDECL_NOT_STARTED, "write <?xml version=\"1.0\" encoding=\"UTF-8\"?>"},
     {XML_ERR_UNKNOWN_VERSION, "write version=\"1.0\""},
@@ -101,11 +103,35 @@ void look_for_start(std::string_view text, char const *start, Finding *finding) 
   }
 }
 
+std::size_t place_of(xmlError const &error, std::string_view text) {
+  return find_line(text, error.line) + static_cast<std::size_t>(std::max(error.int2, 1)) - 1;
+}
+
+// A file that ends inside a tag was not written to its end.
+void look_for_cut(xmlError const &error, std::string_view text, Finding *finding) {
+  std::size_t const last = text.find_last_not_of(" \t\r\n"), tag = text.rfind('<');
+  std::size_t const end = text.rfind('>');
+  bool const is_in_tag = tag != text.npos && (end == text.npos || end < tag);
+  if (is_in_tag && place_of(error, text) > last) {
+    finding->line = line_of(text, last);
+    finding->what = "not well-formed: the file ends inside a tag";
+    finding->instead = "restore the file, or write its end";
+  }
+}
+
+void look_behind_end(xmlError const &error, std::string_view text, Finding *finding) {
+  std::string_view const rest = text.substr(std::min(place_of(error, text), text.size()));
+  if (starts_with(rest, "</")) {
+    finding->instead = "remove this closing tag, or one above it";
+  } else if (!starts_with(rest, "<")) {
+    finding->instead = "remove what follows the top element";
+  }
+}
+
 // Where a name or a blank is expected: behind '&' or '<', or in a tag, of which a '<' means that it
 // has no end.
 void look_at_place(xmlError const &error, std::string_view text, Finding *finding) {
-  std::size_t const place =
-      find_line(text, finding->line) + static_cast<std::size_t>(std::max(error.int2, 1)) - 1;
+  std::size_t const place = place_of(error, text);
   std::string_view const before = text.substr(0, place);
   char const next = place < text.size() ? text[place] : '\0';
   if (ends_with(before, "&")) {
@@ -216,6 +242,9 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
   case XML_ERR_CDATA_NOT_FINISHED:
     look_for_start(text, "<![CDATA[", &finding);
     break;
+  case XML_ERR_DOCUMENT_END:
+    look_behind_end(error, text, &finding);
+    break;
   case XML_ERR_NAME_REQUIRED:
   case XML_ERR_SPACE_REQUIRED:
     look_at_place(error, text, &finding);
@@ -226,6 +255,7 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
   default:
     break;
   }
+  look_for_cut(error, text, &finding);
   if (starts_with(text.substr(find_line(text, finding.line)), "<<<<<<<")) {
     finding.instead = "keep one of the two versions that a merge left in the file";
   }
