@@ -27,7 +27,7 @@ using Words = std::vector<std::string>;
 
 constexpr char const *SETTINGS = R"(<?xml version="1.0" encoding="UTF-8"?>
 <UserConfig>
-  <Sonar Range="4,5" Count="7" Active="yes" Reach="1.5 m" List="1 5:7"/>
+  <Sonar Range="4,5" Count="7" Active="yes" Reach="1.5 m" Off="" List="1 5:7"/>
   <Point x="1"/>
   <Point x="2">text</Point>
   <Aliases>
@@ -118,6 +118,7 @@ TEST_F(OstrelTool, ReadsSettings) {
       {"config get UserConfig/Sonar/Count --type long", 0, "7\n"},
       {"config get UserConfig/Sonar/Active --type bool", 0, "true\n"},
       {"config get UserConfig/Sonar/List --type series", 0, "1 5 6 7\n"},
+      {"config get UserConfig/Sonar/Off --type series", 0, "\n"},
       {"config get UserConfig/Sonar/Range --type double", 3, "",
        "@/good/user-config.xml:3: UserConfig/Sonar/Range: '4,5' is not a number"},
       {"config get $Reach --unit sec", 3, "", "'1.5 m' is not a time"},

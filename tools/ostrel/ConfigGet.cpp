@@ -50,7 +50,7 @@ template <class T> nlohmann::json read_typed(std::string const &key) {
 nlohmann::json read_series(std::string const &text) {
   NullConfigSource source;
   std::vector<long> const numbers = SeriesReader(source).read(text);
-  bool const is_series = !numbers.empty() && numbers.size() <= LONGEST_SERIES;
+  bool const is_series = numbers.empty() ? trimmed(text).empty() : numbers.size() <= LONGEST_SERIES;
   return is_series ? nlohmann::json(numbers) : nlohmann::json();
 }
 
@@ -101,7 +101,7 @@ std::string wanted(GetOptions const &options) {
          : options.type == "double" ? "a number"
          : options.type == "bool"
              ? "true or false"
-             : "a series of 1 to " + std::to_string(LONGEST_SERIES) + " whole numbers";
+             : "a series of at most " + std::to_string(LONGEST_SERIES) + " whole numbers";
 }
 
 int report_wrong_type(Output &output, GetOptions const &options, std::string const &key,
