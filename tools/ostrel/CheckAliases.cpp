@@ -243,7 +243,7 @@ void Checks::check_alias_key(Element const &alias, std::string const &key) {
     }
     Attribute const *const full = target == nullptr ? nullptr : target->find_attribute("value");
     add(alias, "value", "the alias leads to another alias, '" + key + "', which is not followed",
-        "write " + (full == nullptr || starts_with(full->text, "$") ? ANY_KEY : full->text));
+        "write " + (full == nullptr || !exists(full->text) ? ANY_KEY : full->text));
     return;
   }
   if (exists(key)) {

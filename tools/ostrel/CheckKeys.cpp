@@ -81,6 +81,14 @@ std::string const *text_of_setting(Element const &element, std::string const &ow
   return is_plain && element.attributes.size() == 1 && only != nullptr ? &only->text : nullptr;
 }
 
+// What to do with a setting that is at a wrong place, in view of the element to which it belongs.
+std::string unless_there(Element const *owner, std::string const &setting, std::string instead) {
+  Attribute const *const there = owner == nullptr ? nullptr : owner->find_attribute(setting);
+  return there == nullptr
+             ? std::move(instead)
+             : "keep either this or the '" + setting + "' in line " + std::to_string(there->line);
+}
+
 } // namespace
 
 void Checks::add(Element const &element, std::string const &part, std::string what,
@@ -145,7 +153,8 @@ void Checks::check_top() {
     std::string const owner = find_owner(attribute.name);
     if (!owner.empty()) {
       add(file_.root, attribute.name, "'" + attribute.name + "' is a setting of '" + owner + "'",
-          "move it into <" + owner + ">");
+          unless_there(file_.root.find_element(owner), attribute.name,
+                       "move it into <" + owner + ">"));
     }
   }
   if (Element const *const inner = file_.root.find_element(file_.root.name)) {
@@ -195,7 +204,7 @@ void Checks::check_place(Element const &parent, Element const &child, std::strin
   DeclaredElement const *const declared = find_declared(path);
   if (declared == nullptr || find_declared(path + "/" + child.name) != nullptr ||
       is_reported(child) || parent.name == "Alias" ||
-      check_setting_as_element(parent, child, *declared)) {
+      check_setting_as_element(parent, child, path)) {
     return;
   }
   std::string const *const meant = find_meant(child.name, declared->elements);
@@ -217,28 +226,33 @@ void Checks::check_place(Element const &parent, Element const &child, std::strin
 // An element that was written for an attribute, here or one level too high; or, directly below the
 // top, for the key and the value of one.
 bool Checks::check_setting_as_element(Element const &parent, Element const &child,
-                                      DeclaredElement const &declared) {
-  std::vector<std::string> const names = declared.setting_names();
+                                      std::string const &path) {
+  std::vector<std::string> const names = find_declared(path)->setting_names();
   auto const here = std::find_if(names.begin(), names.end(), [&child](std::string const &name) {
     return lower(name) == lower(child.name);
   });
-  bool const is_at_top = &parent == &file_.root;
-  std::string owner = here != names.end() ? parent.name : is_at_top ? find_owner(child.name) : "";
-  std::string setting = here != names.end() ? *here : child.name;
+  bool const is_here = here != names.end(), is_at_top = &parent == &file_.root;
+  std::string owner = is_here ? parent.name : is_at_top ? find_owner(child.name) : "";
+  std::string meant = is_here ? path + "/" + *here : path + "/" + owner + "/" + child.name;
   std::string const *text = owner.empty() ? nullptr : text_of_setting(child, owner);
   Attribute const *const key = is_at_top ? child.find_attribute("key") : nullptr;
   Attribute const *const value = child.find_attribute("value");
-  if (key != nullptr && value != nullptr && schema_->find_setting(key->text) != nullptr) {
-    std::vector<std::string> const components = split(key->text, '/');
-    owner = components[components.size() - 2];
-    setting = components.back();
+  if (key != nullptr && value != nullptr) {
+    meant = key->text;
     text = &value->text;
   }
-  if (text != nullptr) {
-    add(child, ITSELF, "'" + child.name + "' is an element, but a setting is an attribute",
-        "write " + setting + "=\"" + *text + "\" in <" + owner + ">");
+  DeclaredSetting const *const setting = text == nullptr ? nullptr : schema_->find_setting(meant);
+  if (setting == nullptr) {
+    return false;
   }
-  return text != nullptr;
+  std::vector<std::string> const components = split(meant, '/');
+  owner = components[components.size() - 2];
+  std::optional<ValueFault> const fault = judge_value(*text, setting->rule);
+  add(child, ITSELF, "'" + child.name + "' is an element, but a setting is an attribute",
+      unless_there(is_here ? &parent : file_.root.find_element(owner), setting->name,
+                   "write " + setting->name + "=\"" + (fault ? "..." : *text) + "\" in <" + owner +
+                       ">" + (fault ? "; there, " + fault->instead : "")));
+  return true;
 }
 
 // Whether an alias leads to one of several elements by its index, which are then a list.
@@ -271,12 +285,12 @@ void Checks::check_twice(Element const &parent, std::string const &path) {
     if (is_list || is_indexed_by_alias(path + "/" + name)) {
       continue;
     }
-    long const first_line = parent.elements[places.front()].line;
+    std::string const first_line = std::to_string(parent.elements[places.front()].line);
     for (std::size_t i = 1; i < places.size(); ++i) {
       add(parent.elements[places[i]], ITSELF,
           "a second '" + name + "', which no key without an index reads (the first is in line " +
-              std::to_string(first_line) + ")",
-          "move what it holds to line " + std::to_string(first_line));
+              first_line + ")",
+          "move what it holds to line " + first_line + ", each setting once");
     }
   }
 }

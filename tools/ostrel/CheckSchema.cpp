@@ -125,13 +125,12 @@ void Checks::check_value_fault(SchemaFault const &fault, Element const &element,
     return;
   }
   std::string const name = attribute == nullptr ? element.name : part;
-  if (auto const invisible = judge_characters(fault.subject)) {
-    add(element, part, name + ": " + invisible->what, invisible->instead);
-    return;
-  }
   bool const has_form = rule != nullptr && !rule->form_purpose.empty();
-  add(element, part, name + ": '" + fault.subject + "' is not of the right form",
-      has_form ? "write " + rule->form_purpose : "see what " + schema_->path + " declares");
+  ValueFault const other = {"'" + fault.subject + "' is not of the right form",
+                            has_form ? "write " + rule->form_purpose
+                                     : "see what " + schema_->path + " declares"};
+  ValueFault const judged = judge_characters(fault.subject).value_or(other);
+  add(element, part, name + ": " + judged.what, judged.instead);
 }
 
 } // namespace Ostrel::Tool

@@ -58,7 +58,7 @@ private:
   void check_keys_below(Element const &parent, std::string const &path);
   void check_place(Element const &parent, Element const &child, std::string const &path);
   bool check_setting_as_element(Element const &parent, Element const &child,
-                                DeclaredElement const &declared);
+                                std::string const &path);
   void check_twice(Element const &parent, std::string const &path);
   bool is_indexed_by_alias(std::string const &path) const;
 

@@ -4,6 +4,7 @@
 #include "tools/ostrel/Text.hpp"
 
 #include <algorithm>
+#include <utility>
 
 namespace Ostrel::Tool {
 
@@ -88,7 +89,7 @@ std::vector<TagLines> find_tag_lines(std::string_view text) {
       tag.line = reader.line();
       reader.skip_to_any(" \t\r\n/>");
       read_attributes(&reader, &tag);
-      tags.push_back(tag);
+      tags.push_back(std::move(tag));
     }
   }
   return tags;

@@ -22,6 +22,18 @@ std::string digits_of(std::string_view text) {
   return digits;
 }
 
+// Whether a name that is nearly another one has other words on purpose: its plural or singular, or
+// a word that by itself is not misspelt, such as "Minimum" for "Maximum".
+bool has_other_words(std::string_view word, std::string_view name) {
+  std::vector<std::string> const written = words_of(word), meant = words_of(name);
+  return lower(word) == lower(name) + 's' || lower(word) + 's' == lower(name) ||
+         (written.size() == meant.size() &&
+          !std::equal(written.begin(), written.end(), meant.begin(),
+                      [](std::string const &part, std::string const &other) {
+                        return part == other || is_misspelling(part, other);
+                      }));
+}
+
 } // namespace
 
 std::string lower(std::string_view text) {
@@ -125,7 +137,8 @@ bool is_abbreviation(std::string_view word, std::string_view name) {
 
 std::string const *find_misspelt(std::string_view word, std::vector<std::string> const &names) {
   auto const found = std::find_if(names.begin(), names.end(), [word](std::string const &name) {
-    return is_misspelling(word, name) || is_abbreviation(word, name);
+    return is_abbreviation(word, name) ||
+           (is_misspelling(word, name) && !has_other_words(word, name));
   });
   return found == names.end() ? nullptr : &*found;
 }

@@ -37,7 +37,8 @@ bool is_misspelling(std::string_view word, std::string_view name);
 /// Whether each part of a word is the start of a part of the name: "MaxRange" for "MaximumRange".
 bool is_abbreviation(std::string_view word, std::string_view name);
 
-/// The first of the names of which the word is a misspelling or an abbreviation; null for none.
+/// The first of the names of which the word is an abbreviation, or a misspelling in each of its
+/// words (so "MinimumRange" is none of "MaximumRange") other than a plural; null for none.
 std::string const *find_misspelt(std::string_view word, std::vector<std::string> const &names);
 
 /// The number of characters to insert, remove, replace or swap with their neighbour; the larger

@@ -169,10 +169,6 @@ bool is_surely_number(std::string_view written) {
          (letter >= MANY || letter + 1 < text.size());
 }
 
-bool is_same_letter(char a, char b) {
-  return lower(std::string_view(&a, 1)) == lower(std::string_view(&b, 1));
-}
-
 // The unit that was probably meant: a sign for it, written in other case, or else with an 's' at
 // its end, or misspelt behind its first letter; empty if none is near.
 std::string nearest_unit(std::string const &word) {
@@ -183,7 +179,7 @@ std::string nearest_unit(std::string const &word) {
     }
     bool const is_plural = unit.size() > 1 && lower(word) == unit + 's';
     bool const is_near =
-        is_plural || (is_misspelling(word, unit) && is_same_letter(word.front(), unit.front()));
+        is_plural || (is_misspelling(word, unit) && lower(word).front() == lower(unit).front());
     nearest = nearest.empty() && is_near ? unit : nearest;
   }
   return nearest;
@@ -350,18 +346,6 @@ Fault judge_kind(std::string const &name, std::string const &text, Quantity cons
                     "write a unit of " + units_text(*meant)};
 }
 
-// Whether a name that is nearly another one has other words on purpose: its plural or singular, or
-// a word that by itself is not misspelt, such as "Minimum" for "Maximum".
-bool has_other_words(std::string const &name, std::string const &meant) {
-  std::vector<std::string> const words = words_of(name), meant_words = words_of(meant);
-  return lower(name) == lower(meant) + 's' || lower(name) + 's' == lower(meant) ||
-         (words.size() == meant_words.size() &&
-          !std::equal(words.begin(), words.end(), meant_words.begin(),
-                      [](std::string const &word, std::string const &other) {
-                        return word == other || is_misspelling(word, other);
-                      }));
-}
-
 // In ASCII, with one character for each letter beyond it.
 std::string with_single_bytes(std::string_view text) {
   constexpr unsigned char ASCII_END = 0x80, LETTER = 0xC0; // the first byte of several
@@ -386,8 +370,7 @@ std::string range_text(ValueRule const &rule) {
   if (!rule.minimum.empty()) {
     return rule.excludes_minimum ? low : "at least " + low;
   }
-  return rule.maximum.empty() || rule.excludes_maximum ? (rule.maximum.empty() ? "" : high)
-                                                       : "at most " + high;
+  return rule.maximum.empty() || rule.excludes_maximum ? high : "at most " + high;
 }
 
 Fault judge_characters(std::string const &text) {
@@ -478,12 +461,7 @@ bool is_above(std::string const &first, std::string const &second, std::string c
 }
 
 std::string const *find_meant(std::string_view word, std::vector<std::string> const &names) {
-  std::string const plain = with_single_bytes(word);
-  auto const found = std::find_if(names.begin(), names.end(), [&plain](std::string const &name) {
-    return is_abbreviation(plain, name) ||
-           (is_misspelling(plain, name) && !has_other_words(plain, name));
-  });
-  return found == names.end() ? nullptr : &*found;
+  return find_misspelt(with_single_bytes(word), names);
 }
 
 } // namespace Ostrel::Tool

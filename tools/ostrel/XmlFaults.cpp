@@ -109,10 +109,8 @@ std::size_t place_of(xmlError const &error, std::string_view text) {
 
 // A file that ends inside a tag was not written to its end.
 void look_for_cut(xmlError const &error, std::string_view text, Finding *finding) {
-  std::size_t const last = text.find_last_not_of(" \t\r\n"), tag = text.rfind('<');
-  std::size_t const end = text.rfind('>');
-  bool const is_in_tag = tag != text.npos && (end == text.npos || end < tag);
-  if (is_in_tag && place_of(error, text) > last) {
+  std::size_t const last = text.find_last_not_of(" \t\r\n"), tag = text.find_last_of("<>");
+  if (tag != text.npos && text[tag] == '<' && place_of(error, text) > last) {
     finding->line = line_of(text, last);
     finding->what = "not well-formed: the file ends inside a tag";
     finding->instead = "restore the file, or write its end";
@@ -248,14 +246,15 @@ Finding describe_parser_error(xmlError const &error, std::string const &path,
   case XML_ERR_NAME_REQUIRED:
   case XML_ERR_SPACE_REQUIRED:
     look_at_place(error, text, &finding);
+    look_for_cut(error, text, &finding);
     break;
   case XML_NS_ERR_UNDEFINED_NAMESPACE:
     look_at_prefix(error, &finding);
     break;
   default:
+    look_for_cut(error, text, &finding);
     break;
   }
-  look_for_cut(error, text, &finding);
   if (starts_with(text.substr(find_line(text, finding.line)), "<<<<<<<")) {
     finding.instead = "keep one of the two versions that a merge left in the file";
   }
