@@ -129,6 +129,11 @@ TEST_F(OstrelTool, ReadsSettings) {
       {"config get Sonar/Count", 2, "", "did you mean 'UserConfig/Sonar/Count'?"},
       {"config get UserConfig/Sonar/Rnage --default -1", 0, "-1\n"},
       {"config get $Raech", 1, "", "did you mean '$Reach'?"},
+      {"config get $Raech/a/b", 1, "", "no alias '$Raech/a/b'"},
+      {"config list $Raech/a/b", 1, "", "no alias '$Raech/a/b'"},
+      {"config get UserConfig/Point:x/x", 2, "", "is not of the form"},
+      {"config get UserConfig/Sonar/Count3", 1, "", "no setting 'UserConfig/Sonar/Count3'\n"},
+      {"config get A/B/c --type bool --default YES", 0, "true\n"},
       {"config get A/B/c --type long --default 3.5", 2, "", "'3.5' is not a whole number"},
       {"config get $Raech --default 3", 0, "3\n", "no alias"},
       {"config get Reach", 2, "", "did you mean '$Reach'?"},
@@ -139,8 +144,7 @@ TEST_F(OstrelTool, ReadsSettings) {
        "bad"},
       {"config get A/B/c --quiet", 3, "", "", "bad"},
       {"config get $Reach --config-path @/good", 0, "1.5 m\n", "", "none"},
-      {"config list UserConfig/Point", 0,
-       "UserConfig/Point:0/x = 1\nUserConfig/Point:1 = text\nUserConfig/Point:1/x = 2\n"},
+      {"config list UserConfig/Point", 0, "UserConfig/Point:0/x = 1\nUserConfig/Point:1/x = 2\n"},
       {"config list UserConfig/Point:1/x --origin", 0,
        "@/good/user-config.xml:5: UserConfig/Point:1/x = 2\n"},
       {"config list UserConfig/Point:1/x --origin --color always", 0,
@@ -193,7 +197,8 @@ TEST_F(OstrelTool, ChangesTheFile) {
       {"config set UserConfig/Sonar/Count", 2, "is not of the form KEY=VALUE", "", ""},
       {"config set UserConfig/Sonar/Count=8 UserConfig/Sonar/Range=\x01", 2, "cannot be set", "",
        ""},
-      {"config set UserConfig/Sonar/Count=8 Other/Sonar/Range=1", 2, "cannot be set", "", ""},
+      {"config set UserConfig/Sonar/Count=8 Other/Sonar/Range=1", 2, "the top key", "", ""},
+      {"config set UserConfig/A:2000000000/b=1", 2, "cannot be set", "", ""},
       {"config set UserConfig/Sonar/Cuont=8", 0, "'UserConfig/Sonar/Count'?", R"("1 5:7")",
        R"("1 5:7" Cuont="8")"},
       {"config unset UserConfig/Sonar/Count UserConfig/Sonar/Cuont", 1, "/Count'?", "", ""},
@@ -216,6 +221,8 @@ TEST_F(OstrelTool, ChangesTheFile) {
   check({"config set UserConfig/B/c=1 UserConfig/Sonar/Count=7 --dry-run", 0,
          "@/good/user-config.xml: UserConfig/B/c: (not set) -> '1'\n"
          "@/good/user-config.xml: UserConfig/Sonar/Count: '7' -> '7'\n"});
+  check({"config set UserConfig/Sonar/Count=1 --config-path @/none;@/good", 0, "",
+         "the settings file is '@/good/user-config.xml'; '@/none/user-config.xml' does not exist"});
 }
 
 TEST_F(OstrelTool, AnswersWithoutSettings) {
@@ -236,13 +243,14 @@ TEST_F(OstrelTool, AnswersWithoutSettings) {
       {"result -1", 1, "", "the last one is 27"},
       {"completion fish", 2, "", "fish not in {bash,zsh}"},
       {"units convert inf m in", 2, "", "'inf' is not a number"},
+      {"units convert 1e308 m mm", 2, "", "too large"},
       {"units convert 1 KM in", 1, "", "no unit 'KM'\n"},
       {"path show data", 0, "@/none/data (registry InstallPath)\n"},
       {"path show slam-landmark", 0, "@/none/data/slam (registry InstallPath)\n"},
       {"path show dta", 1, "", "did you mean 'data'?"},
       {"path find data file", 0, "@/none/data/file\n"},
       {"path find data fiel", 1, "",
-       "looked in: @/none/data (registry InstallPath); did you mean '@/none/data/file'?"},
+       "looked in: @/none/data (registry InstallPath); did you mean 'file'?"},
       {"lib find @/P/name", 0, "@/P/name\n"},
       {"lib find @/P/nam", 1, "", "'@/P/nam'"},
       {"lib find @/P/empty", 3, "", "a load takes '@/P/empty' and fails: it is no library"},
@@ -251,6 +259,8 @@ TEST_F(OstrelTool, AnswersWithoutSettings) {
       {"config gte x", 2, "", "did you mean 'get'?"},
       {"config get x --tpye=a", 2, "", "did you mean '--type'?"},
       {"config --quiet", 2, "", "a command is missing"},
+      {"--color", 2, "", "--color"},
+      {"config check @/no", 1, "@/no: there is no such file: name a file that exists\n"},
       {"result", 2, "", "CODE is required"},
       {"--version", 0, "ostrel 0.1.0\n"},
   };

@@ -105,7 +105,7 @@ int run_check(Output &output, std::vector<std::string> const &files) {
   bool is_missing = false, is_malformed = false;
   for (std::string const &file : checked) {
     if (is_missing_file(file)) {
-      output.error("there is no file '" + file + "'");
+      findings.push_back({file, 0, "there is no such file", "name a file that exists"});
       is_missing = true;
       continue;
     }

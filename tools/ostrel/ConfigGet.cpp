@@ -14,11 +14,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <system_error>
-
 namespace Ostrel::Tool {
 
 namespace {
@@ -122,37 +117,23 @@ void print_json(Output &output, GetOptions const &options, std::string const &ke
   output.print_json(object);
 }
 
-bool is_one_of(std::string const &text, std::vector<std::string> const &words) {
-  return std::count(words.begin(), words.end(), lower(text)) > 0;
-}
-
 // Null if the default is not of the type that is asked for. With a unit it is a number in that one.
 nlohmann::json parse_default(GetOptions const &options) {
-  std::string const &text = *options.default_text;
-  if (!options.unit.empty() || options.type == "double") {
-    double number = 0;
-    bool const is_number = parse_number(text, &number) && std::isfinite(number);
-    return is_number ? nlohmann::json(number) : nlohmann::json();
-  }
-  if (options.type == "long") {
-    long number = 0;
-    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    bool const is_number = error == std::errc() && end == text.data() + text.size();
-    return is_number ? nlohmann::json(number) : nlohmann::json();
-  }
-  if (options.type == "bool") {
-    bool const is_true = is_one_of(text, {"true", "1", "yes"});
-    bool const is_truth = is_true || is_one_of(text, {"false", "0", "no"});
-    return is_truth ? nlohmann::json(is_true) : nlohmann::json();
-  }
-  return options.type == "series" ? read_series(text) : nlohmann::json(text);
+  constexpr char const *KEY = "UserConfig/Ostrel/Default"; // of this process only
+  GetOptions plain = options;
+  plain.type = options.unit.empty() ? options.type : "double";
+  plain.unit.clear();
+  Silence const silence;
+  bool const is_set = UserConfig::set_user_config(KEY, options.default_text->c_str(),
+                                                  /*commit=*/false) == RESULT_SUCCESS;
+  return is_set ? read_as(plain, KEY, *options.default_text) : nlohmann::json();
 }
 
 int print_default(Output &output, GetOptions const &options, std::string const &key) {
   if (output.is_json()) {
     print_json(output, options, key, parse_default(options), /*is_default=*/true);
   } else {
-    output.line(*options.default_text);
+    output.line(text_of(parse_default(options)));
   }
   return STATUS_DONE;
 }
@@ -165,15 +146,15 @@ int run_get(Output &output, GetOptions const &options) {
                  did_you_mean(options.unit, all_units()));
     return STATUS_NOT_FOUND;
   }
-  if (options.default_text && parse_default(options).is_null()) {
-    output.error("the default '" + *options.default_text + "' is not " +
-                 (options.unit.empty() ? wanted(options) : "a number in " + options.unit));
-    return STATUS_USAGE;
-  }
   SettingsState const state = load_settings();
   if (state == SettingsState::UNREADABLE ||
       (state == SettingsState::MISSING && !options.default_text)) {
     return report_unavailable(output, state);
+  }
+  if (options.default_text && parse_default(options).is_null()) {
+    output.error("the default '" + *options.default_text + "' is not " +
+                 (options.unit.empty() ? wanted(options) : "a number in " + options.unit));
+    return STATUS_USAGE;
   }
   int status = STATUS_DONE;
   std::optional<std::string> const key = resolve_key(output, options.key, &status);

@@ -10,6 +10,7 @@
 #include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Settings.hpp"
 #include "tools/ostrel/Silence.hpp"
+#include "tools/ostrel/Text.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -166,26 +167,28 @@ bool explain(std::string const &key, SettingsState state, SettingExplanation *ex
 
 } // namespace
 
-int run_list(Output &output, std::string const &path, bool with_origin) {
+int run_list(Output &output, std::string const &named_path, bool with_origin) {
   if (SettingsState const state = load_settings(); state != SettingsState::AVAILABLE) {
     return report_unavailable(output, state);
   }
-  if (path.rfind('$', 0) == 0) {
-    int status = STATUS_DONE;
-    std::optional<std::string> const key = resolve_key(output, path, &status);
-    return key ? run_list(output, *key, with_origin) : status;
+  int status = STATUS_DONE;
+  std::optional<std::string> const path = starts_with(named_path, "$")
+                                              ? resolve_key(output, named_path, &status)
+                                              : std::optional(named_path);
+  if (!path) {
+    return status;
   }
   std::vector<StoredSetting> const settings = read_stored_settings();
-  bool has_any = path.empty();
+  bool has_any = path->empty();
   for (StoredSetting const &setting : settings) {
-    if (is_at_or_below(setting.key, path)) {
+    if (is_at_or_below(setting.key, *path)) {
       print(output, setting, with_origin);
       has_any = true;
     }
   }
   if (!has_any) {
-    output.error("there is no setting at or below '" + path + "'" +
-                 did_you_mean(path, paths_of(settings)));
+    output.error("there is no setting at or below '" + *path + "'" +
+                 did_you_mean(*path, paths_of(settings)));
   }
   return has_any ? STATUS_DONE : STATUS_NOT_FOUND;
 }

@@ -26,16 +26,24 @@ namespace {
 
 using Assignments = std::vector<std::pair<std::string, std::string>>; // keys and texts
 
-// The native path of the file from which the settings come.
-std::string settings_file(std::string const &key) {
+// The native path of the file from which the settings come. A note if that is not the one that is
+// searched first.
+std::string settings_file(Output &output, std::string const &key) {
   SettingExplanation explanation;
   UserConfig::explain_user_config(key.c_str(), &explanation);
-  for (SettingPlace const &place : explanation.places) {
-    if (place.state == SettingPlace::STATE_LOADED) {
-      return place.file;
-    }
+  auto const &places = explanation.places;
+  auto const loaded = std::find_if(places.begin(), places.end(), [](SettingPlace const &place) {
+    return place.state == SettingPlace::STATE_LOADED;
+  });
+  if (loaded == places.end()) {
+    return {};
   }
-  return {};
+  if (loaded != places.begin()) {
+    std::string const &fault = places.front().fault;
+    output.error("the settings file is '" + loaded->file + "'; '" + places.front().file + "' " +
+                 (fault.empty() ? "does not exist" : "is passed over: " + fault));
+  }
+  return loaded->file;
 }
 
 // Nothing if there is no such setting.
@@ -80,10 +88,20 @@ int parse(Output &output, std::vector<std::string> const &texts, Assignments *as
   return STATUS_DONE;
 }
 
+// Whether a set would create more keys than anybody wants: all up to the index.
+bool has_large_index(std::string const &component) {
+  constexpr std::size_t MOST_DIGITS = 4;
+  std::size_t const colon = component.find(':');
+  return colon != component.npos && component.size() - colon - 1 > MOST_DIGITS;
+}
+
 // Sets the text in a copy of the file that is never written, to learn whether key and text can be
 // part of it.
 bool is_settable(Configuration &configuration, std::string const &key, std::string const &text) {
   std::vector<std::string> const components = split(key, '/');
+  if (std::any_of(components.begin(), components.end(), has_large_index)) {
+    return false;
+  }
   void const *parent = configuration.find_key(components.front().c_str());
   for (std::size_t i = 1; i + 1 < components.size() && parent != nullptr; ++i) {
     void const *const sub_key = configuration.find_key(parent, components[i].c_str());
@@ -102,6 +120,11 @@ int check_settable(Output &output, std::string const &file, Assignments const &a
   Configuration configuration(source);
   configuration.init_source(IConfigSource::CONFIG_ROOT_USER_CONFIG, nullptr);
   for (auto const &[key, text] : assignments) {
+    std::string const root = key.substr(0, key.find('/'));
+    if (configuration.find_key(root.c_str()) == nullptr) {
+      output.error("'" + key + "' does not begin with the top key of the file; nothing was set");
+      return STATUS_USAGE;
+    }
     if (!is_settable(configuration, key, text)) {
       output.error("'" + key + "' cannot be set to '" + text + "'; nothing was set");
       return STATUS_USAGE;
@@ -187,7 +210,7 @@ int run_set(Output &output, std::vector<std::string> const &assignments, bool is
   if (int const status = parse(output, assignments, &settings); status != STATUS_DONE) {
     return status;
   }
-  std::string const file = settings_file(settings.front().first);
+  std::string const file = settings_file(output, settings.front().first);
   if (int const status = check_settable(output, file, settings); status != STATUS_DONE) {
     return status;
   }
@@ -228,7 +251,7 @@ int run_unset(Output &output, std::vector<std::string> const &keys) {
       full_keys.push_back(std::move(*full_key));
     }
   }
-  std::string const file = settings_file(full_keys.front());
+  std::string const file = settings_file(output, full_keys.front());
   if (int const status = check_writable(output, file); status != STATUS_DONE) {
     return status;
   }

@@ -71,7 +71,8 @@ void print(Output &output, Described const &described) {
   if (!setting.purpose.empty()) {
     output.line("  " + setting.purpose);
   }
-  output.line("  type:    " + rule_text(setting.rule));
+  output.line("  type:    " + rule_text(setting.rule) +
+              (setting.rule.form_purpose.empty() ? "" : ": " + setting.rule.form_purpose));
   if (!setting.rule.choices.empty()) {
     output.line("  choices: " + listed(setting.rule.choices) +
                 (setting.rule.allows_text ? ", or another" : ""));
@@ -115,6 +116,15 @@ std::string full_key(std::string const &key) {
   return key;
 }
 
+// The schema declares all elements of a list at once.
+std::string without_indexes(std::string const &key) {
+  std::string plain;
+  for (std::string const &component : split(key, '/')) {
+    plain += (plain.empty() ? "" : "/") + component.substr(0, component.find(':'));
+  }
+  return plain;
+}
+
 // All settings, or those at or below a key, ordered by key.
 std::vector<Described> select(Schema const &schema, std::string const &key) {
   std::vector<Described> selected;
@@ -144,7 +154,8 @@ int run_describe(Output &output, std::optional<std::string> const &key) {
   if (!schema) {
     return status;
   }
-  std::vector<Described> const settings = select(*schema, key ? full_key(*key) : "");
+  std::vector<Described> const settings =
+      select(*schema, key ? without_indexes(full_key(*key)) : "");
   if (settings.empty() && key) {
     output.error("the schema " + schema->path + " does not describe '" + full_key(*key) + "'" +
                  did_you_mean(full_key(*key), schema->keys()));

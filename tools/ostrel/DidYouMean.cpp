@@ -28,12 +28,13 @@ bool is_end_of_path(std::string_view text, std::string_view path) {
 std::string const *find_nearest(std::string_view typed, std::vector<std::string> const &names) {
   std::string const *nearest = nullptr;
   std::size_t fewest = 0;
+  std::string const digits = digits_of(typed);
   for (std::string const &name : names) {
     std::size_t const shared = shared_path(typed, name);
     std::string_view const rest = std::string_view(name).substr(shared);
     std::size_t const errors =
         is_end_of_path(typed, name) ? 1 : edit_distance(lower(typed.substr(shared)), lower(rest));
-    bool const is_near = name != typed && errors <= rest.size() / NEAR;
+    bool const is_near = name != typed && errors <= rest.size() / NEAR && digits_of(name) == digits;
     if (is_near && (nearest == nullptr || errors < fewest)) {
       nearest = &name;
       fewest = errors;

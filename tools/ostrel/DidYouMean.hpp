@@ -13,7 +13,7 @@ namespace Ostrel::Tool {
 ///
 /// @return a pointer into `names`; null if none is near, that is within a third of its length;
 /// never the typed
-///         name itself.
+///         name itself, nor one with other digits.
 std::string const *find_nearest(std::string_view typed, std::vector<std::string> const &names);
 
 /// Returns "; did you mean 'NAME'?" for the nearest name; the empty text if none is near.

@@ -95,6 +95,10 @@ std::string find_fault(std::string const &file) {
 } // namespace
 
 int run_lib_find(Output &output, std::string const &name) {
+  if (name.empty()) {
+    output.error("the name is empty");
+    return STATUS_USAGE;
+  }
   std::string const file = complete_name(name);
   std::vector<Candidate> const candidates = candidates_of(file);
   auto const found =

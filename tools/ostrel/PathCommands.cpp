@@ -7,6 +7,7 @@
 #include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/Origins.hpp"
 #include "tools/ostrel/Silence.hpp"
+#include "tools/ostrel/Text.hpp"
 
 #include <nlohmann/json.hpp>
 
@@ -100,7 +101,8 @@ int run_path_find(Output &output, std::string const &property, std::string const
     std::string searched, nearest;
     for (SearchPathElement const &element : elements_of(wanted)) {
       searched += (searched.empty() ? "" : ", ") + text_of(element);
-      nearest = nearest.empty() ? find_nearest_path(element.directory + '/' + file) : nearest;
+      std::string const start = element.directory + '/', path = find_nearest_path(start + file);
+      nearest = nearest.empty() && starts_with(path, start) ? path.substr(start.size()) : nearest;
     }
     output.error("there is no readable file '" + file + "'; looked in: " + searched +
                  (nearest.empty() ? "" : "; did you mean '" + nearest + "'?"));

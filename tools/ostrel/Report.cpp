@@ -82,8 +82,9 @@ Section describe_paths() {
 }
 
 std::string describe_place(SearchedFile const &place) {
-  return place.is_used ? std::string("read, ") +
-                             (status_of(place.file).is_writable ? "writable" : "not writable")
+  return place.is_used && !place.fault.empty() ? "not read: " + place.fault
+         : place.is_used                       ? std::string("read, ") +
+                               (status_of(place.file).is_writable ? "writable" : "not writable")
          : place.state == SettingPlace::STATE_NO_FILE    ? "no file"
          : place.state == SettingPlace::STATE_UNREADABLE ? "not read: " + place.fault
                                                          : "not read: an earlier file comes first";

@@ -5,6 +5,7 @@
 
 #include "core/base/foundation/ResultCode.hpp"
 #include "core/base/platform/Platform.hpp"
+#include "tools/ostrel/FileStatus.hpp"
 #include "tools/ostrel/Text.hpp"
 
 #include <libxml/parser.h>
@@ -421,7 +422,7 @@ std::string find_schema(std::string const &settings_file, std::string const &roo
   std::size_t const slash = settings_file.find_last_of('/');
   std::string beside =
       slash == settings_file.npos ? name : settings_file.substr(0, slash + 1) + name;
-  if (Platform::file_exists(beside.c_str()) == RESULT_SUCCESS) {
+  if (status_of(beside).exists) { // read_schema reports one that cannot be read
     return beside;
   }
   std::string search_path, found;

@@ -9,6 +9,7 @@
 #include "tools/ostrel/Schema.hpp"
 #include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Silence.hpp"
+#include "tools/ostrel/Text.hpp"
 
 #include <algorithm>
 #include <map>
@@ -51,18 +52,11 @@ private:
     std::string name;
     for (auto value = source_.find_first_value(key, &name, &setting.text); value != nullptr;
          value = source_.find_next_value(value, &name, &setting.text)) {
-      setting.key = name.empty() ? path : path + '/' + name;
-      if (!name.empty() || is_own_text(key, setting.text)) {
+      if (!name.empty()) { // the text of a key is no setting
+        setting.key = path + '/' + name;
         settings_.push_back(setting);
       }
     }
-  }
-
-  // Every key has a text, which for most is blank or that of the keys below it.
-  bool is_own_text(void const *key, std::string const &text) const {
-    std::string name;
-    return text.find_first_not_of(" \t\r\n") != text.npos &&
-           source_.find_first(key, &name) == nullptr;
   }
 
   XmlConfigSource const &source_;
@@ -75,6 +69,37 @@ std::vector<std::string> names_of_aliases(std::vector<SettingAlias> const &alias
     names.push_back('$' + alias.name);
   }
   return names;
+}
+
+// The library reads any other text behind a ':' as the index 0.
+bool has_numbers_as_indexes(std::string const &key) {
+  std::vector<std::string> const components = split(key, '/');
+  return std::all_of(components.begin(), components.end(), [](std::string const &component) {
+    std::size_t const colon = component.find(':');
+    return colon == component.npos ||
+           (colon + 1 < component.size() &&
+            component.find_first_not_of("0123456789", colon + 1) == component.npos);
+  });
+}
+
+std::optional<std::string> resolve_alias(Output &output, std::string const &alias,
+                                         std::vector<SettingAlias> const &aliases, int *status) {
+  auto const found =
+      std::find_if(aliases.begin(), aliases.end(),
+                   [&alias](SettingAlias const &each) { return alias == '$' + each.name; });
+  if (found == aliases.end()) {
+    output.error("there is no alias '" + alias + "'" +
+                 did_you_mean(alias, names_of_aliases(aliases)));
+    *status = STATUS_NOT_FOUND;
+    return std::nullopt;
+  }
+  if (!is_well_formed_key(found->key)) {
+    output.error("the alias '" + alias + "' stands for '" + found->key +
+                 "', which is not of the form ROOT/KEY../VALUE");
+    *status = STATUS_UNREADABLE;
+    return std::nullopt;
+  }
+  return found->key;
 }
 
 } // namespace
@@ -141,28 +166,16 @@ bool is_well_formed_key(std::string_view key) {
 }
 
 std::optional<std::string> resolve_key(Output &output, std::string const &key, int *status) {
-  std::vector<SettingAlias> aliases;
-  UserConfig::list_aliases(&aliases);
-  for (SettingAlias const &alias : aliases) {
-    if (key == '$' + alias.name && is_well_formed_key(alias.key)) {
-      return alias.key;
-    }
-    if (key == '$' + alias.name) {
-      output.error("the alias '" + key + "' stands for '" + alias.key +
-                   "', which is not of the form ROOT/KEY../VALUE");
-      *status = STATUS_UNREADABLE;
-      return std::nullopt;
-    }
-  }
-  if (is_well_formed_key(key)) {
+  bool const is_alias = starts_with(key, "$");
+  if (!is_alias && is_well_formed_key(key) && has_numbers_as_indexes(key)) {
     return key;
   }
-  std::vector<std::string> names = names_of_aliases(aliases);
-  if (!key.empty() && key.front() == '$') {
-    output.error("there is no alias '" + key + "'" + did_you_mean(key, names));
-    *status = STATUS_NOT_FOUND;
-    return std::nullopt;
+  std::vector<SettingAlias> aliases;
+  UserConfig::list_aliases(&aliases);
+  if (is_alias) {
+    return resolve_alias(output, key, aliases, status);
   }
+  std::vector<std::string> names = names_of_aliases(aliases);
   std::vector<std::string> const keys = known_keys();
   names.insert(names.end(), keys.begin(), keys.end());
   output.error("'" + key + "' is not of the form ROOT/KEY../VALUE or $ALIAS" +

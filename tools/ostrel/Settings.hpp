@@ -28,8 +28,7 @@ struct StoredSetting {
   long line = 0; ///< From 1; 0 if it is unknown.
 };
 
-/// Reads every setting of the settings file, in its order; empty if it cannot be read. The text of
-/// a key without keys below it has the path of the key itself.
+/// Reads every setting of the settings file, in its order; empty if it cannot be read.
 std::vector<StoredSetting> read_stored_settings();
 
 /// The full keys of the settings in the file, and of those that its schema declares.

@@ -15,13 +15,6 @@ char lower_letter(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-std::string digits_of(std::string_view text) {
-  std::string digits;
-  std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
-               [](char c) { return c >= '0' && c <= '9'; });
-  return digits;
-}
-
 // Whether a name that is nearly another one has other words on purpose: its plural or singular, or
 // a word that by itself is not misspelt, such as "Minimum" for "Maximum".
 bool has_other_words(std::string_view word, std::string_view name) {
@@ -73,6 +66,13 @@ std::string letters_of(std::string_view name) {
     }
   }
   return letters;
+}
+
+std::string digits_of(std::string_view text) {
+  std::string digits;
+  std::copy_if(text.begin(), text.end(), std::back_inserter(digits),
+               [](char c) { return c >= '0' && c <= '9'; });
+  return digits;
 }
 
 std::string listed(std::vector<std::string> const &words) {

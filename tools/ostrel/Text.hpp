@@ -26,6 +26,9 @@ std::vector<std::string> words_of(std::string_view name);
 /// The letters and digits of a name, in lower case: misspelt names mostly differ in the others.
 std::string letters_of(std::string_view name);
 
+/// The digits of a text, in their order.
+std::string digits_of(std::string_view text);
+
 /// "a, b or c"
 std::string listed(std::vector<std::string> const &words);
 

@@ -60,6 +60,10 @@ int run_units_convert(Output &output, std::string const &number, std::string con
     return STATUS_USAGE;
   }
   double const converted = convert(from_kind->type, value, from, to);
+  if (!std::isfinite(converted)) {
+    output.error(number + ' ' + from + " is too large for a number of " + to);
+    return STATUS_USAGE;
+  }
   if (output.is_json()) {
     output.print_json({{"value", converted}, {"unit", to}, {"kind", to_kind->name}});
   } else {

@@ -102,7 +102,7 @@ int report_usage(Output &output, CLI::App const &app, CLI::ParseError const &err
               did_you_mean(rest.front().substr(0, rest.front().find('=')), options_of(&command));
   } else if (!rest.empty() && !commands.empty()) {
     message = "there is no command '" + rest.front() + "'" + did_you_mean(rest.front(), commands);
-  } else if (!commands.empty()) {
+  } else if (!commands.empty() && dynamic_cast<CLI::RequiredError const *>(&error) != nullptr) {
     message = "a command is missing";
   }
   std::string path;
