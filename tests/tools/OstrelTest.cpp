@@ -177,6 +177,9 @@ TEST_F(OstrelTool, ExplainsASetting) {
   }
   check({"config explain UserConfig/Sonar/Rnage --quiet --json", 1,
          run("config explain UserConfig/Sonar/Rnage --json").out.c_str()});
+  write_file(path("place/user-config.xml/file"), "");
+  EXPECT_NE(run("config explain A/B/c", "place").out.find("cannot be read: it is a directory"),
+            std::string::npos);
   for (char const *line : {"config explain $Reach", "config explain A/B/c"}) {
     EXPECT_EQ(run(line, "bad").status, 3);
     EXPECT_NE(run(line, "bad").out.find("): cannot be read: line 3"), std::string::npos) << line;

@@ -61,7 +61,8 @@ bool open_file_of(SettingPlace *place) {
   if (result != RESULT_SUCCESS && !file_was_missing()) {
     SystemErrorText const reason;
     place->state = SettingPlace::STATE_UNREADABLE;
-    place->fault = reason.c_str();
+    bool const is_directory = Platform::directory_exists(place->file.c_str()) == RESULT_SUCCESS;
+    place->fault = is_directory ? "it is a directory" : reason.c_str();
   }
   if (result == RESULT_SUCCESS && !file.is_regular()) { // a read may wait, or change it
     place->fault = "it is not a regular file";
