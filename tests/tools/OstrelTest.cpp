@@ -221,7 +221,7 @@ TEST_F(OstrelTool, ChangesTheFile) {
     EXPECT_EQ(read_file(path("good/user-config.xml")), expected);
   }
   check({"config set A/B/c=1", 3, "", "no settings file", "none"});
-  check({"config set UserConfig/B/c=1 UserConfig/Sonar/Count=7 --dry-run", 0,
+  check({"config set UserConfig/B/c=0 UserConfig/B/c=1 UserConfig/Sonar/Count=7 --dry-run", 0,
          "@/good/user-config.xml: UserConfig/B/c: (not set) -> '1'\n"
          "@/good/user-config.xml: UserConfig/Sonar/Count: '7' -> '7'\n"});
   check({"config set UserConfig/Sonar/Count=1 --config-path @/none;@/good", 0, "",

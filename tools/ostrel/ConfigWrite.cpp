@@ -83,7 +83,12 @@ int parse(Output &output, std::vector<std::string> const &texts, Assignments *as
     if (!key) {
       return status;
     }
-    assignments->emplace_back(std::move(*key), text.substr(equals + 1));
+    auto known = std::find_if(assignments->begin(), assignments->end(),
+                              [&key](auto const &assignment) { return assignment.first == *key; });
+    if (known == assignments->end()) {
+      known = assignments->emplace(known, std::move(*key), "");
+    }
+    known->second = text.substr(equals + 1); // of one key given twice, the last text counts
   }
   return STATUS_DONE;
 }
