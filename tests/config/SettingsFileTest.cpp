@@ -99,6 +99,7 @@ void locks_are_kept() {
 
 // The lock is that of the target's directory, also after a change of the current directory.
 void links_are_followed() {
+  setenv("OSTREL_CONFIG_PATH", "./settings", 1); // counts as absolute
   write_file("target/file.xml", SETTINGS);
   std::filesystem::remove(FILE_NAME);
   std::filesystem::create_symlink("../target/file.xml", FILE_NAME);

@@ -43,8 +43,8 @@ private:
 ///
 /// Follows every set, removal and reload of this process; changes to the file by other programs
 /// only after a reload. If memory runs out in a reload, the old value stays until the next change.
-/// Until the setting exists, and if its text is not of the type (a warning, as
-/// that of the typed `get_user_config`), the last good value stays; at first the default.
+/// Until the setting exists, and if its text is not of the type (a warning, as that of the typed
+/// `get_user_config`), the last good value stays; at first the default.
 ///
 /// The constructor reads the setting, and so the settings file if nothing has read it before. Any
 /// thread may call `get` at any time. Constructor and destructor wait while another thread sets,

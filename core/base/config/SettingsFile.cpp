@@ -58,12 +58,14 @@ bool may_commit(std::string const &path, DirectoryLock const &lock) {
   return true;
 }
 
-// At present, for a later change of the current directory.
+// In view of the present current directory, which the program may change. A dot at the start
+// depends on it as well, although it counts as absolute.
 std::string absolute_form_of(std::string const &path) {
+  bool const is_relative = !Platform::is_absolute_path(path.c_str()) || path.front() == '.';
   std::string directory;
-  bool const is_relative = !Platform::is_absolute_path(path.c_str()) &&
-                           Platform::get_current_directory(&directory) == RESULT_SUCCESS;
-  return is_relative ? native_form_of(directory + Platform::get_path_delimiter() + path) : path;
+  bool const is_known =
+      is_relative && Platform::get_current_directory(&directory) == RESULT_SUCCESS;
+  return is_known ? native_form_of(directory + Platform::get_path_delimiter() + path) : path;
 }
 
 // Throws std::bad_alloc for a lack of memory.

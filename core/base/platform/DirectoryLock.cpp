@@ -7,7 +7,7 @@
 namespace Ostrel {
 
 DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) noexcept {
-  if (lock_directory_of(file, timeout_ms, &lock_, &had_to_wait_)) {
+  if (lock_directory_of(file, timeout_ms, &had_to_wait_)) {
     state_ = State::HELD;
     return;
   }
@@ -26,7 +26,7 @@ DirectoryLock::DirectoryLock(char const *file, std::uint32_t timeout_ms) noexcep
 
 DirectoryLock::~DirectoryLock() {
   if (state_ == State::HELD) {
-    unlock_directory(lock_, had_to_wait_);
+    unlock_directory(had_to_wait_);
   }
 }
 

@@ -29,7 +29,6 @@ public:
 
 private:
   State state_ = State::UNAVAILABLE;
-  std::intptr_t lock_ = 0; // of the system layer
   bool had_to_wait_ = false;
 };
 

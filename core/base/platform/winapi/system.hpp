@@ -48,17 +48,16 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept;
 /// sees the lock, and it ends with the process. It is not recursive, and a process holds at most
 /// one: a forked child closes its copy of the last one.
 ///
-/// @param lock         receives the lock, for `unlock_directory`.
 /// @param had_to_wait  set to true if another process has held it; else untouched.
 /// @return false, with the last error: ERROR_SHARING_VIOLATION after the time-out; otherwise a
 ///         shortage of descriptors or memory, or that the directory may not be read or has no locks
 ///         (on Windows always).
-bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t *lock,
-                       bool *had_to_wait) noexcept;
+bool lock_directory_of(char const *file, std::uint32_t timeout_ms, bool *had_to_wait) noexcept;
 
+/// Releases the lock.
 /// @param had_to_wait  as above: then pauses after the release. Otherwise a process that locks
 ///                     again at once would keep the lock from those that wait.
-void unlock_directory(std::intptr_t lock, bool had_to_wait) noexcept;
+void unlock_directory(bool had_to_wait) noexcept;
 
 /// Restores the last error, and its text, at the end of a block.
 class LastErrorGuard {

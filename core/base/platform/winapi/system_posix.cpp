@@ -58,13 +58,13 @@ timespec pause_after(std::int64_t waited_ns) {
   return {0, std::max(SHORTEST_PAUSE_NS, LONGEST_PAUSE_NS - waited_ns / DECREASE)};
 }
 
-constexpr std::intptr_t NO_DIRECTORY = -1;
+constexpr int NO_DIRECTORY = -1;
 
-std::atomic<std::intptr_t> locked_directory{NO_DIRECTORY};
+std::atomic<int> locked_directory{NO_DIRECTORY}; // its descriptor
 
 // In the child of a fork: its copy of the descriptor would keep the lock.
 void close_directory_lock() noexcept {
-  Descriptor const directory(static_cast<int>(locked_directory.exchange(NO_DIRECTORY)));
+  Descriptor const directory(locked_directory.exchange(NO_DIRECTORY));
 }
 
 } // namespace
@@ -120,8 +120,7 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
 // `flock`, since a record lock on a directory is impossible: it needs a descriptor for writing. Its
 // wait cannot be bounded, so the call is repeated. Opens the directory each time: a child that is
 // forked in a pause would share a descriptor, and with it the lock.
-bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t *lock,
-                       bool *had_to_wait) noexcept {
+bool lock_directory_of(char const *file, std::uint32_t timeout_ms, bool *had_to_wait) noexcept {
   NotCancelled const here;
   NativePath const native(file);
   if (!native.is_valid()) {
@@ -135,8 +134,7 @@ bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t
       if (directory.is_open() &&
           retry([&directory] { return flock(directory.get(), LOCK_EX | LOCK_NB); }) == 0) {
         AtFork::set_child_step(AtFork::DIRECTORY_LOCK, close_directory_lock);
-        locked_directory = directory.get();
-        *lock = directory.release();
+        locked_directory = directory.release();
         return true;
       }
     }
@@ -149,13 +147,14 @@ bool lock_directory_of(char const *file, std::uint32_t timeout_ms, std::intptr_t
   }
 }
 
-// Unlocks explicitly: a child may have its copy of the descriptor for a moment. In a child that was
-// forked by the thread that held the lock, the descriptor is closed already.
-void unlock_directory(std::intptr_t lock, bool had_to_wait) noexcept {
+// Unlocks explicitly: a child may have its copy of the descriptor for a moment.
+void unlock_directory(bool had_to_wait) noexcept {
   NotCancelled const here;
-  if (locked_directory.exchange(NO_DIRECTORY) == lock) {
-    Descriptor const directory(static_cast<int>(lock));
-    flock(directory.get(), LOCK_UN);
+  {
+    Descriptor const directory(locked_directory.exchange(NO_DIRECTORY));
+    if (directory.is_open()) { // else in a child that was forked by the thread that holds the lock
+      flock(directory.get(), LOCK_UN);
+    }
   }
   if (had_to_wait) {
     timespec const pause = {0, LONGEST_PAUSE_NS};

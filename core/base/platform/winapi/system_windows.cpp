@@ -38,12 +38,12 @@ bool follow_links(char const *path, char *target, std::size_t size) noexcept {
 }
 
 bool lock_directory_of(char const * /*file*/, std::uint32_t /*timeout_ms*/,
-                       std::intptr_t * /*lock*/, bool * /*had_to_wait*/) noexcept {
+                       bool * /*had_to_wait*/) noexcept {
   SetLastError(ERROR_NOT_SUPPORTED);
   return false;
 }
 
-void unlock_directory(std::intptr_t /*lock*/, bool /*had_to_wait*/) noexcept {}
+void unlock_directory(bool /*had_to_wait*/) noexcept {}
 
 LastErrorGuard::LastErrorGuard() noexcept : number_(GetLastError()), reason_(0) {}
 
