@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/Checks.hpp"
+#include "tools/ostrel/KnownFiles.hpp"
 #include "tools/ostrel/Text.hpp"
 #include "tools/ostrel/Values.hpp"
 
@@ -13,15 +14,6 @@
 namespace Ostrel::Tool {
 
 namespace {
-
-struct KnownFile {
-  char const *name, *root;
-};
-
-constexpr KnownFile KNOWN_FILES[] = {
-    {"application-config.xml", "Applications"},  {"behavior-config.xml", "Behaviors"},
-    {"personality-config.xml", "Personalities"}, {"resource-config.xml", "Resources"},
-    {"semantic-config.xml", "Semantics"},        {"user-config.xml", "UserConfig"}};
 
 std::string base_name(std::string const &path) {
   return path.substr(path.find_last_of("/\\") + 1);

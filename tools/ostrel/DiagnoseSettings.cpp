@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/ostrel/Check.hpp"
 #include "tools/ostrel/Diagnosis.hpp"
+#include "tools/ostrel/KnownFiles.hpp"
 #include "tools/ostrel/SearchedFiles.hpp"
 #include "tools/ostrel/Text.hpp"
 
@@ -13,11 +14,6 @@
 namespace Ostrel::Tool {
 
 namespace {
-
-constexpr char const *FILE_NAMES[] = {"application-config.xml", "behavior-config.xml",
-                                      "personality-config.xml", "resource-config.xml",
-                                      "semantic-config.xml",    "user-config.xml",
-                                      "user-config.xsd"};
 
 bool is_chosen_by_user(SearchedFile const &place) {
   return place.directory.empty() || place.origin == SettingPlace::ORIGIN_ENVIRONMENT;
@@ -90,22 +86,28 @@ void diagnose_shadowed(std::vector<SearchedFile> const &places, SearchedFile con
   }
 }
 
+// Whether a name looks as if it was written for that of a configuration file.
+bool is_written_for(std::string const &name, char const *meant) {
+  constexpr char const *ENDINGS[] = {"", "txt", "xmltxt", "xmlxml", "conf", "cfg", "urationxml"};
+  std::string const written = letters_of(name), letters = letters_of(meant);
+  std::string const stem = letters.substr(0, letters.size() - std::string("xml").size());
+  bool const has_other_ending =
+      std::any_of(std::begin(ENDINGS), std::end(ENDINGS),
+                  [&](char const *ending) { return written == stem + ending; });
+  return written == letters || has_other_ending ||
+         (is_misspelling(name, meant) && edit_distance(written, letters) <= 1);
+}
+
 // The name of a configuration file for which another was written; null if it does not look so.
 char const *find_meant_name(std::string const &name) {
-  constexpr char const *ENDINGS[] = {"", "txt", "xmltxt", "xmlxml", "conf", "cfg", "urationxml"};
-  std::string const written = letters_of(name);
-  for (char const *const meant : FILE_NAMES) {
-    std::string const letters = letters_of(meant);
-    std::string const stem = letters.substr(0, letters.size() - std::string("xml").size());
-    bool const has_other_ending =
-        std::any_of(std::begin(ENDINGS), std::end(ENDINGS),
-                    [&](char const *ending) { return written == stem + ending; });
-    if (written == letters || has_other_ending ||
-        (is_misspelling(name, meant) && edit_distance(written, letters) <= 1)) {
-      return meant;
-    }
+  auto const *const meant =
+      std::find_if(std::begin(KNOWN_FILES), std::end(KNOWN_FILES),
+                   [&name](KnownFile const &file) { return is_written_for(name, file.name); });
+  if (meant != std::end(KNOWN_FILES)) {
+    return meant->name;
   }
-  return nullptr;
+  constexpr char const *SCHEMA = "user-config.xsd";
+  return is_written_for(name, SCHEMA) ? SCHEMA : nullptr;
 }
 
 void diagnose_names(std::string const &directory, std::vector<Finding> *findings) {
@@ -168,12 +170,13 @@ void diagnose_contents(std::string const &file, std::vector<Finding> *findings) 
 
 // The other configuration files, as far as no program can read them.
 void diagnose_others(std::vector<SearchedFile> const &places, std::vector<Finding> *findings) {
-  for (std::string const name : FILE_NAMES) {
+  for (KnownFile const &known : KNOWN_FILES) {
+    std::string const name = known.name;
     auto const found =
         std::find_if(places.begin(), places.end(), [&name](SearchedFile const &place) {
           return status_of(directory_of(place.file) + '/' + name).is_regular;
         });
-    bool const is_other = name != "user-config.xml" && ends_with(name, ".xml");
+    bool const is_other = name != "user-config.xml";
     std::string const file = found == places.end() ? "" : directory_of(found->file) + '/' + name;
     if (is_other && !file.empty() && check_file(file).is_malformed) {
       diagnose_contents(file, findings);
